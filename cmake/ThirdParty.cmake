@@ -1,0 +1,33 @@
+# Libraries from Debian's packages. The header-only ones are reached through a folder of links of our own, so that
+# the cross build sees them without seeing the machine's other headers.
+set(WS_HEADERS ${CMAKE_BINARY_DIR}/sysroot/include)
+file(MAKE_DIRECTORY ${WS_HEADERS})
+foreach(name asio asio.hpp nlohmann CLI toml++ tl)
+  if(NOT EXISTS /usr/include/${name})
+    message(FATAL_ERROR "/usr/include/${name} is missing: run scripts/install-packages.sh")
+  endif()
+  file(CREATE_LINK /usr/include/${name} ${WS_HEADERS}/${name} SYMBOLIC)
+endforeach()
+
+add_library(header_only INTERFACE)
+target_include_directories(header_only SYSTEM INTERFACE ${WS_HEADERS})
+target_compile_definitions(header_only INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
+find_package(Threads REQUIRED)
+target_link_libraries(header_only INTERFACE Threads::Threads)
+if(WIN32)
+  target_link_libraries(header_only INTERFACE ws2_32 mswsock)
+endif()
+
+add_library(crypto INTERFACE)
+if(WIN32)
+  # Cross-built from Debian's source tarball by scripts/openssl-mingw.sh, cached by version.
+  set(WS_OPENSSL_ROOT "$ENV{WS_OPENSSL_ROOT}" CACHE PATH "Cross-built OpenSSL (include/, libcrypto.a)")
+  if(NOT EXISTS ${WS_OPENSSL_ROOT}/libcrypto.a)
+    message(FATAL_ERROR "WS_OPENSSL_ROOT has no libcrypto.a: run scripts/openssl-mingw.sh")
+  endif()
+  target_include_directories(crypto SYSTEM INTERFACE ${WS_OPENSSL_ROOT}/include)
+  target_link_libraries(crypto INTERFACE ${WS_OPENSSL_ROOT}/libcrypto.a ws2_32 crypt32)
+else()
+  find_package(OpenSSL 3 REQUIRED)
+  target_link_libraries(crypto INTERFACE OpenSSL::Crypto)
+endif()

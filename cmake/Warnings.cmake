@@ -1,0 +1,14 @@
+# The rules of every target: warnings are errors, in both builds.
+function(ws_rules target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+    -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+  target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR}/src)
+  if(WIN32)
+    target_compile_definitions(${target} PRIVATE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+  endif()
+endfunction()
+
+if(WS_SANITIZE)
+  add_compile_options(-fsanitize=${WS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${WS_SANITIZE})
+endif()

@@ -1,0 +1,60 @@
+// Reference-counted objects. A new object has one reference, its maker's; the last Release destroys it. Both calls may
+// come from any thread.
+#pragma once
+
+#include <atomic>
+#include <utility>
+
+#include "framework/core/export.h"
+
+namespace CORE {
+
+class MFWCORE_API coreref {
+  public:
+    coreref() = default;
+    coreref(const coreref&) = delete;
+    coreref& operator=(const coreref&) = delete;
+    virtual ~coreref();
+    virtual long AddRef() noexcept;   // the count afterwards
+    virtual long Release() noexcept;  // the count afterwards; 0: the object is gone
+    long RefCount() const noexcept { return count_.load(std::memory_order_relaxed); }
+
+  private:
+    std::atomic<long> count_{1};
+};
+
+// Holds one reference for as long as it lives.
+template <class T>
+class refptr {
+  public:
+    refptr() = default;
+    static refptr adopt(T* object) noexcept {  // takes over the caller's reference
+        refptr r;
+        r.object_ = object;
+        return r;
+    }
+    static refptr share(T* object) noexcept {  // adds a reference of its own
+        if (object) object->AddRef();
+        return adopt(object);
+    }
+    refptr(const refptr& other) noexcept : refptr(share(other.object_)) {}
+    refptr(refptr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+    refptr& operator=(refptr other) noexcept {
+        std::swap(object_, other.object_);
+        return *this;
+    }
+    ~refptr() { reset(); }
+    void reset() noexcept {
+        if (T* object = std::exchange(object_, nullptr)) object->Release();
+    }
+    T* get() const noexcept { return object_; }
+    T* detach() noexcept { return std::exchange(object_, nullptr); }  // the reference goes to the caller
+    T* operator->() const noexcept { return object_; }
+    T& operator*() const noexcept { return *object_; }
+    explicit operator bool() const noexcept { return object_ != nullptr; }
+
+  private:
+    T* object_ = nullptr;
+};
+
+}  // namespace CORE

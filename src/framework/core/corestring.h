@@ -1,0 +1,179 @@
+// Value strings of the framework: corestring<wchar_t> is the working form, corestring<char> holds UTF-8 (or, around
+// encryption, plain bytes). Not thread safe; copies are independent.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <exception>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+#include "framework/core/export.h"
+#include "framework/core/format.h"
+
+namespace CORE {
+
+inline constexpr unsigned codePageUtf8 = 65001;
+
+// UTF-8 to wide and back. What is not valid UTF-8 becomes U+FFFD, a lone surrogate likewise; nothing throws.
+MFWCORE_API std::wstring toWide(std::string_view utf8);
+MFWCORE_API std::string toUtf8(std::wstring_view wide);
+MFWCORE_API bool isValidUtf8(std::string_view text) noexcept;
+
+// One character folded for comparisons without regard to case: Unicode's simple mapping, whatever the locale.
+MFWCORE_API wchar_t foldCase(wchar_t c) noexcept;
+// Order of two texts without regard to case: below, equal to or above 0.
+MFWCORE_API int compareFolded(std::wstring_view a, std::wstring_view b) noexcept;
+MFWCORE_API int compareFolded(std::string_view a, std::string_view b) noexcept;  // both UTF-8
+
+// Overwrites memory in a way that the compiler does not remove.
+MFWCORE_API void wipeMemory(void* data, std::size_t bytes) noexcept;
+
+enum class ComputerNameFormat { netBios, dnsFullyQualified };
+
+template <class Ch>
+class corestring {
+  public:
+    using view_type = std::basic_string_view<Ch>;
+    using std_type = std::basic_string<Ch>;
+    static constexpr std::size_t npos = std_type::npos;
+
+    corestring() = default;
+    // length -1: the text ends at its NUL. A null pointer is an empty text.
+    corestring(const Ch* text, int length = -1);  // NOLINT(google-explicit-constructor)
+    corestring(view_type text);                   // NOLINT(google-explicit-constructor)
+    corestring(std_type text) noexcept;           // NOLINT(google-explicit-constructor)
+    explicit corestring(Ch c);
+    template <class I>
+        requires(std::is_integral_v<I> && !std::is_same_v<I, Ch> && !std::is_same_v<I, bool>)
+    explicit corestring(I number) : corestring(fromNumber(static_cast<std::int64_t>(number))) {}
+    explicit corestring(const std::exception& exception);  // its message text
+
+    operator view_type() const noexcept { return text_; }  // NOLINT(google-explicit-constructor)
+    const std_type& str() const noexcept { return text_; }
+
+    const Ch* p() const noexcept { return text_.c_str(); }
+    const Ch* c_str() const noexcept { return text_.c_str(); }
+    // A buffer of at least `length` characters to write to; the string has that length afterwards.
+    Ch* p_upd(std::size_t length);
+    int length() const noexcept { return static_cast<int>(text_.size()); }
+    std::size_t size() const noexcept { return text_.size(); }
+    bool empty() const noexcept { return text_.empty(); }
+    void clear() noexcept { text_.clear(); }
+    void clearAndWipe() noexcept;  // overwrites the whole buffer, then empties it
+
+    // length -1 compares the whole texts, otherwise at most so many characters of both.
+    int compare(view_type other, int length = -1) const noexcept;
+    int comparei(view_type other, int length = -1) const noexcept;
+
+    // Positions, or npos. findr searches from the end.
+    std::size_t find(view_type what, std::size_t from = 0) const noexcept;
+    std::size_t findi(view_type what, std::size_t from = 0) const noexcept;
+    std::size_t findr(view_type what) const noexcept;
+    std::size_t find_first_not_of(view_type set, std::size_t from = 0) const noexcept;
+    int findAndReplace(Ch what, Ch with);  // how many were replaced
+    int findAndReplace(view_type what, view_type with);
+    corestring substr(std::size_t from, std::size_t count = npos) const;  // empty when `from` is past the end
+    corestring left(std::size_t count) const;
+    corestring& replace(std::size_t from, std::size_t count, view_type with);
+    corestring& append(view_type text);
+    corestring& trim(view_type set);
+    corestring& toLower();
+    // Empty pieces are left out, as lists that people typed have them. Without a separator: , ; and white space.
+    std::vector<corestring> split(Ch separator) const;
+    std::vector<corestring> split() const;
+
+    // Formats with the framework's rules (format.h) and replaces the text.
+    template <class... Args>
+    corestring& printf(view_type format, const Args&... args) {
+        return assignFormatted(format, {FormatArg(args)...});
+    }
+
+    // Numbers as people write them: blanks around, a sign; anything else (also overflow) gives the default.
+    int toInt(int fallback = 0) const noexcept;
+    unsigned toUInt(unsigned fallback = 0) const noexcept;
+    bool toBool(bool fallback = false) const noexcept;  // "true", "false" (any case) and numbers
+    bool isNum() const noexcept;                        // digits, with or without a leading sign
+
+    // Narrow and wide forms. Code pages other than UTF-8 are those that the platform knows; unknown ones are UTF-8.
+    corestring<char> to_mstr(unsigned codePage = codePageUtf8) const;
+    corestring<char> _mstr(unsigned codePage = codePageUtf8) const { return to_mstr(codePage); }
+    corestring<wchar_t> to_wstr(unsigned codePage = codePageUtf8) const;
+    corestring<wchar_t> _wstr(unsigned codePage = codePageUtf8) const { return to_wstr(codePage); }
+    corestring<wchar_t> _tstr(unsigned codePage = codePageUtf8) const { return to_wstr(codePage); }
+
+    // The last component of a path (both slashes count), and the text without its last ".suffix".
+    corestring lastPath() const;
+    corestring dropSuffix() const;
+
+    // What the system knows. %NAME% of an unknown variable stays as it is.
+    corestring expandEnv() const;
+    static corestring getComputerName();
+    static corestring getComputerNameEx(ComputerNameFormat format);
+    static corestring getModuleName(void* module);  // full path; null is the executable
+    static corestring newGuid();                    // "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx", lower case
+    static corestring formatError(std::uint32_t systemError);
+    static corestring errorText(std::uint32_t systemError) { return formatError(systemError); }
+    // "HKLM\..." key and value name; the default when the value is not there. The policy form looks first at the
+    // same key below "SOFTWARE\Policies".
+    static corestring readRegistry(view_type key, view_type valueName, view_type fallback = {});
+    static corestring readRegistryPolicyOverride(view_type key, view_type valueName, view_type fallback = {});
+
+    corestring& operator<<(view_type text);
+    corestring& operator<<(const Ch* text);
+    corestring& operator<<(Ch c);
+    template <class I>
+        requires(std::is_integral_v<I> && !std::is_same_v<I, Ch> && !std::is_same_v<I, bool>)
+    corestring& operator<<(I number) {
+        if constexpr (std::is_signed_v<I>)
+            return append(fromNumber(static_cast<std::int64_t>(number)));
+        else
+            return append(fromUnsigned(static_cast<std::uint64_t>(number)));
+    }
+    corestring& operator+=(view_type text) { return append(text); }
+
+    friend bool operator==(const corestring& a, const corestring& b) noexcept { return a.text_ == b.text_; }
+    friend bool operator==(const corestring& a, const Ch* b) noexcept { return a.text_ == (b ? b : corestring().p()); }
+    friend bool operator==(const corestring& a, view_type b) noexcept { return a.text_ == b; }
+    friend bool operator<(const corestring& a, const corestring& b) noexcept { return a.text_ < b.text_; }
+    friend corestring operator+(const corestring& a, view_type b) { return std_type(a.text_).append(b); }
+    friend corestring operator+(const corestring& a, const Ch* b) { return a + view_type(b); }
+    friend corestring operator+(const corestring& a, const corestring& b) { return a + view_type(b); }
+    friend corestring operator+(const Ch* a, const corestring& b) { return std_type(a).append(b.text_); }
+
+  private:
+    static corestring fromNumber(std::int64_t number);
+    static corestring fromUnsigned(std::uint64_t number);
+    corestring& assignFormatted(view_type format, std::initializer_list<FormatArg> args);
+
+    std_type text_;
+};
+
+using wstr = corestring<wchar_t>;
+using mstr = corestring<char>;
+
+extern template class corestring<wchar_t>;
+extern template class corestring<char>;
+
+// UTF-8 or binary text that is overwritten when it goes, moves away or grows. For passwords and keys.
+class MFWCORE_API secretstring {
+  public:
+    secretstring() = default;
+    explicit secretstring(std::string_view text);
+    secretstring(const secretstring&) = default;
+    secretstring(secretstring&& other) noexcept;
+    secretstring& operator=(secretstring other) noexcept;
+    ~secretstring();
+
+    const char* c_str() const noexcept { return text_.c_str(); }
+    std::size_t size() const noexcept { return text_.size(); }
+    bool empty() const noexcept { return text_.empty(); }
+    std::string_view view() const noexcept { return text_; }
+
+  private:
+    std::string text_;
+};
+
+}  // namespace CORE

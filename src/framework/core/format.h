@@ -1,0 +1,76 @@
+// The framework's printf-style wide formats, type safe: an argument brings its own type, so a format that names another
+// type prints what is there and never reads wrong memory.
+//
+// %s %ws %ls %S %hs print text of either width; %d %i %u %x %X %o with h, l, ll, I64 and z; %c; %p; %%; flags "-+ #0",
+// width and precision, "*" among them; %f %g %e. A format without its argument prints itself; spare arguments are
+// ignored.
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "framework/core/export.h"
+
+namespace CORE {
+
+template <class Ch>
+class corestring;
+
+// One argument: a view of what the caller passed, good for the duration of the call.
+class FormatArg {
+  public:
+    enum class Kind { none, signedInteger, unsignedInteger, floating, wide, narrow, pointer };
+
+    FormatArg() = default;
+    template <std::integral I>
+    FormatArg(I value)  // NOLINT(google-explicit-constructor)
+        : kind_(std::is_signed_v<I> ? Kind::signedInteger : Kind::unsignedInteger), bytes_(sizeof(I)) {
+        integer_ = static_cast<std::uint64_t>(value);  // sign-extended by the conversion
+    }
+    template <class E>
+        requires std::is_enum_v<E>
+    FormatArg(E value) : FormatArg(static_cast<std::underlying_type_t<E>>(value)) {}  // NOLINT
+    FormatArg(double value) : kind_(Kind::floating), floating_(value) {}              // NOLINT
+    FormatArg(const wchar_t* text)                                                    // NOLINT
+        : kind_(Kind::wide), wide_(text ? std::wstring_view(text) : std::wstring_view(L"(null)")) {}
+    FormatArg(const char* text)  // NOLINT
+        : kind_(Kind::narrow), narrow_(text ? std::string_view(text) : std::string_view("(null)")) {}
+    FormatArg(std::wstring_view text) : kind_(Kind::wide), wide_(text) {}           // NOLINT
+    FormatArg(std::string_view text) : kind_(Kind::narrow), narrow_(text) {}        // NOLINT
+    FormatArg(const std::wstring& text) : FormatArg(std::wstring_view(text)) {}     // NOLINT
+    FormatArg(const std::string& text) : FormatArg(std::string_view(text)) {}       // NOLINT
+    template <class Ch>
+    FormatArg(const corestring<Ch>& text) : FormatArg(text.str()) {}                // NOLINT
+    FormatArg(const void* address) : kind_(Kind::pointer), bytes_(sizeof(void*)) {  // NOLINT
+        integer_ = reinterpret_cast<std::uintptr_t>(address);
+    }
+
+    Kind kind() const noexcept { return kind_; }
+    std::uint64_t integer() const noexcept { return integer_; }
+    std::size_t bytes() const noexcept { return bytes_; }  // the size of the integer's own type
+    double floating() const noexcept { return floating_; }
+    std::wstring_view wide() const noexcept { return wide_; }
+    std::string_view narrow() const noexcept { return narrow_; }
+
+  private:
+    Kind kind_ = Kind::none;
+    std::size_t bytes_ = 0;
+    std::uint64_t integer_ = 0;
+    double floating_ = 0;
+    std::wstring_view wide_;
+    std::string_view narrow_;
+};
+
+MFWCORE_API std::wstring formatText(std::wstring_view format, std::span<const FormatArg> args);
+
+template <class... Args>
+std::wstring formatText(std::wstring_view format, const Args&... args) {
+    const FormatArg list[sizeof...(args) + 1] = {FormatArg(args)...};
+    return formatText(format, std::span<const FormatArg>(list, sizeof...(args)));
+}
+
+}  // namespace CORE

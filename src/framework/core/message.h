@@ -1,0 +1,86 @@
+// Messages and the objects that answer them.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "framework/core/coreref.h"
+#include "framework/core/export.h"
+#include "framework/core/property_bag.h"
+
+namespace CORE {
+
+// A binary attachment of a message.
+class MFWCORE_API MsgBinary {
+  public:
+    MsgBinary();
+    explicit MsgBinary(std::vector<std::uint8_t> bytes);
+    ~MsgBinary();
+    const std::vector<std::uint8_t>& bytes() const noexcept { return bytes_; }
+    std::vector<std::uint8_t>& bytes() noexcept { return bytes_; }
+    bool empty() const noexcept { return bytes_.empty(); }
+
+  private:
+    std::vector<std::uint8_t> bytes_;
+};
+
+// A connection with a remote machine's framework.
+class MessageChannel;
+
+enum class RespType { handled, notHandled, noWorker, timedOut, cancelled, aborted };
+MFWCORE_API const wchar_t* respTypeName(RespType type) noexcept;
+
+// How a message is sent; everything has a default.
+struct SendOptions {
+    unsigned timeoutMs = 0;             // 0: no limit. A local worker answers on the sender's thread and has none.
+    MessageChannel* channel = nullptr;  // null: this machine
+    const MsgBinary* requestBinary = nullptr;
+    MsgBinary* responseBinary = nullptr;
+};
+
+using ResponseCallback = std::function<void(RespType type, PropertyBag& response)>;
+
+// The sending side. Failures of the framework itself (no such worker, time-out) are errors of the response bag.
+class MFWCORE_API MessageHandler : public coreref {
+  public:
+    MessageHandler();
+    ~MessageHandler() override;
+
+    // Waits for the answer; true when the worker handled the request.
+    static bool SendMsg(std::wstring_view worker, std::wstring_view operation, const PropertyBag& request,
+                        PropertyBag& response, const SendOptions& options = {});
+    // Runs on a framework thread; the callback comes once, there. The number identifies the message; 0: not sent.
+    static std::uint64_t SendAsyncMsg(std::wstring_view worker, std::wstring_view operation, PropertyBag request,
+                                      ResponseCallback callback, const SendOptions& options = {});
+    // Fire and forget; false when there is no such worker.
+    static bool PostMsg(std::wstring_view worker, std::wstring_view operation, PropertyBag request);
+    // A message that has not begun is not delivered (its callback gets `cancelled`); false when it has begun.
+    static bool CancelMsg(std::uint64_t message);
+    static const wchar_t* respTypeName(RespType type) noexcept { return CORE::respTypeName(type); }
+};
+
+// A worker's object for one request: made by the worker's factory, used once, released by the framework.
+class MFWCORE_API WorkItem : public MessageHandler {
+  public:
+    WorkItem();
+    ~WorkItem() override;
+
+    // Answers a request: the operation's name, the caller's bag, the bag that goes back. True: handled. What it throws
+    // is logged by the framework and becomes error 1 of the response.
+    virtual bool MessageHandler(const wchar_t* operation, const PropertyBag& request, PropertyBag& response) = 0;
+    virtual bool StateHandler(const PropertyBag& request, PropertyBag& response);  // base: false
+    virtual bool VisibilityHandler(const wchar_t* operation);                      // may it be called? base: true
+    virtual void AbortHandler();                                                   // the sender gave up; base: nothing
+    virtual bool EvalItem(const PropertyBag& conditions);                          // base: true
+    virtual int BroadcastMsg(std::wstring_view operation, const PropertyBag& request);  // to all workers: how many
+
+    // Run as the requesting user, and as oneself again. False when the request came without a user's identity.
+    bool Impersonate();
+    void RevertToSelf();
+};
+
+}  // namespace CORE

@@ -1,0 +1,96 @@
+// An ordered container of named entries, each a text or a nested bag. Names may repeat and are looked up without regard
+// to case; order is kept. Every request and response of every operation is one. A bag also has an error state.
+//
+// A bag is compact (one block of text for all names and values, UTF-8 inside), finds names in a large bag through an
+// index, and moves nested and merged bags instead of copying them where it is given them as rvalues. All its memory is
+// overwritten when it is given back, because requests carry passwords. Reading the same bag from several threads is
+// safe, changing it is not.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "framework/core/corestring.h"
+#include "framework/core/export.h"
+
+namespace CORE {
+
+class MFWCORE_API PropertyBag {
+  public:
+    PropertyBag() noexcept;
+    PropertyBag(const PropertyBag& other);
+    PropertyBag(PropertyBag&& other) noexcept;
+    PropertyBag& operator=(const PropertyBag& other);
+    PropertyBag& operator=(PropertyBag&& other) noexcept;
+    ~PropertyBag();
+
+    // Merges: the other bag's entries take the place of all entries here that have the same names (repeated names stay
+    // repeated), new names follow at the end, and an error of the other becomes this bag's.
+    PropertyBag& operator&=(const PropertyBag& other);
+    PropertyBag& operator&=(PropertyBag&& other);
+
+    // Looking up. The first entry of that name counts. The text of a nested bag is empty.
+    wstr get(std::wstring_view name, std::wstring_view fallback = {}) const;
+    wstr get(std::size_t index) const;  // empty past the end
+    wstr getName(std::size_t index) const;
+    std::string_view utf8(std::wstring_view name, std::string_view fallback = {}) const;  // good until the bag changes
+    std::string_view utf8(std::size_t index) const;
+    std::string_view nameUtf8(std::size_t index) const;
+    std::size_t size() const noexcept;
+    bool empty() const noexcept { return size() == 0; }
+    bool getBool(std::wstring_view name, bool fallback = false) const;
+    int getInt(std::wstring_view name, int fallback = 0) const;
+    bool contains(std::wstring_view name) const;
+    bool isBag(std::wstring_view name) const;
+    bool isBag(std::size_t index) const;
+    const PropertyBag& getBag(std::wstring_view name) const;  // an empty bag where there is none
+    const PropertyBag& getBag(std::size_t index) const;
+    // Walks the entries of one name: position starts at 0 and is moved past the entry found; false when no more.
+    bool getNext(std::wstring_view name, wstr& value, std::size_t& position) const;
+    const PropertyBag* getNextBag(std::wstring_view name, std::size_t& position) const;
+
+    // Changing. set replaces the first entry of the name and removes its repetitions, or adds; add always appends.
+    void set(std::wstring_view name, std::wstring_view value);
+    void set(std::wstring_view name, std::string_view utf8Value);
+    void add(std::wstring_view name, std::wstring_view value);
+    void add(std::wstring_view name, std::string_view utf8Value);
+    void addUtf8(std::string_view utf8Name, std::string_view utf8Value);
+    void setInt(std::wstring_view name, int value);
+    void setBool(std::wstring_view name, bool value);  // "true" or "false"
+    void addBool(std::wstring_view name, bool value);
+    // copy false: the bag is taken over and left empty. The rvalue forms always take it over.
+    void addBag(std::wstring_view name, PropertyBag& bag, bool copy);
+    void addBag(std::wstring_view name, const PropertyBag& bag);
+    void addBag(std::wstring_view name, PropertyBag&& bag);
+    void setBag(std::wstring_view name, PropertyBag& bag, bool copy);
+    void setBag(std::wstring_view name, const PropertyBag& bag);
+    void setBag(std::wstring_view name, PropertyBag&& bag);
+    void addBagUtf8(std::string_view utf8Name, PropertyBag&& bag);
+    void attach(PropertyBag&& bag, std::wstring_view name);  // as addBag of an rvalue
+    void remove(std::wstring_view name);                     // all entries of the name
+    void clear() noexcept;                                   // entries and error
+    void reserve(std::size_t entries, std::size_t textBytes);
+
+    // The error state. Code 0 is no error.
+    void setError(int code, std::wstring_view text = {});
+    void setError(std::wstring_view text) { setError(1, text); }
+    int getError() const noexcept;
+    wstr getErrorText() const;
+
+    // For logs: name=value pairs in order, nested bags in braces; entries are separated by `separator`. Values of names
+    // that speak of passwords or secrets are masked.
+    wstr flattenForDisplay(std::wstring_view separator = L", ") const;
+    // Adds every value of the registry key as an entry; false when there is no such key.
+    bool loadFromRegistry(std::wstring_view key);
+
+    std::size_t memoryUsed() const noexcept;  // bytes, nested bags included
+
+  private:
+    struct Store;
+    std::unique_ptr<Store> store_;  // null while empty
+    Store& writable();
+};
+
+}  // namespace CORE

@@ -1,0 +1,27 @@
+// All that a worker sees of the service.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "framework/core/corelock.h"
+#include "framework/core/property_bag.h"
+#include "platform/platform.h"
+
+namespace wsadmin {
+
+class ServiceContext {
+  public:
+    virtual ~ServiceContext() = default;
+
+    virtual platform::Platform& platform() const = 0;
+    virtual const CORE::coreevent& stopping() const = 0;  // set when the service stops
+    virtual CORE::PropertyBag configuration() const = 0;  // a copy of the start-up bag
+    // Runs the function on a framework thread that the module's exit waits for.
+    [[nodiscard]] virtual bool startThread(std::wstring name, std::function<void()> function) = 0;
+    // How old the domain map may get, in seconds.
+    virtual void setMinimumDomainCheckInterval(int seconds) = 0;
+};
+
+}  // namespace wsadmin

@@ -1,0 +1,35 @@
+// The bundle of everything that the machine and its network can do, handed to the service when it is built.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "framework/core/property_bag.h"
+#include "platform/clock.h"
+#include "platform/ldap_session.h"
+#include "platform/machine.h"
+#include "platform/result.h"
+
+namespace wsadmin::platform {
+
+struct Platform {
+    std::shared_ptr<LdapClient> ldap;
+    std::shared_ptr<ComputerNames> names;
+    std::shared_ptr<Folders> folders;
+    std::shared_ptr<Registry> registry;
+    std::shared_ptr<Processes> processes;
+    std::shared_ptr<Clock> clock;
+
+    // Writes changes back where the platform keeps them in files (a lab that was opened to be saved); else nothing.
+    std::function<Result<void>()> save;
+};
+
+// Keys of the start-up bag that choose the platform. Neither: this machine and its own directory.
+inline constexpr wchar_t labFolderKey[] = L"labFolder";          // a lab's folder
+inline constexpr wchar_t labSaveKey[] = L"labSave";              // bool: write changes back at exit
+inline constexpr wchar_t configurationKey[] = L"configuration";  // a file that names the real directories
+
+// Makes the platform that the start-up bag asks for. The failure's text names file, line and what is wrong.
+Result<std::shared_ptr<Platform>> createPlatform(const CORE::PropertyBag& startup);
+
+}  // namespace wsadmin::platform
