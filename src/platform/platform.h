@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 
+#include "framework/core/plugin_api.h"
 #include "framework/core/property_bag.h"
 #include "platform/clock.h"
 #include "platform/ldap_session.h"
@@ -20,14 +21,15 @@ struct Platform {
     std::shared_ptr<Processes> processes;
     std::shared_ptr<Clock> clock;
 
-    // Writes changes back where the platform keeps them in files (a lab that was opened to be saved); else nothing.
+    // Writes changes back where the platform keeps them in files (a lab that was opened to be saved); else
+    // nothing.
     std::function<Result<void>()> save;
 };
 
-// Keys of the start-up bag that choose the platform. Neither: this machine and its own directory.
-inline constexpr wchar_t labFolderKey[] = L"labFolder";          // a lab's folder
-inline constexpr wchar_t labSaveKey[] = L"labSave";              // bool: write changes back at exit
-inline constexpr wchar_t configurationKey[] = L"configuration";  // a file that names the real directories
+// Keys of the start-up bag that choose the platform.
+inline constexpr const wchar_t* labFolderKey = CORE::startupLabFolder;
+inline constexpr const wchar_t* labSaveKey = CORE::startupLabSave;
+inline constexpr const wchar_t* configurationKey = CORE::startupConfiguration;
 
 // Makes the platform that the start-up bag asks for. The failure's text names file, line and what is wrong.
 Result<std::shared_ptr<Platform>> createPlatform(const CORE::PropertyBag& startup);
