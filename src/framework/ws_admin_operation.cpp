@@ -1,0 +1,36 @@
+#include "framework/ws_admin_operation.h"
+
+#include <utility>
+
+#include "platform/module_log.h"
+
+namespace wsadmin {
+
+ws_admin_operation::ws_admin_operation(CORE::refptr<ws_admin_service> service)
+    : service_(std::move(service)) {}
+
+bool ws_admin_operation::MessageHandler(const wchar_t* operation, const CORE::PropertyBag& request,
+                                        CORE::PropertyBag& response) {
+    logDebug(L"%s: %s", L"ws_admin_operation", operation);
+    if (!beforeOperation(operation, request)) return false;
+
+    bool handled = false;
+    const Operation* found = findOperation(operation);
+    if (found && found->built()) {
+        handled = run(*found, request, response);
+    } else {
+        logDebug(L"Service operation: %s NOT IMPLEMENTED", operation);
+        response.setError(errorNotImplemented);
+    }
+    afterOperation(operation, response);
+    return handled;
+}
+
+bool ws_admin_operation::run(const Operation& operation, const CORE::PropertyBag& request,
+                             CORE::PropertyBag& response) {
+    if (operation.shape == Shape::responseFilling) return operation.fill(*service_, request, response);
+    response &= operation.bag(*service_, request);
+    return true;
+}
+
+}  // namespace wsadmin

@@ -1,0 +1,51 @@
+#include "framework/ws_admin_plugin.h"
+
+#include <atomic>
+
+#include "framework/core/coreexception.h"
+#include "framework/ws_admin_service.h"
+#include "platform/module_log.h"
+#include "platform/platform.h"
+
+namespace wsadmin {
+
+namespace {
+
+std::atomic<ws_admin_plugin*> currentPlugin{nullptr};
+
+}  // namespace
+
+ws_admin_plugin::ws_admin_plugin() {
+    currentPlugin = this;
+}
+
+ws_admin_plugin::~ws_admin_plugin() {
+    currentPlugin = nullptr;
+}
+
+ws_admin_plugin* ws_admin_plugin::current() noexcept {
+    return currentPlugin;
+}
+
+bool ws_admin_plugin::initialise() {
+    // A second service would take the module's pointer from the one that is registered.
+    if (ws_admin_service::current()) return true;
+
+    auto platform = platform::createPlatform(parameters());
+    if (!platform) throw CORE::coreException(platform.error().text);
+    auto service = CORE::refptr<ws_admin_service>::adopt(
+        new ws_admin_service(parameters(), std::move(*platform), threads()));
+    ws_admin_service::setCurrent(service);
+    service->registerWorker();
+    return true;
+}
+
+void ws_admin_plugin::cleanup() {
+    const auto service = ws_admin_service::current();
+    if (!service) return;
+    service->unregisterWorker();
+    service->stop();
+    ws_admin_service::setCurrent({});
+}
+
+}  // namespace wsadmin

@@ -1,0 +1,64 @@
+#include "framework/ws_admin_service.h"
+
+#include <mutex>
+#include <utility>
+
+#include "framework/ws_admin_operation.h"
+#include "platform/module_log.h"
+
+namespace wsadmin {
+
+namespace {
+
+struct Current {
+    std::mutex mutex;
+    CORE::refptr<ws_admin_service> service;
+};
+
+Current& module() {
+    static Current current;
+    return current;
+}
+
+// Null when the module is on its way out: the framework then has no worker.
+CORE::WorkItem* makeOperation() {
+    auto service = ws_admin_service::current();
+    return service ? new ws_admin_operation(std::move(service)) : nullptr;
+}
+
+}  // namespace
+
+ws_admin_service::ws_admin_service(const CORE::PropertyBag& parameters,
+                                   std::shared_ptr<platform::Platform> platform, CORE::ThreadGroup& threads)
+    : CORE::service(true), platform_(std::move(platform)), threads_(threads) {
+    configuration_ &= parameters;
+}
+
+ws_admin_service::~ws_admin_service() {
+    if (!platform_->save) return;
+    if (const auto saved = platform_->save(); !saved)
+        logError(L"Failed to save changes - %s (%d)", saved.error().text, saved.error().code);
+}
+
+CORE::refptr<ws_admin_service> ws_admin_service::current() {
+    const std::lock_guard hold(module().mutex);
+    return module().service;
+}
+
+void ws_admin_service::setCurrent(CORE::refptr<ws_admin_service> service) {
+    // What was there goes only after the lock is free again: its destruction may take long.
+    const std::lock_guard hold(module().mutex);
+    std::swap(module().service, service);
+}
+
+void ws_admin_service::registerWorker() {
+    service::registerWorker(makeOperation, L"ws_admin", L"LDAP Admin Utility", true, false, false, true,
+                            &threads_);
+}
+
+bool ws_admin_service::startThread(std::wstring name, std::function<void()> function) {
+    return threads_.start(std::move(name), [self = CORE::refptr<ws_admin_service>::share(this),
+                                            run = std::move(function)] { run(); });
+}
+
+}  // namespace wsadmin

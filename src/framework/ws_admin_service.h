@@ -1,0 +1,47 @@
+// The long-lived service of the module: owns what requests share and the worker name "ws_admin". Its last
+// user, be it the module or a running request, destroys it.
+#pragma once
+
+#include <atomic>
+#include <memory>
+
+#include "framework/core/coreref.h"
+#include "framework/core/service.h"
+#include "ldap/service_context.h"
+
+namespace wsadmin {
+
+class ws_admin_service : public CORE::service, public ServiceContext {
+  public:
+    static constexpr int defaultDomainCheckInterval = 900;  // seconds
+
+    // `threads` counts the service's threads and outlives it.
+    ws_admin_service(const CORE::PropertyBag& parameters, std::shared_ptr<platform::Platform> platform,
+                     CORE::ThreadGroup& threads);
+    // Saves what the platform keeps in files; a failure is logged.
+    ~ws_admin_service() override;
+
+    // The module's one service, null while there is none. Any thread.
+    static CORE::refptr<ws_admin_service> current();
+    static void setCurrent(CORE::refptr<ws_admin_service> service);
+
+    // Makes the worker known to the framework. The service must be the current one: the factory binds to
+    // that.
+    void registerWorker();
+
+    platform::Platform& platform() const override { return *platform_; }
+    const CORE::coreevent& stopping() const override { return *stopEvent(); }
+    CORE::PropertyBag configuration() const override { return configuration_; }
+    // The thread holds a reference to the service as long as it runs.
+    [[nodiscard]] bool startThread(std::wstring name, std::function<void()> function) override;
+    void setMinimumDomainCheckInterval(int seconds) override { domainCheckInterval_ = seconds; }
+    int minimumDomainCheckInterval() const noexcept { return domainCheckInterval_; }  // seconds
+
+  private:
+    CORE::PropertyBag configuration_;  // the parameters as they stood when the service was built
+    std::shared_ptr<platform::Platform> platform_;
+    CORE::ThreadGroup& threads_;
+    std::atomic<int> domainCheckInterval_{defaultDomainCheckInterval};
+};
+
+}  // namespace wsadmin

@@ -1,0 +1,9 @@
+#include "platform/module_attach.h"
+
+namespace {
+
+[[gnu::constructor]] void attach() {
+    wsadmin::onAttach(reinterpret_cast<void*>(&attach));
+}
+
+}  // namespace
