@@ -20,10 +20,12 @@ endif()
 
 add_library(crypto INTERFACE)
 if(WIN32)
-  # Cross-built from Debian's source tarball by scripts/openssl-mingw.sh, cached by version.
+  # Cross-built from Debian's source tarball, cached by version outside the tree.
   set(WS_OPENSSL_ROOT "$ENV{WS_OPENSSL_ROOT}" CACHE PATH "Cross-built OpenSSL (include/, libcrypto.a)")
   if(NOT EXISTS ${WS_OPENSSL_ROOT}/libcrypto.a)
-    message(FATAL_ERROR "WS_OPENSSL_ROOT has no libcrypto.a: run scripts/openssl-mingw.sh")
+    execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/openssl-mingw.sh OUTPUT_VARIABLE root
+      OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    set(WS_OPENSSL_ROOT ${root} CACHE PATH "Cross-built OpenSSL (include/, libcrypto.a)" FORCE)
   endif()
   target_include_directories(crypto SYSTEM INTERFACE ${WS_OPENSSL_ROOT}/include)
   target_link_libraries(crypto INTERFACE ${WS_OPENSSL_ROOT}/libcrypto.a ws2_32 crypt32)
