@@ -1,0 +1,34 @@
+// A dynamic library that the process loads by its path, as a host loads a plug-in.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "framework/core/export.h"
+
+namespace CORE {
+
+class MFWCORE_API library {
+  public:
+    // Null when it cannot be loaded; `failure` is then the system's reason. A path without folder is searched
+    // for as the system does.
+    static std::unique_ptr<library> load(const std::wstring& path, std::wstring& failure);
+    // Unloads it: nothing of it may still run, and nothing that it made may still be held.
+    ~library();
+    library(const library&) = delete;
+    library& operator=(const library&) = delete;
+
+    // An exported function by its undecorated name; null when there is none. Good until the library goes.
+    template <class Function>
+    Function function(const char* name) const noexcept {
+        return reinterpret_cast<Function>(find(name));
+    }
+
+  private:
+    explicit library(void* handle) noexcept : handle_(handle) {}
+    void* find(const char* name) const noexcept;
+
+    void* handle_;
+};
+
+}  // namespace CORE
