@@ -33,3 +33,12 @@ else()
   find_package(OpenSSL 3 REQUIRED)
   target_link_libraries(crypto INTERFACE OpenSSL::Crypto)
 endif()
+
+if(WIN32)
+  # The compiler's own run-time libraries stand beside the programs: shared, so that exceptions cross module borders.
+  foreach(name libstdc++-6 libgcc_s_seh-1 libwinpthread-1)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}.dll
+      OUTPUT_VARIABLE library OUTPUT_STRIP_TRAILING_WHITESPACE)
+    file(COPY ${library} DESTINATION ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+  endforeach()
+endif()

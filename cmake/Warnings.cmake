@@ -5,6 +5,9 @@ function(ws_rules target)
   target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR}/src)
   if(WIN32)
     target_compile_definitions(${target} PRIVATE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+  else()
+    # One unique symbol of a library's template would keep the plug-in loaded for ever.
+    target_compile_options(${target} PRIVATE -fno-gnu-unique)
   endif()
 endfunction()
 

@@ -1,0 +1,91 @@
+#include "host/bag_json.h"
+
+#include <ostream>
+#include <string>
+
+namespace hdqadmin {
+
+using nlohmann::json;
+
+namespace {
+
+constexpr int deepestBag = 100;
+
+void writeValue(std::ostream& out, const CORE::PropertyBag& bag, std::size_t index) {
+    if (bag.isBag(index))
+        writeJson(out, bag.getBag(index));
+    else
+        writeJsonText(out, bag.utf8(index));
+}
+
+bool isPair(const json& value) {
+    return value.is_array() && value.size() == 2 && value[0].is_string();
+}
+
+void wipe(json& text) {
+    auto& characters = text.get_ref<std::string&>();
+    CORE::wipeMemory(characters.data(), characters.size());
+}
+
+Outcome<CORE::PropertyBag> readBag(json& value, int depth) {
+    if (!value.is_array()) return refuse("a bag must be an array of [name, value] pairs");
+    if (depth > deepestBag) return refuse("bags are nested too deep");
+    CORE::PropertyBag bag;
+    for (json& pair : value) {
+        if (!isPair(pair))
+            return refuse("an entry of a bag must be a pair [name, value] with a string as its name");
+        const auto& name = pair[0].get_ref<const std::string&>();
+        if (name.empty()) return refuse("an entry of a bag has an empty name");
+        if (pair[1].is_string()) {
+            bag.addUtf8(name, pair[1].get_ref<const std::string&>());
+            wipe(pair[1]);
+            continue;
+        }
+        if (!pair[1].is_array()) return refuse("the value of \"" + name + "\" must be a string or a bag");
+        auto nested = readBag(pair[1], depth + 1);
+        if (!nested) return nested;
+        bag.addBagUtf8(name, std::move(*nested));
+    }
+    return bag;
+}
+
+// The library's text without its own tag and without the piece of input that it quotes: that may hold a
+// secret.
+std::string problemOf(const json::parse_error& error) {
+    std::string text = error.what();
+    if (const auto tag = text.find("] "); tag != std::string::npos) text.erase(0, tag + 2);
+    if (const auto quote = text.find("; last read:"); quote != std::string::npos) text.erase(quote);
+    return text;
+}
+
+}  // namespace
+
+void writeJsonText(std::ostream& out, std::string_view text) {
+    out << json(text).dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+void writeJson(std::ostream& out, const CORE::PropertyBag& bag) {
+    out << '[';
+    for (std::size_t i = 0; i < bag.size(); ++i) {
+        out << (i ? ", [" : "[");
+        writeJsonText(out, bag.nameUtf8(i));
+        out << ", ";
+        writeValue(out, bag, i);
+        out << ']';
+    }
+    out << ']';
+}
+
+Outcome<json> parseJson(std::string_view text) {
+    try {
+        return json::parse(text);
+    } catch (const json::parse_error& error) {
+        return refuse(problemOf(error));
+    }
+}
+
+Outcome<CORE::PropertyBag> bagFromJson(json& value) {
+    return readBag(value, 1);
+}
+
+}  // namespace hdqadmin

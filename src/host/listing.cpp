@@ -1,0 +1,102 @@
+#include "host/listing.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <vector>
+
+#include "host/bag_json.h"
+
+namespace hdqadmin {
+
+using CORE::PropertyBag;
+using nlohmann::ordered_json;
+
+namespace {
+
+constexpr wchar_t requestKeys[] = L"request-key";
+constexpr wchar_t resultKeys[] = L"result-key";
+
+std::vector<const PropertyBag*> bagsOf(const PropertyBag& bag, std::wstring_view name) {
+    std::vector<const PropertyBag*> bags;
+    std::size_t position = 0;
+    while (const PropertyBag* found = bag.getNextBag(name, position)) bags.push_back(found);
+    return bags;
+}
+
+std::string text(const PropertyBag& bag, std::wstring_view name) {
+    return std::string(bag.utf8(name));
+}
+
+ordered_json keysJson(const PropertyBag& operation, std::wstring_view list) {
+    ordered_json keys = ordered_json::array();
+    for (const PropertyBag* key : bagsOf(operation, list)) {
+        keys.push_back({{"name", text(*key, L"name")},
+                        {"type", text(*key, L"type")},
+                        {"default", text(*key, L"default")},
+                        {"text", text(*key, L"text")}});
+    }
+    return keys;
+}
+
+ordered_json operationJson(const PropertyBag& operation) {
+    return {{"name", text(operation, L"name")},
+            {"shape", text(operation, L"shape")},
+            {"changes", operation.getBool(L"changes")},
+            {"built", operation.getBool(L"built")},
+            {"text", text(operation, L"text")},
+            {"example", text(operation, L"example")},
+            {"request", keysJson(operation, requestKeys)},
+            {"result", keysJson(operation, resultKeys)}};
+}
+
+void printKeys(std::ostream& out, const PropertyBag& operation, std::wstring_view list, const char* title) {
+    const auto keys = bagsOf(operation, list);
+    out << '\n' << title << (keys.empty() ? ": none\n" : ":\n");
+    std::size_t width = 0;
+    for (const PropertyBag* key : keys) width = std::max(width, key->utf8(L"name").size());
+    for (const PropertyBag* key : keys) {
+        out << "  " << std::left << std::setw(static_cast<int>(width) + 2) << key->utf8(L"name")
+            << std::setw(9) << key->utf8(L"type") << key->utf8(L"text");
+        if (const auto fallback = key->utf8(L"default"); !fallback.empty())
+            out << " (default: " << fallback << ')';
+        out << '\n';
+    }
+}
+
+}  // namespace
+
+void printList(std::ostream& out, const PropertyBag& operations) {
+    std::size_t width = 0;
+    const auto all = bagsOf(operations, L"operation");
+    for (const PropertyBag* operation : all) width = std::max(width, operation->utf8(L"name").size());
+    for (const PropertyBag* operation : all) {
+        out << std::left << std::setw(static_cast<int>(width) + 2) << operation->utf8(L"name")
+            << operation->utf8(L"text") << (operation->getBool(L"built") ? "\n" : " (not available yet)\n");
+    }
+}
+
+void printListJson(std::ostream& out, const PropertyBag& operations) {
+    ordered_json list = ordered_json::array();
+    for (const PropertyBag* operation : bagsOf(operations, L"operation"))
+        list.push_back(operationJson(*operation));
+    out << list.dump(2) << '\n';
+}
+
+bool printOperation(std::ostream& out, const PropertyBag& operations, std::string_view name) {
+    for (const PropertyBag* operation : bagsOf(operations, L"operation")) {
+        if (CORE::compareFolded(operation->utf8(L"name"), name) != 0) continue;
+        out << operation->utf8(L"name") << ": " << operation->utf8(L"text") << '\n';
+        if (!operation->getBool(L"built")) out << "It is not available yet.\n";
+        out << (operation->getBool(L"changes") ? "It changes something.\n" : "It changes nothing.\n");
+        printKeys(out, *operation, requestKeys, "Request");
+        printKeys(out, *operation, resultKeys, "Result");
+        out << "\nExample:\n  hdqadmin " << operation->utf8(L"name") << ' ' << operation->utf8(L"example")
+            << '\n';
+        return true;
+    }
+    return false;
+}
+
+}  // namespace hdqadmin

@@ -1,0 +1,75 @@
+#include "host/plugin.h"
+
+#include "framework/core/framework.h"
+#include "framework/core/message.h"
+#include "host/error_lines.h"
+
+namespace hdqadmin {
+
+namespace {
+
+constexpr wchar_t workerName[] = L"ws_admin";
+#if defined(_WIN32)
+constexpr wchar_t libraryName[] = L"ws_admin.dll";
+#else
+constexpr wchar_t libraryName[] = L"libws_admin.so";
+#endif
+
+}  // namespace
+
+std::string executableFolder() {
+    const CORE::wstr path = CORE::wstr::getModuleName(nullptr);
+    return CORE::toUtf8(path.left(path.size() - path.lastPath().size()));
+}
+
+Outcome<std::unique_ptr<Plugin>> Plugin::load() {
+    const std::wstring path = CORE::toWide(executableFolder()) + libraryName;
+    std::unique_ptr<Plugin> plugin(new Plugin);
+    std::wstring failure;
+    plugin->library_ = CORE::library::load(path, failure);
+    if (!plugin->library_) return refuse("cannot load " + CORE::toUtf8(path) + ": " + CORE::toUtf8(failure));
+
+    plugin->params_ = plugin->library_->function<CORE::PluginParamsFunction>(CORE::pluginParamsName);
+    plugin->init_ = plugin->library_->function<CORE::PluginInitFunction>(CORE::pluginInitName);
+    plugin->exit_ = plugin->library_->function<CORE::PluginExitFunction>(CORE::pluginExitName);
+    plugin->describe_ = plugin->library_->function<CORE::PluginDescribeFunction>(CORE::pluginDescribeName);
+    if (!plugin->params_ || !plugin->init_ || !plugin->exit_ || !plugin->describe_)
+        return refuse(CORE::toUtf8(path) + " is not a plug-in: it lacks an entry point");
+    return plugin;
+}
+
+Plugin::~Plugin() {
+    if (started_) exit_();
+}
+
+CORE::PropertyBag Plugin::describe() const {
+    CORE::PropertyBag operations;
+    describe_(&operations);
+    return operations;
+}
+
+Outcome<void> Plugin::start(const CORE::PropertyBag& startup) {
+    const ErrorLines errors;
+    params_(&startup);
+    started_ = true;  // also a plug-in that failed to start is told to exit
+    const bool answered = init_(nullptr, nullptr, nullptr, nullptr);
+    // An initialisation that fails answers true all the same; only the worker is not there then.
+    if (answered && CORE::MessageFrameWork::System().IsWorkerInstalled(workerName, 0)) return {};
+    return refuse("the plug-in did not start" + errors.asSentence());
+}
+
+bool Plugin::send(const std::string& operation, const CORE::PropertyBag& request,
+                  CORE::PropertyBag& response) {
+    return CORE::MessageHandler::SendMsg(workerName, CORE::toWide(operation), request, response);
+}
+
+Outcome<void> Plugin::stop() {
+    if (!started_) return {};
+    const ErrorLines errors;
+    started_ = false;
+    exit_();
+    if (!errors.any()) return {};
+    return refuse("the plug-in did not end well" + errors.asSentence());
+}
+
+}  // namespace hdqadmin

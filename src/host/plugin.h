@@ -1,0 +1,46 @@
+// The plug-in in this process, used as any host uses it: loaded by its path, started with a bag, spoken to by
+// messages to its worker, told to exit, unloaded.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "framework/core/library.h"
+#include "framework/core/plugin_api.h"
+#include "framework/core/property_bag.h"
+#include "host/outcome.h"
+
+namespace hdqadmin {
+
+class Plugin {
+  public:
+    // From the library beside the executable.
+    static Outcome<std::unique_ptr<Plugin>> load();
+    ~Plugin();  // exits when it was started
+    Plugin(const Plugin&) = delete;
+    Plugin& operator=(const Plugin&) = delete;
+
+    // The operations, as CORE::PluginDescribeFunction states. Needs no start.
+    CORE::PropertyBag describe() const;
+    // The sentence carries the error lines that were logged meanwhile.
+    Outcome<void> start(const CORE::PropertyBag& startup);
+    // True when the worker handled the request.
+    bool send(const std::string& operation, const CORE::PropertyBag& request, CORE::PropertyBag& response);
+    // Ends the worker and writes back what is to be saved; the error lines logged meanwhile are the sentence.
+    Outcome<void> stop();
+
+  private:
+    Plugin() = default;
+
+    std::unique_ptr<CORE::library> library_;
+    CORE::PluginParamsFunction params_ = nullptr;
+    CORE::PluginInitFunction init_ = nullptr;
+    CORE::PluginExitFunction exit_ = nullptr;
+    CORE::PluginDescribeFunction describe_ = nullptr;
+    bool started_ = false;
+};
+
+// The folder of the running executable, UTF-8, with a slash at its end.
+std::string executableFolder();
+
+}  // namespace hdqadmin

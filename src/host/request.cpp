@@ -1,0 +1,146 @@
+#include "host/request.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include "framework/core/console.h"
+#include "host/bag_json.h"
+
+namespace hdqadmin {
+
+using nlohmann::json;
+
+namespace {
+
+std::filesystem::path pathOf(const std::string& utf8) {
+    return std::u8string(reinterpret_cast<const char8_t*>(utf8.data()), utf8.size());
+}
+
+// What is read for a request may hold passwords. `expected` bytes are taken without moving the text about.
+CORE::secretstring readAll(std::istream& in, std::size_t expected) {
+    std::string text;
+    text.reserve(expected);
+    text.append(std::istreambuf_iterator<char>(in), {});
+    CORE::secretstring kept(text);
+    CORE::wipeMemory(text.data(), text.size());
+    return kept;
+}
+
+Outcome<CORE::secretstring> readFile(const std::string& name) {
+    std::error_code none;
+    const auto path = pathOf(name);
+    if (std::filesystem::is_directory(path, none)) return refuse("\"" + name + "\" is a folder");
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return refuse("cannot read \"" + name + "\": " + std::strerror(errno));
+    const auto size = std::filesystem::file_size(path, none);
+    CORE::secretstring text = readAll(in, none ? 0 : static_cast<std::size_t>(size) + 1);
+    if (in.bad()) return refuse("cannot read \"" + name + "\"");
+    if (!CORE::isValidUtf8(text.view())) return refuse("\"" + name + "\" is not valid UTF-8");
+    return text;
+}
+
+Outcome<CORE::secretstring> readFileOrInput(const std::string& name) {
+    if (name != "-") return readFile(name);
+    CORE::secretstring text = readAll(std::cin, 0);
+    if (!CORE::isValidUtf8(text.view())) return refuse("standard input is not valid UTF-8");
+    return text;
+}
+
+std::string_view withoutLineEnd(std::string_view text) {
+    if (text.ends_with('\n')) text.remove_suffix(1);
+    if (text.ends_with('\r')) text.remove_suffix(1);
+    return text;
+}
+
+Outcome<void> addPair(CORE::PropertyBag& bag, const std::string& pair) {
+    const auto equals = pair.find('=');
+    if (equals == std::string::npos || equals == 0)
+        return refuse("\"" + pair + "\" is not of the form NAME=VALUE");
+    const std::string name = pair.substr(0, equals);
+    const std::string value = pair.substr(equals + 1);
+    if (value == "@-") {
+        const auto line = CORE::readUnseenLine(name + ": ");
+        if (!line) return refuse("there is no terminal to read \"" + name + "\" from");
+        if (!CORE::isValidUtf8(line->view()))
+            return refuse("the value of \"" + name + "\" is not valid UTF-8");
+        bag.addUtf8(name, line->view());
+    } else if (value.starts_with('@')) {
+        const auto text = readFile(value.substr(1));
+        if (!text) return refuse(text.error());
+        bag.addUtf8(name, withoutLineEnd(text->view()));
+    } else {
+        bag.addUtf8(name, value);
+    }
+    return {};
+}
+
+Outcome<CORE::PropertyBag> bagFromText(std::string_view text) {
+    auto value = parseJson(text);
+    if (!value) return refuse(value.error());
+    return bagFromJson(*value);
+}
+
+Outcome<std::vector<Request>> singleRequest(const Options& options) {
+    Request request{options.operation.value_or(std::string()), {}};
+    if (options.requestFile) {
+        const auto text = readFileOrInput(*options.requestFile);
+        if (!text) return refuse(text.error());
+        auto bag = bagFromText(text->view());
+        if (!bag) return refuse("--request " + *options.requestFile + ": " + bag.error());
+        request.bag = std::move(*bag);
+    }
+    for (const std::string& pair : options.pairs) {
+        if (auto added = addPair(request.bag, pair); !added) return refuse(added.error());
+    }
+    std::vector<Request> one;
+    one.push_back(std::move(request));
+    return one;
+}
+
+Outcome<Request> requestFromLine(std::string_view line) {
+    auto value = parseJson(line);
+    if (!value) return refuse(value.error());
+    if (!value->is_object() || !value->contains("operation") || !(*value)["operation"].is_string())
+        return refuse("a request must be an object with a string \"operation\"");
+    for (const auto& [key, unused] : value->items()) {
+        if (key != "operation" && key != "request") return refuse("a request has no \"" + key + "\"");
+    }
+    Request request{(*value)["operation"].get<std::string>(), {}};
+    // The framework's names end at a NUL: one inside would name another operation.
+    if (request.operation.find('\0') != std::string::npos) return refuse("the operation's name holds a NUL");
+    if (!value->contains("request")) return request;
+    auto bag = bagFromJson((*value)["request"]);
+    if (!bag) return refuse(bag.error());
+    request.bag = std::move(*bag);
+    return request;
+}
+
+Outcome<std::vector<Request>> batchRequests(const std::string& file) {
+    const auto text = readFileOrInput(file);
+    if (!text) return refuse(text.error());
+    std::vector<Request> requests;
+    std::string_view rest = text->view();
+    for (std::size_t number = 1; !rest.empty(); ++number) {
+        const auto end = rest.find('\n');
+        const std::string_view line = withoutLineEnd(rest.substr(0, end));
+        rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+        if (line.find_first_not_of(" \t") == std::string_view::npos) continue;
+        auto request = requestFromLine(line);
+        if (!request)
+            return refuse("--batch " + file + ", line " + std::to_string(number) + ": " + request.error());
+        requests.push_back(std::move(*request));
+    }
+    return requests;
+}
+
+}  // namespace
+
+Outcome<std::vector<Request>> buildRequests(const Options& options) {
+    return options.batchFile ? batchRequests(*options.batchFile) : singleRequest(options);
+}
+
+}  // namespace hdqadmin

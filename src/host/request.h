@@ -1,0 +1,22 @@
+// The requests that a command line asks for, complete before the first one is sent.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "framework/core/property_bag.h"
+#include "host/options.h"
+#include "host/outcome.h"
+
+namespace hdqadmin {
+
+struct Request {
+    std::string operation;  // UTF-8
+    CORE::PropertyBag bag;
+};
+
+// Reads the files, standard input and the terminal that the options name. The sentence says which text is
+// wrong.
+Outcome<std::vector<Request>> buildRequests(const Options& options);
+
+}  // namespace hdqadmin
