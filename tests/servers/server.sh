@@ -1,5 +1,6 @@
-# Shared by the scripts that run a command beside a directory server of its own; source it. The server lives in a
-# temporary folder on a loopback address that nobody else uses, and ends with the command, whatever happens.
+# Shared by the scripts that run a command in surroundings of its own (a directory server, a Windows prefix); source
+# it. The surroundings live in a temporary folder, a server on a loopback address that nobody else uses, and end with
+# the command, whatever happens.
 # shellcheck shell=bash
 set -euo pipefail
 
@@ -7,7 +8,7 @@ servers=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/ws_admin
 base=DC=vdi,DC=talvex,DC=int
 password=Passw0rd.Test
-work="" server_pid="" command_pid=""
+work="" server_pid="" command_pid="" address_lock=""
 mkdir -p "$cache"
 
 die() { echo "$(basename "$0"): $*" >&2; exit 70; }
@@ -76,10 +77,14 @@ end_process() {
     wait "$1" 2>/dev/null || true
 }
 
+# What a script has to end beside its command and its server.
+at_end() { :; }
+
 finish() {
     trap '' INT TERM HUP
     end_process "$command_pid"
     end_process "$server_pid"
+    at_end
     [ -z "$work" ] || rm -rf "$work"
 }
 trap finish EXIT
@@ -89,7 +94,8 @@ trap 'exit 143' TERM HUP
 # run COMMAND...: with the command's exit status. In the background, so that a signal reaches this script at once.
 run() {
     local status=0
-    "$@" <&0 {address_lock}>&- &
+    [ -n "$address_lock" ] || exec {address_lock}</dev/null
+    setpriv --pdeathsig TERM "$@" <&0 {address_lock}>&- &
     command_pid=$!
     wait "$command_pid" || status=$?
     command_pid=""
