@@ -63,7 +63,7 @@ enum LdapCode : int {
     ldapReferralLimitExceeded = 97,
 };
 
-// The text of a code, the same on every platform ("No Such Object").
+// The text of a code, the same on every platform ("No Such Object"); empty for a code without one.
 std::wstring ldapErrorText(int code);
 // A failure with that code and its text.
 Failure ldapFailure(int code);
