@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing of the Debian packages that the project builds and tests with. Group names: build (native
-# build and the tool), test (the cross build, Wine and the servers for the tests).
+# install-packages.sh [build|test]...: installs what is missing of the Debian packages that the project builds and
+# tests with. build: the native build and the tool. test: also the cross build, Wine, the linters and the servers.
 set -euo pipefail
 
 build="g++ cmake ninja-build ccache libldap-dev libsasl2-dev libssl-dev libasio-dev nlohmann-json3-dev
@@ -17,24 +17,29 @@ for group in "${@:-build}"; do
     esac
 done
 
+# One question for all of them; packages that the archive does not know are silent.
+installed=" $(dpkg-query -W -f='${db:Status-Status}:${Package} ' $wanted 2>/dev/null || true)"
 missing=""
 for package in $wanted; do
-    [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=" $package"
+    [[ $installed == *" installed:$package "* ]] || missing+=" $package"
 done
 [ -z "$missing" ] && exit 0
 
 as_root=""
 [ "$(id -u)" = 0 ] || as_root=sudo
-echo "installing:$missing"
-export DEBIAN_FRONTEND=noninteractive
-$as_root apt-get update -qq
+[ -z "$as_root" ] || command -v sudo >/dev/null ||
+    { echo "install-packages.sh: neither root nor sudo; as root: apt-get install$missing" >&2; exit 1; }
+echo "installing:$missing" >&2
+$as_root apt-get update -qq >&2
 # The servers are started by the tests, never by the machine: keep the packages from starting their services.
 policy=/usr/sbin/policy-rc.d
-made_policy=""
 if [ ! -e $policy ]; then
     printf '#!/bin/sh\nexit 101\n' | $as_root tee $policy >/dev/null
     $as_root chmod +x $policy
-    made_policy=1
-    trap '[ -z "$made_policy" ] || $as_root rm -f $policy' EXIT
+    trap '$as_root rm -f $policy' EXIT
 fi
-$as_root apt-get install -y -qq --no-install-recommends $missing >/dev/null
+# Quiet, but not when it fails.
+log=$(mktemp)
+$as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends $missing >"$log" 2>&1 ||
+    { tail -n 40 "$log" >&2; rm -f "$log"; exit 1; }
+rm -f "$log"

@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# The system on this machine: installs what is missing, builds, and shows a short tour of operations on the sample
+# lab. With arguments it is hdqadmin: ./run.sh OPERATION [NAME=VALUE...], ./run.sh --list, ./run.sh --help.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+hdqadmin=$root/build/native/bin/hdqadmin
+
+"$root/scripts/install-packages.sh" build </dev/null
+"$root/scripts/build.sh" native hdqadmin ws_admin </dev/null
+
+[ $# = 0 ] || exec "$hdqadmin" "$@"
+
+# show TEXT ARGUMENTS...: one stop of the tour. A refusal is an answer too, so its status does not end the tour.
+show() {
+    printf '\n%s\n  $ ./run.sh' "$1"
+    shift
+    printf ' %q' "$@"
+    printf '\n'
+    "$hdqadmin" "$@" 2>&1 | sed 's/^/    /' || true
+}
+
+echo "A tour of the sample lab: a pod's directory and its machine, simulated in this process."
+printf '\nOf the operations there are, the first five (all: ./run.sh --list):\n'
+"$hdqadmin" --list | sed -n '1,5s/^/    /p'
+show "Does the pod's directory answer?" checkLdapConnectivity
+show "Name the cluster. Nothing is written back to the lab's files without --save." setClusterName "clustername=North Campus"
+show "Two security servers stand behind this connection server, so it cannot be removed." deleteConnectionServerEntry servername=VCS1
+show "Where the service keeps its files on this machine." getAppdataLocation
+show "What an operation takes and answers." setClusterName --help
+show "A name that nobody knows." makeCoffee
+printf '\nNext: ./run.sh --list, docs/, ./test.sh\n'

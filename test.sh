@@ -1,0 +1,78 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds everything and runs every test; ends with the totals and fails when anything
+# failed. --quick: the native unit tests, formatting and walls; no server, no Wine, no sanitizers, no linter.
+set -uo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+cd "$root" || exit 1
+quick=""
+case "${1:-}" in
+"") ;;
+--quick) quick=1 ;;
+*) echo "usage: ./test.sh [--quick]" >&2; exit 2 ;;
+esac
+exec </dev/null
+
+results=$root/build/results
+rm -rf "$results"
+mkdir -p "$results"
+times=$results/times.txt
+pod=tests/servers/with-pod
+wine=tests/servers/with-wine
+
+# stage NAME COMMAND...: runs one stage into its log and notes its time; the log of a failed stage is shown.
+stage() {
+    local name=$1 start=$SECONDS status=0
+    shift
+    printf '%-22s' "$name"
+    "$@" >"$results/$name.log" 2>&1 || status=$?
+    printf '%-8s%4d s\n' "$([ $status = 0 ] && echo ok || echo FAILED)" $((SECONDS - start)) | tee -a "$times"
+    [ $status = 0 ] || sed 's/^/    /' "$results/$name.log" | tail -n 200
+    return $status
+}
+
+# check NAME COMMAND...: a stage that is one test by itself.
+check() {
+    local status=0
+    stage "$@" || status=$?
+    printf '%s\t%s\n' "$1" "$([ $status = 0 ] && echo passed || echo failed)" >>"$results/checks.txt"
+    return $status
+}
+
+# tests NAME PRESET LAUNCHER ARGUMENTS...: the preset's tests, started by the launcher (a command prefix or "").
+tests() {
+    local name=$1 preset=$2 launcher=$3
+    shift 3
+    # Only programs that are one test each leave a list of their cases; natively each case is a test.
+    mkdir -p "$results/$name"
+    # shellcheck disable=SC2086 # the launcher is several words
+    stage "$name" env GTEST_OUTPUT="xml:$results/$name/" $launcher ctest --test-dir "build/$preset" -j"$(nproc)" \
+        --output-on-failure --no-tests=error --output-junit "$results/$name.xml" "$@"
+}
+
+build() { check "build-$1" scripts/build.sh --configure "$1"; }
+
+if [ -n "$quick" ]; then
+    check packages scripts/install-packages.sh build test
+    check format scripts/format.sh --check
+    check walls tests/walls.py
+    build native && tests unit native "" -LE integration
+else
+    check packages scripts/install-packages.sh build test
+    check format scripts/format.sh --check
+    check walls tests/walls.py
+    build native && {
+        tests unit native "$pod" -LE integration
+        check lint scripts/lint.sh
+    }
+    build windows && tests unit-windows windows "$wine $pod" -LE integration
+    [ -x build/native/bin/hdqadmin ] && [ -f build/windows/bin/hdqadmin.exe ] &&
+        tests integration native "$wine $pod" -L integration
+    build native-asan && tests unit-asan native-asan "$pod" -LE integration
+    # The thread sanitizer wants the addresses where it expects them.
+    fixed=""
+    setarch -R true 2>/dev/null && fixed="setarch -R"
+    build native-tsan && tests unit-tsan native-tsan "$fixed $pod" -LE integration
+fi
+
+printf '\n'
+exec scripts/totals.py "$results"
