@@ -1,4 +1,5 @@
-// The framework's exception: a broken promise, not an expected failure. It carries its text in the working form.
+// The framework's exception: a broken promise, not an expected failure. It carries its text in the working
+// form.
 #pragma once
 
 #include <exception>

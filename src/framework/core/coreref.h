@@ -1,5 +1,5 @@
-// Reference-counted objects. A new object has one reference, its maker's; the last Release destroys it. Both calls may
-// come from any thread.
+// Reference-counted objects. A new object has one reference, its maker's; the last Release destroys it. Both
+// calls may come from any thread.
 #pragma once
 
 #include <atomic>

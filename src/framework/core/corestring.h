@@ -1,10 +1,12 @@
-// Value strings of the framework: corestring<wchar_t> is the working form, corestring<char> holds UTF-8 (or, around
-// encryption, plain bytes). Not thread safe; copies are independent.
+// Value strings of the framework: corestring<wchar_t> is the working form, corestring<char> holds UTF-8 (or,
+// around encryption, plain bytes). Not thread safe; copies are independent.
 #pragma once
 
 #include <compare>
 #include <cstdint>
 #include <exception>
+#include <initializer_list>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -23,7 +25,9 @@ MFWCORE_API std::string toUtf8(std::wstring_view wide);
 MFWCORE_API bool isValidUtf8(std::string_view text) noexcept;
 
 // One character folded for comparisons without regard to case: Unicode's simple mapping, whatever the locale.
+// Nothing outside ASCII folds into ASCII.
 MFWCORE_API wchar_t foldCase(wchar_t c) noexcept;
+MFWCORE_API wchar_t lowerCase(wchar_t c) noexcept;  // the simple mapping the other way, for showing
 // Order of two texts without regard to case: below, equal to or above 0.
 MFWCORE_API int compareFolded(std::wstring_view a, std::wstring_view b) noexcept;
 MFWCORE_API int compareFolded(std::string_view a, std::string_view b) noexcept;  // both UTF-8
@@ -33,6 +37,12 @@ MFWCORE_API void wipeMemory(void* data, std::size_t bytes) noexcept;
 
 enum class ComputerNameFormat { netBios, dnsFullyQualified };
 
+template <class I, class Ch>
+concept numberBeside = std::is_integral_v<I> && !std::is_same_v<I, Ch> && !std::is_same_v<I, bool>;
+
+// Both kinds are instantiated in the library. What is defined there is marked function by function: a mark on
+// the whole class, or an extern template, would make the inline functions the library's too, and its linker
+// does not export those.
 template <class Ch>
 class corestring {
   public:
@@ -42,14 +52,15 @@ class corestring {
 
     corestring() = default;
     // length -1: the text ends at its NUL. A null pointer is an empty text.
-    corestring(const Ch* text, int length = -1);  // NOLINT(google-explicit-constructor)
-    corestring(view_type text);                   // NOLINT(google-explicit-constructor)
-    corestring(std_type text) noexcept;           // NOLINT(google-explicit-constructor)
-    explicit corestring(Ch c);
-    template <class I>
-        requires(std::is_integral_v<I> && !std::is_same_v<I, Ch> && !std::is_same_v<I, bool>)
-    explicit corestring(I number) : corestring(fromNumber(static_cast<std::int64_t>(number))) {}
-    explicit corestring(const std::exception& exception);  // its message text
+    MFWCORE_API corestring(const Ch* text, int length = -1);  // NOLINT(google-explicit-constructor)
+    MFWCORE_API corestring(view_type text);                   // NOLINT(google-explicit-constructor)
+    MFWCORE_API corestring(std_type text) noexcept;           // NOLINT(google-explicit-constructor)
+    MFWCORE_API explicit corestring(Ch c);
+    template <numberBeside<Ch> I>
+    explicit corestring(I number) {
+        *this << number;
+    }
+    MFWCORE_API explicit corestring(const std::exception& exception);  // its message text
 
     operator view_type() const noexcept { return text_; }  // NOLINT(google-explicit-constructor)
     const std_type& str() const noexcept { return text_; }
@@ -57,33 +68,35 @@ class corestring {
     const Ch* p() const noexcept { return text_.c_str(); }
     const Ch* c_str() const noexcept { return text_.c_str(); }
     // A buffer of at least `length` characters to write to; the string has that length afterwards.
-    Ch* p_upd(std::size_t length);
+    MFWCORE_API Ch* p_upd(std::size_t length);
     int length() const noexcept { return static_cast<int>(text_.size()); }
     std::size_t size() const noexcept { return text_.size(); }
     bool empty() const noexcept { return text_.empty(); }
     void clear() noexcept { text_.clear(); }
-    void clearAndWipe() noexcept;  // overwrites the whole buffer, then empties it
+    MFWCORE_API void clearAndWipe() noexcept;  // overwrites the whole buffer, then empties it
 
     // length -1 compares the whole texts, otherwise at most so many characters of both.
-    int compare(view_type other, int length = -1) const noexcept;
-    int comparei(view_type other, int length = -1) const noexcept;
+    MFWCORE_API int compare(view_type other, int length = -1) const noexcept;
+    MFWCORE_API int comparei(view_type other, int length = -1) const noexcept;
 
     // Positions, or npos. findr searches from the end.
-    std::size_t find(view_type what, std::size_t from = 0) const noexcept;
-    std::size_t findi(view_type what, std::size_t from = 0) const noexcept;
-    std::size_t findr(view_type what) const noexcept;
-    std::size_t find_first_not_of(view_type set, std::size_t from = 0) const noexcept;
-    int findAndReplace(Ch what, Ch with);  // how many were replaced
-    int findAndReplace(view_type what, view_type with);
-    corestring substr(std::size_t from, std::size_t count = npos) const;  // empty when `from` is past the end
-    corestring left(std::size_t count) const;
-    corestring& replace(std::size_t from, std::size_t count, view_type with);
-    corestring& append(view_type text);
-    corestring& trim(view_type set);
-    corestring& toLower();
-    // Empty pieces are left out, as lists that people typed have them. Without a separator: , ; and white space.
-    std::vector<corestring> split(Ch separator) const;
-    std::vector<corestring> split() const;
+    MFWCORE_API std::size_t find(view_type what, std::size_t from = 0) const noexcept;
+    MFWCORE_API std::size_t findi(view_type what, std::size_t from = 0) const noexcept;
+    MFWCORE_API std::size_t findr(view_type what) const noexcept;
+    MFWCORE_API std::size_t find_first_not_of(view_type set, std::size_t from = 0) const noexcept;
+    MFWCORE_API int findAndReplace(Ch what, Ch with);  // how many were replaced
+    MFWCORE_API int findAndReplace(view_type what, view_type with);
+    MFWCORE_API corestring substr(std::size_t from,
+                                  std::size_t count = npos) const;  // empty when `from` is past the end
+    MFWCORE_API corestring left(std::size_t count) const;
+    MFWCORE_API corestring& replace(std::size_t from, std::size_t count, view_type with);
+    MFWCORE_API corestring& append(view_type text);
+    MFWCORE_API corestring& trim(view_type set);
+    MFWCORE_API corestring& toLower();
+    // Empty pieces are left out, as lists that people typed have them. Without a separator: , ; and white
+    // space.
+    MFWCORE_API std::vector<corestring> split(Ch separator) const;
+    MFWCORE_API std::vector<corestring> split() const;
 
     // Formats with the framework's rules (format.h) and replaces the text.
     template <class... Args>
@@ -92,40 +105,41 @@ class corestring {
     }
 
     // Numbers as people write them: blanks around, a sign; anything else (also overflow) gives the default.
-    int toInt(int fallback = 0) const noexcept;
-    unsigned toUInt(unsigned fallback = 0) const noexcept;
-    bool toBool(bool fallback = false) const noexcept;  // "true", "false" (any case) and numbers
-    bool isNum() const noexcept;                        // digits, with or without a leading sign
+    MFWCORE_API int toInt(int fallback = 0) const noexcept;
+    MFWCORE_API unsigned toUInt(unsigned fallback = 0) const noexcept;
+    MFWCORE_API bool toBool(bool fallback = false) const noexcept;  // "true", "false" (any case) and numbers
+    MFWCORE_API bool isNum() const noexcept;                        // digits, with or without a leading sign
 
-    // Narrow and wide forms. Code pages other than UTF-8 are those that the platform knows; unknown ones are UTF-8.
-    corestring<char> to_mstr(unsigned codePage = codePageUtf8) const;
+    // Narrow and wide forms. Code pages other than UTF-8 are those that the platform knows; unknown ones are
+    // UTF-8.
+    MFWCORE_API corestring<char> to_mstr(unsigned codePage = codePageUtf8) const;
     corestring<char> _mstr(unsigned codePage = codePageUtf8) const { return to_mstr(codePage); }
-    corestring<wchar_t> to_wstr(unsigned codePage = codePageUtf8) const;
+    MFWCORE_API corestring<wchar_t> to_wstr(unsigned codePage = codePageUtf8) const;
     corestring<wchar_t> _wstr(unsigned codePage = codePageUtf8) const { return to_wstr(codePage); }
     corestring<wchar_t> _tstr(unsigned codePage = codePageUtf8) const { return to_wstr(codePage); }
 
     // The last component of a path (both slashes count), and the text without its last ".suffix".
-    corestring lastPath() const;
-    corestring dropSuffix() const;
+    MFWCORE_API corestring lastPath() const;
+    MFWCORE_API corestring dropSuffix() const;
 
     // What the system knows. %NAME% of an unknown variable stays as it is.
-    corestring expandEnv() const;
-    static corestring getComputerName();
-    static corestring getComputerNameEx(ComputerNameFormat format);
-    static corestring getModuleName(void* module);  // full path; null is the executable
-    static corestring newGuid();                    // "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx", lower case
-    static corestring formatError(std::uint32_t systemError);
+    MFWCORE_API corestring expandEnv() const;
+    MFWCORE_API static corestring getComputerName();
+    MFWCORE_API static corestring getComputerNameEx(ComputerNameFormat format);
+    MFWCORE_API static corestring getModuleName(void* module);  // full path; null is the executable
+    MFWCORE_API static corestring newGuid();  // "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx", lower case
+    MFWCORE_API static corestring formatError(std::uint32_t systemError);
     static corestring errorText(std::uint32_t systemError) { return formatError(systemError); }
-    // "HKLM\..." key and value name; the default when the value is not there. The policy form looks first at the
-    // same key below "SOFTWARE\Policies".
-    static corestring readRegistry(view_type key, view_type valueName, view_type fallback = {});
-    static corestring readRegistryPolicyOverride(view_type key, view_type valueName, view_type fallback = {});
+    // "HKLM\..." key and value name; the default when the value is not there. The policy form looks first at
+    // the same key below "SOFTWARE\Policies".
+    MFWCORE_API static corestring readRegistry(view_type key, view_type valueName, view_type fallback = {});
+    MFWCORE_API static corestring readRegistryPolicyOverride(view_type key, view_type valueName,
+                                                             view_type fallback = {});
 
-    corestring& operator<<(view_type text);
-    corestring& operator<<(const Ch* text);
-    corestring& operator<<(Ch c);
-    template <class I>
-        requires(std::is_integral_v<I> && !std::is_same_v<I, Ch> && !std::is_same_v<I, bool>)
+    MFWCORE_API corestring& operator<<(view_type text);
+    MFWCORE_API corestring& operator<<(const Ch* text);
+    MFWCORE_API corestring& operator<<(Ch c);
+    template <numberBeside<Ch> I>
     corestring& operator<<(I number) {
         if constexpr (std::is_signed_v<I>)
             return append(fromNumber(static_cast<std::int64_t>(number)));
@@ -135,18 +149,22 @@ class corestring {
     corestring& operator+=(view_type text) { return append(text); }
 
     friend bool operator==(const corestring& a, const corestring& b) noexcept { return a.text_ == b.text_; }
-    friend bool operator==(const corestring& a, const Ch* b) noexcept { return a.text_ == (b ? b : corestring().p()); }
+    friend bool operator==(const corestring& a, const Ch* b) noexcept { return a.text_ == viewOf(b); }
     friend bool operator==(const corestring& a, view_type b) noexcept { return a.text_ == b; }
+    friend bool operator==(const corestring& a, const std_type& b) noexcept { return a.text_ == b; }
     friend bool operator<(const corestring& a, const corestring& b) noexcept { return a.text_ < b.text_; }
     friend corestring operator+(const corestring& a, view_type b) { return std_type(a.text_).append(b); }
-    friend corestring operator+(const corestring& a, const Ch* b) { return a + view_type(b); }
+    friend corestring operator+(const corestring& a, const Ch* b) { return a + viewOf(b); }
     friend corestring operator+(const corestring& a, const corestring& b) { return a + view_type(b); }
-    friend corestring operator+(const Ch* a, const corestring& b) { return std_type(a).append(b.text_); }
+    friend corestring operator+(const Ch* a, const corestring& b) {
+        return std_type(viewOf(a)).append(b.text_);
+    }
 
   private:
-    static corestring fromNumber(std::int64_t number);
-    static corestring fromUnsigned(std::uint64_t number);
-    corestring& assignFormatted(view_type format, std::initializer_list<FormatArg> args);
+    static view_type viewOf(const Ch* text) noexcept { return text ? view_type(text) : view_type(); }
+    MFWCORE_API static corestring fromNumber(std::int64_t number);
+    MFWCORE_API static corestring fromUnsigned(std::uint64_t number);
+    MFWCORE_API corestring& assignFormatted(view_type format, std::initializer_list<FormatArg> args);
 
     std_type text_;
 };
@@ -154,26 +172,28 @@ class corestring {
 using wstr = corestring<wchar_t>;
 using mstr = corestring<char>;
 
-extern template class corestring<wchar_t>;
-extern template class corestring<char>;
-
 // UTF-8 or binary text that is overwritten when it goes, moves away or grows. For passwords and keys.
 class MFWCORE_API secretstring {
   public:
-    secretstring() = default;
+    secretstring() noexcept;
     explicit secretstring(std::string_view text);
-    secretstring(const secretstring&) = default;
+    secretstring(const secretstring& other);
     secretstring(secretstring&& other) noexcept;
     secretstring& operator=(secretstring other) noexcept;
     ~secretstring();
 
-    const char* c_str() const noexcept { return text_.c_str(); }
-    std::size_t size() const noexcept { return text_.size(); }
-    bool empty() const noexcept { return text_.empty(); }
-    std::string_view view() const noexcept { return text_; }
+    secretstring& append(std::string_view text);
+    void clear() noexcept;
+
+    const char* c_str() const noexcept { return text_ ? text_.get() : ""; }
+    std::size_t size() const noexcept { return size_; }
+    bool empty() const noexcept { return size_ == 0; }
+    std::string_view view() const noexcept { return {c_str(), size_}; }
 
   private:
-    std::string text_;
+    // Not a std::string: what is short lives inside that object, and a swap leaves parts of it behind.
+    std::unique_ptr<char[]> text_;
+    std::size_t size_ = 0;
 };
 
 }  // namespace CORE

@@ -1,12 +1,13 @@
-// The framework's printf-style wide formats, type safe: an argument brings its own type, so a format that names another
-// type prints what is there and never reads wrong memory.
+// The framework's printf-style wide formats, type safe: an argument brings its own type, so a format that
+// names another type prints what is there and never reads wrong memory.
 //
-// %s %ws %ls %S %hs print text of either width; %d %i %u %x %X %o with h, l, ll, I64 and z; %c; %p; %%; flags "-+ #0",
-// width and precision, "*" among them; %f %g %e. A format without its argument prints itself; spare arguments are
-// ignored.
+// %s %ws %ls %S %hs print text of either width; %d %i %u %x %X %o with h, l, ll, I64 and z; %c; %p; %%; flags
+// "-+ #0", width and precision, "*" among them; %f %g %e. A format without its argument prints itself; spare
+// arguments are ignored.
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -20,6 +21,9 @@ namespace CORE {
 template <class Ch>
 class corestring;
 
+template <class E>
+concept enumeration = std::is_enum_v<E>;
+
 // One argument: a view of what the caller passed, good for the duration of the call.
 class FormatArg {
   public:
@@ -31,18 +35,18 @@ class FormatArg {
         : kind_(std::is_signed_v<I> ? Kind::signedInteger : Kind::unsignedInteger), bytes_(sizeof(I)) {
         integer_ = static_cast<std::uint64_t>(value);  // sign-extended by the conversion
     }
-    template <class E>
-        requires std::is_enum_v<E>
+    template <enumeration E>
     FormatArg(E value) : FormatArg(static_cast<std::underlying_type_t<E>>(value)) {}  // NOLINT
     FormatArg(double value) : kind_(Kind::floating), floating_(value) {}              // NOLINT
     FormatArg(const wchar_t* text)                                                    // NOLINT
         : kind_(Kind::wide), wide_(text ? std::wstring_view(text) : std::wstring_view(L"(null)")) {}
     FormatArg(const char* text)  // NOLINT
         : kind_(Kind::narrow), narrow_(text ? std::string_view(text) : std::string_view("(null)")) {}
-    FormatArg(std::wstring_view text) : kind_(Kind::wide), wide_(text) {}           // NOLINT
-    FormatArg(std::string_view text) : kind_(Kind::narrow), narrow_(text) {}        // NOLINT
-    FormatArg(const std::wstring& text) : FormatArg(std::wstring_view(text)) {}     // NOLINT
-    FormatArg(const std::string& text) : FormatArg(std::string_view(text)) {}       // NOLINT
+    FormatArg(std::nullptr_t) : FormatArg(static_cast<const void*>(nullptr)) {}  // NOLINT
+    FormatArg(std::wstring_view text) : kind_(Kind::wide), wide_(text) {}        // NOLINT
+    FormatArg(std::string_view text) : kind_(Kind::narrow), narrow_(text) {}     // NOLINT
+    FormatArg(const std::wstring& text) : FormatArg(std::wstring_view(text)) {}  // NOLINT
+    FormatArg(const std::string& text) : FormatArg(std::string_view(text)) {}    // NOLINT
     template <class Ch>
     FormatArg(const corestring<Ch>& text) : FormatArg(text.str()) {}                // NOLINT
     FormatArg(const void* address) : kind_(Kind::pointer), bytes_(sizeof(void*)) {  // NOLINT

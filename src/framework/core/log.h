@@ -1,5 +1,5 @@
-// The framework's log. One call, one line: level, module, and a format of format.h. Lines go to every sink that wants
-// their level; without such a sink nothing is formatted. Any thread may log.
+// The framework's log. One call, one line: level, module, and a format of format.h. Lines go to every sink
+// that wants their level; without such a sink nothing is formatted. Any thread may log.
 #pragma once
 
 #include <functional>
@@ -16,8 +16,8 @@ enum LogLevel : int { logDebug = 0, logVerbose = 1, logInfo = 2, logWarning = 3,
 
 using LogSink = std::function<void(int level, std::wstring_view module, std::wstring_view text)>;
 
-// The sink is called for lines of that level and above, from any thread, one call at a time, until the handle goes.
-// A sink must not log.
+// The sink is called for lines of that level and above, from any thread, one call at a time, until the handle
+// goes. A sink must not log.
 class LogHandle;
 [[nodiscard]] MFWCORE_API std::shared_ptr<LogHandle> addLogSink(int fromLevel, LogSink sink);
 MFWCORE_API bool logWanted(int level) noexcept;
@@ -25,7 +25,8 @@ MFWCORE_API void writeLogLine(int level, std::wstring_view module, std::wstring_
 MFWCORE_API std::wstring_view logLevelName(int level) noexcept;  // "DEBUG" ... "ERROR"
 
 template <class... Args>
-void __SysMessage(int level, std::wstring_view module, std::wstring_view format, const Args&... args) {  // NOLINT
+void __SysMessage(int level, std::wstring_view module, std::wstring_view format,
+                  const Args&... args) {  // NOLINT
     if (logWanted(level)) writeLogLine(level, module, formatText(format, args...));
 }
 

@@ -1,0 +1,90 @@
+#include "framework/core/log.h"
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+#include <mutex>
+#include <vector>
+
+namespace CORE {
+namespace {
+
+constexpr int nobody = std::numeric_limits<int>::max();
+
+struct Sinks {
+    std::mutex mutex;  // held while sinks run: one line at a time, and none to a sink whose handle is gone
+    std::vector<const LogHandle*> list;
+};
+
+// Made on first use: other modules may log while this one is still being initialised.
+Sinks& sinks() {
+    static Sinks all;
+    return all;
+}
+
+constinit std::atomic<int> wantedFrom{nobody};
+thread_local bool insideSink = false;
+
+}  // namespace
+
+class LogHandle {
+  public:
+    LogHandle(int fromLevel, LogSink sink) : fromLevel_(fromLevel), sink_(std::move(sink)) {
+        const std::lock_guard hold(sinks().mutex);
+        sinks().list.push_back(this);
+        adjust();
+    }
+    ~LogHandle() {
+        const std::lock_guard hold(sinks().mutex);
+        std::erase(sinks().list, this);
+        adjust();
+    }
+    LogHandle(const LogHandle&) = delete;
+    LogHandle& operator=(const LogHandle&) = delete;
+
+    void write(int level, std::wstring_view module, std::wstring_view text) const noexcept {
+        if (level < fromLevel_) return;
+        try {
+            sink_(level, module, text);
+        } catch (...) {
+            // Whoever logs must not fail because somebody's log does.
+        }
+    }
+
+  private:
+    static void adjust() {
+        int from = nobody;
+        for (const LogHandle* handle : sinks().list) from = std::min(from, handle->fromLevel_);
+        wantedFrom.store(from, std::memory_order_relaxed);
+    }
+
+    const int fromLevel_;
+    const LogSink sink_;
+};
+
+std::shared_ptr<LogHandle> addLogSink(int fromLevel, LogSink sink) {
+    return std::make_shared<LogHandle>(fromLevel, std::move(sink));
+}
+
+bool logWanted(int level) noexcept {
+    return level >= wantedFrom.load(std::memory_order_relaxed);
+}
+
+void writeLogLine(int level, std::wstring_view module, std::wstring_view text) {
+    if (insideSink) return;  // a sink that logs all the same must neither recurse nor lock up
+    const std::lock_guard hold(sinks().mutex);
+    insideSink = true;
+    for (const LogHandle* handle : sinks().list) handle->write(level, module, text);
+    insideSink = false;
+}
+
+std::wstring_view logLevelName(int level) noexcept {
+    static constexpr std::wstring_view names[] = {L"DEBUG", L"VERBOSE", L"INFO", L"WARNING", L"ERROR"};
+    return names[std::clamp(level, static_cast<int>(logDebug), static_cast<int>(logError))];
+}
+
+void sysmsgLogLoaded(std::wstring_view module, bool loaded) {
+    __SysMessage(logDebug, module, L"%s %s", module, loaded ? L"loaded" : L"unloaded");
+}
+
+}  // namespace CORE

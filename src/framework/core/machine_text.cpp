@@ -1,0 +1,83 @@
+#include "framework/core/machine_text.h"
+
+#include <array>
+#include <random>
+
+#include "framework/core/system.h"
+
+namespace CORE::machine {
+
+std::string encode(std::wstring_view text, unsigned codePage) {
+    if (codePage != codePageUtf8)
+        if (auto bytes = sys::encode(text, codePage)) return *std::move(bytes);
+    return toUtf8(text);
+}
+
+std::wstring decode(std::string_view text, unsigned codePage) {
+    if (codePage != codePageUtf8)
+        if (auto wide = sys::decode(text, codePage)) return *std::move(wide);
+    return toWide(text);
+}
+
+std::wstring expandEnvironment(std::wstring_view text) {
+    std::wstring out;
+    while (!text.empty()) {
+        const std::size_t open = text.find(L'%');
+        out.append(text.substr(0, open));
+        if (open == text.npos) break;
+        text.remove_prefix(open + 1);
+        const std::size_t close = text.find(L'%');
+        const bool named = close != text.npos && close > 0;
+        if (const auto value = named ? sys::environment(text.substr(0, close)) : std::nullopt) {
+            out.append(*value);
+            text.remove_prefix(close + 1);
+        } else {
+            out.push_back(L'%');  // the closing sign of an unknown name may open the next one
+        }
+    }
+    return out;
+}
+
+std::wstring computerName(ComputerNameFormat format) {
+    const auto name = format == ComputerNameFormat::netBios ? sys::netBiosName() : sys::dnsName();
+    return name.value_or(std::wstring());
+}
+
+std::wstring modulePath(void* module) {
+    return sys::modulePath(module);
+}
+
+// RFC 9562, version 4.
+std::string newGuid() {
+    std::random_device source;
+    std::array<std::uint32_t, 4> words{source(), source(), source(), source()};
+    words[1] = (words[1] & 0xFFFF0FFFU) | 0x00004000U;
+    words[2] = (words[2] & 0x3FFFFFFFU) | 0x80000000U;
+    static constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    for (const std::uint32_t word : words)
+        for (int shift = 28; shift >= 0; shift -= 4) text.push_back(digits[(word >> shift) & 0xF]);
+    for (const std::size_t dash : {20U, 16U, 12U, 8U}) text.insert(dash, 1, '-');
+    return text;
+}
+
+std::wstring errorText(std::uint32_t error) {
+    return sys::errorText(error);
+}
+
+std::optional<std::wstring> registryText(std::wstring_view key, std::wstring_view name) {
+    return sys::registryValue(key, name);
+}
+
+std::optional<std::wstring> policyOrRegistryText(std::wstring_view key, std::wstring_view name) {
+    static constexpr std::wstring_view software = L"\\Software\\";
+    const std::size_t root = key.find(L'\\');
+    if (root != key.npos && compareFolded(key.substr(root, software.size()), software) == 0) {
+        std::wstring policy(key);
+        policy.insert(root + software.size(), L"Policies\\");
+        if (auto value = sys::registryValue(policy, name)) return value;
+    }
+    return sys::registryValue(key, name);
+}
+
+}  // namespace CORE::machine

@@ -1,0 +1,213 @@
+#include "framework/core/unicode.h"
+
+#include "framework/core/corestring.h"
+#include "framework/core/system.h"
+
+namespace CORE::unicode {
+namespace {
+
+constexpr bool wideIsUtf16 = sizeof(wchar_t) == 2;
+
+// wchar_t is signed on some platforms; a unit is not.
+char32_t unit(wchar_t c) noexcept {
+    return static_cast<char32_t>(c) & (wideIsUtf16 ? 0xFFFFU : 0xFFFFFFFFU);
+}
+
+char32_t notText(char32_t value) noexcept {
+    return beyond + value;
+}
+
+// How many bytes a sequence with this first byte has, and the least code point that needs so many.
+struct Lead {
+    std::size_t length;
+    char32_t bits;
+    char32_t least;
+};
+
+Lead lead(unsigned char first) noexcept {
+    if (first >= 0xC2 && first <= 0xDF) return {2, first & 0x1FU, 0x80};
+    if (first >= 0xE0 && first <= 0xEF) return {3, first & 0x0FU, 0x800};
+    if (first >= 0xF0 && first <= 0xF4) return {4, first & 0x07U, 0x10000};
+    return {0, 0, 0};
+}
+
+// Whether the text from there on begins with `what`, without regard to case.
+template <class View>
+bool beginsFolded(View text, std::size_t at, View what) noexcept {
+    for (std::size_t i = 0; i < what.size();) {
+        if (at >= text.size()) return false;
+        const Decoded a = decode(text, at);
+        const Decoded b = decode(what, i);
+        if (a.c != b.c && fold(a.c) != fold(b.c)) return false;
+        at += a.length;
+        i += b.length;
+    }
+    return true;
+}
+
+template <class View>
+std::size_t find(View text, View what, std::size_t from) noexcept {
+    if (from > text.size()) return View::npos;
+    if (what.empty()) return from;
+    for (std::size_t at = from; at < text.size(); at += decode(text, at).length)
+        if (beginsFolded(text, at, what)) return at;
+    return View::npos;
+}
+
+template <class View>
+int compare(View a, View b) noexcept {
+    std::size_t i = 0;
+    std::size_t j = 0;
+    while (i < a.size() && j < b.size()) {
+        const Decoded left = decode(a, i);
+        const Decoded right = decode(b, j);
+        if (left.c != right.c) {
+            const char32_t x = fold(left.c);
+            const char32_t y = fold(right.c);
+            if (x != y) return x < y ? -1 : 1;
+        }
+        i += left.length;
+        j += right.length;
+    }
+    if (i < a.size()) return 1;
+    return j < b.size() ? -1 : 0;
+}
+
+template <class Text>
+void appendWide(Text& out, char32_t c) {
+    if (wideIsUtf16 && c >= 0x10000) {
+        out.push_back(static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10)));
+        out.push_back(static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
+    } else {
+        out.push_back(static_cast<wchar_t>(c));
+    }
+}
+
+void appendUtf8(std::string& out, char32_t c) {
+    const auto tail = [&](int shift) { out.push_back(static_cast<char>(0x80 | ((c >> shift) & 0x3F))); };
+    if (c < 0x80) {
+        out.push_back(static_cast<char>(c));
+    } else if (c < 0x800) {
+        out.push_back(static_cast<char>(0xC0 | (c >> 6)));
+        tail(0);
+    } else if (c < 0x10000) {
+        out.push_back(static_cast<char>(0xE0 | (c >> 12)));
+        tail(6);
+        tail(0);
+    } else {
+        out.push_back(static_cast<char>(0xF0 | (c >> 18)));
+        tail(12);
+        tail(6);
+        tail(0);
+    }
+}
+
+}  // namespace
+
+Decoded decode(std::string_view utf8, std::size_t at) noexcept {
+    const auto first = static_cast<unsigned char>(utf8[at]);
+    if (first < 0x80) return {first, 1};
+    const Lead shape = lead(first);
+    if (shape.length == 0 || at + shape.length > utf8.size()) return {notText(first), 1};
+    char32_t c = shape.bits;
+    for (std::size_t i = 1; i < shape.length; ++i) {
+        const auto next = static_cast<unsigned char>(utf8[at + i]);
+        if ((next & 0xC0) != 0x80) return {notText(first), 1};
+        c = (c << 6) | (next & 0x3FU);
+    }
+    if (c < shape.least || c > 0x10FFFF || isSurrogate(c)) return {notText(first), 1};
+    return {c, shape.length};
+}
+
+Decoded decode(std::wstring_view wide, std::size_t at) noexcept {
+    const char32_t c = unit(wide[at]);
+    if (!isSurrogate(c)) return {c, 1};
+    if (wideIsUtf16 && c < 0xDC00 && at + 1 < wide.size()) {
+        const char32_t low = unit(wide[at + 1]);
+        if (low >= 0xDC00 && low <= 0xDFFF) return {0x10000 + ((c - 0xD800) << 10) + (low - 0xDC00), 2};
+    }
+    return {notText(c), 1};
+}
+
+char32_t fold(char32_t c) noexcept {
+    if (c < 0x80) return c >= 'a' && c <= 'z' ? c - ('a' - 'A') : c;
+    // Outside the basic plane nothing folds: so do the directory and the file system.
+    return c < 0x10000 ? static_cast<char32_t>(foldCase(static_cast<wchar_t>(c))) & 0xFFFFU : c;
+}
+
+std::size_t findFolded(std::string_view text, std::string_view what, std::size_t from) noexcept {
+    return find(text, what, from);
+}
+std::size_t findFolded(std::wstring_view text, std::wstring_view what, std::size_t from) noexcept {
+    return find(text, what, from);
+}
+
+}  // namespace CORE::unicode
+
+namespace CORE {
+
+using unicode::decode;
+using unicode::Decoded;
+
+std::wstring toWide(std::string_view utf8) {
+    std::wstring out;
+    out.reserve(utf8.size());
+    for (std::size_t at = 0; at < utf8.size();) {
+        const Decoded next = decode(utf8, at);
+        unicode::appendWide(out, next.valid() ? next.c : unicode::replacement);
+        at += next.length;
+    }
+    return out;
+}
+
+std::string toUtf8(std::wstring_view wide) {
+    std::string out;
+    out.reserve(wide.size());
+    for (std::size_t at = 0; at < wide.size();) {
+        const Decoded next = decode(wide, at);
+        unicode::appendUtf8(out, next.valid() ? next.c : unicode::replacement);
+        at += next.length;
+    }
+    return out;
+}
+
+bool isValidUtf8(std::string_view text) noexcept {
+    for (std::size_t at = 0; at < text.size();) {
+        const Decoded next = decode(text, at);
+        if (!next.valid()) return false;
+        at += next.length;
+    }
+    return true;
+}
+
+wchar_t foldCase(wchar_t c) noexcept {
+    const char32_t code = unicode::unit(c);
+    if (code < 0x80) return code >= 'a' && code <= 'z' ? static_cast<wchar_t>(code - ('a' - 'A')) : c;
+    if (code > 0xFFFF || unicode::isSurrogate(code)) return c;
+    // A name in ASCII must not be met by look-alikes: nothing outside ASCII folds into it (dotless i, long
+    // s).
+    const wchar_t folded = sys::upperCase(c);
+    return unicode::unit(folded) < 0x80 ? c : folded;
+}
+
+wchar_t lowerCase(wchar_t c) noexcept {
+    const char32_t code = unicode::unit(c);
+    if (code < 0x80) return code >= 'A' && code <= 'Z' ? static_cast<wchar_t>(code + ('a' - 'A')) : c;
+    if (code > 0xFFFF || unicode::isSurrogate(code)) return c;
+    const wchar_t lower = sys::lowerCase(c);
+    return unicode::unit(lower) < 0x80 ? c : lower;
+}
+
+int compareFolded(std::wstring_view a, std::wstring_view b) noexcept {
+    return unicode::compare(a, b);
+}
+int compareFolded(std::string_view a, std::string_view b) noexcept {
+    return unicode::compare(a, b);
+}
+
+void wipeMemory(void* data, std::size_t bytes) noexcept {
+    auto* volatile byte = static_cast<volatile unsigned char*>(data);
+    for (std::size_t i = 0; i < bytes; ++i) byte[i] = 0;
+}
+
+}  // namespace CORE
