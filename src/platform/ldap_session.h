@@ -84,8 +84,8 @@ struct LdapCredentials {
 };
 
 struct LdapControl {
-    std::string oid;
-    std::string value;  // BER
+    std::string oid{};
+    std::string value{};  // BER
     bool critical = false;
 };
 
@@ -113,11 +113,11 @@ struct LdapEntry {
 };
 
 struct LdapSearch {
-    std::string base;
+    std::string base{};
     LdapScope scope = LdapScope::subtree;
-    std::string filter;                   // also AD's lax forms: no outer parentheses, "(!a=b)"
-    std::vector<std::string> attributes;  // none: all
-    std::vector<LdapControl> controls;
+    std::string filter{};                 // also AD's lax forms: no outer parentheses, "(!a=b)"
+    std::vector<std::string> attributes{};  // none: all
+    std::vector<LdapControl> controls{};
     int sizeLimit = 0;  // 0: none
 };
 
@@ -130,8 +130,8 @@ enum class LdapModify { add, remove, replace };
 
 struct LdapModification {
     LdapModify operation = LdapModify::replace;
-    std::string attribute;
-    std::vector<std::string> values;  // remove without values removes the attribute
+    std::string attribute{};
+    std::vector<std::string> values{};  // remove without values removes the attribute
 };
 
 // A search on its way. Dropping it abandons the search.

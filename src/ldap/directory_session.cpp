@@ -1,0 +1,33 @@
+#include "ldap/directory_session.h"
+
+#include "platform/module_log.h"
+
+namespace wsadmin {
+namespace {
+
+constexpr std::uint16_t configurationPort = 389;
+
+Failure sessionFailure(std::wstring_view sentence, const Failure& cause) {
+    logError(L"%s%s (%d)", sentence, cause.text, cause.code);
+    return {cause.code, std::wstring(sentence) + cause.text};
+}
+
+}  // namespace
+
+Result<std::unique_ptr<platform::LdapSession>> openConfigurationDirectory(
+    platform::Platform& platform, const platform::LdapCredentials& credentials) {
+    auto session = platform.ldap->open({.host = {}, .port = configurationPort});
+    if (!session)
+        return fail(
+            sessionFailure(L"Failed to establish LDAP connection on this server - ", session.error()));
+    if (auto bound = (*session)->bind(credentials); !bound)
+        return fail(sessionFailure(L"Failed to bind to LDAP - ", bound.error()));
+    return session;
+}
+
+void setDirectoryError(CORE::PropertyBag& result, const Failure& failure) {
+    result.setError(1, failure.text);
+    result.setInt(L"ldaperr", failure.code);
+}
+
+}  // namespace wsadmin

@@ -1,0 +1,40 @@
+// The vocabulary of the configuration directory: naming context, containers, object classes and attributes,
+// each written once. Container names carry the blanks and the case that the system writes; the directory
+// ignores both.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace wsadmin::layout {
+
+inline constexpr char namingContext[] = "dc=vdi,dc=talvex,dc=int";
+
+namespace container {
+inline constexpr char machines[] = "ou=Servers, ";
+inline constexpr char pools[] =
+    ",OU=Server Groups,DC=vdi,DC=talvex,DC=int";  // follows "CN=" and the pool's identifier
+inline constexpr char properties[] = "ou=Properties,";
+inline constexpr char globalSettings[] = "cn=common,ou=global,ou=properties,";
+inline constexpr char servers[] = "ou=Server,ou=Properties,";
+inline constexpr char foreignPrincipals[] = "cn=ForeignSecurityPrincipals, ";
+}  // namespace container
+
+namespace attribute {
+inline constexpr char cn[] = "cn";
+inline constexpr char clusterName[] = "zre-ClusterName";
+inline constexpr char markedForDelete[] = "zre-MarkedForDelete";
+inline constexpr char securityServer[] = "zre-HDQSecurityServer";
+inline constexpr char connectionServerDn[] = "zre-ConnectionServerDN";
+}  // namespace attribute
+
+// A container joined to the naming context, exactly as written.
+inline std::string under(std::string_view container) {
+    return std::string(container) + namingContext;
+}
+// The entry of a connection or security server; the name is escaped.
+std::string serverEntry(std::string_view serverName);
+// The federation copy of a server's entry: its name in lower case, below "ou=qrv".
+std::string federationCopy(std::string_view serverDn);
+
+}  // namespace wsadmin::layout

@@ -1,0 +1,60 @@
+#include "ldap/name_value.h"
+
+#include "framework/core/corestring.h"
+#include "platform/module_log.h"
+
+namespace wsadmin {
+namespace {
+
+bool beginsWith(std::string_view value, std::string_view prefix) {
+    const std::wstring wide = CORE::toWide(value);
+    const std::wstring begin = CORE::toWide(prefix);
+    return wide.size() >= begin.size() &&
+           CORE::compareFolded(std::wstring_view(wide).substr(0, begin.size()), begin) == 0;
+}
+
+}  // namespace
+
+bool setNameValue(platform::LdapSession& session, const platform::LdapEntry& entry,
+                  const std::string& attribute, std::string_view name, std::string_view value) {
+    const std::string prefix = std::string(name) + "=";
+    const std::string wanted = prefix + std::string(value);
+    if (entry.dn.empty()) {
+        logVerbose(L"Failed to get DN\n");
+        return false;
+    }
+    logVerbose(L"Setting NV pair %s, %s=%s in %s\n", attribute, name, value, entry.dn);
+    for (const std::string& present : entry.all(attribute)) {
+        if (CORE::compareFolded(present, wanted) == 0) {
+            logVerbose(L"Already set. No update required.");
+            return false;
+        }
+        if (beginsWith(present, prefix)) {
+            logVerbose(L"Name is present but with different value. Old value will be replaced.");
+            return modifyNameValue(session, true, entry.dn, attribute, present) == 0 &&
+                   modifyNameValue(session, false, entry.dn, attribute, wanted) == 0;
+        }
+    }
+    logVerbose(L"Name not present. Value will be added.");
+    modifyNameValue(session, false, entry.dn, attribute, wanted);
+    return true;
+}
+
+int modifyNameValue(platform::LdapSession& session, bool remove, const std::string& dn,
+                    const std::string& attribute, const std::string& value) {
+    logVerbose(remove ? L"Deleting NVPair %s %s\n" : L"Adding NVPair %s %s\n", attribute, value);
+    const auto done =
+        session.modify(dn, {{.operation = remove ? platform::LdapModify::remove : platform::LdapModify::add,
+                             .attribute = attribute,
+                             .values = {value}}});
+    if (done) {
+        if (!remove) logVerbose(L"Value set successfully.\n");
+        return 0;
+    }
+    logError(L"Failed to modify entry %s in %s operation. Error %d (%s).", dn, remove ? L"Delete" : L"Modify",
+             done.error().code, done.error().text);
+    logError(L"Entry not %s", remove ? L"deleted" : L"modified");
+    return done.error().code;
+}
+
+}  // namespace wsadmin

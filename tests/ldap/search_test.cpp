@@ -1,0 +1,147 @@
+#include "ldap/search.h"
+
+#include <gtest/gtest.h>
+
+#include "support/log_capture.h"
+#include "support/scripted_ldap.h"
+
+using namespace wstest;
+
+namespace {
+
+const std::string base = "ou=Servers, dc=vdi,dc=talvex,dc=int";
+const std::string filter = "(objectclass=zre-VM)";
+
+std::vector<std::string> cookiesSent(const ScriptedSession& session) {
+    std::vector<std::string> cookies;
+    for (const LdapSearch& search : session.searches)
+        cookies.push_back(decodePageControl(search.controls.at(0).value)->cookie);
+    return cookies;
+}
+
+TEST(PagedSearch, AsksForTheNextPageBeforeItGivesOutThisOne) {
+    ScriptedSession session;
+    session.answers = {pageAnswer({entry("cn=a"), entry("cn=b")}, "one"), pageAnswer({}, "two"),
+                       pageAnswer({entry("cn=c")}, "")};
+    PagedSearch pages(session, base, filter);
+    std::vector<LdapEntry> page;
+
+    ASSERT_TRUE(pages.next(page).value());
+    EXPECT_EQ(page.size(), 2U);
+    EXPECT_EQ(cookiesSent(session), (std::vector<std::string>{"", "one"}));
+    ASSERT_TRUE(pages.next(page).value());  // a page may be empty and still have a successor
+    EXPECT_TRUE(page.empty());
+    ASSERT_TRUE(pages.next(page).value());
+    EXPECT_EQ(page.at(0).dn, "cn=c");
+    EXPECT_FALSE(pages.next(page).value());
+    EXPECT_FALSE(pages.next(page).value());
+    EXPECT_EQ(cookiesSent(session), (std::vector<std::string>{"", "one", "two"}));
+}
+
+TEST(PagedSearch, SendsACriticalControlOf250AndNoLimits) {
+    ScriptedSession session;
+    session.answers = {pageAnswer({}, "")};
+    EXPECT_TRUE(searchAllPages(session, base, filter)->empty());
+    const LdapSearch& sent = session.searches.at(0);
+    EXPECT_EQ(sent.base, base);
+    EXPECT_EQ(sent.filter, filter);
+    EXPECT_EQ(sent.scope, LdapScope::subtree);
+    EXPECT_TRUE(sent.attributes.empty());
+    EXPECT_EQ(sent.sizeLimit, 0);
+    EXPECT_TRUE(sent.controls.at(0).critical);
+    EXPECT_EQ(decodePageControl(sent.controls.at(0).value)->size, 250);
+}
+
+struct Step {
+    const char* what;
+    std::deque<ScriptedAnswer> answers;
+    std::wstring sentence;
+    std::wstring logged;
+    int code;
+};
+
+TEST(PagedSearch, EachFailingStepHasItsTexts) {
+    const auto first = [] { return pageAnswer({entry("cn=a")}, "one"); };
+    const std::wstring searchLog =
+        L"Failed to search - base DN: ou=Servers, dc=vdi,dc=talvex,dc=int filter:(objectclass=zre-VM) ";
+    const Step steps[] = {
+        {"cannot be built",
+         {{.sendCode = ldapEncodingError}},
+         L"Failed to construct search",
+         L"Failed to construct search - Encoding Error (83).\n",
+         ldapEncodingError},
+        {"cannot be sent",
+         {{.sendCode = ldapServerDown}},
+         L"Failed to perform search",
+         searchLog + L"Server Down (81).",
+         ldapServerDown},
+        {"is refused",
+         {{.waitCode = ldapUnwillingToPerform}},
+         L"Failed to perform search",
+         searchLog + L"Unwilling To Perform (53).",
+         ldapUnwillingToPerform},
+        {"second page cannot be sent",
+         {first(), {.sendCode = ldapServerDown}},
+         L"Failed to perform search",
+         searchLog + L"Server Down (81).",
+         ldapServerDown},
+        {"second page is refused",
+         {first(), {.waitCode = ldapServerDown}},
+         L"Failed to perform search",
+         searchLog + L"Server Down (81).",
+         ldapServerDown},
+        {"cannot be read",
+         {{.waitCode = ldapDecodingError}},
+         L"Failed to obtain result from search",
+         L"Failed to obtain result - Decoding Error (84).\n",
+         ldapDecodingError},
+        {"has no page control",
+         {{.entries = {entry("cn=a")}}},
+         L"Failed to obtain paged result from search",
+         L"Failed to obtain paged result - Control Not Found (93).",
+         ldapControlNotFound},
+        {"has a broken page control",
+         {{.entries = {}, .controls = {{.oid = controls::pagedResults, .value = "\x30\x7f"}}}},
+         L"Failed to obtain paged result from search",
+         L"Failed to obtain paged result - Decoding Error (84).",
+         ldapDecodingError},
+    };
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.what);
+        ScriptedSession session;
+        session.answers = step.answers;
+        const LogCapture log;
+        const auto all = searchAllPages(session, base, filter);
+        ASSERT_FALSE(all);
+        EXPECT_EQ(all.error().text, step.sentence);
+        EXPECT_EQ(all.error().code, step.code);
+        EXPECT_TRUE(log.contains(CORE::logError, step.logged));
+        EXPECT_EQ(log.lines().size(), 1U);
+    }
+}
+
+TEST(PagedSearch, IsOverAfterAFailure) {
+    ScriptedSession session;
+    session.answers = {{.waitCode = ldapServerDown}, pageAnswer({entry("cn=a")}, "")};
+    PagedSearch pages(session, base, filter);
+    std::vector<LdapEntry> page;
+    EXPECT_FALSE(pages.next(page));
+    EXPECT_FALSE(pages.next(page).value());
+    EXPECT_TRUE(page.empty());
+}
+
+TEST(PlainSearch, GivesTheEntriesOrTheSentence) {
+    ScriptedSession session;
+    session.answers = {
+        {.entries = {entry("cn=a")}}, {.waitCode = ldapNoSuchObject}, {.waitCode = ldapNoSuchObject}};
+    EXPECT_EQ(searchSubtree(session, base, filter)->size(), 1U);
+    EXPECT_TRUE(session.searches.at(0).controls.empty());
+    const auto none = searchSubtree(session, base, filter);
+    EXPECT_EQ(none.error().text, L"Failed to perform search");
+    EXPECT_EQ(none.error().code, ldapNoSuchObject);
+    const auto missing = readEntry(session, "cn=x");
+    EXPECT_EQ(missing.error().text, L"No Such Object");
+    EXPECT_EQ(session.searches.at(2).scope, LdapScope::base);
+}
+
+}  // namespace

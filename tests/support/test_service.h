@@ -1,0 +1,37 @@
+// A service context on any platform, for tests of workers.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "framework/core/threads.h"
+#include "ldap/service_context.h"
+
+namespace wstest {
+
+class TestService : public wsadmin::ServiceContext {
+  public:
+    explicit TestService(std::shared_ptr<wsadmin::platform::Platform> platform)
+        : platform_(std::move(platform)) {}
+
+    wsadmin::platform::Platform& platform() const override { return *platform_; }
+    const CORE::coreevent& stopping() const override { return stopping_; }
+    CORE::PropertyBag configuration() const override { return configurationBag; }
+    bool startThread(std::wstring name, std::function<void()> function) override {
+        return threads_.start(std::move(name), std::move(function));
+    }
+    void setMinimumDomainCheckInterval(int seconds) override { minimumCheckInterval = seconds; }
+
+    void stop() { stopping_.set(); }
+
+    CORE::PropertyBag configurationBag;
+    int minimumCheckInterval = 900;
+
+  private:
+    std::shared_ptr<wsadmin::platform::Platform> platform_;
+    CORE::coreevent stopping_;
+    CORE::ThreadGroup threads_{L"test"};
+};
+
+}  // namespace wstest
