@@ -1,0 +1,18 @@
+// Small questions to and changes of the configuration directory as a whole.
+#pragma once
+
+#include "ldap/worker.h"
+
+namespace wsadmin {
+
+class Common : public Worker {
+  public:
+    using Worker::Worker;
+
+    // Writes "clustername" into the common global properties.
+    void setClusterName();
+    // Answers "result" "ok" or "failed"; nothing at all when there is no directory to ask.
+    void checkLdapConnectivity();
+};
+
+}  // namespace wsadmin

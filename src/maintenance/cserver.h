@@ -1,0 +1,30 @@
+// Entries of connection servers.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "ldap/worker.h"
+
+namespace wsadmin {
+
+// Why a connection server cannot be removed: the sentence, with each security server that refers to it on a
+// line of its own. At least one.
+std::wstring referencedSentence(std::wstring_view serverName,
+                                const std::vector<std::wstring>& securityServers);
+
+class CServer : public Worker {
+  public:
+    using Worker::Worker;
+
+    // Marks the entry of "servername" for removal, which is done later by whoever acts on the mark. Refused
+    // while security servers refer to it; the federation's copy is marked too where there is one.
+    void deleteConnectionServerEntry();
+
+  private:
+    // The entry's own name, or nothing after the refusal was put into the result.
+    std::string findServer(platform::LdapSession& session, const CORE::wstr& name);
+    bool isReferenced(platform::LdapSession& session, const CORE::wstr& name, const std::string& dn);
+};
+
+}  // namespace wsadmin
