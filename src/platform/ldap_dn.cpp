@@ -201,7 +201,10 @@ std::string dnToText(const Dn& dn) {
 std::string dnKey(const Dn& dn) {
     Dn folded = dn;
     for (Rdn& rdn : folded) {
-        for (RdnPart& part : rdn) part = {foldType(part.type), foldValue(part.value)};
+        for (RdnPart& part : rdn) {
+            part.type = foldType(part.type);
+            part.value = foldValue(part.value);
+        }
         std::sort(rdn.begin(), rdn.end(), [](const RdnPart& a, const RdnPart& b) {
             return a.type != b.type ? a.type < b.type : a.value < b.value;
         });
