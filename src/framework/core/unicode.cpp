@@ -12,6 +12,13 @@ constexpr bool wideIsUtf16 = sizeof(wchar_t) == 2;
 char32_t unit(wchar_t c) noexcept {
     return static_cast<char32_t>(c) & (wideIsUtf16 ? 0xFFFFU : 0xFFFFFFFFU);
 }
+char32_t unit(char c) noexcept {
+    return static_cast<unsigned char>(c);
+}
+
+char32_t foldAscii(char32_t c) noexcept {
+    return c >= 'a' && c <= 'z' ? c - ('a' - 'A') : c;
+}
 
 char32_t notText(char32_t value) noexcept {
     return beyond + value;
@@ -59,6 +66,12 @@ int compare(View a, View b) noexcept {
     std::size_t i = 0;
     std::size_t j = 0;
     while (i < a.size() && j < b.size()) {
+        if ((unit(a[i]) | unit(b[j])) < 0x80) {  // most text, and nothing to decode
+            const char32_t x = foldAscii(unit(a[i++]));
+            const char32_t y = foldAscii(unit(b[j++]));
+            if (x != y) return x < y ? -1 : 1;
+            continue;
+        }
         const Decoded left = decode(a, i);
         const Decoded right = decode(b, j);
         if (left.c != right.c) {
@@ -73,33 +86,30 @@ int compare(View a, View b) noexcept {
     return j < b.size() ? -1 : 0;
 }
 
-template <class Text>
-void appendWide(Text& out, char32_t c) {
+wchar_t* putWide(wchar_t* to, char32_t c) noexcept {
     if (wideIsUtf16 && c >= 0x10000) {
-        out.push_back(static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10)));
-        out.push_back(static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
+        *to++ = static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10));
+        *to++ = static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
     } else {
-        out.push_back(static_cast<wchar_t>(c));
+        *to++ = static_cast<wchar_t>(c);
     }
+    return to;
 }
 
-void appendUtf8(std::string& out, char32_t c) {
-    const auto tail = [&](int shift) { out.push_back(static_cast<char>(0x80 | ((c >> shift) & 0x3F))); };
-    if (c < 0x80) {
-        out.push_back(static_cast<char>(c));
-    } else if (c < 0x800) {
-        out.push_back(static_cast<char>(0xC0 | (c >> 6)));
-        tail(0);
-    } else if (c < 0x10000) {
-        out.push_back(static_cast<char>(0xE0 | (c >> 12)));
-        tail(6);
-        tail(0);
-    } else {
-        out.push_back(static_cast<char>(0xF0 | (c >> 18)));
-        tail(12);
-        tail(6);
-        tail(0);
-    }
+std::size_t utf8Length(char32_t c) noexcept {
+    return c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
+}
+
+char* putUtf8(char* to, char32_t c) noexcept {
+    static constexpr unsigned marks[] = {0, 0, 0xC0, 0xE0, 0xF0};
+    const std::size_t length = utf8Length(c);
+    for (std::size_t i = length - 1; i > 0; --i, c >>= 6) to[i] = static_cast<char>(0x80 | (c & 0x3F));
+    to[0] = static_cast<char>(marks[length] | c);
+    return to + length;
+}
+
+char32_t orReplacement(const Decoded& decoded) noexcept {
+    return decoded.valid() ? decoded.c : replacement;
 }
 
 }  // namespace
@@ -130,7 +140,7 @@ Decoded decode(std::wstring_view wide, std::size_t at) noexcept {
 }
 
 char32_t fold(char32_t c) noexcept {
-    if (c < 0x80) return c >= 'a' && c <= 'z' ? c - ('a' - 'A') : c;
+    if (c < 0x80) return foldAscii(c);
     // Outside the basic plane nothing folds: so do the directory and the file system.
     return c < 0x10000 ? static_cast<char32_t>(foldCase(static_cast<wchar_t>(c))) & 0xFFFFU : c;
 }
@@ -150,29 +160,49 @@ using unicode::decode;
 using unicode::Decoded;
 
 std::wstring toWide(std::string_view utf8) {
-    std::wstring out;
-    out.reserve(utf8.size());
+    std::wstring out(utf8.size(), L'\0');  // no sequence becomes more units than it has bytes
+    wchar_t* to = out.data();
     for (std::size_t at = 0; at < utf8.size();) {
+        const char32_t first = unicode::unit(utf8[at]);
+        if (first < 0x80) {
+            *to++ = static_cast<wchar_t>(first);
+            ++at;
+            continue;
+        }
         const Decoded next = decode(utf8, at);
-        unicode::appendWide(out, next.valid() ? next.c : unicode::replacement);
+        to = unicode::putWide(to, unicode::orReplacement(next));
         at += next.length;
     }
+    out.resize(static_cast<std::size_t>(to - out.data()));
     return out;
 }
 
 std::string toUtf8(std::wstring_view wide) {
-    std::string out;
-    out.reserve(wide.size());
+    std::size_t atMost = 0;
+    for (const wchar_t c : wide) atMost += unicode::utf8Length(unicode::unit(c));
+    std::string out(atMost, '\0');
+    char* to = out.data();
     for (std::size_t at = 0; at < wide.size();) {
+        const char32_t first = unicode::unit(wide[at]);
+        if (first < 0x80) {
+            *to++ = static_cast<char>(first);
+            ++at;
+            continue;
+        }
         const Decoded next = decode(wide, at);
-        unicode::appendUtf8(out, next.valid() ? next.c : unicode::replacement);
+        to = unicode::putUtf8(to, unicode::orReplacement(next));
         at += next.length;
     }
+    out.resize(static_cast<std::size_t>(to - out.data()));
     return out;
 }
 
 bool isValidUtf8(std::string_view text) noexcept {
     for (std::size_t at = 0; at < text.size();) {
+        if (unicode::unit(text[at]) < 0x80) {
+            ++at;
+            continue;
+        }
         const Decoded next = decode(text, at);
         if (!next.valid()) return false;
         at += next.length;
@@ -182,7 +212,7 @@ bool isValidUtf8(std::string_view text) noexcept {
 
 wchar_t foldCase(wchar_t c) noexcept {
     const char32_t code = unicode::unit(c);
-    if (code < 0x80) return code >= 'a' && code <= 'z' ? static_cast<wchar_t>(code - ('a' - 'A')) : c;
+    if (code < 0x80) return static_cast<wchar_t>(unicode::foldAscii(code));
     if (code > 0xFFFF || unicode::isSurrogate(code)) return c;
     // A name in ASCII must not be met by look-alikes: nothing outside ASCII folds into it (dotless i, long
     // s).

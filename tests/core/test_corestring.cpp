@@ -1,0 +1,220 @@
+#include "framework/core/corestring.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "framework/core/coreexception.h"
+
+namespace {
+
+using CORE::mstr;
+using CORE::wstr;
+
+// A failure shows readable text.
+std::string shown(const wstr& text) {
+    return CORE::toUtf8(text);
+}
+std::string shown(const mstr& text) {
+    return text.str();
+}
+template <class Ch>
+std::vector<std::string> shown(const std::vector<CORE::corestring<Ch>>& list) {
+    std::vector<std::string> result;
+    for (const auto& text : list) result.push_back(shown(text));
+    return result;
+}
+
+using Texts = std::vector<std::string>;
+
+TEST(CoreString, IsMadeOfManyThings) {
+    EXPECT_EQ(shown(wstr(L"text")), "text");
+    EXPECT_EQ(shown(wstr(L"text", 2)), "te");
+    EXPECT_EQ(shown(wstr(L"text", -1)), "text");
+    EXPECT_EQ(shown(wstr(static_cast<const wchar_t*>(nullptr))), "");
+    EXPECT_EQ(shown(wstr(L'c')), "c");
+    EXPECT_EQ(shown(wstr(-42)), "-42");
+    EXPECT_EQ(shown(wstr(std::numeric_limits<std::uint64_t>::max())), "18446744073709551615");
+    EXPECT_EQ(shown(mstr(std::numeric_limits<std::int64_t>::min())), "-9223372036854775808");
+    const CORE::coreException bad(L"b\u00e4d");
+    EXPECT_EQ(shown(wstr(bad)),
+              "b\xC3\xA4"
+              "d");
+    EXPECT_EQ(shown(mstr(bad)),
+              "b\xC3\xA4"
+              "d");
+    EXPECT_STREQ(bad.what(),
+                 "b\xC3\xA4"
+                 "d");
+    EXPECT_EQ(shown(wstr(std::runtime_error("std"))), "std");
+
+    wstr streamed;
+    streamed << L"a" << L'b' << 1 << 2U << -3LL << 4ULL << wstr(L"c") << std::wstring(L"d");
+    EXPECT_EQ(shown(streamed), "ab12-34cd");
+    EXPECT_EQ(shown(L"<" + wstr(L"x") + L">" + wstr(L"y")), "<x>y");
+}
+
+TEST(CoreString, BufferCanBeWrittenTo) {
+    wstr text = L"abc";
+    wchar_t* buffer = text.p_upd(5);
+    buffer[3] = L'd';
+    buffer[4] = L'e';
+    EXPECT_EQ(shown(text), "abcde");
+    EXPECT_EQ(text.length(), 5);
+    EXPECT_EQ(text.p()[5], L'\0');
+}
+
+TEST(CoreString, Compares) {
+    const wstr text = L"getDomainType";
+    EXPECT_EQ(text.compare(L"getDomainType"), 0);
+    EXPECT_NE(text.compare(L"GETDOMAINTYPE"), 0);
+    EXPECT_EQ(text.comparei(L"GETDOMAINTYPE"), 0);
+    EXPECT_NE(text.comparei(L"getDomain"), 0);
+    EXPECT_EQ(text.comparei(L"GETdomainX", 9), 0);
+    EXPECT_EQ(text.compare(L"getX", 3), 0);
+    EXPECT_NE(text.compare(L"get", 4), 0);
+    EXPECT_EQ(text.compare(L"anything", 0), 0);
+    EXPECT_EQ(mstr("\xC3\xA4").comparei("\xC3\x84"), 0);
+    EXPECT_TRUE(text == L"getDomainType" && text == std::wstring(L"getDomainType") && text != L"x");
+    EXPECT_TRUE(L"getDomainType" == text && wstr() == static_cast<const wchar_t*>(nullptr));
+    EXPECT_TRUE(wstr(L"a") < wstr(L"b") && !(wstr(L"b") < wstr(L"a")));
+}
+
+TEST(CoreString, Finds) {
+    const wstr text = L"cn=A,CN=B,cn=\u00c4";
+    EXPECT_EQ(text.find(L"cn="), 0U);
+    EXPECT_EQ(text.find(L"cn=", 1), 10U);
+    EXPECT_EQ(text.findi(L"Cn=", 1), 5U);
+    EXPECT_EQ(text.findi(L"CN=\u00e4"), 10U);
+    EXPECT_EQ(text.findr(L"cn="), 10U);
+    EXPECT_EQ(text.find(L"x"), wstr::npos);
+    EXPECT_EQ(text.findi(L"cn=\u00c4,"), wstr::npos);
+    EXPECT_EQ(text.findi(L"c", 99), wstr::npos);
+    EXPECT_EQ(text.findi(L"", 3), 3U);
+    EXPECT_EQ(text.find_first_not_of(L"cn="), 3U);
+    // The lower form of the found letter has another length in UTF-8 than the one looked for.
+    EXPECT_EQ(mstr("x\xE2\xB1\xA5y\xC3\xA4")
+                  .findi("\xC8\xBA"
+                         "Y\xC3\x84"),
+              1U);
+}
+
+TEST(CoreString, Edits) {
+    wstr text = L"a-b-c";
+    EXPECT_EQ(text.findAndReplace(L'-', L'+'), 2);
+    EXPECT_EQ(text.findAndReplace(L"+", L"::"), 2);
+    EXPECT_EQ(shown(text), "a::b::c");
+    EXPECT_EQ(text.findAndReplace(L"::", L":::"), 2);  // what was put in is not looked at again
+    EXPECT_EQ(shown(text), "a:::b:::c");
+    EXPECT_EQ(text.findAndReplace(L"", L"x") + text.findAndReplace(L"zz", L""), 0);
+    EXPECT_EQ(text.findAndReplace(L":::", L""), 2);
+    EXPECT_EQ(shown(text), "abc");
+    EXPECT_EQ(
+        shown(text.substr(1)) + shown(text.substr(1, 1)) + shown(text.substr(3)) + shown(text.substr(99)),
+        "bcb");
+    EXPECT_EQ(shown(text.left(2)) + shown(text.left(99)), "ababc");
+    EXPECT_EQ(shown(text.replace(1, 1, L"XY")), "aXYc");
+    EXPECT_EQ(shown(text.replace(99, 1, L"no")), "aXYc");
+    EXPECT_EQ(shown(text.append(L"!")), "aXYc!");
+    EXPECT_EQ(shown(wstr(L" \t x y\r\n").trim(L" \t\r\n")), "x y");
+    EXPECT_EQ(shown(wstr(L" \t ").trim(L" \t\r\n")), "");
+    EXPECT_EQ(shown(wstr(L"\u00c4B\u03a3\u0130").toLower()),
+              "\xC3\xA4"
+              "b\xCF\x83\xC4\xB0");
+    EXPECT_EQ(shown(mstr("\xC3\x84"
+                         "B")
+                        .toLower()),
+              "\xC3\xA4"
+              "b");
+}
+
+TEST(CoreString, Splits) {
+    EXPECT_EQ(shown(wstr(L"a,b,,c,").split(L',')), (Texts{"a", "b", "c"}));
+    EXPECT_EQ(shown(wstr(L",,").split(L',')), Texts{});
+    EXPECT_EQ(shown(wstr(L"a b").split(L',')), Texts{"a b"});
+    EXPECT_EQ(shown(wstr(L" a, b;c\t\r\nd ;").split()), (Texts{"a", "b", "c", "d"}));
+    EXPECT_EQ(shown(mstr("x;y").split(';')), (Texts{"x", "y"}));
+}
+
+TEST(CoreString, ReadsNumbers) {
+    const struct {
+        const wchar_t* text;
+        int asInt;            // 77 is the fallback
+        unsigned asUnsigned;  // 88 is the fallback
+        bool isNum;
+    } cases[] = {
+        {L"0", 0, 0, true},
+        {L"15", 15, 15, true},
+        {L"-7", -7, 88, true},
+        {L"+7", 7, 7, true},
+        {L" 42\r\n", 42, 42, false},
+        {L"007", 7, 7, true},
+        {L"", 77, 88, false},
+        {L" ", 77, 88, false},
+        {L"-", 77, 88, false},
+        {L"--1", 77, 88, false},
+        {L"1x", 77, 88, false},
+        {L"0x10", 77, 88, false},
+        {L"1.5", 77, 88, false},
+        {L"1 2", 77, 88, false},
+        {L"2147483647", 2147483647, 2147483647, true},
+        {L"2147483648", 77, 2147483648U, true},
+        {L"-2147483648", -2147483647 - 1, 88, true},
+        {L"4294967296", 77, 88, true},
+        {L"99999999999999999999999", 77, 88, true},
+        {L"\u0661", 77, 88, false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(wstr(c.text).toInt(77), c.asInt) << shown(c.text);
+        EXPECT_EQ(wstr(c.text).toUInt(88), c.asUnsigned) << shown(c.text);
+        EXPECT_EQ(wstr(c.text).isNum(), c.isNum) << shown(c.text);
+        EXPECT_EQ(wstr(c.text).to_mstr().toInt(77), c.asInt) << shown(c.text);
+    }
+}
+
+TEST(CoreString, ReadsFlags) {
+    for (const wchar_t* text : {L"true", L"TRUE", L" True ", L"1", L"-1", L"42"}) {
+        EXPECT_TRUE(wstr(text).toBool(false)) << shown(text);
+        EXPECT_TRUE(wstr(text).toBool(true)) << shown(text);
+    }
+    for (const wchar_t* text : {L"false", L"FALSE", L"0", L" 0 "})
+        EXPECT_FALSE(wstr(text).toBool(true)) << shown(text);
+    for (const wchar_t* text : {L"", L"yes", L"truely", L"1x"}) {
+        EXPECT_FALSE(wstr(text).toBool(false)) << shown(text);
+        EXPECT_TRUE(wstr(text).toBool(true)) << shown(text);
+    }
+}
+
+TEST(CoreString, ConvertsBetweenWidthsAndCodePages) {
+    EXPECT_EQ(wstr(L"\u20ac").to_mstr().str(), "\xE2\x82\xAC");
+    EXPECT_EQ(shown(mstr("\xE2\x82\xAC")._tstr(65001)), "\xE2\x82\xAC");
+    EXPECT_EQ(wstr(L"\u20ac\u00e4").to_mstr(1252).str(), "\x80\xE4");
+    EXPECT_EQ(shown(mstr("\x80\xE4").to_wstr(1252)), "\xE2\x82\xAC\xC3\xA4");
+    EXPECT_EQ(wstr(L"a\u4e2dz").to_mstr(28591).str(), "a?z");
+    EXPECT_EQ(wstr(L"\u00e4").to_mstr(54321).str(), "\xC3\xA4");  // no such code page
+    EXPECT_EQ(mstr("\xC3\xA4").to_mstr(1252).str(), "\xE4");
+    const std::string binary("\xFF\0\xFE", 3);
+    EXPECT_EQ(mstr(std::string_view(binary)).to_mstr().str(), binary);
+}
+
+TEST(CoreString, TakesPathsApart) {
+    const struct {
+        const wchar_t* path;
+        const char* last;
+        const char* name;
+    } cases[] = {
+        {L"C:\\Program Files\\Talvex\\ws_admin.dll", "ws_admin.dll", "ws_admin"},
+        {L"/opt/ws.d/libws_admin.so", "libws_admin.so", "libws_admin"},
+        {L"mixed\\a/b.c.d", "b.c.d", "b.c"},
+        {L"plain", "plain", "plain"},
+        {L"folder.d/", "", ""},
+        {L"", "", ""},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(shown(wstr(c.path).lastPath()), c.last);
+        EXPECT_EQ(shown(wstr(c.path).lastPath().dropSuffix()), c.name);
+    }
+    EXPECT_EQ(shown(wstr(L"/opt/ws.d/plain").dropSuffix()), "/opt/ws.d/plain");
+}
+
+}  // namespace

@@ -1,0 +1,96 @@
+#include "framework/core/log.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "framework/core/corestring.h"
+
+namespace {
+
+using CORE::__SysMessage;
+using Lines = std::vector<std::string>;
+
+CORE::LogSink into(Lines& lines) {
+    return [&lines](int level, std::wstring_view module, std::wstring_view text) {
+        lines.push_back(CORE::toUtf8(CORE::logLevelName(level)) + " " + CORE::toUtf8(module) + ": " +
+                        CORE::toUtf8(text));
+    };
+}
+
+void logOneOfEach() {
+    for (int level = CORE::logDebug; level <= CORE::logError; ++level)
+        __SysMessage(level, L"m", L"%d", level);
+}
+
+TEST(Log, SinksGetTheirLevelAndAbove) {
+    Lines all;
+    Lines grave;
+    const auto everything = CORE::addLogSink(CORE::logDebug, into(all));
+    const auto errors = CORE::addLogSink(CORE::logWarning, into(grave));
+    logOneOfEach();
+    EXPECT_EQ(all, (Lines{"DEBUG m: 0", "VERBOSE m: 1", "INFO m: 2", "WARNING m: 3", "ERROR m: 4"}));
+    EXPECT_EQ(grave, (Lines{"WARNING m: 3", "ERROR m: 4"}));
+}
+
+TEST(Log, NobodyListensToWhatNobodyWants) {
+    EXPECT_FALSE(CORE::logWanted(CORE::logError));
+    Lines lines;
+    auto info = CORE::addLogSink(CORE::logInfo, into(lines));
+    EXPECT_FALSE(CORE::logWanted(CORE::logVerbose));
+    EXPECT_TRUE(CORE::logWanted(CORE::logInfo));
+    auto debug = CORE::addLogSink(CORE::logDebug, into(lines));
+    EXPECT_TRUE(CORE::logWanted(CORE::logDebug));
+    debug.reset();
+    EXPECT_FALSE(CORE::logWanted(CORE::logDebug));
+    info.reset();
+    EXPECT_FALSE(CORE::logWanted(CORE::logError));
+    logOneOfEach();
+    EXPECT_EQ(lines, Lines{});
+}
+
+TEST(Log, ThrowingAndLoggingSinksHarmNobody) {
+    Lines lines;
+    const auto throwing = CORE::addLogSink(0, [](auto&&...) { throw std::runtime_error("sink"); });
+    const auto logging =
+        CORE::addLogSink(0, [](auto&&...) { __SysMessage(CORE::logError, L"sink", L"again"); });
+    const auto after = CORE::addLogSink(0, into(lines));
+    EXPECT_NO_THROW(__SysMessage(CORE::logInfo, L"m", L"%s: %s", L"class", "n\xC3\xA4me"));
+    EXPECT_EQ(lines, Lines{"INFO m: class: n\xC3\xA4me"});
+}
+
+TEST(Log, LoadedLibrariesAreAnnounced) {
+    Lines lines;
+    const auto sink = CORE::addLogSink(CORE::logDebug, into(lines));
+    CORE::sysmsgLogLoaded(L"ws_admin", true);
+    CORE::sysmsgLogLoaded(L"ws_admin", false);
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[0].rfind("DEBUG ws_admin: ", 0), 0U) << lines[0];
+    EXPECT_NE(lines[0], lines[1]);
+}
+
+// Sinks come and go while others log: one call at a time, and none after the handle is gone.
+TEST(Log, ManyThreadsOneLineAtATime) {
+    constexpr int threads = 4;
+    constexpr int linesEach = 500;
+    int lasting = 0;  // not atomic: calls must not overlap
+    const auto sink = CORE::addLogSink(CORE::logInfo, [&](auto&&...) { ++lasting; });
+    std::vector<std::thread> running;
+    for (int t = 0; t < threads; ++t)
+        running.emplace_back([] {
+            for (int i = 0; i < linesEach; ++i) __SysMessage(CORE::logInfo, L"m", L"%d", i);
+        });
+    for (int i = 0; i < 200; ++i) {
+        auto alive = std::make_unique<std::atomic<int>>(0);
+        auto passing = CORE::addLogSink(CORE::logInfo, [&count = *alive](auto&&...) { ++count; });
+        passing.reset();
+        alive.reset();
+    }
+    for (std::thread& thread : running) thread.join();
+    EXPECT_EQ(lasting, threads * linesEach);
+}
+
+}  // namespace

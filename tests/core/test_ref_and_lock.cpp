@@ -1,0 +1,123 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "framework/core/corelock.h"
+#include "framework/core/coreref.h"
+
+namespace {
+
+using CORE::refptr;
+
+class Counted : public CORE::coreref {
+  public:
+    explicit Counted(int& destroyed) : destroyed_(destroyed) {}
+    ~Counted() override { ++destroyed_; }
+
+  private:
+    int& destroyed_;
+};
+
+TEST(CoreRef, TheLastReleaseDestroys) {
+    int destroyed = 0;
+    auto* object = new Counted(destroyed);
+    EXPECT_EQ(object->RefCount(), 1);
+    EXPECT_EQ(object->AddRef(), 2);
+    EXPECT_EQ(object->Release(), 1);
+    EXPECT_EQ(destroyed, 0);
+    EXPECT_EQ(object->Release(), 0);
+    EXPECT_EQ(destroyed, 1);
+}
+
+TEST(CoreRef, HoldersShareAndPassOn) {
+    int destroyed = 0;
+    {
+        auto first = refptr<Counted>::adopt(new Counted(destroyed));
+        auto second = refptr<Counted>::share(first.get());
+        EXPECT_EQ(first->RefCount(), 2);
+        auto moved = std::move(second);
+        EXPECT_FALSE(second);
+        refptr<Counted> assigned;
+        assigned = moved;
+        EXPECT_EQ(first->RefCount(), 3);
+        Counted& self = *assigned;
+        assigned = refptr<Counted>::share(&self);
+        EXPECT_EQ(first->RefCount(), 3);
+        Counted* detached = moved.detach();
+        EXPECT_EQ(detached->RefCount(), 3);
+        detached->Release();
+        first.reset();
+        EXPECT_EQ(destroyed, 0);
+    }
+    EXPECT_EQ(destroyed, 1);
+}
+
+TEST(CoreRef, CountsFromManyThreads) {
+    int destroyed = 0;
+    auto* object = new Counted(destroyed);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        object->AddRef();
+        threads.emplace_back([object] {
+            for (int i = 0; i < 1000; ++i) refptr<Counted>::share(object);
+            object->Release();
+        });
+    }
+    object->Release();
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(destroyed, 1);
+}
+
+bool freeForOthers(CORE::corecritsec& lock) {
+    bool taken = false;
+    std::thread([&] {
+        taken = lock.tryEnter();
+        if (taken) lock.leave();
+    }).join();
+    return taken;
+}
+
+TEST(CoreLock, ItsHolderMayTakeItAgain) {
+    CORE::corecritsec lock(L"test");
+    EXPECT_EQ(lock.name(), L"test");
+    {
+        const CORE::coresync outer(lock);
+        {
+            const CORE::coresync inner(lock, true);
+            EXPECT_FALSE(freeForOthers(lock));
+        }
+        EXPECT_FALSE(freeForOthers(lock));
+        const CORE::coresync idle(lock, false);
+    }
+    EXPECT_TRUE(freeForOthers(lock));
+    const CORE::coresync idle(lock, false);
+    EXPECT_TRUE(freeForOthers(lock));
+}
+
+TEST(CoreEvent, StaysSetUntilItIsReset) {
+    CORE::coreevent event;
+    EXPECT_FALSE(event.isSet());
+    EXPECT_FALSE(event.waitFor(std::chrono::milliseconds(0)));
+    event.set();
+    event.set();
+    EXPECT_TRUE(event.isSet());
+    EXPECT_TRUE(event.waitFor(std::chrono::milliseconds(0)));
+    event.wait();
+    event.reset();
+    EXPECT_FALSE(event.waitFor(std::chrono::milliseconds(0)));
+}
+
+TEST(CoreEvent, EverybodyWaitingGoesOn) {
+    CORE::coreevent event;
+    std::atomic<int> through{0};
+    std::vector<std::thread> waiting;
+    waiting.emplace_back([&] { event.wait(), ++through; });
+    waiting.emplace_back([&] { through += event.waitFor(std::chrono::hours(1)) ? 1 : 0; });
+    event.set();
+    for (std::thread& thread : waiting) thread.join();
+    EXPECT_EQ(through, 2);
+}
+
+}  // namespace

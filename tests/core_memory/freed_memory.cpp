@@ -1,0 +1,57 @@
+#include "core_memory/freed_memory.h"
+
+#include <malloc.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::string_view wanted;
+std::atomic<int> found{0};
+
+void giveBack(void* block) noexcept {
+    if (block && !wanted.empty()) {
+        const std::string_view bytes(static_cast<const char*>(block), malloc_usable_size(block));
+        if (bytes.find(wanted) != std::string_view::npos) ++found;
+    }
+    std::free(block);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    if (void* block = std::malloc(size > 0 ? size : 1)) return block;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+void operator delete(void* block) noexcept {
+    giveBack(block);
+}
+void operator delete(void* block, std::size_t) noexcept {
+    giveBack(block);
+}
+void operator delete[](void* block) noexcept {
+    giveBack(block);
+}
+void operator delete[](void* block, std::size_t) noexcept {
+    giveBack(block);
+}
+
+namespace test {
+
+FreedMemory::FreedMemory(std::string_view marker) {
+    found = 0;
+    wanted = marker;
+}
+FreedMemory::~FreedMemory() {
+    wanted = {};
+}
+int FreedMemory::blocksWithMarker() const {
+    return found;
+}
+
+}  // namespace test

@@ -1,0 +1,107 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <memory>
+#include <new>
+
+#include "core_memory/freed_memory.h"
+#include "framework/core/corestring.h"
+
+namespace {
+
+using CORE::mstr;
+using CORE::secretstring;
+using CORE::wstr;
+using test::FreedMemory;
+
+// Literals, so that looking for them leaves no copies on the heap.
+constexpr char marker[] = "correct-horse-battery-staple";
+constexpr wchar_t wideMarker[] = L"correct-horse-battery-staple";
+
+bool holds(const void* memory, std::size_t size, std::string_view bytes) {
+    return std::string_view(static_cast<const char*>(memory), size).find(bytes) != std::string_view::npos;
+}
+
+// That the watch sees what it is there for.
+TEST(Secrets, OrdinaryTextIsLeftBehind) {
+    const FreedMemory freed(marker);
+    { const mstr text = marker; }
+    EXPECT_EQ(freed.blocksWithMarker(), 1);
+}
+
+TEST(Secrets, WipedTextIsNot) {
+    {
+        const FreedMemory freed(marker);
+        mstr text = marker;
+        text.clearAndWipe();
+        EXPECT_TRUE(text.empty());
+        text = mstr();
+        EXPECT_EQ(freed.blocksWithMarker(), 0);
+    }
+    const std::string_view bytes(reinterpret_cast<const char*>(wideMarker),
+                                 sizeof(wideMarker) - sizeof(wchar_t));
+    const FreedMemory freed(bytes);
+    {
+        wstr text = wideMarker;
+        text.clearAndWipe();
+    }
+    EXPECT_EQ(freed.blocksWithMarker(), 0);
+}
+
+// The buffer is longer than the text: what stood behind its present end goes too.
+TEST(Secrets, TheWholeBufferIsWiped) {
+    const FreedMemory freed("battery-staple");
+    {
+        mstr text = marker;
+        text.p_upd(3);
+        text.clearAndWipe();
+    }
+    EXPECT_EQ(freed.blocksWithMarker(), 0);
+}
+
+TEST(Secrets, ShortTextIsWipedInsideItsObject) {
+    mstr text = "hunter2";
+    EXPECT_TRUE(holds(&text, sizeof(text), "hunter2"));
+    text.clearAndWipe();
+    EXPECT_FALSE(holds(&text, sizeof(text), "unter2"));
+}
+
+TEST(Secrets, SecretStringsLeaveNothing) {
+    const FreedMemory freed(marker);
+    {
+        secretstring secret(marker);
+        secretstring copy = secret;
+        EXPECT_EQ(copy.view(), marker);
+        EXPECT_STREQ(copy.c_str(), marker);
+        copy.append("+").append(marker);  // grows twice
+        EXPECT_EQ(copy.size(), 2 * (sizeof(marker) - 1) + 1);
+        secretstring moved = std::move(secret);
+        EXPECT_TRUE(secret.empty());  // NOLINT(bugprone-use-after-move): it promises to be empty
+        EXPECT_STREQ(secret.c_str(), "");
+        copy = std::move(moved);
+        copy = secretstring("another");
+        EXPECT_EQ(copy.view(), "another");
+        copy.clear();
+        EXPECT_TRUE(copy.empty());
+    }
+    EXPECT_EQ(freed.blocksWithMarker(), 0);
+}
+
+TEST(Secrets, ShortSecretsAreNeverInsideTheirObject) {
+    alignas(secretstring) std::array<unsigned char, sizeof(secretstring)> place{};
+    auto* secret = new (place.data()) secretstring("hunter2");
+    EXPECT_FALSE(holds(place.data(), place.size(), "hunter2"));
+    std::destroy_at(secret);
+    const FreedMemory freed("hunter2");
+    { secretstring("hunter2").append("!"); }
+    EXPECT_EQ(freed.blocksWithMarker(), 0);
+}
+
+TEST(Secrets, MemoryIsOverwritten) {
+    std::array<char, 7> bytes{'h', 'u', 'n', 't', 'e', 'r', '2'};
+    CORE::wipeMemory(bytes.data() + 1, 5);
+    EXPECT_EQ(bytes, (std::array<char, 7>{'h', 0, 0, 0, 0, 0, '2'}));
+    CORE::wipeMemory(nullptr, 0);
+}
+
+}  // namespace
