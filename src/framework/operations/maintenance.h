@@ -1,0 +1,78 @@
+// Rows of the operations that keep the configuration directory in order.
+#pragma once
+
+#include "framework/operation_table.h"
+#include "framework/operations/common_keys.h"
+#include "maintenance/handlers.h"
+
+namespace wsadmin::row {
+
+inline constexpr KeyInfo showAndResolveLDAPCollisionsRequest[] = {
+    {L"resolveCollisions", L"boolean", L"false", L"repair and remove what is found; false only looks"},
+};
+inline constexpr Operation showAndResolveLDAPCollisions{
+    .name = L"showAndResolveLDAPCollisions",
+    .changes = true,
+    .text =
+        L"Finds what replication conflicts and deletions left behind in the configuration directory and, "
+        L"when "
+        L"asked, repairs it; the findings are in the log alone.",
+    .request = showAndResolveLDAPCollisionsRequest,
+    .example = L"resolveCollisions=true",
+};
+
+inline constexpr KeyInfo encodeBackupProtectionItemsRequest[] = {
+    {L"pwdSHA256Base64", L"secret", L"", L"required; SHA-256 digest of the backup password, in Base64"},
+};
+inline constexpr KeyInfo encodeBackupProtectionItemsResult[] = {
+    {L"keyK1PubBase64", L"text", L"", L"RSA public key, DER in Base64"},
+    {L"keyK1PriBase64", L"text", L"", L"RSA private key, DER encrypted under the password, in Base64"},
+    {L"saltBase64", L"text", L"", L"salt that goes with the password, in Base64"},
+};
+inline constexpr Operation encodeBackupProtectionItems{
+    .name = L"encodeBackupProtectionItems",
+    .text = L"Makes a new key pair that protects a backup by a password.",
+    .request = encodeBackupProtectionItemsRequest,
+    .result = encodeBackupProtectionItemsResult,
+    .example = L"pwdSHA256Base64=@digest.txt",
+};
+
+inline constexpr KeyInfo setClusterNameRequest[] = {
+    {L"clustername", L"text", L"", L"the name"},
+};
+inline constexpr Operation setClusterName{
+    .name = L"setClusterName",
+    .bag = wsadmin::setClusterName,
+    .changes = true,
+    .text = L"Names the cluster that this pod's connection servers form.",
+    .request = setClusterNameRequest,
+    .result = changeResult,
+    .example = L"clustername=\"Head Office\"",
+};
+
+inline constexpr KeyInfo deleteConnectionServerEntryRequest[] = {
+    {L"servername", L"text", L"", L"required; the connection server or security server"},
+};
+inline constexpr Operation deleteConnectionServerEntry{
+    .name = L"deleteConnectionServerEntry",
+    .bag = wsadmin::deleteConnectionServerEntry,
+    .changes = true,
+    .text = L"Schedules a server's entry for removal, unless security servers are paired with the server.",
+    .request = deleteConnectionServerEntryRequest,
+    .result = changeResult,
+    .example = L"servername=VCS2",
+};
+
+inline constexpr KeyInfo checkLdapConnectivityResult[] = {
+    {L"result", L"text", L"", L"ok or failed; left out when the directory could not be opened at all"},
+    {L"searchbase", L"text", L"", L"when failed: the entry asked for"},
+    {L"ldaperr", L"integer", L"", L"when failed: the LDAP result code"},
+};
+inline constexpr Operation checkLdapConnectivity{
+    .name = L"checkLdapConnectivity",
+    .bag = wsadmin::checkLdapConnectivity,
+    .text = L"Tests that the configuration directory answers.",
+    .result = checkLdapConnectivityResult,
+};
+
+}  // namespace wsadmin::row
