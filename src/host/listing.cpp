@@ -4,6 +4,8 @@
 #include <iomanip>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/bag_json.h"
@@ -51,14 +53,25 @@ ordered_json operationJson(const PropertyBag& operation) {
             {"result", keysJson(operation, resultKeys)}};
 }
 
+// A nested key stands indented below its bag, so the path before its own name need not be repeated.
+std::string indentedName(std::string_view path) {
+    const auto depth = static_cast<std::size_t>(std::ranges::count(path, '/'));
+    return std::string(2 * depth, ' ') + std::string(path.substr(path.rfind('/') + 1));
+}
+
 void printKeys(std::ostream& out, const PropertyBag& operation, std::wstring_view list, const char* title) {
     const auto keys = bagsOf(operation, list);
     out << '\n' << title << (keys.empty() ? ": none\n" : ":\n");
-    std::size_t width = 0;
-    for (const PropertyBag* key : keys) width = std::max(width, key->utf8(L"name").size());
+    std::size_t nameWidth = 0;
+    std::size_t typeWidth = 0;
     for (const PropertyBag* key : keys) {
-        out << "  " << std::left << std::setw(static_cast<int>(width) + 2) << key->utf8(L"name")
-            << std::setw(9) << key->utf8(L"type") << key->utf8(L"text");
+        nameWidth = std::max(nameWidth, indentedName(key->utf8(L"name")).size());
+        typeWidth = std::max(typeWidth, key->utf8(L"type").size());
+    }
+    for (const PropertyBag* key : keys) {
+        out << "  " << std::left << std::setw(static_cast<int>(nameWidth) + 2)
+            << indentedName(key->utf8(L"name")) << std::setw(static_cast<int>(typeWidth) + 2)
+            << key->utf8(L"type") << key->utf8(L"text");
         if (const auto fallback = key->utf8(L"default"); !fallback.empty())
             out << " (default: " << fallback << ')';
         out << '\n';
@@ -92,8 +105,9 @@ bool printOperation(std::ostream& out, const PropertyBag& operations, std::strin
         out << (operation->getBool(L"changes") ? "It changes something.\n" : "It changes nothing.\n");
         printKeys(out, *operation, requestKeys, "Request");
         printKeys(out, *operation, resultKeys, "Result");
-        out << "\nExample:\n  hdqadmin " << operation->utf8(L"name") << ' ' << operation->utf8(L"example")
-            << '\n';
+        out << "\nExample:\n  hdqadmin " << operation->utf8(L"name");
+        if (const auto example = operation->utf8(L"example"); !example.empty()) out << ' ' << example;
+        out << '\n';
         return true;
     }
     return false;
