@@ -62,7 +62,7 @@ else
     check walls tests/walls.py
     build native && {
         tests unit native "$pod" -LE integration
-        check lint scripts/lint.sh
+        check lint scripts/lint.py
     }
     build windows && tests unit-windows windows "$wine $pod" -LE integration
     [ -x build/native/bin/hdqadmin ] && [ -f build/windows/bin/hdqadmin.exe ] &&
