@@ -65,6 +65,19 @@ wait_for() {
     die "the server does not answer on $address:$1"
 }
 
+# write_configuration USER: hdqadmin's configuration file for the running server, with a simple bind.
+write_configuration() {
+    export WS_TEST_CONFIG=$work/hdqadmin.toml
+    cat >"$WS_TEST_CONFIG" <<END
+[directory]
+host = "$address"
+port = $WS_TEST_LDAP_PORT
+method = "simple"
+user = "$1"
+password = "$password"
+END
+}
+
 end_process() {
     local i
     [ -n "$1" ] || return 0
