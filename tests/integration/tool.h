@@ -1,0 +1,36 @@
+// hdqadmin of either build, asked for JSON.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "integration/command.h"
+
+namespace integration {
+
+enum class Build { native, windows };
+
+inline void PrintTo(Build build, std::ostream* out) {
+    *out << (build == Build::native ? "native" : "windows");
+}
+
+struct Answer {
+    int status = -1;
+    nlohmann::ordered_json json;  // null when the output is not JSON
+    std::string errors;
+
+    std::string errorText() const;  // of the answer; empty: none
+    // The value of a key of the result bag; empty when there is none.
+    std::string value(const std::string& key) const;
+};
+
+// The command that starts the tool; throws when it is not built.
+std::vector<std::string> tool(Build build);
+
+// Asks with the arguments; `surroundings` come before the tool (a command that starts it), none by default.
+Answer ask(Build build, const std::vector<std::string>& arguments,
+           const std::vector<std::string>& surroundings = {});
+
+}  // namespace integration
