@@ -1,5 +1,6 @@
-// The LDAP port: sessions in the manner of an LDAP client library. Texts (names, filters, values) are UTF-8 as on the
-// wire; values may hold any bytes. A session is used by one thread at a time; different sessions by any threads.
+// The LDAP port: sessions in the manner of an LDAP client library. Texts (names, filters, values) are UTF-8
+// as on the wire; values may hold any bytes. A session is used by one thread at a time; different sessions by
+// any threads.
 #pragma once
 
 #include <chrono>
@@ -72,7 +73,10 @@ struct LdapEndpoint {
     std::string host;  // empty: this server. A name, an IPv4 or an IPv6 address (without brackets)
     std::uint16_t port = 389;
     bool tls = false;
-    std::chrono::milliseconds connectTimeout{5000};
+    bool verifyCertificate = true;                   // tls only
+    std::string caFile;                              // tls only: who may sign; empty: the machine's own list
+    std::chrono::milliseconds connectTimeout{5000};  // connecting, and the answer to a bind
+    std::chrono::milliseconds operationTimeout{60000};  // without any answer, an operation fails with 85
 };
 
 struct LdapCredentials {
@@ -107,8 +111,8 @@ struct LdapEntry {
     std::string dn;
     std::vector<LdapAttribute> attributes;
 
-    const LdapAttribute* find(std::string_view name) const noexcept;        // without regard to case
-    std::string_view first(std::string_view name) const noexcept;           // empty where there is none
+    const LdapAttribute* find(std::string_view name) const noexcept;  // without regard to case
+    std::string_view first(std::string_view name) const noexcept;     // empty where there is none
     const std::vector<std::string>& all(std::string_view name) const noexcept;
 };
 
@@ -154,8 +158,8 @@ class LdapSession {
                                 const std::vector<LdapControl>& controls = {}) = 0;
     virtual Result<void> remove(const std::string& dn, const std::vector<LdapControl>& controls = {}) = 0;
     // newParent empty: the entry stays where it is.
-    virtual Result<void> rename(const std::string& dn, const std::string& newRdn, const std::string& newParent,
-                                bool deleteOldRdn) = 0;
+    virtual Result<void> rename(const std::string& dn, const std::string& newRdn,
+                                const std::string& newParent, bool deleteOldRdn) = 0;
 
     Result<LdapSearchResult> search(const LdapSearch& search);  // start and wait
 };

@@ -1,0 +1,31 @@
+// What an adapter does to a request before an LDAP client library gets it: lax texts become strict ones, and
+// what no library could carry is refused. The same on every platform.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/ldap_session.h"
+
+namespace wsadmin::platform {
+
+// 89 for a host that is no name and no address.
+Result<void> checkEndpoint(const LdapEndpoint& endpoint);
+// The host to connect to, "localhost" for this server.
+std::string hostOf(const LdapEndpoint& endpoint);
+
+// Credentials that would bind as nobody by accident are refused: 49 for a user without a password.
+Result<void> checkCredentials(const LdapCredentials& credentials);
+// The name of a simple bind: the user as it is where it says its domain itself (a DN, user@domain,
+// DOMAIN\user), else joined with the domain.
+std::string simpleBindName(const LdapCredentials& credentials);
+
+// A name in the standard's spelling; one that is no name stays as it is, for the server to judge (34 when it
+// cannot even be sent).
+Result<std::string> wireDn(std::string_view dn);
+// With strict filter (87) and base; 89 for an attribute name that cannot be sent.
+Result<LdapSearch> wireSearch(const LdapSearch& search);
+Result<LdapEntry> wireEntry(const LdapEntry& entry);
+Result<void> checkModifications(const std::vector<LdapModification>& changes);
+
+}  // namespace wsadmin::platform
