@@ -1,0 +1,121 @@
+// Binding with OpenLDAP's client library.
+#include <sasl/sasl.h>
+
+#include <algorithm>
+#include <array>
+
+#include "platform/ldap_request.h"
+#include "platform/module_log.h"
+#include "platform/posix/ldap_connection.h"
+
+namespace wsadmin::platform::posix {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// What is left of the time for connecting and binding together.
+class Deadline {
+  public:
+    explicit Deadline(milliseconds time) : end_(steady_clock::now() + time) {}
+    milliseconds left() const { return std::chrono::duration_cast<milliseconds>(end_ - steady_clock::now()); }
+
+  private:
+    steady_clock::time_point end_;
+};
+
+Result<void> simpleBind(const LdapConnection& connection, const std::string& name, std::string_view password,
+                        const Deadline& deadline) {
+    berval secret{password.size(), const_cast<char*>(password.data())};
+    int id = 0;
+    const int sent = ldap_sasl_bind(connection.handle(), name.empty() ? nullptr : name.c_str(),
+                                    LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, &id);
+    return connection.finish(sent, id, deadline.left());
+}
+
+// The best of the server's mechanisms that work with the process's ticket; empty when it has none.
+Result<std::string> ticketMechanism(const LdapConnection& connection, const Deadline& deadline) {
+    char attribute[] = "supportedSASLMechanisms";
+    char* attributes[] = {attribute, nullptr};
+    timeval time{static_cast<time_t>(connection.endpoint().connectTimeout.count() / 1000) + 1, 0};
+    int id = 0;
+    const int sent = ldap_search_ext(connection.handle(), "", LDAP_SCOPE_BASE, "(objectClass=*)", attributes,
+                                     0, nullptr, nullptr, &time, 0, &id);
+    if (sent != LDAP_SUCCESS) return fail(connection.failure(sent));
+    std::vector<std::string> offered;
+    while (true) {
+        const auto message = connection.receive(id, deadline.left());
+        if (!message) return fail(message.error());
+        if (ldap_msgtype(message->get()) == LDAP_RES_SEARCH_RESULT) break;
+        berval** values = ldap_get_values_len(connection.handle(), message->get(), attribute);
+        for (berval** value = values; value && *value; ++value)
+            offered.emplace_back((*value)->bv_val, (*value)->bv_len);
+        ldap_value_free_len(values);
+    }
+    for (const char* mechanism : {"GSS-SPNEGO", "GSSAPI"})
+        if (std::find(offered.begin(), offered.end(), mechanism) != offered.end()) return mechanism;
+    return fail(ldapFailure(ldapAuthMethodNotSupported));
+}
+
+// A ticket answers everything; what the mechanism asks for gets its own default.
+int answerByDefault(LDAP*, unsigned, void*, void* questions) {
+    for (auto* question = static_cast<sasl_interact_t*>(questions); question->id != SASL_CB_LIST_END;
+         ++question) {
+        question->result = question->defresult ? question->defresult : "";
+        question->len =
+            static_cast<unsigned>(std::char_traits<char>::length(static_cast<const char*>(question->result)));
+    }
+    return LDAP_SUCCESS;
+}
+
+Result<void> ticketBind(const LdapConnection& connection, const Deadline& deadline) {
+    const auto mechanism = ticketMechanism(connection, deadline);
+    if (!mechanism) return fail(mechanism.error());
+    LDAP* handle = connection.handle();
+    if (connection.endpoint().tls) {
+        // TLS protects already; domain controllers refuse a second layer inside it and want to see the
+        // channel's name.
+        const int binding = LDAP_OPT_X_SASL_CBINDING_TLS_ENDPOINT;
+        ldap_set_option(handle, LDAP_OPT_X_SASL_SECPROPS, "maxssf=0");
+        ldap_set_option(handle, LDAP_OPT_X_SASL_CBINDING, &binding);
+    }
+    Message answer;
+    const char* used = nullptr;
+    int id = 0;
+    while (true) {
+        const int code =
+            ldap_sasl_interactive_bind(handle, nullptr, mechanism->c_str(), nullptr, nullptr, LDAP_SASL_QUIET,
+                                       answerByDefault, nullptr, answer.get(), &used, &id);
+        if (code != LDAP_SASL_BIND_IN_PROGRESS) {
+            if (code != LDAP_SUCCESS) return fail(connection.failure(code));
+            return {};
+        }
+        auto next = connection.receive(id, deadline.left());
+        if (!next) return fail(next.error());
+        answer = std::move(*next);
+    }
+}
+
+bool isThisMachine(const std::string& host) {
+    return host == "localhost" || host == "::1" || host.starts_with("127.");
+}
+
+}  // namespace
+
+// Negotiate means Kerberos with the process's ticket. libldap cannot make one from a user and a password, so
+// with these the bind is a simple one: protected where the endpoint has TLS, else with a warning when it
+// leaves the machine.
+Result<void> bindConnection(const LdapConnection& connection, const LdapCredentials& credentials) {
+    if (auto ok = checkCredentials(credentials); !ok) return ok;
+    const Deadline deadline(connection.endpoint().connectTimeout);
+    if (credentials.method == LdapCredentials::Method::anonymous)
+        return simpleBind(connection, {}, {}, deadline);
+    if (credentials.user.empty()) return ticketBind(connection, deadline);
+    const std::string host = hostOf(connection.endpoint());
+    if (!connection.endpoint().tls && !isThisMachine(host))
+        logWarning(L"The password of %s is sent to %s without TLS", credentials.user, host);
+    return simpleBind(connection, simpleBindName(credentials), credentials.password.view(), deadline);
+}
+
+}  // namespace wsadmin::platform::posix

@@ -1,0 +1,151 @@
+#include "platform/posix/ldap_connection.h"
+
+#include <algorithm>
+
+#include "platform/ldap_request.h"
+#include "platform/module_log.h"
+#include "platform/posix/pipe_signal.h"
+
+namespace wsadmin::platform::posix {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+timeval toTimeval(milliseconds time) noexcept {
+    // Nothing waits without a limit, and libldap takes 0 as "do not wait".
+    const auto count = std::max<milliseconds::rep>(time.count(), 1);
+    return {static_cast<time_t>(count / 1000), static_cast<suseconds_t>(count % 1000 * 1000)};
+}
+
+std::string uriOf(const LdapEndpoint& endpoint) {
+    std::string host = hostOf(endpoint);
+    if (host.find(':') != std::string::npos) {
+        // The "%" before a zone is part of an address, not an escape of the URI.
+        if (const auto zone = host.find('%'); zone != std::string::npos) host.replace(zone, 1, "%25");
+        host = '[' + host + ']';
+    }
+    return (endpoint.tls ? "ldaps://" : "ldap://") + host + ':' + std::to_string(endpoint.port);
+}
+
+struct ControlsFreer {
+    void operator()(LDAPControl** controls) const noexcept { ldap_controls_free(controls); }
+};
+struct LdapTextFreer {
+    void operator()(char* text) const noexcept { ldap_memfree(text); }
+};
+using LdapText = std::unique_ptr<char, LdapTextFreer>;
+
+}  // namespace
+
+int ldapCodeOf(int libraryCode) noexcept {
+    if (libraryCode >= 0) return libraryCode;
+    const int code = 80 - libraryCode;  // -1 is 81, -2 is 82 and so on
+    return code <= ldapReferralLimitExceeded ? code : ldapServerDown;
+}
+
+Result<std::shared_ptr<LdapConnection>> LdapConnection::open(const LdapEndpoint& endpoint) {
+    if (auto ok = checkEndpoint(endpoint); !ok) return fail(ok.error());
+    LDAP* handle = nullptr;
+    if (const int code = ldap_initialize(&handle, uriOf(endpoint).c_str()); code != LDAP_SUCCESS)
+        return fail(ldapFailure(ldapCodeOf(code)));
+    std::shared_ptr<LdapConnection> connection(new LdapConnection(handle, endpoint));
+    if (const int code = connection->setOptions(); code != LDAP_OPT_SUCCESS)
+        return fail(ldapFailure(endpoint.tls ? ldapConnectError : ldapLocalError));
+    return connection;
+}
+
+LdapConnection::~LdapConnection() {
+    const PipeSignalBlock noSignal;
+    ldap_unbind_ext(handle_, nullptr, nullptr);
+}
+
+int LdapConnection::setOptions() {
+    const int version = LDAP_VERSION3;
+    const int none = 0;
+    const timeval connect = toTimeval(endpoint_.connectTimeout);
+    const timeval operation = toTimeval(endpoint_.operationTimeout);
+    const struct {
+        int option;
+        const void* value;
+    } options[] = {
+        {LDAP_OPT_PROTOCOL_VERSION, &version},
+        {LDAP_OPT_REFERRALS, LDAP_OPT_OFF},
+        {LDAP_OPT_RESTART, LDAP_OPT_ON},  // a signal of the host's is no reason to fail
+        {LDAP_OPT_NETWORK_TIMEOUT, &connect},
+        {LDAP_OPT_TIMEOUT, &operation},
+        {LDAP_OPT_TIMELIMIT, &none},  // whatever the machine's ldap.conf says
+        {LDAP_OPT_SIZELIMIT, &none},
+        {LDAP_OPT_DEREF, &none},
+        // The ticket is for the host as it was named; a reverse look-up would let the network choose another
+        // one.
+        {LDAP_OPT_X_SASL_NOCANON, LDAP_OPT_ON},
+    };
+    for (const auto& [option, value] : options)
+        if (const int code = ldap_set_option(handle_, option, value); code != LDAP_OPT_SUCCESS) return code;
+    if (!endpoint_.tls) return LDAP_OPT_SUCCESS;
+
+    // Without this libldap asks a silent server for its side of the handshake in an endless loop, whatever
+    // the time-out.
+    ldap_set_option(handle_, LDAP_OPT_CONNECT_ASYNC, LDAP_OPT_ON);
+    const int verify = endpoint_.verifyCertificate ? LDAP_OPT_X_TLS_DEMAND : LDAP_OPT_X_TLS_NEVER;
+    int code = ldap_set_option(handle_, LDAP_OPT_X_TLS_REQUIRE_CERT, &verify);
+    if (code == LDAP_OPT_SUCCESS && !endpoint_.caFile.empty())
+        code = ldap_set_option(handle_, LDAP_OPT_X_TLS_CACERTFILE, endpoint_.caFile.c_str());
+    // Makes the options above take effect; last, and for this connection only.
+    if (code == LDAP_OPT_SUCCESS) code = ldap_set_option(handle_, LDAP_OPT_X_TLS_NEWCTX, &none);
+    return code;
+}
+
+Result<Message> LdapConnection::receive(int id, milliseconds limit) const {
+    timeval time = toTimeval(limit);
+    LDAPMessage* message = nullptr;
+    const int type = ldap_result(handle_, id, LDAP_MSG_ONE, &time, &message);
+    if (type > 0) return Message(message);
+    if (type == 0) {
+        abandon(id);
+        return fail(ldapFailure(ldapTimeout));
+    }
+    int code = LDAP_SERVER_DOWN;
+    ldap_get_option(handle_, LDAP_OPT_RESULT_CODE, &code);
+    return fail(failure(code == LDAP_SUCCESS ? LDAP_SERVER_DOWN : code));
+}
+
+Result<void> LdapConnection::finish(int sent, int id, milliseconds limit) const {
+    if (sent != LDAP_SUCCESS) return fail(failure(sent));
+    const auto message = receive(id, limit);
+    if (!message) return fail(message.error());
+    return outcome(*message);
+}
+
+Result<void> LdapConnection::outcome(const Message& message, std::vector<LdapControl>* controls) const {
+    int code = LDAP_SUCCESS;
+    LDAPControl** found = nullptr;
+    const int parsed =
+        ldap_parse_result(handle_, message.get(), &code, nullptr, nullptr, nullptr, &found, /*freeit=*/0);
+    const std::unique_ptr<LDAPControl*, ControlsFreer> owner(found);
+    if (parsed != LDAP_SUCCESS) return fail(failure(parsed));
+    if (code != LDAP_SUCCESS) return fail(failure(code));
+    for (LDAPControl** control = found; controls && control && *control; ++control) {
+        const berval& value = (*control)->ldctl_value;
+        controls->push_back({(*control)->ldctl_oid,
+                             value.bv_val ? std::string(value.bv_val, value.bv_len) : std::string(),
+                             (*control)->ldctl_iscritical != 0});
+    }
+    return {};
+}
+
+void LdapConnection::abandon(int id) const noexcept {
+    ldap_abandon_ext(handle_, id, nullptr, nullptr);
+}
+
+Failure LdapConnection::failure(int libraryCode) const {
+    Failure failure = ldapFailure(ldapCodeOf(libraryCode));
+    char* text = nullptr;
+    ldap_get_option(handle_, LDAP_OPT_DIAGNOSTIC_MESSAGE, &text);
+    const LdapText said(text);
+    if (said && *said) logDebug(L"LDAP error %d (%s): %s", failure.code, failure.text, said.get());
+    return failure;
+}
+
+}  // namespace wsadmin::platform::posix
