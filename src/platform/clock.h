@@ -10,8 +10,8 @@ namespace wsadmin::platform {
 class Clock {
   public:
     virtual ~Clock() = default;
-    virtual std::chrono::system_clock::time_point now() const = 0;          // the date
-    virtual std::chrono::steady_clock::time_point monotonic() const = 0;    // for intervals
+    virtual std::chrono::system_clock::time_point now() const = 0;        // the date
+    virtual std::chrono::steady_clock::time_point monotonic() const = 0;  // for intervals
     // Waits so long, or until the event is set: true when it was set. A null event only waits.
     virtual bool wait(std::chrono::milliseconds time, const CORE::coreevent* stop) = 0;
 };

@@ -1,5 +1,5 @@
-// A failure is a value with a sentence: what every function returns that can fail in an expected way. "Nothing found"
-// is not a failure.
+// A failure is a value with a sentence: what every function returns that can fail in an expected way.
+// "Nothing found" is not a failure.
 #pragma once
 
 #include <string>
@@ -22,6 +22,8 @@ class [[nodiscard]] Result : public tl::expected<T, Failure> {
 inline tl::unexpected<Failure> fail(int code, std::wstring text) {
     return tl::unexpected<Failure>(Failure{code, std::move(text)});
 }
-inline tl::unexpected<Failure> fail(Failure failure) { return tl::unexpected<Failure>(std::move(failure)); }
+inline tl::unexpected<Failure> fail(Failure failure) {
+    return tl::unexpected<Failure>(std::move(failure));
+}
 
 }  // namespace wsadmin
