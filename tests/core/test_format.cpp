@@ -104,6 +104,7 @@ TEST(Format, MismatchesPrintWhatIsThere) {
         {L"[%*d]", {L"no number", 5}, L"[5]"},
         {L"%5%%s", {L"x"}, L"%5%s"},
         {L"%lls", {L"x"}, L"x"},
+        {L"[%2d][%s][%x]", {FormatArg(), FormatArg(), FormatArg()}, L"[  ][][]"},
     });
 }
 

@@ -69,7 +69,7 @@ TEST(Unicode, CaseFoldsWhateverTheLocale) {
                                                                                  {L'\u00e4', L'\u00c4'},
                                                                                  {L'\u0161', L'\u0160'},
                                                                                  {L'\u03c3', L'\u03a3'},
-                                                                                 {L'\u03c2', L'\u03a3'},
+
                                                                                  {L'\u0436', L'\u0416'},
                                                                                  {L'\u00ff', L'\u0178'}}) {
         EXPECT_EQ(foldCase(a), foldCase(b)) << static_cast<unsigned>(a);
@@ -79,7 +79,8 @@ TEST(Unicode, CaseFoldsWhateverTheLocale) {
         EXPECT_EQ(CORE::lowerCase(upper), lower);
         EXPECT_EQ(CORE::lowerCase(lower), lower);
     }
-    for (const wchar_t c : {L'@', L'[', L'`', L'{', L'0', L'\u00df', L'\u00f7', L'\u4e2d', L'\uFFFF'})
+    for (const wchar_t c :
+         {L'@', L'[', L'`', L'{', L'0', L'\u00df', L'\u00f7', L'\u00b5', L'\u03c2', L'\u4e2d', L'\uFFFF'})
         EXPECT_EQ(foldCase(c), c) << static_cast<unsigned>(c);
 }
 
@@ -109,7 +110,7 @@ TEST(Unicode, OrderWithoutRegardToCase) {
         {L"B", L"a", 1},
         {L"a_", L"AB", 1},
         {L"M\u00fcller", L"M\u00dcLLER", 0},
-        {L"\u03a3\u03c3\u03c2", L"\u03c3\u03c3\u03c3", 0},
+        {L"\u03a3\u03c3", L"\u03c3\u03a3", 0},
         {L"z", L"\u00e4", -1},
         {L"\u00e4", L"z", 1},
         {L"\U0001F600", L"\U0001F601", -1},

@@ -24,8 +24,8 @@ MFWCORE_API std::wstring toWide(std::string_view utf8);
 MFWCORE_API std::string toUtf8(std::wstring_view wide);
 MFWCORE_API bool isValidUtf8(std::string_view text) noexcept;
 
-// One character folded for comparisons without regard to case: Unicode's simple mapping, whatever the locale.
-// Nothing outside ASCII folds into ASCII.
+// One character folded for comparisons without regard to case: Unicode's simple mapping where upper and lower
+// form are a pair, whatever the locale. Nothing outside ASCII folds into ASCII.
 MFWCORE_API wchar_t foldCase(wchar_t c) noexcept;
 MFWCORE_API wchar_t lowerCase(wchar_t c) noexcept;  // the simple mapping the other way, for showing
 // Order of two texts without regard to case: below, equal to or above 0.

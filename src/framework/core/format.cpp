@@ -293,6 +293,8 @@ void appendArgument(std::wstring& out, const Conversion& how, const FormatArg& a
     static constexpr std::wstring_view floatLetters = L"fFeEgG";
     static constexpr std::wstring_view integerLetters = L"diuxXo";
     switch (arg.kind()) {
+        case FormatArg::Kind::none:
+            return appendText(out, how, {});
         case FormatArg::Kind::wide:
             return appendText(out, how, arg.wide());
         case FormatArg::Kind::narrow:

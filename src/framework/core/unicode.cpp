@@ -214,10 +214,10 @@ wchar_t foldCase(wchar_t c) noexcept {
     const char32_t code = unicode::unit(c);
     if (code < 0x80) return static_cast<wchar_t>(unicode::foldAscii(code));
     if (code > 0xFFFF || unicode::isSurrogate(code)) return c;
-    // A name in ASCII must not be met by look-alikes: nothing outside ASCII folds into it (dotless i, long
-    // s).
-    const wchar_t folded = sys::upperCase(c);
-    return unicode::unit(folded) < 0x80 ? c : folded;
+    // Pairs only, as the directory and the file system fold: final sigma, dotless i, long s and the like have
+    // no way back and stay. So no look-alike meets a name in ASCII either.
+    const wchar_t upper = sys::upperCase(c);
+    return sys::lowerCase(upper) == c ? upper : c;
 }
 
 wchar_t lowerCase(wchar_t c) noexcept {
