@@ -90,11 +90,15 @@ constexpr std::array table{
 
 // Operation names are ASCII, so nothing beyond ASCII can be another spelling of one.
 constexpr wchar_t lower(wchar_t c) noexcept {
-    return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
+    return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
 }
 
 constexpr bool sameName(std::wstring_view a, std::wstring_view b) noexcept {
-    return std::ranges::equal(a, b, {}, lower, lower);
+    if (a == b) return true;  // how nearly everybody writes it
+    if (a.size() != b.size()) return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (lower(a[i]) != lower(b[i])) return false;
+    return true;
 }
 
 // The look-up index: a hash table with open addressing, made by the compiler.
@@ -102,10 +106,13 @@ constexpr std::size_t slots = 256;
 constexpr std::uint8_t freeSlot = 0xFF;
 static_assert(table.size() < slots / 2, "a fuller index would be a slow one");
 
+// The length and four characters tell nearly all names apart, and cost less than reading a name twice.
 constexpr std::size_t homeSlot(std::wstring_view name) noexcept {
-    std::uint32_t hash = 2166136261u;  // FNV-1a
-    for (const wchar_t c : name) hash = (hash ^ static_cast<std::uint32_t>(lower(c))) * 16777619u;
-    return (hash ^ (hash >> 16)) % slots;
+    std::size_t hash = name.size();
+    const std::size_t step = name.size() / 4 + 1;
+    for (std::size_t i = 0; i < name.size(); i += step)
+        hash = hash * 31 + static_cast<unsigned char>(lower(name[i]));
+    return hash % slots;
 }
 
 constexpr std::size_t nextSlot(std::size_t slot) noexcept {
