@@ -61,7 +61,7 @@ inline constexpr Operation qrvLdapUninit{
 };
 
 inline constexpr KeyInfo qrvLdapJoinRequest[] = {
-    {L"servername", L"text", L"", L"required; a connection server that is in the federation"},
+    {L"servername", L"text", L"", L"required; a connection server that is in the federation already"},
     {L"sourceusername", L"text", L"", L"an account that may administer it, as DOMAIN\\user"},
     {L"sourcepassword", L"secret", L"", L"that account's password, encrypted by the host's security manager"},
 };
@@ -103,7 +103,7 @@ inline constexpr Operation qrvLdapCheckEnablement{
 };
 
 inline constexpr KeyInfo qrvLdapInstallReplicaRequest[] = {
-    {L"servername", L"text", L"", L"required; a connection server of this pod that is in the federation"},
+    {L"servername", L"text", L"", L"required; a connection server that is in the federation already"},
 };
 inline constexpr Operation qrvLdapInstallReplica{
     .name = L"qrvLdapInstallReplica",

@@ -61,7 +61,8 @@ inline constexpr Operation monitorIPsecRules{
     .name = L"monitorIPsecRules",
     .changes = true,
     .text =
-        L"Deletes the IPsec rules of pairings that are gone, now and from now on at the configured interval.",
+        L"Deletes the IPsec rules of pairings that are gone, at once and from then on at the configured "
+        L"interval, unless monitoring is off.",
 };
 
 inline constexpr KeyInfo ruleName{L"RULE", L"text", L"", L"required; the rule's exact name, with its case"};
