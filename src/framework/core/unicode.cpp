@@ -1,5 +1,7 @@
 #include "framework/core/unicode.h"
 
+#include <openssl/crypto.h>
+
 #include "framework/core/corestring.h"
 #include "framework/core/system.h"
 
@@ -236,8 +238,7 @@ int compareFolded(std::string_view a, std::string_view b) noexcept {
 }
 
 void wipeMemory(void* data, std::size_t bytes) noexcept {
-    auto* volatile byte = static_cast<volatile unsigned char*>(data);
-    for (std::size_t i = 0; i < bytes; ++i) byte[i] = 0;
+    OPENSSL_cleanse(data, bytes);
 }
 
 }  // namespace CORE
