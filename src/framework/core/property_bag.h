@@ -1,21 +1,34 @@
-// An ordered container of named entries, each a text or a nested bag. Names may repeat and are looked up without regard
-// to case; order is kept. Every request and response of every operation is one. A bag also has an error state.
+// An ordered container of named entries, each a text or a nested bag. Names may repeat and are looked up
+// without regard to case; order is kept. Every request and response of every operation is one. A bag also has
+// an error state.
 //
-// A bag is compact (one block of text for all names and values, UTF-8 inside), finds names in a large bag through an
-// index, and moves nested and merged bags instead of copying them where it is given them as rvalues. All its memory is
-// overwritten when it is given back, because requests carry passwords. Reading the same bag from several threads is
-// safe, changing it is not.
+// A bag is compact (one block of text for all names and values, UTF-8 inside), finds names in a large bag
+// through an index, and moves nested and merged bags instead of copying them where it is given them as
+// rvalues. All its memory is overwritten when it is given back, because requests carry passwords. Reading the
+// same bag from several threads is safe, changing it is not.
+//
+// Nothing that is put in is lost: a wchar_t that is no character has a form of its own inside, so that it
+// comes out of get as it went in, and bytes that are not valid UTF-8 come out of utf8 as they went in (get
+// shows U+FFFD for them). What utf8 gives is therefore valid UTF-8 only if that was put in. A bag holds at
+// most 4 GB of text, and a name at most 1 GB; beyond that, coreException. A call that throws has changed
+// nothing.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "framework/core/corestring.h"
 #include "framework/core/export.h"
 
 namespace CORE {
+
+class BagEntry;
+class BagStore;
+struct BagProperty;
 
 class MFWCORE_API PropertyBag {
   public:
@@ -26,16 +39,20 @@ class MFWCORE_API PropertyBag {
     PropertyBag& operator=(PropertyBag&& other) noexcept;
     ~PropertyBag();
 
-    // Merges: the other bag's entries take the place of all entries here that have the same names (repeated names stay
-    // repeated), new names follow at the end, and an error of the other becomes this bag's.
+    // Merges: the other bag's entries take the place of all entries here that have the same names, new names
+    // follow at the end, and an error of the other becomes this bag's. Repeated names stay repeated: the
+    // first replaces the first and so on; what repeats more often here goes, what repeats more often there
+    // follows at the end.
     PropertyBag& operator&=(const PropertyBag& other);
     PropertyBag& operator&=(PropertyBag&& other);
 
-    // Looking up. The first entry of that name counts. The text of a nested bag is empty.
+    // Looking up. The first entry of that name counts. The text of a nested bag is empty; a fallback is given
+    // only where there is no entry, or no number or truth value in it. Views and nested bags are good until
+    // the bag changes.
     wstr get(std::wstring_view name, std::wstring_view fallback = {}) const;
     wstr get(std::size_t index) const;  // empty past the end
     wstr getName(std::size_t index) const;
-    std::string_view utf8(std::wstring_view name, std::string_view fallback = {}) const;  // good until the bag changes
+    std::string_view utf8(std::wstring_view name, std::string_view fallback = {}) const;
     std::string_view utf8(std::size_t index) const;
     std::string_view nameUtf8(std::size_t index) const;
     std::size_t size() const noexcept;
@@ -47,11 +64,14 @@ class MFWCORE_API PropertyBag {
     bool isBag(std::size_t index) const;
     const PropertyBag& getBag(std::wstring_view name) const;  // an empty bag where there is none
     const PropertyBag& getBag(std::size_t index) const;
-    // Walks the entries of one name: position starts at 0 and is moved past the entry found; false when no more.
+    std::vector<BagProperty> props() const;  // all entries, in order
+    // Walks the entries of one name: position starts at 0 and is moved past the entry found; false (null)
+    // when there is no more. getNextBag passes over entries that are texts.
     bool getNext(std::wstring_view name, wstr& value, std::size_t& position) const;
     const PropertyBag* getNextBag(std::wstring_view name, std::size_t& position) const;
 
-    // Changing. set replaces the first entry of the name and removes its repetitions, or adds; add always appends.
+    // Changing. set replaces the first entry of the name, spelling included, and removes its repetitions, or
+    // adds; add always appends. Values may be views of this very bag.
     void set(std::wstring_view name, std::wstring_view value);
     void set(std::wstring_view name, std::string_view utf8Value);
     void add(std::wstring_view name, std::wstring_view value);
@@ -73,24 +93,41 @@ class MFWCORE_API PropertyBag {
     void clear() noexcept;                                   // entries and error
     void reserve(std::size_t entries, std::size_t textBytes);
 
-    // The error state. Code 0 is no error.
+    // The error state. Code 0 is no error, and has no text.
     void setError(int code, std::wstring_view text = {});
     void setError(std::wstring_view text) { setError(1, text); }
     int getError() const noexcept;
     wstr getErrorText() const;
 
-    // For logs: name=value pairs in order, nested bags in braces; entries are separated by `separator`. Values of names
-    // that speak of passwords or secrets are masked.
+    // For logs, one line: name=value pairs in order, nested bags in braces; entries are separated by
+    // `separator`, and control characters are written as in C. Values, and whole bags, under names that speak
+    // of secrets are "*****".
     wstr flattenForDisplay(std::wstring_view separator = L", ") const;
     // Adds every value of the registry key as an entry; false when there is no such key.
     bool loadFromRegistry(std::wstring_view key);
 
-    std::size_t memoryUsed() const noexcept;  // bytes, nested bags included
+    std::size_t memoryUsed() const;  // bytes, nested bags included
 
   private:
-    struct Store;
-    std::unique_ptr<Store> store_;  // null while empty
-    Store& writable();
+    friend class BagStore;
+
+    template <class Name, class Value>
+    void append(Name name, Value&& value);
+    template <class Value>
+    void assign(std::wstring_view name, Value&& value);
+    std::uint32_t find(std::wstring_view name) const;
+    std::uint32_t findFrom(std::wstring_view name, std::size_t position) const;
+    const BagEntry* entryAt(std::size_t index) const noexcept;
+    BagStore& writable();
+
+    std::unique_ptr<BagStore> store_;  // null until something is put in
+};
+
+// An entry as it is kept; good until the bag changes.
+struct BagProperty {
+    std::string_view name;
+    std::string_view value;  // empty for a nested bag
+    const PropertyBag* bag;  // null for a text
 };
 
 }  // namespace CORE

@@ -1,0 +1,113 @@
+// Bags as text for logs.
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "framework/core/lossless_utf8.h"
+#include "framework/core/property_bag.h"
+
+namespace CORE {
+
+namespace {
+
+bool isUpper(char c) {
+    return c >= 'A' && c <= 'Z';
+}
+bool isLower(char c) {
+    return c >= 'a' && c <= 'z';
+}
+bool isLetter(char c) {
+    return isUpper(c) || isLower(c);
+}
+
+std::string lowered(std::string_view text) {
+    std::string low(text);
+    for (char& c : low)
+        if (isUpper(c)) c = static_cast<char>(c + 32);
+    return low;
+}
+
+// Does a word of the name begin here? Words are "private-key", "private_key", "privateKey" and "RSAKey".
+bool wordBegins(std::string_view name, std::size_t at) {
+    if (at == 0 || !isLetter(name[at - 1])) return true;
+    if (!isUpper(name[at])) return false;
+    return isLower(name[at - 1]) || (at + 1 < name.size() && isLower(name[at + 1]));
+}
+
+bool wordEnds(std::string_view name, std::size_t end) {
+    return end == name.size() || !isLetter(name[end]) || wordBegins(name, end);
+}
+
+// "key" and "keys" as the end of a word: "privatekey" is as secret as "private-key", a "keyboard" is not.
+bool speaksOfKeys(std::string_view name, std::string_view low) {
+    for (std::size_t at = low.find("key"); at != low.npos; at = low.find("key", at + 1)) {
+        const std::size_t end = at + 3;
+        if (wordEnds(name, end) || (low[end] == 's' && wordEnds(name, end + 1))) return true;
+    }
+    return false;
+}
+
+bool isSecret(std::string_view name) {
+    static constexpr std::array<std::string_view, 7> words = {"password", "passwd",     "passphrase", "pwd",
+                                                              "secret",   "credential", "ticket"};
+    const std::string low = lowered(name);
+    return std::any_of(words.begin(), words.end(),
+                       [&](std::string_view word) { return low.find(word) != low.npos; }) ||
+           speaksOfKeys(name, low);
+}
+
+// A line break in a value must not look like a new log line.
+void appendOneLine(std::string& line, std::string_view text) {
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7F) {
+            line += c;
+        } else if (c == '\n' || c == '\r' || c == '\t') {
+            line += c == '\n' ? "\\n" : c == '\r' ? "\\r" : "\\t";
+        } else {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\x%02x", byte);
+            line += escape;
+        }
+    }
+}
+
+}  // namespace
+
+wstr PropertyBag::flattenForDisplay(std::wstring_view separator) const {
+    struct Level {
+        const PropertyBag* bag;
+        std::size_t next;
+    };
+    std::string between(lossless::encodedSize(separator), '\0');
+    lossless::encode(separator, between.data());
+
+    std::string line;
+    std::vector<Level> levels = {{this, 0}};
+    while (!levels.empty()) {
+        const PropertyBag& bag = *levels.back().bag;
+        const std::size_t at = levels.back().next++;
+        if (at == bag.size()) {
+            levels.pop_back();
+            if (!levels.empty()) line += '}';
+            continue;
+        }
+        if (at > 0) line += between;
+        const std::string_view name = bag.nameUtf8(at);
+        appendOneLine(line, name);
+        line += '=';
+        if (isSecret(name)) {
+            line += "*****";
+        } else if (bag.isBag(at)) {
+            line += '{';
+            levels.push_back({&bag.getBag(at), 0});
+        } else {
+            appendOneLine(line, bag.utf8(at));
+        }
+    }
+    return lossless::decode(line);
+}
+
+}  // namespace CORE

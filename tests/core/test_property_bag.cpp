@@ -1,0 +1,327 @@
+#include "framework/core/property_bag.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+using namespace std::string_view_literals;
+using CORE::PropertyBag;
+using CORE::wstr;
+
+namespace {
+
+// One line for a whole bag: what the tests compare.
+std::wstring shown(const PropertyBag& bag) {
+    return bag.flattenForDisplay(L" ").str();
+}
+
+PropertyBag bagOf(std::initializer_list<std::pair<std::wstring_view, std::wstring_view>> entries) {
+    PropertyBag bag;
+    for (const auto& [name, value] : entries) bag.add(name, value);
+    return bag;
+}
+
+std::vector<std::wstring> valuesOf(const PropertyBag& bag, std::wstring_view name) {
+    std::vector<std::wstring> values;
+    wstr value;
+    for (std::size_t position = 0; bag.getNext(name, value, position);) values.push_back(value.str());
+    return values;
+}
+
+TEST(PropertyBag, AnEmptyOneHoldsNothingAndTakesNoMemory) {
+    const PropertyBag bag;
+    EXPECT_TRUE(bag.empty());
+    EXPECT_EQ(bag.memoryUsed(), 0u);
+    EXPECT_EQ(bag.get(L"a", L"fallback"), L"fallback"sv);
+    EXPECT_EQ(bag.get(0), L""sv);
+    EXPECT_EQ(bag.getName(0), L""sv);
+    EXPECT_TRUE(bag.getBag(L"a").empty());
+    EXPECT_EQ(bag.getError(), 0);
+    EXPECT_EQ(valuesOf(bag, L"a").size(), 0u);
+}
+
+TEST(PropertyBag, KeepsOrderAndRepetitions) {
+    const PropertyBag bag = bagOf({{L"b", L"1"}, {L"a", L"2"}, {L"B", L"3"}, {L"", L"4"}, {L"a", L""}});
+    EXPECT_EQ(shown(bag), L"b=1 a=2 B=3 =4 a=");
+    EXPECT_EQ(bag.get(L"B"), L"1"sv);
+    EXPECT_EQ(bag.get(L"a", L"fallback"), L"2"sv);
+    EXPECT_EQ(bag.get(2), L"3"sv);
+    EXPECT_EQ(bag.getName(2), L"B"sv);
+    EXPECT_EQ(bag.get(5), L""sv);
+    EXPECT_EQ(valuesOf(bag, L"A"), (std::vector<std::wstring>{L"2", L""}));
+    EXPECT_FALSE(bag.contains(L"c"));
+}
+
+TEST(PropertyBag, LooksUpWithoutRegardToCaseAlsoBeyondAscii) {
+    const std::tuple<const wchar_t*, const wchar_t*, bool> cases[] = {
+        {L"fspDN", L"fspDn", true},
+        {L"account-properties", L"ACCOUNT-PROPERTIES", true},
+        {L"stra\u00DFe", L"STRA\u00DFE", true},
+        {L"\u00C4rger", L"\u00E4RGER", true},
+        {L"\u03A9mega", L"\u03C9MEGA", true},
+        {L"\u0416\u0443\u043A", L"\u0436\u0423\u041A", true},
+        {L"\u023A", L"\u2C65", true},  // two bytes and three
+        {L"[x]{y}`@", L"{X}[Y]@`", false},
+        {L"a", L"\u00E4", false},
+        {L"name", L"name ", false},
+        {L"names", L"name", false},
+        {L"abcdefgh1", L"ABCDEFGH2", false},
+    };
+    for (const std::size_t others : {0, 40}) {
+        for (const auto& [name, asked, found] : cases) {
+            SCOPED_TRACE(testing::Message() << wstr(name).to_mstr().str() << " among " << others);
+            PropertyBag bag;
+            for (std::size_t i = 0; i < others; ++i) bag.add(L"other-" + std::to_wstring(i), L"x");
+            bag.add(name, L"v");
+            EXPECT_EQ(bag.contains(asked), found);
+            bag.set(asked, L"w");
+            EXPECT_EQ(bag.size(), others + (found ? 1 : 2));
+            EXPECT_EQ(bag.get(name), found ? L"w"sv : L"v"sv);
+        }
+    }
+}
+
+TEST(PropertyBag, SetReplacesTheFirstAndRemovesTheRest) {
+    const auto start = bagOf({{L"a", L"1"}, {L"x", L"2"}, {L"A", L"3"}, {L"y", L"4"}, {L"a", L"5"}});
+    const std::pair<std::wstring, std::wstring> cases[] = {
+        {L"", L"A= x=2 y=4"},
+        {L"short", L"A=short x=2 y=4"},
+        {std::wstring(90, L'l'), L"A=" + std::wstring(90, L'l') + L" x=2 y=4"}};
+    for (const auto& [value, expected] : cases) {
+        PropertyBag bag = start;
+        bag.set(L"A", value);
+        EXPECT_EQ(shown(bag), expected);
+    }
+    PropertyBag bag = start;
+    bag.setBag(L"a", bagOf({{L"n", L"1"}}));
+    bag.set(L"new", L"6");
+    EXPECT_EQ(shown(bag), L"a={n=1} x=2 y=4 new=6");
+    bag.set(L"a", "text");
+    bag.remove(L"X");
+    bag.remove(L"missing");
+    EXPECT_EQ(shown(bag), L"a=text y=4 new=6");
+    for (const wchar_t* name : {L"a", L"y", L"new"}) bag.remove(name);
+    EXPECT_TRUE(bag.empty());
+}
+
+TEST(PropertyBag, ValuesMayBeViewsOfTheBagItself) {
+    PropertyBag bag = bagOf({{L"a", L"some text of a length"}, {L"b", L"x"}, {L"b", L"other text"}});
+    bag.set(L"a", bag.utf8(L"a").substr(5));
+    EXPECT_EQ(bag.get(L"a"), L"text of a length"sv);
+    bag.set(L"b", bag.utf8(2));                                  // lies in an entry that goes
+    for (int i = 0; i < 12; ++i) bag.add(L"a", bag.utf8(L"a"));  // the block grows meanwhile
+    bag.addUtf8(bag.nameUtf8(1), bag.nameUtf8(1));
+    EXPECT_EQ(bag.get(13), L"text of a length"sv);
+    EXPECT_EQ(valuesOf(bag, L"b"), (std::vector<std::wstring>{L"other text", L"b"}));
+}
+
+TEST(PropertyBag, LosesNoCharacterAndNoByte) {
+    std::vector<std::wstring> texts = {L"plain",
+                                       L"\u00E9\u20AC\uFFFD",
+                                       L"\U0001F600",
+                                       std::wstring(1, L'\0') + L"x",
+                                       {L'a', wchar_t(0xD800), L'b'},
+                                       {wchar_t(0xDC00), wchar_t(0xD800)},
+                                       {wchar_t(0xFFFF)}};
+    if constexpr (sizeof(wchar_t) == 4)
+        texts.push_back(
+            {wchar_t(0x110000), wchar_t(0x7FFFFFFF), wchar_t(-1), wchar_t(0xD83D), wchar_t(0xDE00)});
+    for (const std::wstring& text : texts) {
+        PropertyBag bag;
+        bag.add(text, text);
+        EXPECT_EQ(bag.get(0).str(), text);
+        EXPECT_EQ(bag.getName(0).str(), text);
+        EXPECT_EQ(bag.get(text).str(), text);
+        bag.setError(5, text);
+        EXPECT_EQ(bag.getErrorText().str(), text);
+    }
+    const std::pair<std::string_view, std::wstring_view> narrow[] = {{"\xC3\xA9", L"\u00E9"},
+                                                                     {"a\xFFz", L"a\uFFFDz"},
+                                                                     {"\xE2\x82", L"\uFFFD"},
+                                                                     {"\xC0\xAFx", L"\uFFFDx"},
+                                                                     {"\x80", L"\uFFFD"}};
+    for (const auto& [bytes, wide] : narrow) {
+        PropertyBag bag;
+        bag.addUtf8(bytes, bytes);
+        EXPECT_EQ(bag.utf8(0), bytes);
+        EXPECT_EQ(bag.nameUtf8(0), bytes);
+        EXPECT_EQ(bag.get(0), wide);
+        EXPECT_TRUE(bag.contains(bag.getName(0)));
+    }
+}
+
+TEST(PropertyBag, ReadsNumbersAndTruthWithFallback) {
+    PropertyBag bag = bagOf({{L"n", L" -42 "},
+                             {L"big", L"99999999999"},
+                             {L"yes", L"TRUE"},
+                             {L"zero", L"0"},
+                             {L"text", L"x"},
+                             {L"empty", L""}});
+    bag.addBag(L"bag", PropertyBag());
+    bag.setInt(L"set", -7);
+    bag.setBool(L"flag", true);
+    bag.addBool(L"flag", false);
+    EXPECT_EQ(bag.getInt(L"n", 5), -42);
+    EXPECT_EQ(bag.getInt(L"set"), -7);
+    for (const wchar_t* name : {L"big", L"text", L"empty", L"bag", L"missing"})
+        EXPECT_EQ(bag.getInt(name, 5), 5);
+    EXPECT_TRUE(bag.getBool(L"yes"));
+    EXPECT_FALSE(bag.getBool(L"zero", true));
+    for (const wchar_t* name : {L"text", L"empty", L"bag", L"missing"}) EXPECT_TRUE(bag.getBool(name, true));
+    EXPECT_EQ(valuesOf(bag, L"flag"), (std::vector<std::wstring>{L"true", L"false"}));
+}
+
+TEST(PropertyBag, HoldsBags) {
+    PropertyBag entry = bagOf({{L"dn", L"cn=1"}});
+    PropertyBag list;
+    list.addBag(L"e", entry, true);
+    list.add(L"e", L"text");
+    list.addBag(L"e", entry, false);
+    EXPECT_TRUE(entry.empty());
+    list.attach(bagOf({{L"dn", L"cn=3"}}), L"e");
+    list.addBagUtf8("e", PropertyBag());
+    EXPECT_EQ(shown(list), L"e={dn=cn=1} e=text e={dn=cn=1} e={dn=cn=3} e={}");
+    EXPECT_TRUE(list.isBag(L"e"));
+    EXPECT_FALSE(list.isBag(1));
+    EXPECT_FALSE(list.isBag(L"missing"));
+    EXPECT_EQ(list.get(L"e", L"fallback"), L""sv);
+    EXPECT_TRUE(list.getBag(1).empty());
+    EXPECT_EQ(list.getBag(L"E").get(L"dn"), L"cn=1"sv);
+    std::vector<std::size_t> bags;
+    for (std::size_t position = 0; list.getNextBag(L"e", position) != nullptr;) bags.push_back(position - 1);
+    EXPECT_EQ(bags, (std::vector<std::size_t>{0, 2, 3, 4}));
+    const auto props = list.props();
+    EXPECT_EQ(props.size(), 5u);
+    EXPECT_EQ(props[1].value, "text");
+    EXPECT_EQ(props[1].bag, nullptr);
+    EXPECT_EQ(props[3].bag, &list.getBag(3));
+}
+
+TEST(PropertyBag, MayBePutIntoItself) {
+    PropertyBag bag = bagOf({{L"a", L"1"}});
+    bag.addBag(L"copy", bag);
+    bag.setBag(L"copy", bag, true);
+    EXPECT_EQ(shown(bag), L"a=1 copy={a=1 copy={a=1}}");
+    bag.setBag(L"copy", bag.getBag(L"copy").getBag(L"copy"));
+    EXPECT_EQ(shown(bag), L"a=1 copy={a=1}");
+    bag.addBag(L"all", bag, false);
+    EXPECT_EQ(shown(bag), L"all={a=1 copy={a=1}}");
+    bag = bag.getBag(L"all");
+    bag &= bag.getBag(L"copy");
+    EXPECT_EQ(shown(bag), L"a=1 copy={a=1}");
+    bag.setBag(L"copy", bagOf({{L"b", L"2"}, {L"copy", L"replaced"}}));
+    bag &= bag.getBag(L"copy");  // replaces the very bag that is merged
+    EXPECT_EQ(shown(bag), L"a=1 copy=replaced b=2");
+}
+
+TEST(PropertyBag, CopiesAndMoves) {
+    PropertyBag bag = bagOf({{L"a", L"1"}});
+    bag.setError(3, L"bad");
+    PropertyBag copy = bag;
+    copy.set(L"a", L"2");
+    EXPECT_EQ(bag.get(L"a"), L"1"sv);
+    EXPECT_EQ(copy.getErrorText(), L"bad"sv);
+    PropertyBag& self = bag;
+    bag = self;
+    bag = std::move(self);
+    EXPECT_EQ(shown(bag), L"a=1");
+    copy = std::move(bag);
+    EXPECT_TRUE(bag.empty());
+    EXPECT_EQ(bag.getError(), 0);
+    EXPECT_EQ(shown(copy), L"a=1");
+    bag.add(L"again", L"usable");
+    EXPECT_EQ(shown(bag), L"again=usable");
+    PropertyBag last(std::move(copy));
+    EXPECT_EQ(copy.memoryUsed(), 0u);
+    EXPECT_EQ(last.getError(), 3);
+}
+
+TEST(PropertyBag, Merges) {
+    const PropertyBag none;
+    const auto axa = bagOf({{L"a", L"1"}, {L"x", L"2"}, {L"A", L"3"}});
+    const auto once = bagOf({{L"A", L"7"}, {L"n", L"8"}});
+    const auto thrice = bagOf({{L"n", L"6"}, {L"a", L"7"}, {L"a", L"8"}, {L"N", L""}, {L"a", L"9"}});
+    const std::tuple<const PropertyBag*, const PropertyBag*, const wchar_t*> cases[] = {
+        {&none, &none, L""},
+        {&none, &axa, L"a=1 x=2 A=3"},
+        {&axa, &none, L"a=1 x=2 A=3"},
+        {&axa, &once, L"A=7 x=2 n=8"},
+        {&once, &axa, L"a=1 n=8 x=2 A=3"},
+        {&axa, &thrice, L"a=7 x=2 a=8 n=6 N= a=9"},
+        {&thrice, &axa, L"n=6 a=1 A=3 N= x=2"},
+        {&axa, &axa, L"a=1 x=2 A=3"},
+    };
+    for (const auto& [left, right, expected] : cases) {
+        PropertyBag copied = *left;
+        EXPECT_EQ(shown(copied &= *right), expected);
+        PropertyBag moved = *left;
+        PropertyBag source = *right;
+        EXPECT_EQ(shown(moved &= std::move(source)), expected);
+        EXPECT_TRUE(source.empty());
+    }
+    PropertyBag bag = axa;
+    bag.addBag(L"b", axa);
+    bag &= bag;
+    bag &= std::move(bag);
+    EXPECT_EQ(shown(bag), L"a=1 x=2 A=3 b={a=1 x=2 A=3}");
+}
+
+TEST(PropertyBag, CarriesAnError) {
+    PropertyBag bag;
+    bag.setError(0, L"nothing");
+    EXPECT_EQ(bag.memoryUsed(), 0u);
+    bag.setError(L"sentence");
+    EXPECT_EQ(bag.getError(), 1);
+    EXPECT_EQ(bag.getErrorText(), L"sentence"sv);
+    EXPECT_TRUE(bag.empty());
+    PropertyBag merged = bagOf({{L"a", L"1"}});
+    merged &= bag;
+    EXPECT_EQ(merged.getErrorText(), L"sentence"sv);
+    merged &= bagOf({{L"b", L"2"}});  // no error there: this one stays
+    EXPECT_EQ(merged.getError(), 1);
+    bag.setError(-2);
+    bag &= bagOf({{L"c", L"3"}});
+    EXPECT_EQ(bag.getError(), -2);
+    EXPECT_EQ(bag.getErrorText(), L""sv);
+    bag &= std::move(merged);
+    EXPECT_EQ(bag.getErrorText(), L"sentence"sv);
+    bag.setError(0);
+    EXPECT_EQ(bag.getErrorText(), L""sv);
+    bag.setError(120);
+    bag.clear();
+    EXPECT_EQ(bag.getError(), 0);
+    EXPECT_EQ(bag.memoryUsed(), 0u);
+}
+
+TEST(PropertyBag, ShowsItselfOnOneLineWithoutSecrets) {
+    for (const wchar_t* name :
+         {L"password", L"sourcePassword", L"PASSWD", L"zre-WindowsPassword", L"client-secret", L"Credentials",
+          L"ticket", L"key", L"KEYS", L"private-key", L"privateKey", L"RSAKey", L"keyData", L"privatekey",
+          L"preSharedKey", L"api_key2", L"pwd"})
+        EXPECT_EQ(shown(bagOf({{name, L"s3"}})), std::wstring(name) + L"=*****");
+    for (const wchar_t* name :
+         {L"keyboard", L"KEYBOARD", L"keyword", L"tokenGroups", L"pass", L"name", L"ke-y"})
+        EXPECT_EQ(shown(bagOf({{name, L"s3"}})), std::wstring(name) + L"=s3");
+    PropertyBag bag = bagOf({{L"a", L"1\r\n2\t\x01\x7F\u00E9"}});
+    bag.addBag(L"credentials", bagOf({{L"user", L"u"}}));
+    bag.addBag(L"list", bagOf({{L"x", L""}, {L"secret", L"s"}}));
+    EXPECT_EQ(bag.flattenForDisplay(),
+              L"a=1\\r\\n2\\t\\x01\\x7f\u00E9, credentials=*****, list={x=, secret=*****}"sv);
+    EXPECT_TRUE(bag.flattenForDisplay(L"\u00B7").str().ends_with(L"\u00B7list={x=\u00B7secret=*****}"));
+}
+
+TEST(PropertyBag, LoadsARegistryKeyOrSaysThatThereIsNone) {
+    PropertyBag bag = bagOf({{L"a", L"1"}});
+    EXPECT_FALSE(bag.loadFromRegistry(L"HKLM\\Software\\No such vendor\\No such product"));
+    EXPECT_EQ(shown(bag), L"a=1");
+#if defined(_WIN32)
+    EXPECT_TRUE(bag.loadFromRegistry(L"HKLM\\Software\\Microsoft\\Windows NT\\CurrentVersion"));
+    EXPECT_NE(bag.get(L"CurrentVersion"), L""sv);
+    EXPECT_EQ(bag.get(L"a"), L"1"sv);
+#endif
+}
+
+}  // namespace

@@ -1,0 +1,94 @@
+#include "framework/core/property_bag.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <utility>
+
+#include "core_memory/freed_memory.h"
+
+namespace {
+
+using CORE::PropertyBag;
+
+// Literals, so that looking for them leaves no copies on the heap.
+constexpr char marker[] = "hunter2-hunter2-hunter2";
+constexpr wchar_t wideMarker[] = L"hunter2-hunter2-hunter2";
+
+PropertyBag withSecret() {
+    PropertyBag bag;
+    bag.add(L"a", L"1");
+    bag.add(L"password", wideMarker);
+    bag.add(L"z", L"2");
+    return bag;
+}
+
+TEST(PropertyBagMemory, HoldsNoTextWhenItIsGivenBack) {
+    const std::pair<const char*, std::function<void(PropertyBag&)>> cases[] = {
+        {"destroyed", [](PropertyBag& bag) { PropertyBag last(std::move(bag)); }},
+        {"cleared", [](PropertyBag& bag) { bag.clear(); }},
+        {"assigned to", [](PropertyBag& bag) { bag = PropertyBag(); }},
+        {"copied", [](PropertyBag& bag) { PropertyBag copy = bag; }},
+        {"grown",
+         [](PropertyBag& bag) {
+             for (int i = 0; i < 200; ++i) bag.add(L"name", L"value");
+         }},
+        {"reserved", [](PropertyBag& bag) { bag.reserve(100, 100'000); }},
+        {"set",
+         [](PropertyBag& bag) {
+             bag.set(L"password", "hunter2-hunter2-hunter2 and more of it");
+             bag.clear();
+         }},
+        {"set to less",
+         [](PropertyBag& bag) {
+             bag.set(L"password", L"x");
+             bag.clear();
+         }},
+        {"set to a bag",
+         [](PropertyBag& bag) {
+             bag.setBag(L"password", withSecret());
+             bag.clear();
+         }},
+        {"removed",
+         [](PropertyBag& bag) {
+             bag.remove(L"password");
+             bag.clear();
+         }},
+        {"nested",
+         [](PropertyBag& bag) {
+             bag.setBag(L"z", bag);
+             bag.remove(L"z");
+         }},
+        {"merged",
+         [](PropertyBag& bag) {
+             bag &= withSecret();
+             PropertyBag other;
+             other.add(L"b", L"1");
+             other &= bag;
+         }},
+        {"compacted",
+         [](PropertyBag& bag) {
+             for (int i = 1; i < 99; ++i) bag.set(L"z", std::wstring(static_cast<std::size_t>(i * 9), L'z'));
+         }},
+        {"an error",
+         [](PropertyBag& bag) {
+             bag.setError(1, wideMarker);
+             bag.setError(2);
+         }},
+    };
+    const std::string_view wideBytes(reinterpret_cast<const char*>(wideMarker),
+                                     sizeof(wideMarker) - sizeof(wchar_t));
+    for (const auto& [what, change] : cases) {
+        SCOPED_TRACE(what);
+        for (const std::string_view wanted : {std::string_view(marker), wideBytes}) {
+            PropertyBag bag = withSecret();
+            const test::FreedMemory freed(wanted);
+            change(bag);
+            bag.clear();
+            EXPECT_EQ(freed.blocksWithMarker(), 0);
+        }
+    }
+}
+
+}  // namespace
