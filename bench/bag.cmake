@@ -1,0 +1,1 @@
+ws_bench(bag mfwcore header_only)
