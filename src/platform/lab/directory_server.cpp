@@ -1,0 +1,78 @@
+#include "platform/lab/directory_server.h"
+
+#include <algorithm>
+
+#include "platform/lab/directory_session.h"
+
+namespace wsadmin::platform::lab {
+
+DirectoryServer::DirectoryServer(std::unique_ptr<Directory> directory, std::vector<Account> accounts,
+                                 Faults faults, std::shared_ptr<Clock> clock)
+    : clock_(std::move(clock)),
+      directory_(std::move(directory)),
+      accounts_(std::move(accounts)),
+      faults_(std::move(faults)) {}
+
+int DirectoryServer::arrive(std::string_view operation, std::string_view dn) {
+    if (!reachable()) return ldapServerDown;
+    if (faults_.dieAfterOperations && operation != "bind" && operations_++ >= *faults_.dieAfterOperations) {
+        dead_ = true;
+        return ldapServerDown;
+    }
+    if (faults_.slow.count() > 0) clock_->wait(faults_.slow, nullptr);
+    return ordered(operation, dn);
+}
+
+int DirectoryServer::ordered(std::string_view operation, std::string_view dn) {
+    const std::lock_guard lock(ordersMutex_);
+    for (auto& order : faults_.fail) {
+        if (order.operation != operation || (!order.dn.empty() && !sameDn(order.dn, dn))) continue;
+        if (order.times && (*order.times)-- <= 0) {
+            order.times = 0;
+            continue;
+        }
+        return order.code;
+    }
+    return ldapSuccess;
+}
+
+int DirectoryServer::pageArrives() {
+    if (!faults_.dieAfterPages || pages_++ < *faults_.dieAfterPages) return ldapSuccess;
+    dead_ = true;
+    return ldapServerDown;
+}
+
+bool DirectoryServer::admits(const LdapCredentials& credentials) const {
+    if (faults_.refuseBinds) return false;
+    if (accounts_.empty() || credentials.user.empty()) return true;  // the process itself is always known
+    const auto given = foldText(credentials.user);
+    const auto domain = foldText(credentials.domain);
+    return std::any_of(accounts_.begin(), accounts_.end(), [&](const Account& account) {
+        const auto name = foldText(account.name), netBios = foldText(account.domain),
+                   dns = foldText(account.dnsDomain);
+        const bool sameDomain = domain.empty() || domain == netBios || domain == dns;
+        const bool named = (given == name && sameDomain) ||
+                           (!netBios.empty() && given == netBios + '\\' + name) ||
+                           (!dns.empty() && given == name + '@' + dns);
+        return named && account.password.view() == credentials.password.view();
+    });
+}
+
+void LabNetwork::listen(Address address, std::shared_ptr<DirectoryServer> server) {
+    servers_.emplace_back(std::move(address), std::move(server));
+}
+
+Result<std::unique_ptr<LdapSession>> LabNetwork::open(const LdapEndpoint& endpoint) {
+    const auto found = std::find_if(servers_.begin(), servers_.end(), [&](const auto& server) {
+        const Address& address = server.first;
+        const auto& ports = endpoint.tls ? address.tlsPorts : address.ports;
+        const bool host = std::any_of(address.hosts.begin(), address.hosts.end(), [&](const auto& name) {
+            return equalFolded(endpoint.host, foldText(name));
+        });
+        return host && std::find(ports.begin(), ports.end(), endpoint.port) != ports.end();
+    });
+    // As with any LDAP client, that nobody is there shows only at the bind.
+    return std::make_unique<DirectorySession>(found == servers_.end() ? nullptr : found->second, endpoint);
+}
+
+}  // namespace wsadmin::platform::lab

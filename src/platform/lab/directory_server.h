@@ -1,0 +1,85 @@
+// A directory as a network service: who may bind, what is asked of it, and which faults it shows.
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "framework/core/corestring.h"
+#include "platform/lab/directory.h"
+
+namespace wsadmin::platform::lab {
+
+struct Account {
+    std::string name;
+    std::string domain;     // NetBIOS name; may be empty
+    std::string dnsDomain;  // may be empty
+    CORE::secretstring password;
+};
+
+struct FailOrder {
+    std::string operation;  // bind, search, add, modify, delete, rename
+    int code = ldapOther;
+    std::string dn;            // empty: any
+    std::optional<int> times;  // nothing: always
+};
+
+struct Faults {
+    bool refuseConnections = false;
+    bool refuseBinds = false;
+    bool refusePageCookies = false;
+    std::chrono::milliseconds slow{0};  // before every answer
+    std::optional<int> dieAfterOperations, dieAfterPages;
+    std::vector<FailOrder> fail;
+};
+
+// Any thread may use it.
+class DirectoryServer {
+  public:
+    DirectoryServer(std::unique_ptr<Directory> directory, std::vector<Account> accounts, Faults faults,
+                    std::shared_ptr<Clock> clock);
+
+    Directory& directory() noexcept { return *directory_; }
+    Clock& clock() noexcept { return *clock_; }
+    const Faults& faults() const noexcept { return faults_; }
+
+    // Called before each operation; the code that the faults order, or 0.
+    int arrive(std::string_view operation, std::string_view dn);
+    int pageArrives();  // the same for each page of a search
+    bool reachable() const noexcept { return !faults_.refuseConnections && !dead_; }
+    // Without accounts anybody may bind.
+    bool admits(const LdapCredentials& credentials) const;
+    unsigned nextSession() noexcept { return ++sessions_; }
+
+  private:
+    int ordered(std::string_view operation, std::string_view dn);
+
+    std::shared_ptr<Clock> clock_;  // outlives the directory, which reads it
+    std::unique_ptr<Directory> directory_;
+    std::vector<Account> accounts_;
+    Faults faults_;
+    std::mutex ordersMutex_;  // guards the counts of the orders
+    std::atomic<int> operations_{0}, pages_{0};
+    std::atomic<bool> dead_{false};
+    std::atomic<unsigned> sessions_{0};
+};
+
+// Where directories are reached. Not changed any more once sessions are opened; then any thread may open.
+class LabNetwork final : public LdapClient {
+  public:
+    struct Address {
+        std::vector<std::string> hosts;
+        std::vector<std::uint16_t> ports, tlsPorts;
+    };
+    void listen(Address address, std::shared_ptr<DirectoryServer> server);
+    Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override;
+
+  private:
+    std::vector<std::pair<Address, std::shared_ptr<DirectoryServer>>> servers_;
+};
+
+}  // namespace wsadmin::platform::lab

@@ -1,0 +1,183 @@
+#include "platform/lab/directory_session.h"
+
+#include <algorithm>
+
+namespace wsadmin::platform::lab {
+
+namespace {
+
+// The answer is there before it is asked for, as if the server had been quick.
+class ReadySearch final : public LdapPendingSearch {
+  public:
+    explicit ReadySearch(Result<LdapSearchResult> result) : result_(std::move(result)) {}
+    Result<LdapSearchResult> wait() override { return std::move(result_); }
+
+  private:
+    Result<LdapSearchResult> result_;
+};
+
+// Clients get the code and its standard text.
+template <class T>
+Result<void> plain(const Result<T>& result) {
+    if (!result) return fail(ldapFailure(result.error().code));
+    return {};
+}
+
+bool among(const std::string& oid, std::initializer_list<const char*> known) {
+    return std::find(known.begin(), known.end(), oid) != known.end();
+}
+
+Result<void> checkControls(const std::vector<LdapControl>& given, std::initializer_list<const char*> known) {
+    for (const auto& control : given)
+        if (control.critical && !among(control.oid, known))
+            return fail(ldapFailure(ldapUnavailableCriticalExtension));
+    return {};
+}
+
+// The search without its controls, to tell one paged search from another.
+std::string questionOf(const LdapSearch& search, bool showDeleted) {
+    std::string text =
+        search.base + '\0' + std::to_string(static_cast<int>(search.scope)) + '\0' + search.filter;
+    for (const auto& name : search.attributes) text += '\0' + name;
+    return text + (showDeleted ? "\1" : "");
+}
+
+}  // namespace
+
+DirectorySession::DirectorySession(std::shared_ptr<DirectoryServer> server, const LdapEndpoint& endpoint)
+    : server_(std::move(server)), endpoint_(endpoint) {
+    constexpr std::uint16_t globalCataloguePort = 3268, globalCatalogueTlsPort = 3269;
+    globalCatalogue_ = endpoint_.port == globalCataloguePort || endpoint_.port == globalCatalogueTlsPort;
+    if (server_) number_ = server_->nextSession();
+}
+
+Result<void> DirectorySession::bind(const LdapCredentials& credentials) {
+    bound_ = false;
+    if (!server_ || !server_->reachable()) return fail(ldapFailure(ldapServerDown));
+    if (endpoint_.connectTimeout.count() > 0 && server_->faults().slow > endpoint_.connectTimeout) {
+        server_->clock().wait(endpoint_.connectTimeout, nullptr);
+        return fail(ldapFailure(ldapServerDown));
+    }
+    if (const int code = server_->arrive("bind", {}); code != ldapSuccess) return fail(ldapFailure(code));
+    if (credentials.method == LdapCredentials::Method::anonymous) return {};
+    if (!server_->admits(credentials)) return fail(ldapFailure(ldapInvalidCredentials));
+    bound_ = true;
+    return {};
+}
+
+Result<void> DirectorySession::arrive(std::string_view operation, const std::string& dn) {
+    if (!server_) return fail(ldapFailure(ldapServerDown));
+    if (const int code = server_->arrive(operation, dn); code != ldapSuccess) return fail(ldapFailure(code));
+    const bool rootOnly = operation == "search" && dn.empty();  // which anybody may read
+    if (!bound_ && !rootOnly) return fail(ldapFailure(ldapOperationsError));
+    return {};
+}
+
+Result<std::unique_ptr<LdapPendingSearch>> DirectorySession::startSearch(const LdapSearch& search) {
+    if (!parseFilter(search.filter))
+        return fail(ldapFailure(ldapFilterError));  // clients do not send what is no filter
+    auto result = answer(search);
+    if (!result && result.error().code == ldapServerDown) return fail(result.error());
+    return std::make_unique<ReadySearch>(std::move(result));
+}
+
+Result<DirectorySession::SearchControls> DirectorySession::readControls(const LdapSearch& search) const {
+    const auto checked = checkControls(
+        search.controls, {controls::pagedResults, controls::showDeleted, controls::domainScope});
+    if (!checked) return fail(checked.error());
+    SearchControls given;
+    for (const auto& control : search.controls) {
+        if (control.oid == controls::showDeleted) given.showDeleted = true;
+        if (control.oid != controls::pagedResults) continue;
+        given.page = decodePageControl(control.value);
+        if (!given.page || given.page->size < 0) return fail(ldapFailure(ldapProtocolError));
+    }
+    return given;
+}
+
+Result<LdapSearchResult> DirectorySession::answer(const LdapSearch& search) {
+    if (const auto arrived = arrive("search", search.base); !arrived) return fail(arrived.error());
+    if (!bound_ && search.scope != LdapScope::base) return fail(ldapFailure(ldapOperationsError));
+    const auto given = readControls(search);
+    if (!given) return fail(given.error());
+    const bool onePage = search.sizeLimit > 0 && given->page && given->page->size >= search.sizeLimit;
+    if (!given->page || onePage) return answerWhole(search, given->showDeleted);
+    return answerPage(search, *given);
+}
+
+Result<LdapSearchResult> DirectorySession::answerWhole(const LdapSearch& search, bool showDeleted) {
+    Directory& directory = server_->directory();
+    const auto ids = directory.find(search, showDeleted, globalCatalogue_);
+    if (!ids) return fail(ldapFailure(ids.error().code));
+    int limit = directory.settings().pageSize;
+    if (search.sizeLimit > 0) limit = std::min(limit, search.sizeLimit);
+    if (ids->size() > static_cast<std::size_t>(limit)) return fail(ldapFailure(ldapSizeLimitExceeded));
+    std::size_t at = 0;
+    auto entries = directory.show(*ids, at, ids->size(), search, showDeleted);
+    if (!entries) return fail(ldapFailure(entries.error().code));
+    return LdapSearchResult{std::move(*entries), {}};
+}
+
+Result<DirectorySession::Cursor> DirectorySession::takeCursor(const LdapSearch& search,
+                                                              const SearchControls& given,
+                                                              const std::string& question) {
+    if (given.page->cookie.empty()) {
+        auto ids = server_->directory().find(search, given.showDeleted, globalCatalogue_);
+        if (!ids) return fail(ldapFailure(ids.error().code));
+        return Cursor{question, std::move(*ids), 0};
+    }
+    const auto found = cursors_.find(given.page->cookie);
+    if (found == cursors_.end() || found->second.question != question || server_->faults().refusePageCookies)
+        return fail(ldapFailure(ldapUnwillingToPerform));
+    Cursor cursor = std::move(found->second);
+    cursors_.erase(found);  // each cookie is good once
+    return cursor;
+}
+
+Result<LdapSearchResult> DirectorySession::answerPage(const LdapSearch& search, const SearchControls& given) {
+    if (const int code = server_->pageArrives(); code != ldapSuccess) return fail(ldapFailure(code));
+    Directory& directory = server_->directory();
+    const auto question = questionOf(search, given.showDeleted);
+    auto cursor = takeCursor(search, given, question);
+    if (!cursor) return fail(cursor.error());
+    // Size 0 asks for the estimate only, and gives a running search up.
+    const auto size = static_cast<std::size_t>(std::min(given.page->size, directory.settings().pageSize));
+    auto entries = directory.show(cursor->ids, cursor->at, size, search, given.showDeleted);
+    if (!entries) return fail(ldapFailure(entries.error().code));
+    PageControl next{static_cast<int>(cursor->ids.size()), {}};
+    if (size > 0 && cursor->at < cursor->ids.size()) {
+        next.cookie = "lab-" + std::to_string(number_) + "-" + std::to_string(++lastCookie_);
+        cursors_.emplace(next.cookie, std::move(*cursor));
+    }
+    return LdapSearchResult{std::move(*entries), {{controls::pagedResults, encodePageControl(next), false}}};
+}
+
+Result<void> DirectorySession::add(const LdapEntry& entry) {
+    if (auto arrived = arrive("add", entry.dn); !arrived) return arrived;
+    return plain(server_->directory().add(entry));
+}
+
+Result<void> DirectorySession::modify(const std::string& dn, const std::vector<LdapModification>& changes,
+                                      const std::vector<LdapControl>& controls) {
+    if (auto arrived = arrive("modify", dn); !arrived) return arrived;
+    if (auto checked = checkControls(controls, {controls::domainScope}); !checked) return checked;
+    return plain(server_->directory().modify(dn, changes));
+}
+
+Result<void> DirectorySession::remove(const std::string& dn, const std::vector<LdapControl>& controls) {
+    if (auto arrived = arrive("delete", dn); !arrived) return arrived;
+    if (auto checked = checkControls(controls, {controls::treeDelete, controls::domainScope}); !checked)
+        return checked;
+    const bool wholeTree = std::any_of(controls.begin(), controls.end(), [](const auto& control) {
+        return control.oid == controls::treeDelete;
+    });
+    return plain(server_->directory().remove(dn, wholeTree));
+}
+
+Result<void> DirectorySession::rename(const std::string& dn, const std::string& newRdn,
+                                      const std::string& newParent, bool deleteOldRdn) {
+    if (auto arrived = arrive("rename", dn); !arrived) return arrived;
+    return plain(server_->directory().rename(dn, newRdn, newParent, deleteOldRdn));
+}
+
+}  // namespace wsadmin::platform::lab

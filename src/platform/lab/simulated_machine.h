@@ -1,0 +1,82 @@
+// The machine that a lab describes: its time, names, folders, registry and programs.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+#include "platform/lab/machine_file.h"
+#include "platform/memory_registry.h"
+#include "platform/platform.h"
+
+namespace wsadmin::platform::lab {
+
+// Time that stands still; only waiting moves it on, and takes none.
+class FixedClock final : public Clock {
+  public:
+    explicit FixedClock(std::chrono::sys_seconds start) : start_(start) {}
+    std::chrono::system_clock::time_point now() const override { return start_ + waited_.load(); }
+    std::chrono::steady_clock::time_point monotonic() const override {
+        return std::chrono::steady_clock::time_point(waited_.load());
+    }
+    bool wait(std::chrono::milliseconds time, const CORE::coreevent* stop) override;
+
+  private:
+    std::chrono::sys_seconds start_;
+    std::atomic<std::chrono::milliseconds> waited_{std::chrono::milliseconds(0)};
+};
+
+class LabNames final : public ComputerNames {
+  public:
+    LabNames(std::wstring netBios, std::wstring dns) : netBios_(std::move(netBios)), dns_(std::move(dns)) {}
+    Result<std::wstring> netBios() const override { return given(netBios_); }
+    Result<std::wstring> dnsFullyQualified() const override { return given(dns_); }
+
+  private:
+    static Result<std::wstring> given(const std::wstring& name);  // an empty one cannot be obtained
+    std::wstring netBios_, dns_;
+};
+
+class LabFolders final : public Folders {
+  public:
+    explicit LabFolders(const MachineDescription& machine)
+        : folders_(machine.folders), windows_(machine.windowsDirectory) {}
+    Result<std::wstring> get(Folder folder) const override;
+    Result<std::wstring> windowsDirectory() const override;
+
+  private:
+    std::map<Folder, std::wstring> folders_;
+    std::wstring windows_;
+};
+
+// Remembers whether it was changed, and what is in it for the lab's file.
+class LabRegistry final : public Registry {
+  public:
+    explicit LabRegistry(const std::vector<RegistryKey>& content);
+    Result<std::optional<RegistryData>> read(std::wstring_view key, std::wstring_view value) const override;
+    Result<void> write(std::wstring_view key, std::wstring_view value, const RegistryData& data) override;
+    Result<void> remove(std::wstring_view key, std::wstring_view value) override;
+    Result<std::vector<std::pair<std::wstring, RegistryData>>> values(std::wstring_view key) const override;
+
+    // The whole content when it changed since the last call.
+    std::optional<std::vector<RegistryKey>> takeChanges();
+
+  private:
+    MemoryRegistry registry_;
+    std::mutex mutex_;
+    std::vector<std::wstring> keys_;  // that ever had a value
+    bool changed_ = false;
+};
+
+class LabProcesses final : public Processes {
+  public:
+    LabProcesses(std::vector<ProgramRule> rules, std::shared_ptr<Clock> clock)
+        : rules_(std::move(rules)), clock_(std::move(clock)) {}
+    Result<ProcessOutcome> run(const ProcessRequest& request) override;
+
+  private:
+    std::vector<ProgramRule> rules_;
+    std::shared_ptr<Clock> clock_;
+};
+
+}  // namespace wsadmin::platform::lab

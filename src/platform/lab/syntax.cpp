@@ -1,0 +1,227 @@
+#include "platform/lab/syntax.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+
+#include "framework/core/corestring.h"
+
+namespace wsadmin::platform::lab {
+
+namespace {
+
+constexpr std::array<std::string_view, 8> syntaxNames = {"string", "int",    "bool", "time",
+                                                         "dn",     "octets", "sid",  "guid"};
+
+bool isAscii(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+char lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+}
+
+template <class Number>
+std::optional<Number> number(std::string_view text, int base = 10) {
+    Number value{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
+    if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+    return value;
+}
+
+int sign(int order) {
+    return order < 0 ? -1 : order > 0 ? 1 : 0;
+}
+
+// The order in which a GUID's bytes stand in its text: the first three groups are little-endian numbers.
+constexpr std::array<std::size_t, 16> guidOrder = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
+
+std::optional<std::string> storedSid(std::string_view value) {
+    if (auto binary = sidFromText(value)) return binary;
+    if (sidToText(value).empty()) return std::nullopt;
+    return std::string(value);
+}
+
+std::optional<std::string> storedGuid(std::string_view value) {
+    if (value.size() == 16) return std::string(value);
+    return guidFromText(value);
+}
+
+}  // namespace
+
+std::optional<Syntax> syntaxOfName(std::string_view name) {
+    const auto found = std::find(syntaxNames.begin(), syntaxNames.end(), name);
+    if (found == syntaxNames.end()) return std::nullopt;
+    return static_cast<Syntax>(found - syntaxNames.begin());
+}
+
+std::string_view syntaxName(Syntax syntax) {
+    return syntaxNames[static_cast<std::size_t>(syntax)];
+}
+
+std::string foldText(std::string_view text) {
+    std::string folded(text);
+    if (isAscii(text)) {
+        std::transform(folded.begin(), folded.end(), folded.begin(), lower);
+        return folded;
+    }
+    if (!CORE::isValidUtf8(text)) return folded;  // bytes of some other kind equal only themselves
+    std::wstring wide = CORE::toWide(text);
+    std::transform(wide.begin(), wide.end(), wide.begin(), CORE::foldCase);
+    return CORE::toUtf8(wide);
+}
+
+bool equalFolded(std::string_view a, std::string_view folded) {
+    if (!isAscii(a)) return foldText(a) == folded;
+    return a.size() == folded.size() &&
+           std::equal(a.begin(), a.end(), folded.begin(), [](char x, char y) { return lower(x) == y; });
+}
+
+std::optional<std::string> storedValue(Syntax syntax, std::string_view value) {
+    switch (syntax) {
+        case Syntax::integer: {
+            const auto parsed = number<std::int64_t>(value);
+            if (!parsed) return std::nullopt;
+            return std::to_string(*parsed);
+        }
+        case Syntax::boolean:
+            if (equalFolded(value, "true")) return "TRUE";
+            if (equalFolded(value, "false")) return "FALSE";
+            return std::nullopt;
+        case Syntax::time: {
+            const auto time = timeFromText(value);
+            if (!time) return std::nullopt;
+            return timeToText(*time);
+        }
+        case Syntax::sid:
+            return storedSid(value);
+        case Syntax::guid:
+            return storedGuid(value);
+        case Syntax::text:
+        case Syntax::dn:
+        case Syntax::octets:
+            break;
+    }
+    return std::string(value);
+}
+
+bool sameValue(Syntax syntax, std::string_view stored, std::string_view key) {
+    return syntax == Syntax::text ? equalFolded(stored, key) : stored == key;
+}
+
+int compareValues(Syntax syntax, std::string_view stored, std::string_view key) {
+    if (syntax == Syntax::integer) {
+        const auto a = number<std::int64_t>(stored).value_or(0);
+        const auto b = number<std::int64_t>(key).value_or(0);
+        return a < b ? -1 : a > b ? 1 : 0;
+    }
+    if (syntax == Syntax::text) return sign(foldText(stored).compare(key));
+    return sign(stored.compare(key));
+}
+
+std::string matchKey(Syntax syntax, std::string_view stored) {
+    return syntax == Syntax::text ? foldText(stored) : std::string(stored);
+}
+
+std::string readableValue(Syntax syntax, std::string_view stored) {
+    if (syntax == Syntax::sid) return sidToText(stored);
+    if (syntax == Syntax::guid) return guidToText(stored);
+    return std::string(stored);
+}
+
+std::optional<std::string> sidFromText(std::string_view text) {
+    if (text.size() < 4 || lower(text[0]) != 's' || text[1] != '-') return std::nullopt;
+    std::vector<std::uint64_t> parts;
+    for (std::size_t at = 2; at <= text.size();) {
+        const auto end = std::min(text.find('-', at), text.size());
+        const auto part = number<std::uint64_t>(text.substr(at, end - at));
+        if (!part) return std::nullopt;
+        parts.push_back(*part);
+        at = end + 1;
+    }
+    constexpr std::size_t mostSubAuthorities = 15;
+    if (parts.size() < 2 || parts[0] != 1 || parts[1] >> 48 || parts.size() - 2 > mostSubAuthorities)
+        return std::nullopt;
+    std::string binary = {static_cast<char>(parts[0]), static_cast<char>(parts.size() - 2)};
+    for (int shift = 40; shift >= 0; shift -= 8) binary += static_cast<char>(parts[1] >> shift & 0xff);
+    for (std::size_t i = 2; i < parts.size(); ++i) {
+        if (parts[i] > UINT32_MAX) return std::nullopt;
+        for (int shift = 0; shift < 32; shift += 8) binary += static_cast<char>(parts[i] >> shift & 0xff);
+    }
+    return binary;
+}
+
+std::string sidToText(std::string_view binary) {
+    const auto byte = [&](std::size_t at) {
+        return static_cast<std::uint64_t>(static_cast<unsigned char>(binary[at]));
+    };
+    if (binary.size() < 8 || byte(0) != 1 || binary.size() != 8 + 4 * byte(1)) return {};
+    std::uint64_t authority = 0;
+    for (std::size_t i = 2; i < 8; ++i) authority = authority << 8 | byte(i);
+    std::string text = "S-1-" + std::to_string(authority);
+    for (std::size_t at = 8; at < binary.size(); at += 4)
+        text += '-' + std::to_string(byte(at) | byte(at + 1) << 8 | byte(at + 2) << 16 | byte(at + 3) << 24);
+    return text;
+}
+
+std::optional<std::string> guidFromText(std::string_view text) {
+    if (text.size() == 38 && text.front() == '{' && text.back() == '}') text = text.substr(1, 36);
+    if (text.size() != 36) return std::nullopt;
+    std::string digits;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
+        if (dash != (text[i] == '-')) return std::nullopt;
+        if (!dash) digits += text[i];
+    }
+    std::string binary(16, '\0');
+    for (std::size_t i = 0; i < 16; ++i) {
+        const auto byte = number<std::uint8_t>(std::string_view(digits).substr(2 * i, 2), 16);
+        if (!byte) return std::nullopt;
+        binary[guidOrder[i]] = static_cast<char>(*byte);
+    }
+    return binary;
+}
+
+std::string guidToText(std::string_view binary) {
+    if (binary.size() != 16) return {};
+    std::string text;
+    for (std::size_t i = 0; i < 16; ++i) {
+        if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
+        constexpr char hex[] = "0123456789abcdef";
+        const auto byte = static_cast<unsigned char>(binary[guidOrder[i]]);
+        text += {hex[byte >> 4], hex[byte & 15]};
+    }
+    return text;
+}
+
+std::string timeToText(Seconds time) {
+    const auto day = std::chrono::floor<std::chrono::days>(time);
+    const std::chrono::year_month_day date(day);
+    const std::chrono::hh_mm_ss clock(time - day);
+    char text[40];
+    std::snprintf(text, sizeof text, "%04d%02u%02u%02d%02d%02d.0Z", static_cast<int>(date.year()),
+                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                  static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                  static_cast<int>(clock.seconds().count()));
+    return text;
+}
+
+std::optional<Seconds> timeFromText(std::string_view text) {
+    if (text.size() < 17 || text.back() != 'Z' || text[14] != '.') return std::nullopt;
+    const auto fraction = text.substr(15, text.size() - 16);  // is dropped, but must be there, as for AD
+    if (fraction.find_first_not_of("0123456789") != fraction.npos) return std::nullopt;
+    const auto part = [&](std::size_t at, std::size_t length) {
+        return number<unsigned>(text.substr(at, length));
+    };
+    const auto year = part(0, 4), month = part(4, 2), day = part(6, 2);
+    const auto hour = part(8, 2), minute = part(10, 2), second = part(12, 2);
+    if (!year || !month || !day || !hour || !minute || !second) return std::nullopt;
+    const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(*year)),
+                                           std::chrono::month(*month), std::chrono::day(*day));
+    if (!date.ok() || *hour > 23 || *minute > 59 || *second > 59) return std::nullopt;
+    return std::chrono::sys_days(date) + std::chrono::hours(*hour) + std::chrono::minutes(*minute) +
+           std::chrono::seconds(*second);
+}
+
+}  // namespace wsadmin::platform::lab

@@ -1,0 +1,57 @@
+// The sample lab: that it loads, and holds what the documentation promises.
+#include <gtest/gtest.h>
+
+#include "platform/lab/lab_platform.h"
+
+namespace wsadmin::platform::lab {
+namespace {
+
+constexpr char suffix[] = "dc=vdi,dc=talvex,dc=int";
+
+std::unique_ptr<LdapSession> boundSession(Platform& platform, const std::string& host = {}) {
+    LdapEndpoint endpoint;
+    endpoint.host = host;
+    auto session = platform.ldap->open(endpoint);
+    EXPECT_TRUE(session);
+    EXPECT_TRUE((*session)->bind({}));
+    return std::move(*session);
+}
+
+std::size_t count(LdapSession& session, const std::string& base, const std::string& filter) {
+    const auto found = session.search({base, LdapScope::subtree, filter, {"1.1"}, {}, 0});
+    EXPECT_TRUE(found) << filter;
+    return found ? found->entries.size() : 0;
+}
+
+TEST(SampleLab, HoldsAPodAndItsDomain) {
+    const auto platform = openLab(WS_SOURCE_DIR "/labs/sample");
+    ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
+    const auto pod = boundSession(**platform);
+    const std::string at = suffix;
+    struct {
+        std::string base, filter;
+        std::size_t entries;
+    } const table[] = {
+        {"ou=Servers, " + at, "(|(objectclass=zre-VM)(objectclass=zre-PM))", 201},
+        {"OU=Server Groups," + at, "objectclass=zre-ServerPool", 5},
+        {"ou=Servers," + at, "(zre-MemberDNOf=cn=SALES,OU=Server Groups,DC=vdi,DC=talvex,DC=int)", 60},
+        {"ou=Server,ou=Properties," + at, "(&(objectClass=zre-PropertyObject)(!zre-HDQSecurityServer=1))", 3},
+        {"ou=Server,ou=Properties," + at,
+         "(&(zre-HDQSecurityServer=1)(zre-ConnectionServerDN=cn=VCS1,ou=Server,ou=Properties," + at + "))",
+         2},
+        {"cn=ForeignSecurityPrincipals," + at, "(&(objectclass=foreignSecurityPrincipal)(cn=*))", 13},
+        {at, "(member=<SID=S-1-5-21-2000-2000-2000-1103>)", 2},
+        {at, "(member=cn=S-1-5-21-2000-2000-2000-1103,cn=ForeignSecurityPrincipals," + at + ")", 2},
+    };
+    for (const auto& row : table) EXPECT_EQ(count(*pod, row.base, row.filter), row.entries) << row.filter;
+
+    const auto corp = boundSession(**platform, "corp.example");
+    EXPECT_EQ(count(*corp, "OU=Staff,DC=corp,DC=example", "(&(objectClass=user)(sAMAccountName=alice))"), 1U);
+    EXPECT_EQ(count(*corp, "DC=corp,DC=example", "(objectSid=S-1-5-21-2000-2000-2000-1103)"), 1U);
+    EXPECT_EQ(count(*corp, "DC=corp,DC=example",
+                    "(member:1.2.840.113556.1.4.1941:=CN=Carol Cole,OU=Staff,DC=corp,DC=example)"),
+              3U);
+}
+
+}  // namespace
+}  // namespace wsadmin::platform::lab
