@@ -74,7 +74,7 @@ struct LdapEndpoint {
     std::uint16_t port = 389;
     bool tls = false;
     bool verifyCertificate = true;                   // tls only
-    std::string caFile;                              // tls only: who may sign; empty: the machine's own list
+    std::string caFile{};                            // tls only: who may sign; empty: the machine's own list
     std::chrono::milliseconds connectTimeout{5000};  // connecting, and the answer to a bind
     std::chrono::milliseconds operationTimeout{60000};  // without any answer, an operation fails with 85
 };
@@ -119,7 +119,7 @@ struct LdapEntry {
 struct LdapSearch {
     std::string base{};
     LdapScope scope = LdapScope::subtree;
-    std::string filter{};                 // also AD's lax forms: no outer parentheses, "(!a=b)"
+    std::string filter{};                   // also AD's lax forms: no outer parentheses, "(!a=b)"
     std::vector<std::string> attributes{};  // none: all
     std::vector<LdapControl> controls{};
     int sizeLimit = 0;  // 0: none
