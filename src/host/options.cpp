@@ -75,6 +75,11 @@ std::optional<int> parseLevel(std::string_view text) {
     return static_cast<int>(level - std::begin(levelNames));
 }
 
+// The library would take such an argument apart at its commas.
+bool looksLikeList(const std::string& argument) {
+    return argument.starts_with('[') && argument.ends_with(']') && argument.find('=') != std::string::npos;
+}
+
 Options::Task taskOf(const Parser& parser) {
     if (parser.help) return parser.options.operation ? Options::Task::describe : Options::Task::help;
     if (parser.list) return Options::Task::list;
@@ -84,6 +89,8 @@ Options::Task taskOf(const Parser& parser) {
 }  // namespace
 
 Outcome<Options> parseOptions(std::vector<std::string> arguments) {
+    if (const auto list = std::ranges::find_if(arguments, looksLikeList); list != arguments.end())
+        return refuse("a NAME cannot begin with a bracket: \"" + *list + "\"");
     Parser parser;
     try {
         std::reverse(arguments.begin(), arguments.end());  // the order that the library takes
