@@ -12,7 +12,7 @@ constexpr wchar_t workerName[] = L"ws_admin";
 #if defined(_WIN32)
 constexpr wchar_t libraryName[] = L"ws_admin.dll";
 #else
-constexpr wchar_t libraryName[] = L"libws_admin.so";
+constexpr wchar_t libraryName[] = L"ws_admin.so";
 #endif
 
 }  // namespace
