@@ -50,7 +50,7 @@ TEST(Format, Integers) {
     enum class Colour : unsigned char { red = 7 };
     const long long big = 0x1234567890;
     expectAll({
-        {L"%d %i %u", {-5, 6, 7U}, L"-5 6 7"},
+        {L"%d %i %u %d", {-5, 6, 7U, -8LL}, L"-5 6 7 -8"},
         {L"%d %ld %lld %I64d %zu",
          {big, big, big, big, big},
          L"78187493520 78187493520 78187493520 78187493520 78187493520"},

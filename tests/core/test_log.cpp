@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "framework/core/corelock.h"
 #include "framework/core/corestring.h"
 
 namespace {
@@ -76,13 +77,23 @@ TEST(Log, LoadedLibrariesAreAnnounced) {
 TEST(Log, ManyThreadsOneLineAtATime) {
     constexpr int threads = 4;
     constexpr int linesEach = 500;
-    int lasting = 0;  // not atomic: calls must not overlap
-    const auto sink = CORE::addLogSink(CORE::logInfo, [&](auto&&...) { ++lasting; });
+    int lines = 0;
+    int overlaps = 0;
+    std::atomic<bool> inside{false};
+    const auto sink = CORE::addLogSink(CORE::logInfo, [&](auto&&...) {
+        if (inside.exchange(true)) ++overlaps;
+        std::this_thread::yield();
+        ++lines;
+        inside = false;
+    });
+    CORE::coreevent start;
     std::vector<std::thread> running;
     for (int t = 0; t < threads; ++t)
-        running.emplace_back([] {
+        running.emplace_back([&start] {
+            start.wait();
             for (int i = 0; i < linesEach; ++i) __SysMessage(CORE::logInfo, L"m", L"%d", i);
         });
+    start.set();
     for (int i = 0; i < 200; ++i) {
         auto alive = std::make_unique<std::atomic<int>>(0);
         auto passing = CORE::addLogSink(CORE::logInfo, [&count = *alive](auto&&...) { ++count; });
@@ -90,7 +101,8 @@ TEST(Log, ManyThreadsOneLineAtATime) {
         alive.reset();
     }
     for (std::thread& thread : running) thread.join();
-    EXPECT_EQ(lasting, threads * linesEach);
+    EXPECT_EQ(overlaps, 0);
+    EXPECT_EQ(lines, threads * linesEach);
 }
 
 }  // namespace
