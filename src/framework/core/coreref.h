@@ -18,6 +18,14 @@ class MFWCORE_API coreref {
     virtual long AddRef() noexcept;   // the count afterwards
     virtual long Release() noexcept;  // the count afterwards; 0: the object is gone
     long RefCount() const noexcept { return count_.load(std::memory_order_relaxed); }
+    // Adds a reference unless the last one has gone; for whoever knows the object, but holds no reference
+    // yet.
+    bool TryAddRef() noexcept {
+        long count = count_.load(std::memory_order_relaxed);
+        while (count > 0)
+            if (count_.compare_exchange_weak(count, count + 1, std::memory_order_acq_rel)) return true;
+        return false;
+    }
 
   private:
     std::atomic<long> count_{1};

@@ -16,10 +16,11 @@ struct Sinks {
     std::vector<const LogHandle*> list;
 };
 
-// Made on first use: other modules may log while this one is still being initialised.
+// Made on first use: other modules may log while this one is still being initialised. Never destroyed: threads may
+// still log while the process ends.
 Sinks& sinks() {
-    static Sinks all;
-    return all;
+    static auto* const all = new Sinks;
+    return *all;
 }
 
 constinit std::atomic<int> wantedFrom{nobody};

@@ -1,48 +1,58 @@
-// Threads that a module starts, counted, so that its exit can wait for all of them.
+// Threads that a module starts, and framework threads that run its code, counted, so that its exit can wait
+// for all.
 #pragma once
 
-#include <condition_variable>
 #include <functional>
-#include <mutex>
+#include <memory>
 #include <string>
+#include <string_view>
 
 #include "framework/core/export.h"
 
 namespace CORE {
 
+// The count is kept apart from the object, in the framework's own memory: who is counted out last touches
+// nothing of the module, which may be unloaded at that very moment.
 class MFWCORE_API ThreadGroup {
   public:
-    explicit ThreadGroup(std::wstring module);
-    ~ThreadGroup();  // waits for all
+    explicit ThreadGroup(std::wstring_view module);  // the source name of log lines about its threads
+    ~ThreadGroup();                                  // waits for all, unless abandoned
     ThreadGroup(const ThreadGroup&) = delete;
     ThreadGroup& operator=(const ThreadGroup&) = delete;
 
-    // Runs the function on a new thread of that name. False when no thread could be started. What the function throws
-    // is logged at the error level.
+    void nameModule(std::wstring_view module);
+    // Runs the function on a new thread of that name. False when no thread could be started. What the
+    // function throws is logged at the error level. The function object is destroyed before the thread counts
+    // as gone.
     [[nodiscard]] bool start(std::wstring name, std::function<void()> function);
-    void waitForAll();  // without time limit
+    // Without time limit; afterwards the threads started here are joined and nobody visits. Not from a thread
+    // that is itself counted here.
+    void waitForAll();
     int running() const;
+    // For the end of the process or an unload without notice, when waiting could be for ever: the destructor
+    // waits for nobody, and threads that still run keep the count alive among themselves. No other call may
+    // follow.
+    void abandon() noexcept;
 
-    // Counts the caller's own thread for a scope: a framework thread that runs the module's code.
+  private:
+    struct State;
+
+  public:
+    // Counts the caller's own thread for a scope, or for as long as the object is kept; a copy counts again.
     class MFWCORE_API Visit {
       public:
-        explicit Visit(ThreadGroup* group);
+        explicit Visit(ThreadGroup* group = nullptr);  // null counts nowhere
+        Visit(const Visit& other);
+        Visit(Visit&& other) noexcept;
+        Visit& operator=(Visit other) noexcept;
         ~Visit();
-        Visit(const Visit&) = delete;
-        Visit& operator=(const Visit&) = delete;
 
       private:
-        ThreadGroup* group_;
+        std::shared_ptr<State> state_;
     };
 
   private:
-    void enter();
-    void leave();
-
-    std::wstring module_;
-    mutable std::mutex mutex_;
-    std::condition_variable gone_;
-    int running_ = 0;
+    std::shared_ptr<State> state_;
 };
 
 }  // namespace CORE

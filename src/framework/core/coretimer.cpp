@@ -1,0 +1,107 @@
+#include "framework/core/coretimer.h"
+
+#include <asio/steady_timer.hpp>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "framework/core/coreexception.h"
+#include "framework/core/corestring.h"
+#include "framework/core/log.h"
+#include "framework/core/threads.h"
+#include "framework/core/timer_thread.h"
+
+namespace CORE {
+
+// Shared with the expiry that is under way, which may come when the object has gone.
+struct coretimer::State : std::enable_shared_from_this<State> {
+    State(coretimer* timer, ThreadGroup* group)
+        : object(timer), owner(group), clock(TimerThread::System().context()) {}
+
+    std::mutex mutex;
+    std::condition_variable ended;
+    coretimer* object;  // null once it is destroyed
+    ThreadGroup* owner;
+    asio::steady_timer clock;
+    std::uint64_t turn = 0;  // of the latest start or stop; the expiry of an earlier one is void
+    bool running = false;
+    bool stoppedMeanwhile = false;  // by another thread than the callback's
+    std::thread::id runner;
+
+    bool inCallback() const { return running && runner == std::this_thread::get_id(); }
+    void start(unsigned milliseconds);
+    void stop(bool wait);
+    void expire(std::uint64_t which);
+    static void call(coretimer& timer);
+};
+
+void coretimer::State::start(unsigned milliseconds) {
+    std::lock_guard lock(mutex);
+    if (inCallback() && stoppedMeanwhile) return;
+    stoppedMeanwhile = false;
+    ++turn;
+    clock.expires_after(std::chrono::milliseconds(milliseconds));
+    clock.async_wait([self = shared_from_this(), which = turn](const asio::error_code& error) {
+        if (!error) self->expire(which);
+    });
+}
+
+void coretimer::State::stop(bool wait) {
+    std::unique_lock lock(mutex);
+    ++turn;
+    clock.cancel();
+    if (!running || inCallback()) return;
+    stoppedMeanwhile = true;
+    if (wait) ended.wait(lock, [this] { return !running; });
+}
+
+void coretimer::State::expire(std::uint64_t which) {
+    std::unique_lock lock(mutex);
+    if (which != turn || !object || !object->TryAddRef()) return;
+    coretimer* const timer = object;
+    const ThreadGroup::Visit visit(owner);
+    running = true;
+    stoppedMeanwhile = false;
+    runner = std::this_thread::get_id();
+    lock.unlock();
+    call(*timer);
+    timer->Release();
+    lock.lock();
+    running = false;
+    ended.notify_all();
+}
+
+void coretimer::State::call(coretimer& timer) {
+    try {
+        timer.OnTimer();
+    } catch (const coreException& e) {
+        __SysMessage(logError, L"mfwcore", L"Exception in a timer callback, error %s", e.text());
+    } catch (const std::exception& e) {
+        __SysMessage(logError, L"mfwcore", L"Exception in a timer callback, error %s", toWide(e.what()));
+    } catch (...) {
+        __SysMessage(logError, L"mfwcore", L"Exception in a timer callback");
+    }
+}
+
+coretimer::coretimer(ThreadGroup* owner) : state_(std::make_shared<State>(this, owner)) {}
+
+coretimer::~coretimer() {
+    state_->stop(true);
+    std::lock_guard lock(state_->mutex);
+    state_->object = nullptr;
+}
+
+void coretimer::StartTimer(unsigned milliseconds) {
+    TimerThread::System().ensureRunning();
+    state_->start(milliseconds);
+}
+
+void coretimer::StopTimer() {
+    state_->stop(false);
+}
+
+void coretimer::StopTimerWithWait() {
+    state_->stop(true);
+}
+
+}  // namespace CORE

@@ -1,0 +1,36 @@
+#include "framework/core/timer_thread.h"
+
+#include "framework/core/coreexception.h"
+
+namespace CORE {
+
+TimerThread& TimerThread::System() {
+    static auto* const instance = new TimerThread;
+    return *instance;
+}
+
+void TimerThread::ensureRunning() {
+    std::lock_guard lock(mutex_);
+    if (running_) return;
+    context_.restart();
+    work_.emplace(context_.get_executor());
+    if (!thread_.start(L"mfwTimerThread", [this] { context_.run(); })) {
+        work_.reset();
+        throw coreException(L"The timer thread could not be started");
+    }
+    running_ = true;
+}
+
+void TimerThread::stop() {
+    {
+        std::lock_guard lock(mutex_);
+        if (!running_) return;
+        work_.reset();
+        context_.stop();
+    }
+    thread_.joinAll();  // without the lock: the callback that runs may start a timer
+    std::lock_guard lock(mutex_);
+    running_ = false;
+}
+
+}  // namespace CORE

@@ -1,0 +1,35 @@
+// The framework's one timer thread. It starts with the first timer.
+#pragma once
+
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <mutex>
+#include <optional>
+
+#include "framework/core/joined_threads.h"
+
+namespace CORE {
+
+class TimerThread {
+  public:
+    // Never destroyed: timers of modules may be stopped while the process ends.
+    static TimerThread& System();
+
+    asio::io_context& context() noexcept { return context_; }
+    void ensureRunning();  // throws coreException when no thread can be had
+    // Ends the thread after the callback that runs; timers still due stay due until ensureRunning. Not from a
+    // callback.
+    void stop();
+
+  private:
+    TimerThread() = default;
+    ~TimerThread() = default;
+
+    std::mutex mutex_;
+    bool running_ = false;
+    asio::io_context context_{1};
+    std::optional<asio::executor_work_guard<asio::io_context::executor_type>> work_;
+    JoinedThreads thread_;
+};
+
+}  // namespace CORE
