@@ -1,7 +1,7 @@
 // The framework instance of this process: workers by name, and the threads that requests run on.
 #pragma once
 
-#include <functional>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -29,14 +29,17 @@ class MFWCORE_API MessageFrameWork {
   public:
     static MessageFrameWork& System();
 
-    // Registers a worker. The four flags, in order: the worker takes messages of this machine; of remote machines; only
-    // one request at a time; names compare without regard to case. `owner` counts the threads that run its code.
-    // Throws coreException when the name is taken or empty.
+    // Registers a worker. The four flags, in order: the worker takes messages of this machine; of remote
+    // machines; only one request at a time, in their order (a request that the running one sends to its own
+    // worker on the same thread runs inside it); names compare without regard to case. `owner` counts the
+    // threads that run its code, from the look-up of the name until the WorkItem is gone. Throws
+    // coreException when the name is taken or empty.
     void AddWorker(WorkItemFactory factory, std::wstring_view name, std::wstring_view description, bool local,
                    bool remote, bool serialised, bool foldNames, ThreadGroup* owner = nullptr);
-    // New requests no longer find it. `wait` waits for the running ones. False when there was none.
+    // New requests no longer find it, those that run go on. `wait` waits for them, and must not be asked for
+    // from inside one of them. False when there was none. The framework's own worker "System" stays.
     bool RemoveWorker(std::wstring_view name, bool wait);
-    // Waits up to so many milliseconds for a worker of that name.
+    // Waits up to so many milliseconds for a worker of that name; a shutdown ends the wait.
     bool IsWorkerInstalled(std::wstring_view name, unsigned timeoutMs);
 
     // Channels to remote machines: not carried by this host yet, so opening one answers null.
@@ -44,9 +47,16 @@ class MFWCORE_API MessageFrameWork {
                                                            std::wstring_view address);
     void CloseChannel(const std::shared_ptr<MessageChannel>& channel);
 
-    // Requests that wait for a thread or run on one; for tests and for an orderly end.
+    // Asynchronous messages that wait for a thread or run on one, until their callbacks have gone.
     int pending() const;
-    void drain();  // waits until nothing is pending
+    void drain();  // waits until nothing is pending; not from inside a request or callback
+    // Threads of the pool, and how long one stays idle before it ends (30 seconds when nothing is set).
+    int poolThreads() const;
+    void setPoolIdleLimit(std::chrono::milliseconds limit);
+    // The orderly end, before the process ends: no timer fires any more, messages that have not begun are aborted, what
+    // runs is waited for, and the pool's threads and the timer thread are joined. Later messages and timers start them
+    // anew. Not from one of those threads. A process that ends without it may do so safely.
+    void shutdown();
 
     // What the host says of this installation.
     InstRole GetInstRole() const noexcept;
@@ -64,7 +74,9 @@ class MFWCORE_API MessageFrameWork {
     std::unique_ptr<State> state_;
 };
 
-inline InstRole GetInstRole() { return MessageFrameWork::System().GetInstRole(); }
+inline InstRole GetInstRole() {
+    return MessageFrameWork::System().GetInstRole();
+}
 
 struct coreosver {
     // The generation of the operating system: major * 100 + minor (601: 6.1). Linux counts as the newest.

@@ -1,0 +1,90 @@
+#include "framework/core/delivery.h"
+
+#include "framework/core/coreexception.h"
+#include "framework/core/corestring.h"
+#include "framework/core/log.h"
+
+namespace CORE {
+
+void RunningItem::set(WorkItem* item, const WorkerRegistry::Claim* claim) {
+    std::lock_guard lock(mutex_);
+    item_ = item;
+    claim_ = claim;
+}
+
+void RunningItem::abort() {
+    std::unique_lock lock(mutex_);
+    if (!item_) return;
+    const WorkerRegistry::Claim claim =
+        claim_->again();  // outlives the reference: the release may be the last
+    const auto item = refptr<WorkItem>::share(item_);
+    lock.unlock();
+    try {
+        item->AbortHandler();
+    } catch (...) {
+        __SysMessage(logError, L"mfwcore", L"Worker %s: exception in AbortHandler",
+                     claim.registration().name);
+    }
+}
+
+namespace {
+
+// Keeps an object findable for a scope.
+class Findable {
+  public:
+    Findable(RunningItem* place, WorkItem* item, const WorkerRegistry::Claim* claim) : place_(place) {
+        if (place_) place_->set(item, claim);
+    }
+    ~Findable() {
+        if (place_) place_->set(nullptr, nullptr);
+    }
+    Findable(const Findable&) = delete;
+    Findable& operator=(const Findable&) = delete;
+
+  private:
+    RunningItem* place_;
+};
+
+void reportException(const WorkerRegistry::Claim& claim, std::wstring_view operation, PropertyBag& response,
+                     const std::wstring& error) {
+    __SysMessage(logError, L"mfwcore", L"Worker %s, operation %s: %s", claim.registration().name, operation,
+                 error);
+    response.setError(1, error);
+}
+
+}  // namespace
+
+RespType deliver(const WorkerRegistry::Claim& claim, const std::wstring& operation,
+                 const PropertyBag& request, PropertyBag& response, const MsgBinary* requestBinary,
+                 MsgBinary* responseBinary, RunningItem* running) {
+    try {
+        const auto item = refptr<WorkItem>::adopt(claim.registration().factory());
+        if (!item) throw coreException(L"The worker made no object for the request");
+        item->attach(requestBinary, responseBinary);
+        const Findable findable(running, item.get(), &claim);
+        if (!item->VisibilityHandler(operation.c_str())) {
+            response.setError(1, L"Operation " + operation + L" is not available");
+            return RespType::notHandled;
+        }
+        if (item->MessageHandler(operation.c_str(), request, response)) return RespType::handled;
+    } catch (const coreException& e) {
+        reportException(claim, operation, response, e.text());
+    } catch (const std::exception& e) {
+        reportException(claim, operation, response, L"Unexpected exception: " + toWide(e.what()));
+    } catch (...) {
+        reportException(claim, operation, response, L"Unexpected exception");
+    }
+    return RespType::notHandled;
+}
+
+bool refuse(const WorkerRegistry::Claim& claim, std::wstring_view worker, PropertyBag& response) {
+    if (!claim) {
+        response.setError(1, L"Worker " + std::wstring(worker) + L" is not installed");
+        return true;
+    }
+    if (claim.registration().local) return false;
+    response.setError(1, L"Worker " + claim.registration().name + L" takes no messages of this machine");
+    return true;
+}
+
+}  // namespace CORE

@@ -1,0 +1,88 @@
+#include "framework/core/framework.h"
+
+#include <utility>
+
+#include "framework/core/corestring.h"
+#include "framework/core/framework_state.h"
+#include "framework/core/log.h"
+#include "framework/core/system.h"
+#include "framework/core/timer_thread.h"
+
+namespace CORE {
+
+// Never destroyed: threads that still run while the process ends find it whole.
+MessageFrameWork& MessageFrameWork::System() {
+    static auto* const instance = new MessageFrameWork;
+    return *instance;
+}
+
+MessageFrameWork::MessageFrameWork() : state_(std::make_unique<State>()) {
+    AddWorker(&makeSystemWorker, systemWorkerName, L"Message framework", true, true, false, true);
+}
+
+MessageFrameWork::~MessageFrameWork() = default;
+
+void MessageFrameWork::AddWorker(WorkItemFactory factory, std::wstring_view name,
+                                 std::wstring_view description, bool local, bool remote, bool serialised,
+                                 bool foldNames, ThreadGroup* owner) {
+    state_->workers.add({factory, std::wstring(name), std::wstring(description), local, remote, serialised,
+                         foldNames, owner});
+}
+
+bool MessageFrameWork::RemoveWorker(std::wstring_view name, bool wait) {
+    if (compareFolded(name, systemWorkerName) == 0) return false;
+    return state_->workers.remove(name, wait);
+}
+
+bool MessageFrameWork::IsWorkerInstalled(std::wstring_view name, unsigned timeoutMs) {
+    return state_->workers.waitFor(name, std::chrono::milliseconds(timeoutMs));
+}
+
+std::shared_ptr<MessageChannel> MessageFrameWork::ConnectChannelByTicket(std::wstring_view type,
+                                                                         std::wstring_view,
+                                                                         std::wstring_view address) {
+    __SysMessage(logWarning, L"mfwcore", L"No channel of type %s to %s: this host carries no channels", type,
+                 address);
+    return nullptr;
+}
+
+void MessageFrameWork::CloseChannel(const std::shared_ptr<MessageChannel>&) {}
+
+int MessageFrameWork::pending() const {
+    return state_->messages.pending();
+}
+
+void MessageFrameWork::drain() {
+    state_->messages.drain();
+}
+
+int MessageFrameWork::poolThreads() const {
+    return state_->pool.threads();
+}
+
+void MessageFrameWork::setPoolIdleLimit(std::chrono::milliseconds limit) {
+    state_->pool.setIdleLimit(limit);
+}
+
+void MessageFrameWork::shutdown() {
+    TimerThread::System().stop();  // first: callbacks start new work
+    state_->workers.endWaits(true);
+    state_->messages.close();
+    state_->pool.stop();
+    state_->messages.open();
+    state_->workers.endWaits(false);
+}
+
+InstRole MessageFrameWork::GetInstRole() const noexcept {
+    return InstRole(state_->role);
+}
+
+void MessageFrameWork::setInstRole(InstType type) noexcept {
+    state_->role = type;
+}
+
+int coreosver::level() noexcept {
+    return sys::osLevel();
+}
+
+}  // namespace CORE

@@ -1,0 +1,108 @@
+#include "framework/core/message.h"
+
+#include <array>
+
+#include "framework/core/delivery.h"
+#include "framework/core/framework_state.h"
+#include "framework/core/log.h"
+
+namespace CORE {
+
+MsgBinary::MsgBinary() = default;
+MsgBinary::MsgBinary(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes)) {}
+MsgBinary::~MsgBinary() = default;
+
+const wchar_t* respTypeName(RespType type) noexcept {
+    static constexpr std::array names{L"handled",  L"notHandled", L"noWorker",
+                                      L"timedOut", L"cancelled",  L"aborted"};
+    const auto index = static_cast<std::size_t>(type);
+    return index < names.size() ? names[index] : L"unknown";
+}
+
+namespace {
+
+// No channel can be had yet, so whoever names one cannot be served.
+bool refuseChannel(std::wstring_view worker, PropertyBag& response) {
+    response.setError(1, L"Worker " + std::wstring(worker) + L" cannot be reached: there is no channel");
+    return false;
+}
+
+}  // namespace
+
+MessageHandler::MessageHandler() = default;
+MessageHandler::~MessageHandler() = default;
+
+bool MessageHandler::SendMsg(std::wstring_view worker, std::wstring_view operation,
+                             const PropertyBag& request, PropertyBag& response, const SendOptions& options) {
+    if (options.channel) return refuseChannel(worker, response);
+    auto claim = MessageFrameWork::System().state_->workers.claim(worker);
+    if (refuse(claim, worker, response)) return false;
+    claim.takeTurn();
+    return deliver(claim, std::wstring(operation), request, response, options.requestBinary,
+                   options.responseBinary, nullptr) == RespType::handled;
+}
+
+std::uint64_t MessageHandler::SendAsyncMsg(std::wstring_view worker, std::wstring_view operation,
+                                           PropertyBag request, ResponseCallback callback,
+                                           const SendOptions& options) {
+    if (options.channel) return 0;
+    return MessageFrameWork::System().state_->messages.send(worker, operation, std::move(request),
+                                                            std::move(callback), options);
+}
+
+bool MessageHandler::PostMsg(std::wstring_view worker, std::wstring_view operation, PropertyBag request) {
+    {
+        PropertyBag refusal;
+        if (refuse(MessageFrameWork::System().state_->workers.claim(worker), worker, refusal)) return false;
+    }
+    return SendAsyncMsg(worker, operation, std::move(request), {}) != 0;
+}
+
+bool MessageHandler::CancelMsg(std::uint64_t message) {
+    return MessageFrameWork::System().state_->messages.cancel(message);
+}
+
+WorkItem::WorkItem() = default;
+WorkItem::~WorkItem() = default;
+
+bool WorkItem::StateHandler(const PropertyBag&, PropertyBag&) {
+    return false;
+}
+
+bool WorkItem::VisibilityHandler(const wchar_t*) {
+    return true;
+}
+
+void WorkItem::AbortHandler() {}
+
+bool WorkItem::EvalItem(const PropertyBag&) {
+    return true;
+}
+
+int WorkItem::BroadcastMsg(std::wstring_view operation, const PropertyBag& request) {
+    int sent = 0;
+    for (const std::wstring& worker : MessageFrameWork::System().state_->workers.localNames())
+        if (worker != systemWorkerName && PostMsg(worker, operation, request)) ++sent;
+    return sent;
+}
+
+bool WorkItem::Impersonate() {
+    return false;
+}
+
+void WorkItem::RevertToSelf() {}
+
+const MsgBinary& WorkItem::requestBinary() const noexcept {
+    return requestBinary_ ? *requestBinary_ : unsentBinary_;
+}
+
+MsgBinary& WorkItem::responseBinary() noexcept {
+    return responseBinary_ ? *responseBinary_ : unsentBinary_;
+}
+
+void WorkItem::attach(const MsgBinary* request, MsgBinary* response) noexcept {
+    requestBinary_ = request;
+    responseBinary_ = response;
+}
+
+}  // namespace CORE

@@ -1,0 +1,39 @@
+#include <algorithm>
+
+#include "framework/core/corestring.h"
+#include "framework/core/framework_state.h"
+
+namespace CORE {
+
+namespace {
+
+class SystemWorker : public WorkItem {
+  public:
+    bool MessageHandler(const wchar_t* operation, const PropertyBag& request,
+                        PropertyBag& response) override {
+        if (compareFolded(operation, L"IsWorkerInstalled") == 0) return isWorkerInstalled(request, response);
+        response.setError(120);
+        return false;
+    }
+
+  private:
+    static bool isWorkerInstalled(const PropertyBag& request, PropertyBag& response) {
+        const wstr name = request.get(L"QueueName");
+        if (name.empty()) {
+            response.setError(1, L"QueueName is missing");
+            return false;
+        }
+        const auto timeout = static_cast<unsigned>(std::max(0, request.getInt(L"Timeout", 0)));
+        if (MessageFrameWork::System().IsWorkerInstalled(name, timeout)) return true;
+        response.setError(1, L"Worker " + name.str() + L" is not installed");
+        return false;
+    }
+};
+
+}  // namespace
+
+WorkItem* makeSystemWorker() {
+    return new SystemWorker;
+}
+
+}  // namespace CORE

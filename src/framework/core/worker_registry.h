@@ -1,0 +1,81 @@
+// The workers of this process by name, and the claims that running requests have on them.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "framework/core/framework.h"
+#include "framework/core/threads.h"
+
+namespace CORE {
+
+struct Registration {
+    WorkItemFactory factory = nullptr;
+    std::wstring name;
+    std::wstring description;
+    bool local = true;
+    bool remote = false;
+    bool serialised = false;
+    bool foldNames = true;
+    ThreadGroup* owner = nullptr;
+};
+
+class WorkerRegistry {
+    struct Worker;
+
+  public:
+    // One request's hold on a worker: taken under the lock that finds the name, so that whoever removes the
+    // worker afterwards sees it counted, and kept until the request's object is gone. Moved, not copied.
+    class Claim {
+      public:
+        Claim() = default;
+        Claim(Claim&&) noexcept = default;
+        Claim& operator=(Claim&&) = delete;
+        ~Claim();
+        explicit operator bool() const noexcept { return worker_ != nullptr; }
+        const Registration& registration() const noexcept;
+        Claim again() const;  // another hold on the same worker
+        // A serialised worker's requests run one at a time, in the order in which they ask. False when
+        // `givenUp` says so before the turn has come (see wake).
+        bool takeTurn(const std::function<bool()>& givenUp = {});
+
+      private:
+        friend class WorkerRegistry;
+        Claim(WorkerRegistry& registry, std::shared_ptr<Worker> worker);
+        WorkerRegistry* registry_ = nullptr;
+        std::shared_ptr<Worker> worker_;
+        ThreadGroup::Visit visit_;
+        bool turn_ = false;
+    };
+
+    void add(Registration registration);  // throws coreException when the name is empty or taken
+    bool remove(std::wstring_view name, bool wait);
+    Claim claim(std::wstring_view name);  // empty when there is none
+    bool waitFor(std::wstring_view name, std::chrono::milliseconds limit);
+    std::vector<std::wstring> localNames() const;
+    void wake();               // whoever waits for a turn looks again whether it was given up
+    void endWaits(bool ends);  // waitFor waits no more, or again
+
+  private:
+    struct FoldedLess {
+        using is_transparent = void;
+        bool operator()(std::wstring_view a, std::wstring_view b) const noexcept;
+    };
+    using Workers = std::multimap<std::wstring, std::shared_ptr<Worker>, FoldedLess>;
+    Workers::const_iterator find(std::wstring_view name) const;
+    void letGo(Worker& worker, bool turn);
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    Workers workers_;
+    bool waitsEnd_ = false;
+};
+
+}  // namespace CORE

@@ -1,0 +1,81 @@
+// A worker whose requests do what a test says, and the means to wait for what happens on other threads.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <string>
+#include <utility>
+
+#include "framework/core/corelock.h"
+#include "framework/core/framework.h"
+
+namespace wstest {
+
+// Only a fault lets a wait last so long.
+inline constexpr std::chrono::seconds longTime{60};
+
+class ScriptedItem : public CORE::WorkItem {
+  public:
+    using Script = std::function<bool(ScriptedItem& item, const std::wstring& operation,
+                                      const CORE::PropertyBag& request, CORE::PropertyBag& response)>;
+
+    static inline Script script;
+    static inline std::function<void()> onAbort;
+    static inline std::atomic<int> alive{0};
+
+    static CORE::WorkItem* make() { return new ScriptedItem; }
+    static CORE::WorkItem* makeNone() { return nullptr; }
+    ScriptedItem() { ++alive; }
+    ~ScriptedItem() override { --alive; }
+    bool MessageHandler(const wchar_t* operation, const CORE::PropertyBag& request,
+                        CORE::PropertyBag& response) override {
+        return script ? script(*this, operation, request, response) : true;
+    }
+    bool VisibilityHandler(const wchar_t* operation) override {
+        return std::wstring_view(operation) != L"hidden";
+    }
+    void AbortHandler() override {
+        if (onAbort) onAbort();
+    }
+};
+
+struct WorkerFlags {
+    bool local = true;
+    bool remote = false;
+    bool serialised = false;
+    bool foldNames = true;
+};
+
+// Installs the scripted worker for a scope.
+class ScriptedWorker {
+  public:
+    explicit ScriptedWorker(ScriptedItem::Script script = {}, WorkerFlags flags = {},
+                            CORE::ThreadGroup* owner = nullptr, std::wstring name = L"scripted")
+        : name_(std::move(name)) {
+        ScriptedItem::script = std::move(script);
+        CORE::MessageFrameWork::System().AddWorker(&ScriptedItem::make, name_, L"", flags.local, flags.remote,
+                                                   flags.serialised, flags.foldNames, owner);
+    }
+    ~ScriptedWorker() {
+        CORE::MessageFrameWork::System().drain();
+        CORE::MessageFrameWork::System().RemoveWorker(name_, true);
+        ScriptedItem::script = {};
+        ScriptedItem::onAbort = {};
+        EXPECT_EQ(ScriptedItem::alive, 0) << "the framework kept a request's object";
+    }
+    ScriptedWorker(const ScriptedWorker&) = delete;
+    ScriptedWorker& operator=(const ScriptedWorker&) = delete;
+
+  private:
+    std::wstring name_;
+};
+
+// Waits for an event without letting a fault hang the test.
+inline void await(const CORE::coreevent& event) {
+    ASSERT_TRUE(event.waitFor(longTime));
+}
+
+}  // namespace wstest

@@ -1,0 +1,107 @@
+#include "framework/core/threads.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <vector>
+
+#include "core/scripted_worker.h"
+#include "framework/core/coreexception.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace wstest;
+using CORE::ThreadGroup;
+
+TEST(ThreadGroup, WaitsForThreadsThatThreadsStart) {
+    ThreadGroup group(L"module");
+    std::atomic<int> ran{0};
+    for (int i = 0; i < 10; ++i)
+        ASSERT_TRUE(group.start(L"outer", [&] { EXPECT_TRUE(group.start(L"inner", [&] { ++ran; })); }));
+    group.waitForAll();
+    EXPECT_EQ(ran, 10);
+    EXPECT_EQ(group.running(), 0);
+}
+
+// A module may be unloaded as soon as the wait returns, so the function's own destruction comes before.
+TEST(ThreadGroup, DestroysTheFunctionBeforeTheThreadCountsAsGone) {
+    for (int i = 0; i < 200; ++i) {
+        ThreadGroup group(L"module");
+        std::atomic<bool> destroyed{false};
+        std::shared_ptr<void> code(nullptr, [&](void*) {
+            std::this_thread::yield();
+            destroyed = true;
+        });
+        ASSERT_TRUE(group.start(L"t", [code = std::move(code)] {}));
+        group.waitForAll();
+        ASSERT_TRUE(destroyed);
+    }
+}
+
+TEST(ThreadGroup, LogsWhatAThreadThrows) {
+    const struct {
+        void (*function)();
+        const wchar_t* error;
+    } rows[] = {
+        {[] { throw CORE::coreException(L"broken promise"); }, L"broken promise"},
+        {[] { throw std::runtime_error("out of range"); }, L"out of range"},
+        {[] { throw 42; }, L"unknown"},
+    };
+    for (const auto& row : rows) {
+        const LogCapture log;
+        ThreadGroup group(L"module");
+        ASSERT_TRUE(group.start(L"Worker", row.function));
+        group.waitForAll();
+        ASSERT_EQ(log.lines().size(), 1u);
+        EXPECT_TRUE(log.contains(CORE::logError,
+                                 std::wstring(L"Thread Worker ended with an exception, error ") + row.error));
+    }
+}
+
+TEST(ThreadGroup, VisitsCountForAsLongAsAnyCopyLives) {
+    ThreadGroup group(L"module");
+    {
+        ThreadGroup::Visit first(&group);
+        const ThreadGroup::Visit copy(first);
+        EXPECT_EQ(group.running(), 2);
+        const ThreadGroup::Visit moved(std::move(first));
+        EXPECT_EQ(group.running(), 2);
+        const ThreadGroup::Visit nowhere(nullptr);
+        EXPECT_EQ(group.running(), 2);
+    }
+    EXPECT_EQ(group.running(), 0);
+}
+
+TEST(ThreadGroup, WaitsForVisitors) {
+    ThreadGroup group(L"module");
+    CORE::coreevent inside;
+    std::atomic<bool> left{false};
+    std::thread visitor([&] {
+        const ThreadGroup::Visit visit(&group);
+        inside.set();
+        std::this_thread::yield();
+        left = true;
+    });
+    await(inside);
+    group.waitForAll();
+    EXPECT_TRUE(left);
+    visitor.join();
+}
+
+TEST(ThreadGroup, AbandonedWaitsForNobody) {
+    CORE::coreevent go, done;
+    {
+        ThreadGroup group(L"module");
+        ASSERT_TRUE(group.start(L"t", [&] {
+            EXPECT_TRUE(go.waitFor(longTime));
+            done.set();
+        }));
+        group.abandon();
+    }
+    go.set();  // only now, so the destructor cannot have waited
+    await(done);
+}
+
+}  // namespace

@@ -1,0 +1,183 @@
+#include "framework/core/coretimer.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <thread>
+
+#include "core/scripted_worker.h"
+#include "framework/core/coreexception.h"
+#include "framework/core/threads.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace wstest;
+
+class Timer : public CORE::coretimer {
+  public:
+    explicit Timer(std::function<void(Timer&)> callback, CORE::ThreadGroup* owner = nullptr)
+        : coretimer(owner), callback_(std::move(callback)) {
+        ++alive;
+    }
+    ~Timer() override {
+        StopTimerWithWait();
+        --alive;
+    }
+    static inline std::atomic<int> alive{0};
+
+  protected:
+    void OnTimer() override { callback_(*this); }
+
+  private:
+    std::function<void(Timer&)> callback_;
+};
+
+// What is due within a millisecond from now on has been called, or never will be.
+void passTheTimerThread() {
+    CORE::coreevent passed;
+    Timer last([&](Timer&) { passed.set(); });
+    last.StartTimer(3);
+    await(passed);
+}
+
+TEST(CoreTimer, RepeatsWhenTheCallbackStartsItAgain) {
+    int count = 0;
+    std::thread::id thread;
+    CORE::coreevent done;
+    Timer timer([&](Timer& self) {
+        if (count++ == 0) thread = std::this_thread::get_id();
+        EXPECT_EQ(thread, std::this_thread::get_id()) << "one timer thread";
+        if (count == 5) return done.set();
+        self.StartTimer(1);
+    });
+    timer.StartTimer(1);
+    await(done);
+    EXPECT_NE(thread, std::this_thread::get_id());
+    passTheTimerThread();
+    EXPECT_EQ(count, 5) << "one shot each";
+}
+
+TEST(CoreTimer, StartingAgainReplacesTheEarlierStart) {
+    std::atomic<int> count{0};
+    CORE::coreevent blocked, go;
+    Timer blocker([&](Timer&) {
+        blocked.set();
+        EXPECT_TRUE(go.waitFor(longTime));
+    });
+    blocker.StartTimer(0);
+    await(blocked);
+    Timer twice([&](Timer&) { ++count; });
+    Timer stopped([&](Timer&) { ADD_FAILURE() << "a stopped timer was called"; });
+    twice.StartTimer(1);
+    stopped.StartTimer(1);
+    twice.StartTimer(2);
+    stopped.StopTimer();
+    go.set();
+    passTheTimerThread();
+    EXPECT_EQ(count, 1);
+}
+
+TEST(CoreTimer, StopWithWaitAwaitsTheRunningCallback) {
+    CORE::coreevent inside, go;
+    std::atomic<bool> finished{false};
+    Timer timer([&](Timer&) {
+        inside.set();
+        EXPECT_TRUE(go.waitFor(longTime));
+        for (int i = 0; i < 100; ++i) std::this_thread::yield();
+        finished = true;
+    });
+    timer.StartTimer(0);
+    await(inside);
+    std::thread release([&] { go.set(); });
+    timer.StopTimerWithWait();
+    EXPECT_TRUE(finished);
+    release.join();
+}
+
+TEST(CoreTimer, StopFromElsewhereVoidsTheCallbacksOwnRestart) {
+    CORE::coreevent inside, go;
+    std::atomic<int> count{0};
+    Timer timer([&](Timer& self) {
+        ++count;
+        inside.set();
+        EXPECT_TRUE(go.waitFor(longTime));
+        self.StartTimer(1);
+    });
+    timer.StartTimer(0);
+    await(inside);
+    timer.StopTimer();
+    go.set();
+    passTheTimerThread();
+    EXPECT_EQ(count, 1);
+
+    timer.StartTimer(0);  // a start from elsewhere counts again
+    while (count < 3) std::this_thread::yield();
+    timer.StopTimerWithWait();
+}
+
+TEST(CoreTimer, CallbackMayStopItsOwnTimerWithWait) {
+    CORE::coreevent done;
+    Timer timer([&](Timer& self) {
+        self.StopTimerWithWait();
+        done.set();
+    });
+    timer.StartTimer(0);
+    await(done);
+}
+
+TEST(CoreTimer, LogsAnExceptionAndGoesOn) {
+    const LogCapture log;
+    Timer timer([](Timer&) { throw CORE::coreException(L"broken promise"); });
+    timer.StartTimer(0);
+    passTheTimerThread();
+    EXPECT_TRUE(log.contains(CORE::logError, L"Exception in a timer callback, error broken promise"));
+}
+
+TEST(CoreTimer, MayBeReleasedByItsCallback) {
+    CORE::ThreadGroup module(L"module");
+    CORE::coreevent called;
+    auto* timer = new Timer(
+        [&](Timer& self) {
+            EXPECT_EQ(module.running(), 1) << "the timer thread runs the module's code";
+            self.Release();
+            EXPECT_EQ(Timer::alive, 1) << "not while the callback runs";
+            called.set();
+        },
+        &module);
+    timer->StartTimer(0);
+    await(called);
+    module.waitForAll();
+    EXPECT_EQ(Timer::alive, 0);
+}
+
+// The last release and the expiry meet in every order; the callback's own reference must never revive a dying
+// object.
+TEST(CoreTimer, ReleaseAndExpiryMayMeet) {
+    CORE::ThreadGroup module(L"module");
+    for (int i = 0; i < 500; ++i) {
+        auto* timer = new Timer(
+            [](Timer& self) {
+                const auto hold = CORE::refptr<Timer>::share(&self);
+                std::this_thread::yield();
+            },
+            &module);
+        timer->StartTimer(0);
+        for (int spins = i % 7; spins > 0; --spins) std::this_thread::yield();
+        timer->Release();
+    }
+    passTheTimerThread();
+    module.waitForAll();
+    EXPECT_EQ(Timer::alive, 0);
+}
+
+TEST(CoreTimer, RunsAgainAfterAShutdown) {
+    CORE::MessageFrameWork::System().shutdown();
+    passTheTimerThread();
+    CORE::MessageFrameWork::System().shutdown();
+    CORE::MessageFrameWork::System().shutdown();
+    passTheTimerThread();
+}
+
+}  // namespace
