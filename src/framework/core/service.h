@@ -1,6 +1,7 @@
 // Bases of a plug-in: the module's plug-in object, its service, and the object of one request.
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 #include "framework/core/corelock.h"
@@ -24,9 +25,10 @@ class MFWCORE_API service : public coreref {
     bool stopped() const noexcept { return stopped_; }
     const coreevent* stopEvent() const noexcept { return stopEvent_.get(); }  // null without one
 
-    // Stores the name and registers the worker. A coreException of AddWorker is swallowed and leaves it unregistered.
-    void registerWorker(WorkItem* (*factory)(), std::wstring_view name, std::wstring_view description, bool local,
-                        bool remote, bool serialised, bool foldNames, ThreadGroup* owner);
+    // Stores the name and registers the worker. A coreException of AddWorker ends here, as a warning in the
+    // log, and leaves the worker unregistered.
+    void registerWorker(WorkItem* (*factory)(), std::wstring_view name, std::wstring_view description,
+                        bool local, bool remote, bool serialised, bool foldNames, ThreadGroup* owner);
     void unregisterWorker();  // when registered; running requests go on
     void stop();              // sets the flag and signals the event
 
@@ -48,7 +50,7 @@ class MFWCORE_API serviceOperation : public WorkItem {
     virtual void afterOperation(const wchar_t* operation, PropertyBag& response);        // base: nothing
 };
 
-// One static instance per module; it records itself as the module's current plug-in.
+// One static instance per module, which the exported functions of the module hand their calls to.
 class MFWCORE_API mfwPluginDll : public coreref {
   public:
     mfwPluginDll();
@@ -58,9 +60,11 @@ class MFWCORE_API mfwPluginDll : public coreref {
     virtual void initialiseAsync();          // on "PluginInitThread"; base: nothing
     virtual void cleanup();                  // base: nothing
 
-    // What the three exported functions do.
-    bool params(const PropertyBag* bag);
+    // What the three exported functions do. `module` is the source name of their log lines. No exception
+    // leaves them.
+    bool params(const PropertyBag* bag);  // true; a null bag changes nothing
     bool init(std::wstring_view module);
+    // Returns when no thread runs the module's code any more, so not from a thread that threads() counts.
     void exit(std::wstring_view module);
 
     bool exiting() const;
