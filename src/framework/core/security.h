@@ -1,6 +1,7 @@
 // Encryption of sensitive parameters under the host's key, and small questions about identities.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -9,12 +10,13 @@
 
 namespace CORE {
 
-// AES-256-GCM with a random nonce; the text form is "{1}" and base64. The key is the host's: a file that only its owner
-// may read, made on first use, or one that the host sets. Any thread.
+// AES-256-GCM with a random nonce; the text form is "{1}" and base64 of nonce, cipher text and tag. The key
+// is the host's: 32 bytes in a file that only its owner may read, made on first use. Any thread.
 class MFWCORE_API SecurityManager {
   public:
     static SecurityManager& System();
-    void setKeyFile(std::wstring_view path);  // before first use; the key is made there when it is missing
+    // Another place for the key, instead of the platform's; a key that is in use is forgotten.
+    void setKeyFile(std::wstring_view path);
 
     // Empty when the text was not made under this key or was changed; the failure is logged without the text.
     mstr Decrypt(std::wstring_view encrypted);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -33,8 +34,12 @@ bool registryValues(std::wstring_view key,
                     const std::function<void(std::wstring_view, std::wstring_view)>& each);
 
 std::wstring defaultKeyFile();  // where the host's key is kept; the folder may be missing
-void restrictToOwner(
-    const std::wstring& path);  // nobody else may read the file; coreException when that fails
+// Makes a file that nobody but its owner may ever read. It appears with all its content or not at all; false
+// when there is one of that name already, which stays as it is. The folder must be there.
+bool createPrivateFile(const std::wstring& path, std::span<const unsigned char> content);
+// The beginning of a file, as much as fits; how much that was. Nothing when there is no such file. Like its
+// opposite throws coreException when the system refuses.
+std::optional<std::size_t> readFileStart(const std::wstring& path, std::span<unsigned char> buffer);
 void nameThisThread(std::wstring_view name) noexcept;
 
 }  // namespace CORE::sys

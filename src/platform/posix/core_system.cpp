@@ -7,7 +7,6 @@
 #include <netdb.h>
 #include <pthread.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <wctype.h>
 
@@ -17,7 +16,6 @@
 #include <cstdlib>
 #include <memory>
 
-#include "framework/core/coreexception.h"
 #include "framework/core/corestring.h"
 
 namespace CORE::sys {
@@ -160,12 +158,6 @@ std::wstring defaultKeyFile() {
     const auto home = environment(L"HOME");
     return home && !home->empty() ? *home + L"/.local/state/ws_admin/host.key"
                                   : L"/var/lib/ws_admin/host.key";
-}
-
-void restrictToOwner(const std::wstring& path) {
-    if (chmod(toUtf8(path).c_str(), S_IRUSR | S_IWUSR) != 0)
-        throw coreException(formatText(L"Cannot restrict %s to its owner: %s", path,
-                                       errorText(static_cast<std::uint32_t>(errno))));
 }
 
 void nameThisThread(std::wstring_view name) noexcept {

@@ -4,9 +4,6 @@
 // windows.h comes first: the others need its types.
 #include <windows.h>
 
-#include <aclapi.h>
-#include <sddl.h>
-
 #include <array>
 #include <climits>
 #include <cstring>
@@ -15,7 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "framework/core/coreexception.h"
 #include "framework/core/corestring.h"
 
 namespace CORE::sys {
@@ -259,28 +255,6 @@ bool registryValues(std::wstring_view key,
 
 std::wstring defaultKeyFile() {
     return environment(L"ProgramData").value_or(L"C:\\ProgramData") + L"\\Talvex\\HDQ\\host.key";
-}
-
-void restrictToOwner(const std::wstring& path) {
-    // Nothing inherited; full access for the owner and for the system.
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    BOOL present = FALSE;
-    BOOL defaulted = FALSE;
-    PACL list = nullptr;
-    DWORD error = ERROR_SUCCESS;
-    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)(A;;FA;;;SY)", SDDL_REVISION_1,
-                                                              &descriptor, nullptr))
-        error = GetLastError();
-    const std::unique_ptr<void, FreeLocal> owner(descriptor);
-    if (error == ERROR_SUCCESS && !GetSecurityDescriptorDacl(descriptor, &present, &list, &defaulted))
-        error = GetLastError();
-    std::wstring name = path;
-    if (error == ERROR_SUCCESS)
-        error = SetNamedSecurityInfoW(name.data(), SE_FILE_OBJECT,
-                                      DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
-                                      nullptr, nullptr, list, nullptr);
-    if (error != ERROR_SUCCESS)
-        throw coreException(formatText(L"Cannot restrict %s to its owner: %s", path, errorText(error)));
 }
 
 // Looked up at run time: early systems of this generation export it from elsewhere.
