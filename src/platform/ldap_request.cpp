@@ -19,6 +19,10 @@ bool isHostCharacter(char c) noexcept {
            c == '.' || c == '_' || c == ':' || c == '%' || (c & 0x80) != 0;
 }
 
+bool isDn(std::string_view user) {
+    return user.find('=') != std::string_view::npos && parseDn(user);
+}
+
 Result<void> checkName(std::string_view attribute) {
     if (attribute.empty() || hasNul(attribute)) return fail(ldapFailure(ldapParamError));
     return {};
@@ -47,10 +51,14 @@ Result<void> checkCredentials(const LdapCredentials& credentials) {
     return {};
 }
 
+bool bindsSimply(const LdapCredentials& credentials) {
+    return credentials.method == LdapCredentials::Method::simple || isDn(credentials.user);
+}
+
 std::string simpleBindName(const LdapCredentials& credentials) {
     const std::string& user = credentials.user;
-    const bool complete = credentials.domain.empty() || user.find_first_of("@\\") != std::string::npos ||
-                          (user.find('=') != std::string::npos && parseDn(user));
+    const bool complete =
+        credentials.domain.empty() || user.find_first_of("@\\") != std::string::npos || isDn(user);
     if (complete) return user;
     // DNS names of domains have dots, NetBIOS names have none.
     if (credentials.domain.find('.') != std::string::npos) return user + '@' + credentials.domain;

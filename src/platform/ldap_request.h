@@ -16,6 +16,8 @@ std::string hostOf(const LdapEndpoint& endpoint);
 
 // Credentials that would bind as nobody by accident are refused: 49 for a user without a password.
 Result<void> checkCredentials(const LdapCredentials& credentials);
+// Whether the bind has to be a simple one: asked for, or the user is a DN, which no other method knows.
+bool bindsSimply(const LdapCredentials& credentials);
 // The name of a simple bind: the user as it is where it says its domain itself (a DN, user@domain,
 // DOMAIN\user), else joined with the domain.
 std::string simpleBindName(const LdapCredentials& credentials);

@@ -1,16 +1,15 @@
 #include "integration/directory.h"
 
-#include <openssl/evp.h>
-
-#include <sstream>
 #include <stdexcept>
 
 #include "integration/command.h"
-#include "support/temp_folder.h"
+#include "integration/ldif.h"
 
 namespace integration {
 
 namespace {
+
+constexpr char base[] = "DC=vdi,DC=talvex,DC=int";
 
 std::vector<std::string> client(const std::string& program) {
     std::string user = environment("WS_TEST_LDAP_USER");
@@ -21,54 +20,80 @@ std::vector<std::string> client(const std::string& program) {
             "-w",    environment("WS_TEST_LDAP_PASSWORD")};
 }
 
-std::string fromBase64(const std::string& text) {
-    std::string bytes(text.size() / 4 * 3, '\0');
-    const int size =
-        EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
-                        reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
-    if (size < 0) throw std::runtime_error("not base64: " + text);
-    const std::size_t padding = text.size() - text.find_last_not_of('=') - 1;
-    bytes.resize(static_cast<std::size_t>(size) - padding);
-    return bytes;
-}
-
-Outcome search(const std::string& dn, const std::string& attribute) {
-    std::vector<std::string> command = client("ldapsearch");
-    for (const char* word : {"-LLL", "-o", "ldif-wrap=no", "-s", "base", "-b"}) command.emplace_back(word);
-    command.insert(command.end(), {dn, "(objectClass=*)", attribute});
-    return run(command);
-}
-
-}  // namespace
-
-std::vector<std::string> values(const std::string& dn, const std::string& attribute) {
-    const Outcome found = search(dn, attribute);
-    if (found.status != 0) throw std::runtime_error(dn + ": " + found.errors);
-    std::vector<std::string> values;
-    std::istringstream lines(found.output);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with(attribute + ":: "))
-            values.push_back(fromBase64(line.substr(attribute.size() + 3)));
-        if (line.starts_with(attribute + ": ")) values.push_back(line.substr(attribute.size() + 2));
-    }
-    return values;
-}
-
-bool exists(const std::string& dn) {
-    constexpr int noSuchObject = 32;
-    const Outcome found = search(dn, "1.1");
-    if (found.status != 0 && found.status != noSuchObject) throw std::runtime_error(dn + ": " + found.errors);
-    return found.status == 0;
-}
-
-void put(const std::string& dn, const std::string& attribute, const std::string& value) {
+// Makes the attribute have this value alone; without one, removes it.
+void put(const std::string& rdns, const std::string& attribute, const std::string& value = {}) {
     const wstest::TempFolder folder;
-    std::string change = "dn: " + dn + "\nchangetype: modify\nreplace: " + attribute + "\n";
+    std::string change = "dn: " + rdns + base + "\nchangetype: modify\nreplace: " + attribute + "\n";
     if (!value.empty()) change += attribute + ": " + value + "\n";
     std::vector<std::string> command = client("ldapmodify");
     command.insert(command.end(), {"-f", folder.write("change.ldif", change)});
     const Outcome changed = run(command);
-    if (changed.status != 0) throw std::runtime_error(dn + ": " + changed.errors);
+    if (changed.status != 0) throw std::runtime_error(rdns + ": " + changed.errors);
+}
+
+std::string content(const std::filesystem::path& file) {
+    std::ostringstream text;
+    text << std::ifstream(file, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+constexpr char machine[] = R"(
+[machine]
+netbios-name = "VCS1"
+dns-name = "vcs1.corp.example"
+role = "connection-server"
+
+[[directory]]
+name = "TalvexHDQ"
+suffixes = ["dc=vdi,dc=talvex,dc=int"]
+files = ["base.ldif", "pod.ldif"]
+)";
+
+}  // namespace
+
+SambaPod::SambaPod() {
+    const std::string mark = "zre-MarkedForDelete";
+    put("CN=Common,OU=Global,OU=Properties,", "zre-ClusterName", "Cluster-POD1");
+    for (const char* name : {"VCS1", "VCS2", "VCS3", "VCS4", "VCS (5)*"})
+        put("CN=" + std::string(name) + ",OU=Server,OU=Properties,", mark);
+    put("CN=VCS3,OU=Server,OU=QRV,OU=Properties,", mark);
+}
+
+std::vector<std::string> SambaPod::options() const {
+    return {"--config", environment("WS_TEST_CONFIG")};
+}
+
+std::vector<std::string> SambaPod::values(const std::string& dn, const std::string& attribute) const {
+    std::vector<std::string> command = client("ldapsearch");
+    command.insert(command.end(), {"-LLL", "-s", "base", "-b", dn, "(objectClass=*)", attribute});
+    const Outcome found = run(command);
+    const auto values = ldifValues(found.output, dn, attribute);
+    if (!values) throw std::runtime_error(dn + ": " + found.errors);
+    return *values;
+}
+
+LabPod::LabPod(bool withPrincipals) {
+    std::string entries = "dn: " + std::string(base) + "\nobjectClass: domainDNS\n\n";
+    if (withPrincipals)
+        entries += "dn: CN=ForeignSecurityPrincipals," + std::string(base) + "\nobjectClass: container\n\n";
+    folder_.write("machine.toml", machine);
+    folder_.write("base.ldif", entries);
+    folder_.write("pod.ldif", content(WS_SOURCE_DIR "/tests/servers/pod.ldif"));
+}
+
+std::vector<std::string> LabPod::options() const {
+    return {"--save", "--lab", folder_.path().string()};
+}
+
+std::vector<std::string> LabPod::values(const std::string& dn, const std::string& attribute) const {
+    const auto values = ldifValues(folder_.read("pod.ldif"), dn, attribute);
+    if (!values) throw std::runtime_error(dn + " is not in the lab's files");
+    return *values;
+}
+
+std::unique_ptr<Pod> makePod(Place place) {
+    if (place == Place::samba) return std::make_unique<SambaPod>();
+    return std::make_unique<LabPod>();
 }
 
 }  // namespace integration

@@ -1,16 +1,50 @@
-// The pod's directory as others see it: read and changed with OpenLDAP's own tools.
+// The pods that the tools work on, and what stands in their directories afterwards as others than the tools
+// see it.
 #pragma once
 
+#include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
+#include "support/temp_folder.h"
+
 namespace integration {
 
-// The values of an attribute, in the server's order. Throws when there is no such entry.
-std::vector<std::string> values(const std::string& dn, const std::string& attribute);
-bool exists(const std::string& dn);
+enum class Place { samba, lab };
 
-// Makes the attribute have this value alone; without one, removes it. Throws when the server refuses.
-void put(const std::string& dn, const std::string& attribute, const std::string& value = {});
+inline void PrintTo(Place place, std::ostream* out) {
+    *out << (place == Place::samba ? "samba" : "lab");
+}
+
+class Pod {
+  public:
+    virtual ~Pod() = default;
+    // The tool's options that choose this pod.
+    virtual std::vector<std::string> options() const = 0;
+    // The values of an attribute, in the directory's order. Throws when there is no such entry.
+    virtual std::vector<std::string> values(const std::string& dn, const std::string& attribute) const = 0;
+};
+
+// The Samba server of with-pod, read with OpenLDAP's own tools. What the cases change is put back at first.
+class SambaPod : public Pod {
+  public:
+    SambaPod();
+    std::vector<std::string> options() const override;
+    std::vector<std::string> values(const std::string& dn, const std::string& attribute) const override;
+};
+
+// A lab of its own with the same entries, saved after each request and read from its files.
+class LabPod : public Pod {
+  public:
+    explicit LabPod(bool withPrincipals = true);
+    std::vector<std::string> options() const override;
+    std::vector<std::string> values(const std::string& dn, const std::string& attribute) const override;
+
+  private:
+    wstest::TempFolder folder_;
+};
+
+std::unique_ptr<Pod> makePod(Place place);
 
 }  // namespace integration

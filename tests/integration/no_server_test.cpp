@@ -64,7 +64,7 @@ TEST_P(NoServer, IsSaidWithTheCodeAndWithoutAHang) {
     EXPECT_EQ(check.json.dump(), R"({"handled":true,"error":null,"result":[]})");
 }
 
-INSTANTIATE_TEST_SUITE_P(, NoServer,
+INSTANTIATE_TEST_SUITE_P(Each, NoServer,
                          testing::Combine(testing::Values(Build::native, Build::windows), testing::Bool()),
                          [](const auto& instance) {
                              return testing::PrintToString(std::get<0>(instance.param)) +

@@ -17,7 +17,7 @@ enum LogLevel : int { logDebug = 0, logVerbose = 1, logInfo = 2, logWarning = 3,
 using LogSink = std::function<void(int level, std::wstring_view module, std::wstring_view text)>;
 
 // The sink is called for lines of that level and above, from any thread, one call at a time, until the handle
-// goes. A sink must not log.
+// goes. A sink must not log, nor add or drop sinks.
 class LogHandle;
 [[nodiscard]] MFWCORE_API std::shared_ptr<LogHandle> addLogSink(int fromLevel, LogSink sink);
 MFWCORE_API bool logWanted(int level) noexcept;

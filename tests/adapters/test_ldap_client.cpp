@@ -1,15 +1,14 @@
 // The client against servers that are not there or do not answer. What it does with real ones is the
 // contract's.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
+#include <asio.hpp>
+#include <optional>
 #include <thread>
 
-#include "platform/posix/posix_platform.h"
+#include "adapters/real_platform.h"
 
-namespace wsadmin::platform::posix {
+namespace wsadmin::platform {
 namespace {
 
 using std::chrono::milliseconds;
@@ -19,33 +18,23 @@ using std::chrono::steady_clock;
 // A loopback port that takes connections and stays silent, or nobody's port once it is closed.
 class SilentServer {
   public:
-    explicit SilentServer(int family = AF_INET) : socket_(::socket(family, SOCK_STREAM, 0)) {
-        sockaddr_in6 six{};
-        six.sin6_family = AF_INET6;
-        six.sin6_addr = in6addr_loopback;
-        sockaddr_in four{};
-        four.sin_family = AF_INET;
-        four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        auto* address =
-            family == AF_INET ? reinterpret_cast<sockaddr*>(&four) : reinterpret_cast<sockaddr*>(&six);
-        socklen_t size = family == AF_INET ? sizeof four : sizeof six;
-        good_ = ::bind(socket_, address, size) == 0 && listen(socket_, 64) == 0 &&
-                getsockname(socket_, address, &size) == 0;
-        port_ = ntohs(family == AF_INET ? four.sin_port : six.sin6_port);
+    explicit SilentServer(const char* address = "127.0.0.1") {
+        asio::error_code error;
+        const asio::ip::tcp::endpoint endpoint(asio::ip::make_address(address), 0);
+        acceptor_.open(endpoint.protocol(), error);
+        if (!error) acceptor_.bind(endpoint, error);
+        if (!error) acceptor_.listen(64, error);
+        good_ = !error;
+        if (good_) port_ = acceptor_.local_endpoint().port();
     }
-    ~SilentServer() { close(); }
-    SilentServer(const SilentServer&) = delete;
-    SilentServer& operator=(const SilentServer&) = delete;
-    void close() {
-        if (socket_ >= 0) ::close(socket_);
-        socket_ = -1;
-    }
-    int accept() const { return ::accept(socket_, nullptr, nullptr); }
+    void close() { acceptor_.close(); }
+    void hangUpOnNext() { acceptor_.accept().close(); }
     bool good() const { return good_; }
     std::uint16_t port() const { return port_; }
 
   private:
-    int socket_;
+    asio::io_context context_;
+    asio::ip::tcp::acceptor acceptor_{context_};
     bool good_ = false;
     std::uint16_t port_ = 0;
 };
@@ -71,7 +60,14 @@ LdapCredentials credentialsOf(LdapCredentials::Method method) {
 
 using Method = LdapCredentials::Method;
 
-TEST(PosixLdapClient, FindsADeadServerDown) {
+// Wine's client waits for a TLS handshake without a limit; the Windows client's limit cannot be tried in it.
+#if defined(_WIN32)
+constexpr bool limitsHandshakes = false;
+#else
+constexpr bool limitsHandshakes = true;
+#endif
+
+TEST(LdapClient, FindsADeadServerDown) {
     SilentServer server;
     ASSERT_TRUE(server.good());
     LdapEndpoint endpoint = endpointOf(server);
@@ -80,7 +76,7 @@ TEST(PosixLdapClient, FindsADeadServerDown) {
     for (const bool tls : {false, true}) {
         for (const Method method : {Method::negotiate, Method::simple, Method::anonymous}) {
             endpoint.tls = tls;
-            const auto session = makeLdapClient()->open(endpoint);
+            const auto session = realPlatform()->ldap->open(endpoint);
             ASSERT_TRUE(session);
             const auto bound = (*session)->bind(credentialsOf(method));
             ASSERT_FALSE(bound);
@@ -88,20 +84,20 @@ TEST(PosixLdapClient, FindsADeadServerDown) {
             EXPECT_EQ(bound.error().text, L"Server Down");
         }
     }
-    const auto session = makeLdapClient()->open(endpoint);
+    const auto session = realPlatform()->ldap->open(endpoint);
     EXPECT_EQ((*session)->search({"", LdapScope::base, "a=b", {}, {}, 0}).error().code, ldapServerDown);
     EXPECT_EQ((*session)->remove("cn=a").error().code, ldapServerDown);
 }
 
-TEST(PosixLdapClient, DoesNotWaitForASilentServer) {
+TEST(LdapClient, DoesNotWaitForASilentServer) {
     const SilentServer server;
     ASSERT_TRUE(server.good());
     const auto begin = steady_clock::now();
-    for (const bool tls : {false, true}) {
+    for (const bool tls : {false, limitsHandshakes}) {
         for (const Method method : {Method::negotiate, Method::simple, Method::anonymous}) {
             LdapEndpoint endpoint = endpointOf(server);
             endpoint.tls = tls;
-            const auto session = makeLdapClient()->open(endpoint);
+            const auto session = realPlatform()->ldap->open(endpoint);
             ASSERT_TRUE(session);
             const auto bound = (*session)->bind(credentialsOf(method));
             ASSERT_FALSE(bound);
@@ -109,7 +105,7 @@ TEST(PosixLdapClient, DoesNotWaitForASilentServer) {
                 << bound.error().code;
         }
     }
-    const auto session = makeLdapClient()->open(endpointOf(server));
+    const auto session = realPlatform()->ldap->open(endpointOf(server));
     EXPECT_EQ((*session)->search({"", LdapScope::base, "a=b", {}, {}, 0}).error().code, ldapTimeout);
     EXPECT_EQ((*session)->add({"cn=a", {{"cn", {"a"}}}}).error().code, ldapTimeout);
     EXPECT_EQ((*session)->modify("cn=a", {{LdapModify::add, "b", {"c"}}}).error().code, ldapTimeout);
@@ -118,13 +114,13 @@ TEST(PosixLdapClient, DoesNotWaitForASilentServer) {
     EXPECT_LT(steady_clock::now() - begin, seconds(60));
 }
 
-TEST(PosixLdapClient, SurvivesAServerThatHangsUp) {
+TEST(LdapClient, SurvivesAServerThatHangsUp) {
     SilentServer server;
     ASSERT_TRUE(server.good());
     LdapEndpoint endpoint = endpointOf(server);
     endpoint.connectTimeout = endpoint.operationTimeout = seconds(30);
-    const auto session = makeLdapClient()->open(endpoint);
-    std::jthread hangUp([&] { ::close(server.accept()); });
+    const auto session = realPlatform()->ldap->open(endpoint);
+    std::jthread hangUp([&] { server.hangUpOnNext(); });
     EXPECT_EQ((*session)->bind(credentialsOf(Method::simple)).error().code, ldapServerDown);
     hangUp.join();
     server.close();
@@ -132,30 +128,34 @@ TEST(PosixLdapClient, SurvivesAServerThatHangsUp) {
     for (int i = 0; i < 3; ++i) EXPECT_EQ((*session)->remove("cn=a").error().code, ldapServerDown);
 }
 
-TEST(PosixLdapClient, ReachesIPv6Literals) {
-    const SilentServer server(AF_INET6);
+#if !defined(_WIN32)  // Wine's client knows no IPv6 literals
+TEST(LdapClient, ReachesIPv6Literals) {
+    const SilentServer server("::1");
     if (!server.good()) GTEST_SKIP() << "this machine has no IPv6 loopback";
     for (const char* host : {"::1", "0:0:0:0:0:0:0:1"}) {
         // Silence, not a refusal: the connection stands.
-        const auto session = makeLdapClient()->open(endpointOf(server, host));
+        const auto session = realPlatform()->ldap->open(endpointOf(server, host));
         ASSERT_TRUE(session) << host;
         EXPECT_EQ((*session)->bind(credentialsOf(Method::simple)).error().code, ldapTimeout) << host;
     }
 }
+#endif
 
-TEST(PosixLdapClient, RefusesWhatCannotBeSent) {
+TEST(LdapClient, RefusesWhatCannotBeSent) {
     const SilentServer server;
     for (const char* host : {"a b", "a/b", "127.0.0.1 evil", "a?b", "[::1]", "a,b"})
-        EXPECT_EQ(makeLdapClient()->open(endpointOf(server, host)).error().code, ldapParamError) << host;
-    const auto session = makeLdapClient()->open(endpointOf(server));
+        EXPECT_EQ(realPlatform()->ldap->open(endpointOf(server, host)).error().code, ldapParamError) << host;
+    const auto session = realPlatform()->ldap->open(endpointOf(server));
     ASSERT_TRUE(session);
     EXPECT_EQ((*session)->startSearch({"", LdapScope::base, "(a=b", {}, {}, 0}).error().code,
               ldapFilterError);
     LdapEndpoint wrong = endpointOf(server);
     wrong.tls = true;
     wrong.caFile = "/nonexistent.pem";
-    EXPECT_EQ(makeLdapClient()->open(wrong).error().code, ldapConnectError);
+    const int code = realPlatform()->ldap->open(wrong).error().code;
+    EXPECT_TRUE(code == ldapConnectError || code == ldapNotSupported)
+        << code;  // not readable, or not to be had at all
 }
 
 }  // namespace
-}  // namespace wsadmin::platform::posix
+}  // namespace wsadmin::platform

@@ -1,0 +1,46 @@
+// Owners of the platform's handles: one alias for each kind.
+#pragma once
+
+#include <windows.h>
+
+#include <winldap.h>
+// After winldap.h:
+#include <winber.h>
+
+#include <memory>
+
+#include "framework/core/corestring.h"
+#include "platform/result.h"
+
+namespace wsadmin::platform::windows {
+
+// Frees by calling a function of the platform.
+template <auto function>
+struct Freer {
+    template <class T>
+    void operator()(T* object) const noexcept {
+        function(object);
+    }
+};
+
+struct BerFreer {
+    void operator()(BerElement* ber) const noexcept { ber_free(ber, 0); }
+};
+
+using UniqueHandle = std::unique_ptr<void, Freer<CloseHandle>>;  // null, never INVALID_HANDLE_VALUE
+using UniqueKey = std::unique_ptr<std::remove_pointer_t<HKEY>, Freer<RegCloseKey>>;
+using UniqueLdap = std::unique_ptr<LDAP, Freer<ldap_unbind>>;
+using UniqueLdapMessage = std::unique_ptr<LDAPMessage, Freer<ldap_msgfree>>;
+using UniqueLdapText = std::unique_ptr<wchar_t, Freer<ldap_memfreeW>>;
+using UniqueLdapValues = std::unique_ptr<berval*, Freer<ldap_value_free_len>>;
+using UniqueLdapControls = std::unique_ptr<LDAPControlW*, Freer<ldap_controls_freeW>>;
+using UniqueBer = std::unique_ptr<BerElement, BerFreer>;
+
+inline Failure systemFailure(DWORD error) {
+    return {static_cast<int>(error), CORE::wstr::formatError(error).str()};
+}
+inline Failure lastFailure() {
+    return systemFailure(GetLastError());
+}
+
+}  // namespace wsadmin::platform::windows

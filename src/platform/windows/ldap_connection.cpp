@@ -1,0 +1,214 @@
+#include "platform/windows/ldap_connection.h"
+
+#include <rpc.h>
+
+#include <algorithm>
+
+#include "platform/ldap_request.h"
+#include "platform/module_log.h"
+
+namespace wsadmin::platform::windows {
+
+// A code that is no LDAP code was left behind by the network's own layers: the server is out of reach.
+Failure failureOf(ULONG code) {
+    return ldapFailure(code <= LDAP_REFERRAL_LIMIT_EXCEEDED ? static_cast<int>(code) : ldapServerDown);
+}
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+l_timeval toTimeval(milliseconds time) noexcept {
+    const auto count = std::max<milliseconds::rep>(time.count(), 1);  // nothing waits without a limit
+    return {static_cast<LONG>(count / 1000), static_cast<LONG>(count % 1000 * 1000)};
+}
+
+// The client counts some of its limits in whole seconds, 0 meaning none.
+ULONG toSeconds(milliseconds time) noexcept {
+    return static_cast<ULONG>(std::max<milliseconds::rep>((time.count() + 999) / 1000, 1));
+}
+
+// A password in the form that the client takes, overwritten when it goes.
+class WideSecret {
+  public:
+    explicit WideSecret(std::string_view utf8) : text_(CORE::toWide(utf8)) {}
+    ~WideSecret() { CORE::wipeMemory(text_.data(), text_.size() * sizeof(wchar_t)); }
+    WideSecret(const WideSecret&) = delete;
+    WideSecret& operator=(const WideSecret&) = delete;
+    std::wstring& text() noexcept { return text_; }
+
+  private:
+    std::wstring text_;
+};
+
+BOOLEAN LDAPAPI acceptAnyCertificate(PLDAP, PCCERT_CONTEXT) {
+    return TRUE;
+}
+
+unsigned short* identityText(std::wstring& text) noexcept {
+    return text.empty() ? nullptr : reinterpret_cast<unsigned short*>(text.data());
+}
+
+// After a call that answered with a mark of failure instead of a code.
+Failure lastLdapFailure() {
+    const ULONG code = LdapGetLastError();
+    return failureOf(code == LDAP_SUCCESS ? static_cast<ULONG>(LDAP_SERVER_DOWN) : code);
+}
+
+}  // namespace
+
+Result<std::shared_ptr<LdapConnection>> LdapConnection::open(const LdapEndpoint& endpoint) {
+    if (auto ok = checkEndpoint(endpoint); !ok) return fail(ok.error());
+    // The client trusts whom the machine trusts; a file of one's own it cannot be given.
+    if (endpoint.tls && !endpoint.caFile.empty()) return fail(ldapFailure(ldapNotSupported));
+    std::wstring host = CORE::toWide(hostOf(endpoint));
+    // Bare, the address's own colons would be taken for the one before a port.
+    if (host.find(L':') != std::wstring::npos) host = L'[' + host + L"]:" + std::to_wstring(endpoint.port);
+    UniqueLdap handle(endpoint.tls ? ldap_sslinitW(host.data(), endpoint.port, 1)
+                                   : ldap_initW(host.data(), endpoint.port));
+    if (!handle) return fail(lastLdapFailure());
+    std::shared_ptr<LdapConnection> connection(new LdapConnection(std::move(handle), endpoint));
+    if (const ULONG code = connection->setOptions(); code != LDAP_SUCCESS) return fail(failureOf(code));
+    return connection;
+}
+
+ULONG LdapConnection::setOptions() const {
+    LDAP* handle = handle_.get();
+    ULONG version = LDAP_VERSION3;
+    if (const ULONG code = ldap_set_optionW(handle, LDAP_OPT_VERSION, &version); code != LDAP_SUCCESS)
+        return code;
+    // LDAP_OPT_OFF itself: a pointer to a 0 would switch it on.
+    if (const ULONG code = ldap_set_optionW(handle, LDAP_OPT_REFERRALS, LDAP_OPT_OFF); code != LDAP_SUCCESS)
+        return code;
+    // Wishes, which an older client may not know: the host is a host and no domain; a session that is lost
+    // stays lost; sending does not wait for ever.
+    ULONG seconds = toSeconds(endpoint_.operationTimeout);
+    ldap_set_optionW(handle, LDAP_OPT_AREC_EXCLUSIVE, LDAP_OPT_ON);
+    ldap_set_optionW(handle, LDAP_OPT_AUTO_RECONNECT, LDAP_OPT_OFF);
+    ldap_set_optionW(handle, LDAP_OPT_SEND_TIMEOUT, &seconds);
+    if (endpoint_.tls && !endpoint_.verifyCertificate)
+        return ldap_set_optionW(handle, LDAP_OPT_SERVER_CERTIFICATE,
+                                reinterpret_cast<void*>(&acceptAnyCertificate));
+    return LDAP_SUCCESS;
+}
+
+Result<void> LdapConnection::bind(const LdapCredentials& credentials) const {
+    if (auto ok = checkCredentials(credentials); !ok) return ok;
+    const auto end = steady_clock::now() + endpoint_.connectTimeout;
+    l_timeval time = toTimeval(endpoint_.connectTimeout);
+    if (const ULONG code = ldap_connect(handle_.get(), &time); code != LDAP_SUCCESS)
+        return fail(failureOf(code));
+    const auto left = std::chrono::duration_cast<milliseconds>(end - steady_clock::now());
+    if (credentials.method == LdapCredentials::Method::anonymous) {
+        std::wstring nobody;
+        return bindSimply({}, nobody, left);
+    }
+    if (!bindsSimply(credentials)) {
+        if (auto ok = awaitAnswer(left); !ok) return ok;
+        return negotiate(credentials, std::chrono::duration_cast<milliseconds>(end - steady_clock::now()));
+    }
+    WideSecret password(credentials.password.view());
+    return bindSimply(CORE::toWide(simpleBindName(credentials)), password.text(), left);
+}
+
+Result<void> LdapConnection::bindSimply(const std::wstring& name, std::wstring& password,
+                                        milliseconds limit) const {
+    if (password.find(L'\0') != std::wstring::npos) return fail(ldapFailure(ldapParamError));
+    std::wstring user = name;
+    const ULONG id = ldap_simple_bindW(handle_.get(), user.empty() ? nullptr : user.data(),
+                                       password.empty() ? nullptr : password.data());
+    return finish(id == static_cast<ULONG>(-1) ? LdapGetLastError() : static_cast<ULONG>(LDAP_SUCCESS), id,
+                  limit);
+}
+
+// A negotiated bind can only be waited for without a limit of ours. A server that answers a question first,
+// whatever it answers, is there and talks LDAP.
+Result<void> LdapConnection::awaitAnswer(milliseconds limit) const {
+    wchar_t root[] = L"";
+    wchar_t filter[] = L"(objectClass=*)";
+    wchar_t noAttribute[] = L"1.1";
+    wchar_t* attributes[] = {noAttribute, nullptr};
+    ULONG id = 0;
+    const ULONG sent = ldap_search_extW(handle_.get(), root, LDAP_SCOPE_BASE, filter, attributes, 0, nullptr,
+                                        nullptr, toSeconds(limit), 0, &id);
+    if (sent != LDAP_SUCCESS) return fail(failureOf(sent));
+    while (true) {
+        const auto message = receive(id, limit);
+        if (!message) return fail(message.error());
+        if (message->type == LDAP_RES_SEARCH_RESULT) return {};
+    }
+}
+
+Result<void> LdapConnection::negotiate(const LdapCredentials& credentials, milliseconds limit) const {
+    std::wstring user = CORE::toWide(credentials.user);
+    std::wstring domain = CORE::toWide(credentials.domain);
+    if (const auto slash = user.find(L'\\'); slash != std::wstring::npos) {
+        domain = user.substr(0, slash);
+        user.erase(0, slash + 1);
+    }
+    WideSecret password(credentials.password.view());
+    SEC_WINNT_AUTH_IDENTITY_W identity{};
+    identity.User = identityText(user);
+    identity.UserLength = static_cast<ULONG>(user.size());
+    identity.Domain = identityText(domain);
+    identity.DomainLength = static_cast<ULONG>(domain.size());
+    identity.Password = identityText(password.text());
+    identity.PasswordLength = static_cast<ULONG>(password.text().size());
+    identity.Flags = SEC_WINNT_AUTH_IDENTITY_UNICODE;
+
+    // The bind takes several messages, which only the synchronous call exchanges; it keeps to the handle's
+    // time limit, which is no other operation's.
+    ULONG seconds = toSeconds(limit);
+    ULONG none = 0;
+    ldap_set_optionW(handle_.get(), LDAP_OPT_TIMELIMIT, &seconds);
+    wchar_t* credential = user.empty() ? nullptr : reinterpret_cast<wchar_t*>(&identity);
+    const ULONG code = ldap_bind_sW(handle_.get(), nullptr, credential, LDAP_AUTH_NEGOTIATE);
+    ldap_set_optionW(handle_.get(), LDAP_OPT_TIMELIMIT, &none);
+    if (code != LDAP_SUCCESS) return fail(failureOf(code));
+    return {};
+}
+
+Result<LdapMessage> LdapConnection::receive(ULONG id, milliseconds limit) const {
+    l_timeval time = toTimeval(limit);
+    LDAPMessage* message = nullptr;
+    const ULONG type = ldap_result(handle_.get(), id, LDAP_MSG_ONE, &time, &message);
+    if (type == static_cast<ULONG>(-1)) return fail(lastLdapFailure());
+    if (type == 0) {
+        ldap_abandon(handle_.get(), id);
+        return fail(ldapFailure(ldapTimeout));
+    }
+    return LdapMessage{type, UniqueLdapMessage(message)};
+}
+
+Result<void> LdapConnection::finish(ULONG sent, ULONG id, milliseconds limit) const {
+    if (sent != LDAP_SUCCESS) return fail(failureOf(sent));
+    const auto message = receive(id, limit);
+    if (!message) return fail(message.error());
+    return outcome(*message);
+}
+
+Result<void> LdapConnection::outcome(const LdapMessage& message, std::vector<LdapControl>* controls) const {
+    ULONG code = LDAP_SUCCESS;
+    wchar_t* text = nullptr;
+    LDAPControlW** found = nullptr;
+    const ULONG parsed = ldap_parse_resultW(handle_.get(), message.message.get(), &code, nullptr, &text,
+                                            nullptr, &found, FALSE);
+    const UniqueLdapText said(text);
+    const UniqueLdapControls owner(found);
+    if (parsed != LDAP_SUCCESS) return fail(failureOf(parsed));
+    if (code != LDAP_SUCCESS) {
+        if (said && *said)
+            logDebug(L"LDAP error %d (%s): %s", code, ldapErrorText(static_cast<int>(code)), said.get());
+        return fail(failureOf(code));
+    }
+    for (LDAPControlW** control = found; controls && control && *control; ++control) {
+        const berval& value = (*control)->ldctl_value;
+        controls->push_back({CORE::toUtf8((*control)->ldctl_oid),
+                             value.bv_val ? std::string(value.bv_val, value.bv_len) : std::string(),
+                             (*control)->ldctl_iscritical != 0});
+    }
+    return {};
+}
+
+}  // namespace wsadmin::platform::windows

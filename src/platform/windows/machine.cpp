@@ -1,0 +1,89 @@
+// Names and folders of this machine.
+#include "platform/windows/machine.h"
+
+#include "platform/windows/handles.h"
+// After the platform's base headers:
+#include <shlobj.h>
+
+#include <array>
+
+#include "platform/system_clock.h"
+#include "platform/windows/windows_platform.h"
+
+namespace wsadmin::platform::windows {
+
+namespace {
+
+Result<std::wstring> computerName(COMPUTER_NAME_FORMAT format) {
+    std::wstring name;
+    DWORD size = 0;
+    GetComputerNameExW(format, nullptr, &size);
+    do {
+        name.resize(size);
+        if (GetComputerNameExW(format, name.data(), &size)) {
+            name.resize(size);
+            return name;
+        }
+    } while (GetLastError() == ERROR_MORE_DATA && size > name.size());
+    return fail(lastFailure());
+}
+
+class Names final : public ComputerNames {
+  public:
+    Result<std::wstring> netBios() const override { return computerName(ComputerNameNetBIOS); }
+    Result<std::wstring> dnsFullyQualified() const override {
+        return computerName(ComputerNameDnsFullyQualified);
+    }
+};
+
+int shellFolderOf(Folder folder) noexcept {
+    switch (folder) {
+        case Folder::commonAppData:
+            return CSIDL_COMMON_APPDATA;
+        case Folder::programFiles:
+            return CSIDL_PROGRAM_FILES;
+        default:
+            return CSIDL_LOCAL_APPDATA;
+    }
+}
+
+class RealFolders final : public Folders {
+  public:
+    Result<std::wstring> get(Folder folder) const override {
+        std::array<wchar_t, MAX_PATH> path{};
+        SetLastError(ERROR_PATH_NOT_FOUND);  // the call does not always say why it failed
+        if (!SHGetSpecialFolderPathW(nullptr, path.data(), shellFolderOf(folder), TRUE))
+            return fail(lastFailure());
+        return std::wstring(path.data());
+    }
+    Result<std::wstring> windowsDirectory() const override {
+        std::array<wchar_t, MAX_PATH> path{};
+        const UINT length = GetWindowsDirectoryW(path.data(), static_cast<UINT>(path.size()));
+        if (length == 0) return fail(lastFailure());
+        if (length >= path.size()) return fail(systemFailure(ERROR_INSUFFICIENT_BUFFER));
+        return std::wstring(path.data(), length);
+    }
+};
+
+}  // namespace
+
+std::shared_ptr<ComputerNames> makeComputerNames() {
+    return std::make_shared<Names>();
+}
+std::shared_ptr<Folders> makeFolders() {
+    return std::make_shared<RealFolders>();
+}
+
+std::shared_ptr<Platform> makePlatform() {
+    auto platform = std::make_shared<Platform>();
+    platform->ldap = makeLdapClient();
+    platform->names = makeComputerNames();
+    platform->folders = makeFolders();
+    platform->registry = makeRegistry();
+    platform->processes = makeProcesses();
+    platform->clock = makeSystemClock();
+    platform->save = [] { return Result<void>(); };
+    return platform;
+}
+
+}  // namespace wsadmin::platform::windows
