@@ -53,9 +53,10 @@ class MFWCORE_API MessageFrameWork {
     // Threads of the pool, and how long one stays idle before it ends (30 seconds when nothing is set).
     int poolThreads() const;
     void setPoolIdleLimit(std::chrono::milliseconds limit);
-    // The orderly end, before the process ends: no timer fires any more, messages that have not begun are aborted, what
-    // runs is waited for, and the pool's threads and the timer thread are joined. Later messages and timers start them
-    // anew. Not from one of those threads. A process that ends without it may do so safely.
+    // The orderly end, before the process ends: no timer fires any more, messages that have not begun are
+    // aborted, what runs is waited for, and the pool's threads and the timer thread are joined. Later
+    // messages and timers start them anew. Not from one of those threads. A process that ends without it may
+    // do so safely.
     void shutdown();
 
     // What the host says of this installation.

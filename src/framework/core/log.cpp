@@ -16,8 +16,8 @@ struct Sinks {
     std::vector<const LogHandle*> list;
 };
 
-// Made on first use: other modules may log while this one is still being initialised. Never destroyed: threads may
-// still log while the process ends.
+// Made on first use: other modules may log while this one is still being initialised. Never destroyed:
+// threads may still log while the process ends.
 Sinks& sinks() {
     static auto* const all = new Sinks;
     return *all;
