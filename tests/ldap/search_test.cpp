@@ -98,7 +98,7 @@ TEST(PagedSearch, EachFailingStepHasItsTexts) {
         {"has no page control",
          {{.entries = {entry("cn=a")}}},
          L"Failed to obtain paged result from search",
-         L"Failed to obtain paged result - Control Not Found (93).",
+         L"Failed to obtain paged result - " + ldapErrorText(ldapControlNotFound) + L" (93).",
          ldapControlNotFound},
         {"has a broken page control",
          {{.entries = {}, .controls = {{.oid = controls::pagedResults, .value = "\x30\x7f"}}}},

@@ -18,7 +18,7 @@ constexpr char vcs1Copy[] = "cn=vcs1,ou=server,ou=qrv,ou=properties,dc=vdi,dc=ta
 using Handler = CORE::PropertyBag (*)(ServiceContext&, const CORE::PropertyBag&);
 
 // One request against a scripted directory.
-struct Run {
+struct Request {
     std::shared_ptr<ScriptedClient> client = std::make_shared<ScriptedClient>();
     ScriptedSession& session = *client->session;
     std::vector<ModifyCall> modifies;
@@ -45,7 +45,7 @@ LdapEntry securityServer(const char* name) {
 }
 
 TEST(ClusterName, AddsThenReplacesAndOnlyTheReplaceCounts) {
-    Run run;
+    Request run;
     run.session.answers = {{.entries = {entry(commonDn)}}};
     run.session.onModify = [](const ModifyCall& call) {
         return call.operation == LdapModify::add ? ldapAttributeOrValueExists : ldapSuccess;
@@ -70,7 +70,7 @@ void expectRefusals(Handler handler, const wchar_t* key, const wchar_t* value,
                     std::span<const Refusal> refusals) {
     for (const Refusal& refusal : refusals) {
         SCOPED_TRACE(refusal.what);
-        Run run;
+        Request run;
         run.session.answers = refusal.answers;
         run.session.onModify = [&refusal](const ModifyCall& call) {
             return call.operation == LdapModify::replace ? refusal.replaceCode : ldapSuccess;
@@ -101,7 +101,7 @@ TEST(ClusterName, EveryRefusalHasItsSentence) {
 }
 
 TEST(ConnectionServerEntry, MarksEntryAndFederationCopy) {
-    Run run;
+    Request run;
     run.session.answers = {{.entries = {entry(vcs1)}}, {}};
     run.session.onModify = [](const ModifyCall& call) {  // no federation copy, and a mark from before
         return call.dn == vcs1Copy                 ? ldapNoSuchObject
@@ -150,7 +150,7 @@ TEST(ConnectionServerEntry, EveryRefusalHasItsSentence) {
 }
 
 TEST(ConnectionServerEntry, AnEmptyNameIsNotPresentAndNothingIsSearched) {
-    Run run;
+    Request run;
     const auto result = run(deleteConnectionServerEntry, L"servername", L"");
     EXPECT_EQ(result.getErrorText(), L"Server \"\" is not present in this configuration.");
     EXPECT_TRUE(run.modifies.empty());
@@ -166,7 +166,7 @@ TEST(LdapConnectivity, SaysOkFailedOrNothing) {
     const Case cases[] = {
         {0, 0, L"ok", L"", 0}, {0, ldapNoSuchObject, L"failed", base, 32}, {ldapServerDown, 0, L"", L"", 0}};
     for (const Case& c : cases) {
-        Run run;
+        Request run;
         run.client->openCode = c.openCode;
         run.session.answers = {{.waitCode = c.searchCode}};
         const auto result = run(checkLdapConnectivity, L"ignored", L"");
