@@ -18,7 +18,7 @@ void Common::setClusterName() {
     if (!found) {
         if (found.error().code == platform::ldapNoSuchObject)
             return fail(L"Common global properties not found in LDAP");
-        return fail(L"Failed to search for common global properties entry \"" + toWide(base) + L"\" - " +
+        return fail(L"Failed to search for common global properies entry \"" + toWide(base) + L"\" - " +
                     found.error().text);
     }
     if (found->empty()) return fail(L"Entry for \"" + toWide(base) + L"\" not found.");

@@ -89,7 +89,7 @@ TEST(ClusterName, EveryRefusalHasItsSentence) {
         {"no entry", {{.waitCode = ldapNoSuchObject}}, L"Common global properties not found in LDAP"},
         {"search fails",
          {{.waitCode = ldapBusy}},
-         L"Failed to search for common global properties entry \"" + base + L"\" - Busy"},
+         L"Failed to search for common global properies entry \"" + base + L"\" - Busy"},
         {"nothing matches", {{}}, L"Entry for \"" + base + L"\" not found."},
         {"no name", {{.entries = {entry("")}}}, L"Failed to get DN for entry \"" + base},
         {"replace fails",
