@@ -36,8 +36,15 @@ class SilentPort {
     SilentPort& operator=(const SilentPort&) = delete;
 
     std::string configuration() const {
-        return "[directory]\nhost = \"127.0.0.1\"\nport = " + std::to_string(port_) +
-               "\nmethod = \"simple\"\nuser = \"Nobody\"\npassword = \"none\"\n";
+        return R"([directory]
+host = "127.0.0.1"
+connect-timeout = 500
+operation-timeout = 1000
+method = "simple"
+user = "Nobody"
+password = "none"
+port = )" + std::to_string(port_) +
+               "\n";
     }
 
   private:

@@ -76,6 +76,7 @@ method = "simple"
 user = "$1"
 password = "$password"
 END
+    chmod 600 "$WS_TEST_CONFIG"
 }
 
 end_process() {
