@@ -1,156 +1,27 @@
-// The only file that includes the TOML library, which takes long to compile.
 #include "platform/lab/machine_file.h"
-
-#include <toml++/toml.h>
 
 #include <algorithm>
 #include <limits>
 #include <set>
 
 #include "framework/core/corestring.h"
+#include "platform/toml_section.h"
 
 namespace wsadmin::platform::lab {
 
 namespace {
 
-struct Wrong {
-    unsigned line;
-    std::string text;
-};
-
-unsigned lineOf(const toml::node& node) {
-    return node.source().begin.line;
-}
-
-// A table whose keys are asked for one by one; what nobody asked for is unknown, and an error.
-class Section {
-  public:
-    Section(const toml::table& table, std::string name) : table_(table), name_(std::move(name)) {}
-
-    const toml::node* find(std::string_view key) {
-        asked_.insert(std::string(key));
-        return table_.get(key);
-    }
-    void text(std::string_view key, std::string& into) {
-        if (const auto* node = find(key)) into = textOf(*node, key);
-    }
-    void text(std::string_view key, std::wstring& into) {
-        if (const auto* node = find(key)) into = CORE::toWide(textOf(*node, key));
-    }
-    void flag(std::string_view key, bool& into) {
-        const auto* node = find(key);
-        if (!node) return;
-        if (!node->is_boolean()) throw Wrong{lineOf(*node), full(key) + " is true or false"};
-        into = node->as_boolean()->get();
-    }
-    template <class Number>
-    void number(std::string_view key, Number& into, std::int64_t least, std::int64_t most) {
-        if (const auto* node = find(key)) into = static_cast<Number>(numberOf(*node, full(key), least, most));
-    }
-    void milliseconds(std::string_view key, std::chrono::milliseconds& into) {
-        std::int64_t count = into.count();
-        number(key, count, 0, std::numeric_limits<std::int32_t>::max());
-        into = std::chrono::milliseconds(count);
-    }
-    void texts(std::string_view key, std::vector<std::string>& into) {
-        const auto* node = find(key);
-        if (!node) return;
-        into.clear();
-        for (const auto& item : arrayOf(*node, key)) into.push_back(textOf(item, key));
-    }
-    void ports(std::string_view key, std::vector<std::uint16_t>& into) {
-        const auto* node = find(key);
-        if (!node) return;
-        into.clear();
-        for (const auto& item : arrayOf(*node, key))
-            into.push_back(static_cast<std::uint16_t>(numberOf(item, full(key), 1, 65535)));
-    }
-    template <class Each>
-    void table(std::string_view key, Each each) {
-        const auto* node = find(key);
-        if (!node) return;
-        if (!node->is_table()) throw Wrong{lineOf(*node), full(key) + " is a table, [" + full(key) + "]"};
-        Section section(*node->as_table(), full(key));
-        each(section);
-        section.finish();
-    }
-    template <class Each>
-    void tables(std::string_view key, Each each) {
-        const auto* node = find(key);
-        if (!node) return;
-        if (!node->is_array_of_tables())
-            throw Wrong{lineOf(*node), full(key) + " is a list of tables, [[" + full(key) + "]]"};
-        for (const auto& item : *node->as_array()) {
-            Section section(*item.as_table(), full(key));
-            each(section);
-            section.finish();
-        }
-    }
-    void finish() const {
-        for (const auto& [key, node] : table_)
-            if (!asked_.contains(std::string(key.str())))
-                throw Wrong{key.source().begin.line, "there is no key \"" + full(key.str()) + "\""};
-    }
-    [[noreturn]] void wrong(std::string_view key, const std::string& what) const {
-        const auto* node = table_.get(key);
-        throw Wrong{node ? lineOf(*node) : lineOf(table_), what};
-    }
-    unsigned line() const { return lineOf(table_); }
-    const toml::table& raw() const { return table_; }
-
-    static std::int64_t numberOf(const toml::node& node, const std::string& name, std::int64_t least,
-                                 std::int64_t most) {
-        const auto* value = node.as_integer();
-        if (!value || value->get() < least || value->get() > most)
-            throw Wrong{lineOf(node),
-                        name + " is a number from " + std::to_string(least) + " to " + std::to_string(most)};
-        return value->get();
-    }
-
-  private:
-    std::string full(std::string_view key) const {
-        return name_.empty() ? std::string(key) : name_ + "." + std::string(key);
-    }
-    std::string textOf(const toml::node& node, std::string_view key) const {
-        if (!node.is_string()) throw Wrong{lineOf(node), full(key) + " is a text in quotes"};
-        return node.as_string()->get();
-    }
-    const toml::array& arrayOf(const toml::node& node, std::string_view key) const {
-        if (!node.is_array()) throw Wrong{lineOf(node), full(key) + " is a list, [ ... ]"};
-        return *node.as_array();
-    }
-
-    const toml::table& table_;
-    std::string name_;
-    std::set<std::string> asked_;
-};
-
-// A word out of a list, as an enumeration's value.
-template <class Value>
-void choice(Section& section, std::string_view key, Value& into,
-            const std::vector<std::pair<std::string_view, Value>>& known) {
-    std::string word;
-    section.text(key, word);
-    if (word.empty() && !section.raw().get(key)) return;
-    std::string words;
-    for (const auto& [name, value] : known) {
-        if (name == word) {
-            into = value;
-            return;
-        }
-        words += (words.empty() ? "" : ", ") + std::string(name);
-    }
-    section.wrong(key, std::string(key) + " is one of " + words + ", not \"" + word + "\"");
-}
+using Section = TomlSection;
+using Wrong = TomlMistake;
 
 void readMachine(Section& section, MachineDescription& machine) {
     section.text("netbios-name", machine.netBiosName);
     section.text("dns-name", machine.dnsName);
-    choice<MachineRole>(section, "role", machine.role,
-                        {{"connection-server", MachineRole::connectionServer},
-                         {"security-server", MachineRole::securityServer},
-                         {"replica-server", MachineRole::replicaServer},
-                         {"transfer-server", MachineRole::transferServer}});
+    tomlChoice<MachineRole>(section, "role", machine.role,
+                            {{"connection-server", MachineRole::connectionServer},
+                             {"security-server", MachineRole::securityServer},
+                             {"replica-server", MachineRole::replicaServer},
+                             {"transfer-server", MachineRole::transferServer}});
     section.number("os-level", machine.osLevel, 500, 9999);
 }
 
@@ -181,7 +52,7 @@ RegistryData registryData(const toml::node& node) {
     if (const auto* list = node.as_array()) {
         std::vector<std::wstring> texts;
         for (const auto& item : *list) {
-            if (!item.is_string()) throw Wrong{lineOf(item), "a registry list holds texts only"};
+            if (!item.is_string()) throw Wrong{tomlLine(item), "a registry list holds texts only"};
             texts.push_back(CORE::toWide(item.as_string()->get()));
         }
         return texts;
@@ -195,23 +66,23 @@ RegistryData registryData(const toml::node& node) {
             const auto [end, error] =
                 std::from_chars(digits.data() + i, digits.data() + std::min(i + 2, digits.size()), byte, 16);
             if (error != std::errc{} || end != digits.data() + i + 2)
-                throw Wrong{lineOf(node), "hex holds pairs of digits"};
+                throw Wrong{tomlLine(node), "hex holds pairs of digits"};
             bytes.push_back(static_cast<std::uint8_t>(byte));
         }
         return bytes;
     }
-    throw Wrong{lineOf(node), "a registry value is a text, a number, a list of texts or { hex = \"...\" }"};
+    throw Wrong{tomlLine(node), "a registry value is a text, a number, a list of texts or { hex = \"...\" }"};
 }
 
 // Key names are the file's own, so this section has no list of known ones.
 void readRegistry(const toml::node& node, MachineDescription& machine) {
-    if (!node.is_table()) throw Wrong{lineOf(node), "registry is written as [registry.'HKLM\\...']"};
+    if (!node.is_table()) throw Wrong{tomlLine(node), "registry is written as [registry.'HKLM\\...']"};
     for (const auto& [key, values] : *node.as_table()) {
         if (!values.is_table() || values.as_table()->is_inline())
-            throw Wrong{lineOf(values), "registry keys are tables, [registry.'HKLM\\...']"};
+            throw Wrong{tomlLine(values), "registry keys are tables, [registry.'HKLM\\...']"};
         RegistryKey entry{CORE::toWide(key.str()), {}};
         if (!entry.key.starts_with(L"HKLM\\") && !entry.key.starts_with(L"HKCU\\"))
-            throw Wrong{lineOf(values), "a registry key begins with HKLM\\ or HKCU\\"};
+            throw Wrong{tomlLine(values), "a registry key begins with HKLM\\ or HKCU\\"};
         for (const auto& [name, value] : *values.as_table())
             entry.values.emplace_back(CORE::toWide(name.str()), registryData(value));
         machine.registry.push_back(std::move(entry));
@@ -245,13 +116,13 @@ void readFaults(Section& section, Faults& faults) {
     optionalNumber(section, "die-after-pages", faults.dieAfterPages);
     section.tables("fail", [&](Section& one) {
         FailOrder order;
-        choice<std::string>(one, "operation", order.operation,
-                            {{"bind", "bind"},
-                             {"search", "search"},
-                             {"add", "add"},
-                             {"modify", "modify"},
-                             {"delete", "delete"},
-                             {"rename", "rename"}});
+        tomlChoice<std::string>(one, "operation", order.operation,
+                                {{"bind", "bind"},
+                                 {"search", "search"},
+                                 {"add", "add"},
+                                 {"modify", "modify"},
+                                 {"delete", "delete"},
+                                 {"rename", "rename"}});
         if (order.operation.empty()) one.wrong("operation", "a failure needs an operation");
         one.number("code", order.code, 1, 118);
         one.text("dn", order.dn);
@@ -287,7 +158,7 @@ void readDirectory(Section& section, MachineDescription& machine) {
     section.texts("hosts", directory.address.hosts);
     section.ports("ports", directory.address.ports);
     section.ports("tls-ports", directory.address.tlsPorts);
-    choice<bool>(section, "kind", directory.settings.activeDirectory, {{"lds", false}, {"ad", true}});
+    tomlChoice<bool>(section, "kind", directory.settings.activeDirectory, {{"lds", false}, {"ad", true}});
     section.number("page-size", directory.settings.pageSize, 1, 1000000);
     section.number("values-at-once", directory.settings.valuesAtOnce, 1, 1000000);
     section.tables("account", [&](Section& account) { readAccount(account, directory.accounts); });
@@ -346,29 +217,20 @@ toml::table registryTable(const std::vector<RegistryKey>& registry) {
 }  // namespace
 
 Result<MachineDescription> readMachineFile(std::string_view text, std::string_view file) {
-    const auto failure = [&](unsigned line, std::string_view what) {
-        return fail(1, CORE::toWide(file) + L":" + std::to_wstring(line) + L": " + CORE::toWide(what));
-    };
-    try {
-        const toml::table table = toml::parse(text, file);
-        MachineDescription machine;
-        machine.folders = {{Folder::commonAppData, L"C:\\ProgramData"},
-                           {Folder::localAppData, L"C:\\Users\\Service\\AppData\\Local"},
-                           {Folder::programFiles, L"C:\\Program Files"}};
-        Section top(table, "");
+    MachineDescription machine;
+    machine.folders = {{Folder::commonAppData, L"C:\\ProgramData"},
+                       {Folder::localAppData, L"C:\\Users\\Service\\AppData\\Local"},
+                       {Folder::programFiles, L"C:\\Program Files"}};
+    const auto read = readToml(text, file, [&](Section& top) {
         top.table("machine", [&](Section& section) { readMachine(section, machine); });
         top.table("clock", [&](Section& section) { readClock(section, machine); });
         top.table("folders", [&](Section& section) { readFolders(section, machine); });
         if (const auto* registry = top.find("registry")) readRegistry(*registry, machine);
         top.tables("program", [&](Section& section) { readProgram(section, machine); });
         top.tables("directory", [&](Section& section) { readDirectory(section, machine); });
-        top.finish();
-        return machine;
-    } catch (const toml::parse_error& wrong) {
-        return failure(wrong.source().begin.line, wrong.description());
-    } catch (const Wrong& wrong) {
-        return failure(wrong.line, wrong.text);
-    }
+    });
+    if (!read) return fail(read.error());
+    return machine;
 }
 
 std::string replaceRegistry(std::string_view text, const std::vector<RegistryKey>& registry) {
