@@ -1,0 +1,152 @@
+#include "platform/factory/configuration.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+#include "platform/factory/paths.h"
+#include "platform/ldap_request.h"
+#include "platform/module_log.h"
+#include "platform/toml_section.h"
+
+namespace wsadmin::platform {
+
+namespace {
+
+using std::filesystem::path;
+using Method = LdapCredentials::Method;
+
+// The Windows client trusts whom the machine trusts, and permissions of files are another matter there.
+constexpr bool isWindows = path::preferred_separator == '\\';
+
+constexpr std::int64_t longestTimeout = 3'600'000;  // milliseconds: an hour
+
+// What a file holds, overwritten when it goes.
+std::optional<CORE::secretstring> contentOf(const path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) return std::nullopt;
+    std::string text(std::istreambuf_iterator<char>(stream), {});
+    if (stream.bad()) return std::nullopt;
+    CORE::secretstring content(text);
+    CORE::wipeMemory(text.data(), text.size());
+    return content;
+}
+
+void warnWhenOthersCanRead(const path& file) {
+    using std::filesystem::perms;
+    std::error_code error;
+    const perms permissions = std::filesystem::status(file, error).permissions();
+    if (!isWindows && !error && (permissions & (perms::group_read | perms::others_read)) != perms::none)
+        logWarning(L"%s holds a password and others than its owner can read it", utf8Of(file));
+}
+
+CORE::secretstring passwordFromFile(const TomlSection& section, const path& file) {
+    const auto content = contentOf(file);
+    if (!content) section.wrong("password-file", "the password file " + utf8Of(file) + " cannot be read");
+    warnWhenOthersCanRead(file);
+    std::string_view password = content->view();
+    if (password.ends_with('\n')) password.remove_suffix(1);
+    if (password.ends_with('\r')) password.remove_suffix(1);
+    if (password.empty()) section.wrong("password-file", "the password file " + utf8Of(file) + " is empty");
+    return CORE::secretstring(password);
+}
+
+std::optional<LdapCredentials> readCredentials(TomlSection& section, const path& file) {
+    LdapCredentials credentials;
+    std::string passwordFile;
+    tomlChoice<Method>(
+        section, "method", credentials.method,
+        {{"negotiate", Method::negotiate}, {"simple", Method::simple}, {"anonymous", Method::anonymous}});
+    section.text("user", credentials.user);
+    section.text("domain", credentials.domain);
+    section.secret("password", credentials.password);
+    section.text("password-file", passwordFile);
+
+    const bool hasMethod = section.raw().contains("method");
+    const bool hasPassword = !credentials.password.empty() || !passwordFile.empty();
+    if (!credentials.password.empty() && !passwordFile.empty())
+        section.wrong("password-file", "password and password-file exclude each other");
+    if (credentials.user.empty()) {
+        for (const char* key : {"domain", "password", "password-file"})
+            if (section.raw().contains(key)) section.wrong(key, std::string(key) + " needs a user");
+        if (credentials.method == Method::simple) section.wrong("method", "the method simple needs a user");
+        if (!hasMethod || credentials.method == Method::negotiate) return std::nullopt;  // as the process
+        return credentials;
+    }
+    if (credentials.method == Method::anonymous) section.wrong("user", "the method anonymous takes no user");
+    if (!hasPassword) section.wrong("user", "the user needs a password or a password-file");
+    if (!credentials.password.empty())
+        warnWhenOthersCanRead(file);
+    else
+        credentials.password = passwordFromFile(section, file.parent_path() / pathOf(passwordFile));
+    return credentials;
+}
+
+// The keys that every directory has.
+void readEndpoint(TomlSection& section, const path& file, DirectoryRoute& route) {
+    section.text("host", route.host);
+    section.number("port", route.port, 1, 65535);
+    section.flag("tls", route.tls);
+    section.flag("verify-certificate", route.verifyCertificate);
+    section.text("ca-file", route.caFile);
+    section.number("connect-timeout", route.connectTimeout, 1, longestTimeout);
+    section.number("operation-timeout", route.operationTimeout, 1, longestTimeout);
+
+    LdapEndpoint endpoint;
+    endpoint.host = route.host;
+    if (!checkEndpoint(endpoint)) section.wrong("host", "\"" + route.host + "\" is no host");
+    for (const char* key : {"ca-file", "verify-certificate"})
+        if (section.raw().contains(key) && !route.tls)
+            section.wrong(key, std::string(key) + " needs tls = true");
+    if (route.caFile.empty()) return;
+    if (isWindows)
+        section.wrong("ca-file",
+                      "under Windows the certificate's issuer has to be in the machine's own store");
+    const path ca = file.parent_path() / pathOf(route.caFile);
+    if (!std::ifstream(ca)) section.wrong("ca-file", "the file " + utf8Of(ca) + " cannot be read");
+    route.caFile = utf8Of(ca);
+}
+
+void addRoute(TomlSection& section, const path& file, DirectoryRoute route, Configuration& configuration) {
+    readEndpoint(section, file, route);
+    route.credentials = readCredentials(section, file);
+    configuration.routes.push_back(std::move(route));
+}
+
+DirectoryRoute thisServer(std::uint16_t port) {
+    DirectoryRoute route;
+    route.askedPort = port;
+    return route;
+}
+
+void readServer(TomlSection& section, const path& file, Configuration& configuration) {
+    DirectoryRoute route;
+    section.text("for", route.askedHost);
+    if (route.askedHost.empty()) section.wrong("for", "a server needs for = \"the host that is asked for\"");
+    section.number("for-port", route.askedPort, 1, 65535);
+    for (const DirectoryRoute& other : configuration.routes)
+        if (CORE::compareFolded(other.askedHost, route.askedHost) == 0 && other.askedPort == route.askedPort)
+            section.wrong("for", "there is a server for " + route.askedHost + " already");
+    route.host = route.askedHost;
+    addRoute(section, file, std::move(route), configuration);
+}
+
+}  // namespace
+
+Result<Configuration> readConfiguration(const path& file) {
+    const auto text = contentOf(file);
+    if (!text) return fail(1, CORE::toWide(utf8Of(file)) + L": the file cannot be read");
+    Configuration configuration;
+    const auto read = readToml(text->view(), utf8Of(file), [&](TomlSection& top) {
+        // This server's own directory and the global one, by the ports that they are asked for on.
+        top.table("directory",
+                  [&](TomlSection& section) { addRoute(section, file, thisServer(389), configuration); });
+        top.table("global",
+                  [&](TomlSection& section) { addRoute(section, file, thisServer(22389), configuration); });
+        top.tables("server", [&](TomlSection& section) { readServer(section, file, configuration); });
+    });
+    if (!read) return fail(read.error());
+    return configuration;
+}
+
+}  // namespace wsadmin::platform

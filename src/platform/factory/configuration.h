@@ -1,0 +1,35 @@
+// The configuration file: how the directories that the system asks for are really reached.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+#include "platform/ldap_session.h"
+
+namespace wsadmin::platform {
+
+// What the system asks for, and what it gets.
+struct DirectoryRoute {
+    std::string askedHost;                   // empty: this server
+    std::optional<std::uint16_t> askedPort;  // nothing: any
+    std::string host;
+    // Nothing: as it was asked for.
+    std::optional<std::uint16_t> port;
+    std::optional<std::chrono::milliseconds> connectTimeout;
+    std::optional<std::chrono::milliseconds> operationTimeout;
+    bool tls = false;
+    bool verifyCertificate = true;
+    std::string caFile;
+    // How to bind where the system would bind as the identity of the process; nothing: as that.
+    std::optional<LdapCredentials> credentials;
+};
+
+struct Configuration {
+    std::vector<DirectoryRoute> routes;
+};
+
+// The failure's text is "file:line: what is wrong".
+Result<Configuration> readConfiguration(const std::filesystem::path& file);
+
+}  // namespace wsadmin::platform

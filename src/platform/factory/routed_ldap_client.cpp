@@ -1,0 +1,95 @@
+#include "platform/factory/routed_ldap_client.h"
+
+#include <algorithm>
+
+namespace wsadmin::platform {
+
+namespace {
+
+using Method = LdapCredentials::Method;
+
+bool isFor(const DirectoryRoute& route, const LdapEndpoint& asked) {
+    return CORE::compareFolded(route.askedHost, asked.host) == 0 &&
+           (!route.askedPort || *route.askedPort == asked.port);
+}
+
+LdapEndpoint endpointOf(const DirectoryRoute& route, const LdapEndpoint& asked) {
+    LdapEndpoint endpoint = asked;
+    endpoint.host = route.host;
+    endpoint.port = route.port.value_or(asked.port);
+    endpoint.connectTimeout = route.connectTimeout.value_or(asked.connectTimeout);
+    endpoint.operationTimeout = route.operationTimeout.value_or(asked.operationTimeout);
+    if (!route.tls) return endpoint;
+    endpoint.tls = true;
+    endpoint.verifyCertificate = route.verifyCertificate;
+    endpoint.caFile = route.caFile;
+    return endpoint;
+}
+
+class RoutedSession final : public LdapSession {
+  public:
+    RoutedSession(std::unique_ptr<LdapSession> session, LdapCredentials configured)
+        : session_(std::move(session)), configured_(std::move(configured)) {}
+
+    Result<void> bind(const LdapCredentials& asked) override {
+        if (asked.method != Method::negotiate) return session_->bind(asked);
+        if (asked.user.empty()) return session_->bind(configured_);
+        LdapCredentials credentials = asked;
+        if (configured_.method == Method::simple) credentials.method = Method::simple;
+        return session_->bind(credentials);
+    }
+    Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override {
+        return session_->startSearch(search);
+    }
+    Result<void> add(const LdapEntry& entry) override { return session_->add(entry); }
+    Result<void> modify(const std::string& dn, const std::vector<LdapModification>& changes,
+                        const std::vector<LdapControl>& controls) override {
+        return session_->modify(dn, changes, controls);
+    }
+    Result<void> remove(const std::string& dn, const std::vector<LdapControl>& controls) override {
+        return session_->remove(dn, controls);
+    }
+    Result<void> rename(const std::string& dn, const std::string& newRdn, const std::string& newParent,
+                        bool deleteOldRdn) override {
+        return session_->rename(dn, newRdn, newParent, deleteOldRdn);
+    }
+
+  private:
+    std::unique_ptr<LdapSession> session_;
+    LdapCredentials configured_;
+};
+
+class RoutedClient final : public LdapClient {
+  public:
+    RoutedClient(std::shared_ptr<LdapClient> client, Configuration configuration)
+        : client_(std::move(client)), configuration_(std::move(configuration)) {}
+
+    Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& asked) override {
+        const DirectoryRoute* route = routeFor(asked);
+        if (!route) return client_->open(asked);
+        auto session = client_->open(endpointOf(*route, asked));
+        if (!session || !route->credentials) return session;
+        return std::make_unique<RoutedSession>(std::move(*session), *route->credentials);
+    }
+
+  private:
+    // A route for the very port comes before one for any.
+    const DirectoryRoute* routeFor(const LdapEndpoint& asked) const {
+        const DirectoryRoute* found = nullptr;
+        for (const DirectoryRoute& route : configuration_.routes)
+            if (isFor(route, asked) && (!found || route.askedPort)) found = &route;
+        return found;
+    }
+
+    std::shared_ptr<LdapClient> client_;
+    Configuration configuration_;
+};
+
+}  // namespace
+
+std::shared_ptr<LdapClient> makeRoutedLdapClient(std::shared_ptr<LdapClient> client,
+                                                 Configuration configuration) {
+    return std::make_shared<RoutedClient>(std::move(client), std::move(configuration));
+}
+
+}  // namespace wsadmin::platform

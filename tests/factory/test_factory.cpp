@@ -1,0 +1,82 @@
+#include <gtest/gtest.h>
+
+#include <asio.hpp>
+
+#include "factory/temporary_folder.h"
+#include "framework/core/corestring.h"
+#include "platform/factory/paths.h"
+#include "platform/platform.h"
+
+namespace wsadmin::platform {
+namespace {
+
+CORE::PropertyBag startup(const wchar_t* key, const std::string& value) {
+    CORE::PropertyBag bag;
+    bag.set(key, value);
+    return bag;
+}
+
+TEST(Factory, MakesTheRealMachineWithoutKeys) {
+    const auto platform = createPlatform({});
+    ASSERT_TRUE(platform);
+    EXPECT_TRUE((*platform)->names->netBios());
+    EXPECT_TRUE((*platform)->ldap && (*platform)->registry && (*platform)->processes && (*platform)->clock);
+    EXPECT_TRUE((*platform)->save());
+}
+
+TEST(Factory, ReachesDirectoriesAsTheFileSays) {
+    asio::io_context context;
+    asio::ip::tcp::acceptor acceptor(context, {asio::ip::make_address("127.0.0.1"), 0});
+    acceptor.non_blocking(true);
+    const TemporaryFolder folder;
+    const auto file =
+        folder.write("J\xc3\xb6rg.toml", "[directory]\nhost = \"127.0.0.1\"\nconnect-timeout = 50\nport = " +
+                                             std::to_string(acceptor.local_endpoint().port()));
+    const auto platform = createPlatform(startup(configurationKey, utf8Of(file)));
+    ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
+    LdapCredentials nobody;
+    nobody.method = LdapCredentials::Method::anonymous;
+    EXPECT_FALSE(
+        (*platform)->ldap->open({}).value()->bind(nobody));  // the port takes connections and says nothing
+    asio::error_code error;
+    acceptor.accept(error);
+    EXPECT_FALSE(error) << error.message();
+    EXPECT_TRUE((*platform)->names->netBios());
+}
+
+TEST(Factory, RefusesWhatItCannotMake) {
+    const TemporaryFolder folder;
+    const auto wrong = folder.write("wrong.toml", "[directory]\nhots = 1\n");
+    const auto configured = createPlatform(startup(configurationKey, utf8Of(wrong)));
+    ASSERT_FALSE(configured);
+    EXPECT_TRUE(configured.error().text.ends_with(L"wrong.toml:2: there is no key \"directory.hots\""));
+
+    EXPECT_FALSE(createPlatform(startup(labFolderKey, utf8Of(folder.path() / "absent"))));
+
+    auto both = startup(labFolderKey, "a");
+    both.set(configurationKey, L"b");
+    EXPECT_EQ(createPlatform(both).error().text, L"A lab and a configuration file exclude each other");
+}
+
+TEST(Factory, SavesALabOnlyWhenAsked) {
+    for (const bool save : {false, true}) {
+        const TemporaryFolder folder;
+        std::filesystem::copy(pathOf(WS_SOURCE_DIR "/labs/sample"), folder.path() / "lab",
+                              std::filesystem::copy_options::recursive);
+        auto bag = startup(labFolderKey, utf8Of(folder.path() / "lab"));
+        bag.setBool(labSaveKey, save);
+        const auto change = [&](const RegistryData& data) {
+            const auto platform = createPlatform(bag);
+            ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
+            ASSERT_TRUE((*platform)->registry->write(L"HKLM\\Software\\Test", L"kept", data));
+            ASSERT_TRUE((*platform)->save());
+        };
+        change(std::uint32_t{7});
+        const auto kept = createPlatform(bag).value()->registry->read(L"HKLM\\Software\\Test", L"kept");
+        ASSERT_TRUE(kept);
+        EXPECT_EQ(kept->has_value(), save);
+    }
+}
+
+}  // namespace
+}  // namespace wsadmin::platform

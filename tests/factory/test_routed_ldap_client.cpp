@@ -1,0 +1,140 @@
+#include "platform/factory/routed_ldap_client.h"
+
+#include <gtest/gtest.h>
+
+namespace wsadmin::platform {
+namespace {
+
+using std::chrono::milliseconds;
+using Method = LdapCredentials::Method;
+
+// Remembers what reached the client below.
+struct Recorded {
+    LdapEndpoint endpoint;
+    LdapCredentials credentials;
+    std::string removed;
+};
+
+class RecordingSession final : public LdapSession {
+  public:
+    explicit RecordingSession(Recorded& recorded) : recorded_(recorded) {}
+    Result<void> bind(const LdapCredentials& credentials) override {
+        recorded_.credentials = credentials;
+        return {};
+    }
+    Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch&) override {
+        return fail(ldapFailure(ldapNoSuchObject));
+    }
+    Result<void> add(const LdapEntry&) override { return {}; }
+    Result<void> modify(const std::string&, const std::vector<LdapModification>&,
+                        const std::vector<LdapControl>&) override {
+        return {};
+    }
+    Result<void> remove(const std::string& dn, const std::vector<LdapControl>&) override {
+        recorded_.removed = dn;
+        return {};
+    }
+    Result<void> rename(const std::string&, const std::string&, const std::string&, bool) override {
+        return {};
+    }
+
+  private:
+    Recorded& recorded_;
+};
+
+class RecordingClient final : public LdapClient {
+  public:
+    explicit RecordingClient(Recorded& recorded) : recorded_(recorded) {}
+    Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override {
+        recorded_.endpoint = endpoint;
+        return std::make_unique<RecordingSession>(recorded_);
+    }
+
+  private:
+    Recorded& recorded_;
+};
+
+LdapCredentials credentials(Method method, std::string user = {}, std::string password = {}) {
+    return {method, std::move(user), {}, CORE::secretstring(password)};
+}
+
+LdapEndpoint asked(std::string host, std::uint16_t port) {
+    LdapEndpoint endpoint;
+    endpoint.host = std::move(host);
+    endpoint.port = port;
+    endpoint.connectTimeout = milliseconds(1234);
+    return endpoint;
+}
+
+Configuration configuration() {
+    Configuration made;
+    DirectoryRoute& pod = made.routes.emplace_back();
+    pod.askedPort = 389;
+    pod.host = "pod.example";
+    pod.port = 3890;
+    pod.connectTimeout = milliseconds(77);
+    pod.credentials = credentials(Method::simple, "cn=admin", "secret");
+    DirectoryRoute& any = made.routes.emplace_back();
+    any.askedHost = "dc.example";
+    any.host = "10.0.0.1";
+    any.tls = true;
+    any.caFile = "ca.pem";
+    DirectoryRoute& catalogue = made.routes.emplace_back();
+    catalogue.askedHost = "dc.example";
+    catalogue.askedPort = 3268;
+    catalogue.host = "10.0.0.2";
+    return made;
+}
+
+TEST(RoutedLdapClient, ChoosesTheRouteByHostAndPort) {
+    Recorded recorded;
+    const auto client = makeRoutedLdapClient(std::make_shared<RecordingClient>(recorded), configuration());
+    const struct {
+        LdapEndpoint asked;
+        const char* host;
+        int port;
+        bool tls;
+        int connectTimeout;
+    } rows[] = {
+        {asked("", 389), "pod.example", 3890, false, 77},
+        {asked("", 22389), "", 22389, false, 1234},
+        {asked("DC.Example", 389), "10.0.0.1", 389, true, 1234},
+        {asked("dc.example", 3268), "10.0.0.2", 3268, false, 1234},
+        {asked("other", 389), "other", 389, false, 1234},
+    };
+    for (const auto& row : rows) {
+        ASSERT_TRUE(client->open(row.asked));
+        EXPECT_EQ(recorded.endpoint.host, row.host);
+        EXPECT_EQ(recorded.endpoint.port, row.port);
+        EXPECT_EQ(recorded.endpoint.tls, row.tls);
+        EXPECT_EQ(recorded.endpoint.caFile, row.tls ? "ca.pem" : "");
+        EXPECT_EQ(recorded.endpoint.connectTimeout, milliseconds(row.connectTimeout));
+    }
+}
+
+TEST(RoutedLdapClient, BindsAsConfiguredUnlessTheRequestBringsAUser) {
+    Recorded recorded;
+    const auto client = makeRoutedLdapClient(std::make_shared<RecordingClient>(recorded), configuration());
+    const auto session = client->open(asked("", 389)).value()->bind(credentials(Method::negotiate));
+    EXPECT_EQ(recorded.credentials.user, "cn=admin");
+    EXPECT_EQ(recorded.credentials.password.view(), "secret");
+    EXPECT_EQ(recorded.credentials.method, Method::simple);
+
+    const auto pod = client->open(asked("", 389)).value();
+    ASSERT_TRUE(pod->bind(credentials(Method::negotiate, "alice", "hers")));
+    EXPECT_EQ(recorded.credentials.user, "alice");
+    EXPECT_EQ(recorded.credentials.password.view(), "hers");
+    EXPECT_EQ(recorded.credentials.method, Method::simple);
+    ASSERT_TRUE(pod->bind(credentials(Method::anonymous)));
+    EXPECT_EQ(recorded.credentials.method, Method::anonymous);
+    ASSERT_TRUE(pod->remove("cn=a"));
+    EXPECT_EQ(recorded.removed, "cn=a");
+    EXPECT_EQ(pod->search({}).error().code, ldapNoSuchObject);
+
+    ASSERT_TRUE(client->open(asked("other", 389)).value()->bind(credentials(Method::negotiate)));
+    EXPECT_EQ(recorded.credentials.user, "");
+    EXPECT_EQ(recorded.credentials.method, Method::negotiate);
+}
+
+}  // namespace
+}  // namespace wsadmin::platform
