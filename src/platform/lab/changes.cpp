@@ -118,26 +118,29 @@ Result<Place> placeFor(const Store& store, const std::string& name) {
     const auto dn = parseDn(name);
     if (!dn || dn->empty() || dn->front().size() != 1 || dn->front().front().value.empty())
         return fail(ldapInvalidDnSyntax, quoted(name) + L" is no name of an entry");
-    if (const auto there = store.tree.find(*dn)) {
+    const bool context = std::any_of(store.contexts.begin(), store.contexts.end(), [&](const Dn& known) {
+        return known.size() == dn->size() && endsWith(*dn, known);
+    });
+    auto parent = store.tree.find(Dn(dn->begin() + 1, dn->end()));
+    const auto there = context  ? store.tree.find(*dn)
+                       : parent ? store.tree.child(*parent, dn->front().front())
+                                : parent;
+    if (there) {
         if (!store.loading || !store.tree.at(*there).generated)
             return fail(ldapAlreadyExists, quoted(name) + L" is there already");
         return Place{*dn, store.tree.at(*there).contextHead, store.tree.at(*there).parent, there};
     }
-    const auto key = dnKey(*dn);
-    const bool context = std::any_of(store.suffixes.begin(), store.suffixes.end(),
-                                     [&](const auto& suffix) { return dnKey(suffix) == key; });
     if (context) return Place{*dn, true, rootNode, {}};
-    const auto parent = store.tree.find(Dn(dn->begin() + 1, dn->end()));
     if (!parent || *parent == rootNode || (store.tree.at(*parent).deleted && !store.loading))
         return fail(ldapNoSuchObject, L"the entry above " + quoted(name) + L" does not exist");
     return Place{*dn, false, *parent, {}};
 }
 
-Guid freshGuid(const Store& store, const std::string& dn) {
-    Guid guid = derivedGuid(dn);
-    if (store.loading) return guid;
-    for (unsigned attempt = 1; store.findByGuid({guid.data(), guid.size()}); ++attempt)
-        guid = derivedGuid(dn, attempt);
+// The derived GUID, or when an entry has it (a tombstone of the same name), the next one.
+Guid freshGuid(const Store& store, const std::string& key) {
+    Guid guid = derivedGuid(key);
+    for (unsigned attempt = 1; !store.loading && store.findByGuid({guid.data(), guid.size()}); ++attempt)
+        guid = derivedGuid(key, attempt);
     return guid;
 }
 
@@ -211,8 +214,8 @@ Result<void> checkClassChange(Store& store, const PackedEntry& before, StoredEnt
 
 }  // namespace
 
-Guid derivedGuid(std::string_view dn, unsigned attempt) {
-    const auto key = dnKey(dn).value_or(std::string(dn)) + (attempt > 0 ? '#' + std::to_string(attempt) : "");
+Guid derivedGuid(std::string key, unsigned attempt) {
+    if (attempt > 0) key += '#' + std::to_string(attempt);
     std::uint64_t high = fnv(key, 0xcbf29ce484222325ULL), low = fnv(key, high ^ 0x9e3779b97f4a7c15ULL);
     Guid guid;
     for (std::size_t i = 0; i < 8; ++i, high >>= 8, low >>= 8) {
@@ -270,8 +273,9 @@ Result<NodeId> addEntry(Store& store, const LdapEntry& given) {
     node.generated = false;
     node.entry = PackedEntry(*entry);
     node.file = file;
-    node.guid = own.guid ? *own.guid : freshGuid(store, given.dn);
-    node.fixedGuid = node.guid != derivedGuid(given.dn);
+    const auto key = dnKey(place->dn);
+    node.guid = own.guid ? *own.guid : freshGuid(store, key);
+    node.fixedGuid = (own.guid || !store.loading) && node.guid != derivedGuid(key);
     node.created = own.created.value_or(store.loading ? defaultCreated : store.now());
     node.changed = own.changed.value_or(node.created);
     node.deleted = own.deleted || (place->generated && node.deleted);

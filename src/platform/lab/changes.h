@@ -17,8 +17,8 @@ Result<void> renameEntry(Store& store, const std::string& name, const std::strin
 
 // When entries were made that say nothing of it.
 inline constexpr Seconds defaultCreated = std::chrono::sys_days(std::chrono::year(2024) / 1 / 1);
-// The GUID of an entry that brings none: always the same for the same name.
-Guid derivedGuid(std::string_view dn, unsigned attempt = 0);
+// The GUID of an entry that brings none: always the same for the same name (as dnKey gives it).
+Guid derivedGuid(std::string key, unsigned attempt = 0);
 // The file that the next entry below this parent is written to: where its newest sibling is.
 std::uint16_t fileForChild(const Store& store, NodeId parent);
 // The container of the tombstones of the entry's naming context; made when it is missing.

@@ -48,12 +48,12 @@ void Directory::makeEntry(const std::string& dn, std::vector<LdapAttribute> attr
 
 void Directory::makeConfiguration() {
     const auto& suffix = settings_.suffixes.front();
-    const auto guid = derivedGuid("CN=Configuration," + suffix);
+    const auto guid = derivedGuid(dnKey("CN=Configuration," + suffix).value_or(suffix));
     const auto configuration = settings_.activeDirectory
                                    ? "CN=Configuration," + suffix
                                    : "CN=Configuration,CN={" + guidToText({guid.data(), guid.size()}) + "}";
     const auto schema = "CN=Schema," + configuration;
-    for (const auto& context : {configuration, schema}) store_.suffixes.push_back(context);
+    for (const auto& context : {configuration, schema}) store_.addContext(context);
     makeEntry(configuration, {{"objectClass", {"configuration"}}});
     makeEntry(schema, {{"objectClass", {"dMD"}}});
     makeEntry("CN=Partitions," + configuration, {{"objectClass", {"crossRefContainer"}}});

@@ -27,6 +27,8 @@ LdapEntry grouped(LdifRecord& record) {
 }
 
 Result<void> apply(Store& store, LdifRecord& record) {
+    if (record.kind == LdifRecord::Kind::remove || record.kind == LdifRecord::Kind::rename)
+        store.resolved.clear();
     switch (record.kind) {
         case LdifRecord::Kind::content:
         case LdifRecord::Kind::add:
@@ -106,6 +108,7 @@ Result<void> loadLdif(Store& store, std::string_view text, std::string_view file
                                                done.error().text);
     }
     store.loading = false;
+    store.resolved.clear();
     return {};
 }
 

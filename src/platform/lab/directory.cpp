@@ -10,7 +10,7 @@ namespace wsadmin::platform::lab {
 
 Directory::Directory(DirectorySettings settings, const Clock& clock)
     : settings_(std::move(settings)), store_(clock) {
-    store_.suffixes = settings_.suffixes;
+    for (const auto& suffix : settings_.suffixes) store_.addContext(suffix);
     prepareContexts(store_);
 }
 

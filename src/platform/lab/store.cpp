@@ -47,6 +47,11 @@ std::string_view danglingText(std::string_view stored) {
     return stored.substr(1);
 }
 
+void Store::addContext(const std::string& name) {
+    suffixes.push_back(name);
+    contexts.push_back(parseDn(name).value_or(Dn()));
+}
+
 Result<NodeId> Store::resolve(std::string_view name) const {
     if (!name.empty() && name.front() == '<') {
         std::optional<NodeId> found;

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/clock.h"
@@ -37,6 +38,8 @@ class Store {
     std::optional<NodeId> findByGuid(std::string_view binary) const;
     std::string referenceText(std::string_view stored) const;  // the DN of a stored reference
 
+    void addContext(const std::string& name);  // a naming context; the first is the default one
+
     // --- values
 
     // Calls each(value) for every value of the attribute in stored form, also for what the directory itself
@@ -57,11 +60,13 @@ class Store {
     Schema schema;
     Tree tree;
     Indexes indexes;
+    std::vector<Dn> contexts;  // names of the naming contexts, whether or not their entries are there
     std::vector<std::string> suffixes;  // of the naming contexts, as written; the first is the default one
     std::uint64_t usn = 0;              // the last one given
     std::size_t dangling = 0;  // how many references were stored as text; more than there are, never less
     bool loading = false;      // entries come from files: more is allowed
     std::uint16_t file = 0;    // while loading, the one they come from
+    std::unordered_map<std::string, NodeId> resolved;  // while loading: names in values, for the next time
     std::set<std::uint16_t> changedFiles;
 };
 

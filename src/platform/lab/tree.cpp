@@ -17,6 +17,14 @@ std::string typeText(const std::string& name) {
 
 }  // namespace
 
+bool endsWith(const Dn& dn, const Dn& end) {
+    if (end.size() > dn.size()) return false;
+    return std::equal(end.rbegin(), end.rend(), dn.rbegin(), [](const Rdn& a, const Rdn& b) {
+        return a.size() == 1 && b.size() == 1 && equalFolded(a[0].type, foldText(b[0].type)) &&
+               equalFolded(a[0].value, foldText(b[0].value));
+    });
+}
+
 std::string Tree::rdnKey(const RdnPart& rdn) const {
     return foldText(rdn.type) + '=' + foldText(rdn.value);
 }
@@ -28,9 +36,8 @@ std::string Tree::rdnText(AttributeId type, std::string_view value) const {
 std::optional<NodeId> Tree::find(const Dn& dn) const {
     if (dn.empty()) return rootNode;
     for (const auto& context : topContexts_) {
-        if (context.dn.size() > dn.size()) continue;
+        if (!endsWith(dn, context.dn)) continue;
         const auto above = dn.size() - context.dn.size();
-        if (dnKey(Dn(dn.begin() + static_cast<std::ptrdiff_t>(above), dn.end())) != context.key) continue;
         std::optional<NodeId> at = context.id;
         for (std::size_t i = above; at && i-- > 0;) {
             if (dn[i].size() != 1) return std::nullopt;
@@ -85,7 +92,7 @@ NodeId Tree::addContext(const Dn& dn) {
         nodes_.emplace_back();
         nodes_[id].rdnType = schema_.intern(dn.front().front().type);
         nodes_[id].rdnValue = dn.front().front().value;
-        topContexts_.push_back({id, dn, dnKey(dn)});
+        topContexts_.push_back({id, dn});
     }
     nodes_[id].contextHead = true;
     contexts_.push_back(id);

@@ -42,6 +42,9 @@ struct Node {
     std::string_view guidBytes() const noexcept { return {guid.data(), guid.size()}; }
 };
 
+// Whether a name is the other one, or stands below it; case does not count.
+bool endsWith(const Dn& dn, const Dn& end);
+
 class Tree {
   public:
     explicit Tree(Schema& schema) : schema_(schema) { nodes_.emplace_back(); }
@@ -81,7 +84,6 @@ class Tree {
     struct TopContext {  // of a context that hangs on the root and whose name may have several parts
         NodeId id;
         Dn dn;
-        std::string key;
     };
     std::vector<TopContext> topContexts_;
 };

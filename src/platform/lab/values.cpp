@@ -108,7 +108,11 @@ Result<std::string> ValueReader::read(AttributeId attribute, std::string_view va
 }
 
 Result<std::string> ValueReader::readName(AttributeId attribute, std::string_view value) {
+    if (store_.loading)
+        if (const auto known = store_.resolved.find(std::string(value)); known != store_.resolved.end())
+            return referenceValue(known->second);
     auto target = store_.resolve(value);
+    if (store_.loading && target && store_.resolved.size() < 10000) store_.resolved.emplace(value, *target);
     if (!target && target.error().code == ldapNoSuchObject && equalFolded(value.substr(0, 5), "<sid="))
         target = makeForeignPrincipal(value);
     if (target && !store_.loading && store_.tree.at(*target).deleted)
