@@ -124,8 +124,10 @@ Result<std::string> ValueReader::readName(AttributeId attribute, std::string_vie
         ++store_.dangling;
         return danglingValue(value);
     }
-    return fail(ldapConstraintViolation, named(store_, attribute) + L" refers to \"" + CORE::toWide(value) +
-                                             L"\", which does not exist");
+    const bool link = store_.schema.attribute(attribute).forwardLink();
+    return fail(
+        link ? ldapNoSuchObject : ldapConstraintViolation,
+        named(store_, attribute) + L" refers to \"" + CORE::toWide(value) + L"\", which does not exist");
 }
 
 Result<std::string> ValueReader::key(AttributeId attribute, std::string_view value) const {
@@ -168,7 +170,7 @@ Result<void> applyModification(Store& store, ValueReader& reader, StoredEntry& e
     Result<void> done;
     switch (change.operation) {
         case LdapModify::add:
-            if (change.values.empty()) return fail(ldapUnwillingToPerform, L"nothing is given to add");
+            if (change.values.empty()) return fail(ldapConstraintViolation, L"nothing is given to add");
             done = addValues(store, reader, id, values, change.values, log);
             if (done && type.single && values.size() > 1)
                 return fail(ldapAttributeOrValueExists, named(store, id) + L" takes one value only");

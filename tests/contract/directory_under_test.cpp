@@ -1,0 +1,164 @@
+#include "contract/directory_under_test.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <random>
+
+#include "platform/lab/directory_server.h"
+#include "platform/lab/syntax.h"
+#include "platform/system_clock.h"
+#ifdef _WIN32
+#include "platform/windows/windows_platform.h"
+namespace real = wsadmin::platform::windows;
+#else
+#include "platform/posix/posix_platform.h"
+namespace real = wsadmin::platform::posix;
+#endif
+
+namespace wsadmin::platform {
+
+namespace {
+
+constexpr char labSuffix[] = "DC=vdi,DC=talvex,DC=int";
+constexpr char labContent[] =
+    "dn: CN=ForeignSecurityPrincipals,DC=vdi,DC=talvex,DC=int\n"
+    "objectClass: container\n";
+
+class LabUnderTest final : public DirectoryUnderTest {
+  public:
+    LabUnderTest() {
+        auto clock = makeSystemClock();
+        auto directory = std::make_unique<lab::Directory>(
+            lab::DirectorySettings{"LDAP", {labSuffix}, "LAB", "lab.example"}, *clock);
+        EXPECT_TRUE(directory->readContent(labContent, "contract.ldif"));
+        directory->finish();
+        network_.listen({{""}, {389}, {}},
+                        std::make_shared<lab::DirectoryServer>(
+                            std::move(directory), std::vector<lab::Account>{}, lab::Faults{}, clock));
+    }
+    std::unique_ptr<LdapSession> open() override { return std::move(network_.open({}).value()); }
+    LdapCredentials credentials() const override { return {}; }
+    std::string suffix() const override { return labSuffix; }
+    std::string label() const override { return "lab"; }
+
+  private:
+    lab::LabNetwork network_;
+};
+
+std::string environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? value : "";
+}
+
+class ServerUnderTest final : public DirectoryUnderTest {
+  public:
+    std::unique_ptr<LdapSession> open() override {
+        LdapEndpoint endpoint;
+        endpoint.host = environment("WS_TEST_LDAP_HOST");
+        endpoint.port = static_cast<std::uint16_t>(std::stoi(environment("WS_TEST_LDAP_PORT")));
+        auto session = client_->open(endpoint);
+        EXPECT_TRUE(session);
+        return session ? std::move(*session) : nullptr;
+    }
+    LdapCredentials credentials() const override {
+        LdapCredentials credentials;
+        credentials.method = LdapCredentials::Method::simple;
+        credentials.user = environment("WS_TEST_LDAP_USER");
+        if (const auto domain = environment("WS_TEST_LDAP_DOMAIN"); !domain.empty())
+            credentials.user += "@" + domain;
+        credentials.password = CORE::secretstring(environment("WS_TEST_LDAP_PASSWORD"));
+        return credentials;
+    }
+    std::string suffix() const override { return environment("WS_TEST_LDAP_BASE"); }
+    std::string label() const override { return "server"; }
+
+  private:
+    std::shared_ptr<LdapClient> client_ = real::makeLdapClient();
+};
+
+}  // namespace
+
+std::shared_ptr<DirectoryUnderTest> openLabUnderTest() {
+    return std::make_shared<LabUnderTest>();
+}
+
+std::shared_ptr<DirectoryUnderTest> openServerUnderTest() {
+    for (const char* name : {"WS_TEST_LDAP_HOST", "WS_TEST_LDAP_PORT", "WS_TEST_LDAP_USER",
+                             "WS_TEST_LDAP_PASSWORD", "WS_TEST_LDAP_BASE"})
+        if (environment(name).empty()) return nullptr;
+    return std::make_shared<ServerUnderTest>();
+}
+
+void DirectoryContract::SetUp() {
+    directory_ = isLab() ? openLabUnderTest() : openServerUnderTest();
+    if (!directory_) GTEST_SKIP() << "no server is named by WS_TEST_LDAP_HOST and the others";
+    run_ = std::random_device()() % 1000000000;
+    session_ = boundSession();
+    place_ = "OU=contract-" + std::to_string(run_) + "," + suffix();
+    const auto made = session_->add({place_, {{"objectClass", {"organizationalUnit"}}}});
+    ASSERT_TRUE(made) << codeOf(made);
+}
+
+void DirectoryContract::TearDown() {
+    if (!session_ || place_.empty()) return;
+    const auto gone = session_->remove(place_, {{controls::treeDelete, {}, true}});
+    EXPECT_TRUE(gone) << codeOf(gone);
+}
+
+std::unique_ptr<LdapSession> DirectoryContract::boundSession() {
+    auto session = directory_->open();
+    const auto bound = session->bind(directory_->credentials());
+    EXPECT_TRUE(bound) << codeOf(bound);
+    return session;
+}
+
+void DirectoryContract::make(const std::string& relative, std::vector<LdapAttribute> attributes,
+                             const std::string& objectClass) {
+    attributes.push_back({"objectClass", {objectClass}});
+    const auto made = session_->add({at(relative), std::move(attributes)});
+    ASSERT_TRUE(made) << relative << ": " << codeOf(made);
+}
+
+std::string DirectoryContract::found(const std::string& filter, LdapScope scope, const std::string& base) {
+    const auto result = session_->search({base.empty() ? place_ : base, scope, filter, {"1.1"}, {}, 0});
+    if (!result) return "!" + std::to_string(codeOf(result));
+    std::vector<std::string> names;
+    for (const auto& entry : result->entries) names.push_back(rdnValue(entry.dn));
+    std::sort(names.begin(), names.end());
+    std::string text;
+    for (const auto& name : names) text += (text.empty() ? "" : " ") + name;
+    return text;
+}
+
+Result<LdapEntry> DirectoryContract::read(const std::string& dn, std::vector<std::string> attributes) {
+    auto result = session_->search({dn, LdapScope::base, "(objectClass=*)", std::move(attributes), {}, 0});
+    if (!result) return fail(result.error());
+    if (result->entries.size() != 1) return fail(ldapNoResultsReturned, L"not one entry");
+    return std::move(result->entries.front());
+}
+
+std::vector<std::string> DirectoryContract::values(const std::string& dn, const std::string& attribute) {
+    const auto entry = read(dn, {attribute});
+    EXPECT_TRUE(entry) << dn << ": " << codeOf(entry);
+    auto values = entry ? entry->all(attribute) : std::vector<std::string>{};
+    std::sort(values.begin(), values.end());
+    return values;
+}
+
+int DirectoryContract::modify(const std::string& dn, std::vector<LdapModification> changes) {
+    return codeOf(session_->modify(dn, changes));
+}
+
+std::string DirectoryContract::freshSid() {
+    return "S-1-5-21-7-" + std::to_string(run_) + "-" + std::to_string(++sids_) + "-1000";
+}
+
+std::string DirectoryContract::principalDn(const std::string& sid) const {
+    return "CN=" + sid + ",CN=ForeignSecurityPrincipals," + suffix();
+}
+
+std::string DirectoryContract::binarySid(const std::string& sid) {
+    return lab::sidFromText(sid).value();
+}
+
+}  // namespace wsadmin::platform
