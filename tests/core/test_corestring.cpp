@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 
 #include "framework/core/coreexception.h"
@@ -20,8 +21,8 @@ std::string shown(const mstr& text) {
 }
 template <class Ch>
 std::vector<std::string> shown(const std::vector<CORE::corestring<Ch>>& list) {
-    std::vector<std::string> result;
-    for (const auto& text : list) result.push_back(shown(text));
+    std::vector<std::string> result(list.size());
+    std::transform(list.begin(), list.end(), result.begin(), [](const auto& text) { return shown(text); });
     return result;
 }
 

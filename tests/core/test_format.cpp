@@ -71,6 +71,7 @@ TEST(Format, Integers) {
 }
 
 TEST(Format, CharactersPointersAndFloats) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): an address that is printed, never followed
     const auto* address = reinterpret_cast<const void*>(std::uintptr_t{0xABCDEF});
     expectAll({
         {L"%c%c%C[%3c][%-3c]", {'a', L'\u00e4', 66, 'x', 'y'}, L"a\u00e4B[  x][y  ]"},

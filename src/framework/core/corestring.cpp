@@ -184,7 +184,7 @@ int corestring<Ch>::findAndReplace(view_type what, view_type with) {
     int count = 0;
     std_type result;
     std::size_t at = 0;
-    for (std::size_t hit; (hit = text_.find(what, at)) != npos; at = hit + what.size(), ++count)
+    for (std::size_t hit = 0; (hit = text_.find(what, at)) != npos; at = hit + what.size(), ++count)
         result.append(text_, at, hit - at).append(with);
     if (count > 0) text_ = std::move(result.append(text_, at));
     return count;

@@ -128,7 +128,7 @@ class ConversionReader {
     }
 
     static std::size_t bounded(std::int64_t number) {
-        const std::uint64_t bits = static_cast<std::uint64_t>(number);
+        const auto bits = static_cast<std::uint64_t>(number);
         return static_cast<std::size_t>(std::min<std::uint64_t>(widest, number < 0 ? 0 - bits : bits));
     }
 
@@ -211,7 +211,7 @@ void appendInteger(std::wstring& out, const Conversion& how, const FormatArg& ar
 }
 
 void appendFloating(std::wstring& out, const Conversion& how, double value) {
-    const wchar_t letter = static_cast<wchar_t>(how.letter | 0x20);
+    const auto letter = static_cast<wchar_t>(how.letter | 0x20);
     const auto style = letter == L'f'   ? std::chars_format::fixed
                        : letter == L'e' ? std::chars_format::scientific
                                         : std::chars_format::general;
@@ -300,11 +300,12 @@ void appendArgument(std::wstring& out, const Conversion& how, const FormatArg& a
         case FormatArg::Kind::narrow:
             return appendText(out, how, toWide(arg.narrow()));
         case FormatArg::Kind::floating:
-            if (floatLetters.find(how.letter) != floatLetters.npos)
+            if (floatLetters.find(how.letter) != std::wstring_view::npos)
                 return appendFloating(out, how, arg.floating());
             return appendFloating(out, plain(how, L'g'), arg.floating());
         case FormatArg::Kind::pointer:
-            if (integerLetters.find(how.letter) != integerLetters.npos) return appendInteger(out, how, arg);
+            if (integerLetters.find(how.letter) != std::wstring_view::npos)
+                return appendInteger(out, how, arg);
             return appendPointer(out, plain(how, L'p'), arg.integer());
         default:
             return appendIntegerAs(out, how, arg);

@@ -33,7 +33,10 @@ class FormatArg {
     template <std::integral I>
     FormatArg(I value)  // NOLINT(google-explicit-constructor)
         : kind_(std::is_signed_v<I> ? Kind::signedInteger : Kind::unsignedInteger), bytes_(sizeof(I)) {
-        integer_ = static_cast<std::uint64_t>(value);  // sign-extended by the conversion
+        if constexpr (std::is_signed_v<I>)
+            integer_ = static_cast<std::uint64_t>(std::int64_t{value});  // the sign is kept
+        else
+            integer_ = value;
     }
     template <enumeration E>
     FormatArg(E value) : FormatArg(static_cast<std::underlying_type_t<E>>(value)) {}  // NOLINT

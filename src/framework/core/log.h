@@ -25,8 +25,8 @@ MFWCORE_API void writeLogLine(int level, std::wstring_view module, std::wstring_
 MFWCORE_API std::wstring_view logLevelName(int level) noexcept;  // "DEBUG" ... "ERROR"
 
 template <class... Args>
-void __SysMessage(int level, std::wstring_view module, std::wstring_view format,
-                  const Args&... args) {  // NOLINT
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the framework's own name for it
+void __SysMessage(int level, std::wstring_view module, std::wstring_view format, const Args&... args) {
     if (logWanted(level)) writeLogLine(level, module, formatText(format, args...));
 }
 

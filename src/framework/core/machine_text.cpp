@@ -24,10 +24,10 @@ std::wstring expandEnvironment(std::wstring_view text) {
     while (!text.empty()) {
         const std::size_t open = text.find(L'%');
         out.append(text.substr(0, open));
-        if (open == text.npos) break;
+        if (open == std::wstring_view::npos) break;
         text.remove_prefix(open + 1);
         const std::size_t close = text.find(L'%');
-        const bool named = close != text.npos && close > 0;
+        const bool named = close != std::wstring_view::npos && close > 0;
         if (const auto value = named ? sys::environment(text.substr(0, close)) : std::nullopt) {
             out.append(*value);
             text.remove_prefix(close + 1);
@@ -72,7 +72,7 @@ std::optional<std::wstring> registryText(std::wstring_view key, std::wstring_vie
 std::optional<std::wstring> policyOrRegistryText(std::wstring_view key, std::wstring_view name) {
     static constexpr std::wstring_view software = L"\\Software\\";
     const std::size_t root = key.find(L'\\');
-    if (root != key.npos && compareFolded(key.substr(root, software.size()), software) == 0) {
+    if (root != std::wstring_view::npos && compareFolded(key.substr(root, software.size()), software) == 0) {
         std::wstring policy(key);
         policy.insert(root + software.size(), L"Policies\\");
         if (auto value = sys::registryValue(policy, name)) return value;

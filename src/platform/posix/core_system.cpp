@@ -3,17 +3,17 @@
 
 #include <dlfcn.h>
 #include <iconv.h>
-#include <locale.h>
 #include <netdb.h>
 #include <pthread.h>
-#include <string.h>
 #include <unistd.h>
-#include <wctype.h>
 
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <clocale>
 #include <cstdlib>
+#include <cstring>
+#include <cwctype>
 #include <memory>
 
 #include "framework/core/corestring.h"
@@ -42,7 +42,7 @@ std::string iconvName(unsigned codePage) {
 // Units that have no counterpart become a question mark; `unit` is the size of one on the reading side.
 std::optional<std::string> convert(const std::string& to, const std::string& from, std::string_view text,
                                    std::size_t unit, std::string_view mark) {
-    const iconv_t conversion = iconv_open(to.c_str(), from.c_str());
+    iconv_t conversion = iconv_open(to.c_str(), from.c_str());
     // NOLINTNEXTLINE(performance-no-int-to-ptr): the interface's own way to say that it failed
     if (conversion == reinterpret_cast<iconv_t>(-1)) return std::nullopt;
     const std::unique_ptr<void, int (*)(iconv_t)> closer(conversion, iconv_close);
@@ -111,7 +111,7 @@ std::wstring modulePath(void* module) {
 
 std::wstring errorText(std::uint32_t error) {
     const locale_t plain = newlocale(LC_MESSAGES_MASK, "C", nullptr);
-    const std::wstring text = toWide(strerror_l(static_cast<int>(error), plain));
+    std::wstring text = toWide(strerror_l(static_cast<int>(error), plain));
     freelocale(plain);
     return text;
 }
