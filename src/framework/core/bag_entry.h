@@ -18,10 +18,10 @@ class BagEntry {
     static constexpr std::size_t longestName = 0x3FFFFFFF;  // bytes
 
     BagEntry(TextSpan name, bool asciiName, TextSpan value) noexcept
-        : nameOffset_(name.offset), name_(name.length | (asciiName ? asciiBit : 0)), value_(value) {}
+        : nameOffset_(name.offset), name_(name.length | (asciiName ? 0 : wideBit)), value_(value) {}
     BagEntry(TextSpan name, bool asciiName, PropertyBag&& bag) noexcept
         : nameOffset_(name.offset),
-          name_(name.length | bagBit | (asciiName ? asciiBit : 0)),
+          name_(name.length | bagBit | (asciiName ? 0 : wideBit)),
           bag_(std::move(bag)) {}
     BagEntry(BagEntry&& other) noexcept : nameOffset_(other.nameOffset_), name_(other.name_) { take(other); }
     BagEntry& operator=(BagEntry&& other) noexcept {
@@ -35,7 +35,9 @@ class BagEntry {
     ~BagEntry() { drop(); }
 
     TextSpan name() const noexcept { return {nameOffset_, name_ & lengthMask}; }
-    bool asciiName() const noexcept { return (name_ & asciiBit) != 0; }
+    bool asciiName() const noexcept { return (name_ & wideBit) == 0; }
+    // An ASCII name of that length? What scanning asks of every entry: one shift, one comparison.
+    bool hasAsciiName(std::uint32_t length) const noexcept { return name_ << 1 == length << 1; }
     bool isBag() const noexcept { return (name_ & bagBit) != 0; }
     TextSpan value() const noexcept { return isBag() ? TextSpan{} : value_; }
     const PropertyBag& bag() const noexcept { return bag_; }  // only when isBag()
@@ -54,7 +56,7 @@ class BagEntry {
 
   private:
     static constexpr std::uint32_t bagBit = 0x80000000;
-    static constexpr std::uint32_t asciiBit = 0x40000000;
+    static constexpr std::uint32_t wideBit = 0x40000000;  // not all ASCII
     static constexpr std::uint32_t lengthMask = longestName;
 
     void take(BagEntry& other) noexcept {

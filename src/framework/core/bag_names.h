@@ -18,22 +18,4 @@ std::uint32_t hash(std::string_view name);
 bool sameUnicode(std::wstring_view asked, std::string_view kept);
 bool sameUnicode(std::string_view asked, std::string_view kept);
 
-inline std::uint64_t loadKept(const char* from, std::size_t bytes) noexcept {
-    if (bytes == 1) return static_cast<unsigned char>(*from);
-    std::uint64_t value = 0;
-    bytes == blocks::word ? std::memcpy(&value, from, blocks::word) : std::memcpy(&value, from, blocks::half);
-    return value;
-}
-
-// Is the name that is asked for the same as one that is kept? The caller knows whether that is ASCII.
-template <class Ch>
-bool same(std::basic_string_view<Ch> asked, std::string_view kept, bool keptAscii) {
-    if (!keptAscii) return sameUnicode(asked, kept);
-    return asked.size() == kept.size() &&
-           blocks::cover(asked.data(), asked.size(), [&](std::uint64_t bytes, std::size_t at, std::size_t n) {
-               const std::uint64_t other = loadKept(kept.data() + at, n);
-               return bytes == other || blocks::fold(bytes) == blocks::fold(other);
-           });
-}
-
 }  // namespace CORE::names

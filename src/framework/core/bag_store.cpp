@@ -8,15 +8,23 @@ namespace CORE {
 
 namespace {
 
-// Below this many entries, looking at each is quicker than an index and costs no memory.
-constexpr std::size_t indexedFrom = 16;
+// Fewer entries have tags, which are quicker than an index and cost less memory.
+constexpr std::size_t indexedFrom = BagTags::room + 1;
 // Less garbage than this is not worth moving the text.
 constexpr std::uint32_t tolerableGarbage = 256;
 
 }  // namespace
 
+std::uint32_t BagStore::findIndexed(std::wstring_view name) const {
+    return index_->first(names::hash(name), [&](std::uint32_t at) { return has(at, name); });
+}
+
+std::uint32_t BagStore::findIndexed(std::string_view name) const {
+    return index_->first(names::hash(name), [&](std::uint32_t at) { return has(at, name); });
+}
+
 std::uint32_t BagStore::findFrom(std::wstring_view name, std::size_t position) const {
-    if (position >= entries_.size()) return none;
+    if (position >= entries_.size() || name.size() > BagEntry::longestName) return none;
     if (!index_) return scan(position, name);
     const auto from = static_cast<std::uint32_t>(position);
     // A walk stands behind the entry that it found last, and goes on from there in one step.
@@ -106,7 +114,7 @@ void BagStore::replace(std::uint32_t at, const SourceText& name, const SourceTex
         discardTextOf(entry);
     }
     entry = BagEntry(spans.name, ascii, spans.value);
-    noteLength(entry);
+    tag(at);
     compactWhenWorthIt();
 }
 
@@ -122,7 +130,7 @@ void BagStore::replace(std::uint32_t at, const SourceText& name, PropertyBag&& b
         discardTextOf(entry);
     }
     entry = BagEntry(span, ascii, std::move(bag));
-    noteLength(entry);
+    tag(at);
     compactWhenWorthIt();
 }
 
@@ -140,17 +148,19 @@ void BagStore::erase(std::span<const std::uint32_t> positions) noexcept {
         }
     }
     entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(to), entries_.end());
+    for (std::size_t at = positions.front(); at < std::min(entries_.size(), BagTags::room); ++at) tag(at);
     indexAll();
     compactWhenWorthIt();
 }
 
 void BagStore::noteNewest() noexcept {
-    noteLength(entries_.back());
+    tag(entries_.size() - 1);
     indexNewest();
 }
 
-void BagStore::noteLength(const BagEntry& entry) noexcept {
-    entry.asciiName() ? lengths_.add(entry.name().length) : lengths_.addAny();
+void BagStore::tag(std::size_t at) noexcept {
+    tags_.note(at, BagTags::tagOf(name(at)));
+    if (!entries_[at].asciiName()) unusual_ = true;
 }
 
 void BagStore::discard(TextSpan span) noexcept {
@@ -187,6 +197,7 @@ void BagStore::indexNewest() noexcept try {
         indexAll();
 } catch (const std::bad_alloc&) {
     index_.reset();
+    unusual_ = true;
 }
 
 void BagStore::indexAll() noexcept try {
@@ -196,6 +207,7 @@ void BagStore::indexAll() noexcept try {
     for (std::uint32_t at = 0; at < size(); ++at) indexOne(at);
 } catch (const std::bad_alloc&) {
     index_.reset();
+    unusual_ = true;
 }
 
 void BagStore::indexOne(std::uint32_t at) {

@@ -64,7 +64,8 @@ std::unique_ptr<BagStore> BagStore::copyFlat(NestedCopies& nested) const {
     copy->text_ = text_;
     copy->entries_ = copyEntries(nested);
     copy->garbage_ = garbage_;
-    copy->lengths_ = lengths_;
+    copy->unusual_ = unusual_;
+    copy->tags_ = tags_;
     if (index_) copy->index_ = std::make_unique<BagIndex>(*index_);
     if (error_) copy->error_ = std::make_unique<Error>(*error_);
     return copy;
@@ -95,7 +96,8 @@ void BagStore::merge(BagStore&& other) {
         entries_.swap(other.entries_);
         index_.swap(other.index_);
         std::swap(garbage_, other.garbage_);
-        std::swap(lengths_, other.lengths_);
+        std::swap(unusual_, other.unusual_);
+        std::swap(tags_, other.tags_);
     } else {
         const MergePlan plan = planMerge(other);
         absorb(plan, other.text_, other.garbage_, std::move(other.entries_));
@@ -142,7 +144,7 @@ void BagStore::absorb(const MergePlan& plan, const WipedText& text, std::uint32_
         } else {
             discardTextOf(entries_[target]);
             entries_[target] = std::move(entries[at]);
-            noteLength(entries_[target]);
+            tag(target);
         }
     }
     erase(plan.surplus);

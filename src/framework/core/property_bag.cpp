@@ -15,6 +15,14 @@ const PropertyBag& emptyBag() {
     return empty;
 }
 
+std::uint32_t find(const BagStore* store, std::wstring_view name) {
+    return store != nullptr ? store->find(name) : BagStore::none;
+}
+
+std::uint32_t findFrom(const BagStore* store, std::wstring_view name, std::size_t position) {
+    return store != nullptr ? store->findFrom(name, position) : BagStore::none;
+}
+
 }  // namespace
 
 PropertyBag::PropertyBag() noexcept = default;
@@ -55,20 +63,12 @@ BagStore& PropertyBag::writable() {
     return *store_;
 }
 
-std::uint32_t PropertyBag::find(std::wstring_view name) const {
-    return store_ ? store_->find(name) : BagStore::none;
-}
-
-std::uint32_t PropertyBag::findFrom(std::wstring_view name, std::size_t position) const {
-    return store_ ? store_->findFrom(name, position) : BagStore::none;
-}
-
 const BagEntry* PropertyBag::entryAt(std::size_t index) const noexcept {
     return index < size() ? &store_->entry(index) : nullptr;
 }
 
 wstr PropertyBag::get(std::wstring_view name, std::wstring_view fallback) const {
-    const std::uint32_t at = find(name);
+    const std::uint32_t at = find(store_.get(), name);
     return at == BagStore::none ? wstr(fallback) : wstr(lossless::decode(store_->value(at)));
 }
 
@@ -81,7 +81,7 @@ wstr PropertyBag::getName(std::size_t index) const {
 }
 
 std::string_view PropertyBag::utf8(std::wstring_view name, std::string_view fallback) const {
-    const std::uint32_t at = find(name);
+    const std::uint32_t at = find(store_.get(), name);
     return at == BagStore::none ? fallback : store_->value(at);
 }
 
@@ -106,11 +106,11 @@ int PropertyBag::getInt(std::wstring_view name, int fallback) const {
 }
 
 bool PropertyBag::contains(std::wstring_view name) const {
-    return find(name) != BagStore::none;
+    return find(store_.get(), name) != BagStore::none;
 }
 
 bool PropertyBag::isBag(std::wstring_view name) const {
-    return isBag(find(name));
+    return isBag(find(store_.get(), name));
 }
 
 bool PropertyBag::isBag(std::size_t index) const {
@@ -119,7 +119,7 @@ bool PropertyBag::isBag(std::size_t index) const {
 }
 
 const PropertyBag& PropertyBag::getBag(std::wstring_view name) const {
-    return getBag(find(name));
+    return getBag(find(store_.get(), name));
 }
 
 const PropertyBag& PropertyBag::getBag(std::size_t index) const {
@@ -136,7 +136,7 @@ std::vector<BagProperty> PropertyBag::props() const {
 }
 
 bool PropertyBag::getNext(std::wstring_view name, wstr& value, std::size_t& position) const {
-    const std::uint32_t at = findFrom(name, position);
+    const std::uint32_t at = findFrom(store_.get(), name, position);
     if (at == BagStore::none) return false;
     value = get(at);
     position = std::size_t{at} + 1;
@@ -146,7 +146,7 @@ bool PropertyBag::getNext(std::wstring_view name, wstr& value, std::size_t& posi
 const PropertyBag* PropertyBag::getNextBag(std::wstring_view name, std::size_t& position) const {
     std::uint32_t at;
     do {
-        at = findFrom(name, position);
+        at = findFrom(store_.get(), name, position);
         if (at == BagStore::none) return nullptr;
         position = std::size_t{at} + 1;
     } while (!isBag(at));

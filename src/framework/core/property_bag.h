@@ -15,7 +15,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -115,8 +114,6 @@ class MFWCORE_API PropertyBag {
     void append(Name name, Value&& value);
     template <class Value>
     void assign(std::wstring_view name, Value&& value);
-    std::uint32_t find(std::wstring_view name) const;
-    std::uint32_t findFrom(std::wstring_view name, std::size_t position) const;
     const BagEntry* entryAt(std::size_t index) const noexcept;
     BagStore& writable();
 

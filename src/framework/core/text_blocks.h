@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 #include <type_traits>
 
 #if defined(__SSE2__)
@@ -34,6 +35,10 @@ inline bool allZero(__m128i bits) noexcept {
     return _mm_movemask_epi8(_mm_cmpeq_epi8(bits, _mm_setzero_si128())) == 0xFFFF;
 }
 
+inline std::uint64_t lowWord(__m128i bits) noexcept {
+    return static_cast<std::uint64_t>(_mm_cvtsi128_si64(bits));
+}
+
 inline __m128i load16(const wchar_t* from) noexcept {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
 }
@@ -48,7 +53,7 @@ inline bool take8(const wchar_t* from, std::uint64_t& bytes) noexcept {
     } else {
         beyond = _mm_and_si128(shorts, _mm_set1_epi16(~0x7F));
     }
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(&bytes), _mm_packus_epi16(shorts, shorts));
+    bytes = lowWord(_mm_packus_epi16(shorts, shorts));
     return allZero(beyond);
 }
 
@@ -63,11 +68,30 @@ inline bool take4(const wchar_t* from, std::uint64_t& bytes) noexcept {
         shorts = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from));
         beyond = _mm_and_si128(shorts, _mm_set1_epi16(~0x7F));
     }
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(&bytes), _mm_packus_epi16(shorts, _mm_setzero_si128()));
+    bytes = lowWord(_mm_packus_epi16(shorts, _mm_setzero_si128()));
     return allZero(beyond);
 }
 
+// The same characters, exactly.
+inline bool equal8(const wchar_t* text, const char* kept) noexcept {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i shorts = _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(kept)), zero);
+    __m128i difference;
+    if constexpr (sizeof(wchar_t) == 4)
+        difference = _mm_or_si128(_mm_xor_si128(load16(text), _mm_unpacklo_epi16(shorts, zero)),
+                                  _mm_xor_si128(load16(text + half), _mm_unpackhi_epi16(shorts, zero)));
+    else
+        difference = _mm_xor_si128(load16(text), shorts);
+    return allZero(difference);
+}
+
 #else
+
+inline bool equal8(const wchar_t* text, const char* kept) noexcept {
+    for (std::size_t i = 0; i < word; ++i)
+        if (text[i] != static_cast<unsigned char>(kept[i])) return false;
+    return true;
+}
 
 template <std::size_t n>
 bool takeEach(const wchar_t* from, std::uint64_t& bytes) noexcept {
@@ -90,8 +114,8 @@ inline bool take4(const wchar_t* from, std::uint64_t& bytes) noexcept {
 
 #endif
 
-// Calls `each(bytes, at)` with words that cover the whole text, which may overlap; a text shorter than four
-// characters comes one by one. False as soon as a character is not ASCII or `each` says so.
+// Calls `each(bytes, at, how many)` with words that cover the whole text, which may overlap; a text shorter
+// than four characters comes one by one. False as soon as a character is not ASCII or `each` says so.
 template <class Ch, class Each>
 bool cover(const Ch* text, std::size_t size, Each&& each) {
     std::uint64_t bytes;
@@ -117,6 +141,40 @@ inline std::uint64_t fold(std::uint64_t bytes) noexcept {
     const std::uint64_t fromA = bytes + (0x80 - 'A') * every;
     const std::uint64_t afterZ = bytes + (0x7F - 'Z') * every;
     return bytes | (((fromA ^ afterZ) & (0x80 * every)) >> 2);
+}
+
+// The comparisons below are of a text with one that is kept, which has the same length and is all ASCII.
+
+inline bool equal(const char* text, const char* kept, std::size_t size) noexcept {
+    return std::char_traits<char>::compare(text, kept, size) == 0;  // empty ones may have no address
+}
+
+inline bool equal(const wchar_t* text, const char* kept, std::size_t size) noexcept {
+    if (size < word) {
+        for (std::size_t at = 0; at < size; ++at)
+            if (text[at] != static_cast<wchar_t>(kept[at])) return false;
+        return true;
+    }
+    std::size_t at = 0;
+    for (; at + word < size; at += word)
+        if (!equal8(text + at, kept + at)) return false;
+    return equal8(text + size - word, kept + size - word);
+}
+
+// Without regard to case.
+template <class Ch>
+bool sameFolded(const Ch* text, const char* kept, std::size_t size) {
+    return cover(text, size, [kept](std::uint64_t bytes, std::size_t at, std::size_t n) {
+        std::uint64_t other = 0;
+        std::memcpy(&other, kept + at, n);
+        return fold(bytes) == fold(other);
+    });
+}
+
+// The same in few steps, because most are written alike.
+template <class Ch>
+inline bool same(const Ch* text, const char* kept, std::size_t size) {
+    return size == 0 || equal(text, kept, size) || sameFolded(text, kept, size);
 }
 
 }  // namespace CORE::blocks
