@@ -116,6 +116,9 @@ TEST(PropertyBag, ValuesMayBeViewsOfTheBagItself) {
     bag.addUtf8(bag.nameUtf8(1), bag.nameUtf8(1));
     EXPECT_EQ(bag.get(13), L"text of a length"sv);
     EXPECT_EQ(valuesOf(bag, L"b"), (std::vector<std::wstring>{L"other text", L"b"}));
+    bag.set(L"B", bag.nameUtf8(1));  // lies in the name that changes its spelling
+    EXPECT_EQ(bag.getName(1), L"B"sv);
+    EXPECT_EQ(valuesOf(bag, L"b"), std::vector<std::wstring>{L"b"});
 }
 
 TEST(PropertyBag, LosesNoCharacterAndNoByte) {
