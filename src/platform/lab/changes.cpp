@@ -182,6 +182,7 @@ void bury(Store& store, NodeId id, NodeId tombstones) {
     node.entry = PackedEntry(entry);
     node.deleted = true;
     node.generated = false;
+    node.fixedGuid = true;  // it came from the name before
     store.tree.rename(id, tombstones, rdn);
     store.indexes.entryAdded(store, id);
     touch(store, id);

@@ -87,4 +87,9 @@ std::vector<std::pair<std::size_t, std::string>> Directory::takeChangedFiles() {
     return files;
 }
 
+void Directory::keepChanged(std::size_t file) {
+    const std::unique_lock lock(mutex_);
+    store_.changedFiles.insert(static_cast<std::uint16_t>(file));
+}
+
 }  // namespace wsadmin::platform::lab

@@ -48,8 +48,10 @@ class Directory {
 
     std::size_t size() const;  // entries, tombstones and what was generated included
     // Content files that changed since they were read, with their new text; their numbers count from 0 in the
-    // order of reading. Asking forgets the changes.
+    // order of reading. Asking forgets the changes;
+    // who could not write a file says so.
     std::vector<std::pair<std::size_t, std::string>> takeChangedFiles();
+    void keepChanged(std::size_t file);
 
   private:
     void makeConfiguration();

@@ -89,18 +89,31 @@ Result<void> saveRegistry(Lab& lab) {
     const auto registry = lab.registry->takeChanges();
     if (!registry) return {};
     auto text = replaceRegistry(lab.machineText, *registry);
-    if (const auto readAgain = readMachineFile(text, machineFile); !readAgain) return fail(readAgain.error());
-    if (auto written = writeFile(lab.folder / machineFile, text); !written) return written;
-    lab.machineText = std::move(text);
-    return {};
+    Result<void> written;
+    if (const auto readAgain = readMachineFile(text, machineFile); !readAgain)
+        written = fail(readAgain.error());
+    else
+        written = writeFile(lab.folder / machineFile, text);
+    if (written)
+        lab.machineText = std::move(text);
+    else
+        lab.registry->keepChanged();
+    return written;
 }
 
+// Writes all that changed. What cannot be written is kept for the next time, and the first such failure is
+// told.
 Result<void> save(Lab& lab) {
     const std::lock_guard lock(lab.saving);
+    Result<void> outcome;
     for (auto& [server, files] : lab.directories)
         for (const auto& [number, text] : server->directory().takeChangedFiles())
-            if (auto written = writeFile(lab.folder / files.at(number), text); !written) return written;
-    return saveRegistry(lab);
+            if (auto written = writeFile(lab.folder / files.at(number), text); !written) {
+                server->directory().keepChanged(number);
+                if (outcome) outcome = std::move(written);
+            }
+    if (auto written = saveRegistry(lab); !written && outcome) outcome = std::move(written);
+    return outcome;
 }
 
 }  // namespace

@@ -95,6 +95,11 @@ std::optional<std::vector<RegistryKey>> LabRegistry::takeChanges() {
     return content;
 }
 
+void LabRegistry::keepChanged() {
+    const std::lock_guard lock(mutex_);
+    changed_ = true;
+}
+
 Result<ProcessOutcome> LabProcesses::run(const ProcessRequest& request) {
     std::wstring arguments;
     for (const auto& argument : request.arguments) arguments += (arguments.empty() ? L"" : L" ") + argument;

@@ -113,8 +113,10 @@ Result<std::string> ValueReader::readName(AttributeId attribute, std::string_vie
             return referenceValue(known->second);
     auto target = store_.resolve(value);
     if (store_.loading && target && store_.resolved.size() < 10000) store_.resolved.emplace(value, *target);
-    if (!target && target.error().code == ldapNoSuchObject && equalFolded(value.substr(0, 5), "<sid="))
+    if (!target && target.error().code == ldapNoSuchObject && equalFolded(value.substr(0, 5), "<sid=")) {
         target = makeForeignPrincipal(value);
+        if (!target) return fail(target.error());
+    }
     if (target && !store_.loading && store_.tree.at(*target).deleted)
         return fail(ldapConstraintViolation, named(store_, attribute) + L" cannot refer to a deleted entry");
     if (target) return referenceValue(*target);

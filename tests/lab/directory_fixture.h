@@ -1,0 +1,96 @@
+// A small directory of the lab for tests, made from LDIF text, on time that stands still.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "framework/core/corestring.h"
+#include "platform/lab/directory_server.h"
+#include "platform/lab/simulated_machine.h"
+
+namespace wsadmin::platform::lab {
+
+inline constexpr char testSuffix[] = "DC=t";
+inline constexpr char testContent[] =
+    "dn: CN=ForeignSecurityPrincipals,DC=t\n"
+    "objectClass: container\n"
+    "\n"
+    "dn: OU=a,DC=t\n"
+    "objectClass: organizationalUnit\n"
+    "\n"
+    "dn: CN=one,OU=a,DC=t\n"
+    "objectClass: zre-PropertyObject\n"
+    "zre-NameValuePair: a=1\n";
+
+inline std::string failureText(const Failure& failure) {
+    return CORE::toUtf8(failure.text);
+}
+
+// A directory with its server and network.
+class TestDirectory {
+  public:
+    explicit TestDirectory(const std::string& content = testContent, DirectorySettings settings = {},
+                           Faults faults = {}, std::vector<Account> accounts = {}) {
+        settings.name = "LDAP";
+        if (settings.suffixes.empty()) settings.suffixes = {testSuffix};
+        settings.hostName = "LAB";
+        settings.dnsHostName = "lab.example";
+        auto directory = std::make_unique<Directory>(settings, *clock);
+        loaded = directory->readContent(content, "test.ldif");
+        directory->finish();
+        server = std::make_shared<DirectoryServer>(std::move(directory), std::move(accounts),
+                                                   std::move(faults), clock);
+        network.listen({{"", "lab.example"}, {389, 3268}, {636}}, server);
+    }
+
+    std::unique_ptr<LdapSession> open(std::uint16_t port = 389) {
+        LdapEndpoint endpoint;
+        endpoint.port = port;
+        return std::move(network.open(endpoint).value());
+    }
+    std::unique_ptr<LdapSession> bound(std::uint16_t port = 389) {
+        auto session = open(port);
+        EXPECT_TRUE(session->bind({}));
+        return session;
+    }
+    // The file as it would be written now; empty when it did not change.
+    std::string changedFile() {
+        const auto files = server->directory().takeChangedFiles();
+        return files.empty() ? std::string() : files.front().second;
+    }
+
+    std::shared_ptr<FixedClock> clock =
+        std::make_shared<FixedClock>(timeFromText("20260101000000.0Z").value());
+    Result<void> loaded;
+    std::shared_ptr<DirectoryServer> server;
+    LabNetwork network;
+};
+
+template <class T>
+int codeOf(const Result<T>& result) {
+    return result ? static_cast<int>(ldapSuccess) : result.error().code;
+}
+
+inline std::vector<std::string> namesOf(const Result<LdapSearchResult>& result) {
+    std::vector<std::string> names;
+    if (result)
+        for (const auto& entry : result->entries) names.push_back(rdnValue(entry.dn));
+    return names;
+}
+
+inline Result<LdapSearchResult> searchBelow(LdapSession& session, const std::string& base,
+                                            const std::string& filter,
+                                            std::vector<std::string> attributes = {},
+                                            std::vector<LdapControl> controls = {}) {
+    return session.search({base, LdapScope::subtree, filter, std::move(attributes), std::move(controls), 0});
+}
+
+inline Result<LdapSearchResult> readEntry(LdapSession& session, const std::string& dn,
+                                          std::vector<std::string> attributes = {}) {
+    return session.search({dn, LdapScope::base, "(objectClass=*)", std::move(attributes), {}, 0});
+}
+
+}  // namespace wsadmin::platform::lab

@@ -1,0 +1,187 @@
+// A lab's folder: what is wrong with it, and what is written back.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "lab/directory_fixture.h"
+#include "platform/lab/lab_platform.h"
+
+namespace wsadmin::platform::lab {
+namespace {
+
+namespace fs = std::filesystem;
+
+class LabFolder : public testing::Test {
+  protected:
+    void SetUp() override {
+        const auto* test = testing::UnitTest::GetInstance()->current_test_info();
+        folder_ = fs::temp_directory_path() / ("lab-" + std::string(test->name()));
+        fs::remove_all(folder_);
+        fs::create_directories(folder_);
+    }
+    void TearDown() override { fs::remove_all(folder_); }
+
+    void write(const std::string& name, const std::string& text) {
+        std::ofstream(folder_ / name, std::ios::binary) << text;
+    }
+    std::string content(const std::string& name) {
+        std::ostringstream text;
+        text << std::ifstream(folder_ / name, std::ios::binary).rdbuf();
+        return text.str();
+    }
+    std::map<std::string, fs::file_time_type> times() {
+        std::map<std::string, fs::file_time_type> result;
+        for (const auto& file : fs::directory_iterator(folder_))
+            result[file.path().filename().string()] = file.last_write_time();
+        return result;
+    }
+    std::shared_ptr<Platform> open() {
+        auto platform = openLab(folder_);
+        EXPECT_TRUE(platform) << failureText(platform.error());
+        return *platform;
+    }
+    std::unique_ptr<LdapSession> session(Platform& platform) {
+        auto session = std::move(platform.ldap->open({}).value());
+        EXPECT_TRUE(session->bind({}));
+        return session;
+    }
+
+    fs::path folder_;
+};
+
+constexpr char machineText[] =
+    "[clock]\nnow = \"2026-01-01T00:00:00Z\"\n[[directory]]\nsuffixes = [\"dc=t\"]\nfiles = [\"a.ldif\", "
+    "\"b.ldif\"]\n";
+constexpr char fileA[] =
+    "# people write comments\n\n"
+    "dn: OU=a,DC=t\nobjectClass: organizationalUnit\n\n"
+    "dn: CN=one,OU=a,DC=t\nobjectClass: zre-PropertyObject\nzre-ConnectionServerDN: CN=two,OU=b,DC=t\n";
+constexpr char fileB[] =
+    "dn: OU=b,DC=t\nobjectClass: organizationalUnit\ndescription:: IHg=\n\n"
+    "dn: CN=two,OU=b,DC=t\nobjectClass: user\nobjectSid: S-1-5-21-1-2-3-4\n";
+
+TEST_F(LabFolder, SaysWhatIsWrong) {
+    const auto failure = [&] {
+        const auto platform = openLab(folder_);
+        return platform ? std::string("fine") : failureText(platform.error());
+    };
+    EXPECT_TRUE(failure().ends_with("machine.toml: the file cannot be read"));
+    write("machine.toml", "[directory]\n");
+    EXPECT_EQ(failure(), "machine.toml:1: directory is a list of tables, [[directory]]");
+    write("machine.toml", machineText);
+    EXPECT_EQ(failure(), "machine.toml:3: a.ldif: the file cannot be read");
+    write("a.ldif", fileA);
+    write("b.ldif", "dn: OU=b,DC=t\nobjectClass\n");
+    EXPECT_EQ(failure(), "b.ldif:2: expected \"name: value\"");
+    write("b.ldif", fileB);
+    EXPECT_EQ(failure(), "fine");
+    write("machine.toml", "[[directory]]\nsuffixes = [\"dc=t\"]\nschema = [\"own.schema\"]\n");
+    const struct {
+        const char *schema, *failure;
+    } table[] = {
+        {"# fine\n\nattribute own string multi\nattribute link dn multi link 100 # too\nclass own-class "
+         "top\n",
+         "fine"},
+        {"attribute own string\n",
+         "own.schema:1: expected attribute NAME SYNTAX single|multi [link NUMBER|hidden]"},
+        {"\nattribute own text multi\n", "own.schema:2: there is no syntax \"text\""},
+        {"attribute own string many\n", "own.schema:1: expected single or multi, found \"many\""},
+        {"attribute own string multi link 4\n", "own.schema:1: only an attribute of syntax dn can be linked"},
+        {"attribute own dn multi link x\n", "own.schema:1: a link number is 2 or more, not \"x\""},
+        {"attribute CN string multi\n", "own.schema:1: the attribute \"CN\" is there already"},
+        {"class own nobody\n", "own.schema:1: there is no class \"nobody\" before this line"},
+        {"class User top\n", "own.schema:1: the class \"User\" is there already"},
+        {"klass own top\n", "own.schema:1: expected attribute, class or auxiliary, found \"klass\""},
+    };
+    for (const auto& row : table) {
+        write("own.schema", row.schema);
+        EXPECT_EQ(failure(), row.failure) << row.schema;
+    }
+}
+
+TEST_F(LabFolder, SavesOnlyWhatChanged) {
+    write("machine.toml", machineText);
+    write("a.ldif", fileA);
+    write("b.ldif", fileB);
+    const auto before = times();
+    const auto platform = open();
+    const auto ldap = session(*platform);
+    EXPECT_EQ(codeOf(ldap->modify("CN=two,OU=b,DC=t", {{LdapModify::remove, "sn", {}}})),
+              ldapNoSuchAttribute);
+    EXPECT_TRUE(platform->save());
+    EXPECT_EQ(times(), before);
+    EXPECT_EQ(codeOf(ldap->modify("CN=two,OU=b,DC=t", {{LdapModify::add, "sn", {"T\xc3\xbc"}}})),
+              ldapSuccess);
+    EXPECT_EQ(codeOf(ldap->add({"CN=three,OU=b,DC=t", {{"objectClass", {"container"}}}})), ldapSuccess);
+    EXPECT_TRUE(platform->save());
+    EXPECT_EQ(content("a.ldif"), fileA);
+    EXPECT_EQ(content("b.ldif"),
+              "dn: OU=b,DC=t\nobjectClass: organizationalUnit\ndescription:: IHg=\n\n"
+              "dn: CN=two,OU=b,DC=t\nobjectClass: user\nwhenChanged: 20260101000000.0Z\nobjectSid: "
+              "S-1-5-21-1-2-3-4\nsn:: VMO8\n\n"
+              "dn: CN=three,OU=b,DC=t\nobjectClass: container\nwhenCreated: 20260101000000.0Z\n\n");
+    EXPECT_EQ(times().size(), 3U);  // no temporary file is left
+}
+
+TEST_F(LabFolder, WhatWasSavedIsReadAgain) {
+    write("machine.toml", machineText);
+    write("a.ldif", fileA);
+    write("b.ldif", fileB);
+    const auto all = [&](LdapSession& ldap) {
+        std::string text;
+        const auto result =
+            searchBelow(ldap, "DC=t", "(objectClass=*)", {}, {{controls::showDeleted, {}, true}});
+        std::map<std::string, std::string> entries;
+        for (const auto& entry : result->entries)
+            for (const auto& [name, values] : entry.attributes)
+                if (!name.starts_with("uSN"))
+                    for (const auto& value : values) entries[entry.dn] += name + "=" + value + "\n";
+        for (const auto& [dn, values] : entries) text += dn + "\n" + values;
+        return text;
+    };
+    std::string before;
+    {
+        const auto platform = open();
+        const auto ldap = session(*platform);
+        EXPECT_EQ(codeOf(ldap->remove("CN=two,OU=b,DC=t")), ldapSuccess);  // "one" still refers to it
+        EXPECT_EQ(codeOf(ldap->add(
+                      {"CN=two,OU=b,DC=t", {{"objectClass", {"user"}}, {"sn", {std::string("a\0b", 3)}}}})),
+                  ldapSuccess);
+        EXPECT_EQ(codeOf(ldap->rename("OU=b,DC=t", "OU=b, with comma", "OU=a,DC=t", true)),
+                  ldapInvalidDnSyntax);
+        EXPECT_EQ(codeOf(ldap->rename("OU=b,DC=t", "OU=moved\\, too", "OU=a,DC=t", true)), ldapSuccess);
+        EXPECT_EQ(codeOf(ldap->modify("DC=t", {{LdapModify::add, "description", {"the top"}}})), ldapSuccess);
+        EXPECT_TRUE(platform->registry->write(L"HKLM\\A", L"x", std::wstring(L"y")));
+        before = all(*ldap);
+        EXPECT_TRUE(platform->save());
+    }
+    const auto platform = open();
+    const auto ldap = session(*platform);
+    EXPECT_EQ(all(*ldap), before);
+    EXPECT_NE(before.find("CN=two\\0ADEL:"), std::string::npos);
+    EXPECT_EQ(platform->registry->read(L"HKLM\\A", L"x").value(), RegistryData(std::wstring(L"y")));
+    EXPECT_TRUE(content("machine.toml").starts_with(machineText));
+}
+
+TEST_F(LabFolder, AnUnwritableFileIsAFailure) {
+    write("machine.toml", machineText);
+    write("a.ldif", fileA);
+    write("b.ldif", fileB);
+    const auto platform = open();
+    EXPECT_EQ(codeOf(session(*platform)->modify("OU=b,DC=t", {{LdapModify::add, "url", {"x"}}})),
+              ldapSuccess);
+    fs::create_directory(folder_ / "b.ldif.new");  // where the temporary file would go
+    const auto saved = platform->save();
+    ASSERT_FALSE(saved);
+    EXPECT_NE(failureText(saved.error()).find("b.ldif.new: the file cannot be written"), std::string::npos);
+    EXPECT_EQ(content("b.ldif"), fileB);
+    fs::remove(folder_ / "b.ldif.new");
+    EXPECT_TRUE(platform->save());  // nothing was lost
+    EXPECT_NE(content("b.ldif").find("url: x"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace wsadmin::platform::lab

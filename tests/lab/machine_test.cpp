@@ -1,0 +1,173 @@
+// machine.toml, and the machine made from it.
+#include <gtest/gtest.h>
+
+#include "lab/directory_fixture.h"
+
+namespace wsadmin::platform::lab {
+namespace {
+
+MachineDescription read(std::string_view text) {
+    auto machine = readMachineFile(text, "machine.toml");
+    EXPECT_TRUE(machine) << failureText(machine.error());
+    return machine ? std::move(*machine) : MachineDescription();
+}
+
+TEST(MachineFile, RefusesWithTheLine) {
+    const struct {
+        const char *text, *failure;
+    } table[] = {
+        {"[machine\n", ":1: "},
+        {"\n[machine]\nnetbios = \"X\"\n", ":3: there is no key \"machine.netbios\""},
+        {"[machines]\n", ":1: there is no key \"machines\""},
+        {"machine = 1\n", ":1: machine is a table, [machine]"},
+        {"[machine]\nnetbios-name = 1\n", ":2: machine.netbios-name is a text in quotes"},
+        {"[machine]\nrole = \"king\"\n",
+         ":2: role is one of connection-server, security-server, replica-server, transfer-server, not "
+         "\"king\""},
+        {"[machine]\nos-level = 7\n", ":2: machine.os-level is a number from 500 to 9999"},
+        {"[clock]\nnow = \"2026-01-01\"\n",
+         ":2: clock.now is a time such as \"2026-01-01T00:00:00Z\", not \"2026-01-01\""},
+        {"[clock]\nnow = \"2026-02-30T00:00:00Z\"\n",
+         ":2: clock.now is a time such as \"2026-01-01T00:00:00Z\", not \"2026-02-30T00:00:00Z\""},
+        {"[registry]\nx = 1\n", ":2: registry keys are tables, [registry.'HKLM\\...']"},
+        {"[registry]\n'HKLM\\A' = { x = 1 }\n", ":2: registry keys are tables, [registry.'HKLM\\...']"},
+        {"[registry.'HKXX\\A']\n", ":1: a registry key begins with HKLM\\ or HKCU\\"},
+        {"[registry.'HKLM\\A']\nx = -1\n", ":2: a registry number is a number from 0 to 4294967295"},
+        {"[registry.'HKLM\\A']\nx = true\n",
+         ":2: a registry value is a text, a number, a list of texts or { hex = \"...\" }"},
+        {"[registry.'HKLM\\A']\nx = { hex = \"abc\" }\n", ":2: hex holds pairs of digits"},
+        {"[registry.'HKLM\\A']\nx = [ 1 ]\n", ":2: a registry list holds texts only"},
+        {"[[program]]\nexit-code = 1\n", ":1: a program needs a name"},
+        {"[program]\nname = \"x\"\n", ":1: program is a list of tables, [[program]]"},
+        {"[[directory]]\nname = \"x\"\n", ":1: a directory needs suffixes = [\"dc=...\"]"},
+        {"[[directory]]\nsuffixes = [\"dc=t\", \"oops\"]\n", ":2: \"oops\" is no name of a naming context"},
+        {"[[directory]]\nsuffixes = \"dc=t\"\n", ":2: directory.suffixes is a list, [ ... ]"},
+        {"[[directory]]\nsuffixes = [\"dc=t\"]\nports = [0]\n",
+         ":3: directory.ports is a number from 1 to 65535"},
+        {"[[directory]]\nsuffixes = [\"dc=t\"]\nkind = \"x\"\n", ":3: kind is one of lds, ad, not \"x\""},
+        {"[[directory]]\nsuffixes = [\"dc=t\"]\n[directory.faults]\nslow = \"1\"\n",
+         ":4: directory.faults.slow is a number from 0 to 2147483647"},
+        {"[[directory]]\nsuffixes = [\"dc=t\"]\n[[directory.faults.fail]]\ncode = 1\n",
+         ":3: a failure needs an operation"},
+        {"[[directory]]\nsuffixes = [\"dc=t\"]\n[[directory.faults.fail]]\noperation = \"eat\"\n",
+         ":4: operation is one of bind, search, add, modify, delete, rename, not \"eat\""},
+        {"[[directory]]\nsuffixes = [\"dc=t\"]\n[[directory.account]]\npassword = \"x\"\n",
+         ":3: an account needs a name"},
+        {"[[directory]]\nsuffixes = [\"dc=t\"]\n[directory.faults]\nunknown = 1\n",
+         ":4: there is no key \"directory.faults.unknown\""},
+    };
+    for (const auto& row : table) {
+        const auto machine = readMachineFile(row.text, "machine.toml");
+        ASSERT_FALSE(machine) << row.text;
+        const auto text = failureText(machine.error());
+        EXPECT_EQ(text.substr(0, 12 + std::string_view(row.failure).size()),
+                  "machine.toml" + std::string(row.failure));
+    }
+}
+
+TEST(MachineFile, EverythingHasADefault) {
+    const auto machine = read("[[directory]]\nsuffixes = [\"dc=t\"]\n");
+    EXPECT_EQ(machine.netBiosName, L"LAB");
+    EXPECT_EQ(machine.role, MachineRole::connectionServer);
+    EXPECT_EQ(machine.directories.at(0).address.ports, std::vector<std::uint16_t>{389});
+    EXPECT_EQ(machine.directories.at(0).settings.pageSize, 1000);
+    EXPECT_FALSE(machine.fixedTime);
+    const LabFolders folders(machine);
+    EXPECT_EQ(folders.get(Folder::commonAppData).value(), L"C:\\ProgramData");
+    EXPECT_EQ(folders.windowsDirectory().value(), L"C:\\Windows");
+}
+
+TEST(SimulatedMachine, WhatCannotBeObtained) {
+    const auto machine = read(
+        "[machine]\ndns-name = \"\"\n[folders]\ncommon-app-data = \"\"\nprogram-files = 'D:\\P'\nwindows = "
+        "\"\"\n");
+    const LabFolders folders(machine);
+    EXPECT_EQ(codeOf(folders.get(Folder::commonAppData)), 3);
+    EXPECT_EQ(folders.get(Folder::programFiles).value(), L"D:\\P");
+    EXPECT_EQ(codeOf(folders.windowsDirectory()), 3);
+    const LabNames names(machine.netBiosName, machine.dnsName);
+    EXPECT_EQ(names.netBios().value(), L"LAB");
+    EXPECT_FALSE(names.dnsFullyQualified());
+}
+
+TEST(SimulatedMachine, RegistryIsReadAndWrittenBack) {
+    const std::string text =
+        "# a comment\n[machine]\nnetbios-name = \"X\"\n\n[registry.'HKLM\\Software\\A, B']\ntext = "
+        "\"one\"\nnumber = 7\n"
+        "list = [\"a\", \"b\"]\nbytes = { hex = \"00ff\" }\n# lost\n\n[[program]]\nname = \"[registry\"  # "
+        "kept\n";
+    LabRegistry registry(read(text).registry);
+    const auto value = [&](const wchar_t* name) {
+        return registry.read(L"hklm\\software\\a, b", name).value();
+    };
+    EXPECT_EQ(value(L"TEXT"), RegistryData(std::wstring(L"one")));
+    EXPECT_EQ(value(L"number"), RegistryData(std::uint32_t{7}));
+    EXPECT_EQ(value(L"list"), RegistryData(std::vector<std::wstring>{L"a", L"b"}));
+    EXPECT_EQ(value(L"bytes"), RegistryData(std::vector<std::uint8_t>{0, 255}));
+    EXPECT_EQ(value(L"other"), std::nullopt);
+    EXPECT_FALSE(registry.takeChanges());
+
+    EXPECT_TRUE(registry.write(L"HKLM\\SOFTWARE\\A, B\\", L"Text", std::wstring(L"quote \" and \\")));
+    EXPECT_TRUE(registry.write(L"HKLM\\New", L"n", std::uint32_t{1}));
+    EXPECT_TRUE(registry.remove(L"HKLM\\Software\\A, B", L"list"));
+    const auto changes = registry.takeChanges();
+    ASSERT_TRUE(changes);
+    EXPECT_FALSE(registry.takeChanges());
+    const auto written = replaceRegistry(text, *changes);
+    const auto again = read(written);
+    LabRegistry second(again.registry);
+    EXPECT_EQ(second.read(L"HKLM\\Software\\A, B", L"text").value(),
+              RegistryData(std::wstring(L"quote \" and \\")));
+    EXPECT_EQ(second.read(L"HKLM\\Software\\A, B", L"list").value(), std::nullopt);
+    EXPECT_EQ(second.read(L"HKLM\\Software\\A, B", L"bytes").value(),
+              RegistryData(std::vector<std::uint8_t>{0, 255}));
+    EXPECT_EQ(second.read(L"HKLM\\New", L"n").value(), RegistryData(std::uint32_t{1}));
+    EXPECT_EQ(again.programs.at(0).program, L"[registry");
+    EXPECT_TRUE(written.starts_with("# a comment\n[machine]\nnetbios-name = \"X\"\n\n[registry")) << written;
+    EXPECT_NE(written.find("[[program]]\nname = \"[registry\"  # kept\n"), std::string::npos) << written;
+    EXPECT_EQ(replaceRegistry(written, *changes), written);
+    EXPECT_EQ(read(replaceRegistry("[machine]\n", *changes)).registry.size(), 2U);
+    EXPECT_EQ(replaceRegistry(written, {}).find("HKLM"), std::string::npos);
+}
+
+TEST(SimulatedMachine, ProgramsByPattern) {
+    auto clock = std::make_shared<FixedClock>(Seconds{});
+    LabProcesses processes(read("[[program]]\nname = '*\\netsh.exe'\narguments = \"advfirewall * "
+                                "name=?\"\nexit-code = 1\noutput = \"no\"\n"
+                                "[[program]]\nname = '*\\NETSH.EXE'\noutput = \"yes\"\nduration = 3000\n")
+                               .programs,
+                           clock);
+    const auto run = [&](std::vector<std::wstring> arguments, int timeout = 0,
+                         const CORE::coreevent* stop = nullptr) {
+        return processes.run({L"C:\\Windows\\system32\\netsh.exe",
+                              std::move(arguments),
+                              {},
+                              std::chrono::milliseconds(timeout),
+                              stop});
+    };
+    EXPECT_EQ(run({L"advfirewall", L"add", L"name=x"})->exitCode, 1);
+    EXPECT_EQ(run({L"advfirewall", L"add", L"name=x"})->output, "no");
+    EXPECT_EQ(run({L"advfirewall", L"add", L"name=xy"})->output, "yes");
+    EXPECT_EQ(clock->monotonic().time_since_epoch(), std::chrono::seconds(3));
+    EXPECT_TRUE(run({}, 2999)->timedOut);
+    EXPECT_FALSE(run({}, 3000)->timedOut);
+    CORE::coreevent stop;
+    stop.set();
+    EXPECT_TRUE(run({}, 0, &stop)->stopped);
+    EXPECT_EQ(codeOf(processes.run({L"C:\\other.exe", {}, {}, {}, nullptr})), 2);
+}
+
+TEST(SimulatedMachine, TimeMovesOnByWaitingOnly) {
+    FixedClock clock(read("[clock]\nnow = \"2026-01-01T00:00:00Z\"\n").fixedTime.value());
+    const auto start = clock.now();
+    EXPECT_EQ(timeToText(std::chrono::floor<std::chrono::seconds>(start)), "20260101000000.0Z");
+    CORE::coreevent stop;
+    EXPECT_FALSE(clock.wait(std::chrono::minutes(3), &stop));
+    EXPECT_EQ(clock.now() - start, std::chrono::minutes(3));
+    stop.set();
+    EXPECT_TRUE(clock.wait(std::chrono::minutes(3), &stop));
+    EXPECT_EQ(clock.now() - start, std::chrono::minutes(3));
+}
+
+}  // namespace
+}  // namespace wsadmin::platform::lab

@@ -1,0 +1,130 @@
+// Directories as network services: addresses, accounts and faults.
+#include "lab/directory_fixture.h"
+
+namespace wsadmin::platform::lab {
+namespace {
+
+using std::chrono::milliseconds;
+
+LdapCredentials credentials(const std::string& user, const std::string& password,
+                            const std::string& domain = {}) {
+    return {LdapCredentials::Method::negotiate, user, domain, CORE::secretstring(password)};
+}
+
+int bindTo(LabNetwork& network, const std::string& host, std::uint16_t port, bool tls = false) {
+    const auto session = network.open({host, port, tls});
+    return session ? codeOf((*session)->bind({})) : -1;
+}
+
+TEST(LabServer, IsReachedByItsAddressesOnly) {
+    TestDirectory test;
+    EXPECT_EQ(bindTo(test.network, "", 389), ldapSuccess);
+    EXPECT_EQ(bindTo(test.network, "LAB.example", 3268), ldapSuccess);
+    EXPECT_EQ(bindTo(test.network, "", 636, true), ldapSuccess);
+    EXPECT_EQ(bindTo(test.network, "", 389, true), ldapServerDown);
+    EXPECT_EQ(bindTo(test.network, "", 390), ldapServerDown);
+    EXPECT_EQ(bindTo(test.network, "elsewhere", 389), ldapServerDown);
+    const auto nobody = test.network.open({"elsewhere"});
+    EXPECT_EQ(codeOf(readEntry(**nobody, "")), ldapServerDown);
+    EXPECT_EQ(codeOf((*nobody)->remove("DC=t")), ldapServerDown);
+}
+
+TEST(LabServer, AdmitsItsAccounts) {
+    Account account{"Admin", "CORP", "corp.example", CORE::secretstring("secret")};
+    TestDirectory test(testContent, {}, {}, {account});
+    const struct {
+        LdapCredentials given;
+        int code;
+    } table[] = {
+        {{}, ldapSuccess},  // the process itself
+        {credentials("admin", "secret"), ldapSuccess},
+        {credentials("admin", "secret", "corp"), ldapSuccess},
+        {credentials("ADMIN", "secret", "Corp.Example"), ldapSuccess},
+        {credentials("corp\\admin", "secret"), ldapSuccess},
+        {credentials("admin@CORP.example", "secret"), ldapSuccess},
+        {credentials("admin", "Secret"), ldapInvalidCredentials},
+        {credentials("admin", ""), ldapInvalidCredentials},
+        {credentials("admin", "secret", "other"), ldapInvalidCredentials},
+        {credentials("admin@other.example", "secret"), ldapInvalidCredentials},
+        {credentials("somebody", "secret"), ldapInvalidCredentials},
+    };
+    for (const auto& row : table) EXPECT_EQ(codeOf(test.open()->bind(row.given)), row.code) << row.given.user;
+    const auto anonymous = test.open();
+    EXPECT_EQ(codeOf(anonymous->bind({LdapCredentials::Method::anonymous, {}, {}, {}})), ldapSuccess);
+    EXPECT_EQ(codeOf(readEntry(*anonymous, "DC=t")), ldapOperationsError);
+    EXPECT_EQ(codeOf(readEntry(*anonymous, "")), ldapSuccess);
+    EXPECT_EQ(codeOf(searchBelow(*anonymous, "", "(cn=*)")), ldapOperationsError);
+}
+
+TEST(LabServer, FaultsAtTheDoor) {
+    Faults refused, wrong, slow;
+    refused.refuseConnections = true;
+    wrong.refuseBinds = true;
+    slow.slow = milliseconds(5001);
+    EXPECT_EQ(codeOf(TestDirectory(testContent, {}, refused).open()->bind({})), ldapServerDown);
+    EXPECT_EQ(codeOf(TestDirectory(testContent, {}, wrong).open()->bind({})), ldapInvalidCredentials);
+    TestDirectory test(testContent, {}, slow);
+    const auto before = test.clock->now();
+    EXPECT_EQ(codeOf(test.open()->bind({})), ldapServerDown);  // slower than the connect time-out
+    EXPECT_EQ(test.clock->now() - before, milliseconds(5000));
+    LdapEndpoint patient;
+    patient.connectTimeout = milliseconds(6000);
+    const auto session = std::move(test.network.open(patient).value());
+    EXPECT_EQ(codeOf(session->bind({})), ldapSuccess);
+    EXPECT_EQ(codeOf(readEntry(*session, "DC=t")), ldapSuccess);
+    EXPECT_EQ(test.clock->now() - before, milliseconds(5000 + 2 * 5001));
+}
+
+TEST(LabServer, DiesAfterOperationsOrPages) {
+    Faults faults;
+    faults.dieAfterOperations = 2;
+    TestDirectory test(testContent, {}, faults);
+    const auto session = test.bound();
+    EXPECT_EQ(codeOf(readEntry(*session, "DC=t")), ldapSuccess);
+    EXPECT_EQ(codeOf(session->modify("OU=a,DC=t", {{LdapModify::add, "description", {"x"}}})), ldapSuccess);
+    EXPECT_EQ(codeOf(session->modify("OU=a,DC=t", {{LdapModify::add, "description", {"y"}}})),
+              ldapServerDown);
+    EXPECT_EQ(codeOf(test.open()->bind({})), ldapServerDown);
+
+    Faults paging;
+    paging.dieAfterPages = 1;
+    TestDirectory paged(testContent, {}, paging);
+    const auto reader = paged.bound();
+    const auto page = [&](const std::string& cookie) {
+        return searchBelow(*reader, "DC=t", "(objectClass=*)", {},
+                           {{controls::pagedResults, encodePageControl({1, cookie}), true}});
+    };
+    const auto first = page("");
+    ASSERT_EQ(codeOf(first), ldapSuccess);
+    EXPECT_EQ(codeOf(page(decodePageControl(first->controls.at(0).value)->cookie)), ldapServerDown);
+}
+
+TEST(LabServer, FailsOnOrder) {
+    Faults faults;
+    faults.refusePageCookies = true;
+    faults.fail = {{"modify", ldapInsufficientRights, "ou=A, dc=t", std::nullopt},
+                   {"delete", ldapBusy, "", 2},
+                   {"search", 51, "CN=x,DC=t", 1}};
+    TestDirectory test(std::string(testContent), {}, faults);
+    const auto session = test.bound();
+    const std::vector<LdapModification> change = {{LdapModify::replace, "description", {"x"}}};
+    EXPECT_EQ(codeOf(session->modify("OU=a,DC=t", change)), ldapInsufficientRights);
+    EXPECT_EQ(codeOf(session->modify("CN=one,OU=a,DC=t", change)), ldapSuccess);
+    EXPECT_EQ(codeOf(session->modify("OU=a,DC=t", change)), ldapInsufficientRights);
+    const std::vector<int> deletes = {codeOf(session->remove("CN=one,OU=a,DC=t")),
+                                      codeOf(session->remove("CN=one,OU=a,DC=t")),
+                                      codeOf(session->remove("CN=one,OU=a,DC=t"))};
+    EXPECT_EQ(deletes, (std::vector<int>{ldapBusy, ldapBusy, ldapSuccess}));
+    EXPECT_EQ(codeOf(readEntry(*session, "CN=x,DC=t")), ldapBusy);
+    EXPECT_EQ(codeOf(readEntry(*session, "CN=x,DC=t")), ldapNoSuchObject);
+    const LdapControl page{controls::pagedResults, encodePageControl({1, {}}), true};
+    const auto first = searchBelow(*session, "DC=t", "(objectClass=*)", {}, {page});
+    ASSERT_EQ(codeOf(first), ldapSuccess);
+    const auto cookie = decodePageControl(first->controls.at(0).value)->cookie;
+    EXPECT_EQ(codeOf(searchBelow(*session, "DC=t", "(objectClass=*)", {},
+                                 {{controls::pagedResults, encodePageControl({1, cookie}), true}})),
+              ldapUnwillingToPerform);
+}
+
+}  // namespace
+}  // namespace wsadmin::platform::lab

@@ -1,0 +1,70 @@
+// Values: what is one, and its one spelling.
+#include "platform/lab/syntax.h"
+
+#include <gtest/gtest.h>
+
+namespace wsadmin::platform::lab {
+namespace {
+
+TEST(Syntax, StoresOneSpelling) {
+    const struct {
+        Syntax syntax;
+        const char *given, *stored;  // null: no value
+    } table[] = {
+        {Syntax::integer, "007", "7"},
+        {Syntax::integer, "-9223372036854775808", "-9223372036854775808"},
+        {Syntax::integer, "9223372036854775808", nullptr},
+        {Syntax::integer, "", nullptr},
+        {Syntax::integer, " 1", nullptr},
+        {Syntax::integer, "+1", nullptr},
+        {Syntax::boolean, "true", "TRUE"},
+        {Syntax::boolean, "FALSE", "FALSE"},
+        {Syntax::boolean, "1", nullptr},
+        {Syntax::time, "20240229123001.5Z", "20240229123001.0Z"},
+        {Syntax::time, "20230229123001.0Z", nullptr},  // no leap year
+        {Syntax::time, "20240101240000.0Z", nullptr},
+        {Syntax::time, "20240101000000Z", nullptr},
+        {Syntax::time, "2024010100000x.0Z", nullptr},
+        {Syntax::text, " as it is ", " as it is "},
+    };
+    for (const auto& row : table) {
+        const auto expected = row.stored ? std::optional<std::string>(row.stored) : std::nullopt;
+        EXPECT_EQ(storedValue(row.syntax, row.given), expected) << row.given;
+    }
+}
+
+TEST(Syntax, SidsAndGuids) {
+    for (const char* sid : {"S-1-0", "S-1-5-18", "S-1-5-21-1-2-4294967295-1103", "S-1-281474976710655-1"}) {
+        const auto binary = sidFromText(sid);
+        ASSERT_TRUE(binary) << sid;
+        EXPECT_EQ(sidToText(*binary), sid);
+        EXPECT_EQ(storedValue(Syntax::sid, sid), binary);
+        EXPECT_EQ(storedValue(Syntax::sid, *binary), binary);
+    }
+    EXPECT_EQ(sidFromText("S-1-5-18"), std::string("\1\1\0\0\0\0\0\5\x12\0\0\0", 12));
+    for (const char* wrong : {"", "S-1", "S-1-", "S-2-5-18", "S-1-5-4294967296", "S-1-281474976710656",
+                              "S-1-5--1", "S-1-5-x", "S-1-5-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15-16"})
+        EXPECT_FALSE(sidFromText(wrong)) << wrong;
+    EXPECT_EQ(sidToText("too short"), "");
+
+    const std::string guid = "00112233-4455-6677-8899-aabbccddeeff";
+    EXPECT_EQ(guidFromText(guid),
+              std::string("\x33\x22\x11\x00\x55\x44\x77\x66\x88\x99\xaa\xbb\xcc\xdd\xee\xff", 16));
+    EXPECT_EQ(guidFromText("{" + guid + "}"), guidFromText(guid));
+    EXPECT_EQ(guidToText(guidFromText(guid).value()), guid);
+    for (const char* wrong : {"", "00112233445566778899aabbccddeeff", "0011223-34455-6677-8899-aabbccddeeff",
+                              "0011223g-4455-6677-8899-aabbccddeeff"})
+        EXPECT_FALSE(guidFromText(wrong)) << wrong;
+}
+
+TEST(Syntax, ComparesWithoutCase) {
+    EXPECT_TRUE(equalFolded("ABC", "abc"));
+    EXPECT_TRUE(equalFolded("\xc3\x84\xce\xa3", foldText("\xc3\xa4\xcf\x83")));  // umlaut, sigma
+    EXPECT_FALSE(equalFolded("abc", "abcd"));
+    EXPECT_TRUE(equalFolded("\xff\xfe", "\xff\xfe"));  // bytes that are no text
+    EXPECT_EQ(compareValues(Syntax::integer, "9", "10"), -1);
+    EXPECT_EQ(compareValues(Syntax::text, "B", "a"), 1);
+}
+
+}  // namespace
+}  // namespace wsadmin::platform::lab
