@@ -1,0 +1,113 @@
+#include "framework/service_operations.h"
+
+#include <limits>
+
+#include "frame_fixture.h"
+
+namespace wsadmin {
+namespace {
+
+using platform::Folder;
+using wstest::LogCapture;
+using wstest::LogLine;
+using ServiceOperations = FrameTest;
+
+TEST_F(ServiceOperations, TheDomainCheckIntervalHasAMinimum) {
+    constexpr int unchanged = 1234;
+    struct Case {
+        std::optional<std::wstring> minutes;
+        int seconds;
+    };
+    const Case cases[] = {
+        {std::nullopt, 900},
+        {L"15", 900},
+        {L" 15 ", 900},
+        {L"60", 3600},
+        {L"14", unchanged},
+        {L"0", unchanged},
+        {L"-60", unchanged},
+        {L"", unchanged},
+        {L"soon", unchanged},
+        {L"60x", unchanged},
+        {L"99999999999", unchanged},
+        {L"2000000000", std::numeric_limits<int>::max()},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.minutes.value_or(L"(absent)")));
+        service->setMinimumDomainCheckInterval(unchanged);
+        CORE::PropertyBag request;
+        if (c.minutes) request.set(L"forestCheckInterval", *c.minutes);
+        const LogCapture log(CORE::logInfo);
+
+        const CORE::PropertyBag result = setServiceConfiguration(*service, request);
+
+        EXPECT_EQ(service->minimumDomainCheckInterval(), c.seconds);
+        EXPECT_TRUE(result.empty());
+        if (c.seconds == unchanged) {
+            EXPECT_EQ(result.getError(), 1);
+            EXPECT_EQ(result.getErrorText(), L"forestCheckInterval must be a minimum of 15 minutes");
+            EXPECT_TRUE(log.lines().empty());
+        } else {
+            EXPECT_EQ(result.getError(), 0);
+            EXPECT_EQ(log.lines(),
+                      (std::vector<LogLine>{
+                          {CORE::logInfo,
+                           L"Domain configuration will be checked with a minimum interval of 15 minutes"}}));
+        }
+    }
+}
+
+TEST_F(ServiceOperations, TheConfigurationFolderFallsBackStepByStep) {
+    const std::map<Folder, std::wstring> all{{Folder::commonAppData, L"C:\\ProgramData"},
+                                             {Folder::localAppData, L"C:\\Users\\Admin\\AppData\\Local"},
+                                             {Folder::programFiles, L"E:\\Program Files"}};
+    struct Case {
+        DataOwner owner;
+        std::vector<Folder> missing;
+        std::optional<std::wstring> windows;
+        std::wstring expected;
+        bool logged;
+    };
+    using enum DataOwner;
+    const Case cases[] = {
+        {machine, {}, L"D:\\Windows", L"C:\\ProgramData\\Talvex\\HDQ", false},
+        {machine, {Folder::commonAppData}, L"D:\\Windows", L"E:\\Program Files\\Talvex\\Talvex Vorn", false},
+        {machine,
+         {Folder::commonAppData, Folder::programFiles},
+         L"D:\\Windows",
+         L"D:\\Program Files\\Talvex\\Talvex Vorn",
+         true},
+        {machine,
+         {Folder::commonAppData, Folder::programFiles},
+         L"",
+         L"C:\\Program Files\\Talvex\\Talvex Vorn",
+         true},
+        {machine,
+         {Folder::commonAppData, Folder::programFiles},
+         std::nullopt,
+         L"C:\\Program Files\\Talvex\\Talvex Vorn",
+         true},
+        {user, {}, L"D:\\Windows", L"C:\\Users\\Admin\\AppData\\Local\\Talvex\\HDQ", false},
+        {user, {Folder::localAppData}, L"D:\\Windows", L"C:\\ProgramData\\Talvex\\HDQ", false},
+    };
+    for (const Case& c : cases) {
+        StandInFolders stand;
+        stand.known = all;
+        for (const Folder folder : c.missing) stand.known.erase(folder);
+        stand.windows = c.windows;
+        const LogCapture log;
+        EXPECT_EQ(configurationFolder(stand, c.owner), c.expected);
+        const std::vector<LogLine> failure{{CORE::logError, L"SHGetSpecialFolderPath FAILED"}};
+        EXPECT_EQ(log.lines(), c.logged ? failure : std::vector<LogLine>{});
+    }
+}
+
+TEST_F(ServiceOperations, AppdataLocationIsTheMachinesFolder) {
+    folders->known[Folder::localAppData] = L"C:\\Users\\Admin";
+    const CORE::PropertyBag result = getAppdataLocation(*service, {});
+    EXPECT_EQ(result.size(), 1u);
+    EXPECT_EQ(result.get(L"appdataLocation"), L"C:\\ProgramData\\Talvex\\HDQ");
+}
+
+}  // namespace
+}  // namespace wsadmin

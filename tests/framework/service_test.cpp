@@ -1,0 +1,76 @@
+// The service's life: what it starts with, who keeps it alive, what happens when it goes.
+#include <future>
+
+#include "frame_fixture.h"
+
+namespace wsadmin {
+namespace {
+
+using wstest::LogCapture;
+using wstest::LogLine;
+using Service = FrameTest;
+
+TEST_F(Service, TheConfigurationIsTheParametersAsTheyStood) {
+    CORE::PropertyBag parameters;
+    parameters.set(L"InitiateDomainChecks", L"false");
+    const auto built = makeService(parameters);
+    parameters.set(L"InitiateDomainChecks", L"true");
+    EXPECT_EQ(built->configuration().get(L"InitiateDomainChecks"), L"false");
+    EXPECT_EQ(built->minimumDomainCheckInterval(), 900);
+    EXPECT_FALSE(built->stopping().isSet());
+    built->stop();
+    EXPECT_TRUE(built->stopping().isSet());
+}
+
+TEST_F(Service, ItsLastUserDestroysItAndThatSaves) {
+    int saves = 0;
+    machine->save = [&]() -> Result<void> {
+        ++saves;
+        return {};
+    };
+    const LogCapture log(CORE::logError);
+    {
+        const ws_admin_operation running(service);
+        service.reset();
+        EXPECT_EQ(saves, 0);
+    }
+    EXPECT_EQ(saves, 1);
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(Service, AFailedSaveIsAnErrorLine) {
+    machine->save = []() -> Result<void> { return fail(28, L"machine.toml: no space left"); };
+    const LogCapture log(CORE::logError);
+    service.reset();
+    EXPECT_EQ(log.lines(),
+              (std::vector<LogLine>{
+                  {CORE::logError, L"Failed to save changes - machine.toml: no space left (28)"}}));
+}
+
+TEST_F(Service, AThreadHoldsTheServiceUntilItEnds) {
+    std::promise<void> go;
+    std::promise<long> references;
+    ws_admin_service* object = service.get();
+    ASSERT_TRUE(service->startThread(L"worker", [&, object] {
+        go.get_future().wait();
+        references.set_value(object->RefCount());
+    }));
+    service.reset();
+    go.set_value();
+    EXPECT_EQ(references.get_future().get(), 1);
+    threads.waitForAll();
+    EXPECT_EQ(threads.running(), 0);
+}
+
+TEST_F(Service, TheCurrentServiceIsHeldAndGivenBack) {
+    EXPECT_FALSE(ws_admin_service::current());
+    ws_admin_service::setCurrent(service);
+    EXPECT_EQ(ws_admin_service::current().get(), service.get());
+    EXPECT_EQ(service->RefCount(), 2);
+    ws_admin_service::setCurrent({});
+    EXPECT_FALSE(ws_admin_service::current());
+    EXPECT_EQ(service->RefCount(), 1);
+}
+
+}  // namespace
+}  // namespace wsadmin
