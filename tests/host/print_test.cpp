@@ -1,0 +1,131 @@
+// What the tool prints: answers, lists and log lines.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "host/answer.h"
+#include "host/error_lines.h"
+#include "host/listing.h"
+
+namespace hdqadmin {
+namespace {
+
+Answer answerOf(bool handled, int code, std::wstring_view text = {}) {
+    Answer answer;
+    answer.handled = handled;
+    answer.response.add(L"n", L"v");
+    if (code) answer.response.setError(code, text);
+    return answer;
+}
+
+TEST(Print, AnswersAsJson) {
+    struct Case {
+        Answer answer;
+        const char* json;
+    };
+    const Case cases[] = {
+        {answerOf(true, 0), "{\"handled\": true, \"error\": null, \"result\": [[\"n\", \"v\"]]}\n"},
+        {answerOf(false, 120),
+         "{\"handled\": false, \"error\": {\"code\": 120, \"text\": \"\"}, \"result\": [[\"n\", \"v\"]]}\n"},
+        {answerOf(true, -1, L"Say \"no\""),
+         "{\"handled\": true, \"error\": {\"code\": -1, \"text\": \"Say \\\"no\\\"\"}, \"result\": [[\"n\", "
+         "\"v\"]]}\n"},
+    };
+    for (const Case& c : cases) {
+        std::ostringstream out;
+        printAnswerJson(out, c.answer);
+        EXPECT_EQ(out.str(), c.json);
+    }
+}
+
+TEST(Print, SentencesOfFailures) {
+    EXPECT_FALSE(answerOf(true, 0).failed());
+    EXPECT_EQ(answerOf(true, 0).sentence(), "");
+    EXPECT_EQ(answerOf(true, 1, L"No such server").sentence(), "No such server");
+    EXPECT_EQ(answerOf(false, 120).sentence(), "The operation is not known or not available (error 120).");
+    EXPECT_EQ(answerOf(true, 7).sentence(), "The request failed (error 7).");
+    EXPECT_TRUE(answerOf(false, 0).failed());
+    EXPECT_EQ(answerOf(false, 0).sentence(), "The request was not handled.");
+}
+
+TEST(Print, TreesForPeople) {
+    CORE::PropertyBag entry;
+    entry.add(L"dn", L"cn=a\x1b[2Jb");
+    entry.add(L"text", L"one\n   two");
+    CORE::PropertyBag bag;
+    bag.add(L"textmessage", L"Done.");
+    bag.add(L"flag", L"");
+    bag.addBag(L"list", entry);
+    std::ostringstream out;
+    printTree(out, bag);
+    EXPECT_EQ(out.str(),
+              "textmessage: Done.\n"
+              "flag:\n"
+              "list:\n"
+              "  dn: cn=a\\x1b[2Jb\n"
+              "  text: one\n"
+              "       two\n");
+}
+
+CORE::PropertyBag twoOperations() {
+    CORE::PropertyBag key;
+    key.add(L"name", L"clustername");
+    key.add(L"type", L"text");
+    key.add(L"default", L"none");
+    key.add(L"text", L"the new name");
+    CORE::PropertyBag first;
+    first.add(L"name", L"setClusterName");
+    first.add(L"shape", L"result-bag");
+    first.addBool(L"changes", true);
+    first.addBool(L"built", true);
+    first.add(L"text", L"Names the cluster.");
+    first.add(L"example", L"clustername=East");
+    first.addBag(L"request-key", key);
+    CORE::PropertyBag second;
+    second.add(L"name", L"later");
+    second.addBool(L"built", false);
+    CORE::PropertyBag all;
+    all.addBag(L"operation", first);
+    all.addBag(L"operation", second);
+    return all;
+}
+
+TEST(Print, ListsAndHelp) {
+    const CORE::PropertyBag operations = twoOperations();
+    std::ostringstream list;
+    printList(list, operations);
+    EXPECT_EQ(list.str(), "setClusterName  Names the cluster.\nlater            (not available yet)\n");
+
+    std::ostringstream json;
+    printListJson(json, operations);
+    const auto parsed = nlohmann::json::parse(json.str());
+    ASSERT_EQ(parsed.size(), 2u);
+    EXPECT_EQ(parsed[0]["name"], "setClusterName");
+    EXPECT_EQ(parsed[0]["changes"], true);
+    EXPECT_EQ(parsed[0]["request"][0]["default"], "none");
+    EXPECT_EQ(parsed[1]["built"], false);
+    EXPECT_TRUE(parsed[1]["result"].is_array());
+
+    std::ostringstream help;
+    EXPECT_TRUE(printOperation(help, operations, "SETCLUSTERNAME"));
+    for (const char* part : {"setClusterName: Names the cluster.", "It changes something.",
+                             "clustername  text  the new name (default: none)", "Result: none",
+                             "hdqadmin setClusterName clustername=East"})
+        EXPECT_NE(help.str().find(part), std::string::npos) << part << " in:\n" << help.str();
+    EXPECT_FALSE(printOperation(help, operations, "setClusterName "));
+}
+
+TEST(Print, LogLinesAndCollectedErrors) {
+    EXPECT_EQ(logLine(CORE::logError, L"ws_admin", L"a %s\nb\r\n"), "ERROR ws_admin: a %s\\nb");
+    const ErrorLines errors;
+    CORE::__SysMessage(CORE::logWarning, L"m", L"not this");
+    EXPECT_FALSE(errors.any());
+    EXPECT_EQ(errors.asSentence(), "");
+    CORE::__SysMessage(CORE::logError, L"m", L"this %d\n", 1);
+    EXPECT_TRUE(errors.any());
+    EXPECT_EQ(errors.asSentence(), ":\n  ERROR m: this 1");
+}
+
+}  // namespace
+}  // namespace hdqadmin

@@ -1,0 +1,180 @@
+// The tool itself, run as an administrator runs it: what it prints where, and how it exits.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+
+#include "support/temp_folder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+#if defined(_WIN32)
+constexpr char toolName[] = "hdqadmin.exe";
+constexpr bool posix = false;
+#else
+constexpr char toolName[] = "hdqadmin";
+constexpr bool posix = true;
+#endif
+
+class Tool : public testing::Test {
+  protected:
+    struct Run {
+        int status = -1;
+        std::string out;
+        std::string err;
+    };
+
+    static std::string quoted(const std::string& word) { return "\"" + word + "\""; }
+
+    // The arguments as a shell takes them.
+    Run run(const std::string& arguments) const {
+        const std::string tool = (fs::absolute(WS_BIN_DIR) / toolName).make_preferred().string();
+        std::string line = quoted(tool) + " > " + quoted(folder.utf8("out")) + " 2> " +
+                           quoted(folder.utf8("err")) + " " + arguments;
+        if (!posix) line = quoted(line);  // the other shell takes one pair of quotes away
+        int status = std::system(line.c_str());
+        if (posix) status = (status & 0x7f) == 0 ? (status >> 8) & 0xff : -1;
+        return {status, folder.read("out"), folder.read("err")};
+    }
+
+    wstest::TempFolder folder;
+};
+
+TEST_F(Tool, ExitStatusAndStreams) {
+    struct Case {
+        std::string arguments;
+        int status;
+        const char* error;  // part of standard error; null: nothing there
+    };
+    const Case cases[] = {
+        {"getAppdataLocation", 0, nullptr},
+        {"GETAPPDATALOCATION --json", 0, nullptr},
+        {"setServiceConfiguration forestCheckInterval=15", 0, nullptr},
+        {"setServiceConfiguration forestCheckInterval=14", 1,
+         "forestCheckInterval must be a minimum of 15 minutes\n"},
+        {"noSuchOperation", 1, "The operation is not known or not available (error 120).\n"},
+        {"\"\"", 1, "(error 120)"},
+        {"\"getAppdataLocation \"", 1, "(error 120)"},
+        {"", 2, "no operation"},
+        {"getAppdataLocation novalue", 2, "NAME=VALUE"},
+        {"getAppdataLocation p=@" + quoted(folder.utf8("missing")), 2, "missing"},
+        {"--frobnicate", 2, "--frobnicate"},
+        {"noSuchOperation --help", 2, "noSuchOperation"},
+        {"getAppdataLocation --lab " + quoted(folder.utf8("nowhere")), 3,
+         "mfwPluginDll exception during init, error "},
+        {"getAppdataLocation --config " + quoted(folder.utf8("nowhere")), 3, "nowhere"},
+        {"getAppdataLocation --connect localhost:1 --ticket t", 3, "transport"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.arguments);
+        const Run result = run(c.arguments);
+        EXPECT_EQ(result.status, c.status) << result.err;
+        if (c.error) {
+            EXPECT_NE(result.err.find(c.error), std::string::npos) << result.err;
+        } else {
+            EXPECT_EQ(result.err, "");
+        }
+        if (c.status >= 2) {
+            EXPECT_EQ(result.out, "");
+        }
+    }
+}
+
+TEST_F(Tool, JsonIsAloneOnStandardOutput) {
+    const Run good = run("getAppdataLocation --json --log debug");
+    const json answer = json::parse(good.out);
+    EXPECT_EQ(answer["handled"], true);
+    EXPECT_TRUE(answer["error"].is_null());
+    EXPECT_EQ(answer["result"][0][0], "appdataLocation");
+    EXPECT_NE(good.err.find("DEBUG ws_admin: ws_admin_operation: getAppdataLocation\n"), std::string::npos)
+        << good.err;
+
+    const Run bad = run("noSuchOperation --json");
+    EXPECT_EQ(bad.out, "{\"handled\": false, \"error\": {\"code\": 120, \"text\": \"\"}, \"result\": []}\n");
+    EXPECT_EQ(bad.status, 1);
+
+    const Run people = run("getAppdataLocation");
+    EXPECT_EQ(people.out, "appdataLocation: " + answer["result"][0][1].get<std::string>() + "\n");
+}
+
+TEST_F(Tool, ListsTheOperationsWithTheirKeys) {
+    const Run result = run("--list --json");
+    ASSERT_EQ(result.status, 0) << result.err;
+    const json list = json::parse(result.out);
+    ASSERT_EQ(list.size(), 63u);
+    EXPECT_EQ(list.front()["name"], "Diag");
+    EXPECT_EQ(list.back()["name"], "qrvLdapRemovePodEndpoint");
+    EXPECT_EQ(list[17]["name"], "setServiceConfiguration");
+    EXPECT_EQ(list[17]["request"][0]["name"], "forestCheckInterval");
+    EXPECT_EQ(list[17]["request"][0]["default"], "15");
+    EXPECT_EQ(list[17]["built"], true);
+
+    const Run help = run("setserviceconfiguration --help");
+    EXPECT_EQ(help.status, 0) << help.err;
+    EXPECT_NE(help.out.find("forestCheckInterval"), std::string::npos) << help.out;
+    EXPECT_EQ(run("--help").status, 0);
+}
+
+TEST_F(Tool, ABatchIsAnsweredInOrderOrNotAtAll) {
+    const std::string lines =
+        "{\"operation\": \"setServiceConfiguration\", \"request\": [[\"forestCheckInterval\", \"14\"]]}\n"
+        "{\"operation\": \"getAppdataLocation\"}\n";
+    const Run good = run("--json --batch " + quoted(folder.write("batch", lines)));
+    EXPECT_EQ(good.status, 1);
+    std::istringstream answers(good.out);
+    std::string first, second, none;
+    ASSERT_TRUE(std::getline(answers, first) && std::getline(answers, second)) << good.out;
+    EXPECT_FALSE(std::getline(answers, none));
+    EXPECT_EQ(json::parse(first)["error"]["code"], 1);
+    EXPECT_EQ(json::parse(second)["result"][0][0], "appdataLocation");
+
+    const Run bad =
+        run("--json --batch " + quoted(folder.write("batch", lines + "{\"operation\": \"\xff\"}\n")));
+    EXPECT_EQ(bad.status, 2);
+    EXPECT_EQ(bad.out, "");
+
+    const Run input = run("setServiceConfiguration --request - < " +
+                          quoted(folder.write("request", R"([["forestCheckInterval", "1"]])")));
+    EXPECT_EQ(input.status, 1) << input.err;
+}
+
+TEST_F(Tool, ChangesAreWrittenBackOnlyWhenAsked) {
+    const fs::path lab = folder.path() / "lab";
+    fs::copy(fs::absolute(fs::path(WS_SOURCE_DIR) / "labs" / "sample"), lab, fs::copy_options::recursive);
+    const auto namedInLab = [&] {
+        for (const auto& file : fs::recursive_directory_iterator(lab)) {
+            std::ostringstream text;
+            if (file.is_regular_file()) text << std::ifstream(file.path(), std::ios::binary).rdbuf();
+            if (text.str().find("A New Name") != std::string::npos) return true;
+        }
+        return false;
+    };
+    const std::string change =
+        "setClusterName \"clustername=A New Name\" --lab " + quoted(folder.utf8("lab"));
+    const Run unsaved = run(change);
+    EXPECT_EQ(unsaved.status, 0) << unsaved.err;
+    EXPECT_FALSE(namedInLab());
+    const Run saved = run(change + " --save");
+    EXPECT_EQ(saved.status, 0) << saved.err;
+    EXPECT_TRUE(namedInLab());
+}
+
+#if !defined(_WIN32)
+TEST_F(Tool, WhatOnlyAPosixShellCanDo) {
+    const Run invalid = run("getAppdataLocation \"a=$(printf '\\377')\"");
+    EXPECT_EQ(invalid.status, 2);
+    EXPECT_NE(invalid.err.find("argument 2 is not valid Unicode text"), std::string::npos) << invalid.err;
+
+    EXPECT_EQ(run("--list > /dev/full").status, 3);
+
+    const std::string tool =
+        std::string("setsid \"") + WS_BIN_DIR + "/hdqadmin\" Diag p=@- 2> " + folder.utf8("e");
+    EXPECT_EQ(WEXITSTATUS(std::system(tool.c_str())), 2);
+    EXPECT_NE(folder.read("e").find("there is no terminal to read \"p\" from"), std::string::npos);
+}
+#endif
+
+}  // namespace

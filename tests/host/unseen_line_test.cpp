@@ -1,0 +1,63 @@
+// Reading from a terminal unseen, on a terminal of the test's own.
+#if __has_include(<pty.h>)
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "framework/core/console.h"
+
+namespace {
+
+// Runs `child` on a new terminal, types `typed` when the prompt stands there, and gives what the terminal
+// showed.
+template <class Child>
+std::string showTerminal(const std::string& typed, int& status, Child child) {
+    int terminal = -1;
+    const pid_t process = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (process == 0) _exit(child());
+    std::string shown;
+    char c = 0;
+    bool answered = false;
+    while (read(terminal, &c, 1) == 1) {
+        shown += c;
+        if (answered || !shown.ends_with("word: ")) continue;
+        answered = true;
+        if (write(terminal, typed.data(), typed.size()) != static_cast<ssize_t>(typed.size())) break;
+    }
+    waitpid(process, &status, 0);
+    close(terminal);
+    return shown;
+}
+
+TEST(UnseenLine, IsReadAndNotShown) {
+    int status = 0;
+    const std::string shown = showTerminal("s3cret gr\u00fc\u00df\n", status, [] {
+        const auto line = CORE::readUnseenLine("word: ");
+        return line && line->view() == "s3cret gr\u00fc\u00df" ? 0 : 1;
+    });
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_EQ(shown, "word: \r\n");
+}
+
+TEST(UnseenLine, AnInterruptionEndsTheProgramWithTheTerminalAsItWas) {
+    int status = 0;
+    showTerminal("half\x03", status, [] { return CORE::readUnseenLine("word: ") ? 1 : 2; });
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+}
+
+TEST(UnseenLine, WithoutTerminalThereIsNone) {
+    const pid_t process = fork();
+    if (process == 0) {
+        setsid();
+        _exit(CORE::readUnseenLine("word: ") ? 1 : 0);
+    }
+    int status = 0;
+    waitpid(process, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}
+
+}  // namespace
+#endif
