@@ -1,0 +1,211 @@
+// The real library, loaded and used as a stranger would: by its exported functions and by messages.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <memory>
+
+#include "framework/core/framework.h"
+#include "framework/core/library.h"
+#include "framework/core/message.h"
+#include "framework/core/plugin_api.h"
+#include "support/log_capture.h"
+#include "support/temp_folder.h"
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
+namespace {
+
+constexpr wchar_t worker[] = L"ws_admin";
+
+std::wstring libraryPath() {
+#if defined(_WIN32)
+    const std::filesystem::path path = std::filesystem::path(WS_BIN_DIR) / "ws_admin.dll";
+#else
+    const std::filesystem::path path = std::filesystem::path(WS_BIN_DIR) / "ws_admin.so";
+#endif
+    return std::filesystem::absolute(path).make_preferred().wstring();
+}
+
+CORE::PropertyBag sampleLab() {
+    CORE::PropertyBag startup;
+    startup.set(CORE::startupLabFolder,
+                (std::filesystem::absolute(WS_SOURCE_DIR) / "labs" / "sample").wstring());
+    return startup;
+}
+
+// The plug-in loaded; its functions looked up by name.
+struct Loaded {
+    std::wstring failure;
+    std::unique_ptr<CORE::library> library = CORE::library::load(libraryPath(), failure);
+    CORE::PluginParamsFunction params = nullptr;
+    CORE::PluginInitFunction initFunction = nullptr;
+    CORE::PluginExitFunction exit = nullptr;
+    CORE::PluginDescribeFunction describe = nullptr;
+
+    Loaded() {
+        if (!library) throw std::runtime_error(CORE::toUtf8(failure));
+        params = library->function<CORE::PluginParamsFunction>("PluginParams");
+        initFunction = library->function<CORE::PluginInitFunction>("PluginInit");
+        exit = library->function<CORE::PluginExitFunction>("PluginExit");
+        describe = library->function<CORE::PluginDescribeFunction>("PluginDescribe");
+    }
+    bool init() const { return initFunction(nullptr, nullptr, nullptr, nullptr); }
+    bool start(const CORE::PropertyBag& startup) const { return params(&startup) && init(); }
+};
+
+// A lab of a few lines, for what is done very often.
+CORE::PropertyBag smallLab(const wstest::TempFolder& folder) {
+    folder.write(
+        "machine.toml",
+        "[machine]\nnetbios-name = \"VCS1\"\n"
+        "[[directory]]\nname = \"pod\"\nsuffixes = [\"dc=vdi,dc=talvex,dc=int\"]\nfiles = [\"pod.ldif\"]\n");
+    folder.write("pod.ldif",
+                 "dn: DC=vdi,DC=talvex,DC=int\nobjectClass: domainDNS\n\n"
+                 "dn: CN=ForeignSecurityPrincipals,DC=vdi,DC=talvex,DC=int\nobjectClass: container\n");
+    CORE::PropertyBag startup;
+    startup.set(CORE::startupLabFolder, folder.path().wstring());
+    return startup;
+}
+
+bool installed() {
+    return CORE::MessageFrameWork::System().IsWorkerInstalled(worker, 0);
+}
+
+bool answers() {
+    CORE::PropertyBag response;
+    return CORE::MessageHandler::SendMsg(worker, L"checkLdapConnectivity", {}, response) &&
+           response.get(L"result") == L"ok";
+}
+
+std::size_t heapInUse() {
+#if defined(__GLIBC__)
+    return mallinfo2().uordblks;
+#else
+    return 0;
+#endif
+}
+
+TEST(Plugin, LoadsAndUnloadsAThousandTimes) {
+    constexpr int times = 1000;
+    const wstest::TempFolder folder;
+    const CORE::PropertyBag startup = smallLab(folder);
+    // The announcement of each load shows that the library had really gone before.
+    std::atomic<int> loads{0};
+    const auto sink = CORE::addLogSink(CORE::logDebug, [&](int, std::wstring_view, std::wstring_view text) {
+        if (text.find(L"oaded") != std::wstring_view::npos) ++loads;
+    });
+    std::size_t settled = 0;
+    for (int i = 0; i < times; ++i) {
+        const Loaded plugin;
+        ASSERT_TRUE(plugin.start(startup));
+        ASSERT_TRUE(answers()) << "round " << i;
+        plugin.exit();
+        ASSERT_FALSE(installed());
+        if (i == times / 10) settled = heapInUse();
+    }
+    EXPECT_EQ(loads, times);
+    EXPECT_LT(heapInUse(), settled + 64 * 1024);
+}
+
+TEST(Plugin, ExitsWhileAHundredRequestsRun) {
+    for (int round = 0; round < 5; ++round) {
+        constexpr int requests = 100;
+        std::atomic<int> answered{0};
+        {
+            const Loaded plugin;
+            ASSERT_TRUE(plugin.start(sampleLab()));
+            ASSERT_TRUE(installed());
+            for (int i = 0; i < requests; ++i) {
+                const wchar_t* operation = i % 2 ? L"checkLdapConnectivity" : L"setClusterName";
+                CORE::PropertyBag request;
+                request.set(L"clustername", L"East");
+                EXPECT_NE(CORE::MessageHandler::SendAsyncMsg(
+                              worker, operation, std::move(request),
+                              [&](CORE::RespType type, CORE::PropertyBag& response) {
+                                  const bool ran = type == CORE::RespType::handled;
+                                  EXPECT_TRUE(ran ? !response.empty() : type == CORE::RespType::noWorker)
+                                      << testing::PrintToString(CORE::respTypeName(type));
+                                  ++answered;
+                              }),
+                          0u);
+            }
+            plugin.exit();
+        }
+        CORE::MessageFrameWork::System().drain();
+        EXPECT_EQ(answered, requests);
+        EXPECT_FALSE(installed());
+    }
+}
+
+TEST(Plugin, DescribesItsOperationsBeforeItStarts) {
+    const Loaded plugin;
+    CORE::PropertyBag all;
+    plugin.describe(&all);
+    plugin.describe(nullptr);
+    EXPECT_EQ(all.size(), 63u);
+    EXPECT_EQ(all.getBag(std::size_t{0}).get(L"name"), L"Diag");
+    EXPECT_EQ(all.getBag(std::size_t{62}).get(L"shape"), L"response-filling");
+    EXPECT_FALSE(installed());
+}
+
+TEST(Plugin, AFailedStartIsLoggedAndLeavesNoWorker) {
+    const wstest::TempFolder folder;
+    const Loaded plugin;
+    CORE::PropertyBag startup;
+    startup.set(CORE::startupLabFolder, (folder.path() / "nowhere").wstring());
+    const wstest::LogCapture log(CORE::logError);
+    EXPECT_TRUE(plugin.start(startup));
+    EXPECT_FALSE(installed());
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_TRUE(log.lines()[0].text.starts_with(L"mfwPluginDll exception during init, error "));
+    EXPECT_NE(log.lines()[0].text.find(L"nowhere"), std::wstring::npos);
+    plugin.exit();
+
+    // The module can still be started with better parameters.
+    EXPECT_TRUE(plugin.start(sampleLab()));
+    EXPECT_TRUE(answers());
+    plugin.exit();
+}
+
+TEST(Plugin, NullParametersChangeNothing) {
+    const Loaded plugin;
+    const CORE::PropertyBag startup = sampleLab();
+    EXPECT_TRUE(plugin.params(&startup));
+    EXPECT_TRUE(plugin.params(nullptr));
+    EXPECT_TRUE(plugin.init());
+    EXPECT_TRUE(plugin.init());  // a second start finds the first
+    EXPECT_TRUE(answers());
+    const wstest::LogCapture log;
+    plugin.exit();
+    EXPECT_FALSE(installed());
+    ASSERT_GE(log.lines().size(), 2u);
+    EXPECT_TRUE(log.contains(CORE::logDebug, L"mfwPluginDll wait for threads to go"));
+    EXPECT_EQ(log.lines().back(), (wstest::LogLine{CORE::logDebug, L"mfwPluginDll: all threads gone"}));
+}
+
+TEST(Plugin, BadRequestsGetAnErrorAndNothingElse) {
+    const Loaded plugin;
+    ASSERT_TRUE(plugin.start(sampleLab()));
+    CORE::PropertyBag large;
+    for (int i = 0; i < 100'000; ++i) large.add(L"name " + std::to_wstring(i), L"value");
+    const std::wstring longName(100'000, L'x');
+    struct Case {
+        std::wstring operation;
+        int error;
+    };
+    const Case cases[] = {
+        {L"", 120},      {L"noSuchOperation", 120},  {L"getAppdataLocation ", 120},  {L"\U0001F600", 120},
+        {longName, 120}, {L"getAppdataLocation", 0}, {L"setServiceConfiguration", 0}};
+    for (const Case& c : cases) {
+        CORE::PropertyBag response;
+        EXPECT_EQ(CORE::MessageHandler::SendMsg(worker, c.operation, large, response), c.error == 0);
+        EXPECT_EQ(response.getError(), c.error) << testing::PrintToString(c.operation.substr(0, 30));
+        EXPECT_LE(response.size(), 1u);
+    }
+    EXPECT_EQ(large.size(), 100'000u);
+    plugin.exit();
+}
+
+}  // namespace
