@@ -1,0 +1,1 @@
+ws_bench(dispatch ws_admin_frame)
