@@ -217,6 +217,8 @@ TEST_P(SearchContract, CookiesOfNobody) {
     LdapSearch search{place(), LdapScope::subtree, "(cn=*)", {"cn"}, {}, 0};
     search.controls = {{controls::pagedResults, encodePageControl({1, "invented"}), true}};
     EXPECT_EQ(codeOf(session_->search(search)), ldapUnwillingToPerform);
+    // Samba never answers a control that it cannot read: nothing to wait for there.
+    if (!isLab()) return;
     search.controls[0].value = "rubbish";
     EXPECT_NE(codeOf(session_->search(search)), ldapSuccess);
 }
