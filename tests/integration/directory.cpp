@@ -20,15 +20,12 @@ std::vector<std::string> client(const std::string& program) {
             "-w",    environment("WS_TEST_LDAP_PASSWORD")};
 }
 
-// Makes the attribute have this value alone; without one, removes it.
-void put(const std::string& rdns, const std::string& attribute, const std::string& value = {}) {
-    const wstest::TempFolder folder;
+// A change that makes the attribute have this value alone, or without one removes it.
+std::string replacement(const std::string& rdns, const std::string& attribute,
+                        const std::string& value = {}) {
     std::string change = "dn: " + rdns + base + "\nchangetype: modify\nreplace: " + attribute + "\n";
     if (!value.empty()) change += attribute + ": " + value + "\n";
-    std::vector<std::string> command = client("ldapmodify");
-    command.insert(command.end(), {"-f", folder.write("change.ldif", change)});
-    const Outcome changed = run(command);
-    if (changed.status != 0) throw std::runtime_error(rdns + ": " + changed.errors);
+    return change + "\n";
 }
 
 std::string content(const std::filesystem::path& file) {
@@ -53,10 +50,17 @@ files = ["base.ldif", "pod.ldif"]
 
 SambaPod::SambaPod() {
     const std::string mark = "zre-MarkedForDelete";
-    put("CN=Common,OU=Global,OU=Properties,", "zre-ClusterName", "Cluster-POD1");
+    std::string changes =
+        replacement("CN=Common,OU=Global,OU=Properties,", "zre-ClusterName", "Cluster-POD1") +
+        replacement("CN=VCS3,OU=Server,OU=QRV,OU=Properties,", mark);
     for (const char* name : {"VCS1", "VCS2", "VCS3", "VCS4", "VCS (5)*"})
-        put("CN=" + std::string(name) + ",OU=Server,OU=Properties,", mark);
-    put("CN=VCS3,OU=Server,OU=QRV,OU=Properties,", mark);
+        changes += replacement("CN=" + std::string(name) + ",OU=Server,OU=Properties,", mark);
+
+    const wstest::TempFolder folder;
+    std::vector<std::string> command = client("ldapmodify");
+    command.insert(command.end(), {"-f", folder.write("changes.ldif", changes)});
+    const Outcome changed = run(command);
+    if (changed.status != 0) throw std::runtime_error("the pod cannot be put back: " + changed.errors);
 }
 
 std::vector<std::string> SambaPod::options() const {
@@ -73,12 +77,13 @@ std::vector<std::string> SambaPod::values(const std::string& dn, const std::stri
 }
 
 LabPod::LabPod(bool withPrincipals) {
-    std::string entries = "dn: " + std::string(base) + "\nobjectClass: domainDNS\n\n";
-    if (withPrincipals)
-        entries += "dn: CN=ForeignSecurityPrincipals," + std::string(base) + "\nobjectClass: container\n\n";
+    const std::string domain = "dn: " + std::string(base) + "\nobjectClass: domainDNS\n\n";
+    const std::string principals =
+        "dn: CN=ForeignSecurityPrincipals," + std::string(base) + "\nobjectClass: container\n\n";
     folder_.write("machine.toml", machine);
-    folder_.write("base.ldif", entries);
-    folder_.write("pod.ldif", content(WS_SOURCE_DIR "/tests/servers/pod.ldif"));
+    folder_.write("base.ldif", withPrincipals ? domain + principals : domain);
+    // Its members stand in the container.
+    folder_.write("pod.ldif", withPrincipals ? content(WS_SOURCE_DIR "/tests/servers/pod.ldif") : "");
 }
 
 std::vector<std::string> LabPod::options() const {
