@@ -54,7 +54,8 @@ class ModificationList {
         item.pointers.push_back(nullptr);
         item.mod.mod_op = operation | LDAP_MOD_BVALUES;
         item.mod.mod_type = texts_.add(attribute);
-        item.mod.mod_vals.modv_bvals = values.empty() ? nullptr : item.pointers.data();
+        // Without values a list that ends at once, never no list: not every client library takes that.
+        item.mod.mod_vals.modv_bvals = item.pointers.data();
     }
     LDAPModW** get() {
         list_.clear();
