@@ -295,6 +295,7 @@ TEST(WorkerRaces, NobodyRunsTheModulesCodeAfterTheWait) {
     std::atomic<bool> unloaded{true};
     std::atomic<int> strays{0};
     ScriptedItem::script = [&](auto&, auto&, auto&, auto&) {
+        for (int i = 0; i < 10 && !unloaded; ++i) std::this_thread::yield();
         if (unloaded) ++strays;
         return true;
     };

@@ -175,8 +175,8 @@ TEST(RemoveWorker, LeavesOrAwaitsWhatRuns) {
         await(inside);
         if (wait) {
             std::thread release([&] {
-                EXPECT_TRUE(framework.IsWorkerInstalled(L"System", 0));
-                go.set();
+                while (framework.IsWorkerInstalled(L"slow", 0)) std::this_thread::yield();
+                go.set();  // the removal has begun
             });
             EXPECT_TRUE(framework.RemoveWorker(L"slow", true));
             EXPECT_TRUE(answered) << "the running request was to be waited for";

@@ -31,7 +31,7 @@ TEST(ThreadGroup, DestroysTheFunctionBeforeTheThreadCountsAsGone) {
         ThreadGroup group(L"module");
         std::atomic<bool> destroyed{false};
         std::shared_ptr<void> code(nullptr, [&](void*) {
-            std::this_thread::yield();
+            EXPECT_EQ(group.running(), 1);
             destroyed = true;
         });
         ASSERT_TRUE(group.start(L"t", [code = std::move(code)] {}));

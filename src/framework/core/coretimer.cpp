@@ -1,6 +1,5 @@
 #include "framework/core/coretimer.h"
 
-#include <asio/steady_timer.hpp>
 #include <condition_variable>
 #include <mutex>
 #include <thread>

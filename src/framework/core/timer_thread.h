@@ -1,11 +1,10 @@
 // The framework's one timer thread. It starts with the first timer.
 #pragma once
 
-#include <asio/executor_work_guard.hpp>
-#include <asio/io_context.hpp>
 #include <mutex>
 #include <optional>
 
+#include "framework/core/asio_parts.h"
 #include "framework/core/joined_threads.h"
 
 namespace CORE {

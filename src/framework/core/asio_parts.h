@@ -1,0 +1,9 @@
+// What the core uses of asio, included from here only: whether asio aligns memory itself depends on what was
+// included before it, and must be the same in every source, or one gives back what another took by other
+// means.
+#pragma once
+
+#define ASIO_DISABLE_STD_ALIGNED_ALLOC
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
