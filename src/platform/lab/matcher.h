@@ -12,7 +12,7 @@ namespace wsadmin::platform::lab {
 
 class Matcher {
   public:
-    // The store must outlive the matcher. A matcher stays right when the store changes.
+    // Good as long as the store does not change.
     Matcher(const Store& store, const Filter& filter) : store_(store), top_(compile(filter)) {}
 
     bool matches(NodeId id) const { return evaluate(top_, id) == Truth::yes; }
