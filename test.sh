@@ -45,8 +45,10 @@ tests() {
     shift 3
     # Only programs that are one test each leave a list of their cases; natively each case is a test.
     mkdir -p "$results/$name"
+    local reports=$results/$name/
+    [ "$preset" = windows ] && reports=Z:$reports
     # shellcheck disable=SC2086 # the launcher is several words
-    stage "$name" env GTEST_OUTPUT="xml:$results/$name/" $launcher ctest --test-dir "build/$preset" -j"$(nproc)" \
+    stage "$name" env GTEST_OUTPUT="xml:$reports" $launcher ctest --test-dir "build/$preset" -j"$(nproc)" \
         --output-on-failure --no-tests=error --output-junit "$results/$name.xml" "$@"
 }
 

@@ -16,6 +16,8 @@ def ctest_outcome(case):
     if status == "run":
         return "passed"
     skipped = case.find("skipped")
+    if status == "disabled":
+        return "skipped"
     if status == "notrun" and skipped is not None and "SKIP_" in skipped.get("message", ""):
         return "skipped"
     return "failed"
