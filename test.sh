@@ -16,17 +16,16 @@ exec </dev/null
 results=$root/build/results
 rm -rf "$results"
 mkdir -p "$results"
-times=$results/times.txt
 pod=tests/servers/with-pod
 wine=tests/servers/with-wine
 
-# stage NAME COMMAND...: runs one stage into its log and notes its time; the log of a failed stage is shown.
+# stage NAME COMMAND...: runs one stage into its log and tells how long it took; the log of a failed stage is shown.
 stage() {
     local name=$1 start=$SECONDS status=0
     shift
     printf '%-22s' "$name"
     "$@" >"$results/$name.log" 2>&1 || status=$?
-    printf '%-8s%4d s\n' "$([ $status = 0 ] && echo ok || echo FAILED)" $((SECONDS - start)) | tee -a "$times"
+    printf '%-8s%4d s\n' "$([ $status = 0 ] && echo ok || echo FAILED)" $((SECONDS - start))
     [ $status = 0 ] || sed 's/^/    /' "$results/$name.log" | tail -n 200
     return $status
 }
