@@ -11,8 +11,7 @@ endforeach()
 
 add_library(header_only INTERFACE)
 target_include_directories(header_only SYSTEM INTERFACE ${WS_HEADERS})
-# Whether asio aligns memory itself depends on what was included before it, and must be the same everywhere.
-target_compile_definitions(header_only INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED ASIO_DISABLE_STD_ALIGNED_ALLOC)
+target_compile_definitions(header_only INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
 if(WS_SANITIZE MATCHES thread)
   # The thread sanitizer knows no fences. They only strengthen what asio's locks already order.
   target_compile_definitions(header_only INTERFACE ASIO_DISABLE_FENCED_BLOCK)
