@@ -120,4 +120,33 @@ TEST(CoreEvent, EverybodyWaitingGoesOn) {
     EXPECT_EQ(through, 2);
 }
 
+// The threads meet at a fresh lock again and again: its first uses are where a runtime can go wrong.
+TEST(SharedMutex, KeepsAWriterAwayFromEverybodyElse) {
+    for (int round = 0; round < 200; ++round) {
+        CORE::SharedMutex mutex;
+        std::atomic<int> readers{0}, writers{0}, together{0};
+        std::atomic<bool> go{false};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([&, i] {
+                while (!go) std::this_thread::yield();
+                for (int turn = 0; turn < 50; ++turn) {
+                    if ((i + turn) % 3) {
+                        const std::shared_lock reading(mutex);
+                        ++readers;
+                        if (writers != 0) ++together;
+                        --readers;
+                    } else {
+                        const std::unique_lock writing(mutex);
+                        if (++writers != 1 || readers != 0) ++together;
+                        --writers;
+                    }
+                }
+            });
+        go = true;
+        for (auto& thread : threads) thread.join();
+        ASSERT_EQ(together, 0) << "round " << round;
+    }
+}
+
 }  // namespace

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <shared_mutex>
 #include <string>
 
 #include "framework/core/export.h"
@@ -37,6 +38,17 @@ class MFWCORE_API coresync {
 
   private:
     corecritsec* lock_;
+};
+
+// A lock of one writer or many readers. To be used instead of std::shared_mutex, whose first users can get
+// past each other in the Windows runtime of this compiler when they come at the same time: there the first
+// use, not the constructor, makes the lock.
+class SharedMutex : public std::shared_mutex {
+  public:
+    SharedMutex() {
+        lock();
+        unlock();
+    }
 };
 
 // A manual-reset event: once set it stays set, and everybody waiting goes on.

@@ -2,10 +2,10 @@
 // any threads may use it; what it answers are copies.
 #pragma once
 
-#include <shared_mutex>
 #include <string>
 #include <vector>
 
+#include "framework/core/corelock.h"
 #include "platform/lab/search.h"
 #include "platform/lab/store.h"
 
@@ -60,7 +60,7 @@ class Directory {
     void makeEntry(const std::string& dn, std::vector<LdapAttribute> attributes);
 
     DirectorySettings settings_;
-    mutable std::shared_mutex mutex_;
+    mutable CORE::SharedMutex mutex_;
     Store store_;
     std::uint16_t files_ = 0;
 };

@@ -4,11 +4,11 @@
 
 #include <cstdint>
 #include <memory>
-#include <shared_mutex>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
+#include "framework/core/corelock.h"
 #include "platform/lab/tree.h"
 
 namespace wsadmin::platform::lab {
@@ -41,7 +41,7 @@ class Indexes {
     static void erase(Buckets& buckets, std::size_t hash, NodeId id);
     std::vector<NodeId> lookUp(const Store& store, AttributeId slot, std::string_view key) const;
 
-    mutable std::shared_mutex mutex_;  // for building while others read
+    mutable CORE::SharedMutex mutex_;  // for building while others read
     mutable std::unordered_map<AttributeId, Buckets> slots_;
 };
 
