@@ -62,11 +62,15 @@ TEST(AsyncMessages, CallBackOnceWithTheOutcome) {
     EXPECT_NE(send(answers, L"unknown"), 0u);
     EXPECT_NE(send(answers, L"throws"), 0u);
     EXPECT_NE(send(answers, L"nobody", L"absent"), 0u);
+    MessageFrameWork::System().AddWorker(&ScriptedItem::makeNone, L"none", L"", true, false, false, true);
+    EXPECT_NE(send(answers, L"no object", L"none"), 0u);
     MessageFrameWork::System().drain();
+    MessageFrameWork::System().RemoveWorker(L"none", true);
     EXPECT_EQ(answers.of(L"fine"), (One{{RespType::handled, L""}}));
     EXPECT_EQ(answers.of(L"unknown"), (One{{RespType::notHandled, L""}}));
     EXPECT_EQ(answers.of(L"throws"), (One{{RespType::notHandled, L"Unexpected exception: broken"}}));
     EXPECT_EQ(answers.of(L"nobody"), (One{{RespType::noWorker, L"Worker absent is not installed"}}));
+    EXPECT_EQ(answers.of(L"no object"), (One{{RespType::noWorker, L"Worker none is not installed"}}));
     EXPECT_STREQ(MessageHandler::respTypeName(RespType::noWorker), L"noWorker");
     EXPECT_STREQ(MessageHandler::respTypeName(RespType::aborted), L"aborted");
 }

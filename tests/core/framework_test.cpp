@@ -102,12 +102,12 @@ TEST(SendMsg, TurnsExceptionsIntoErrors) {
     }
 }
 
-TEST(SendMsg, ReportsAFactoryWithoutObject) {
+TEST(SendMsg, TakesAFactoryWithoutObjectForAnAbsentWorker) {
     MessageFrameWork::System().AddWorker(&ScriptedItem::makeNone, L"none", L"", true, false, false, true);
     const Sent sent = send(L"none", L"x");
     MessageFrameWork::System().RemoveWorker(L"none", true);
     EXPECT_FALSE(sent.handled);
-    EXPECT_EQ(sent.response.getErrorText(), L"The worker made no object for the request");
+    EXPECT_EQ(sent.response.getErrorText(), L"Worker none is not installed");
 }
 
 TEST(SendMsg, CarriesAttachments) {

@@ -52,6 +52,10 @@ void reportException(const WorkerRegistry::Claim& claim, std::wstring_view opera
     response.setError(1, error);
 }
 
+void notInstalled(std::wstring_view worker, PropertyBag& response) {
+    response.setError(1, L"Worker " + std::wstring(worker) + L" is not installed");
+}
+
 }  // namespace
 
 RespType deliver(const WorkerRegistry::Claim& claim, const std::wstring& operation,
@@ -59,7 +63,10 @@ RespType deliver(const WorkerRegistry::Claim& claim, const std::wstring& operati
                  MsgBinary* responseBinary, RunningItem* running) {
     try {
         const auto item = refptr<WorkItem>::adopt(claim.registration().factory());
-        if (!item) throw coreException(L"The worker made no object for the request");
+        if (!item) {  // the worker is on its way out
+            notInstalled(claim.registration().name, response);
+            return RespType::noWorker;
+        }
         item->attach(requestBinary, responseBinary);
         const Findable findable(running, item.get(), &claim);
         if (!item->VisibilityHandler(operation.c_str())) {
@@ -79,7 +86,7 @@ RespType deliver(const WorkerRegistry::Claim& claim, const std::wstring& operati
 
 bool refuse(const WorkerRegistry::Claim& claim, std::wstring_view worker, PropertyBag& response) {
     if (!claim) {
-        response.setError(1, L"Worker " + std::wstring(worker) + L" is not installed");
+        notInstalled(worker, response);
         return true;
     }
     if (claim.registration().local) return false;

@@ -32,8 +32,8 @@ class MFWCORE_API MessageFrameWork {
     // Registers a worker. The four flags, in order: the worker takes messages of this machine; of remote
     // machines; only one request at a time, in their order (a request that the running one sends to its own
     // worker on the same thread runs inside it); names compare without regard to case. `owner` counts the
-    // threads that run its code, from the look-up of the name until the WorkItem is gone. Throws
-    // coreException when the name is taken or empty.
+    // threads that run its code, from the look-up of the name until the WorkItem is gone. A factory that
+    // answers null refuses as if the worker were gone. Throws coreException when the name is taken or empty.
     void AddWorker(WorkItemFactory factory, std::wstring_view name, std::wstring_view description, bool local,
                    bool remote, bool serialised, bool foldNames, ThreadGroup* owner = nullptr);
     // New requests no longer find it, those that run go on. `wait` waits for them, and must not be asked for
