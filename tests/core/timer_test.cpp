@@ -152,9 +152,23 @@ TEST(CoreTimer, MayBeReleasedByItsCallback) {
     EXPECT_EQ(Timer::alive, 0);
 }
 
-// The last release and the expiry meet in every order; the callback's own reference must never revive a dying
-// object.
-TEST(CoreTimer, ReleaseAndExpiryMayMeet) {
+// The callback's own reference must never revive an object that is being destroyed.
+TEST(CoreTimer, ADyingObjectGetsNoCallback) {
+    class Dying : public Timer {
+      public:
+        using Timer::Timer;
+        ~Dying() override {
+            StartTimer(0);
+            passTheTimerThread();
+        }
+    };
+    std::atomic<int> calls{0};
+    (new Dying([&](Timer&) { ++calls; }))->Release();
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(Timer::alive, 0);
+}
+
+TEST(CoreTimer, ReleaseAndExpiryMayMeetInEveryOrder) {
     CORE::ThreadGroup module(L"module");
     for (int i = 0; i < 500; ++i) {
         auto* timer = new Timer(
