@@ -7,6 +7,7 @@
 #include "framework/core/plugin_api.h"
 #include "framework/core/property_bag.h"
 #include "platform/clock.h"
+#include "platform/directory_services.h"
 #include "platform/ldap_session.h"
 #include "platform/machine.h"
 #include "platform/result.h"
@@ -15,6 +16,7 @@ namespace wsadmin::platform {
 
 struct Platform {
     std::shared_ptr<LdapClient> ldap;
+    std::shared_ptr<DirectoryServices> directoryServices;
     std::shared_ptr<ComputerNames> names;
     std::shared_ptr<Folders> folders;
     std::shared_ptr<Registry> registry;
