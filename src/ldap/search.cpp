@@ -67,7 +67,7 @@ Failure PagedSearch::searchFailure(const Failure& cause) const {
     if (cause.code == platform::ldapDecodingError)
         return stepFailure(L"Failed to obtain result - %s (%d).\n", L"Failed to obtain result from search",
                            cause);
-    logFailedSearch(search_, cause);
+    logError(L"Failed to search - %s %s (%d).", search_.filter, cause.text, cause.code);
     return {cause.code, L"Failed to perform search"};
 }
 
