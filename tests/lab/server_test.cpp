@@ -56,6 +56,14 @@ TEST(LabServer, AdmitsItsAccounts) {
     EXPECT_EQ(codeOf(searchBelow(*anonymous, "", "(cn=*)")), ldapOperationsError);
 }
 
+TEST(LabServer, WithoutAccountsAdmitsWhoeverGivesAPassword) {
+    TestDirectory test;
+    EXPECT_EQ(codeOf(test.open()->bind(credentials("anybody", "any"))), ldapSuccess);
+    // As the real clients refuse it: servers take such a bind for an anonymous one.
+    EXPECT_EQ(codeOf(test.open()->bind(credentials("anybody", ""))), ldapInvalidCredentials);
+    EXPECT_EQ(codeOf(test.open()->bind({LdapCredentials::Method::simple, {}, {}, {}})), ldapParamError);
+}
+
 TEST(LabServer, FaultsAtTheDoor) {
     Faults refused, wrong, slow;
     refused.refuseConnections = true;

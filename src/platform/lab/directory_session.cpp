@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/ldap_request.h"
+
 namespace wsadmin::platform::lab {
 
 namespace {
@@ -53,6 +55,7 @@ DirectorySession::DirectorySession(std::shared_ptr<DirectoryServer> server, cons
 
 Result<void> DirectorySession::bind(const LdapCredentials& credentials) {
     bound_ = false;
+    if (auto possible = checkCredentials(credentials); !possible) return possible;
     if (!server_ || !server_->reachable()) return fail(ldapFailure(ldapServerDown));
     if (endpoint_.connectTimeout.count() > 0 && server_->faults().slow > endpoint_.connectTimeout) {
         server_->clock().wait(endpoint_.connectTimeout, nullptr);
