@@ -126,6 +126,22 @@ TEST_F(LabFolder, SavesOnlyWhatChanged) {
     EXPECT_EQ(times().size(), 3U);  // no temporary file is left
 }
 
+TEST_F(LabFolder, SavingKeepsWhoMayReadAFile) {
+    const auto readers = [&](const char* name) {
+        return fs::status(folder_ / name).permissions() & (fs::perms::group_read | fs::perms::others_read);
+    };
+    write("machine.toml", machineText);
+    write("a.ldif", fileA);
+    write("b.ldif", fileB);
+    fs::permissions(folder_ / "machine.toml", fs::perms::owner_read | fs::perms::owner_write);
+    const auto before = readers("machine.toml");
+    const auto platform = open();
+    EXPECT_TRUE(platform->registry->write(L"HKLM\\A", L"x", std::wstring(L"y")));
+    EXPECT_TRUE(platform->save());
+    EXPECT_NE(content("machine.toml").find("x = "), std::string::npos);
+    EXPECT_EQ(readers("machine.toml"), before);
+}
+
 TEST_F(LabFolder, WhatWasSavedIsReadAgain) {
     write("machine.toml", machineText);
     write("a.ldif", fileA);

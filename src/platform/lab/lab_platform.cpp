@@ -27,12 +27,15 @@ Result<std::string> readFile(const fs::path& path) {
 Result<void> writeFile(const fs::path& path, std::string_view text) {
     auto temporary = path;
     temporary += ".new";
+    std::error_code error;
     {
         std::ofstream stream(temporary, std::ios::binary);
+        // What only its owner may read stays so, from the first byte on: labs hold passwords.
+        if (const auto before = fs::status(path, error); !error)
+            fs::permissions(temporary, before.permissions(), error);
         stream << text;
         if (!stream.flush()) return fail(1, temporary.wstring() + L": the file cannot be written");
     }
-    std::error_code error;
     fs::rename(temporary, path, error);
     if (error) return fail(error.value(), path.wstring() + L": " + CORE::toWide(error.message()));
     return {};
