@@ -27,6 +27,15 @@ std::vector<const PropertyBag*> bagsOf(const PropertyBag& bag, std::wstring_view
     return bags;
 }
 
+// Null when there is none of that name.
+const PropertyBag* operationNamed(const PropertyBag& operations, std::string_view name) {
+    const auto all = bagsOf(operations, L"operation");
+    const auto found = std::ranges::find_if(all, [&](const PropertyBag* operation) {
+        return CORE::compareFolded(operation->utf8(L"name"), name) == 0;
+    });
+    return found == all.end() ? nullptr : *found;
+}
+
 std::string text(const PropertyBag& bag, std::wstring_view name) {
     return std::string(bag.utf8(name));
 }
@@ -98,19 +107,23 @@ void printListJson(std::ostream& out, const PropertyBag& operations) {
 }
 
 bool printOperation(std::ostream& out, const PropertyBag& operations, std::string_view name) {
-    for (const PropertyBag* operation : bagsOf(operations, L"operation")) {
-        if (CORE::compareFolded(operation->utf8(L"name"), name) != 0) continue;
-        out << operation->utf8(L"name") << ": " << operation->utf8(L"text") << '\n';
-        if (!operation->getBool(L"built")) out << "It is not available yet.\n";
-        out << (operation->getBool(L"changes") ? "It changes something.\n" : "It changes nothing.\n");
-        printKeys(out, *operation, requestKeys, "Request");
-        printKeys(out, *operation, resultKeys, "Result");
-        out << "\nExample:\n  hdqadmin " << operation->utf8(L"name");
-        if (const auto example = operation->utf8(L"example"); !example.empty()) out << ' ' << example;
-        out << '\n';
-        return true;
-    }
-    return false;
+    const PropertyBag* operation = operationNamed(operations, name);
+    if (!operation) return false;
+    out << operation->utf8(L"name") << ": " << operation->utf8(L"text") << '\n';
+    if (!operation->getBool(L"built")) out << "It is not available yet.\n";
+    out << (operation->getBool(L"changes") ? "It changes something.\n" : "It changes nothing.\n");
+    printKeys(out, *operation, requestKeys, "Request");
+    printKeys(out, *operation, resultKeys, "Result");
+    out << "\nExample:\n  hdqadmin " << operation->utf8(L"name");
+    if (const auto example = operation->utf8(L"example"); !example.empty()) out << ' ' << example;
+    out << '\n';
+    return true;
+}
+
+bool printOperationJson(std::ostream& out, const PropertyBag& operations, std::string_view name) {
+    const PropertyBag* operation = operationNamed(operations, name);
+    if (operation) out << operationJson(*operation).dump(2) << '\n';
+    return operation != nullptr;
 }
 
 }  // namespace hdqadmin

@@ -14,5 +14,7 @@ void printList(std::ostream& out, const CORE::PropertyBag& operations);
 void printListJson(std::ostream& out, const CORE::PropertyBag& operations);
 // Keys, types, defaults and results of one operation; false when there is none of that name.
 bool printOperation(std::ostream& out, const CORE::PropertyBag& operations, std::string_view name);
+// The same as one object of the list.
+bool printOperationJson(std::ostream& out, const CORE::PropertyBag& operations, std::string_view name);
 
 }  // namespace hdqadmin

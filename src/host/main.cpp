@@ -60,7 +60,8 @@ int describe(const Options& options) {
     if (!plugin) return complain(exitUnreachable, plugin.error());
     const CORE::PropertyBag operations = (*plugin)->describe();
     if (options.task == Options::Task::describe) {
-        if (printOperation(std::cout, operations, *options.operation)) return exitAnswered;
+        const auto print = options.json ? printOperationJson : printOperation;
+        if (print(std::cout, operations, *options.operation)) return exitAnswered;
         return complain(exitUsage,
                         "there is no operation \"" + *options.operation + "\"; see hdqadmin --list");
     }

@@ -115,6 +115,7 @@ TEST_F(Tool, ListsTheOperationsWithTheirKeys) {
     const Run help = run("setserviceconfiguration --help");
     EXPECT_EQ(help.status, 0) << help.err;
     EXPECT_NE(help.out.find("forestCheckInterval"), std::string::npos) << help.out;
+    EXPECT_EQ(json::parse(run("setserviceconfiguration --help --json").out), list[17]);
     EXPECT_EQ(run("--help").status, 0);
 }
 
