@@ -2,6 +2,8 @@
 // tested with the lab and with servers.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "maintenance/cserver.h"
 #include "maintenance/handlers.h"
 #include "support/scripted_ldap.h"
@@ -36,6 +38,7 @@ struct Request {
             modifies.push_back(call);
             return inner(call);
         };
+        session.onSearch = [this](const LdapSearch& search) { searches.push_back(search); };
         return handler(service, request);
     }
 };
@@ -154,6 +157,43 @@ TEST(ConnectionServerEntry, AnEmptyNameIsNotPresentAndNothingIsSearched) {
     const auto result = run(deleteConnectionServerEntry, L"servername", L"");
     EXPECT_EQ(result.getErrorText(), L"Server \"\" is not present in this configuration.");
     EXPECT_TRUE(run.modifies.empty());
+    EXPECT_TRUE(run.searches.empty());
+}
+
+TEST(Searches, AreWrittenAsAdministratorsFindThemInTheLog) {
+    constexpr char odd[] = "CN=VCS (1),OU=Server,OU=Properties,DC=vdi,DC=talvex,DC=int";
+    const struct {
+        Handler handler;
+        const wchar_t *key, *value;
+        std::vector<std::tuple<std::string, LdapScope, std::string>> searches;
+    } rows[] = {
+        {setClusterName,
+         L"clustername",
+         L"x",
+         {{"cn=common,ou=global,ou=properties,dc=vdi,dc=talvex,dc=int", LdapScope::base, "objectClass=*"}}},
+        {checkLdapConnectivity,
+         L"ignored",
+         L"",
+         {{"cn=ForeignSecurityPrincipals, dc=vdi,dc=talvex,dc=int", LdapScope::base,
+           "objectclass=container"}}},
+        {deleteConnectionServerEntry,
+         L"servername",
+         L"VCS (1)",
+         {{"cn=VCS (1),ou=Server,ou=Properties,dc=vdi,dc=talvex,dc=int", LdapScope::base, "objectClass=*"},
+          {"ou=Server,ou=Properties,dc=vdi,dc=talvex,dc=int", LdapScope::subtree,
+           "(&(zre-HDQSecurityServer=1)(zre-ConnectionServerDN=CN=VCS \\281\\29,"
+           "OU=Server,OU=Properties,DC=vdi,DC=talvex,DC=int))"}}},
+    };
+    for (const auto& row : rows) {
+        Request run;
+        run.session.answers = {{.entries = {entry(odd)}}, {}};
+        run(row.handler, row.key, row.value);
+        ASSERT_EQ(run.searches.size(), row.searches.size());
+        for (std::size_t i = 0; i < run.searches.size(); ++i) {
+            const LdapSearch& sent = run.searches[i];
+            EXPECT_EQ(std::tie(sent.base, sent.scope, sent.filter), row.searches[i]) << sent.filter;
+        }
+    }
 }
 
 TEST(LdapConnectivity, SaysOkFailedOrNothing) {

@@ -172,6 +172,20 @@ TEST(Plugin, AFailedStartIsLoggedAndLeavesNoWorker) {
     plugin.exit();
 }
 
+// Only a name that the plug-in has got is given back at its exit.
+TEST(Plugin, ANameThatIsTakenStaysItsOwners) {
+    auto& framework = CORE::MessageFrameWork::System();
+    const auto nobody = []() -> CORE::WorkItem* { return nullptr; };
+    framework.AddWorker(nobody, worker, L"somebody else's", true, false, false, true);
+    const Loaded plugin;
+    EXPECT_TRUE(plugin.start(sampleLab()));
+    const wstest::LogCapture log;
+    plugin.exit();
+    EXPECT_TRUE(installed());
+    EXPECT_EQ(log.lines().back(), (wstest::LogLine{CORE::logDebug, L"mfwPluginDll: all threads gone"}));
+    EXPECT_TRUE(framework.RemoveWorker(worker, true));
+}
+
 TEST(Plugin, NullParametersChangeNothing) {
     const Loaded plugin;
     const CORE::PropertyBag startup = sampleLab();

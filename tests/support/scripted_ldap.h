@@ -42,6 +42,7 @@ class ScriptedSession : public LdapSession {
   public:
     std::deque<ScriptedAnswer> answers;  // one a search, in order
     std::function<int(const ModifyCall&)> onModify = [](auto&) { return 0; };
+    std::function<void(const LdapSearch&)> onSearch = [](auto&) {};  // for who does not outlive the session
     std::vector<LdapSearch> searches;
     std::vector<ModifyCall> modifies;
     int bindCode = 0;
@@ -49,6 +50,7 @@ class ScriptedSession : public LdapSession {
     Result<void> bind(const LdapCredentials&) override { return outcome(bindCode); }
     Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override {
         searches.push_back(search);
+        onSearch(search);
         ScriptedAnswer answer;
         if (answers.empty()) return fail(ldapFailure(ldapOther));
         answer = std::move(answers.front());
