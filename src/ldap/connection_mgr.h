@@ -1,0 +1,72 @@
+// The pool of directory bindings, one list a binding string. Bindings without credentials are used again
+// until they are ten minutes old or were idle for three; every two minutes a timer removes those.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "framework/core/corelock.h"
+#include "framework/core/coretimer.h"
+#include "framework/core/threads.h"
+#include "ldap/connection_list.h"
+
+namespace wsadmin {
+
+// Reference counted; any thread may call. Lock order: the manager's lock before a list's.
+class ConnectionMgr : public CORE::coretimer {
+  public:
+    static constexpr int subtree = 2;  // the usual search scope
+    static constexpr unsigned cleanupMs = 120000;
+
+    // Starts the cleanup timer. `threads` counts the pool's threads and outlives it.
+    ConnectionMgr(DirectoryAccess access, CORE::ThreadGroup& threads);
+    ~ConnectionMgr() override;
+
+    // A search interface with that scope (ADSI's code), to be given back by releaseConnection, and not to be
+    // used afterwards; null on failure, which is logged. With credentials it is opened for this caller alone.
+    DirectorySearchPtr getConnection(const std::string& binding, int scope = subtree,
+                                     const platform::DirectoryCredentials& credentials = {});
+    // "LDAP://" and the server or name.
+    DirectorySearchPtr getServerConnection(const std::string& serverOrDn,
+                                           const platform::DirectoryCredentials& credentials = {});
+    void releaseConnection(const DirectorySearchPtr& search);
+    // What the timer does: closes old and idle bindings.
+    void prune();
+
+    std::size_t listCount() const;
+
+  protected:
+    void OnTimer() override;
+
+  private:
+    DirectorySearchPtr getPooled(const std::string& binding, int scope);
+    DirectorySearchPtr getOwn(const std::string& binding, int scope,
+                              const platform::DirectoryCredentials& credentials);
+
+    DirectoryAccess access_;
+    CORE::ThreadGroup& threads_;
+    DirectoryResidence residence_;
+    mutable CORE::corecritsec lock_;
+    std::map<std::string, std::shared_ptr<ConnectionList>, std::less<>> lists_;
+    std::unique_ptr<NoReuseConnectionList> noReuse_;
+};
+
+// Holds a pooled binding for a scope.
+class PooledSearch {
+  public:
+    PooledSearch(ConnectionMgr& pool, DirectorySearchPtr search) : pool_(pool), search_(std::move(search)) {}
+    ~PooledSearch() {
+        if (search_) pool_.releaseConnection(search_);
+    }
+    PooledSearch(const PooledSearch&) = delete;
+    PooledSearch& operator=(const PooledSearch&) = delete;
+    explicit operator bool() const noexcept { return search_ != nullptr; }
+    platform::DirectorySearch* operator->() const noexcept { return search_.get(); }
+
+  private:
+    ConnectionMgr& pool_;
+    DirectorySearchPtr search_;
+};
+
+}  // namespace wsadmin

@@ -1,0 +1,241 @@
+#include "ldap/connection_mgr.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "support/log_capture.h"
+#include "support/manual_clock.h"
+#include "support/scripted_directory_services.h"
+
+using namespace wstest;
+
+namespace {
+
+constexpr char dc1[] = "LDAP://dc1.corp.example";
+
+// A pool whose timer the test fires by hand.
+class TimedPool : public ConnectionMgr {
+  public:
+    using ConnectionMgr::ConnectionMgr;
+    using ConnectionMgr::OnTimer;
+};
+
+struct Pool {
+    std::shared_ptr<ScriptedDirectoryServices> services = std::make_shared<ScriptedDirectoryServices>();
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    CORE::ThreadGroup threads{L"test"};
+    CORE::refptr<TimedPool> manager =
+        CORE::refptr<TimedPool>::adopt(new TimedPool({services, clock}, threads));
+    TimedPool* operator->() const { return manager.get(); }
+};
+
+TEST(ConnectionMgr, ReusesAReleasedBindingOfTheSameString) {
+    Pool pool;
+    const auto first = pool->getConnection(dc1);
+    ASSERT_TRUE(first);
+    const auto second = pool->getConnection(dc1);
+    EXPECT_NE(first, second);
+    pool->releaseConnection(first);
+    EXPECT_EQ(pool->getConnection(dc1, 1), first);
+    EXPECT_EQ(pool.services->scopeOf(*first), 1);                       // set at every use
+    EXPECT_NE(pool->getConnection("ldap://dc1.corp.example"), second);  // strings are compared exactly
+    EXPECT_EQ(pool->listCount(), 2U);
+    EXPECT_EQ(pool.services->opened().at(0),
+              (ScriptedDirectoryServices::Opened{dc1, "", adsSecureAuthentication}));
+}
+
+TEST(ConnectionMgr, NeverSharesCredentials) {
+    Pool pool;
+    pool->releaseConnection(pool->getConnection(dc1));
+    const DirectoryCredentials alice{"alice", CORE::secretstring("x")};
+    auto own = pool->getServerConnection("dc1.corp.example", alice);
+    EXPECT_EQ(pool.services->opens, 2);
+    EXPECT_EQ(pool.services->opened().back().user, "alice");
+    EXPECT_EQ(pool.services->opened().back().path, dc1);
+    const LogCapture log;
+    pool->releaseConnection(own);
+    own.reset();
+    EXPECT_EQ(pool.services->live, 1);  // closed at once; the pooled one stays
+    EXPECT_TRUE(log.contains(CORE::logDebug, L"Released a no-reuse binding"));
+    pool->getServerConnection("dc1.corp.example", alice);
+    EXPECT_EQ(pool.services->opens, 3);
+}
+
+struct AgeCase {
+    std::int64_t openAge, idleAge;
+    bool kept;
+};
+
+TEST(ConnectionMgr, PrunesOldAndIdleBindings) {
+    const AgeCase cases[] = {{599, 179, true},  {600, 180, true},  {601, 0, false},
+                             {181, 181, false}, {601, 179, false}, {180, 180, true}};
+    for (const AgeCase& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.openAge << " open, " << c.idleAge << " idle");
+        Pool pool;
+        auto search = pool->getConnection(dc1);
+        pool.clock->advance(c.openAge - c.idleAge);
+        pool->releaseConnection(search);
+        search.reset();
+        pool.clock->advance(c.idleAge);
+        pool->prune();
+        EXPECT_EQ(pool.services->live, c.kept ? 1 : 0);
+        EXPECT_EQ(pool->listCount(), c.kept ? 1U : 0U);
+    }
+}
+
+TEST(ConnectionMgr, BindingsInUseSurviveThePrune) {
+    Pool pool;
+    const auto search = pool->getConnection(dc1);
+    pool.clock->advance(100000);
+    pool->prune();
+    EXPECT_EQ(pool.services->live, 1);
+    pool->releaseConnection(search);
+    EXPECT_EQ(pool->getConnection(dc1), search);
+}
+
+TEST(ConnectionMgr, AFailedOpenIsLoggedAndTriedAgain) {
+    Pool pool;
+    pool.services->openCode = [](const std::string&) { return adsServerDown; };
+    const LogCapture log;
+    EXPECT_FALSE(pool->getConnection(dc1));
+    EXPECT_TRUE(log.contains(CORE::logError, L"Failed to bind to LDAP://dc1.corp.example (scripted)"));
+    pool.services->openCode = [](const std::string&) { return 0; };
+    EXPECT_TRUE(pool->getConnection(dc1));
+    const DirectoryCredentials alice{"alice", CORE::secretstring("x")};
+    pool.services->openCode = [](const std::string&) { return adsLogonFailure; };
+    EXPECT_FALSE(pool->getConnection(dc1, 2, alice));
+}
+
+TEST(ConnectionMgr, ALostConnectionIsNotUsedAgainNorAreItsOlderSiblings) {
+    Pool pool;
+    auto first = pool->getConnection(dc1);
+    auto second = pool->getConnection(dc1);
+    pool->releaseConnection(first);
+    pool.services->connected = false;
+    pool->releaseConnection(second);
+    first.reset();
+    second.reset();
+    EXPECT_EQ(pool.services->live, 0);
+    pool.services->connected = true;
+    EXPECT_TRUE(pool->getConnection(dc1));
+    EXPECT_EQ(pool.services->opens, 3);
+}
+
+TEST(ConnectionMgr, TheGlobalCatalogIsTheFirstChildOfItsNamespace) {
+    struct Case {
+        const char* what;
+        bool rootThere;
+        ScriptedDirectoryServices::Object root;
+        std::wstring logged;
+    };
+    const Case cases[] = {
+        {"no root", false, {}, L"Failed to bind to \"GC:\" error=0x8007203a (scripted)"},
+        {"no children",
+         true,
+         {.childrenCode = adsAccessDenied},
+         L"Cannot enumerate contents of GC: error=0x80070005 (scripted)"},
+        {"nothing in it", true, {}, L"Failed to obtain GC from enumeration error=0x80072030 no child"},
+        {"a forest", true, {.children = {"GC://corp.example", "GC://other"}}, L""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Pool pool;
+        if (c.rootThere) pool.services->objects["GC:"] = c.root;
+        const LogCapture log(CORE::logError);
+        EXPECT_EQ(pool->getConnection("GC:") != nullptr, c.logged.empty());
+        if (c.logged.empty())
+            EXPECT_EQ(pool.services->opened().back().path, "GC://corp.example");
+        else
+            EXPECT_TRUE(log.contains(CORE::logError, c.logged));
+    }
+}
+
+TEST(ConnectionMgr, SaysWhatBecomesOfBindingsThatNobodyReleased) {
+    Pool pool;
+    const auto used = pool->getConnection(dc1);
+    const auto own = pool->getConnection(dc1, 2, {"alice", CORE::secretstring("x")});
+    const LogCapture log(CORE::logWarning);
+    const auto stranger = std::make_shared<ScriptedDirectoryServices>()->openSearch("x", {}, 0).value();
+    pool->releaseConnection(stranger);
+    pool.manager.reset();
+    const std::vector<LogLine> expected = {
+        {CORE::logWarning,
+         CORE::formatText(
+             L"Request to release a connection did not result in connection being found(pDS=0x%x)",
+             stranger.get())},
+        {CORE::logWarning,
+         L"Removing a connection list with active connections (bind=LDAP://dc1.corp.example)"},
+        {CORE::logWarning,
+         CORE::formatText(L"Freed an inuse binding (bind=LDAP://dc1.corp.example, value=0x%x)", used.get())},
+        {CORE::logWarning, L"Removing a connection list with active (no-reuse) connections"},
+        {CORE::logWarning, CORE::formatText(L"Freed a no-reuse binding (value=0x%x)", own.get())}};
+    EXPECT_EQ(log.lines(), expected);
+}
+
+TEST(ConnectionMgr, TheTimerPrunesOnAThreadOfItsOwnThatHoldsThePool) {
+    Pool pool;
+    pool->releaseConnection(pool->getConnection(dc1));
+    pool.clock->advance(181);
+    const LogCapture log;
+    pool->OnTimer();
+    pool.manager.reset();  // the thread may be the last to hold it
+    pool.threads.waitForAll();
+    EXPECT_TRUE(log.contains(CORE::logDebug, L"Timer callback running to remove unused connections"));
+    EXPECT_TRUE(log.contains(CORE::logDebug,
+                             L"No bindings remain - will remove cache entry (bind=LDAP://dc1.corp.example)"));
+    EXPECT_EQ(pool.services->live, 0);
+}
+
+// How many threads want bindings of one string at the same time, and the most that ever did.
+struct Demand {
+    std::atomic<int> now{0}, most{0};
+    void enter() {
+        const int wanted = ++now;
+        for (int seen = most; seen < wanted && !most.compare_exchange_weak(seen, wanted);) {
+        }
+    }
+    void leave() { --now; }
+};
+
+void useAtOnce(Pool& pool, bool clockMoves, std::vector<Demand>& demands) {
+    constexpr int threads = 32, rounds = 400;
+    std::vector<std::thread> users;
+    users.reserve(threads);
+    for (int t = 0; t < threads; ++t)
+        users.emplace_back([&, t] {
+            for (int i = 0; i < rounds; ++i) {
+                const std::size_t string = static_cast<std::size_t>(t + i) % demands.size();
+                demands[string].enter();
+                const auto search = pool->getConnection("LDAP://dc" + std::to_string(string));
+                EXPECT_TRUE(search);
+                if (clockMoves && i % 16 == 0) pool.clock->advance(1);
+                pool->releaseConnection(search);
+                demands[string].leave();
+            }
+        });
+    for (int i = 0; i < rounds; ++i) pool->prune();
+    for (auto& user : users) user.join();
+}
+
+TEST(ConnectionMgr, ThirtyTwoThreadsGetReleaseAndPrune) {
+    for (const bool clockMoves : {false, true}) {
+        Pool pool;
+        std::vector<Demand> demands(8);
+        const LogCapture log(CORE::logWarning);
+        useAtOnce(pool, clockMoves, demands);
+        EXPECT_TRUE(log.lines().empty());  // nothing was lost on the way
+        int wanted = 0;
+        for (const Demand& demand : demands) wanted += demand.most;
+        if (!clockMoves) {
+            EXPECT_LE(pool.services->opens, wanted);  // what concurrency needs, no more
+        }
+        EXPECT_EQ(pool->listCount(), demands.size());
+        pool.clock->advance(10000);
+        pool->prune();
+        EXPECT_EQ(pool.services->live, 0);
+        EXPECT_EQ(pool->listCount(), 0U);
+    }
+}
+
+}  // namespace
