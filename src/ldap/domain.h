@@ -1,0 +1,66 @@
+// The domain map: which domains exist, how each is reached, and whether it can be contacted. Built by a timer
+// and on demand. Reference counted; any thread may call.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "framework/core/corelock.h"
+#include "framework/core/coretimer.h"
+#include "framework/core/property_bag.h"
+#include "framework/core/threads.h"
+#include "ldap/directory_access.h"
+#include "ldap/domain_map.h"
+
+namespace wsadmin {
+
+class Domain : public CORE::coretimer {
+  public:
+    static constexpr unsigned firstCheckMs = 1000;
+    static constexpr unsigned checkMs = 900000;
+    static constexpr int defaultMinimumInterval = 900;  // seconds
+    static constexpr std::size_t contactsAtOnce = 8;
+
+    // With initiateChecks the timer runs from now on. `threads` counts the threads of the map and outlives
+    // it.
+    Domain(DirectoryAccess access, CORE::ThreadGroup& threads, bool initiateChecks);
+    ~Domain() override;
+
+    // A copy of the map, built first where there is none yet or where it is forced. When the build fails, the
+    // bag has its error and what the last build gave.
+    CORE::PropertyBag getDomainMap(bool force);
+    void setMinimumCheckInterval(int seconds);
+    int minimumCheckInterval() const;
+    // Whether the default domain is in mixed mode; also when that cannot be found out.
+    bool isMixedMode() const;
+    // What the timer's thread does: rebuilds a map that is missing or too old.
+    void check();
+    // The service is going: the timer ends, and a build under way contacts no further domains and fails.
+    void stop();
+
+  protected:
+    void OnTimer() override;
+
+  private:
+    CORE::PropertyBag trustedDomains(std::wstring_view initialDomain);
+    CORE::PropertyBag pushConfiguration();
+    CORE::PropertyBag buildDomainMap();
+    void contactAll(DomainSurvey& survey);
+    void contact(DomainFacts& domain, const DomainSurvey& survey);
+    std::string rootNamingContext(std::wstring_view domain) const;
+    std::string defaultNamingContext() const;
+
+    DirectoryAccess access_;
+    CORE::ThreadGroup& threads_;
+    DirectoryResidence residence_;
+    std::atomic<bool> stopping_{false};
+    mutable CORE::corecritsec lock_;  // guards what follows
+    CORE::PropertyBag map_;
+    bool built_ = false;
+    bool configurationPushed_ = false;
+    std::int64_t builtAt_ = 0;  // seconds since 1970-01-01 UTC
+    int minimumInterval_ = defaultMinimumInterval;
+};
+
+}  // namespace wsadmin

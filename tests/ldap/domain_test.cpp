@@ -1,0 +1,264 @@
+#include "ldap/domain.h"
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+
+#include "support/framework_worker.h"
+#include "support/log_capture.h"
+#include "support/manual_clock.h"
+#include "support/scripted_directory_services.h"
+
+using namespace wstest;
+using CORE::PropertyBag;
+
+namespace {
+
+class TimedDomain : public Domain {
+  public:
+    using Domain::Domain;
+    using Domain::OnTimer;
+};
+
+// A forest of two domains and a stranger, and the two workers that the map asks.
+struct Forest {
+    std::shared_ptr<ScriptedDirectoryServices> services = std::make_shared<ScriptedDirectoryServices>();
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    CORE::ThreadGroup threads{L"test"};
+    std::map<std::wstring, PropertyBag> trusts;  // winauth's answers by the domain that is asked for
+    std::atomic<bool> authenticationWorks{true};
+    std::atomic<bool> configurationLoads{true};
+    FrameworkWorker<0> winauth{
+        L"winauth", [this](std::wstring_view operation, const PropertyBag& request, PropertyBag& response) {
+            if (operation != L"getTrustedDomains") return true;
+            if (!authenticationWorks) response.setError(1, L"no trusts today");
+            const auto known = trusts.find(request.get(L"initialDomain").str());
+            if (authenticationWorks && known != trusts.end()) response &= known->second;
+            return true;
+        }};
+    FrameworkWorker<1> admin{L"ws_admin",
+                             [this](std::wstring_view, const PropertyBag&, PropertyBag& response) {
+                                 if (!configurationLoads) response.setError(1, L"no lists today");
+                                 response.set(L"effectiveList", L"unlimited");
+                                 return true;
+                             }};
+    CORE::refptr<TimedDomain> domain =
+        CORE::refptr<TimedDomain>::adopt(new TimedDomain({services, clock}, threads, false));
+
+    Forest() {
+        answer(L"",
+               {{L"CORP", L"corp.example"}, {L"CHILD", L"child.corp.example"}, {L"OTHER", L"other.example"}},
+               {{L"OTHER", L"FROMBROKER"}});
+        answer(L"child.corp.example", {{L"CORP", L"CORP.example"}}, {});
+        reachable("corp.example", "DC=corp,DC=example");
+        reachable("child.corp.example", "DC=corp,DC=example");
+        reachable("other.example", "DC=other,DC=example");
+    }
+    using Names = std::vector<std::pair<const wchar_t*, const wchar_t*>>;
+    void answer(const std::wstring& asked, const Names& names, const Names& stated) {
+        PropertyBag bag, dns, trust;
+        for (const auto& [netBios, name] : names) dns.set(netBios, std::wstring_view(name));
+        for (const auto& [netBios, type] : stated) trust.set(netBios, std::wstring_view(type));
+        bag.set(L"primaryDomain", L"corp.example");
+        bag.addBag(L"dnsBag", dns);
+        bag.addBag(L"trustInformationBag", trust);
+        trusts[asked] = bag;
+    }
+    void reachable(const std::string& domainName, const std::string& root) {
+        services->objects["LDAP://" + domainName + "/rootDSE"] = {
+            .attributes = {{"RootDomainNamingContext", root}}};
+    }
+    static std::wstring healthOf(const PropertyBag& map, std::wstring_view name) {
+        std::size_t position = 0;
+        while (const auto* one = map.getBag(L"domainHealth").getNextBag(L"domain", position))
+            if (one->get(L"name") == name)
+                return one->get(L"contactable").str() + L" " + one->get(L"trustType").str();
+        return {};
+    }
+};
+
+TEST(Domain, BuildsTheMapFromTheAuthenticationServiceAndTheDomains) {
+    Forest forest;
+    const PropertyBag map = forest.domain->getDomainMap(false);
+    EXPECT_EQ(map.getError(), 0);
+    EXPECT_EQ(forest.healthOf(map, L"CORP"), L"FULLYACCESSIBLE PRIMARYDOMAIN");
+    EXPECT_EQ(forest.healthOf(map, L"CHILD"), L"FULLYACCESSIBLE TWOWAY");
+    EXPECT_EQ(forest.healthOf(map, L"OTHER"), L"FULLYACCESSIBLE FROMBROKER");
+    EXPECT_EQ(map.getBag(L"primaryDomain").get(L"corp.example"), L"GC:");
+    EXPECT_EQ(map.getBag(L"allDomains").get(L"child.corp.example"), L"GC:");
+    EXPECT_EQ(map.getBag(L"trustedDomains").get(L"other.example"), L"LDAP://other.example");
+    EXPECT_EQ(map.getBag(L"dnsBag").get(L"CHILD"), L"child.corp.example");
+    // Only the domain whose trust nobody states is asked for its own trusts.
+    EXPECT_EQ(forest.winauth.sent(L"getTrustedDomains").size(), 2U);
+}
+
+TEST(Domain, GivesTheListsToTheAuthenticationServiceOnceAProcess) {
+    Forest forest;
+    forest.configurationLoads = false;
+    EXPECT_EQ(forest.domain->getDomainMap(false).getErrorText(), L"no lists today");
+    EXPECT_TRUE(forest.winauth.sent(L"setDomainConfig").empty());
+    forest.configurationLoads = true;
+    forest.domain->getDomainMap(true);
+    forest.domain->getDomainMap(true);
+    ASSERT_EQ(forest.winauth.sent(L"setDomainConfig").size(), 1U);
+    EXPECT_EQ(forest.winauth.sent(L"setDomainConfig")[0].request.get(L"effectiveList"), L"unlimited");
+}
+
+TEST(Domain, AnswersFromTheCacheWithoutContactingAnybody) {
+    Forest forest;
+    const PropertyBag built = forest.domain->getDomainMap(false);
+    const int contacts = forest.services->objectOpens;
+    EXPECT_EQ(forest.domain->getDomainMap(false).flattenForDisplay(), built.flattenForDisplay());
+    EXPECT_EQ(forest.services->objectOpens, contacts);
+    EXPECT_EQ(forest.winauth.sent(L"getTrustedDomains").size(), 2U);
+    forest.domain->getDomainMap(true);
+    EXPECT_EQ(forest.services->objectOpens, 2 * contacts);
+}
+
+TEST(Domain, AFailedBuildLeavesTheMapAsItWas) {
+    Forest forest;
+    forest.domain->getDomainMap(false);
+    forest.authenticationWorks = false;
+    const PropertyBag failed = forest.domain->getDomainMap(true);
+    EXPECT_EQ(failed.getError(), 1);
+    EXPECT_EQ(failed.getErrorText(), L"no trusts today");
+    EXPECT_EQ(forest.healthOf(failed, L"CHILD"), L"FULLYACCESSIBLE TWOWAY");
+    EXPECT_EQ(forest.domain->getDomainMap(false).getError(), 0);
+}
+
+TEST(Domain, WithoutTheWorkersThereIsASentenceForEach) {
+    const auto clock = std::make_shared<ManualClock>();
+    CORE::ThreadGroup threads(L"test");
+    const auto make = [&] {
+        return CORE::refptr<Domain>::adopt(
+            new Domain({std::make_shared<ScriptedDirectoryServices>(), clock}, threads, false));
+    };
+    EXPECT_EQ(make()->getDomainMap(false).getErrorText(), L"Failed to issue request to ws_admin service");
+    const FrameworkWorker<1> admin(L"ws_admin",
+                                   [](std::wstring_view, const PropertyBag&, PropertyBag&) { return true; });
+    EXPECT_EQ(make()->getDomainMap(false).getErrorText(), L"Failed to issue request to winauth service");
+}
+
+TEST(Domain, ADomainThatDoesNotAnswerStaysWithADirectBinding) {
+    Forest forest;
+    forest.answer(L"", {{L"CORP", L"corp.example"}, {L"GONE", L"gone.example"}, {L"OLDNT", L""}}, {});
+    const PropertyBag map = forest.domain->getDomainMap(false);
+    EXPECT_EQ(forest.healthOf(map, L"GONE"), L"CANNOTBIND UNKNOWN");
+    EXPECT_EQ(forest.healthOf(map, L"OLDNT"), L"UNKNOWN UNKNOWN");
+    EXPECT_EQ(map.getBag(L"trustedDomains").get(L"gone.example"), L"LDAP://gone.example");
+    EXPECT_EQ(map.getBag(L"allDomains").size(), 2U);
+}
+
+TEST(Domain, FiftyDomainsAreContactedSideBySideButForABoundAndKeptInOrder) {
+    Forest forest;
+    PropertyBag trusts, dns;
+    for (int i = 0; i < 50; ++i) {
+        const std::wstring name = L"d" + std::to_wstring(i) + L".example";
+        dns.set(L"D" + std::to_wstring(i), std::wstring_view(name));
+        forest.reachable(CORE::toUtf8(name), "DC=d" + std::to_string(i) + ",DC=example");
+    }
+    trusts.set(L"primaryDomain", L"corp.example");
+    trusts.addBag(L"dnsBag", dns);
+    forest.trusts[L""] = trusts;
+    // Nobody gets an answer before the bound is reached, so that a build that goes one by one hangs here, and
+    // one that knows no bound is seen.
+    std::mutex mutex;
+    std::condition_variable changed;
+    int now = 0, most = 0;
+    forest.services->onOpenObject = [&](const std::string&) {
+        std::unique_lock hold(mutex);
+        most = std::max(most, ++now);
+        changed.notify_all();
+        changed.wait(hold, [&] { return most >= static_cast<int>(Domain::contactsAtOnce); });
+        --now;
+    };
+    const PropertyBag map = forest.domain->getDomainMap(false);
+    EXPECT_EQ(most, static_cast<int>(Domain::contactsAtOnce));
+    std::size_t position = 0;
+    for (int i = 0; i < 50; ++i) {
+        const auto* health = map.getBag(L"domainHealth").getNextBag(L"domain", position);
+        ASSERT_TRUE(health);
+        EXPECT_EQ(health->get(L"name"), L"D" + std::to_wstring(i));
+        EXPECT_EQ(health->get(L"contactable"), L"FULLYACCESSIBLE");
+    }
+}
+
+TEST(Domain, TheTimerRebuildsOnlyAMapThatIsTooOld) {
+    Forest forest;
+    const auto builds = [&] {
+        forest.domain->OnTimer();
+        forest.threads.waitForAll();
+        return forest.winauth.sent(L"getTrustedDomains").size() / 2;
+    };
+    EXPECT_EQ(builds(), 1U);
+    forest.clock->advance(900);
+    EXPECT_EQ(builds(), 1U);
+    forest.clock->advance(1);
+    EXPECT_EQ(builds(), 2U);
+    forest.domain->setMinimumCheckInterval(1800);
+    forest.clock->advance(1800);
+    EXPECT_EQ(builds(), 2U);
+    forest.clock->advance(1);
+    EXPECT_EQ(builds(), 3U);
+}
+
+TEST(Domain, AStoppedMapEndsTheBuildUnderWayAndBuildsNoMore) {
+    Forest forest;
+    forest.services->onOpenObject = [&](const std::string&) { forest.domain->stop(); };
+    const PropertyBag map = forest.domain->getDomainMap(true);
+    EXPECT_NE(map.getError(), 0);
+    EXPECT_EQ(map.size(), 0U);
+    forest.services->onOpenObject = [](const std::string&) { FAIL() << "contacted after the stop"; };
+    forest.domain->OnTimer();
+    forest.threads.waitForAll();
+}
+
+struct ModeCase {
+    const char* what;
+    std::optional<std::string> context;
+    std::optional<DirectoryValue> mode;
+    bool mixed;
+    LogLine logged;
+};
+
+TEST(Domain, TellsMixedFromNativeMode) {
+    const ModeCase cases[] = {
+        {"no root", {}, {}, true, {CORE::logError, L"Failed to bind to LDAP://rootDSE"}},
+        {"nothing in the root",
+         "",
+         {},
+         true,
+         {CORE::logError, L"Failed to determined default naming context, will assume mixed mode"}},
+        {"native",
+         "DC=corp",
+         DirectoryValue{std::int32_t{0}},
+         false,
+         {CORE::logDebug, L"Detected native mode"}},
+        {"mixed", "DC=corp", DirectoryValue{std::int32_t{1}}, true, {CORE::logDebug, L"Detected mixed mode"}},
+        {"neither",
+         "DC=corp",
+         DirectoryValue{std::int32_t{2}},
+         true,
+         {CORE::logError, L"Could not decode domain type, value=2"}},
+        {"text",
+         "DC=corp",
+         DirectoryValue{std::string("0")},
+         true,
+         {CORE::logError, L"Unexpected return type when decoding domain type (value=8, expected=3)"}},
+        {"no domain", "DC=corp", {}, true, {CORE::logError, L"Failed to bind to LDAP://DC=corp"}},
+    };
+    for (const ModeCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        Forest forest;
+        if (c.context) {
+            auto& root = forest.services->objects["LDAP://rootDSE"];
+            if (!c.context->empty()) root.attributes.emplace("defaultNamingContext", *c.context);
+        }
+        if (c.mode) forest.services->objects["LDAP://DC=corp"].attributes.emplace("ntMixedDomain", *c.mode);
+        const LogCapture log;
+        EXPECT_EQ(forest.domain->isMixedMode(), c.mixed);
+        EXPECT_TRUE(log.contains(c.logged.level, c.logged.text));
+    }
+}
+
+}  // namespace
