@@ -9,6 +9,10 @@ std::string serverEntry(std::string_view serverName) {
     return "cn=" + platform::escapeDnValue(serverName) + "," + under(container::servers);
 }
 
+std::string brokerEntry(std::string_view serverName) {
+    return "cn=" + platform::escapeDnValue(serverName) + "," + under(container::brokers);
+}
+
 std::string federationCopy(std::string_view serverDn) {
     CORE::mstr copy(serverDn);
     copy.toLower();

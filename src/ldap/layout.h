@@ -17,6 +17,7 @@ inline constexpr char pools[] =
 inline constexpr char properties[] = "ou=Properties,";
 inline constexpr char globalSettings[] = "cn=common,ou=global,ou=properties,";
 inline constexpr char servers[] = "ou=Server,ou=Properties,";
+inline constexpr char brokers[] = "ou=server,ou=properties,";  // the same, as the domain lists write it
 inline constexpr char foreignPrincipals[] = "cn=ForeignSecurityPrincipals, ";
 }  // namespace container
 
@@ -26,6 +27,10 @@ inline constexpr char clusterName[] = "zre-ClusterName";
 inline constexpr char markedForDelete[] = "zre-MarkedForDelete";
 inline constexpr char securityServer[] = "zre-HDQSecurityServer";
 inline constexpr char connectionServerDn[] = "zre-ConnectionServerDN";
+inline constexpr char dnsDomainName[] = "zre-DNSDomainName";
+inline constexpr char includeList[] = "zre-AuthDomainIncludeList";
+inline constexpr char excludeList[] = "zre-AuthDomainExcludeList";
+inline constexpr char searchExcludeList[] = "zre-AuthDomainSearchExcludeList";
 }  // namespace attribute
 
 // A container joined to the naming context, exactly as written.
@@ -34,6 +39,8 @@ inline std::string under(std::string_view container) {
 }
 // The entry of a connection or security server; the name is escaped.
 std::string serverEntry(std::string_view serverName);
+// The entry of a broker, which is what the domain lists call a connection server; the name is escaped.
+std::string brokerEntry(std::string_view serverName);
 // The federation copy of a server's entry: its name in lower case, below "ou=qrv".
 std::string federationCopy(std::string_view serverDn);
 

@@ -26,8 +26,8 @@ struct ScriptedAnswer {
 // An answer that is one page of several; an empty cookie makes it the last one.
 inline ScriptedAnswer pageAnswer(std::vector<LdapEntry> entries, std::string cookie) {
     return {.entries = std::move(entries),
-            .controls = {
-                {.oid = controls::pagedResults, .value = encodePageControl({.size = 0, .cookie = cookie})}}};
+            .controls = {{.oid = controls::pagedResults,
+                          .value = encodePageControl({.size = 0, .cookie = std::move(cookie)})}}};
 }
 
 struct ModifyCall {

@@ -1,0 +1,285 @@
+#include "ldap/domain_config.h"
+
+#include <algorithm>
+#include <array>
+
+#include "ldap/layout.h"
+#include "ldap/search.h"
+#include "platform/ldap_text.h"
+#include "platform/module_log.h"
+
+namespace wsadmin {
+
+using CORE::compareFolded;
+using CORE::toUtf8;
+using CORE::toWide;
+using platform::LdapEntry;
+using platform::LdapModify;
+
+namespace {
+
+constexpr std::wstring_view useDirectoryKey = L"EnableLdapDomainConfig";  // of the start-up bag
+
+// Everything that there is to say of a list type.
+struct ListNames {
+    DomainListType type;
+    std::wstring_view request;  // as "listtype" names it
+    const char* attribute;
+    std::wstring_view key;       // in results and in the start-up bag
+    std::wstring_view sentence;  // in the sentence that tells of a change
+    std::vector<std::wstring> DomainLists::*values;
+};
+const std::array<ListNames, 3> listNames = {{
+    {DomainListType::include, L"include", layout::attribute::includeList, L"includeList", L"include list ",
+     &DomainLists::include},
+    {DomainListType::exclude, L"exclude", layout::attribute::excludeList, L"excludeList", L"exclude list ",
+     &DomainLists::exclude},
+    {DomainListType::search, L"search", layout::attribute::searchExcludeList, L"searchExclusionList",
+     L"search list ", &DomainLists::search},
+}};
+
+const ListNames& namesOf(DomainListType type) {
+    return listNames.at(static_cast<std::size_t>(type));
+}
+
+bool same(std::wstring_view a, std::wstring_view b) {
+    return compareFolded(a, b) == 0;
+}
+
+const std::wstring* findDomain(const std::vector<std::wstring>& list, std::wstring_view domain) {
+    const auto found =
+        std::ranges::find_if(list, [domain](const std::wstring& d) { return same(d, domain); });
+    return found == list.end() ? nullptr : &*found;
+}
+
+DomainLists listsOf(const LdapEntry& entry) {
+    DomainLists lists;
+    for (const ListNames& names : listNames)
+        for (const std::string& domain : entry.all(names.attribute))
+            (lists.*names.values).push_back(toWide(domain));
+    return lists;
+}
+
+void addLists(CORE::PropertyBag& bag, const DomainLists& lists) {
+    for (const ListNames& names : listNames) {
+        CORE::PropertyBag list;
+        for (const std::wstring& domain : lists.*names.values) list.add(domain, std::wstring_view());
+        bag.addBag(names.key, std::move(list));
+    }
+}
+
+const DomainLists& listsFor(const DomainFilters& filters, const std::wstring& broker) {
+    const BrokerDomains* found = broker.empty() ? nullptr : filters.broker(broker);
+    return found ? found->lists : filters.cluster;
+}
+
+std::optional<std::wstring> refuseExclusion(const DomainFilters& filters, const DomainListRequest& request) {
+    if (request.broker.empty()) {
+        const bool primary = std::ranges::any_of(filters.brokers, [&](const BrokerDomains& broker) {
+            return same(broker.dnsDomain, request.domain);
+        });
+        if (!primary) return std::nullopt;
+        return request.domain + L" is a primary domain for a broker " + L"and cannot be excluded";
+    }
+    const BrokerDomains* broker = filters.broker(request.broker);
+    if (!same(broker->dnsDomain, request.domain)) return std::nullopt;
+    return request.domain + L" is the primary domain for the broker " + request.broker +
+           L" and cannot be excluded";
+}
+
+}  // namespace
+
+const std::vector<std::wstring>& DomainLists::of(DomainListType type) const noexcept {
+    return this->*namesOf(type).values;
+}
+
+const BrokerDomains* DomainFilters::broker(std::wstring_view name) const noexcept {
+    const auto found =
+        std::ranges::find_if(brokers, [name](const BrokerDomains& b) { return same(b.name, name); });
+    return found == brokers.end() ? nullptr : &*found;
+}
+
+std::wstring effectiveList(const DomainFilters& filters) {
+    const BrokerDomains* here = filters.broker(filters.thisBroker);
+    if (here && !here->lists.exclude.empty()) return L"brokerExclude";
+    if (!filters.cluster.exclude.empty()) return L"clusterExclude";
+    if (here && !here->lists.include.empty()) return L"brokerInclude";
+    return filters.cluster.include.empty() ? L"unlimited" : L"clusterInclude";
+}
+
+CORE::PropertyBag renderDomainFilters(const DomainFilters& filters) {
+    CORE::PropertyBag result, cluster, brokers;
+    addLists(cluster, filters.cluster);
+    for (const BrokerDomains& broker : filters.brokers) {
+        CORE::PropertyBag bag;
+        addLists(bag, broker.lists);
+        bag.set(L"brokerDNSDomainName", std::wstring_view(broker.dnsDomain));
+        brokers.addBag(broker.name, std::move(bag));
+    }
+    result.addBag(L"cluster", std::move(cluster));
+    result.addBag(L"brokerList", std::move(brokers));
+    result.set(L"effectiveList", std::wstring_view(effectiveList(filters)));
+    result.set(L"brokerName", std::wstring_view(filters.thisBroker));
+    return result;
+}
+
+std::optional<std::wstring> refuseDomainChange(const DomainFilters& filters,
+                                               const DomainListRequest& request) {
+    if (!request.broker.empty() && !filters.broker(request.broker))
+        return L"Cannot find domain information for broker " + request.broker;
+    if (request.change == DomainListChange::add && request.type == DomainListType::exclude &&
+        !request.domain.empty())
+        if (auto refusal = refuseExclusion(filters, request)) return refusal;
+    const auto& list = listsFor(filters, request.broker).of(request.type);
+    if (request.change == DomainListChange::removeAll) {
+        if (list.empty()) return L"The list already is empty";
+        return std::nullopt;
+    }
+    if (request.domain.empty()) return L"A domain must be provided for this operation";
+    const bool present = findDomain(list, request.domain) != nullptr;
+    if (request.change == DomainListChange::remove && !present)
+        return L"The domain " + request.domain + L" is not present in this list so cannot be removed";
+    if (request.change == DomainListChange::add && present)
+        return L"The domain " + request.domain +
+               L" is already present in this list and cannot be added again";
+    return std::nullopt;
+}
+
+std::wstring domainChangeDone(const DomainListRequest& request) {
+    std::wstring sentence =
+        request.change == DomainListChange::removeAll
+            ? L"All domains have been removed from the "
+            : L"The domain " + request.domain + L" has been " +
+                  (request.change == DomainListChange::remove ? L"removed from the " : L"added to the ");
+    sentence += namesOf(request.type).sentence;
+    return sentence + (request.broker.empty() ? L"for the cluster." : L"for the broker " + request.broker);
+}
+
+bool DomainConfig::readCluster(DomainLists& lists) {
+    platform::LdapSession* session = directory();
+    if (!session) return false;
+    const std::string base = layout::under(layout::container::globalSettings);
+    const auto found = readEntry(*session, base, "(objectClass=*)");
+    if (found && !found->empty()) {
+        lists = listsOf(found->front());
+        return true;
+    }
+    if (found || found.error().code == platform::ldapNoSuchObject)
+        fail(L"Common global properties not found in LDAP");
+    else
+        fail(L"Failed to search for common global properies entry \"" + toWide(base) + L"\" - " +
+             found.error().text);
+    return false;
+}
+
+bool DomainConfig::readBrokers(std::vector<BrokerDomains>& brokers) {
+    const auto found = searchAllPages(*directory(), layout::under(layout::container::brokers),
+                                      "(&(objectClass=zre-PropertyObject)(!(zre-HDQSecurityServer=1)))");
+    if (!found) {
+        fail(found.error().text);
+        return false;
+    }
+    for (const LdapEntry& entry : *found)
+        brokers.push_back({toWide(entry.first(layout::attribute::cn)),
+                           toWide(entry.first(layout::attribute::dnsDomainName)), listsOf(entry)});
+    return true;
+}
+
+std::optional<DomainFilters> DomainConfig::readFilters() {
+    const CORE::PropertyBag configuration = service().configuration();
+    const bool readLdap = configuration.getBool(useDirectoryKey, true);
+    const bool readRegistry = configuration.getBool(L"EnableRegistryDomainConfig", false);
+    logDebug(L"Load domain config: readLdap=%s, readReg=%s", readLdap ? L"true" : L"false",
+             readRegistry ? L"true" : L"false");
+    DomainFilters filters;
+    if (readLdap && !(readCluster(filters.cluster) && readBrokers(filters.brokers))) return std::nullopt;
+    if (readRegistry)
+        for (const ListNames& names : listNames)
+            for (const CORE::wstr& domain : configuration.get(names.key).split())
+                if (!findDomain(filters.cluster.*names.values, domain.str()))
+                    (filters.cluster.*names.values).push_back(domain.str());
+    filters.thisBroker = service().platform().names->netBios().value_or(std::wstring());
+    return filters;
+}
+
+void DomainConfig::load() {
+    if (const auto filters = readFilters()) result() = renderDomainFilters(*filters);
+}
+
+std::optional<DomainListRequest> DomainConfig::readRequest() {
+    constexpr std::array<std::pair<std::wstring_view, DomainListChange>, 3> changes = {
+        {{L"add", DomainListChange::add},
+         {L"remove", DomainListChange::remove},
+         {L"removeall", DomainListChange::removeAll}}};
+    const std::wstring operation = request().get(L"operation").str();
+    const std::wstring listType = request().get(L"listtype").str();
+    const auto change =
+        std::ranges::find_if(changes, [&](const auto& c) { return same(c.first, operation); });
+    if (change == changes.end()) {
+        fail(operation + L" is not a valid operation");
+        return std::nullopt;
+    }
+    const auto type =
+        std::ranges::find_if(listNames, [&](const auto& n) { return same(n.request, listType); });
+    if (type == listNames.end()) {
+        fail(listType + L" is not a valid list type");
+        return std::nullopt;
+    }
+    return DomainListRequest{change->second, type->type, request().get(L"connectionserver").str(),
+                             request().get(L"domain").str()};
+}
+
+std::string DomainConfig::findEntry(const std::wstring& broker) {
+    platform::LdapSession* session = directory();
+    if (!session) return {};
+    const std::string base = broker.empty() ? layout::under(layout::container::globalSettings)
+                                            : layout::brokerEntry(toUtf8(broker));
+    const auto found =
+        readEntry(*session, base,
+                  broker.empty() ? "(objectClass=*)" : "(&(objectClass=*)(!(zre-HDQSecurityServer=1)))");
+    if (!found && found.error().code != platform::ldapNoSuchObject) {
+        fail(L"Failed to search for common global properies entry \"" + toWide(base) + L"\" - " +
+             found.error().text);
+        return {};
+    }
+    if (!found || found->empty()) {
+        fail(broker.empty() ? L"Common global properties not found in LDAP"
+                            : L"Broker properties not found in LDAP");
+        return {};
+    }
+    if (found->front().dn.empty()) fail(L"Failed to get DN for entry \"" + toWide(base));
+    return found->front().dn;
+}
+
+void DomainConfig::change(const DomainListRequest& wanted, const DomainFilters& filters) {
+    const std::string dn = findEntry(wanted.broker);
+    if (dn.empty()) return;
+    const auto& list = listsFor(filters, wanted.broker).of(wanted.type);
+    platform::LdapModification modification{.operation = LdapModify::remove,
+                                            .attribute = namesOf(wanted.type).attribute};
+    if (wanted.change == DomainListChange::add) {
+        modification.operation = LdapModify::add;
+        modification.values = {toUtf8(wanted.domain)};
+    } else if (wanted.change == DomainListChange::remove) {
+        modification.values = {toUtf8(*findDomain(list, wanted.domain))};
+    }
+    const auto done = directory()->modify(dn, {modification});
+    if (!done)
+        return fail((wanted.change == DomainListChange::add ? L"Failed to set domain in list - "
+                                                            : L"Failed to remove domain from list - ") +
+                    done.error().text);
+    result().set(L"result", std::wstring_view(domainChangeDone(wanted)));
+}
+
+void DomainConfig::save() {
+    const auto wanted = readRequest();
+    if (!wanted) return;
+    // Where the lists of the directory are not in use, a change of them would be one that nobody sees.
+    if (!service().configuration().getBool(useDirectoryKey, true)) return fail(L"LDAP not initialized");
+    const auto filters = readFilters();
+    if (!filters) return;
+    if (const auto refusal = refuseDomainChange(*filters, *wanted)) return fail(*refusal);
+    change(*wanted, *filters);
+}
+
+}  // namespace wsadmin
