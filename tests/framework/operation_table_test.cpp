@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cwctype>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <set>
@@ -235,6 +236,31 @@ TEST(OperationTable, ExamplesUseTheKeysAndGiveWhatIsRequired) {
         for (const KeyInfo& key : operation.request)
             EXPECT_TRUE(!required(key) || given.contains(std::wstring(key.name)))
                 << toUtf8(key.name) << " is missing";
+    }
+}
+
+// Whoever types an example gets an answer from the sample lab, not that nothing of that name is there.
+TEST(OperationTable, ExamplesNameWhatTheSampleLabHas) {
+    std::string lab;
+    for (const auto& file : std::filesystem::recursive_directory_iterator(WS_SOURCE_DIR "/labs/sample"))
+        if (file.path().extension() == ".ldif") {
+            std::ostringstream text;
+            text << std::ifstream(file.path(), std::ios::binary).rdbuf();
+            lab += text.str();
+        }
+    const std::set<std::wstring> named{L"desktop",     L"desktopName", L"desktopname", L"machineName",
+                                       L"username",    L"userName",    L"dn",          L"upn",
+                                       L"podEndpoint", L"sid"};
+    for (const Operation& operation : operationTable()) {
+        std::vector<std::pair<std::wstring, std::wstring>> pairs;
+        ASSERT_TRUE(operation.example.empty() || split(operation.example, pairs));
+        for (const auto& [name, value] : pairs) {
+            if (!named.contains(name)) continue;
+            const std::string wanted = toUtf8(value.substr(value.find(L'\\') + 1)) + "\n";
+            const std::string rdn = "CN=" + wanted.substr(0, wanted.size() - 1) + ",";
+            EXPECT_TRUE(lab.find(": " + wanted) != lab.npos || lab.find(": " + rdn) != lab.npos)
+                << toUtf8(operation.name) << " " << toUtf8(name) << "=" << wanted;
+        }
     }
 }
 

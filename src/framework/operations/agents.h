@@ -14,14 +14,14 @@ inline constexpr Operation getAgentVersion{
     .name = L"getAgentVersion",
     .text = L"Asks an agent for its version and answers its reply as it is.",
     .request = agentRequest,
-    .example = L"ticket=@ticket.txt ipAddress=10.0.0.11",
+    .example = L"ticket=@ticket.txt ipAddress=10.0.1.11",
 };
 
 inline constexpr Operation getAgentLogLevel{
     .name = L"getAgentLogLevel",
     .text = L"Asks an agent how much it logs and answers its reply as it is.",
     .request = agentRequest,
-    .example = L"ticket=@ticket.txt ipAddress=10.0.0.11",
+    .example = L"ticket=@ticket.txt ipAddress=10.0.1.11",
 };
 
 inline constexpr KeyInfo setAgentLogLevelRequest[] = {
@@ -34,7 +34,7 @@ inline constexpr Operation setAgentLogLevel{
     .changes = true,
     .text = L"Tells an agent how much to log and answers its reply as it is.",
     .request = setAgentLogLevelRequest,
-    .example = L"ticket=@ticket.txt ipAddress=10.0.0.11 LogLevel=debug",
+    .example = L"ticket=@ticket.txt ipAddress=10.0.1.11 LogLevel=debug",
 };
 
 inline constexpr KeyInfo getAgentLogsResult[] = {
@@ -45,7 +45,7 @@ inline constexpr Operation getAgentLogs{
     .text = L"Lists the log files that an agent has, or nothing when it does not tell.",
     .request = agentRequest,
     .result = getAgentLogsResult,
-    .example = L"ticket=@ticket.txt ipAddress=10.0.0.11",
+    .example = L"ticket=@ticket.txt ipAddress=10.0.1.11",
 };
 
 inline constexpr KeyInfo copyAgentLogRequest[] = {
@@ -60,7 +60,7 @@ inline constexpr Operation copyAgentLog{
     .text = L"Copies a log file of an agent to this server.",
     .request = copyAgentLogRequest,
     .example =
-        L"ticket=@ticket.txt ipAddress=10.0.0.11 filename=agent.log localFilename=\"C:\\Temp\\agent.log\"",
+        L"ticket=@ticket.txt ipAddress=10.0.1.11 filename=agent.log localFilename=\"C:\\Temp\\agent.log\"",
 };
 
 inline constexpr KeyInfo createAgentDCTRequest[] = {
@@ -73,7 +73,7 @@ inline constexpr Operation createAgentDCT{
     .changes = true,
     .text = L"Has an agent make a diagnostic bundle, and moves the bundle to this server.",
     .request = createAgentDCTRequest,
-    .example = L"ticket=@ticket.txt ipAddress=10.0.0.11 localFilename=\"C:\\Temp\\vm-auto-01.zip\"",
+    .example = L"ticket=@ticket.txt ipAddress=10.0.1.11 localFilename=\"C:\\Temp\\vm-sales-01.zip\"",
 };
 
 }  // namespace wsadmin::row

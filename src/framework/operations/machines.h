@@ -42,7 +42,7 @@ inline constexpr Operation getMachineInfo{
     .text = L"Lists machines: all of them by name, or those of a pool, an owner or a name with all details.",
     .request = getMachineInfoRequest,
     .result = getMachineInfoResult,
-    .example = L"desktopName=pool-auto",
+    .example = L"desktopName=sales",
 };
 
 inline constexpr KeyInfo setVMOwnershipRequest[] = {
@@ -58,7 +58,7 @@ inline constexpr Operation setVMOwnership{
     .text = L"Assigns a machine of a pool to a user, or takes its owner away.",
     .request = setVMOwnershipRequest,
     .result = changeResult,
-    .example = L"desktop=pool-auto machineName=vm-auto-04 userName=\"CORP\\dave\"",
+    .example = L"desktop=engineering machineName=vm-engineering-15 userName=\"CORP\\dave\"",
 };
 
 inline constexpr KeyInfo markMachineForSpaceReclamationRequest[] = {
@@ -71,7 +71,7 @@ inline constexpr Operation markMachineForSpaceReclamation{
     .text = L"Marks a virtual machine so that the unused space of its disks is reclaimed.",
     .request = markMachineForSpaceReclamationRequest,
     .result = changeResult,
-    .example = L"desktopName=pool-auto machineName=vm-auto-01",
+    .example = L"desktopName=sales machineName=vm-sales-01",
 };
 
 inline constexpr KeyInfo getMachineAgentInfoRequest[] = {
@@ -92,7 +92,7 @@ inline constexpr Operation getMachineAgentInfo{
     .text = L"Lists the network addresses under which the agents of a pool's machines are reached.",
     .request = getMachineAgentInfoRequest,
     .result = getMachineAgentInfoResult,
-    .example = L"desktopName=pool-auto",
+    .example = L"desktopName=sales",
 };
 
 inline constexpr KeyInfo setMachineAgentInfoRequest[] = {
@@ -113,7 +113,7 @@ inline constexpr Operation setMachineAgentInfo{
         L"own.",
     .request = setMachineAgentInfoRequest,
     .result = setMachineAgentInfoResult,
-    .example = L"desktopName=pool-auto machineName=vm-auto-01 ipAddress=10.0.0.111",
+    .example = L"desktopName=sales machineName=vm-sales-01 ipAddress=10.0.1.111",
 };
 
 inline constexpr KeyInfo setDefaultDesktopRequest[] = {
@@ -126,7 +126,7 @@ inline constexpr Operation setDefaultDesktop{
     .text = L"Sets or removes the desktop that a user's thin client connects to without asking.",
     .request = setDefaultDesktopRequest,
     .result = changeResult,
-    .example = L"username=\"CORP\\alice\" desktopname=desk-auto",
+    .example = L"username=\"CORP\\alice\" desktopname=support",
 };
 
 }  // namespace wsadmin::row

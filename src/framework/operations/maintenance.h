@@ -60,7 +60,7 @@ inline constexpr Operation deleteConnectionServerEntry{
     .text = L"Schedules a server's entry for removal, unless security servers are paired with the server.",
     .request = deleteConnectionServerEntryRequest,
     .result = changeResult,
-    .example = L"servername=VCS2",
+    .example = L"servername=VCS3",
 };
 
 inline constexpr KeyInfo checkLdapConnectivityResult[] = {
