@@ -3,26 +3,13 @@
 #include <ostream>
 
 #include "host/bag_json.h"
+#include "host/terminal_text.h"
 
 namespace hdqadmin {
 
 namespace {
 
 constexpr int notImplemented = 120;
-
-// Text from a directory may hold anything; a terminal must not obey it.
-void printText(std::ostream& out, std::string_view text, const std::string& indent) {
-    constexpr char digits[] = "0123456789abcdef";
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\n')
-            out << '\n' << indent;
-        else if (byte < 0x20 || byte == 0x7f)
-            out << "\\x" << digits[byte >> 4] << digits[byte & 15];
-        else
-            out << c;
-    }
-}
 
 }  // namespace
 
@@ -53,17 +40,14 @@ void printTree(std::ostream& out, const CORE::PropertyBag& bag, int depth) {
     const std::string indent(static_cast<std::size_t>(depth) * 2, ' ');
     for (std::size_t i = 0; i < bag.size(); ++i) {
         out << indent;
-        printText(out, bag.nameUtf8(i), indent);
-        out << ':';
+        out << terminalText(bag.nameUtf8(i), "\n" + indent) << ':';
         if (bag.isBag(i)) {
             out << '\n';
             printTree(out, bag.getBag(i), depth + 1);
             continue;
         }
-        if (const auto value = bag.utf8(i); !value.empty()) {
-            out << ' ';
-            printText(out, value, indent + "  ");
-        }
+        if (const auto value = bag.utf8(i); !value.empty())
+            out << ' ' << terminalText(value, "\n" + indent + "  ");
         out << '\n';
     }
 }

@@ -1,20 +1,16 @@
 #include "host/error_lines.h"
 
 #include "framework/core/corestring.h"
+#include "host/terminal_text.h"
 
 namespace hdqadmin {
 
 std::string logLine(int level, std::wstring_view module, std::wstring_view text) {
     while (text.ends_with(L'\n') || text.ends_with(L'\r')) text.remove_suffix(1);
-    std::wstring line(CORE::logLevelName(level));
-    line.append(L" ").append(module).append(L": ");
-    for (const wchar_t c : text) {
-        if (c == L'\n')
-            line += L"\\n";
-        else if (c != L'\r')
-            line += c;
-    }
-    return CORE::toUtf8(line);
+    std::string line = CORE::toUtf8(text);
+    std::erase(line, '\r');
+    return CORE::toUtf8(CORE::logLevelName(level)) + " " + CORE::toUtf8(module) + ": " +
+           terminalText(line, "\\n");
 }
 
 ErrorLines::ErrorLines()

@@ -10,7 +10,8 @@
 
 namespace hdqadmin {
 
-// "LEVEL module: text", UTF-8, without a line end; line breaks inside the text are shown as \n.
+// "LEVEL module: text", UTF-8, without a line end; inside the text a line break is shown as \n, another
+// control character as \xNN.
 std::string logLine(int level, std::wstring_view module, std::wstring_view text);
 
 // Collects the error lines that are logged while it lives.

@@ -12,13 +12,14 @@
 #include "host/plugin.h"
 #include "host/request.h"
 #include "host/sample_lab.h"
+#include "host/terminal_text.h"
 
 namespace hdqadmin {
 
 namespace {
 
 int complain(ExitStatus status, const std::string& sentence) {
-    std::cerr << "hdqadmin: " << sentence << '\n';
+    std::cerr << "hdqadmin: " << terminalText(sentence) << '\n';
     return status;
 }
 
@@ -46,12 +47,12 @@ ExitStatus answer(Plugin& plugin, const Request& request, const Options& options
     if (options.json) {
         printAnswerJson(std::cout, answer);
     } else {
-        if (options.batchFile) std::cout << "== " << request.operation << '\n';
+        if (options.batchFile) std::cout << "== " << terminalText(request.operation) << '\n';
         printTree(std::cout, answer.response);
     }
     std::cout.flush();
     if (!answer.failed()) return exitAnswered;
-    std::cerr << answer.sentence() << '\n';
+    std::cerr << terminalText(answer.sentence()) << '\n';
     return exitError;
 }
 

@@ -7,6 +7,7 @@
 #include "host/answer.h"
 #include "host/error_lines.h"
 #include "host/listing.h"
+#include "host/terminal_text.h"
 
 namespace hdqadmin {
 namespace {
@@ -68,6 +69,17 @@ TEST(Print, TreesForPeople) {
               "       two\n");
 }
 
+TEST(Print, TerminalsAreGivenNothingToObey) {
+    const std::pair<std::string_view, const char*> rows[] = {
+        {"plain \xC3\xA4 \xF0\x9F\x98\x80", "plain \xC3\xA4 \xF0\x9F\x98\x80"},
+        {std::string_view("a\tb\0c\x7f", 6), "a\\x09b\\x00c\\x7f"},
+        {"\xC2\x9B\x32J\xC2\xA0", "\\x9b2J\xC2\xA0"},  // a control sequence may begin beyond ASCII
+        {"\x9B\x32J", "\xEF\xBF\xBD\x32J"},
+        {"one\ntwo", "one\ntwo"},
+    };
+    for (const auto& [text, shown] : rows) EXPECT_EQ(terminalText(text), shown);
+}
+
 CORE::PropertyBag twoOperations() {
     CORE::PropertyBag key;
     key.add(L"name", L"clustername");
@@ -117,7 +129,8 @@ TEST(Print, ListsAndHelp) {
 }
 
 TEST(Print, LogLinesAndCollectedErrors) {
-    EXPECT_EQ(logLine(CORE::logError, L"ws_admin", L"a %s\nb\r\n"), "ERROR ws_admin: a %s\\nb");
+    EXPECT_EQ(logLine(CORE::logError, L"ws_admin", L"a %s\r\nb\x1b[2J\r\n"),
+              "ERROR ws_admin: a %s\\nb\\x1b[2J");
     const ErrorLines errors;
     CORE::__SysMessage(CORE::logWarning, L"m", L"not this");
     EXPECT_FALSE(errors.any());

@@ -96,6 +96,10 @@ TEST_F(Tool, JsonIsAloneOnStandardOutput) {
     EXPECT_EQ(bad.out, "{\"handled\": false, \"error\": {\"code\": 120, \"text\": \"\"}, \"result\": []}\n");
     EXPECT_EQ(bad.status, 1);
 
+    folder.write("name", "VCS\x1b[2J");
+    EXPECT_EQ(run("deleteConnectionServerEntry servername=@" + quoted(folder.utf8("name"))).err,
+              "Server \"VCS\\x1b[2J\" is not present in this configuration.\n");
+
     const Run people = run("getAppdataLocation");
     EXPECT_EQ(people.out, "appdataLocation: " + answer["result"][0][1].get<std::string>() + "\n");
 }
