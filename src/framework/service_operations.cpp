@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "ldap/handlers.h"
 #include "platform/module_log.h"
 
 namespace wsadmin {
@@ -18,6 +19,12 @@ int requestedMinutes(const CORE::PropertyBag& request) {
 }
 
 }  // namespace
+
+CORE::PropertyBag Diag(ServiceContext& service, const CORE::PropertyBag&) {
+    CORE::PropertyBag result;
+    result.addBag(L"DOMAINHEALTH", getDomainHealth(service, {}));
+    return result;
+}
 
 CORE::PropertyBag setServiceConfiguration(ServiceContext& service, const CORE::PropertyBag& request) {
     CORE::PropertyBag result;

@@ -10,6 +10,7 @@ namespace wsadmin {
 
 inline constexpr int minimumForestCheckMinutes = 15;
 
+CORE::PropertyBag Diag(ServiceContext& service, const CORE::PropertyBag& request);
 CORE::PropertyBag setServiceConfiguration(ServiceContext& service, const CORE::PropertyBag& request);
 CORE::PropertyBag getAppdataLocation(ServiceContext& service, const CORE::PropertyBag& request);
 

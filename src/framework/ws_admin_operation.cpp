@@ -1,8 +1,10 @@
 #include "framework/ws_admin_operation.h"
 
+#include <optional>
 #include <utility>
 
 #include "platform/module_log.h"
+#include "platform/platform.h"
 
 namespace wsadmin {
 
@@ -28,6 +30,8 @@ bool ws_admin_operation::MessageHandler(const wchar_t* operation, const CORE::Pr
 
 bool ws_admin_operation::run(const Operation& operation, const CORE::PropertyBag& request,
                              CORE::PropertyBag& response) {
+    std::optional<platform::DirectoryThread> thread;
+    if (const auto& services = service_->platform().directoryServices) thread.emplace(*services);
     if (operation.shape == Shape::responseFilling) return operation.fill(*service_, request, response);
     response &= operation.bag(*service_, request);
     return true;

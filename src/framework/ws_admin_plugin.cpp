@@ -44,7 +44,7 @@ void ws_admin_plugin::cleanup() {
     const auto service = ws_admin_service::current();
     if (!service) return;
     service->unregisterWorker();
-    service->stop();
+    service->shutDown();
     ws_admin_service::setCurrent({});
 }
 

@@ -32,9 +32,16 @@ ws_admin_service::ws_admin_service(const CORE::PropertyBag& parameters,
                                    std::shared_ptr<platform::Platform> platform, CORE::ThreadGroup& threads)
     : CORE::service(true), platform_(std::move(platform)), threads_(threads) {
     configuration_ &= parameters;
+    if (!platform_->directoryServices) return;
+    const DirectoryAccess access{platform_->directoryServices, platform_->clock};
+    connections_ = CORE::refptr<ConnectionMgr>::adopt(new ConnectionMgr(access, threads_));
+    const bool initiateChecks = configuration_.getBool(L"InitiateDomainChecks", true);
+    domain_ = CORE::refptr<Domain>::adopt(new Domain(access, threads_, initiateChecks));
 }
 
 ws_admin_service::~ws_admin_service() {
+    domain_.reset();
+    connections_.reset();
     if (!platform_->save) return;
     if (const auto saved = platform_->save(); !saved)
         logError(L"Failed to save changes - %s (%d)", saved.error().text, saved.error().code);
@@ -54,6 +61,15 @@ void ws_admin_service::setCurrent(CORE::refptr<ws_admin_service> service) {
 void ws_admin_service::registerWorker() {
     service::registerWorker(makeOperation, L"ws_admin", L"LDAP Admin Utility", true, false, false, true,
                             &threads_);
+}
+
+void ws_admin_service::shutDown() {
+    stop();
+    if (domain_) domain_->stop();
+}
+
+void ws_admin_service::setMinimumDomainCheckInterval(int seconds) {
+    if (domain_) domain_->setMinimumCheckInterval(seconds);
 }
 
 bool ws_admin_service::startThread(std::wstring name, std::function<void()> function) {

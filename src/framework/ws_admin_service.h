@@ -2,19 +2,19 @@
 // user, be it the module or a running request, destroys it.
 #pragma once
 
-#include <atomic>
 #include <memory>
 
 #include "framework/core/coreref.h"
 #include "framework/core/service.h"
+#include "ldap/connection_mgr.h"
+#include "ldap/domain.h"
 #include "ldap/service_context.h"
 
 namespace wsadmin {
 
 class ws_admin_service : public CORE::service, public ServiceContext {
   public:
-    static constexpr int defaultDomainCheckInterval = 900;  // seconds
-
+    // Makes the pool and the domain map, which starts its checks unless the parameters say otherwise.
     // `threads` counts the service's threads and outlives it.
     ws_admin_service(const CORE::PropertyBag& parameters, std::shared_ptr<platform::Platform> platform,
                      CORE::ThreadGroup& threads);
@@ -25,6 +25,8 @@ class ws_admin_service : public CORE::service, public ServiceContext {
     static CORE::refptr<ws_admin_service> current();
     static void setCurrent(CORE::refptr<ws_admin_service> service);
 
+    // Ends waiting and what the domain map does. Requests that run go on.
+    void shutDown();
     // Makes the worker known to the framework. The service must be the current one: the factory binds to
     // that.
     void registerWorker();
@@ -34,14 +36,16 @@ class ws_admin_service : public CORE::service, public ServiceContext {
     CORE::PropertyBag configuration() const override { return configuration_; }
     // The thread holds a reference to the service as long as it runs.
     [[nodiscard]] bool startThread(std::wstring name, std::function<void()> function) override;
-    void setMinimumDomainCheckInterval(int seconds) override { domainCheckInterval_ = seconds; }
-    int minimumDomainCheckInterval() const noexcept { return domainCheckInterval_; }  // seconds
+    CORE::refptr<ConnectionMgr> connections() const override { return connections_; }
+    CORE::refptr<Domain> domain() const override { return domain_; }
+    void setMinimumDomainCheckInterval(int seconds) override;
 
   private:
     CORE::PropertyBag configuration_;  // the parameters as they stood when the service was built
     std::shared_ptr<platform::Platform> platform_;
     CORE::ThreadGroup& threads_;
-    std::atomic<int> domainCheckInterval_{defaultDomainCheckInterval};
+    CORE::refptr<ConnectionMgr> connections_;
+    CORE::refptr<Domain> domain_;
 };
 
 }  // namespace wsadmin

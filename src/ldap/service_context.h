@@ -6,10 +6,14 @@
 #include <string>
 
 #include "framework/core/corelock.h"
+#include "framework/core/coreref.h"
 #include "framework/core/property_bag.h"
 #include "platform/platform.h"
 
 namespace wsadmin {
+
+class ConnectionMgr;
+class Domain;
 
 class ServiceContext {
   public:
@@ -20,6 +24,9 @@ class ServiceContext {
     virtual CORE::PropertyBag configuration() const = 0;  // a copy of the start-up bag
     // Runs the function on a framework thread that the module's exit waits for.
     [[nodiscard]] virtual bool startThread(std::wstring name, std::function<void()> function) = 0;
+    // The pool of directory bindings, and the map of domains; null on a platform without directory services.
+    virtual CORE::refptr<ConnectionMgr> connections() const = 0;
+    virtual CORE::refptr<Domain> domain() const = 0;
     // How old the domain map may get, in seconds.
     virtual void setMinimumDomainCheckInterval(int seconds) = 0;
 };

@@ -13,6 +13,8 @@
 #include "framework/ws_admin_service.h"
 #include "platform/platform.h"
 #include "support/log_capture.h"
+#include "support/manual_clock.h"
+#include "support/scripted_directory_services.h"
 
 namespace wsadmin {
 
@@ -43,10 +45,14 @@ class FrameTest : public testing::Test {
 
     FrameTest() {
         machine->folders = folders;
+        machine->clock = std::make_shared<wstest::ManualClock>();
+        machine->directoryServices = directories;
         service = makeService({});
     }
 
-    CORE::refptr<ws_admin_service> makeService(const CORE::PropertyBag& parameters) {
+    // Without the domain checks, unless the parameters want them.
+    CORE::refptr<ws_admin_service> makeService(CORE::PropertyBag parameters) {
+        if (!parameters.contains(L"InitiateDomainChecks")) parameters.setBool(L"InitiateDomainChecks", false);
         return CORE::refptr<ws_admin_service>::adopt(new ws_admin_service(parameters, machine, threads));
     }
     Outcome dispatch(const wchar_t* operation, const CORE::PropertyBag& request = {}) {
@@ -58,6 +64,8 @@ class FrameTest : public testing::Test {
 
     std::shared_ptr<platform::Platform> machine = std::make_shared<platform::Platform>();
     std::shared_ptr<StandInFolders> folders = std::make_shared<StandInFolders>();
+    std::shared_ptr<wstest::ScriptedDirectoryServices> directories =
+        std::make_shared<wstest::ScriptedDirectoryServices>();
     CORE::ThreadGroup threads{L"test"};
     CORE::refptr<ws_admin_service> service;
 };

@@ -41,7 +41,7 @@ TEST_F(ServiceOperations, TheDomainCheckIntervalHasAMinimum) {
 
         const CORE::PropertyBag result = setServiceConfiguration(*service, request);
 
-        EXPECT_EQ(service->minimumDomainCheckInterval(), c.seconds);
+        EXPECT_EQ(service->domain()->minimumCheckInterval(), c.seconds);
         EXPECT_TRUE(result.empty());
         if (c.seconds == unchanged) {
             EXPECT_EQ(result.getError(), 1);
@@ -55,6 +55,22 @@ TEST_F(ServiceOperations, TheDomainCheckIntervalHasAMinimum) {
                            L"Domain configuration will be checked with a minimum interval of 15 minutes"}}));
         }
     }
+}
+
+TEST_F(ServiceOperations, TheDiagnosisIsTheHealthOfTheDomainsWithItsError) {
+    const Outcome outcome = dispatch(L"Diag");
+    EXPECT_TRUE(outcome.handled);
+    EXPECT_EQ(outcome.response.getError(), 0);
+    const CORE::PropertyBag& health = outcome.response.getBag(L"DOMAINHEALTH");
+    EXPECT_EQ(health.getErrorText(), L"Failed to issue request to ws_admin service");
+}
+
+TEST_F(ServiceOperations, WithoutDirectoryServicesThereIsNoDomainMap) {
+    machine->directoryServices.reset();
+    service = makeService({});
+    EXPECT_NE(dispatch(L"getDomainHealth").response.getError(), 0);
+    EXPECT_EQ(dispatch(L"getDomainType").response.get(L"isMixedMode"), L"true");
+    EXPECT_EQ(dispatch(L"setServiceConfiguration").response.getError(), 0);
 }
 
 TEST_F(ServiceOperations, TheConfigurationFolderFallsBackStepByStep) {

@@ -2,6 +2,7 @@
 #include <future>
 
 #include "frame_fixture.h"
+#include "support/framework_worker.h"
 
 namespace wsadmin {
 namespace {
@@ -16,10 +17,36 @@ TEST_F(Service, TheConfigurationIsTheParametersAsTheyStood) {
     const auto built = makeService(parameters);
     parameters.set(L"InitiateDomainChecks", L"true");
     EXPECT_EQ(built->configuration().get(L"InitiateDomainChecks"), L"false");
-    EXPECT_EQ(built->minimumDomainCheckInterval(), 900);
+    EXPECT_EQ(built->domain()->minimumCheckInterval(), 900);
     EXPECT_FALSE(built->stopping().isSet());
-    built->stop();
+    built->shutDown();
     EXPECT_TRUE(built->stopping().isSet());
+}
+
+TEST_F(Service, MakesPoolAndMapInOrderAndLetsGoOfThemTheOtherWay) {
+    const LogCapture log;
+    const auto built = makeService({});
+    service.reset();
+    std::vector<std::wstring> kinds;
+    for (const LogLine& line : log.lines()) kinds.push_back(line.text.substr(0, line.text.find(L" at 0x")));
+    EXPECT_EQ(kinds,
+              (std::vector<std::wstring>{L"Creating connection manager", L"Created a domain instance",
+                                         L"Destroyed a domain instance", L"Removing connection manager"}));
+}
+
+TEST_F(Service, ChecksTheDomainsUnlessItIsToldNotTo) {
+    CORE::PropertyBag parameters;
+    parameters.set(L"InitiateDomainChecks", L"true");
+    std::promise<std::string> contacted;  // by the first check, which comes after a second
+    directories->onOpenObject = [&](const std::string& path) {
+        if (directories->objectOpens == 1) contacted.set_value(path);
+    };
+    const wstest::FrameworkWorker<0> winauth(
+        L"winauth", [](std::wstring_view, const CORE::PropertyBag&, CORE::PropertyBag&) { return true; });
+    const auto checking = makeService(parameters);
+    EXPECT_EQ(contacted.get_future().get(), "LDAP://rootDSE");
+    checking->shutDown();
+    threads.waitForAll();
 }
 
 TEST_F(Service, ItsLastUserDestroysItAndThatSaves) {

@@ -156,7 +156,8 @@ TEST(ConnectionMgr, SaysWhatBecomesOfBindingsThatNobodyReleased) {
     const auto used = pool->getConnection(dc1);
     const auto own = pool->getConnection(dc1, 2, {"alice", CORE::secretstring("x")});
     const LogCapture log(CORE::logWarning);
-    const auto stranger = std::make_shared<ScriptedDirectoryServices>()->openSearch("x", {}, 0).value();
+    ScriptedDirectoryServices others;
+    const auto stranger = others.openSearch("x", {}, 0).value();
     pool->releaseConnection(stranger);
     pool.manager.reset();
     const std::vector<LogLine> expected = {

@@ -4,10 +4,12 @@
 
 #include <condition_variable>
 
+#include "ldap/handlers.h"
 #include "support/framework_worker.h"
 #include "support/log_capture.h"
 #include "support/manual_clock.h"
 #include "support/scripted_directory_services.h"
+#include "support/test_service.h"
 
 using namespace wstest;
 using CORE::PropertyBag;
@@ -259,6 +261,49 @@ TEST(Domain, TellsMixedFromNativeMode) {
         EXPECT_EQ(forest.domain->isMixedMode(), c.mixed);
         EXPECT_TRUE(log.contains(c.logged.level, c.logged.text));
     }
+}
+
+TEST(DomainOperations, TheHealthIsToldAtTheTopAndContactsNobodyUnlessForced) {
+    Forest forest;
+    TestService service(std::make_shared<Platform>());
+    service.domainMap = CORE::refptr<Domain>::share(forest.domain.get());
+    PropertyBag request;
+    const PropertyBag first = getDomainHealth(service, request);
+    EXPECT_EQ(first.getError(), 0);
+    EXPECT_EQ(first.size(), 3U);
+    EXPECT_EQ(first.getName(2), L"domain");
+    EXPECT_EQ(first.getBag(2U).get(L"dns"), L"other.example");
+    const int contacts = forest.services->objectOpens;
+    getDomainHealth(service, request);
+    EXPECT_EQ(forest.services->objectOpens, contacts);
+
+    request.setBool(L"forceReload", true);
+    forest.authenticationWorks = false;
+    const PropertyBag failed = getDomainHealth(service, request);
+    EXPECT_EQ(failed.getErrorText(), L"no trusts today");
+    EXPECT_EQ(failed.size(), 3U);  // what was last known
+    EXPECT_EQ(getDomainType(service, {}).get(L"isMixedMode"), L"true");
+}
+
+struct Names : ComputerNames {
+    bool known = true;
+    Result<std::wstring> netBios() const override {
+        if (known) return L"VCS1";
+        return fail(5, L"denied");
+    }
+    Result<std::wstring> dnsFullyQualified() const override { return fail(5, L"denied"); }
+};
+
+TEST(DomainOperations, TellTheNetBiosNameOrNothing) {
+    const auto names = std::make_shared<Names>();
+    const auto platform = std::make_shared<Platform>();
+    platform->names = names;
+    TestService service(platform);
+    EXPECT_EQ(getNetBiosName(service, {}).get(L"netBiosName"), L"VCS1");
+    names->known = false;
+    const LogCapture log(CORE::logWarning);
+    EXPECT_TRUE(getNetBiosName(service, {}).empty());
+    EXPECT_TRUE(log.contains(CORE::logWarning, L"Could not obtain netbios computer name (denied)"));
 }
 
 }  // namespace

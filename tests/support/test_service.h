@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "framework/core/threads.h"
+#include "ldap/connection_mgr.h"
+#include "ldap/domain.h"
 #include "ldap/service_context.h"
 
 namespace wstest {
@@ -21,12 +23,16 @@ class TestService : public wsadmin::ServiceContext {
     bool startThread(std::wstring name, std::function<void()> function) override {
         return threads_.start(std::move(name), std::move(function));
     }
+    CORE::refptr<wsadmin::ConnectionMgr> connections() const override { return pool; }
+    CORE::refptr<wsadmin::Domain> domain() const override { return domainMap; }
     void setMinimumDomainCheckInterval(int seconds) override { minimumCheckInterval = seconds; }
 
     void stop() { stopping_.set(); }
 
     CORE::PropertyBag configurationBag;
     int minimumCheckInterval = 900;
+    CORE::refptr<wsadmin::ConnectionMgr> pool;
+    CORE::refptr<wsadmin::Domain> domainMap;
 
   private:
     std::shared_ptr<wsadmin::platform::Platform> platform_;

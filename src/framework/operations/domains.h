@@ -3,6 +3,7 @@
 
 #include "framework/operation_table.h"
 #include "framework/operations/common_keys.h"
+#include "ldap/handlers.h"
 
 namespace wsadmin::row {
 
@@ -12,6 +13,7 @@ inline constexpr KeyInfo getDomainTypeResult[] = {
 };
 inline constexpr Operation getDomainType{
     .name = L"getDomainType",
+    .bag = wsadmin::getDomainType,
     .text = L"Tells whether this server's Active Directory domain is in mixed or in native mode.",
     .result = getDomainTypeResult,
 };
@@ -30,6 +32,7 @@ inline constexpr KeyInfo getDomainHealthResult[] = {
 };
 inline constexpr Operation getDomainHealth{
     .name = L"getDomainHealth",
+    .bag = wsadmin::getDomainHealth,
     .text = L"Lists the domains that users can come from, how each is trusted and whether it can be reached.",
     .request = getDomainHealthRequest,
     .result = getDomainHealthResult,
@@ -41,6 +44,7 @@ inline constexpr KeyInfo getNetBiosNameResult[] = {
 };
 inline constexpr Operation getNetBiosName{
     .name = L"getNetBiosName",
+    .bag = wsadmin::getNetBiosName,
     .text = L"Tells the NetBIOS name of this server.",
     .result = getNetBiosNameResult,
 };
@@ -58,6 +62,7 @@ inline constexpr KeyInfo saveDomainConfigResult[] = {
 };
 inline constexpr Operation saveDomainConfig{
     .name = L"saveDomainConfig",
+    .bag = wsadmin::saveDomainConfig,
     .changes = true,
     .text = L"Adds a domain to a list that limits which domains are used, removes it, or empties a list.",
     .request = saveDomainConfigRequest,
@@ -86,6 +91,7 @@ inline constexpr KeyInfo loadDomainConfigResult[] = {
 };
 inline constexpr Operation loadDomainConfig{
     .name = L"loadDomainConfig",
+    .bag = wsadmin::loadDomainConfig,
     .text =
         L"Reads the lists that limit which domains are used, and tells which one is in force on this server.",
     .result = loadDomainConfigResult,

@@ -15,6 +15,7 @@ inline constexpr wchar_t domainHealthPath[] = L"DOMAINHEALTH";
 inline constexpr auto DiagResult = joined<domainHealth, under<domainHealthPath, getDomainHealthResult>>;
 inline constexpr Operation Diag{
     .name = L"Diag",
+    .bag = wsadmin::Diag,
     .text = L"Reports the state of the service, which is the health of the domains that it knows.",
     .result = DiagResult,
 };
