@@ -42,7 +42,7 @@ bool wordEnds(std::string_view name, std::size_t end) {
 
 // "key" and "keys" as the end of a word: "privatekey" is as secret as "private-key", a "keyboard" is not.
 bool speaksOfKeys(std::string_view name, std::string_view low) {
-    for (std::size_t at = low.find("key"); at != low.npos; at = low.find("key", at + 1)) {
+    for (std::size_t at = low.find("key"); at != std::string_view::npos; at = low.find("key", at + 1)) {
         const std::size_t end = at + 3;
         if (wordEnds(name, end) || (low[end] == 's' && wordEnds(name, end + 1))) return true;
     }
@@ -54,7 +54,7 @@ bool isSecret(std::string_view name) {
                                                               "secret",   "credential", "ticket"};
     const std::string low = lowered(name);
     return std::any_of(words.begin(), words.end(),
-                       [&](std::string_view word) { return low.find(word) != low.npos; }) ||
+                       [&](std::string_view word) { return low.find(word) != std::string_view::npos; }) ||
            speaksOfKeys(name, low);
 }
 

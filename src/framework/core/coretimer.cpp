@@ -84,6 +84,7 @@ void coretimer::State::call(coretimer& timer) {
 
 coretimer::coretimer(ThreadGroup* owner) : state_(std::make_shared<State>(this, owner)) {}
 
+// NOLINTNEXTLINE(bugprone-exception-escape): a lock that cannot be taken may end the process
 coretimer::~coretimer() {
     state_->stop(true);
     std::lock_guard lock(state_->mutex);

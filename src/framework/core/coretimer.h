@@ -19,7 +19,7 @@ class MFWCORE_API coretimer : public coreref {
     explicit coretimer(ThreadGroup* owner = nullptr);
     // A derived class whose objects are not destroyed by their last Release calls StopTimerWithWait in its
     // destructor.
-    ~coretimer() override;
+    ~coretimer() override;  // NOLINT(bugprone-exception-escape)
     // Starts anew when it already runs. Throws coreException when there is no timer thread to be had.
     void StartTimer(unsigned milliseconds);
     // A callback that already runs goes on, but does not start the timer again.

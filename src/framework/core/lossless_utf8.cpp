@@ -44,7 +44,7 @@ char* put(Number number, char* to) noexcept {
 
 std::size_t asciiPrefix(std::wstring_view text) noexcept {
     std::size_t i = 0;
-    for (std::uint64_t bytes; i + blocks::word <= text.size(); i += blocks::word)
+    for (std::uint64_t bytes = 0; i + blocks::word <= text.size(); i += blocks::word)
         if (!blocks::take8(text.data() + i, bytes)) break;
     while (i < text.size() && static_cast<Unit>(text[i]) < 0x80) ++i;
     return i;
@@ -52,10 +52,10 @@ std::size_t asciiPrefix(std::wstring_view text) noexcept {
 
 // The number of the unit at `i`, which is moved past it; a surrogate pair of 16-bit units is one number.
 Number takeWide(std::wstring_view text, std::size_t& i) noexcept {
-    const Number first = static_cast<Unit>(text[i++]);
+    const auto first = Number{static_cast<Unit>(text[i++])};
     if constexpr (wideIsUtf16) {
         if (first >= 0xD800 && first < 0xDC00 && i < text.size()) {
-            const Number second = static_cast<Unit>(text[i]);
+            const auto second = Number{static_cast<Unit>(text[i])};
             if (second >= 0xDC00 && second < 0xE000) {
                 ++i;
                 return 0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00);
@@ -120,7 +120,7 @@ std::size_t encodedSize(std::wstring_view text) noexcept {
 
 void encode(std::wstring_view text, char* to) noexcept {
     std::size_t i = 0;
-    for (std::uint64_t bytes; i + blocks::word <= text.size(); i += blocks::word, to += blocks::word) {
+    for (std::uint64_t bytes = 0; i + blocks::word <= text.size(); i += blocks::word, to += blocks::word) {
         if (!blocks::take8(text.data() + i, bytes)) break;
         std::memcpy(to, &bytes, blocks::word);
     }

@@ -144,7 +144,7 @@ bool PropertyBag::getNext(std::wstring_view name, wstr& value, std::size_t& posi
 }
 
 const PropertyBag* PropertyBag::getNextBag(std::wstring_view name, std::size_t& position) const {
-    std::uint32_t at;
+    std::uint32_t at = 0;
     do {
         at = findFrom(store_.get(), name, position);
         if (at == BagStore::none) return nullptr;

@@ -23,7 +23,7 @@ inline bool take8(const char* from, std::uint64_t& bytes) noexcept {
 }
 
 inline bool take4(const char* from, std::uint64_t& bytes) noexcept {
-    std::uint32_t low;
+    std::uint32_t low = 0;
     std::memcpy(&low, from, half);
     bytes = low;
     return (low & 0x80808080u) == 0;
@@ -118,7 +118,7 @@ inline bool take4(const wchar_t* from, std::uint64_t& bytes) noexcept {
 // than four characters comes one by one. False as soon as a character is not ASCII or `each` says so.
 template <class Ch, class Each>
 bool cover(const Ch* text, std::size_t size, Each&& each) {
-    std::uint64_t bytes;
+    std::uint64_t bytes = 0;
     if (size >= word) {
         std::size_t at = 0;
         for (; at + word < size; at += word)

@@ -57,7 +57,7 @@ void ThreadGroup::nameModule(std::wstring_view module) {
     state_->module = module;
 }
 
-bool ThreadGroup::start(std::wstring name, std::function<void()> function) {
+bool ThreadGroup::start(const std::wstring& name, std::function<void()> function) {
     state_->enter();
     const bool started =
         state_->threads.start(name, [state = state_, name, function = std::move(function)]() mutable {

@@ -24,7 +24,7 @@ class MFWCORE_API ThreadGroup {
     // Runs the function on a new thread of that name. False when no thread could be started. What the
     // function throws is logged at the error level. The function object is destroyed before the thread counts
     // as gone.
-    [[nodiscard]] bool start(std::wstring name, std::function<void()> function);
+    [[nodiscard]] bool start(const std::wstring& name, std::function<void()> function);
     // Without time limit; afterwards the threads started here are joined and nobody visits. Not from a thread
     // that is itself counted here.
     void waitForAll();
