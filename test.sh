@@ -66,6 +66,8 @@ else
     build windows && tests unit-windows windows "$wine $pod" -LE integration
     [ -x build/native/bin/hdqadmin ] && [ -f build/windows/bin/hdqadmin.exe ] &&
         tests integration native "$wine $pod" -L integration
+    [ -x build/native/bin/hdqadmin ] &&
+        GTEST_FILTER='*native_server*' tests integration-openldap native tests/servers/with-slapd -L integration
     build native-asan && tests unit-asan native-asan "$pod" -LE integration
     # The thread sanitizer wants the addresses where it expects them.
     fixed=""

@@ -48,7 +48,7 @@ files = ["base.ldif", "pod.ldif"]
 
 }  // namespace
 
-SambaPod::SambaPod() {
+ServerPod::ServerPod() {
     const std::string mark = "zre-MarkedForDelete";
     std::string changes =
         replacement("CN=Common,OU=Global,OU=Properties,", "zre-ClusterName", "Cluster-POD1") +
@@ -63,11 +63,11 @@ SambaPod::SambaPod() {
     if (changed.status != 0) throw std::runtime_error("the pod cannot be put back: " + changed.errors);
 }
 
-std::vector<std::string> SambaPod::options() const {
+std::vector<std::string> ServerPod::options() const {
     return {"--config", environment("WS_TEST_CONFIG")};
 }
 
-std::vector<std::string> SambaPod::values(const std::string& dn, const std::string& attribute) const {
+std::vector<std::string> ServerPod::values(const std::string& dn, const std::string& attribute) const {
     std::vector<std::string> command = client("ldapsearch");
     command.insert(command.end(), {"-LLL", "-s", "base", "-b", dn, "(objectClass=*)", attribute});
     const Outcome found = run(command);
@@ -97,7 +97,7 @@ std::vector<std::string> LabPod::values(const std::string& dn, const std::string
 }
 
 std::unique_ptr<Pod> makePod(Place place) {
-    if (place == Place::samba) return std::make_unique<SambaPod>();
+    if (place == Place::server) return std::make_unique<ServerPod>();
     return std::make_unique<LabPod>();
 }
 

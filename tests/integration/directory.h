@@ -11,10 +11,10 @@
 
 namespace integration {
 
-enum class Place { samba, lab };
+enum class Place { server, lab };
 
 inline void PrintTo(Place place, std::ostream* out) {
-    *out << (place == Place::samba ? "samba" : "lab");
+    *out << (place == Place::server ? "server" : "lab");
 }
 
 class Pod {
@@ -26,10 +26,11 @@ class Pod {
     virtual std::vector<std::string> values(const std::string& dn, const std::string& attribute) const = 0;
 };
 
-// The Samba server of with-pod, read with OpenLDAP's own tools. What the cases change is put back at first.
-class SambaPod : public Pod {
+// The server of with-pod or with-slapd, read with OpenLDAP's own tools. What the cases change is put back at
+// first.
+class ServerPod : public Pod {
   public:
-    SambaPod();
+    ServerPod();
     std::vector<std::string> options() const override;
     std::vector<std::string> values(const std::string& dn, const std::string& attribute) const override;
 };

@@ -101,7 +101,7 @@ std::vector<Case> cases() {
 }
 
 const auto builds = testing::Values(Build::native, Build::windows);
-const auto places = testing::Values(Place::samba, Place::lab);
+const auto places = testing::Values(Place::server, Place::lab);
 
 Answer askOn(Build build, const Pod& pod, const std::vector<std::string>& arguments) {
     std::vector<std::string> all = pod.options();
