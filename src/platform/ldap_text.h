@@ -32,7 +32,7 @@ std::optional<std::string> dnKey(std::string_view text);
 std::string dnKey(const Dn& dn);
 bool sameDn(std::string_view a, std::string_view b);
 std::optional<std::string> parentDn(std::string_view text);  // nothing for the root or no name
-std::string rdnValue(std::string_view dn);  // value of the first RDN, empty when there is none
+std::string rdnValue(std::string_view text);  // value of the first RDN, empty when there is none
 
 // --- filters
 

@@ -1,6 +1,7 @@
 #include "platform/lab/changes.h"
 
 #include <algorithm>
+#include <ranges>
 
 #include "framework/core/corestring.h"
 #include "platform/lab/values.h"
@@ -325,7 +326,7 @@ Result<void> removeEntry(Store& store, const std::string& name, bool wholeTree) 
     if (store.tree.hasChildren(*id) && !wholeTree)
         return fail(ldapNotAllowedOnNonLeaf, quoted(name) + L" has entries below it");
     const auto doomed = store.tree.subtree(*id);
-    for (auto one = doomed.rbegin(); one != doomed.rend(); ++one) bury(store, *one, tombstones);
+    for (const NodeId one : std::views::reverse(doomed)) bury(store, one, tombstones);
     return {};
 }
 

@@ -9,7 +9,7 @@
 
 namespace wsadmin::platform::lab {
 
-Result<NodeId> addEntry(Store& store, const LdapEntry& entry);
+Result<NodeId> addEntry(Store& store, const LdapEntry& given);
 Result<void> modifyEntry(Store& store, const std::string& name, const std::vector<LdapModification>& changes);
 Result<void> removeEntry(Store& store, const std::string& name, bool wholeTree);
 Result<void> renameEntry(Store& store, const std::string& name, const std::string& newRdn,

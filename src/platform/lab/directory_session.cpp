@@ -46,8 +46,8 @@ std::string questionOf(const LdapSearch& search, bool showDeleted) {
 
 }  // namespace
 
-DirectorySession::DirectorySession(std::shared_ptr<DirectoryServer> server, const LdapEndpoint& endpoint)
-    : server_(std::move(server)), endpoint_(endpoint) {
+DirectorySession::DirectorySession(std::shared_ptr<DirectoryServer> server, LdapEndpoint endpoint)
+    : server_(std::move(server)), endpoint_(std::move(endpoint)) {
     constexpr std::uint16_t globalCataloguePort = 3268, globalCatalogueTlsPort = 3269;
     globalCatalogue_ = endpoint_.port == globalCataloguePort || endpoint_.port == globalCatalogueTlsPort;
     if (server_) number_ = server_->nextSession();

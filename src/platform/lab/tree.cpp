@@ -84,7 +84,7 @@ bool Tree::isWithin(NodeId id, NodeId base) const {
 
 NodeId Tree::addContext(const Dn& dn) {
     const auto parent = dn.size() > 1 ? find(Dn(dn.begin() + 1, dn.end())) : std::nullopt;
-    NodeId id;
+    NodeId id = 0;
     if (parent) {
         id = add(*parent, dn.front().front());
     } else {

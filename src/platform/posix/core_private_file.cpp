@@ -30,7 +30,7 @@ class File {
     File& operator=(const File&) = delete;
     bool open() const noexcept { return descriptor_ >= 0; }
 
-    bool writeAll(std::span<const unsigned char> content) {
+    bool writeAll(std::span<const unsigned char> content) const {
         while (!content.empty()) {
             const ssize_t written = ::write(descriptor_, content.data(), content.size());
             if (written < 0 && errno == EINTR) continue;
@@ -39,7 +39,7 @@ class File {
         }
         return ::fsync(descriptor_) == 0;
     }
-    std::optional<std::size_t> readAll(std::span<unsigned char> buffer) {
+    std::optional<std::size_t> readAll(std::span<unsigned char> buffer) const {
         std::size_t size = 0;
         while (size < buffer.size()) {
             const ssize_t got = ::read(descriptor_, buffer.data() + size, buffer.size() - size);

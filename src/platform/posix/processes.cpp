@@ -182,6 +182,7 @@ class RealProcesses final : public Processes {
         const std::string folder = std::move(words.back());
         words.pop_back();
         std::vector<char*> pointers;
+        pointers.reserve(words.size() + 1);
         for (std::string& word : words) pointers.push_back(word.data());
         pointers.push_back(nullptr);
 
