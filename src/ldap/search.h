@@ -1,10 +1,10 @@
 // Searches of the directory, with the log lines and result sentences that all operations share.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "platform/ldap_pages.h"
 #include "platform/ldap_session.h"
 
 namespace wsadmin {
@@ -21,33 +21,18 @@ Result<std::vector<platform::LdapEntry>> readEntry(platform::LdapSession& sessio
                                                    const std::string& filter = "objectClass=*",
                                                    const std::vector<std::string>& attributes = {});
 
-// A subtree search in pages of 250, walked page by page. While the caller works on a page the next one is on
-// its way, so the session may be used for other requests in between, by the same thread.
-//
-//     PagedSearch pages(session, base, filter);
-//     while (auto page = pages.next()) ...   // see next()
+// A subtree search in pages of 250, with the shared texts; see LdapPages.
 class PagedSearch {
   public:
-    static constexpr int pageSize = 250;
-
     PagedSearch(platform::LdapSession& session, std::string base, std::string filter,
                 std::vector<std::string> attributes = {});
 
     // True with the next page, false after the last one. Failure: the sentence for the administrator and the
-    // LDAP code; logged. After a failure or the end it answers false.
+    // LDAP code; logged. After a failure it answers false.
     Result<bool> next(std::vector<platform::LdapEntry>& page);
 
   private:
-    Result<void> request(std::string cookie);
-    Result<std::string> nextCookie(const platform::LdapSearchResult& result);
-    Failure stepFailure(std::wstring_view logFormat, std::wstring_view sentence, const Failure& cause) const;
-    Failure searchFailure(const Failure& cause) const;
-
-    platform::LdapSession& session_;
-    platform::LdapSearch search_;
-    std::unique_ptr<platform::LdapPendingSearch> pending_;
-    bool started_ = false;
-    bool finished_ = false;
+    platform::LdapPages pages_;
 };
 
 // All pages in one list, for searches whose answer is known to be small.

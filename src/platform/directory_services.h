@@ -28,6 +28,7 @@ enum AdsCode : int {
     adsPropertyNotFound = static_cast<int>(0x8000500D),
     adsAccessDenied = static_cast<int>(0x80070005),
     adsLogonFailure = static_cast<int>(0x8007052E),
+    adsNoSuchDomain = static_cast<int>(0x8007054B),
     adsTimeout = static_cast<int>(0x800705B4),
     adsObjectExists = static_cast<int>(0x80071392),
     adsNoSuchObject = static_cast<int>(0x80072030),

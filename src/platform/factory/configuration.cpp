@@ -131,6 +131,12 @@ void readServer(TomlSection& section, const path& file, Configuration& configura
     addRoute(section, file, std::move(route), configuration);
 }
 
+void readDefaultDomain(TomlSection& top, Configuration& configuration) {
+    std::string& domain = configuration.defaultDomain;
+    top.text("default-domain", domain);
+    if (!checkEndpoint({.host = domain})) top.wrong("default-domain", "\"" + domain + "\" is no domain");
+}
+
 }  // namespace
 
 Result<Configuration> readConfiguration(const path& file) {
@@ -138,6 +144,7 @@ Result<Configuration> readConfiguration(const path& file) {
     if (!text) return fail(1, CORE::toWide(utf8Of(file)) + L": the file cannot be read");
     Configuration configuration;
     const auto read = readToml(text->view(), utf8Of(file), [&](TomlSection& top) {
+        readDefaultDomain(top, configuration);
         // This server's own directory and the global one, by the ports that they are asked for on.
         top.table("directory",
                   [&](TomlSection& section) { addRoute(section, file, thisServer(389), configuration); });

@@ -27,6 +27,7 @@ struct DirectoryRoute {
 
 struct Configuration {
     std::vector<DirectoryRoute> routes;
+    std::string defaultDomain;  // empty: the machine's own
 };
 
 // The failure's text is "file:line: what is wrong".

@@ -4,6 +4,7 @@
 #include "platform/factory/routed_ldap_client.h"
 #include "platform/lab/lab_platform.h"
 #include "platform/platform.h"
+#include "platform/portable_directory.h"
 
 #if defined(_WIN32)
 #include "platform/windows/windows_platform.h"
@@ -21,18 +22,33 @@ using windows::makePlatform;
 using posix::makePlatform;
 #endif
 
+// The machine's own domain: what follows its name.
+std::string domainOf(const Platform& machine) {
+    const auto name = machine.names->dnsFullyQualified();
+    const auto dot = name ? name->find(L'.') : std::wstring::npos;
+    return dot == std::wstring::npos ? std::string() : CORE::toUtf8(name->substr(dot + 1));
+}
+
+std::shared_ptr<Platform> withPortableDirectory(std::shared_ptr<Platform> platform, std::string domain) {
+    if (domain.empty()) domain = domainOf(*platform);
+    platform->directoryServices = makePortableDirectoryServices(platform->ldap, std::move(domain));
+    return platform;
+}
+
 Result<std::shared_ptr<Platform>> makeLab(std::string_view folder, bool save) {
     auto lab = lab::openLab(pathOf(folder));
-    if (lab && !save) (*lab)->save = [] { return Result<void>(); };
-    return lab;
+    if (!lab) return lab;
+    if (!save) (*lab)->save = [] { return Result<void>(); };
+    return withPortableDirectory(std::move(*lab), {});
 }
 
 Result<std::shared_ptr<Platform>> makeConfigured(std::string_view file) {
     auto configuration = readConfiguration(pathOf(file));
     if (!configuration) return fail(configuration.error());
     auto platform = makePlatform();
+    std::string domain = std::move(configuration->defaultDomain);
     platform->ldap = makeRoutedLdapClient(platform->ldap, std::move(*configuration));
-    return platform;
+    return withPortableDirectory(std::move(platform), std::move(domain));
 }
 
 }  // namespace
@@ -44,7 +60,7 @@ Result<std::shared_ptr<Platform>> createPlatform(const CORE::PropertyBag& startu
         return fail(1, L"A lab and a configuration file exclude each other");
     if (!folder.empty()) return makeLab(folder, startup.getBool(labSaveKey));
     if (!file.empty()) return makeConfigured(file);
-    return makePlatform();
+    return withPortableDirectory(makePlatform(), {});
 }
 
 }  // namespace wsadmin::platform

@@ -8,9 +8,17 @@ namespace {
 
 using Method = LdapCredentials::Method;
 
-bool isFor(const DirectoryRoute& route, const LdapEndpoint& asked) {
-    return CORE::compareFolded(route.askedHost, asked.host) == 0 &&
-           (!route.askedPort || *route.askedPort == asked.port);
+bool isThisServer(std::string_view host) {
+    static constexpr std::string_view names[] = {"", "localhost", "127.0.0.1", "::1"};
+    return std::ranges::any_of(names, [&](auto name) { return CORE::compareFolded(host, name) == 0; });
+}
+
+// How well a route fits: 0 when it is not for that endpoint, more for the very host and the very port.
+int fitOf(const DirectoryRoute& route, const LdapEndpoint& asked) {
+    const bool sameHost = CORE::compareFolded(route.askedHost, asked.host) == 0;
+    const bool host = sameHost || (route.askedHost.empty() && isThisServer(asked.host));
+    if (!host || (route.askedPort && *route.askedPort != asked.port)) return 0;
+    return 1 + (sameHost ? 2 : 0) + (route.askedPort ? 1 : 0);
 }
 
 LdapEndpoint endpointOf(const DirectoryRoute& route, const LdapEndpoint& asked) {
@@ -73,11 +81,16 @@ class RoutedClient final : public LdapClient {
     }
 
   private:
-    // A route for the very port comes before one for any.
     const DirectoryRoute* routeFor(const LdapEndpoint& asked) const {
         const DirectoryRoute* found = nullptr;
-        for (const DirectoryRoute& route : configuration_.routes)
-            if (isFor(route, asked) && (!found || route.askedPort)) found = &route;
+        int best = 0;
+        for (const DirectoryRoute& route : configuration_.routes) {
+            const int fit = fitOf(route, asked);
+            if (fit > best) {
+                best = fit;
+                found = &route;
+            }
+        }
         return found;
     }
 

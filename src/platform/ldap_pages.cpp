@@ -1,0 +1,66 @@
+#include "platform/ldap_pages.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/ldap_text.h"
+
+namespace wsadmin::platform {
+namespace {
+
+tl::unexpected<PageFailure> failed(PageStep step, Failure cause) {
+    return tl::unexpected<PageFailure>(PageFailure{step, std::move(cause)});
+}
+
+PageStep stepOf(int code) {
+    if (code == ldapEncodingError) return PageStep::construct;
+    return code == ldapDecodingError ? PageStep::result : PageStep::search;
+}
+
+}  // namespace
+
+LdapPages::LdapPages(LdapSession& session, LdapSearch search, int pageSize)
+    : session_(session), search_(std::move(search)), ownControls_(search_.controls), pageSize_(pageSize) {}
+
+tl::expected<void, PageFailure> LdapPages::request(std::string cookie) {
+    search_.controls = ownControls_;
+    search_.controls.push_back({.oid = controls::pagedResults,
+                                .value = encodePageControl({.size = pageSize_, .cookie = std::move(cookie)}),
+                                .critical = true});
+    auto pending = session_.startSearch(search_);
+    if (!pending) return failed(stepOf(pending.error().code), pending.error());
+    pending_ = std::move(*pending);
+    return {};
+}
+
+tl::expected<std::string, PageFailure> LdapPages::nextCookie(const LdapSearchResult& result) {
+    const auto control = std::ranges::find(result.controls, controls::pagedResults, &LdapControl::oid);
+    if (control == result.controls.end())
+        return failed(PageStep::pageControl, ldapFailure(ldapControlNotFound));
+    auto page = decodePageControl(control->value);
+    if (!page) return failed(PageStep::pageControl, ldapFailure(ldapDecodingError));
+    return std::move(page->cookie);
+}
+
+tl::expected<bool, PageFailure> LdapPages::next(std::vector<LdapEntry>& page) {
+    page.clear();
+    if (finished_) return false;
+    finished_ = true;  // until this page turns out to be a good one
+    if (!std::exchange(started_, true)) {
+        if (auto sent = request({}); !sent) return tl::unexpected<PageFailure>(sent.error());
+    } else if (!pending_) {
+        return false;
+    }
+    auto result = std::exchange(pending_, nullptr)->wait();
+    if (!result) return failed(stepOf(result.error().code), result.error());
+    auto cookie = nextCookie(*result);
+    if (!cookie) return tl::unexpected<PageFailure>(cookie.error());
+    if (!cookie->empty()) {
+        if (auto sent = request(std::move(*cookie)); !sent) return tl::unexpected<PageFailure>(sent.error());
+    }
+    finished_ = false;
+    page = std::move(result->entries);
+    return true;
+}
+
+}  // namespace wsadmin::platform

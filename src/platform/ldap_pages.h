@@ -1,0 +1,47 @@
+// A search in pages, walked page by page: what every paged search of the system is made of. While the caller
+// works on a page the next one is on its way.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/ldap_session.h"
+
+namespace wsadmin::platform {
+
+// Where a paged search failed.
+enum class PageStep { construct, search, result, pageControl };
+
+struct PageFailure {
+    PageStep step = PageStep::search;
+    Failure cause;
+};
+
+// The session must outlive it and may be used for other requests in between, by the same thread.
+class LdapPages {
+  public:
+    static constexpr int defaultPageSize = 250;
+
+    // The search's own controls stay; the paged-results control is added, critical.
+    LdapPages(LdapSession& session, LdapSearch search, int pageSize = defaultPageSize);
+
+    // True with the next page, false after the last one, and after a failure.
+    tl::expected<bool, PageFailure> next(std::vector<LdapEntry>& page);
+
+    const LdapSearch& search() const noexcept { return search_; }
+
+  private:
+    tl::expected<void, PageFailure> request(std::string cookie);
+    static tl::expected<std::string, PageFailure> nextCookie(const LdapSearchResult& result);
+
+    LdapSession& session_;
+    LdapSearch search_;
+    std::vector<LdapControl> ownControls_;
+    int pageSize_;
+    std::unique_ptr<LdapPendingSearch> pending_;
+    bool started_ = false;
+    bool finished_ = false;
+};
+
+}  // namespace wsadmin::platform

@@ -1,0 +1,125 @@
+#include "platform/portable_search.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace wsadmin::platform {
+
+namespace {
+
+constexpr std::string_view pathColumn = "ADsPath";
+
+class PortableRows final : public DirectoryRows {
+  public:
+    // sizeLimit 0: none.
+    PortableRows(PortableBinding binding, LdapSearch search, int pageSize, int sizeLimit)
+        : binding_(std::move(binding)),
+          pages_(*binding_.session, std::move(search), pageSize),
+          rowsLeft_(sizeLimit),
+          limited_(sizeLimit > 0) {}
+
+    Result<bool> next() override {
+        if (limited_ && rowsLeft_-- <= 0) return end();
+        if (++row_ < page_.size()) return true;
+        row_ = 0;
+        do {
+            const auto more = pages_.next(page_);
+            if (!more) return fail(binding_.failure(more.error().cause));
+            if (!*more) return false;
+        } while (page_.empty());
+        if (auto learned = binding_.types->learn(*binding_.session, attributeNames()); !learned) {
+            page_.clear();
+            return fail(binding_.failure(learned.error()));
+        }
+        return true;
+    }
+
+    Result<std::optional<DirectoryColumn>> column(std::string_view name) override {
+        if (row_ >= page_.size()) return fail(adsFailure(adsBadParameter));
+        if (CORE::compareFolded(name, pathColumn) == 0) return pathOfRow();
+        const LdapAttribute* attribute = page_[row_].find(name);
+        if (!attribute) return std::nullopt;
+        return typed(*attribute);
+    }
+
+    Result<std::vector<DirectoryColumn>> columns() override {
+        if (row_ >= page_.size()) return fail(adsFailure(adsBadParameter));
+        std::vector<DirectoryColumn> all;
+        for (const LdapAttribute& attribute : page_[row_].attributes) all.push_back(typed(attribute));
+        all.push_back(pathOfRow());
+        return all;
+    }
+
+  private:
+    bool end() {
+        page_.clear();
+        rowsLeft_ = 0;
+        return false;
+    }
+
+    DirectoryColumn pathOfRow() const {
+        return {std::string(pathColumn), {directoryPathText(binding_.pathTo(page_[row_].dn))}};
+    }
+
+    DirectoryColumn typed(const LdapAttribute& attribute) const {
+        DirectoryColumn column{attribute.name, {}};
+        const AttributeType type = binding_.types->of(attribute.name);
+        for (const std::string& value : attribute.values) column.values.push_back(typedValue(type, value));
+        return column;
+    }
+
+    std::vector<std::string> attributeNames() const {
+        std::vector<std::string> names;
+        for (const LdapEntry& entry : page_)
+            for (const LdapAttribute& attribute : entry.attributes)
+                if (std::ranges::find(names, attribute.name) == names.end()) names.push_back(attribute.name);
+        return names;
+    }
+
+    PortableBinding binding_;
+    LdapPages pages_;
+    std::vector<LdapEntry> page_;
+    std::size_t row_ = 0;
+    int rowsLeft_;
+    bool limited_;
+};
+
+}  // namespace
+
+Result<void> PortableSearch::setPreference(SearchPreference preference, int value) {
+    constexpr int highestScope = static_cast<int>(LdapScope::subtree);  // the codes are the same
+    if (value < 0 || (preference == SearchPreference::scope && value > highestScope))
+        return fail(adsFailure(adsBadParameter));
+    switch (preference) {
+        case SearchPreference::scope:
+            scope_ = static_cast<LdapScope>(value);
+            return {};
+        case SearchPreference::pageSize:
+            // Where no pages are asked for the answer may still need several.
+            pageSize_ = value > 0 ? value : LdapPages::defaultPageSize;
+            return {};
+        case SearchPreference::sizeLimit:
+            sizeLimit_ = value;
+            return {};
+        case SearchPreference::tombstone:
+            tombstones_ = value != 0;
+            return {};
+        case SearchPreference::timeLimit:  // the session has a limit of its own
+            return {};
+    }
+    return fail(adsFailure(adsBadParameter));
+}
+
+Result<std::unique_ptr<DirectoryRows>> PortableSearch::execute(const std::string& filter,
+                                                               const std::vector<std::string>& attributes) {
+    LdapSearch search{.base = binding_.path.dn,
+                      .scope = scope_,
+                      .filter = filter,
+                      .attributes = attributes,
+                      .controls = {}};
+    if (tombstones_) search.controls.push_back({.oid = controls::showDeleted, .value = {}, .critical = true});
+    const int pageSize = sizeLimit_ > 0 ? std::min(sizeLimit_, pageSize_) : pageSize_;
+    return std::make_unique<PortableRows>(binding_, std::move(search), pageSize, sizeLimit_);
+}
+
+}  // namespace wsadmin::platform
