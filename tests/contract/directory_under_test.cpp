@@ -32,17 +32,24 @@ class LabUnderTest final : public DirectoryUnderTest {
             lab::DirectorySettings{"LDAP", {labSuffix}, "LAB", "lab.example"}, *clock);
         EXPECT_TRUE(directory->readContent(labContent, "contract.ldif"));
         directory->finish();
-        network_.listen({{""}, {389}, {}},
-                        std::make_shared<lab::DirectoryServer>(
-                            std::move(directory), std::vector<lab::Account>{}, lab::Faults{}, clock));
+        const lab::Account account{"Administrator", "VDI", "vdi.talvex.int",
+                                   CORE::secretstring("Passw0rd.Lab")};
+        network_->listen({{"127.0.0.1"}, {389, 3268}, {}},
+                         std::make_shared<lab::DirectoryServer>(std::move(directory), std::vector{account},
+                                                                lab::Faults{}, clock));
     }
-    std::unique_ptr<LdapSession> open() override { return std::move(network_.open({}).value()); }
-    LdapCredentials credentials() const override { return {}; }
+    LdapEndpoint endpoint() const override { return {.host = "127.0.0.1"}; }
+    std::shared_ptr<LdapClient> client() override { return network_; }
+    LdapCredentials credentials() const override {
+        return {LdapCredentials::Method::simple,
+                "Administrator@vdi.talvex.int",
+                {},
+                CORE::secretstring("Passw0rd.Lab")};
+    }
     std::string suffix() const override { return labSuffix; }
-    std::string label() const override { return "lab"; }
 
   private:
-    lab::LabNetwork network_;
+    std::shared_ptr<lab::LabNetwork> network_ = std::make_shared<lab::LabNetwork>();
 };
 
 std::string environment(const char* name) {
@@ -52,14 +59,11 @@ std::string environment(const char* name) {
 
 class ServerUnderTest final : public DirectoryUnderTest {
   public:
-    std::unique_ptr<LdapSession> open() override {
-        LdapEndpoint endpoint;
-        endpoint.host = environment("WS_TEST_LDAP_HOST");
-        endpoint.port = static_cast<std::uint16_t>(std::stoi(environment("WS_TEST_LDAP_PORT")));
-        auto session = client_->open(endpoint);
-        EXPECT_TRUE(session);
-        return session ? std::move(*session) : nullptr;
+    LdapEndpoint endpoint() const override {
+        return {.host = environment("WS_TEST_LDAP_HOST"),
+                .port = static_cast<std::uint16_t>(std::stoi(environment("WS_TEST_LDAP_PORT")))};
     }
+    std::shared_ptr<LdapClient> client() override { return client_; }
     LdapCredentials credentials() const override {
         LdapCredentials credentials;
         credentials.method = LdapCredentials::Method::simple;
@@ -70,7 +74,6 @@ class ServerUnderTest final : public DirectoryUnderTest {
         return credentials;
     }
     std::string suffix() const override { return environment("WS_TEST_LDAP_BASE"); }
-    std::string label() const override { return "server"; }
 
   private:
     std::shared_ptr<LdapClient> client_ = real::makeLdapClient();
@@ -87,6 +90,12 @@ std::shared_ptr<DirectoryUnderTest> openServerUnderTest() {
                              "WS_TEST_LDAP_PASSWORD", "WS_TEST_LDAP_BASE"})
         if (environment(name).empty()) return nullptr;
     return std::make_shared<ServerUnderTest>();
+}
+
+std::unique_ptr<LdapSession> DirectoryUnderTest::open() {
+    auto session = client()->open(endpoint());
+    EXPECT_TRUE(session);
+    return session ? std::move(*session) : nullptr;
 }
 
 void DirectoryContract::SetUp() {

@@ -15,10 +15,11 @@ namespace wsadmin::platform {
 class DirectoryUnderTest {
   public:
     virtual ~DirectoryUnderTest() = default;
-    virtual std::unique_ptr<LdapSession> open() = 0;  // not bound
+    virtual LdapEndpoint endpoint() const = 0;
+    virtual std::shared_ptr<LdapClient> client() = 0;
     virtual LdapCredentials credentials() const = 0;  // that may change everything below the suffix
     virtual std::string suffix() const = 0;           // a naming context with CN=ForeignSecurityPrincipals
-    virtual std::string label() const = 0;
+    std::unique_ptr<LdapSession> open();  // not bound
 };
 
 // The lab always; a server when WS_TEST_LDAP_HOST, _PORT, _USER, _PASSWORD and _BASE (and perhaps _DOMAIN)

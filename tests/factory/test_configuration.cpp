@@ -16,6 +16,7 @@ TEST(Configuration, SaysHowDirectoriesAreReached) {
     const TemporaryFolder folder;
     folder.write("pod.password", "from \"file\" \r\n");
     const auto read = readConfiguration(folder.write("c.toml", R"(
+default-domain = "corp.example"
 [directory]
 host = "10.0.0.1"
 port = 3890
@@ -42,6 +43,7 @@ for-port = 3268
 host = "::1"
 )"));
     ASSERT_TRUE(read) << CORE::toUtf8(read.error().text);
+    EXPECT_EQ(read->defaultDomain, "corp.example");
     ASSERT_EQ(read->routes.size(), 4u);
     const auto& [pod, global, dc, catalogue] =
         std::tie(read->routes[0], read->routes[1], read->routes[2], read->routes[3]);
@@ -82,6 +84,7 @@ TEST(Configuration, SaysWhatIsWrongAndWhere) {
         const char* text;
         std::string wrong;
     } rows[] = {
+        {"default-domain = \"a b\"", ":1: \"a b\" is no domain"},
         {"[directory]\nhots = \"a\"", ":2: there is no key \"directory.hots\""},
         {"[directori]", ":1: there is no key \"directori\""},
         {"[directory]\nport = \"389\"", ":2: directory.port is a number from 1 to 65535"},

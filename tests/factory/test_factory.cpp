@@ -44,6 +44,24 @@ TEST(Factory, ReachesDirectoriesAsTheFileSays) {
     EXPECT_TRUE((*platform)->names->netBios());
 }
 
+TEST(Factory, GivesALabDirectoryServices) {
+    const auto lab = createPlatform(startup(labFolderKey, WS_SOURCE_DIR "/labs/sample"));
+    ASSERT_TRUE(lab);
+    DirectoryServices& services = *(*lab)->directoryServices;
+    // The machine's name says which domain is the default one.
+    const auto root = services.openObject("LDAP://rootDSE", {}, adsSecureAuthentication);
+    ASSERT_TRUE(root) << CORE::toUtf8(root.error().text);
+    EXPECT_EQ(directoryText((*root)->get("defaultNamingContext").value()), "dc=corp,dc=example");
+    const auto people = services.openSearch("GC:", {}, adsSecureAuthentication);
+    ASSERT_TRUE(people);
+    const auto rows = (*people)->execute("(sAMAccountName=alice)", {"objectSid"});
+    ASSERT_TRUE(rows);
+    ASSERT_TRUE((*rows)->next().value_or(false));
+    const auto sid = (*rows)->column("objectSid");
+    ASSERT_TRUE(sid && *sid);
+    EXPECT_EQ(adsTypeCode((*sid)->values.front()), 8);
+}
+
 TEST(Factory, RefusesWhatItCannotMake) {
     const TemporaryFolder folder;
     const auto wrong = folder.write("wrong.toml", "[directory]\nhots = 1\n");

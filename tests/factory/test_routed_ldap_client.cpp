@@ -83,6 +83,9 @@ Configuration configuration() {
     catalogue.askedHost = "dc.example";
     catalogue.askedPort = 3268;
     catalogue.host = "10.0.0.2";
+    DirectoryRoute& loopback = made.routes.emplace_back();
+    loopback.askedHost = "::1";
+    loopback.host = "10.0.0.3";
     return made;
 }
 
@@ -97,6 +100,10 @@ TEST(RoutedLdapClient, ChoosesTheRouteByHostAndPort) {
         int connectTimeout;
     } rows[] = {
         {asked("", 389), "pod.example", 3890, false, 77},
+        {asked("127.0.0.1", 389), "pod.example", 3890, false, 77},
+        {asked("LocalHost", 389), "pod.example", 3890, false, 77},
+        {asked("::1", 389), "10.0.0.3", 389, false, 1234},
+        {asked("127.0.0.1", 22389), "127.0.0.1", 22389, false, 1234},
         {asked("", 22389), "", 22389, false, 1234},
         {asked("DC.Example", 389), "10.0.0.1", 389, true, 1234},
         {asked("dc.example", 3268), "10.0.0.2", 3268, false, 1234},

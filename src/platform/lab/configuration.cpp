@@ -20,6 +20,8 @@ SyntaxNumbers numbersOf(Syntax syntax) {
             return {"2.5.5.1", "127"};
         case Syntax::integer:
             return {"2.5.5.9", "2"};
+        case Syntax::largeInteger:
+            return {"2.5.5.16", "65"};
         case Syntax::boolean:
             return {"2.5.5.8", "1"};
         case Syntax::time:

@@ -104,7 +104,7 @@ void Matcher::compileExtensible(const Filter& filter, Term& term) const {
         return;
     }
     const auto bits = integer(filter.value);
-    if (!bits || term.syntax != Syntax::integer) return;
+    if (!bits || (term.syntax != Syntax::integer && term.syntax != Syntax::largeInteger)) return;
     term.bits = *bits;
     if (filter.rule == bitAndRule) term.rule = Rule::bitsAnd;
     if (filter.rule == bitOrRule) term.rule = Rule::bitsOr;

@@ -11,14 +11,14 @@ attribute name string single
 attribute objectGUID guid single
 attribute whenCreated time single
 attribute whenChanged time single
-attribute uSNCreated int single
-attribute uSNChanged int single
+attribute uSNCreated int64 single
+attribute uSNChanged int64 single
 attribute isDeleted bool single
 attribute lastKnownParent dn single
 attribute objectSid sid single
 attribute member dn multi link 2
 attribute currentTime time single
-attribute highestCommittedUSN int single
+attribute highestCommittedUSN int64 single
 # Of directories in general.
 attribute memberOf dn multi link 3
 attribute cn string single
@@ -58,12 +58,12 @@ attribute servicePrincipalName string multi
 attribute userAccountControl int single
 attribute primaryGroupID int single
 attribute groupType int single
-attribute accountExpires int single
-attribute pwdLastSet int single
-attribute lockoutTime int single
+attribute accountExpires int64 single
+attribute pwdLastSet int64 single
+attribute lockoutTime int64 single
 attribute badPwdCount int single
-attribute lastLogon int single
-attribute lastLogonTimestamp int single
+attribute lastLogon int64 single
+attribute lastLogonTimestamp int64 single
 attribute logonHours octets single
 attribute unicodePwd octets single hidden
 attribute clearTextPassword octets single hidden

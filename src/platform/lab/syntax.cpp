@@ -11,8 +11,8 @@ namespace wsadmin::platform::lab {
 
 namespace {
 
-constexpr std::array<std::string_view, 8> syntaxNames = {"string", "int",    "bool", "time",
-                                                         "dn",     "octets", "sid",  "guid"};
+constexpr std::array<std::string_view, 9> syntaxNames = {"string", "int",    "int64", "bool", "time",
+                                                         "dn",     "octets", "sid",   "guid"};
 
 bool isAscii(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
@@ -80,7 +80,8 @@ bool equalFolded(std::string_view a, std::string_view folded) {
 
 std::optional<std::string> storedValue(Syntax syntax, std::string_view value) {
     switch (syntax) {
-        case Syntax::integer: {
+        case Syntax::integer:
+        case Syntax::largeInteger: {
             const auto parsed = number<std::int64_t>(value);
             if (!parsed) return std::nullopt;
             return std::to_string(*parsed);
@@ -111,7 +112,7 @@ bool sameValue(Syntax syntax, std::string_view stored, std::string_view key) {
 }
 
 int compareValues(Syntax syntax, std::string_view stored, std::string_view key) {
-    if (syntax == Syntax::integer) {
+    if (syntax == Syntax::integer || syntax == Syntax::largeInteger) {
         const auto a = number<std::int64_t>(stored).value_or(0);
         const auto b = number<std::int64_t>(key).value_or(0);
         return a < b ? -1 : a > b ? 1 : 0;

@@ -9,7 +9,7 @@
 
 namespace wsadmin::platform::lab {
 
-enum class Syntax : std::uint8_t { text, integer, boolean, time, dn, octets, sid, guid };
+enum class Syntax : std::uint8_t { text, integer, largeInteger, boolean, time, dn, octets, sid, guid };
 
 std::optional<Syntax> syntaxOfName(std::string_view name);  // as schema files name them
 std::string_view syntaxName(Syntax syntax);

@@ -1,0 +1,186 @@
+// What the portable directory services do beside the contract: whom they contact, and how they bind.
+#include <gtest/gtest.h>
+
+#include "contract/services_under_test.h"
+#include "platform/lab/directory_server.h"
+#include "platform/portable_directory.h"
+#include "platform/system_clock.h"
+#include "support/scripted_ldap.h"
+
+namespace wsadmin::platform {
+namespace {
+
+// A client whose one session remembers how it was bound; without answers every search fails.
+class RememberingClient final : public LdapClient {
+  public:
+    Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& asked) override {
+        ++opened;
+        endpoint = asked;
+        return std::make_unique<Session>(*this);
+    }
+    int opened = 0;
+    LdapEndpoint endpoint;
+    LdapCredentials bound;
+
+  private:
+    class Session final : public wstest::ScriptedSession {
+      public:
+        explicit Session(RememberingClient& client) : client_(client) {}
+        Result<void> bind(const LdapCredentials& credentials) override {
+            client_.bound = credentials;
+            return {};
+        }
+
+      private:
+        RememberingClient& client_;
+    };
+};
+
+TEST(PortableDirectory, ContactsWhomThePathNames) {
+    const struct {
+        const char* path;
+        std::uint32_t flags;
+        const char* host;
+        int port;
+        bool tls;
+    } table[] = {
+        {"LDAP://dc1/dc=x", 0, "dc1", 389, false},
+        {"LDAP://dc1:3890/dc=x", adsUseSsl, "dc1", 3890, true},
+        {"LDAP://dc1/dc=x", adsUseSsl, "dc1", 636, true},
+        {"LDAP://[::1]:22389/dc=x", 0, "::1", 22389, false},
+        {"LDAP://[fe80::1%eth0]", 0, "fe80::1%eth0", 389, false},
+        {"LDAP://dc=x", 0, "corp.example", 389, false},
+        {"LDAP://rootDSE", 0, "corp.example", 389, false},
+        {"GC:", 0, "corp.example", 3268, false},
+        {"GC://dc2/dc=x", 0, "dc2", 3268, false},
+        {"GC://dc2", adsUseSsl, "dc2", 3269, true},
+    };
+    for (const auto& row : table) {
+        const auto client = std::make_shared<RememberingClient>();
+        const auto services = makePortableDirectoryServices(client, "corp.example");
+        // Nobody answers; but who was asked is known.
+        EXPECT_FALSE(services->openObject(row.path, {}, row.flags)) << row.path;
+        EXPECT_EQ(client->endpoint.host, row.host) << row.path;
+        EXPECT_EQ(client->endpoint.port, row.port) << row.path;
+        EXPECT_EQ(client->endpoint.tls, row.tls) << row.path;
+    }
+}
+
+TEST(PortableDirectory, WithoutADefaultDomainServerlessPathsLeadNowhere) {
+    const auto client = std::make_shared<RememberingClient>();
+    const auto services = makePortableDirectoryServices(client, "");
+    for (const char* path : {"LDAP://rootDSE", "LDAP://dc=x", "LDAP:", "GC:"}) {
+        const auto opened = services->openSearch(path, {}, adsSecureAuthentication);
+        ASSERT_FALSE(opened) << path;
+        EXPECT_EQ(hexCode(opened.error().code), "8007054b") << path;
+    }
+    EXPECT_EQ(client->opened, 0);
+}
+
+TEST(PortableDirectory, BindsAsTheFlagsSay) {
+    using Method = LdapCredentials::Method;
+    const DirectoryCredentials nobody, alice{"CORP\\alice", CORE::secretstring("hers")};
+    const struct {
+        const DirectoryCredentials& credentials;
+        std::uint32_t flags;
+        Method method;
+    } table[] = {
+        {nobody, adsSecureAuthentication, Method::negotiate},
+        {nobody, adsSecureAuthentication | adsServerBind, Method::negotiate},
+        {alice, adsSecureAuthentication, Method::negotiate},
+        {nobody, 0, Method::anonymous},
+        {alice, adsServerBind, Method::simple},
+    };
+    for (const auto& row : table) {
+        const auto client = std::make_shared<RememberingClient>();
+        EXPECT_TRUE(makePortableDirectoryServices(client, "")
+                        ->openSearch("LDAP://dc1/dc=x", row.credentials, row.flags));
+        EXPECT_EQ(client->bound.method, row.method) << row.flags;
+        EXPECT_EQ(client->bound.user, row.credentials.user);
+        EXPECT_EQ(client->bound.password.view(), row.credentials.password.view());
+    }
+}
+
+// A directory of 30 entries with a group of 10, that gives 3 values at once and has the faults of its case.
+class SmallLab {
+  public:
+    explicit SmallLab(lab::Faults faults = {}) {
+        auto clock = makeSystemClock();
+        lab::DirectorySettings settings{"LDAP", {"DC=x"}, "LAB", "lab.example"};
+        settings.valuesAtOnce = 3;
+        auto directory = std::make_unique<lab::Directory>(settings, *clock);
+        std::string content, members;
+        for (int i = 0; i < 30; ++i) {
+            const std::string dn = "CN=u" + std::to_string(i) + ",DC=x\n";
+            content += "dn: " + dn + "objectClass: user\npwdLastSet: 133000000000000000\n\n";
+            if (i < 10) members += "member: " + dn;
+        }
+        content += "dn: CN=g,DC=x\nobjectClass: group\n" + members;
+        EXPECT_TRUE(directory->readContent(content, "small.ldif"));
+        directory->finish();
+        auto network = std::make_shared<lab::LabNetwork>();
+        network->listen({{"lab"}, {389}, {}},
+                        std::make_shared<lab::DirectoryServer>(
+                            std::move(directory), std::vector<lab::Account>{}, std::move(faults), clock));
+        client = std::make_shared<CountingClient>(network);
+        services = makePortableDirectoryServices(client, "lab");
+    }
+    std::shared_ptr<CountingClient> client;
+    std::shared_ptr<DirectoryServices> services;
+};
+
+TEST(PortableDirectory, JoinsTheRangesOfALargeAttribute) {
+    const SmallLab lab;
+    const auto group = lab.services->openObject("LDAP://lab/CN=g,DC=x", {}, adsSecureAuthentication);
+    ASSERT_TRUE(group);
+    const auto members = (*group)->getEx("Member");
+    ASSERT_TRUE(members);
+    ASSERT_EQ(members->size(), 10U);
+    EXPECT_EQ(adsTypeCode(members->front()), 1);
+    EXPECT_EQ(directoryText(members->back()), "CN=u9,DC=x");
+}
+
+TEST(PortableDirectory, AServerThatDiesInMidSearchEndsItsBinding) {
+    lab::Faults faults;
+    faults.dieAfterPages = 2;
+    const SmallLab lab(faults);
+    const auto search = lab.services->openSearch("LDAP://lab/DC=x", {}, adsSecureAuthentication);
+    ASSERT_TRUE(search);
+    ASSERT_TRUE((*search)->setPreference(SearchPreference::pageSize, 5));
+    const auto rows = (*search)->execute("(objectClass=user)", {"cn"});
+    ASSERT_TRUE(rows);
+    int seen = 0;
+    auto more = (*rows)->next();
+    for (; more && *more; more = (*rows)->next()) ++seen;
+    ASSERT_FALSE(more);
+    EXPECT_EQ(hexCode(more.error().code), "8007203a");
+    EXPECT_FALSE((*search)->usable());
+    EXPECT_LE(seen, 10);
+    EXPECT_FALSE((*rows)->column("cn"));  // there is no row any more
+}
+
+TEST(PortableDirectory, RowsOutliveTheirSearch) {
+    const SmallLab lab;
+    std::unique_ptr<DirectoryRows> rows;
+    {
+        const auto search = lab.services->openSearch("LDAP://lab/DC=x", {}, adsSecureAuthentication);
+        ASSERT_TRUE(search);
+        ASSERT_TRUE((*search)->setPreference(SearchPreference::pageSize, 7));
+        rows = std::move((*search)->execute("(objectClass=user)", {}).value());
+    }
+    EXPECT_FALSE(rows->column("cn"));
+    int seen = 0;
+    while (rows->next().value()) {
+        ++seen;
+        const auto columns = rows->columns();
+        ASSERT_TRUE(columns);
+        EXPECT_EQ(columns->back().name, "ADsPath");
+        const auto set = rows->column("pwdLastSet");
+        ASSERT_TRUE(set && *set);
+        EXPECT_EQ((*set)->values, std::vector<DirectoryValue>{std::int64_t{133000000000000000}});
+    }
+    EXPECT_EQ(seen, 30);
+}
+
+}  // namespace
+}  // namespace wsadmin::platform

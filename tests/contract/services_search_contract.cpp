@@ -1,0 +1,245 @@
+// What every implementation of directory services does with paths and searches.
+#include <asio.hpp>
+#include <chrono>
+#include <thread>
+
+#include "contract/services_under_test.h"
+
+namespace wsadmin::platform {
+namespace {
+
+using ServicesSearchContract = ServicesContract;
+
+TEST_P(ServicesSearchContract, RowsHaveTypedColumns) {
+    make("CN=one", {{"zre-QuorinEnabled", {"-1"}},
+                    {"zre-DisplayName",
+                     {"Gr\xc3\xbc\xc3\x9f"
+                      "e"}},
+                    {"zre-NameValuePair", {"a=1", "b=2"}}});
+    const auto search = searchAt(pathOf(place()));
+    ASSERT_TRUE(search);
+    const auto rows =
+        rowsOf(*search, "(cn=one)",
+               {"cn", "zre-quorinenabled", "zre-DisplayName", "zre-NameValuePair", "distinguishedName",
+                "objectGUID", "whenCreated", "zre-ClusterName", "ADsPath"});
+    ASSERT_EQ(rows.size(), 1U);
+    Row row = rows.front();
+    EXPECT_EQ(row["cn"], std::vector<DirectoryValue>{std::string("one")});
+    EXPECT_EQ(row["zre-quorinenabled"], std::vector<DirectoryValue>{std::int32_t{-1}});
+    EXPECT_EQ(row["zre-DisplayName"], std::vector<DirectoryValue>{std::string("Gr\xc3\xbc\xc3\x9f"
+                                                                              "e")});
+    EXPECT_EQ(row["zre-NameValuePair"].size(), 2U);
+    ASSERT_EQ(row["distinguishedName"].size(), 1U);
+    EXPECT_EQ(adsTypeCode(row["distinguishedName"][0]), 1);
+    EXPECT_TRUE(sameDn(directoryText(row["distinguishedName"][0]), at("CN=one")));
+    ASSERT_EQ(row["objectGUID"].size(), 1U);
+    EXPECT_EQ(std::get<DirectoryBytes>(row["objectGUID"][0]).bytes.size(), 16U);
+    ASSERT_EQ(row["whenCreated"].size(), 1U);
+    EXPECT_GT(std::get<DirectoryTime>(row["whenCreated"][0]).seconds, 1'577'836'800);  // 2020
+    EXPECT_FALSE(row.contains("zre-ClusterName"));
+    EXPECT_TRUE(directoryText(row["ADsPath"].at(0)).starts_with("LDAP://"));
+}
+
+TEST_P(ServicesSearchContract, PreferencesShapeTheSearch) {
+    makeUnit("OU=a");
+    for (const char* name : {"CN=1,OU=a", "CN=2,OU=a", "CN=3,OU=a", "CN=4,OU=a", "CN=5,OU=a"}) make(name);
+    const auto search = searchAt(pathOf(at("OU=a")));
+    ASSERT_TRUE(search);
+    EXPECT_EQ(namesOf(*search, "(objectClass=*)"), "1 2 3 4 5 a");  // the whole subtree, unless told
+    const struct {
+        SearchPreference preference;
+        int value;
+        const char* names;
+    } table[] = {
+        {SearchPreference::scope, 0, "a"},
+        {SearchPreference::scope, 1, "1 2 3 4 5"},
+        {SearchPreference::pageSize, 2, "1 2 3 4 5"},
+        {SearchPreference::timeLimit, 60, "1 2 3 4 5"},
+        {SearchPreference::scope, 2, "1 2 3 4 5 a"},
+        {SearchPreference::pageSize, 1000, "1 2 3 4 5 a"},
+    };
+    for (const auto& row : table) {
+        ASSERT_TRUE(search->setPreference(row.preference, row.value));
+        EXPECT_EQ(namesOf(*search, "(objectClass=*)"), row.names) << static_cast<int>(row.preference);
+    }
+    ASSERT_TRUE(search->setPreference(SearchPreference::sizeLimit, 3));
+    EXPECT_EQ(rowsOf(*search, "(objectClass=*)", {"name"}).size(), 3U);
+    EXPECT_FALSE(search->setPreference(SearchPreference::scope, 3));
+    EXPECT_TRUE(search->usable());
+}
+
+TEST_P(ServicesSearchContract, FiltersTakeAnyValueAndRefuseBrokenOnes) {
+    make("CN=a*(b)", {{"zre-DNSDomainName", {"c\\d"}}}, "zre-HDQProperties");
+    make("CN=other", {}, "zre-HDQProperties");
+    const auto search = searchAt(pathOf(place()));
+    ASSERT_TRUE(search);
+    const struct {
+        std::string filter;
+        const char* names;
+    } table[] = {
+        {"(cn=" + escapeFilterValue("a*(b)") + ")", "a*(b)"},
+        {"(zre-DNSDomainName=" + escapeFilterValue("c\\d") + ")", "a*(b)"},
+        {"cn=other", "other"},
+        {"(cn=*)", "a*(b) other"},
+        {"(&(objectClass=zre-HDQProperties)(!zre-DNSDomainName=*))", "other"},
+        {"(cn=nobody)", ""},
+        {"(cn=a*(b))", "!8007203e"},
+        {"(cn=", "!8007203e"},
+    };
+    for (const auto& row : table) EXPECT_EQ(namesOf(*search, row.filter), row.names) << row.filter;
+    EXPECT_TRUE(search->usable());
+}
+
+TEST_P(ServicesSearchContract, OpensByEveryKindOfPath) {
+    make("CN=a/b\\,c");
+    const std::string host = directory_->endpoint().host;
+    const std::string dn = at("CN=a/b\\,c");
+    for (const std::string& path : {pathOf(dn), pathOf(at("CN=a\\/b\\,c")), "LDAP://" + host + "/" + dn,
+                                    "LDAP://" + dn, "ldap://" + dn}) {
+        const auto search = searchAt(path);
+        ASSERT_TRUE(search) << path;
+        ASSERT_TRUE(search->setPreference(SearchPreference::scope, 0));
+        const auto rows = rowsOf(*search, "(objectClass=*)", {"name", "ADsPath"});
+        ASSERT_EQ(rows.size(), 1U) << path;
+        EXPECT_EQ(directoryText(rows[0].at("name").at(0)), "a/b,c") << path;
+        // The path of what was found opens it again.
+        EXPECT_EQ(openCode(directoryText(rows[0].at("ADsPath").at(0))), adsSucceeded);
+    }
+    for (const std::string& path : {"LDAP://" + server(), std::string("LDAP:")}) {
+        const auto search = searchAt(path);  // its own naming context
+        ASSERT_TRUE(search) << path;
+        EXPECT_EQ(namesOf(*search, "(distinguishedName=" + escapeFilterValue(dn) + ")"), "a/b,c") << path;
+    }
+}
+
+TEST_P(ServicesSearchContract, RootEntryAndCatalogueAnswer) {
+    make("CN=one");
+    for (const std::string& path : {"LDAP://" + server() + "/rootDSE", std::string("LDAP://RootDSE")}) {
+        auto root = services_->openObject(path, credentials(), flags_);
+        ASSERT_TRUE(root) << path;
+        for (const char* name : {"defaultNamingContext", "RootDomainNamingContext"}) {
+            const auto context = (*root)->get(name);
+            ASSERT_TRUE(context) << name;
+            EXPECT_TRUE(sameDn(std::get<std::string>(*context), suffix()));
+        }
+        EXPECT_EQ(codeOf((*root)->get("no-such-attribute")), adsPropertyNotFound);
+    }
+    const auto catalogue = services_->openObject("GC:", credentials(), flags_);
+    ASSERT_TRUE(catalogue) << CORE::toUtf8(catalogue.error().text);
+    const auto forests = (*catalogue)->children();
+    ASSERT_TRUE(forests);
+    ASSERT_EQ(forests->size(), 1U);
+    EXPECT_EQ(client_->last.port, 3268);
+    const auto search = searchAt(forests->front());
+    ASSERT_TRUE(search);
+    EXPECT_EQ(namesOf(*search, "(distinguishedName=" + at("CN=one") + ")"), "one");
+}
+
+TEST_P(ServicesSearchContract, FailuresHaveThePlatformsCodes) {
+    const DirectoryCredentials wrong{credentials().user, CORE::secretstring("wrong")};
+    EXPECT_EQ(hexCode(openCode(pathOf(place()), wrong)), "8007052e");
+    EXPECT_EQ(hexCode(openCode(pathOf(at("CN=nobody")))), "80072030");
+    EXPECT_EQ(hexCode(openCode(pathOf("CN=x,DC=elsewhere"))), "80072030");
+    const auto gone = services_->openObject(pathOf(at("CN=nobody")), credentials(), flags_);
+    ASSERT_FALSE(gone);
+    EXPECT_EQ(gone.error().text, L"There is no such object on the server. Error=32 Info=No Such Object");
+    const auto search = searchAt(pathOf(at("CN=nobody")));  // which looks only at the first row
+    ASSERT_TRUE(search);
+    EXPECT_EQ(namesOf(*search, "(cn=*)"), "!80072030");
+
+    const int before = client_->opened;
+    for (const char* path : {"", "LDAP://", "WinNT://x", "LDAP://a b/dc=x", "LDAP://x:0/dc=y", "LDAP://x/y",
+                             "LDAP://[::1/dc=x", "GC:x"}) {
+        EXPECT_EQ(hexCode(openCode(path)), "80005000") << path;
+        EXPECT_EQ(hexCode(codeOf(services_->openSearch(path, credentials(), flags_))), "80005000") << path;
+    }
+    EXPECT_EQ(client_->opened, before);  // nobody was contacted
+}
+
+// Passes on what goes to a server and back, until it is cut.
+class Wire {
+  public:
+    explicit Wire(const LdapEndpoint& target) {
+        acceptor_.listen();
+        thread_ = std::thread([this, target] {
+            asio::ip::tcp::socket client(context_), server(context_);
+            asio::error_code error;
+            acceptor_.accept(client, error);
+            if (!error) server.connect({asio::ip::make_address(target.host), target.port}, error);
+            if (error) return;
+            pass(client, server, toServer_);
+            pass(server, client, toClient_);
+            context_.run();
+        });
+    }
+    ~Wire() { cut(); }
+    Wire(const Wire&) = delete;
+    Wire& operator=(const Wire&) = delete;
+    std::uint16_t port() { return acceptor_.local_endpoint().port(); }
+    // Ends the connection, and there is no other.
+    void cut() {
+        if (!thread_.joinable()) return;
+        asio::post(context_, [this] { context_.stop(); });
+        asio::error_code ignored;
+        asio::io_context own;
+        asio::ip::tcp::socket wake(own);  // where nobody has come yet
+        wake.connect({asio::ip::address_v4::loopback(), port()}, ignored);
+        thread_.join();
+        acceptor_.close();
+    }
+
+  private:
+    using Buffer = std::array<char, 4096>;
+    void pass(asio::ip::tcp::socket& from, asio::ip::tcp::socket& to, Buffer& buffer) {
+        from.async_read_some(asio::buffer(buffer), [&](asio::error_code error, std::size_t count) {
+            if (!error) asio::write(to, asio::buffer(buffer, count), error);
+            if (error) return context_.stop();
+            pass(from, to, buffer);
+        });
+    }
+
+    asio::io_context context_;
+    asio::ip::tcp::acceptor acceptor_{context_, {asio::ip::address_v4::loopback(), 0}};
+    Buffer toServer_{}, toClient_{};
+    std::thread thread_;
+};
+
+TEST_P(ServicesSearchContract, TellsThatTheServerIsGone) {
+    if (isLab()) GTEST_SKIP() << "a lab has no wire to cut; how it goes away is tried with its faults";
+    for (int i = 0; i < 30; ++i) make("CN=" + std::to_string(i));
+    std::shared_ptr<DirectorySearch> search;
+    {
+        Wire wire(directory_->endpoint());
+        search = searchAt("LDAP://127.0.0.1:" + std::to_string(wire.port()) + "/" + place());
+        ASSERT_TRUE(search);
+        ASSERT_TRUE(search->setPreference(SearchPreference::pageSize, 5));
+        const auto rows = search->execute("(cn=*)", {"cn"});
+        ASSERT_TRUE(rows);
+        ASSERT_TRUE((*rows)->next().value());
+        EXPECT_TRUE(search->usable());
+        wire.cut();
+        auto more = (*rows)->next();
+        for (int row = 1; more && row < 30; ++row) more = (*rows)->next();
+        ASSERT_FALSE(more);
+        EXPECT_EQ(hexCode(more.error().code), "8007203a");
+        EXPECT_FALSE(search->usable());
+    }
+    EXPECT_EQ(namesOf(*search, "(cn=*)"), "!8007203a");
+    EXPECT_EQ(namesOf(*searchAt(pathOf(place())), "(cn=7)"), "7");  // a new one works
+}
+
+TEST_P(ServicesSearchContract, AClosedPortFailsAtOnce) {
+    asio::io_context context;
+    asio::ip::tcp::acceptor acceptor(context, {asio::ip::make_address("127.0.0.1"), 0});
+    const auto port = std::to_string(acceptor.local_endpoint().port());
+    acceptor.close();
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(hexCode(openCode("LDAP://127.0.0.1:" + port + "/" + place())), "8007203a");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+}
+
+INSTANTIATE_TEST_SUITE_P(Services, ServicesSearchContract, testing::Values("lab", "server"),
+                         [](const auto& one) { return one.param; });
+
+}  // namespace
+}  // namespace wsadmin::platform

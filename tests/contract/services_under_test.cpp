@@ -1,0 +1,74 @@
+#include "contract/services_under_test.h"
+
+#include <algorithm>
+
+#include "platform/portable_directory.h"
+
+namespace wsadmin::platform {
+
+void ServicesContract::SetUp() {
+    DirectoryContract::SetUp();
+    if (!directory_) return;
+    client_ = std::make_shared<CountingClient>(directory_->client());
+    services_ = makePortableDirectoryServices(client_, directory_->endpoint().host);
+}
+
+std::string ServicesContract::server() const {
+    return directory_->endpoint().host + ":" + std::to_string(directory_->endpoint().port);
+}
+
+DirectoryCredentials ServicesContract::credentials() const {
+    const LdapCredentials given = directory_->credentials();
+    return {given.user, given.password};
+}
+
+std::shared_ptr<DirectorySearch> ServicesContract::searchAt(const std::string& path) {
+    auto search = services_->openSearch(path, credentials(), flags_);
+    EXPECT_TRUE(search) << path << ": " << CORE::toUtf8(search.error().text);
+    return search ? *search : nullptr;
+}
+
+std::unique_ptr<DirectoryObject> ServicesContract::objectAt(const std::string& dn) {
+    auto object = services_->openObject(pathOf(dn), credentials(), flags_);
+    EXPECT_TRUE(object) << dn << ": " << CORE::toUtf8(object.error().text);
+    return object ? std::move(*object) : nullptr;
+}
+
+int ServicesContract::openCode(const std::string& path, const DirectoryCredentials& credentials) {
+    return codeOf(services_->openObject(path, credentials, flags_));
+}
+
+std::vector<ServicesContract::Row> ServicesContract::rowsOf(DirectorySearch& search,
+                                                            const std::string& filter,
+                                                            const std::vector<std::string>& attributes) {
+    std::vector<Row> all;
+    const auto failed = [&](const Failure& failure) {
+        all.push_back({{"!" + hexCode(failure.code), {}}});
+        return all;
+    };
+    auto rows = search.execute(filter, attributes);
+    if (!rows) return failed(rows.error());
+    while (true) {
+        const auto more = (*rows)->next();
+        if (!more) return failed(more.error());
+        if (!*more) return all;
+        Row& row = all.emplace_back();
+        for (const std::string& name : attributes) {
+            auto column = (*rows)->column(name);
+            if (!column) return failed(column.error());
+            if (*column) row[name] = (*column)->values;
+        }
+    }
+}
+
+std::string ServicesContract::namesOf(DirectorySearch& search, const std::string& filter) {
+    std::vector<std::string> names;
+    for (const Row& row : rowsOf(search, filter, {"name"}))
+        names.push_back(row.contains("name") ? directoryText(row.at("name").at(0)) : row.begin()->first);
+    std::ranges::sort(names);
+    std::string text;
+    for (const auto& name : names) text += (text.empty() ? "" : " ") + name;
+    return text;
+}
+
+}  // namespace wsadmin::platform

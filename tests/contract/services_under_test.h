@@ -1,0 +1,57 @@
+// What the contract of directory services needs beside a directory.
+#pragma once
+
+#include <atomic>
+#include <map>
+
+#include "contract/directory_under_test.h"
+#include "platform/directory_services.h"
+
+namespace wsadmin::platform {
+
+// Counts who is contacted.
+class CountingClient final : public LdapClient {
+  public:
+    explicit CountingClient(std::shared_ptr<LdapClient> client) : client_(std::move(client)) {}
+    Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override {
+        ++opened;
+        last = endpoint;
+        return client_->open(endpoint);
+    }
+    std::atomic<int> opened{0};
+    LdapEndpoint last;
+
+  private:
+    std::shared_ptr<LdapClient> client_;
+};
+
+// Cases write to the directory by LDAP and look at it through the services, or the other way round.
+class ServicesContract : public DirectoryContract {
+  protected:
+    void SetUp() override;
+
+    std::string server() const;  // "host:port"
+    std::string pathOf(const std::string& dn) const { return "LDAP://" + server() + "/" + dn; }
+    DirectoryCredentials credentials() const;
+    std::shared_ptr<DirectorySearch> searchAt(const std::string& path);  // which must open
+    std::unique_ptr<DirectoryObject> objectAt(const std::string& dn);
+    int openCode(const std::string& path) { return openCode(path, credentials()); }
+    int openCode(const std::string& path, const DirectoryCredentials& credentials);
+
+    using Row = std::map<std::string, std::vector<DirectoryValue>>;
+    // All rows with these columns; a failure ends in a row named by its code.
+    std::vector<Row> rowsOf(DirectorySearch& search, const std::string& filter,
+                            const std::vector<std::string>& attributes);
+    // The "cn" of all rows, sorted; "!CODE" when it fails.
+    std::string namesOf(DirectorySearch& search, const std::string& filter);
+
+    std::shared_ptr<CountingClient> client_;
+    std::shared_ptr<DirectoryServices> services_;
+    std::uint32_t flags_ = adsSecureAuthentication;
+};
+
+inline std::string hexCode(int code) {
+    return CORE::toUtf8(CORE::formatText(L"%08x", code));
+}
+
+}  // namespace wsadmin::platform
