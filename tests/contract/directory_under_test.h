@@ -19,7 +19,7 @@ class DirectoryUnderTest {
     virtual std::shared_ptr<LdapClient> client() = 0;
     virtual LdapCredentials credentials() const = 0;  // that may change everything below the suffix
     virtual std::string suffix() const = 0;           // a naming context with CN=ForeignSecurityPrincipals
-    std::unique_ptr<LdapSession> open();  // not bound
+    std::unique_ptr<LdapSession> open();              // not bound
 };
 
 // The lab always; a server when WS_TEST_LDAP_HOST, _PORT, _USER, _PASSWORD and _BASE (and perhaps _DOMAIN)

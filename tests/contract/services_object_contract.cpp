@@ -1,0 +1,174 @@
+// What every implementation of directory services does with objects.
+#include <algorithm>
+
+#include "contract/services_under_test.h"
+
+namespace wsadmin::platform {
+namespace {
+
+using ServicesObjectContract = ServicesContract;
+using Texts = std::vector<std::string>;
+
+std::vector<DirectoryValue> valuesOf(const Texts& texts) {
+    return {texts.begin(), texts.end()};
+}
+
+TEST_P(ServicesObjectContract, GetGivesTypedValues) {
+    make("CN=one", {{"zre-QuorinEnabled", {"7"}}, {"zre-NameValuePair", {"a=1", "b=2"}}});
+    const auto one = objectAt(at("CN=one"));
+    ASSERT_TRUE(one);
+    EXPECT_EQ(one->className(), "zre-PropertyObject");
+    EXPECT_EQ(openCode(one->path()), adsSucceeded);
+    EXPECT_EQ(one->get("cn"), DirectoryValue(std::string("one")));
+    EXPECT_EQ(one->get("ZRE-QuorinEnabled"), DirectoryValue(std::int32_t{7}));
+    EXPECT_EQ(std::get<DirectoryBytes>(one->get("objectGUID").value()).bytes.size(), 16U);
+    EXPECT_GT(std::get<DirectoryTime>(one->get("whenCreated").value()).seconds, 1'577'836'800);  // 2020
+    const auto several = one->getEx("zre-NameValuePair");
+    ASSERT_TRUE(several);
+    EXPECT_EQ(several->size(), 2U);
+    EXPECT_EQ(one->getEx("cn").value().size(), 1U);
+    EXPECT_EQ(hexCode(codeOf(one->get("zre-ClusterName"))), "8000500d");
+    EXPECT_EQ(hexCode(codeOf(one->getEx("zre-ClusterName"))), "8000500d");
+}
+
+TEST_P(ServicesObjectContract, PutsReachTheDirectoryWithSetInfo) {
+    make("CN=one", {{"zre-NameValuePair", {"a=1", "b=2", "c=3"}}, {"zre-ClusterName", {"old"}}});
+    const auto one = objectAt(at("CN=one"));
+    ASSERT_TRUE(one);
+    const struct {
+        const char* what;
+        PutOperation operation;
+        const char* attribute;
+        std::vector<DirectoryValue> put;
+        Texts after;
+    } table[] = {
+        {"append",
+         PutOperation::append,
+         "zre-NameValuePair",
+         valuesOf({"d=4"}),
+         {"a=1", "b=2", "c=3", "d=4"}},
+        {"remove", PutOperation::remove, "zre-NameValuePair", valuesOf({"a=1", "c=3"}), {"b=2", "d=4"}},
+        {"update", PutOperation::update, "zre-NameValuePair", valuesOf({"x=1", "y=2"}), {"x=1", "y=2"}},
+        {"clear", PutOperation::clear, "zre-ClusterName", {}, {}},
+        {"number", PutOperation::update, "zre-QuorinEnabled", {std::int32_t{-1}}, {"-1"}},
+        {"name", PutOperation::update, "zre-ConnectionServerDN", {DirectoryName{place()}}, {place()}},
+    };
+    for (const auto& row : table) {
+        const Texts before = values(at("CN=one"), row.attribute);
+        ASSERT_TRUE(one->putEx(row.operation, row.attribute, row.put)) << row.what;
+        EXPECT_EQ(values(at("CN=one"), row.attribute), before) << row.what;
+        const auto written = one->setInfo();
+        ASSERT_TRUE(written) << row.what << ": " << CORE::toUtf8(written.error().text);
+        EXPECT_EQ(values(at("CN=one"), row.attribute), row.after) << row.what;
+    }
+    // Several at once, the later put of an attribute instead of the earlier; and what was put is read.
+    ASSERT_TRUE(one->put("zre-ClusterName", std::string("first")));
+    ASSERT_TRUE(one->put("zre-ClusterName", std::string("second")));
+    ASSERT_TRUE(one->putEx(PutOperation::clear, "zre-NameValuePair", {}));
+    EXPECT_EQ(one->get("zre-ClusterName"), DirectoryValue(std::string("second")));
+    ASSERT_TRUE(one->setInfo());
+    EXPECT_EQ(values(at("CN=one"), "zre-ClusterName"), Texts{"second"});
+    EXPECT_EQ(values(at("CN=one"), "zre-NameValuePair"), Texts{});
+    EXPECT_EQ(one->get("zre-ClusterName"), DirectoryValue(std::string("second")));
+    EXPECT_TRUE(one->setInfo());  // with nothing to write
+    EXPECT_FALSE(one->putEx(PutOperation::update, "zre-ClusterName", {}));
+}
+
+TEST_P(ServicesObjectContract, ARefusedSetInfoChangesNothing) {
+    make("CN=one", {{"zre-ClusterName", {"old"}}});
+    const auto one = objectAt(at("CN=one"));
+    ASSERT_TRUE(one);
+    ASSERT_TRUE(one->put("zre-ClusterName", std::string("new")));
+    ASSERT_TRUE(one->put("zre-QuorinEnabled", std::string("no number")));
+    EXPECT_EQ(hexCode(codeOf(one->setInfo())), "8007200b");
+    EXPECT_EQ(values(at("CN=one"), "zre-ClusterName"), Texts{"old"});
+    // Mended, what was put before is written too.
+    ASSERT_TRUE(one->put("zre-QuorinEnabled", std::int32_t{1}));
+    EXPECT_TRUE(one->setInfo());
+    EXPECT_EQ(values(at("CN=one"), "zre-ClusterName"), Texts{"new"});
+}
+
+TEST_P(ServicesObjectContract, CreatesChildren) {
+    const auto parent = objectAt(place());
+    ASSERT_TRUE(parent);
+    const std::string odd = "CN=" + escapeDnValue("a, \"b\"+c=d;/#");
+    const auto child = parent->create("zre-PropertyObject", odd);
+    ASSERT_TRUE(child);
+    ASSERT_TRUE((*child)->put("zre-ClusterName", std::string("x")));
+    ASSERT_TRUE((*child)->putEx(PutOperation::update, "zre-NameValuePair", valuesOf({"a=1", "b=2"})));
+    EXPECT_EQ(codeOf(read(at(odd))), ldapNoSuchObject);  // only setInfo writes
+    const auto written = (*child)->setInfo();
+    ASSERT_TRUE(written) << CORE::toUtf8(written.error().text);
+    EXPECT_EQ(values(at(odd), "zre-NameValuePair"), (Texts{"a=1", "b=2"}));
+    EXPECT_EQ((*child)->className(), "zre-PropertyObject");
+    EXPECT_EQ((*child)->get("cn"), DirectoryValue(std::string("a, \"b\"+c=d;/#")));
+    EXPECT_EQ(openCode((*child)->path()), adsSucceeded);
+    ASSERT_TRUE((*child)->put("zre-ClusterName", std::string("y")));  // it goes on as any other
+    ASSERT_TRUE((*child)->setInfo());
+    EXPECT_EQ(values(at(odd), "zre-ClusterName"), Texts{"y"});
+
+    const auto again = parent->create("zre-PropertyObject", odd);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(hexCode(codeOf((*again)->setInfo())), "80071392");
+    for (const char* rdn : {"", "no name", "CN=a,OU=b", "CN=a,", "CN=\"a"})
+        EXPECT_FALSE(parent->create("zre-PropertyObject", rdn)) << rdn;
+}
+
+TEST_P(ServicesObjectContract, DeletesChildrenAndWholeTrees) {
+    makeUnit("OU=a");
+    make("CN=one,OU=a");
+    make("CN=two,OU=a");
+    const auto unit = objectAt(at("OU=a"));
+    ASSERT_TRUE(unit);
+    EXPECT_EQ(hexCode(codeOf(unit->removeChild("zre-PropertyObject", "CN=nobody"))), "80072030");
+    EXPECT_FALSE(unit->removeChild("container", "CN=one"));
+    EXPECT_EQ(found("(cn=*)"), "one two");
+    EXPECT_TRUE(unit->removeChild("zre-PropertyObject", "CN=one"));
+    EXPECT_EQ(found("(cn=*)"), "two");
+    EXPECT_EQ(hexCode(codeOf(objectAt(place())->removeChild("organizationalUnit", "OU=a"))), "80072015");
+    EXPECT_TRUE(unit->deleteObject());
+    EXPECT_EQ(codeOf(read(at("OU=a"))), ldapNoSuchObject);
+    EXPECT_EQ(hexCode(codeOf(unit->deleteObject())), "80072030");
+}
+
+TEST_P(ServicesObjectContract, MovesAndRenames) {
+    makeUnit("OU=a");
+    makeUnit("OU=b");
+    make("CN=one,OU=a", {{"zre-ClusterName", {"x"}}});
+    const auto b = objectAt(at("OU=b"));
+    ASSERT_TRUE(b);
+    EXPECT_TRUE(b->moveHere(pathOf(at("CN=one,OU=a")), ""));
+    EXPECT_EQ(values(at("CN=one,OU=b"), "zre-ClusterName"), Texts{"x"});
+    EXPECT_EQ(codeOf(read(at("CN=one,OU=a"))), ldapNoSuchObject);
+    EXPECT_TRUE(b->moveHere(pathOf(at("CN=one,OU=b")), "CN=two"));
+    EXPECT_EQ(values(at("CN=two,OU=b"), "cn"), Texts{"two"});
+    EXPECT_FALSE(b->moveHere(pathOf(at("CN=nobody")), ""));
+    EXPECT_FALSE(b->moveHere("LDAP://elsewhere/CN=two", ""));
+    for (const char* rdn : {"no name", "CN=x,OU=c"})
+        EXPECT_FALSE(b->moveHere(pathOf(at("CN=two,OU=b")), rdn)) << rdn;
+    EXPECT_EQ(found("(cn=*)"), "two");
+}
+
+TEST_P(ServicesObjectContract, EnumeratesChildren) {
+    makeUnit("OU=a");
+    make("CN=x/y,OU=a");
+    makeUnit("OU=two,OU=a");
+    make("CN=deeper,OU=two,OU=a");
+    const auto children = objectAt(at("OU=a"))->children();
+    ASSERT_TRUE(children);
+    Texts names;
+    for (const std::string& path : *children) {
+        const auto child = services_->openObject(path, credentials(), flags_);
+        ASSERT_TRUE(child) << path;
+        names.push_back(directoryText((*child)->get("name").value()));
+    }
+    std::ranges::sort(names);
+    EXPECT_EQ(names, (Texts{"two", "x/y"}));
+    EXPECT_EQ(objectAt(at("CN=x/y,OU=a"))->children()->size(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Services, ServicesObjectContract, testing::Values("lab", "server"),
+                         [](const auto& one) { return one.param; });
+
+}  // namespace
+}  // namespace wsadmin::platform
