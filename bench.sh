@@ -17,7 +17,10 @@ for program in "$root"/build/native/bench/*; do
     [ -x "$program" ] && [ -f "$program" ] || continue
     [ $# = 0 ] || [[ " $* " == *" $name "* ]] || continue
     echo "running $name" >&2
-    "$program" --benchmark_out="$results/$name.json" --benchmark_out_format=json "${effort[@]}" \
+    # What measures a server gets one of its own.
+    launcher=()
+    [[ $name != server_* ]] || launcher=("$root/tests/servers/with-corp")
+    "${launcher[@]}" "$program" --benchmark_out="$results/$name.json" --benchmark_out_format=json "${effort[@]}" \
         >"$results/$name.log" 2>&1 || { cat "$results/$name.log" >&2; exit 1; }
 done
 exec "$root/scripts/ratios.py" "$results"

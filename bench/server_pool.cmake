@@ -1,0 +1,1 @@
+ws_bench(server_pool ldap_layer platform_factory)
