@@ -71,7 +71,7 @@ Outcome<void> addPair(CORE::PropertyBag& bag, const std::string& pair) {
     } else if (value.starts_with('@')) {
         const auto text = readFile(value.substr(1));
         if (!text) return refuse(text.error());
-        bag.addUtf8(name, withoutLineEnd(text->view()));
+        bag.addUtf8(name, withoutLineEnd(CORE::withoutByteOrderMark(text->view())));
     } else {
         bag.addUtf8(name, value);
     }

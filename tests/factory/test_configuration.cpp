@@ -14,7 +14,9 @@ using Method = LdapCredentials::Method;
 
 TEST(Configuration, SaysHowDirectoriesAreReached) {
     const TemporaryFolder folder;
-    folder.write("pod.password", "from \"file\" \r\n");
+    folder.write("pod.password",
+                 "\xEF\xBB\xBF"
+                 "from \"file\" \r\n");
     const auto read = readConfiguration(folder.write("c.toml", R"(
 default-domain = "corp.example"
 [directory]

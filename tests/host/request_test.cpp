@@ -17,8 +17,9 @@ Options oneRequest(std::vector<std::string> pairs) {
 
 TEST(Request, PairsFilesAndJsonBecomeOneBagInOrder) {
     const wstest::TempFolder folder;
-    Options options = oneRequest({"a=1", "a=x=y", "empty=", "p=@" + folder.write("p", "s3cret\r\n"),
-                                  "raw=@" + folder.write("raw", "two\n\n")});
+    Options options =
+        oneRequest({"a=1", "a=x=y", "empty=", "p=@" + folder.write("p", "\xEF\xBB\xBFs3cret\r\n"),
+                    "raw=@" + folder.write("raw", "two\n\n")});
     options.requestFile = folder.write("r.json", R"([["first", "0"], ["bag", [["in", "1"]]]])");
 
     auto requests = buildRequests(options);

@@ -23,6 +23,11 @@ inline constexpr unsigned codePageUtf8 = 65001;
 MFWCORE_API std::wstring toWide(std::string_view utf8);
 MFWCORE_API std::string toUtf8(std::wstring_view wide);
 MFWCORE_API bool isValidUtf8(std::string_view text) noexcept;
+// A file's text without the mark that some editors put before it.
+inline std::string_view withoutByteOrderMark(std::string_view utf8) noexcept {
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    return utf8.substr(utf8.starts_with(mark) ? mark.size() : 0);
+}
 
 // One character folded for comparisons without regard to case: Unicode's simple mapping where upper and lower
 // form are a pair, whatever the locale. Nothing outside ASCII folds into ASCII.

@@ -44,7 +44,7 @@ CORE::secretstring passwordFromFile(const TomlSection& section, const path& file
     const auto content = contentOf(file);
     if (!content) section.wrong("password-file", "the password file " + utf8Of(file) + " cannot be read");
     warnWhenOthersCanRead(file);
-    std::string_view password = content->view();
+    std::string_view password = CORE::withoutByteOrderMark(content->view());
     if (password.ends_with('\n')) password.remove_suffix(1);
     if (password.ends_with('\r')) password.remove_suffix(1);
     if (password.empty()) section.wrong("password-file", "the password file " + utf8Of(file) + " is empty");

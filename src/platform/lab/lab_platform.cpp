@@ -21,7 +21,7 @@ Result<std::string> readFile(const fs::path& path) {
     if (!stream) return fail(1, L"the file cannot be read");
     std::ostringstream text;
     text << stream.rdbuf();
-    return std::move(text).str();
+    return std::string(CORE::withoutByteOrderMark(text.view()));
 }
 
 Result<void> writeFile(const fs::path& path, std::string_view text) {
