@@ -76,8 +76,14 @@ TEST_F(LabFolder, SaysWhatIsWrong) {
     write("a.ldif", fileA);
     write("b.ldif", "dn: OU=b,DC=t\nobjectClass\n");
     EXPECT_EQ(failure(), "b.ldif:2: expected \"name: value\"");
-    write("b.ldif", fileB);
+    write("b.ldif", "\xEF\xBB\xBF" + std::string(fileB));  // as some editors begin a file
     EXPECT_EQ(failure(), "fine");
+    write("machine.toml", "[[directory]]\nsuffixes = [\"dc=a\"]\n\n[[directory]]\nsuffixes = [\"dc=b\"]\n");
+    EXPECT_EQ(failure(), "machine.toml:4: another directory is reached at this machine, port 389");
+    write("machine.toml",
+          "[[directory]]\nsuffixes = [\"dc=a\"]\ntls-ports = [636]\n"
+          "[[directory]]\nsuffixes = [\"dc=b\"]\nhosts = [\"dc\", \"Lab.Example\"]\nports = [390, 636]\n");
+    EXPECT_EQ(failure(), "machine.toml:4: another directory is reached at Lab.Example, port 636");
     write("machine.toml", "[[directory]]\nsuffixes = [\"dc=t\"]\nschema = [\"own.schema\"]\n");
     const struct {
         const char *schema, *failure;

@@ -6,6 +6,27 @@
 
 namespace wsadmin::platform::lab {
 
+namespace {
+
+// Where both are reached.
+std::optional<std::string> common(const LabNetwork::Address& one, const LabNetwork::Address& other) {
+    const auto portsOf = [](const LabNetwork::Address& address) {
+        auto all = address.ports;
+        all.insert(all.end(), address.tlsPorts.begin(), address.tlsPorts.end());
+        return all;
+    };
+    const auto taken = portsOf(other);
+    for (const auto& host : one.hosts)
+        for (const auto& otherHost : other.hosts)
+            for (const auto port : portsOf(one))
+                if (equalFolded(host, foldText(otherHost)) &&
+                    std::find(taken.begin(), taken.end(), port) != taken.end())
+                    return (host.empty() ? "this machine" : host) + ", port " + std::to_string(port);
+    return std::nullopt;
+}
+
+}  // namespace
+
 DirectoryServer::DirectoryServer(std::unique_ptr<Directory> directory, std::vector<Account> accounts,
                                  Faults faults, std::shared_ptr<Clock> clock)
     : clock_(std::move(clock)),
@@ -58,8 +79,11 @@ bool DirectoryServer::admits(const LdapCredentials& credentials) const {
     });
 }
 
-void LabNetwork::listen(Address address, std::shared_ptr<DirectoryServer> server) {
+std::optional<std::string> LabNetwork::listen(Address address, std::shared_ptr<DirectoryServer> server) {
+    for (const auto& [other, unused] : servers_)
+        if (auto both = common(address, other)) return both;
     servers_.emplace_back(std::move(address), std::move(server));
+    return std::nullopt;
 }
 
 Result<std::unique_ptr<LdapSession>> LabNetwork::open(const LdapEndpoint& endpoint) {

@@ -75,7 +75,8 @@ class LabNetwork final : public LdapClient {
         std::vector<std::string> hosts;
         std::vector<std::uint16_t> ports, tlsPorts;
     };
-    void listen(Address address, std::shared_ptr<DirectoryServer> server);
+    // Where somebody listens already, for people; else nothing, and the server is reached there.
+    std::optional<std::string> listen(Address address, std::shared_ptr<DirectoryServer> server);
     Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override;
 
   private:

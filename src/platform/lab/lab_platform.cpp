@@ -83,7 +83,9 @@ Result<void> openDirectory(Lab& lab, const MachineDescription& machine, Director
     if (address.hosts.empty()) address.hosts = {"", "localhost", "127.0.0.1", "::1", netBios, dns};
     auto server = std::make_shared<DirectoryServer>(std::move(directory), description.accounts,
                                                     description.faults, lab.clock);
-    lab.network->listen(std::move(address), server);
+    if (const auto taken = lab.network->listen(std::move(address), server))
+        return fail(1, CORE::toWide(machineFile) + L":" + std::to_wstring(description.line) +
+                           L": another directory is reached at " + CORE::toWide(*taken));
     lab.directories.push_back({std::move(server), description.files});
     return {};
 }
