@@ -23,6 +23,7 @@ FLOORS = {
     "ldap": PORTS + [GROUND],
     **{worker: DIRECTORIES + PORTS + [GROUND] for worker in WORKERS},
     "framework": WORKERS + DIRECTORIES + PORTS + [GROUND],
+    "winauth": PORTS + [GROUND],
     "host": [GROUND],
 }
 for guest in ("machines", "clientauth", "federation"):
@@ -94,6 +95,7 @@ SELF_TEST = [  # file, line, does it break a wall
     ("src/framework/a.cpp", '#include "platform/lab/lab_platform.h"', True),
     ("src/platform/factory/a.cpp", '#include "platform/lab/lab_platform.h"', False),
     ("src/host/a.cpp", '#include "platform/platform.h"', True),
+    ("src/winauth/a.cpp", '#include "ldap/search.h"', True),
     ("src/platform/a.h", '#  include <Windows.h>', True),
     ("src/platform/windows/a.h", "#include <windows.h>", False),
     ("src/framework/core/corelock.h", "#include <shared_mutex>", False),

@@ -80,8 +80,11 @@ int send(const Options& options) {
         return complain(exitUnreachable, "there is no transport to a running host in this build yet");
 
     const auto log = options.logLevel ? printLog(*options.logLevel) : nullptr;
+    // Where it is missing, the operations that want to ask it say so.
+    const auto authentication = Plugin::load(Plugin::authentication);
     const auto plugin = Plugin::load();
     if (!plugin) return complain(exitUnreachable, plugin.error());
+    if (authentication) static_cast<void>((*authentication)->start(startupBag(options)));
     if (const auto started = (*plugin)->start(startupBag(options)); !started)
         return complain(exitUnreachable, started.error());
 

@@ -8,11 +8,10 @@ namespace hdqadmin {
 
 namespace {
 
-constexpr wchar_t workerName[] = L"ws_admin";
 #if defined(_WIN32)
-constexpr wchar_t libraryName[] = L"ws_admin.dll";
+constexpr wchar_t librarySuffix[] = L".dll";
 #else
-constexpr wchar_t libraryName[] = L"ws_admin.so";
+constexpr wchar_t librarySuffix[] = L".so";
 #endif
 
 }  // namespace
@@ -22,9 +21,10 @@ std::string executableFolder() {
     return CORE::toUtf8(path.left(path.size() - path.lastPath().size()));
 }
 
-Outcome<std::unique_ptr<Plugin>> Plugin::load() {
-    const std::wstring path = CORE::toWide(executableFolder()) + libraryName;
+Outcome<std::unique_ptr<Plugin>> Plugin::load(std::wstring_view name) {
     std::unique_ptr<Plugin> plugin(new Plugin);
+    plugin->name_ = name;
+    const std::wstring path = CORE::toWide(executableFolder()) + plugin->name_ + librarySuffix;
     std::wstring failure;
     plugin->library_ = CORE::library::load(path, failure);
     if (!plugin->library_) return refuse("cannot load " + CORE::toUtf8(path) + ": " + CORE::toUtf8(failure));
@@ -33,7 +33,8 @@ Outcome<std::unique_ptr<Plugin>> Plugin::load() {
     plugin->init_ = plugin->library_->function<CORE::PluginInitFunction>(CORE::pluginInitName);
     plugin->exit_ = plugin->library_->function<CORE::PluginExitFunction>(CORE::pluginExitName);
     plugin->describe_ = plugin->library_->function<CORE::PluginDescribeFunction>(CORE::pluginDescribeName);
-    if (!plugin->params_ || !plugin->init_ || !plugin->exit_ || !plugin->describe_)
+    const bool describes = plugin->describe_ || name != administration;
+    if (!plugin->params_ || !plugin->init_ || !plugin->exit_ || !describes)
         return refuse(CORE::toUtf8(path) + " is not a plug-in: it lacks an entry point");
     return plugin;
 }
@@ -44,7 +45,7 @@ Plugin::~Plugin() {
 
 CORE::PropertyBag Plugin::describe() const {
     CORE::PropertyBag operations;
-    describe_(&operations);
+    if (describe_) describe_(&operations);
     return operations;
 }
 
@@ -54,13 +55,13 @@ Outcome<void> Plugin::start(const CORE::PropertyBag& startup) {
     started_ = true;  // also a plug-in that failed to start is told to exit
     const bool answered = init_(nullptr, nullptr, nullptr, nullptr);
     // An initialisation that fails answers true all the same; only the worker is not there then.
-    if (answered && CORE::MessageFrameWork::System().IsWorkerInstalled(workerName, 0)) return {};
+    if (answered && CORE::MessageFrameWork::System().IsWorkerInstalled(name_, 0)) return {};
     return refuse("the plug-in did not start" + errors.asSentence());
 }
 
 bool Plugin::send(const std::string& operation, const CORE::PropertyBag& request,
                   CORE::PropertyBag& response) {
-    return CORE::MessageHandler::SendMsg(workerName, CORE::toWide(operation), request, response);
+    return CORE::MessageHandler::SendMsg(name_, CORE::toWide(operation), request, response);
 }
 
 Outcome<void> Plugin::stop() {

@@ -1,9 +1,10 @@
-// The plug-in in this process, used as any host uses it: loaded by its path, started with a bag, spoken to by
+// A plug-in in this process, used as any host uses it: loaded by its path, started with a bag, spoken to by
 // messages to its worker, told to exit, unloaded.
 #pragma once
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "framework/core/library.h"
 #include "framework/core/plugin_api.h"
@@ -14,13 +15,16 @@ namespace hdqadmin {
 
 class Plugin {
   public:
-    // From the library beside the executable.
-    static Outcome<std::unique_ptr<Plugin>> load();
+    static constexpr std::wstring_view administration = L"ws_admin";
+    static constexpr std::wstring_view authentication = L"winauth";  // whom the other asks for trusts
+
+    // From the library of that name beside the executable; the worker has the same name.
+    static Outcome<std::unique_ptr<Plugin>> load(std::wstring_view name = administration);
     ~Plugin();  // exits when it was started
     Plugin(const Plugin&) = delete;
     Plugin& operator=(const Plugin&) = delete;
 
-    // The operations, as CORE::PluginDescribeFunction states. Needs no start.
+    // The operations, as CORE::PluginDescribeFunction states; none where it does not tell. Needs no start.
     CORE::PropertyBag describe() const;
     // The sentence carries the error lines that were logged meanwhile.
     Outcome<void> start(const CORE::PropertyBag& startup);
@@ -32,6 +36,7 @@ class Plugin {
   private:
     Plugin() = default;
 
+    std::wstring name_;
     std::unique_ptr<CORE::library> library_;
     CORE::PluginParamsFunction params_ = nullptr;
     CORE::PluginInitFunction init_ = nullptr;

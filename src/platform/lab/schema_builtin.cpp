@@ -47,6 +47,11 @@ attribute msDS-Behavior-Version int single
 attribute nCName dn single
 attribute dnsRoot string multi
 attribute nETBIOSName string single
+attribute flatName string single
+attribute trustPartner string single
+attribute trustDirection int single
+attribute trustType int single
+attribute trustAttributes int single
 attribute uPNSuffixes string multi
 attribute options int single
 attribute userPassword octets multi hidden

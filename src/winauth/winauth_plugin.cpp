@@ -1,0 +1,43 @@
+#include "winauth/winauth_plugin.h"
+
+#include <atomic>
+
+#include "winauth/winauth_service.h"
+
+namespace wsadmin {
+
+namespace {
+
+std::atomic<winauth_plugin*> currentPlugin{nullptr};
+
+}  // namespace
+
+winauth_plugin::winauth_plugin() {
+    currentPlugin = this;
+}
+
+winauth_plugin::~winauth_plugin() {
+    currentPlugin = nullptr;
+}
+
+winauth_plugin* winauth_plugin::current() noexcept {
+    return currentPlugin;
+}
+
+bool winauth_plugin::initialise() {
+    if (winauth_service::current()) return true;
+    const auto service = CORE::refptr<winauth_service>::adopt(new winauth_service(parameters()));
+    winauth_service::setCurrent(service);
+    service->registerWorker(threads());
+    return true;
+}
+
+void winauth_plugin::cleanup() {
+    const auto service = winauth_service::current();
+    if (!service) return;
+    service->unregisterWorker();
+    service->stop();
+    winauth_service::setCurrent({});
+}
+
+}  // namespace wsadmin

@@ -1,0 +1,115 @@
+#include "winauth/winauth_service.h"
+
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "platform/module_log.h"
+#include "winauth/known_domains.h"
+
+namespace wsadmin {
+
+using CORE::PropertyBag;
+
+namespace {
+
+struct Current {
+    std::mutex mutex;
+    CORE::refptr<winauth_service> service;
+};
+
+Current& module() {
+    static Current current;
+    return current;
+}
+
+constexpr int errorNotImplemented = 120;
+
+using Method = PropertyBag (winauth_service::*)(const PropertyBag& request);
+constexpr std::array<std::pair<std::wstring_view, Method>, 2> operations = {
+    {{L"getTrustedDomains", &winauth_service::getTrustedDomains},
+     {L"setDomainConfig", &winauth_service::setDomainConfig}}};
+
+class Operation : public CORE::serviceOperation {
+  public:
+    explicit Operation(CORE::refptr<winauth_service> service) : service_(std::move(service)) {}
+
+    bool MessageHandler(const wchar_t* operation, const PropertyBag& request,
+                        PropertyBag& response) override {
+        for (const auto& [name, method] : operations) {
+            if (CORE::compareFolded(name, operation) != 0) continue;
+            response &= (service_.get()->*method)(request);
+            return true;
+        }
+        response.setError(errorNotImplemented);
+        return false;
+    }
+
+  private:
+    CORE::refptr<winauth_service> service_;
+};
+
+CORE::WorkItem* makeOperation() {
+    auto service = winauth_service::current();
+    return service ? new Operation(std::move(service)) : nullptr;
+}
+
+}  // namespace
+
+winauth_service::winauth_service(PropertyBag parameters)
+    : CORE::service(false), parameters_(std::move(parameters)) {}
+
+CORE::refptr<winauth_service> winauth_service::current() {
+    const std::lock_guard hold(module().mutex);
+    return module().service;
+}
+
+void winauth_service::setCurrent(CORE::refptr<winauth_service> service) {
+    const std::lock_guard hold(module().mutex);
+    std::swap(module().service, service);
+}
+
+void winauth_service::registerWorker(CORE::ThreadGroup& threads) {
+    service::registerWorker(makeOperation, L"winauth", L"Domains and their trusts", true, false, false, true,
+                            &threads);
+}
+
+Result<std::shared_ptr<platform::Platform>> winauth_service::platform() {
+    const std::lock_guard hold(mutex_);
+    if (platform_) return platform_;
+    PropertyBag parameters = parameters_;
+    parameters.setBool(platform::labSaveKey, false);  // the lab's files are written by whoever changes them
+    auto made = platform::createPlatform(parameters);
+    if (made) platform_ = *made;
+    return made;
+}
+
+PropertyBag winauth_service::getTrustedDomains(const PropertyBag& request) {
+    PropertyBag result;
+    const auto machine = platform();
+    if (!machine) {
+        result.setError(machine.error().text);
+        return result;
+    }
+    platform::DirectoryServices& services = *(*machine)->directoryServices;
+    const platform::DirectoryThread thread(services);
+    auto known = readKnownDomains(services, std::string(request.utf8(L"initialDomain")));
+    if (!known) {
+        logWarning(L"%s (%d)", known.error().text, known.error().code);
+        result.setError(known.error().text);
+        return result;
+    }
+    {
+        const std::lock_guard hold(mutex_);
+        filterDomains(*known, domainConfiguration_);
+    }
+    return renderKnownDomains(*known);
+}
+
+PropertyBag winauth_service::setDomainConfig(const PropertyBag& request) {
+    const std::lock_guard hold(mutex_);
+    domainConfiguration_ = request;
+    return {};
+}
+
+}  // namespace wsadmin
