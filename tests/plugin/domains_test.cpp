@@ -1,0 +1,105 @@
+// The plug-in and the authentication worker beside it, both as real libraries: what they say of the sample
+// lab's domains, and that they go while domains are being asked.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "framework/core/corelock.h"
+#include "framework/core/framework.h"
+#include "framework/core/library.h"
+#include "framework/core/log.h"
+#include "framework/core/plugin_api.h"
+
+namespace {
+
+using CORE::PropertyBag;
+
+class Module {
+  public:
+    Module(const char* name, const PropertyBag& startup) {
+#if defined(_WIN32)
+        const auto path = std::filesystem::path(WS_BIN_DIR) / (std::string(name) + ".dll");
+#else
+        const auto path = std::filesystem::path(WS_BIN_DIR) / (std::string(name) + ".so");
+#endif
+        std::wstring failure;
+        library_ = CORE::library::load(std::filesystem::absolute(path).make_preferred().wstring(), failure);
+        if (!library_) throw std::runtime_error(CORE::toUtf8(failure));
+        library_->function<CORE::PluginParamsFunction>("PluginParams")(&startup);
+        library_->function<CORE::PluginInitFunction>("PluginInit")(nullptr, nullptr, nullptr, nullptr);
+    }
+    ~Module() {
+        library_->function<CORE::PluginExitFunction>("PluginExit")();
+    }
+    Module(const Module&) = delete;
+    Module& operator=(const Module&) = delete;
+
+  private:
+    std::unique_ptr<CORE::library> library_;
+};
+
+PropertyBag sampleLab(bool checks) {
+    PropertyBag startup;
+    startup.set(CORE::startupLabFolder,
+                (std::filesystem::absolute(WS_SOURCE_DIR) / "labs" / "sample").wstring());
+    startup.setBool(L"InitiateDomainChecks", checks);
+    return startup;
+}
+
+std::wstring healthText(const PropertyBag& health) {
+    std::wstring text;
+    std::size_t position = 0;
+    while (const PropertyBag* one = health.getNextBag(L"domain", position))
+        text += one->get(L"name").str() + L" " + one->get(L"contactable").str() + L" " +
+                one->get(L"trustType").str() + L"; ";
+    return text;
+}
+
+TEST(Domains, TheSampleLabHasOneOfEachKind) {
+    const Module winauth("winauth", sampleLab(false));
+    const Module admin("ws_admin", sampleLab(false));
+    PropertyBag response;
+    EXPECT_TRUE(CORE::MessageHandler::SendMsg(L"ws_admin", L"Diag", {}, response));
+    EXPECT_EQ(healthText(response.getBag(L"DOMAINHEALTH")),
+              L"CORP FULLYACCESSIBLE PRIMARYDOMAIN; BRANCH FULLYACCESSIBLE TWOWAY; "
+              L"PARTNER CANNOTBIND FROMBROKER; PLANT UNKNOWN UNKNOWN; ");
+}
+
+// In every order of going, and whatever the messages find.
+TEST(Domains, TheModulesGoWhileMapsAreBuilt) {
+    constexpr int rounds = 20, requests = 20;
+    for (int round = 0; round < rounds; ++round) {
+        std::atomic<int> answered{0};
+        {
+            auto winauth = std::make_unique<Module>("winauth", sampleLab(false));
+            const Module admin("ws_admin", sampleLab(true));
+            for (int i = 0; i < requests; ++i) {
+                PropertyBag request;
+                request.setBool(L"forceReload", true);
+                CORE::MessageHandler::SendAsyncMsg(L"ws_admin", L"getDomainHealth", std::move(request),
+                                                   [&](CORE::RespType, PropertyBag&) { ++answered; });
+            }
+            if (round % 2) winauth.reset();
+        }
+        CORE::MessageFrameWork::System().drain();
+        EXPECT_EQ(answered, requests);
+    }
+}
+
+TEST(Domains, TheModulesGoWhileTheTimerBuildsAMap) {
+    CORE::coreevent checking;  // the first check comes a second after the start
+    const auto sink = CORE::addLogSink(CORE::logDebug, [&](int, std::wstring_view, std::wstring_view text) {
+        if (text.starts_with(L"Detected ")) checking.set();
+    });
+    {
+        const Module winauth("winauth", sampleLab(false));
+        const Module admin("ws_admin", sampleLab(true));
+        checking.wait();
+    }
+    EXPECT_FALSE(CORE::MessageFrameWork::System().IsWorkerInstalled(L"ws_admin", 0));
+}
+
+}  // namespace
