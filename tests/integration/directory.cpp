@@ -11,6 +11,10 @@ namespace {
 
 constexpr char base[] = "DC=vdi,DC=talvex,DC=int";
 
+constexpr char excludeList[] = "zre-AuthDomainExcludeList";
+constexpr const char* domainLists[] = {excludeList, "zre-AuthDomainIncludeList",
+                                       "zre-AuthDomainSearchExcludeList"};
+
 std::vector<std::string> client(const std::string& program) {
     std::string user = environment("WS_TEST_LDAP_USER");
     if (const std::string domain = environment("WS_TEST_LDAP_DOMAIN"); !domain.empty()) user += "@" + domain;
@@ -53,8 +57,14 @@ ServerPod::ServerPod() {
     std::string changes =
         replacement("CN=Common,OU=Global,OU=Properties,", "zre-ClusterName", "Cluster-POD1") +
         replacement("CN=VCS3,OU=Server,OU=QRV,OU=Properties,", mark);
-    for (const char* name : {"VCS1", "VCS2", "VCS3", "VCS4", "VCS (5)*"})
-        changes += replacement("CN=" + std::string(name) + ",OU=Server,OU=Properties,", mark);
+    for (const char* name : {"VCS1", "VCS2", "VCS3", "VCS4", "VCS (5)*"}) {
+        const std::string entry = "CN=" + std::string(name) + ",OU=Server,OU=Properties,";
+        changes += replacement(entry, mark);
+        for (const char* list : domainLists) changes += replacement(entry, list);
+    }
+    for (const char* list : domainLists)
+        changes +=
+            replacement("CN=Common,OU=Global,OU=Properties,", list, list == excludeList ? "old.example" : "");
 
     const wstest::TempFolder folder;
     std::vector<std::string> command = client("ldapmodify");
