@@ -144,7 +144,7 @@ TEST_P(DomainLists, AreLoadedAsTheyStand) {
     const auto [build, place] = GetParam();
     const auto pod = makePod(place);
     std::vector<std::string> arguments = pod->options();
-    arguments.push_back("loadDomainConfig");
+    arguments.emplace_back("loadDomainConfig");
     const Answer answer = ask(build, arguments);
     EXPECT_EQ(answer.status, 0) << answer.errors;
     EXPECT_EQ(answer.value("effectiveList"), "clusterExclude");

@@ -1,0 +1,1 @@
+ws_bench(pool ldap_layer)
