@@ -65,7 +65,7 @@ else
     build native && tests unit native "$pod" -LE integration
     build windows && tests unit-windows windows "$wine $pod" -LE integration
     [ -x build/native/bin/hdqadmin ] && [ -f build/windows/bin/hdqadmin.exe ] &&
-        tests integration native "$wine $pod" -L integration
+        tests integration native "$wine $pod tests/servers/with-corp" -L integration
     [ -x build/native/bin/hdqadmin ] &&
         GTEST_FILTER='*native_server*' tests integration-openldap native tests/servers/with-slapd -L integration
     build native-asan && tests unit-asan native-asan "$pod" -LE integration
