@@ -100,10 +100,15 @@ std::string directoryPathText(const DirectoryPath& path) {
         text += '/';
     }
     if (path.rootDse) return text.append(rootName);
-    for (std::size_t i = 0; i < path.dn.size(); ++i) {
-        if (path.dn[i] == '/') text += '\\';
-        text += path.dn[i];
-        if (path.dn[i] == '\\' && i + 1 < path.dn.size()) text += path.dn[++i];
+    return text + escapeSlashes(path.dn);
+}
+
+std::string escapeSlashes(std::string_view dn) {
+    std::string text;
+    for (std::size_t i = 0; i < dn.size(); ++i) {
+        if (dn[i] == '/') text += '\\';
+        text += dn[i];
+        if (dn[i] == '\\' && i + 1 < dn.size()) text += dn[++i];
     }
     return text;
 }

@@ -35,6 +35,8 @@ enum AdsCode : int {
     adsServerDown = static_cast<int>(0x8007203A),
 };
 
+// The platform's text for a code of the list above; empty for another.
+std::wstring_view adsCodeText(int code) noexcept;
 // The code's own text, followed, where the provider has said more, by "Error=" its code " Info=" its text;
 // "SUCCEEDED" for a code that is none of a failure.
 std::wstring directoryErrorText(int code, std::wstring_view codeText, std::uint32_t extended,
@@ -185,5 +187,7 @@ struct DirectoryPath {
 std::optional<DirectoryPath> parseDirectoryPath(std::string_view text);
 // The path in the platform's spelling; slashes of the name are escaped.
 std::string directoryPathText(const DirectoryPath& path);
+// A name as it stands in a path.
+std::string escapeSlashes(std::string_view dn);
 
 }  // namespace wsadmin::platform

@@ -1,6 +1,9 @@
 // Values and failures of directory services.
+#include <algorithm>
 #include <array>
 #include <chrono>
+#include <iterator>
+#include <utility>
 
 #include "platform/directory_services.h"
 
@@ -20,6 +23,22 @@ std::string timeText(DirectoryTime time) {
         static_cast<unsigned>(date.day()), static_cast<int>(clock.hours().count()),
         static_cast<int>(clock.minutes().count()), static_cast<int>(clock.seconds().count())));
 }
+
+constexpr std::pair<int, std::wstring_view> texts[] = {
+    {adsNotImplemented, L"Not implemented"},
+    {adsUnspecified, L"Unspecified error"},
+    {adsBadPathName, L"An invalid directory pathname was passed"},
+    {adsUnknownObject, L"An unknown directory object was requested"},
+    {adsBadParameter, L"One or more input parameters are invalid"},
+    {adsPropertyNotFound, L"The directory property cannot be found in the cache."},
+    {adsAccessDenied, L"Access is denied."},
+    {adsLogonFailure, L"The user name or password is incorrect."},
+    {adsNoSuchDomain, L"The specified domain either does not exist or could not be contacted."},
+    {adsTimeout, L"This operation returned because the timeout period expired."},
+    {adsObjectExists, L"The object already exists."},
+    {adsNoSuchObject, L"There is no such object on the server."},
+    {adsServerDown, L"The server is not operational."},
+};
 
 using Codes = std::array<int, std::variant_size_v<DirectoryValue>>;
 
@@ -48,6 +67,12 @@ std::string directoryText(const DirectoryValue& value) {
         std::string operator()(const DirectoryName& name) const { return name.dn; }
     };
     return std::visit(Text{}, value);
+}
+
+std::wstring_view adsCodeText(int code) noexcept {
+    const auto* const found =
+        std::ranges::find(texts, code, [](const auto& text) -> int { return text.first; });
+    return found == std::end(texts) ? std::wstring_view() : found->second;
 }
 
 std::wstring directoryErrorText(int code, std::wstring_view codeText, std::uint32_t extended,

@@ -56,28 +56,6 @@ constexpr Mapping mappings[] = {
     {ldapControlNotFound, 0x80072042},
 };
 
-constexpr std::pair<int, std::wstring_view> texts[] = {
-    {adsNotImplemented, L"Not implemented"},
-    {adsUnspecified, L"Unspecified error"},
-    {adsBadPathName, L"An invalid directory pathname was passed"},
-    {adsUnknownObject, L"An unknown directory object was requested"},
-    {adsBadParameter, L"One or more input parameters are invalid"},
-    {adsPropertyNotFound, L"The directory property cannot be found in the cache."},
-    {adsAccessDenied, L"Access is denied."},
-    {adsLogonFailure, L"The user name or password is incorrect."},
-    {adsNoSuchDomain, L"The specified domain either does not exist or could not be contacted."},
-    {adsTimeout, L"This operation returned because the timeout period expired."},
-    {adsObjectExists, L"The object already exists."},
-    {adsNoSuchObject, L"There is no such object on the server."},
-    {adsServerDown, L"The server is not operational."},
-};
-
-std::wstring_view textOf(int code) {
-    const auto* const found =
-        std::ranges::find(texts, code, [](const auto& text) -> int { return text.first; });
-    return found == std::end(texts) ? std::wstring_view() : found->second;
-}
-
 int codeOf(int ldapCode) {
     const auto* const found = std::ranges::find(mappings, ldapCode, &Mapping::ldapCode);
     return found == std::end(mappings) ? static_cast<int>(adsUnspecified) : static_cast<int>(found->hresult);
@@ -87,12 +65,12 @@ int codeOf(int ldapCode) {
 
 Failure adsFailure(const Failure& ldapFailure) {
     const int code = codeOf(ldapFailure.code);
-    return {code, directoryErrorText(code, textOf(code), static_cast<std::uint32_t>(ldapFailure.code),
+    return {code, directoryErrorText(code, adsCodeText(code), static_cast<std::uint32_t>(ldapFailure.code),
                                      ldapFailure.text)};
 }
 
 Failure adsFailure(int code) {
-    return {code, directoryErrorText(code, textOf(code), 0, {})};
+    return {code, directoryErrorText(code, adsCodeText(code), 0, {})};
 }
 
 DirectoryPath PortableBinding::pathTo(std::string dn) const {

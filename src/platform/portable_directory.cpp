@@ -35,6 +35,8 @@ class PortableDirectoryServices final : public DirectoryServices {
                                                         std::uint32_t flags) override {
         auto opened = open(path, credentials, flags);
         if (!opened) return fail(opened.error());
+        if ((flags & adsFastBind) == 0)
+            if (auto there = checkEntry(*opened); !there) return fail(there.error());
         return std::make_shared<PortableSearch>(std::move(*opened));
     }
 
@@ -66,6 +68,18 @@ class PortableDirectoryServices final : public DirectoryServices {
                                 .types = typesOf(endpoint),
                                 .lost = std::make_shared<std::atomic<bool>>(false)};
         return named(std::move(binding));
+    }
+
+    // Opening a path looks whether its entry is there; who is sure of that asks for a fast bind.
+    static Result<void> checkEntry(const PortableBinding& binding) {
+        if (binding.path.dn.empty()) return {};
+        const auto found = binding.session->search({.base = binding.path.dn,
+                                                    .scope = LdapScope::base,
+                                                    .filter = "(objectClass=*)",
+                                                    .attributes = {"1.1"}});
+        if (!found) return fail(adsFailure(found.error()));
+        if (found->entries.empty()) return fail(adsFailure(adsNoSuchObject));
+        return {};
     }
 
     // A path that names no entry means the server's own naming context; a catalogue has everything below its

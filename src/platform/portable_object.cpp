@@ -134,6 +134,7 @@ Result<std::vector<DirectoryValue>> PortableObject::getEx(std::string_view name)
         if (auto learned = binding_.types->learn(*binding_.session, {std::string(name)}); !learned)
             return fail(binding_.failure(learned.error()));
         type = binding_.types->of(name);
+        if (type == AttributeType::name) type = AttributeType::text;  // as an object's variant has it
     }
     std::vector<DirectoryValue> values;
     for (const std::string& value : *wire) values.push_back(typedValue(type, value));

@@ -94,7 +94,7 @@ TEST(PortableDirectory, BindsAsTheFlagsSay) {
     for (const auto& row : table) {
         const auto client = std::make_shared<RememberingClient>();
         EXPECT_TRUE(makePortableDirectoryServices(client, "")
-                        ->openSearch("LDAP://dc1/dc=x", row.credentials, row.flags));
+                        ->openSearch("LDAP://dc1/dc=x", row.credentials, row.flags | adsFastBind));
         EXPECT_EQ(client->bound.method, row.method) << row.flags;
         EXPECT_EQ(client->bound.user, row.credentials.user);
         EXPECT_EQ(client->bound.password.view(), row.credentials.password.view());
@@ -136,7 +136,7 @@ TEST(PortableDirectory, JoinsTheRangesOfALargeAttribute) {
     const auto members = (*group)->getEx("Member");
     ASSERT_TRUE(members);
     ASSERT_EQ(members->size(), 10U);
-    EXPECT_EQ(adsTypeCode(members->front()), 1);
+    EXPECT_EQ(variantTypeCode(members->front()), 8);
     EXPECT_EQ(directoryText(members->back()), "CN=u9,DC=x");
 }
 

@@ -63,7 +63,7 @@ TEST_P(ServicesSearchContract, PreferencesShapeTheSearch) {
         EXPECT_EQ(namesOf(*search, "(objectClass=*)"), row.names) << static_cast<int>(row.preference);
     }
     ASSERT_TRUE(search->setPreference(SearchPreference::sizeLimit, 3));
-    EXPECT_EQ(rowsOf(*search, "(objectClass=*)", {"name"}).size(), 3U);
+    EXPECT_EQ(rowsOf(*search, "(objectClass=*)", {"name"}).size(), isWines() ? 6U : 3U);
     EXPECT_FALSE(search->setPreference(SearchPreference::scope, 3));
     EXPECT_TRUE(search->usable());
 }
@@ -96,6 +96,7 @@ TEST_P(ServicesSearchContract, OpensByEveryKindOfPath) {
     const std::string dn = at("CN=a/b\\,c");
     for (const std::string& path : {pathOf(dn), pathOf(at("CN=a\\/b\\,c")), "LDAP://" + host + "/" + dn,
                                     "LDAP://" + dn, "ldap://" + dn}) {
+        if (isWines() && path.find(host) == std::string::npos) continue;  // it knows no default domain
         const auto search = searchAt(path);
         ASSERT_TRUE(search) << path;
         ASSERT_TRUE(search->setPreference(SearchPreference::scope, 0));
@@ -105,6 +106,7 @@ TEST_P(ServicesSearchContract, OpensByEveryKindOfPath) {
         // The path of what was found opens it again.
         EXPECT_EQ(openCode(directoryText(rows[0].at("ADsPath").at(0))), adsSucceeded);
     }
+    if (isWines()) return;
     for (const std::string& path : {"LDAP://" + server(), std::string("LDAP:")}) {
         const auto search = searchAt(path);  // its own naming context
         ASSERT_TRUE(search) << path;
@@ -115,6 +117,7 @@ TEST_P(ServicesSearchContract, OpensByEveryKindOfPath) {
 TEST_P(ServicesSearchContract, RootEntryAndCatalogueAnswer) {
     make("CN=one");
     for (const std::string& path : {"LDAP://" + server() + "/rootDSE", std::string("LDAP://RootDSE")}) {
+        if (isWines() && path.find(server()) == std::string::npos) continue;
         auto root = services_->openObject(path, credentials(), flags_);
         ASSERT_TRUE(root) << path;
         for (const char* name : {"defaultNamingContext", "RootDomainNamingContext"}) {
@@ -124,10 +127,11 @@ TEST_P(ServicesSearchContract, RootEntryAndCatalogueAnswer) {
         }
         EXPECT_EQ(codeOf((*root)->get("no-such-attribute")), adsPropertyNotFound);
     }
+    if (isWines()) GTEST_SKIP() << "Wine has no provider of \"GC:\"";
     const auto catalogue = services_->openObject("GC:", credentials(), flags_);
     ASSERT_TRUE(catalogue) << CORE::toUtf8(catalogue.error().text);
     const auto forests = (*catalogue)->children();
-    ASSERT_TRUE(forests);
+    ASSERT_TRUE(forests) << hexCode(codeOf(forests));
     ASSERT_EQ(forests->size(), 1U);
     EXPECT_EQ(client_->last.port, 3268);
     const auto search = searchAt(forests->front());
@@ -137,15 +141,17 @@ TEST_P(ServicesSearchContract, RootEntryAndCatalogueAnswer) {
 
 TEST_P(ServicesSearchContract, FailuresHaveThePlatformsCodes) {
     const DirectoryCredentials wrong{credentials().user, CORE::secretstring("wrong")};
-    EXPECT_EQ(hexCode(openCode(pathOf(place()), wrong)), "8007052e");
-    EXPECT_EQ(hexCode(openCode(pathOf(at("CN=nobody")))), "80072030");
-    EXPECT_EQ(hexCode(openCode(pathOf("CN=x,DC=elsewhere"))), "80072030");
-    const auto gone = services_->openObject(pathOf(at("CN=nobody")), credentials(), flags_);
-    ASSERT_FALSE(gone);
-    EXPECT_EQ(gone.error().text, L"There is no such object on the server. Error=32 Info=No Such Object");
-    const auto search = searchAt(pathOf(at("CN=nobody")));  // which looks only at the first row
-    ASSERT_TRUE(search);
-    EXPECT_EQ(namesOf(*search, "(cn=*)"), "!80072030");
+    EXPECT_EQ(hexCode(openCode(pathOf(place()), wrong)), isWines() ? "800720a2" : "8007052e");
+    for (const std::string& dn : {at("CN=nobody"), std::string("CN=x,DC=elsewhere")}) {
+        if (isWines()) continue;  // it opens what is not there
+        EXPECT_EQ(hexCode(openCode(pathOf(dn))), "80072030");
+        const auto absent = services_->openSearch(pathOf(dn), credentials(), flags_);
+        ASSERT_FALSE(absent);
+        EXPECT_EQ(hexCode(absent.error().code), "80072030");
+        EXPECT_EQ(absent.error().text, L"There is no such object on the server. " +
+                                           std::wstring(isAdsi() ? L"Error=8240 Info=as the directory says"
+                                                                 : L"Error=32 Info=No Such Object"));
+    }
 
     const int before = client_->opened;
     for (const char* path : {"", "LDAP://", "WinNT://x", "LDAP://a b/dc=x", "LDAP://x:0/dc=y", "LDAP://x/y",
@@ -240,6 +246,10 @@ TEST_P(ServicesSearchContract, AClosedPortFailsAtOnce) {
 
 INSTANTIATE_TEST_SUITE_P(Services, ServicesSearchContract, testing::Values("lab", "server"),
                          [](const auto& one) { return one.param; });
+#if defined(_WIN32)
+INSTANTIATE_TEST_SUITE_P(Adsi, ServicesSearchContract, testing::Values("adsi", "adsi_server"),
+                         [](const auto& one) { return one.param; });
+#endif
 
 }  // namespace
 }  // namespace wsadmin::platform

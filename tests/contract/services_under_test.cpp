@@ -3,6 +3,9 @@
 #include <algorithm>
 
 #include "platform/portable_directory.h"
+#if defined(_WIN32)
+#include "platform/windows/windows_platform.h"
+#endif
 
 namespace wsadmin::platform {
 
@@ -11,6 +14,17 @@ void ServicesContract::SetUp() {
     if (!directory_) return;
     client_ = std::make_shared<CountingClient>(directory_->client());
     services_ = makePortableDirectoryServices(client_, directory_->endpoint().host);
+#if defined(_WIN32)
+    if (isAdsi() && isLab()) provider_ = std::make_unique<wstest::AdsProvider>(services_);
+    if (isAdsi()) services_ = windows::makeDirectoryServices();
+#endif
+}
+
+void ServicesContract::TearDown() {
+    DirectoryContract::TearDown();
+#if defined(_WIN32)
+    EXPECT_EQ(provider_ ? provider_->liveObjects() : 0, 0);  // everything was released
+#endif
 }
 
 std::string ServicesContract::server() const {

@@ -6,6 +6,9 @@
 
 #include "contract/directory_under_test.h"
 #include "platform/directory_services.h"
+#if defined(_WIN32)
+#include "windows/stand_ins/ads_provider.h"
+#endif
 
 namespace wsadmin::platform {
 
@@ -29,7 +32,12 @@ class CountingClient final : public LdapClient {
 class ServicesContract : public DirectoryContract {
   protected:
     void SetUp() override;
+    void TearDown() override;
 
+    // By the real ADSI: through a provider of the tests on the lab, or the platform's own on a server.
+    bool isAdsi() const { return GetParam().starts_with("adsi"); }
+    // Wine's provider, which falls short of the platform's in what the cases name.
+    bool isWines() const { return isAdsi() && !isLab(); }
     std::string server() const;  // "host:port"
     std::string pathOf(const std::string& dn) const { return "LDAP://" + server() + "/" + dn; }
     DirectoryCredentials credentials() const;
@@ -45,6 +53,9 @@ class ServicesContract : public DirectoryContract {
     // The "cn" of all rows, sorted; "!CODE" when it fails.
     std::string namesOf(DirectorySearch& search, const std::string& filter);
 
+#if defined(_WIN32)
+    std::unique_ptr<wstest::AdsProvider> provider_;
+#endif
     std::shared_ptr<CountingClient> client_;
     std::shared_ptr<DirectoryServices> services_;
 #if defined(_WIN32)

@@ -86,6 +86,7 @@ TEST(Configuration, SaysWhatIsWrongAndWhere) {
         const char* text;
         std::string wrong;
     } rows[] = {
+        {"directory-services = \"ldap\"", ":1: directory-services is one of adsi, portable, not \"ldap\""},
         {"default-domain = \"a b\"", ":1: \"a b\" is no domain"},
         {"[directory]\nhots = \"a\"", ":2: there is no key \"directory.hots\""},
         {"[directori]", ":1: there is no key \"directori\""},

@@ -20,6 +20,7 @@ TEST(Factory, MakesTheRealMachineWithoutKeys) {
     const auto platform = createPlatform({});
     ASSERT_TRUE(platform);
     EXPECT_TRUE((*platform)->names->netBios());
+    EXPECT_TRUE((*platform)->directoryServices);
     EXPECT_TRUE((*platform)->ldap && (*platform)->registry && (*platform)->processes && (*platform)->clock);
     EXPECT_TRUE((*platform)->save());
 }
@@ -60,6 +61,25 @@ TEST(Factory, GivesALabDirectoryServices) {
     const auto sid = (*rows)->column("objectSid");
     ASSERT_TRUE(sid && *sid);
     EXPECT_EQ(adsTypeCode((*sid)->values.front()), 8);
+}
+
+TEST(Factory, ChoosesDirectoryServices) {
+    const TemporaryFolder folder;
+    // A closed port tells whether a configuration is followed: only the portable services do.
+    asio::io_context context;
+    asio::ip::tcp::acceptor acceptor(context, {asio::ip::make_address("127.0.0.1"), 0});
+    const std::string port = std::to_string(acceptor.local_endpoint().port());
+    acceptor.close();
+    for (const char* key : {"", "directory-services = \"portable\"\n"}) {
+        const auto file =
+            folder.write("c.toml", key + std::string("[directory]\nhost = \"127.0.0.1\"\nport = ") + port);
+        const auto platform = createPlatform(startup(configurationKey, utf8Of(file)));
+        ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
+        const auto opened =
+            (*platform)->directoryServices->openSearch("LDAP://127.0.0.1/DC=x", {}, adsSecureAuthentication);
+        ASSERT_FALSE(opened);
+        EXPECT_EQ(opened.error().text, L"The server is not operational. Error=81 Info=Server Down") << key;
+    }
 }
 
 TEST(Factory, RefusesWhatItCannotMake) {

@@ -137,6 +137,14 @@ void readDefaultDomain(TomlSection& top, Configuration& configuration) {
     if (!checkEndpoint({.host = domain})) top.wrong("default-domain", "\"" + domain + "\" is no domain");
 }
 
+void readDirectoryServices(TomlSection& top, Configuration& configuration) {
+    using Kind = DirectoryServicesKind;
+    tomlChoice<Kind>(top, "directory-services", configuration.directoryServices,
+                     {{"adsi", Kind::adsi}, {"portable", Kind::portable}});
+    if (!isWindows && configuration.directoryServices == Kind::adsi)
+        top.wrong("directory-services", "there is no ADSI but under Windows");
+}
+
 }  // namespace
 
 Result<Configuration> readConfiguration(const path& file) {
@@ -145,6 +153,7 @@ Result<Configuration> readConfiguration(const path& file) {
     Configuration configuration;
     const auto read = readToml(text->view(), utf8Of(file), [&](TomlSection& top) {
         readDefaultDomain(top, configuration);
+        readDirectoryServices(top, configuration);
         // This server's own directory and the global one, by the ports that they are asked for on.
         top.table("directory",
                   [&](TomlSection& section) { addRoute(section, file, thisServer(389), configuration); });

@@ -25,9 +25,12 @@ struct DirectoryRoute {
     std::optional<LdapCredentials> credentials;
 };
 
+enum class DirectoryServicesKind { automatic, adsi, portable };
+
 struct Configuration {
     std::vector<DirectoryRoute> routes;
     std::string defaultDomain;  // empty: the machine's own
+    DirectoryServicesKind directoryServices = DirectoryServicesKind::automatic;
 };
 
 // The failure's text is "file:line: what is wrong".

@@ -42,13 +42,22 @@ Result<std::shared_ptr<Platform>> makeLab(std::string_view folder, bool save) {
     return withPortableDirectory(std::move(*lab), {});
 }
 
+// The platform's own, where it has them and nothing speaks against it: only the portable ones follow what a
+// configuration says of directories.
+bool keepsOwnDirectoryServices(const Platform& platform, const Configuration& configuration) {
+    using Kind = DirectoryServicesKind;
+    if (!platform.directoryServices || configuration.directoryServices == Kind::portable) return false;
+    return configuration.directoryServices == Kind::adsi || configuration.routes.empty();
+}
+
 Result<std::shared_ptr<Platform>> makeConfigured(std::string_view file) {
     auto configuration = readConfiguration(pathOf(file));
     if (!configuration) return fail(configuration.error());
     auto platform = makePlatform();
     std::string domain = std::move(configuration->defaultDomain);
+    const bool keep = keepsOwnDirectoryServices(*platform, *configuration);
     platform->ldap = makeRoutedLdapClient(platform->ldap, std::move(*configuration));
-    return withPortableDirectory(std::move(platform), std::move(domain));
+    return keep ? platform : withPortableDirectory(std::move(platform), std::move(domain));
 }
 
 }  // namespace
@@ -60,7 +69,8 @@ Result<std::shared_ptr<Platform>> createPlatform(const CORE::PropertyBag& startu
         return fail(1, L"A lab and a configuration file exclude each other");
     if (!folder.empty()) return makeLab(folder, startup.getBool(labSaveKey));
     if (!file.empty()) return makeConfigured(file);
-    return withPortableDirectory(makePlatform(), {});
+    auto platform = makePlatform();
+    return platform->directoryServices ? platform : withPortableDirectory(std::move(platform), {});
 }
 
 }  // namespace wsadmin::platform

@@ -6,6 +6,7 @@
 
 #include "platform/ldap_request.h"
 #include "platform/module_log.h"
+#include "platform/windows/wide_secret.h"
 
 namespace wsadmin::platform::windows {
 
@@ -28,19 +29,6 @@ l_timeval toTimeval(milliseconds time) noexcept {
 ULONG toSeconds(milliseconds time) noexcept {
     return static_cast<ULONG>(std::max<milliseconds::rep>((time.count() + 999) / 1000, 1));
 }
-
-// A password in the form that the client takes, overwritten when it goes.
-class WideSecret {
-  public:
-    explicit WideSecret(std::string_view utf8) : text_(CORE::toWide(utf8)) {}
-    ~WideSecret() { CORE::wipeMemory(text_.data(), text_.size() * sizeof(wchar_t)); }
-    WideSecret(const WideSecret&) = delete;
-    WideSecret& operator=(const WideSecret&) = delete;
-    std::wstring& text() noexcept { return text_; }
-
-  private:
-    std::wstring text_;
-};
 
 BOOLEAN LDAPAPI acceptAnyCertificate(PLDAP, PCCERT_CONTEXT) {
     return TRUE;

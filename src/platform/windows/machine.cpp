@@ -77,6 +77,7 @@ std::shared_ptr<Folders> makeFolders() {
 std::shared_ptr<Platform> makePlatform() {
     auto platform = std::make_shared<Platform>();
     platform->ldap = makeLdapClient();
+    platform->directoryServices = makeDirectoryServices();
     platform->names = makeComputerNames();
     platform->folders = makeFolders();
     platform->registry = makeRegistry();

@@ -1,0 +1,192 @@
+// Objects by ADSI.
+
+#include "platform/ldap_text.h"
+#include "platform/windows/ads_directory.h"
+#include "platform/windows/ads_values.h"
+
+namespace wsadmin::platform::windows {
+
+namespace {
+
+struct EnumeratorFreer {
+    void operator()(IEnumVARIANT* enumerator) const noexcept { ADsFreeEnumerator(enumerator); }
+};
+
+// Written out, where fail(adsFailure(...)) would hide what the line is about.
+tl::unexpected<Failure> refuse(AdsCode code) {
+    return fail(adsFailure(static_cast<HRESULT>(code)));
+}
+
+Result<void> reported(HRESULT hr) {
+    if (FAILED(hr)) return fail(adsFailure(hr));
+    return {};
+}
+
+// One name below an entry, as a path has it; nothing where it is none or reaches deeper.
+std::optional<Bstr> childName(std::string_view rdn) {
+    const auto name = parseDn(rdn);
+    if (!name || name->size() != 1) return std::nullopt;
+    return std::make_optional<Bstr>(std::string_view(escapeSlashes(rdn)));
+}
+
+class AdsObject final : public DirectoryObject {
+  public:
+    AdsObject(std::shared_ptr<Apartment> apartment, UniqueCom<IADs> object, bool isNew)
+        : apartment_(std::move(apartment)), object_(std::move(object)), isNew_(isNew) {}
+
+    std::string path() const override {
+        Bstr text;
+        object_->get_ADsPath(text.receive());
+        return text.utf8();
+    }
+    std::string className() const override {
+        Bstr text;
+        object_->get_Class(text.receive());
+        return text.utf8();
+    }
+
+    Result<DirectoryValue> get(std::string_view name) override {
+        auto values = read(name, &IADs::Get);
+        if (!values) return fail(values.error());
+        return std::move(values->front());
+    }
+    Result<std::vector<DirectoryValue>> getEx(std::string_view name) override {
+        return read(name, &IADs::GetEx);
+    }
+
+    Result<void> put(std::string_view name, const DirectoryValue& value) override {
+        if (name.empty()) return refuse(adsBadParameter);
+        if (auto current = refresh(); !current) return current;
+        Variant variant;
+        if (const HRESULT hr = toVariant(value, variant); FAILED(hr)) return reported(hr);
+        return reported(object_->Put(Bstr(name).get(), variant.get()));
+    }
+    Result<void> putEx(PutOperation operation, std::string_view name,
+                       const std::vector<DirectoryValue>& values) override {
+        const bool clears = operation == PutOperation::clear;
+        if (name.empty() || clears != values.empty()) return refuse(adsBadParameter);
+        if (auto current = refresh(); !current) return current;
+        Variant variant;
+        if (!clears)
+            if (const HRESULT hr = toVariantArray(values, variant); FAILED(hr)) return reported(hr);
+        return reported(object_->PutEx(static_cast<__LONG32>(operation), Bstr(name).get(), variant.get()));
+    }
+    Result<void> setInfo() override {
+        const HRESULT hr = object_->SetInfo();
+        if (FAILED(hr)) return reported(hr);
+        isNew_ = false;
+        stale_ = true;
+        return {};
+    }
+
+    Result<std::unique_ptr<DirectoryObject>> create(std::string_view objectClass,
+                                                    std::string_view rdn) override {
+        const auto name = childName(rdn);
+        if (!name) return refuse(adsBadPathName);
+        if (objectClass.empty()) return refuse(adsBadParameter);
+        const auto container = containerOf();
+        if (!container) return refuse(adsNotImplemented);
+        IDispatch* made = nullptr;
+        const HRESULT hr = container->Create(Bstr(objectClass).get(), name->get(), &made);
+        if (FAILED(hr)) return fail(adsFailure(hr));
+        const UniqueCom<IDispatch> owner(made);
+        auto child = queryCom<IADs>(made, IID_IADs);
+        if (!child) return refuse(adsNotImplemented);
+        return std::make_unique<AdsObject>(apartment_, std::move(child), true);
+    }
+    Result<void> deleteObject() override {
+        const auto deletion = queryCom<IADsDeleteOps>(object_.get(), IID_IADsDeleteOps);
+        if (!deletion) return refuse(adsNotImplemented);
+        return reported(deletion->DeleteObject(0));
+    }
+    Result<void> removeChild(std::string_view objectClass, std::string_view rdn) override {
+        const auto name = childName(rdn);
+        if (!name) return refuse(adsBadPathName);
+        const auto container = containerOf();
+        if (!container) return refuse(adsNotImplemented);
+        return reported(container->Delete(Bstr(objectClass).get(), name->get()));
+    }
+    Result<void> moveHere(std::string_view path, std::string_view newRdn) override {
+        const auto from = parseDirectoryPath(path);
+        const auto name = newRdn.empty() ? std::make_optional<Bstr>() : childName(newRdn);
+        if (!from || from->dn.empty() || !name) return refuse(adsBadPathName);
+        const auto container = containerOf();
+        if (!container) return refuse(adsNotImplemented);
+        IDispatch* moved = nullptr;
+        const HRESULT hr =
+            container->MoveHere(Bstr(std::string_view(directoryPathText(*from))).get(), name->get(), &moved);
+        const UniqueCom<IDispatch> owner(moved);
+        return reported(hr);
+    }
+
+    Result<std::vector<std::string>> children() override {
+        const auto container = containerOf();
+        if (!container) return refuse(adsNotImplemented);
+        IEnumVARIANT* made = nullptr;
+        HRESULT hr = ADsBuildEnumerator(container.get(), &made);
+        if (FAILED(hr)) return fail(adsFailure(hr));
+        const std::unique_ptr<IEnumVARIANT, EnumeratorFreer> enumerator(made);
+        std::vector<std::string> paths;
+        while (true) {
+            Variant child;
+            ULONG fetched = 0;
+            hr = ADsEnumerateNext(enumerator.get(), 1, child.receive(), &fetched);
+            if (FAILED(hr)) return fail(adsFailure(hr));
+            if (fetched == 0) return paths;
+            if (V_VT(&child.get()) != VT_DISPATCH) continue;
+            if (const auto entry = queryCom<IADs>(V_DISPATCH(&child.get()), IID_IADs)) {
+                Bstr path;
+                entry->get_ADsPath(path.receive());
+                paths.push_back(path.utf8());
+            }
+        }
+    }
+
+  private:
+    using Reader = HRESULT (WINAPI IADs::*)(BSTR, VARIANT*);
+
+    UniqueCom<IADsContainer> containerOf() const {
+        return queryCom<IADsContainer>(object_.get(), IID_IADsContainer);
+    }
+
+    // After a write the cache holds what was put, not what the directory made of it. Never between a put and
+    // its setInfo: it would undo the put.
+    Result<void> refresh() {
+        if (!stale_) return {};
+        const HRESULT hr = object_->GetInfo();
+        if (FAILED(hr)) return reported(hr);
+        stale_ = false;
+        return {};
+    }
+
+    Result<std::vector<DirectoryValue>> read(std::string_view name, Reader reader) {
+        if (auto current = refresh(); !current) return fail(current.error());
+        const Bstr wide(name);
+        Variant found;
+        HRESULT hr = (object_.get()->*reader)(wide.get(), found.receive());
+        if (static_cast<int>(hr) == adsPropertyNotFound && !isNew_) {
+            // Constructed attributes come only when they are asked for by name.
+            Variant names;
+            hr = toVariantArray({std::string(name)}, names);
+            if (SUCCEEDED(hr)) hr = object_->GetInfoEx(names.get(), 0);
+            if (SUCCEEDED(hr)) hr = (object_.get()->*reader)(wide.get(), found.receive());
+        }
+        if (FAILED(hr)) return fail(adsFailure(hr));
+        auto values = variantValues(found.get());
+        if (values.empty()) return refuse(adsPropertyNotFound);
+        return values;
+    }
+
+    std::shared_ptr<Apartment> apartment_;  // released last
+    UniqueCom<IADs> object_;
+    bool isNew_;
+    bool stale_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<DirectoryObject> makeAdsObject(std::shared_ptr<Apartment> apartment, UniqueCom<IADs> object) {
+    return std::make_unique<AdsObject>(std::move(apartment), std::move(object), false);
+}
+
+}  // namespace wsadmin::platform::windows

@@ -1,0 +1,164 @@
+// Searches by ADSI.
+
+#include "platform/ldap_text.h"
+#include "platform/windows/ads_directory.h"
+#include "platform/windows/ads_values.h"
+
+namespace wsadmin::platform::windows {
+
+namespace {
+
+constexpr int filterUnknown = static_cast<int>(0x8007203E);
+
+// The directory-search interface with what is known of its connection; its rows share it.
+struct Connection {
+    std::shared_ptr<Apartment> apartment;  // released last
+    UniqueCom<IDirectorySearch> search;
+    std::atomic<bool> lost{false};
+
+    Failure failure(HRESULT code) {
+        constexpr HRESULT networkLost = static_cast<HRESULT>(0x8007203B);  // the client's "local error"
+        const int number = static_cast<int>(code);
+        if (number == adsServerDown || number == adsTimeout || code == networkLost) lost.store(true);
+        return adsFailure(code);
+    }
+};
+
+class AdsRows final : public DirectoryRows {
+  public:
+    AdsRows(std::shared_ptr<Connection> connection, ADS_SEARCH_HANDLE handle)
+        : connection_(std::move(connection)), handle_(handle) {}
+    ~AdsRows() override { search().CloseSearchHandle(handle_); }
+    AdsRows(const AdsRows&) = delete;
+    AdsRows& operator=(const AdsRows&) = delete;
+
+    Result<bool> next() override {
+        if (finished_) return false;
+        const HRESULT hr = nextRow();
+        onRow_ = hr == S_OK;
+        finished_ = !onRow_;
+        if (FAILED(hr)) return fail(connection_->failure(hr));
+        return onRow_;
+    }
+
+    Result<std::optional<DirectoryColumn>> column(std::string_view name) override {
+        if (!onRow_) return fail(adsFailure(static_cast<HRESULT>(adsBadParameter)));
+        std::wstring wide = CORE::toWide(name);
+        ADS_SEARCH_COLUMN column{};
+        const HRESULT hr = search().GetColumn(handle_, wide.data(), &column);
+        if (hr == E_ADS_COLUMN_NOT_SET) return std::nullopt;
+        if (FAILED(hr)) return fail(connection_->failure(hr));
+        DirectoryColumn found{std::string(name), columnValues(column)};
+        search().FreeColumn(&column);
+        return found;
+    }
+
+    Result<std::vector<DirectoryColumn>> columns() override {
+        if (!onRow_) return fail(adsFailure(static_cast<HRESULT>(adsBadParameter)));
+        std::vector<std::string> names;
+        LPWSTR name = nullptr;
+        while (search().GetNextColumnName(handle_, &name) == S_OK && name) {
+            names.push_back(CORE::toUtf8(name));
+            FreeADsMem(name);
+            name = nullptr;
+        }
+        std::vector<DirectoryColumn> all;
+        for (const std::string& each : names) {
+            auto found = column(each);
+            if (!found) return fail(found.error());
+            if (*found) all.push_back(std::move(**found));
+        }
+        return all;
+    }
+
+  private:
+    IDirectorySearch& search() const { return *connection_->search; }
+
+    // Between two pages the provider may say that there are no more rows, and that there is more data.
+    HRESULT nextRow() {
+        HRESULT hr = S_OK;
+        do {
+            ADsSetLastError(ERROR_SUCCESS, nullptr, nullptr);
+            hr = started_ ? search().GetNextRow(handle_) : search().GetFirstRow(handle_);
+            started_ = true;
+        } while (hr == S_ADS_NOMORE_ROWS && hasMoreData());
+        return hr;
+    }
+
+    static bool hasMoreData() {
+        DWORD code = ERROR_SUCCESS;
+        wchar_t info[2]{};
+        wchar_t provider[2]{};
+        return SUCCEEDED(ADsGetLastError(&code, info, 2, provider, 2)) && code == ERROR_MORE_DATA;
+    }
+
+    std::shared_ptr<Connection> connection_;
+    ADS_SEARCH_HANDLE handle_;
+    bool started_ = false;
+    bool onRow_ = false;
+    bool finished_ = false;
+};
+
+class AdsSearch final : public DirectorySearch {
+  public:
+    explicit AdsSearch(std::shared_ptr<Connection> connection) : connection_(std::move(connection)) {
+        // Without pages the server's limit would cut the answer short in silence.
+        constexpr int usualPageSize = 250;
+        (void)setPreference(SearchPreference::pageSize, usualPageSize);
+    }
+
+    Result<void> setPreference(SearchPreference preference, int value) override {
+        const bool badScope = preference == SearchPreference::scope && value > ADS_SCOPE_SUBTREE;
+        if (value < 0 || badScope) return fail(adsFailure(static_cast<HRESULT>(adsBadParameter)));
+        ADS_SEARCHPREF_INFO info{};
+        info.dwSearchPref = static_cast<ADS_SEARCHPREF>(preference);
+        if (preference == SearchPreference::tombstone) {
+            info.vValue.dwType = ADSTYPE_BOOLEAN;
+            info.vValue.Boolean = value != 0;
+        } else {
+            info.vValue.dwType = ADSTYPE_INTEGER;
+            info.vValue.Integer = static_cast<DWORD>(value);
+        }
+        const HRESULT hr = connection_->search->SetSearchPreference(&info, 1);
+        if (FAILED(hr)) return fail(connection_->failure(hr));
+        const bool refused = hr == S_ADS_ERRORSOCCURRED && info.dwStatus != ADS_STATUS_S_OK;
+        if (refused) return fail(adsFailure(static_cast<HRESULT>(adsBadParameter)));
+        return {};
+    }
+
+    Result<std::unique_ptr<DirectoryRows>> execute(const std::string& filter,
+                                                   const std::vector<std::string>& attributes) override {
+        const auto strict = normaliseFilter(filter);
+        if (!strict) return fail(adsFailure(static_cast<HRESULT>(filterUnknown)));
+        std::wstring text = CORE::toWide(*strict);
+        std::vector<std::wstring> names;
+        names.reserve(attributes.size());
+        for (const std::string& attribute : attributes) names.push_back(CORE::toWide(attribute));
+        std::vector<LPWSTR> pointers;
+        for (std::wstring& name : names) pointers.push_back(name.data());
+        constexpr auto allAttributes = static_cast<DWORD>(-1);
+        ADS_SEARCH_HANDLE handle = nullptr;
+        const HRESULT hr = connection_->search->ExecuteSearch(
+            text.data(), pointers.empty() ? nullptr : pointers.data(),
+            pointers.empty() ? allAttributes : static_cast<DWORD>(pointers.size()), &handle);
+        if (FAILED(hr)) return fail(connection_->failure(hr));
+        return std::make_unique<AdsRows>(connection_, handle);
+    }
+
+    bool usable() const noexcept override { return !connection_->lost.load(); }
+
+  private:
+    std::shared_ptr<Connection> connection_;
+};
+
+}  // namespace
+
+std::shared_ptr<DirectorySearch> makeAdsSearch(std::shared_ptr<Apartment> apartment,
+                                               UniqueCom<IDirectorySearch> search) {
+    auto connection = std::make_shared<Connection>();
+    connection->apartment = std::move(apartment);
+    connection->search = std::move(search);
+    return std::make_shared<AdsSearch>(std::move(connection));
+}
+
+}  // namespace wsadmin::platform::windows
