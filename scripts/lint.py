@@ -45,7 +45,8 @@ def fingerprint(path):
 
 
 def key(entry, includes, tool):
-    parts = [tool, fingerprint(str(ROOT / ".clang-tidy")), entry["command"].replace(str(ROOT), "")]
+    parts = [tool, entry["command"].replace(str(ROOT), "")]
+    parts += [fingerprint(str(ROOT / file)) for file in (".clang-tidy", "tests/.clang-tidy")]
     parts += sorted(fingerprint(os.path.normpath(BUILD / name)) for name in [entry["file"], *includes])
     return hashlib.sha256("\n".join(parts).encode()).hexdigest()
 

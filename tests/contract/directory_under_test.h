@@ -31,8 +31,8 @@ std::shared_ptr<DirectoryUnderTest> openServerUnderTest();  // null without the 
 struct Codes {
     int directory;
     int samba;
-    Codes(int everywhere)
-        : directory(everywhere), samba(everywhere) {}  // NOLINT(google-explicit-constructor)
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    Codes(int everywhere) : directory(everywhere), samba(everywhere) {}
     Codes(int ad, int sambaToo) : directory(ad), samba(sambaToo) {}
 };
 
