@@ -166,16 +166,18 @@ TEST(Domain, FiftyDomainsAreContactedSideBySideButForABoundAndKeptInOrder) {
     // one that knows no bound is seen.
     std::mutex mutex;
     std::condition_variable changed;
-    int now = 0, most = 0;
+    int now = 0, most = 0, threads = 0;
     forest.services->onOpenObject = [&](const std::string&) {
         std::unique_lock hold(mutex);
         most = std::max(most, ++now);
+        threads = std::max(threads, forest.threads.running());
         changed.notify_all();
         changed.wait(hold, [&] { return most >= static_cast<int>(Domain::contactsAtOnce); });
         --now;
     };
     const PropertyBag map = forest.domain->getDomainMap(false);
     EXPECT_EQ(most, static_cast<int>(Domain::contactsAtOnce));
+    EXPECT_EQ(threads, most - 1);  // and the builder's own
     std::size_t position = 0;
     for (int i = 0; i < 50; ++i) {
         const auto* health = map.getBag(L"domainHealth").getNextBag(L"domain", position);
