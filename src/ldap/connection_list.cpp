@@ -15,6 +15,11 @@ namespace {
 
 constexpr char globalCatalog[] = "GC:";
 
+// Nobody holds a null interface: an entry that has none yet is being opened by another thread.
+bool holds(const ConnectionEntry& entry, const DirectorySearch* search) {
+    return search && entry.search.get() == search;
+}
+
 }  // namespace
 
 ConnectionList::ConnectionList(DirectoryAccess access, std::string binding)
@@ -73,7 +78,7 @@ bool ConnectionList::release(const ConnectionEntry* entry, ConnectionEntries& cl
 
 bool ConnectionList::release(const DirectorySearch* search, ConnectionEntries& closing) {
     const CORE::coresync hold(lock_);
-    return keep(takeInUse([search](const auto& held) { return held->search.get() == search; }), closing);
+    return keep(takeInUse([search](const auto& held) { return holds(*held, search); }), closing);
 }
 
 DirectorySearchPtr ConnectionList::open(ConnectionEntry& entry, int scope) const {
@@ -171,8 +176,7 @@ bool NoReuseConnectionList::release(const ConnectionEntry* entry, ConnectionEntr
 
 bool NoReuseConnectionList::release(const DirectorySearch* search, ConnectionEntries& closing) {
     const CORE::coresync hold(lock_);
-    ConnectionEntries released =
-        takeInUse([search](const auto& held) { return held->search.get() == search; });
+    ConnectionEntries released = takeInUse([search](const auto& held) { return holds(*held, search); });
     if (released.empty()) return false;
     logDebug(L"Releasing a (no-reuse) connection matching pDS");
     closing.splice(closing.end(), released);

@@ -151,6 +151,19 @@ TEST(ConnectionMgr, TheGlobalCatalogIsTheFirstChildOfItsNamespace) {
     }
 }
 
+// A binding that is still being opened has no interface either.
+TEST(ConnectionMgr, ReleasingNothingTakesNoBindingFromWhoOpensIt) {
+    Pool pool;
+    const LogCapture log(CORE::logWarning);
+    pool.services->openCode = [&](const std::string&) {
+        pool->releaseConnection(nullptr);
+        return 0;
+    };
+    const auto first = pool->getConnection(dc1);
+    EXPECT_EQ(log.lines().size(), 1U);  // it was not found
+    EXPECT_NE(pool->getConnection(dc1), first);
+}
+
 TEST(ConnectionMgr, SaysWhatBecomesOfBindingsThatNobodyReleased) {
     Pool pool;
     const auto used = pool->getConnection(dc1);
