@@ -56,9 +56,10 @@ void coretimer::State::stop(bool wait) {
 
 void coretimer::State::expire(std::uint64_t which) {
     std::unique_lock lock(mutex);
-    if (which != turn || !object || !object->TryAddRef()) return;
+    if (which != turn || !object) return;
+    const ThreadGroup::Visit visit(owner);  // first: a module that has lost its last thread is unloaded
     coretimer* const timer = object;
-    const ThreadGroup::Visit visit(owner);
+    if (!timer->TryAddRef()) return;
     running = true;
     stoppedMeanwhile = false;
     runner = std::this_thread::get_id();
