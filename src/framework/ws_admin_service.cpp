@@ -73,8 +73,8 @@ void ws_admin_service::setMinimumDomainCheckInterval(int seconds) {
 }
 
 bool ws_admin_service::startThread(std::wstring name, std::function<void()> function) {
-    return threads_.start(std::move(name), [self = CORE::refptr<ws_admin_service>::share(this),
-                                            run = std::move(function)] { run(); });
+    return threads_.start(
+        name, [self = CORE::refptr<ws_admin_service>::share(this), run = std::move(function)] { run(); });
 }
 
 }  // namespace wsadmin

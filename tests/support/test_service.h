@@ -21,7 +21,7 @@ class TestService : public wsadmin::ServiceContext {
     const CORE::coreevent& stopping() const override { return stopping_; }
     CORE::PropertyBag configuration() const override { return configurationBag; }
     bool startThread(std::wstring name, std::function<void()> function) override {
-        return threads_.start(std::move(name), std::move(function));
+        return threads_.start(name, std::move(function));
     }
     CORE::refptr<wsadmin::ConnectionMgr> connections() const override { return pool; }
     CORE::refptr<wsadmin::Domain> domain() const override { return domainMap; }
