@@ -33,8 +33,19 @@ configure() {
     log file = $1/log/samba.log
     log level = 0
     ldap server require strong auth = no
-    tls enabled = no
+    tls enabled = yes
+    tls keyfile = $1/tls/key.pem
+    tls certfile = $1/tls/certificate.pem
+    tls cafile = $1/tls/certificate.pem
 END
+}
+
+# make_certificate FOLDER ADDRESS: for the server's address and nothing else, signed by itself.
+make_certificate() {
+    mkdir -p "$1/tls"
+    openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 30 -subj "/CN=$host" \
+        -addext "subjectAltName=IP:$2" -keyout "$1/tls/key.pem" -out "$1/tls/certificate.pem" 2>/dev/null
+    chmod 600 "$1/tls/key.pem"
 }
 
 # database TOOL FOLDER ARGUMENTS...: an ldb tool on the stopped server's database. The tools end without an error at a
@@ -68,6 +79,9 @@ take_copy() {
     claim_address 389
     cp -a "$copy" "$work/server"
     configure "$work/server" "$address"
+    make_certificate "$work/server" "$address"
+    cp "$work/server/tls/certificate.pem" "$work/ca.pem"
+    export WS_TEST_LDAP_CA=$work/ca.pem
 }
 
 start_samba() {

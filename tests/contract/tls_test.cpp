@@ -1,0 +1,64 @@
+// Directory services over TLS to a real server: whom the client trusts, and whom it does not.
+#include <algorithm>
+#include <cstdlib>
+
+#include "contract/services_under_test.h"
+#include "platform/portable_directory.h"
+
+namespace wsadmin::platform {
+namespace {
+
+// Gives every endpoint the same trust.
+class TrustingClient final : public LdapClient {
+  public:
+    TrustingClient(std::shared_ptr<LdapClient> client, std::string caFile, bool verify)
+        : client_(std::move(client)), caFile_(std::move(caFile)), verify_(verify) {}
+    Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& asked) override {
+        LdapEndpoint endpoint = asked;
+        endpoint.caFile = caFile_;
+        endpoint.verifyCertificate = verify_;
+        return client_->open(endpoint);
+    }
+
+  private:
+    std::shared_ptr<LdapClient> client_;
+    std::string caFile_;
+    bool verify_;
+};
+
+#if !defined(_WIN32)  // whose client trusts whom the machine trusts
+TEST(Tls, CertificatesAreCheckedUnlessToldOtherwise) {
+    const auto server = openServerUnderTest();
+    const char* ca =
+        std::getenv("WS_TEST_LDAP_CA");  // NOLINT(concurrency-mt-unsafe): nothing here changes it
+    if (!server || !ca) GTEST_SKIP() << "no server with a certificate is named";
+    const LdapCredentials right = server->credentials();
+    const DirectoryCredentials credentials{right.user, right.password};
+    const DirectoryCredentials wrong{right.user, CORE::secretstring("wrong")};
+    const std::string address = server->endpoint().host;
+    const struct {
+        const char* what;
+        std::string host, caFile;
+        bool verify;
+        const DirectoryCredentials& credentials;
+        std::vector<std::string> codes;
+    } table[] = {
+        {"its own certificate", address, ca, true, credentials, {"00000000"}},
+        {"a wrong password", address, ca, true, wrong, {"8007052e"}},
+        {"nobody trusts it", address, "", true, credentials, {"8007203a", "800704c9"}},
+        {"any will do", address, "", false, credentials, {"00000000"}},
+    };
+    for (const auto& row : table) {
+        const auto services = makePortableDirectoryServices(
+            std::make_shared<TrustingClient>(server->client(), row.caFile, row.verify), "");
+        const auto code =
+            hexCode(codeOf(services->openSearch("LDAP://" + row.host + "/" + server->suffix(),
+                                                row.credentials, adsSecureAuthentication | adsUseSsl)));
+        EXPECT_NE(std::find(row.codes.begin(), row.codes.end(), code), row.codes.end())
+            << row.what << ": " << code;
+    }
+}
+#endif
+
+}  // namespace
+}  // namespace wsadmin::platform
