@@ -65,6 +65,7 @@ TEST(PropertyBagMemory, HasLimitsThatChangeNothing) {
     const std::wstring before = bag.flattenForDisplay().str();
     EXPECT_THROW(bag.add(L"n", tooLong), CORE::coreException);
     EXPECT_THROW(bag.set(L"a", tooLong), CORE::coreException);
+    // NOLINTNEXTLINE(bugprone-string-constructor)
     EXPECT_THROW(bag.add(L"n", std::string_view("x", 0xFFFFFFFF)), CORE::coreException);
     EXPECT_THROW(bag.reserve(1, tooLong.size()), CORE::coreException);
     EXPECT_THROW(bag.reserve(tooLong.size(), 1), CORE::coreException);

@@ -54,8 +54,8 @@ TEST(Unicode, WhatIsNotUtf8BecomesReplacementCharacters) {
 }
 
 TEST(Unicode, LoneSurrogatesBecomeReplacementCharacters) {
-    const wchar_t high = static_cast<wchar_t>(0xD83D);
-    const wchar_t low = static_cast<wchar_t>(0xDE00);
+    const auto high = static_cast<wchar_t>(0xD83D);
+    const auto low = static_cast<wchar_t>(0xDE00);
     EXPECT_EQ(toUtf8(std::wstring{L'a', high}), "a\xEF\xBF\xBD");
     EXPECT_EQ(toUtf8(std::wstring{high, L'a'}),
               "\xEF\xBF\xBD"
