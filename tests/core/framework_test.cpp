@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <limits>
 #include <stdexcept>
 #include <thread>
 
@@ -223,6 +225,26 @@ TEST(SystemWorker, WaitsForAWorkerThatComes) {
     std::thread asker([&] { EXPECT_TRUE(send(L"System", L"IsWorkerInstalled", request).handled); });
     const ScriptedWorker worker({}, {}, nullptr, L"late");
     asker.join();
+}
+
+TEST(SystemWorker, WaitsNoLongerWhenTheMessageIsCancelled) {
+    PropertyBag request;
+    request.set(L"QueueName", std::wstring_view(L"never"));
+    request.setInt(L"Timeout", std::numeric_limits<int>::max());
+    std::atomic<bool> answered{false};
+    const auto number = CORE::MessageHandler::SendAsyncMsg(L"System", L"IsWorkerInstalled", request,
+                                                           [&](CORE::RespType type, PropertyBag& response) {
+                                                               EXPECT_NE(type, CORE::RespType::handled);
+                                                               EXPECT_EQ(response.getError(), 1);
+                                                               answered = true;
+                                                           });
+    while (MessageFrameWork::System().poolThreads() == 0) std::this_thread::yield();
+    CORE::MessageHandler::CancelMsg(number);
+    while (!answered) {
+        CORE::MessageHandler::CancelMsg(number);  // it may just have begun
+        std::this_thread::yield();
+    }
+    MessageFrameWork::System().drain();
 }
 
 TEST(Channels, AreRefusedWithoutShowingTheTicket) {

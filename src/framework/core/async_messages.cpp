@@ -95,6 +95,7 @@ bool AsyncMessages::cancel(std::uint64_t number) {
         return true;
     }
     if (message->fate == Message::Fate::begun) message->running.abort();
+    workers_.wake();  // the aborted request may be one that waits for a worker
     return false;
 }
 

@@ -34,8 +34,9 @@ bool MessageFrameWork::RemoveWorker(std::wstring_view name, bool wait) {
     return state_->workers.remove(name, wait);
 }
 
-bool MessageFrameWork::IsWorkerInstalled(std::wstring_view name, unsigned timeoutMs) {
-    return state_->workers.waitFor(name, std::chrono::milliseconds(timeoutMs));
+bool MessageFrameWork::IsWorkerInstalled(std::wstring_view name, unsigned timeoutMs,
+                                         const std::function<bool()>& givenUp) {
+    return state_->workers.waitFor(name, std::chrono::milliseconds(timeoutMs), givenUp);
 }
 
 std::shared_ptr<MessageChannel> MessageFrameWork::ConnectChannelByTicket(std::wstring_view type,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -39,8 +40,10 @@ class MFWCORE_API MessageFrameWork {
     // New requests no longer find it, those that run go on. `wait` waits for them, and must not be asked for
     // from inside one of them. False when there was none. The framework's own worker "System" stays.
     bool RemoveWorker(std::wstring_view name, bool wait);
-    // Waits up to so many milliseconds for a worker of that name; a shutdown ends the wait.
-    bool IsWorkerInstalled(std::wstring_view name, unsigned timeoutMs);
+    // Waits up to so many milliseconds for a worker of that name; a shutdown ends the wait, and so does the
+    // cancelling of any message once `givenUp` says so.
+    bool IsWorkerInstalled(std::wstring_view name, unsigned timeoutMs,
+                           const std::function<bool()>& givenUp = {});
 
     // Channels to remote machines: not carried by this host yet, so opening one answers null.
     std::shared_ptr<MessageChannel> ConnectChannelByTicket(std::wstring_view type, std::wstring_view ticket,

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 
 #include "framework/core/corestring.h"
 #include "framework/core/framework_state.h"
@@ -15,19 +16,23 @@ class SystemWorker : public WorkItem {
         response.setError(120);
         return false;
     }
+    void AbortHandler() override { givenUp_ = true; }
 
   private:
-    static bool isWorkerInstalled(const PropertyBag& request, PropertyBag& response) {
+    bool isWorkerInstalled(const PropertyBag& request, PropertyBag& response) const {
         const wstr name = request.get(L"QueueName");
         if (name.empty()) {
             response.setError(1, L"QueueName is missing");
             return false;
         }
         const auto timeout = static_cast<unsigned>(std::max(0, request.getInt(L"Timeout", 0)));
-        if (MessageFrameWork::System().IsWorkerInstalled(name, timeout)) return true;
+        if (MessageFrameWork::System().IsWorkerInstalled(name, timeout, [this] { return givenUp_.load(); }))
+            return true;
         response.setError(1, L"Worker " + name.str() + L" is not installed");
         return false;
     }
+
+    std::atomic<bool> givenUp_{false};
 };
 
 }  // namespace

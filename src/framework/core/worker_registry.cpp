@@ -110,9 +110,11 @@ WorkerRegistry::Claim WorkerRegistry::claim(std::wstring_view name) {
     return found == workers_.end() ? Claim() : Claim(*this, found->second);
 }
 
-bool WorkerRegistry::waitFor(std::wstring_view name, std::chrono::milliseconds limit) {
+bool WorkerRegistry::waitFor(std::wstring_view name, std::chrono::milliseconds limit,
+                             const std::function<bool()>& givenUp) {
     std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, limit, [&] { return waitsEnd_ || find(name) != workers_.end(); });
+    changed_.wait_for(lock, limit,
+                      [&] { return waitsEnd_ || find(name) != workers_.end() || (givenUp && givenUp()); });
     return find(name) != workers_.end();
 }
 

@@ -58,9 +58,11 @@ class WorkerRegistry {
     void add(Registration registration);  // throws coreException when the name is empty or taken
     bool remove(std::wstring_view name, bool wait);
     Claim claim(std::wstring_view name);  // empty when there is none
-    bool waitFor(std::wstring_view name, std::chrono::milliseconds limit);
+    // False also when `givenUp` says so before the worker has come (see wake).
+    bool waitFor(std::wstring_view name, std::chrono::milliseconds limit,
+                 const std::function<bool()>& givenUp = {});
     std::vector<std::wstring> localNames() const;
-    void wake();               // whoever waits for a turn looks again whether it was given up
+    void wake();               // whoever waits looks again whether it was given up
     void endWaits(bool ends);  // waitFor waits no more, or again
 
   private:
