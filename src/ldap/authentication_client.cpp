@@ -1,5 +1,7 @@
 #include "ldap/authentication_client.h"
 
+#include <utility>
+
 #include "framework/core/message.h"
 
 namespace wsadmin {
@@ -25,13 +27,16 @@ PropertyBag sendToWinauth(const wchar_t* operation, const PropertyBag& request) 
 
 }  // namespace
 
-bool ws_winauth::available() {
+std::uint64_t ws_winauth::askAvailable(CORE::ThreadGroup& owner, std::function<void(bool)> answer) {
     constexpr int waitMs = 10000;
-    PropertyBag request, response;
+    PropertyBag request;
     request.set(L"QueueName", std::wstring_view(L"winauth"));
     request.setInt(L"Timeout", waitMs);
-    return MessageHandler::SendMsg(L"System", L"IsWorkerInstalled", request, response) &&
-           response.getError() == 0;
+    const auto done = [answer = std::move(answer)](CORE::RespType type, const PropertyBag&) {
+        answer(type == CORE::RespType::handled);
+    };
+    return MessageHandler::SendAsyncMsg(L"System", L"IsWorkerInstalled", std::move(request), done,
+                                        {.callbackOwner = &owner});
 }
 
 PropertyBag ws_winauth::getTrustedDomains(std::wstring_view initialDomain) {

@@ -1,18 +1,23 @@
 // Messages to the host's authentication worker and to this plug-in's own worker.
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
 #include "framework/core/property_bag.h"
+#include "framework/core/threads.h"
 
 namespace wsadmin {
 
 // The worker "winauth", which knows the trusted domains.
 class ws_winauth {
   public:
-    // Waits up to ten seconds for the worker to be there.
-    static bool available();
+    // Asks whether the worker is there; it has ten seconds to come. The answer comes once, on a framework
+    // thread that `owner` counts. The number is the message's, whose cancelling makes the answer come at
+    // once; 0: no answer comes.
+    static std::uint64_t askAvailable(CORE::ThreadGroup& owner, std::function<void(bool)> answer);
     // The worker's answer, or a bag with the error "Failed to issue request to winauth service".
     static CORE::PropertyBag getTrustedDomains(std::wstring_view initialDomain = {});
     static CORE::PropertyBag setDomainConfig(const CORE::PropertyBag& configuration);

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "framework/core/message.h"
 #include "ldap/authentication_client.h"
 #include "ldap/concurrently.h"
 #include "platform/module_log.h"
@@ -38,8 +39,14 @@ Domain::~Domain() {
 }
 
 void Domain::stop() {
-    stopping_ = true;
+    std::uint64_t question = 0;
+    {
+        const CORE::coresync hold(lock_);
+        stopping_ = true;
+        question = question_;
+    }
     StopTimer();
+    if (question) CORE::MessageHandler::CancelMsg(question);
 }
 
 void Domain::setMinimumCheckInterval(int seconds) {
@@ -203,6 +210,25 @@ bool Domain::isMixedMode() const {
     return *value != 0;
 }
 
+// Whether the authentication service is there, which the host may still be starting. Ends when the map stops.
+bool Domain::awaitAuthentication() {
+    CORE::coreevent answered;
+    bool installed = false;
+    {
+        const CORE::coresync hold(lock_);
+        if (stopping_) return false;
+        question_ = ws_winauth::askAvailable(threads_, [&](bool there) {
+            installed = there;
+            answered.set();
+        });
+        if (!question_) return false;
+    }
+    answered.wait();
+    const CORE::coresync hold(lock_);
+    question_ = 0;
+    return installed;
+}
+
 void Domain::check() {
     if (stopping_) return;
     const DirectoryThread thread(*access_.services);
@@ -213,8 +239,9 @@ void Domain::check() {
         rebuild = !built_ || access_.now() - builtAt_ > minimumInterval_;
     }
     if (!rebuild || stopping_) return;
-    if (!ws_winauth::available()) {  // the host may still be starting it
-        logError(L"The domain map could not be built: the authentication service is not installed");
+    if (!awaitAuthentication()) {
+        if (!stopping_)
+            logError(L"The domain map could not be built: the authentication service is not installed");
         return;
     }
     const PropertyBag map = getDomainMap(true);
@@ -224,7 +251,12 @@ void Domain::check() {
 void Domain::OnTimer() {
     const bool started =
         threads_.start(L"StodeikDomainTimerThread", [self = CORE::refptr<Domain>::share(this)] {
-            self->check();
+            try {
+                self->check();
+            } catch (...) {
+                self->StartTimer(checkMs);  // one failure does not end the checks
+                throw;
+            }
             if (!self->stopping_) self->StartTimer(checkMs);
         });
     if (started) return;

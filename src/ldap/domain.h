@@ -43,6 +43,7 @@ class Domain : public CORE::coretimer {
     void OnTimer() override;
 
   private:
+    bool awaitAuthentication();
     CORE::PropertyBag trustedDomains(std::wstring_view initialDomain);
     CORE::PropertyBag pushConfiguration();
     CORE::PropertyBag buildDomainMap();
@@ -61,6 +62,7 @@ class Domain : public CORE::coretimer {
     bool configurationPushed_ = false;
     std::int64_t builtAt_ = 0;  // seconds since 1970-01-01 UTC
     int minimumInterval_ = defaultMinimumInterval;
+    std::uint64_t question_ = 0;  // the message that asks for the authentication service, while it does
 };
 
 }  // namespace wsadmin

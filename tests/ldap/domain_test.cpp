@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <condition_variable>
+#include <thread>
 
 #include "ldap/handlers.h"
 #include "support/framework_worker.h"
@@ -215,6 +216,21 @@ TEST(Domain, AStoppedMapEndsTheBuildUnderWayAndBuildsNoMore) {
     forest.services->onOpenObject = [](const std::string&) { FAIL() << "contacted after the stop"; };
     forest.domain->OnTimer();
     forest.threads.waitForAll();
+}
+
+TEST(Domain, AStopEndsTheWaitForAnAuthenticationServiceThatDoesNotCome) {
+    const auto services = std::make_shared<ScriptedDirectoryServices>();
+    CORE::ThreadGroup threads(L"test");
+    const auto domain = CORE::refptr<TimedDomain>::adopt(
+        new TimedDomain({services, std::make_shared<ManualClock>()}, threads, false));
+    const LogCapture log(CORE::logError);
+    domain->OnTimer();
+    while (threads.running() > 0 && CORE::MessageFrameWork::System().pending() == 0)
+        std::this_thread::yield();  // until it waits
+    domain->stop();
+    threads.waitForAll();
+    EXPECT_FALSE(log.contains(
+        CORE::logError, L"The domain map could not be built: the authentication service is not installed"));
 }
 
 struct ModeCase {
