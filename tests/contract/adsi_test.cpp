@@ -88,6 +88,16 @@ TEST_F(Adsi, SearchesAskForPagesAndShowDeletedOnes) {
     EXPECT_TRUE(called("preference 5 2"));
 }
 
+TEST_F(Adsi, ARefusalOfItsOwnDoesNotRepeatWhatTheProviderSaidEarlier) {
+    const auto gone = services_->openObject("LDAP://127.0.0.1/CN=nobody," + directory_->suffix(), {},
+                                            adsSecureAuthentication);
+    ASSERT_FALSE(gone);
+    EXPECT_NE(gone.error().text.find(L"as the directory says"), std::wstring::npos);
+    const auto malformed = services_->openObject("LDAP://a b/c", {}, adsSecureAuthentication);
+    ASSERT_FALSE(malformed);
+    EXPECT_EQ(malformed.error().text, adsCodeText(adsBadPathName));
+}
+
 TEST_F(Adsi, WhatOneThreadOpensAnotherUses) {
     std::shared_ptr<DirectorySearch> search;
     std::thread([&] {

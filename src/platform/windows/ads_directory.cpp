@@ -14,6 +14,12 @@ const wchar_t* orNull(const std::wstring& text) {
     return text.empty() ? nullptr : text.c_str();
 }
 
+std::wstring codeText(int code) {
+    const std::wstring_view known = adsCodeText(code);
+    return known.empty() ? CORE::wstr::formatError(static_cast<std::uint32_t>(code)).str()
+                         : std::wstring(known);
+}
+
 class AdsDirectoryServices final : public DirectoryServices {
   public:
     Result<std::shared_ptr<DirectorySearch>> openSearch(const std::string& path,
@@ -41,7 +47,7 @@ class AdsDirectoryServices final : public DirectoryServices {
                               std::uint32_t flags, const IID& id) {
         const auto path = parseDirectoryPath(text);
         const bool good = path && credentials.user.find('\0') == std::string::npos;
-        if (!good) return fail(adsFailure(static_cast<HRESULT>(path ? adsBadParameter : adsBadPathName)));
+        if (!good) return fail(adsRefusal(path ? adsBadParameter : adsBadPathName));
         const std::wstring name = CORE::toWide(directoryPathText(*path));
         const std::wstring user = CORE::toWide(credentials.user);
         WideSecret password(credentials.password.view());
@@ -67,9 +73,11 @@ Failure adsFailure(HRESULT code) {
         extended = 0;
         info[0] = L'\0';
     }
-    std::wstring text(adsCodeText(number));
-    if (text.empty()) text = CORE::wstr::formatError(static_cast<std::uint32_t>(code)).str();
-    return {number, directoryErrorText(number, text, extended, info.data())};
+    return {number, directoryErrorText(number, codeText(number), extended, info.data())};
+}
+
+Failure adsRefusal(int code) {
+    return {code, directoryErrorText(code, codeText(code), 0, {})};
 }
 
 std::shared_ptr<DirectoryServices> makeDirectoryServices() {

@@ -16,6 +16,8 @@ namespace wsadmin::platform::windows {
 
 // The failure for a code, with what the provider said last on this thread.
 Failure adsFailure(HRESULT code);
+// A refusal of our own: the provider was not asked, so what it said last does not belong here.
+Failure adsRefusal(int code);
 
 // Keeps the multithreaded apartment alive, so that every thread may call what was opened on another.
 class Apartment {

@@ -12,9 +12,9 @@ struct EnumeratorFreer {
     void operator()(IEnumVARIANT* enumerator) const noexcept { ADsFreeEnumerator(enumerator); }
 };
 
-// Written out, where fail(adsFailure(...)) would hide what the line is about.
+// Written out, where fail(adsRefusal(...)) would hide what the line is about.
 tl::unexpected<Failure> refuse(AdsCode code) {
-    return fail(adsFailure(static_cast<HRESULT>(code)));
+    return fail(adsRefusal(code));
 }
 
 Result<void> reported(HRESULT hr) {

@@ -42,7 +42,7 @@ class AdsRows final : public DirectoryRows {
     }
 
     Result<std::optional<DirectoryColumn>> column(std::string_view name) override {
-        if (!onRow_) return fail(adsFailure(static_cast<HRESULT>(adsBadParameter)));
+        if (!onRow_) return fail(adsRefusal(adsBadParameter));
         std::wstring wide = CORE::toWide(name);
         ADS_SEARCH_COLUMN column{};
         const HRESULT hr = search().GetColumn(handle_, wide.data(), &column);
@@ -54,7 +54,7 @@ class AdsRows final : public DirectoryRows {
     }
 
     Result<std::vector<DirectoryColumn>> columns() override {
-        if (!onRow_) return fail(adsFailure(static_cast<HRESULT>(adsBadParameter)));
+        if (!onRow_) return fail(adsRefusal(adsBadParameter));
         std::vector<std::string> names;
         LPWSTR name = nullptr;
         while (search().GetNextColumnName(handle_, &name) == S_OK && name) {
@@ -109,7 +109,7 @@ class AdsSearch final : public DirectorySearch {
 
     Result<void> setPreference(SearchPreference preference, int value) override {
         const bool badScope = preference == SearchPreference::scope && value > ADS_SCOPE_SUBTREE;
-        if (value < 0 || badScope) return fail(adsFailure(static_cast<HRESULT>(adsBadParameter)));
+        if (value < 0 || badScope) return fail(adsRefusal(adsBadParameter));
         ADS_SEARCHPREF_INFO info{};
         info.dwSearchPref = static_cast<ADS_SEARCHPREF>(preference);
         if (preference == SearchPreference::tombstone) {
@@ -122,14 +122,14 @@ class AdsSearch final : public DirectorySearch {
         const HRESULT hr = connection_->search->SetSearchPreference(&info, 1);
         if (FAILED(hr)) return fail(connection_->failure(hr));
         const bool refused = hr == S_ADS_ERRORSOCCURRED && info.dwStatus != ADS_STATUS_S_OK;
-        if (refused) return fail(adsFailure(static_cast<HRESULT>(adsBadParameter)));
+        if (refused) return fail(adsRefusal(adsBadParameter));
         return {};
     }
 
     Result<std::unique_ptr<DirectoryRows>> execute(const std::string& filter,
                                                    const std::vector<std::string>& attributes) override {
         const auto strict = normaliseFilter(filter);
-        if (!strict) return fail(adsFailure(static_cast<HRESULT>(filterUnknown)));
+        if (!strict) return fail(adsRefusal(filterUnknown));
         std::wstring text = CORE::toWide(*strict);
         std::vector<std::wstring> names;
         names.reserve(attributes.size());
