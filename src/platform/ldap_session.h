@@ -69,13 +69,18 @@ std::wstring ldapErrorText(int code);
 // A failure with that code and its text.
 Failure ldapFailure(int code);
 
+// When a connection without TLS turns to it before a password is sent, where the server offers that. Linux
+// only: the Windows client protects what it sends by its own means.
+enum class StartTls { never, leavingTheMachine, always };
+
 struct LdapEndpoint {
     std::string host;  // empty: this server. A name, an IPv4 or an IPv6 address (without brackets)
     std::uint16_t port = 389;
-    bool tls = false;
-    bool verifyCertificate = true;                   // tls only
-    std::string caFile{};                            // tls only: who may sign; empty: the machine's own list
-    std::chrono::milliseconds connectTimeout{5000};  // connecting, and the answer to a bind
+    bool tls = false;                                   // from the first byte on
+    StartTls startTls = StartTls::leavingTheMachine;    // without tls
+    bool verifyCertificate = true;                      // for either
+    std::string caFile{};                               // who may sign; empty: the machine's own list
+    std::chrono::milliseconds connectTimeout{5000};     // connecting, and the answer to a bind
     std::chrono::milliseconds operationTimeout{60000};  // without any answer, an operation fails with 85
 };
 

@@ -58,6 +58,43 @@ TEST(Tls, CertificatesAreCheckedUnlessToldOtherwise) {
             << row.what << ": " << code;
     }
 }
+
+TEST(Tls, APasswordWaitsForTlsWhereTheServerOffersIt) {
+    const auto server = openServerUnderTest();
+    const char* ca = std::getenv("WS_TEST_LDAP_CA");  // NOLINT(concurrency-mt-unsafe): as above
+    if (!server) GTEST_SKIP() << "no server is named";
+    struct Case {
+        const char* what;
+        StartTls startTls;
+        std::string caFile;
+        bool verify, bound;
+    };
+    const std::vector<Case> without = {{"the server has none", StartTls::always, "", true, true}};
+    const std::vector<Case> with = {
+        {"not at all", StartTls::never, "", true, true},
+        {"not to this machine", StartTls::leavingTheMachine, "", true, true},
+        {"its own certificate", StartTls::always, ca ? ca : "", true, true},
+        {"nobody trusts it", StartTls::always, "", true, false},
+        {"any will do", StartTls::always, "", false, true},
+    };
+    for (const auto& row : ca ? with : without) {
+        LdapEndpoint endpoint = server->endpoint();
+        endpoint.startTls = row.startTls;
+        endpoint.caFile = row.caFile;
+        endpoint.verifyCertificate = row.verify;
+        const auto session = server->client()->open(endpoint);
+        ASSERT_TRUE(session) << row.what;
+        LdapCredentials credentials = server->credentials();
+        credentials.method = LdapCredentials::Method::simple;
+        EXPECT_EQ((*session)->bind(credentials).has_value(), row.bound) << row.what;
+        LdapSearch search;
+        search.base = server->suffix();
+        search.scope = LdapScope::base;
+        search.filter = "(objectClass=*)";
+        const auto found = (*session)->search(search);
+        EXPECT_EQ(found && found->entries.size() == 1, row.bound) << row.what;
+    }
+}
 #endif
 
 }  // namespace

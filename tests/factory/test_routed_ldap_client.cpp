@@ -83,6 +83,7 @@ Configuration configuration() {
     catalogue.askedHost = "dc.example";
     catalogue.askedPort = 3268;
     catalogue.host = "10.0.0.2";
+    catalogue.startTls = StartTls::never;
     DirectoryRoute& loopback = made.routes.emplace_back();
     loopback.askedHost = "::1";
     loopback.host = "10.0.0.3";
@@ -98,6 +99,7 @@ TEST(RoutedLdapClient, ChoosesTheRouteByHostAndPort) {
         int port;
         bool tls;
         int connectTimeout;
+        StartTls startTls = StartTls::leavingTheMachine;
     } rows[] = {
         {asked("", 389), "pod.example", 3890, false, 77},
         {asked("127.0.0.1", 389), "pod.example", 3890, false, 77},
@@ -106,7 +108,7 @@ TEST(RoutedLdapClient, ChoosesTheRouteByHostAndPort) {
         {asked("127.0.0.1", 22389), "127.0.0.1", 22389, false, 1234},
         {asked("", 22389), "", 22389, false, 1234},
         {asked("DC.Example", 389), "10.0.0.1", 389, true, 1234},
-        {asked("dc.example", 3268), "10.0.0.2", 3268, false, 1234},
+        {asked("dc.example", 3268), "10.0.0.2", 3268, false, 1234, StartTls::never},
         {asked("other", 389), "other", 389, false, 1234},
     };
     for (const auto& row : rows) {
@@ -114,6 +116,7 @@ TEST(RoutedLdapClient, ChoosesTheRouteByHostAndPort) {
         EXPECT_EQ(recorded.endpoint.host, row.host);
         EXPECT_EQ(recorded.endpoint.port, row.port);
         EXPECT_EQ(recorded.endpoint.tls, row.tls);
+        EXPECT_EQ(recorded.endpoint.startTls, row.startTls);
         EXPECT_EQ(recorded.endpoint.caFile, row.tls ? "ca.pem" : "");
         EXPECT_EQ(recorded.endpoint.connectTimeout, milliseconds(row.connectTimeout));
     }

@@ -87,6 +87,8 @@ void readEndpoint(TomlSection& section, const path& file, DirectoryRoute& route)
     section.text("host", route.host);
     section.number("port", route.port, 1, 65535);
     section.flag("tls", route.tls);
+    const bool plain = section.raw().contains("tls") && !route.tls;
+    if (plain) route.startTls = StartTls::never;
     section.flag("verify-certificate", route.verifyCertificate);
     section.text("ca-file", route.caFile);
     section.number("connect-timeout", route.connectTimeout, 1, longestTimeout);
@@ -96,7 +98,7 @@ void readEndpoint(TomlSection& section, const path& file, DirectoryRoute& route)
     endpoint.host = route.host;
     if (!checkEndpoint(endpoint)) section.wrong("host", "\"" + route.host + "\" is no host");
     for (const char* key : {"ca-file", "verify-certificate"})
-        if (section.raw().contains(key) && !route.tls)
+        if (section.raw().contains(key) && (plain || (isWindows && !route.tls)))
             section.wrong(key, std::string(key) + " needs tls = true");
     if (route.caFile.empty()) return;
     if (isWindows)

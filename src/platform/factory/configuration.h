@@ -19,6 +19,7 @@ struct DirectoryRoute {
     std::optional<std::chrono::milliseconds> connectTimeout;
     std::optional<std::chrono::milliseconds> operationTimeout;
     bool tls = false;
+    StartTls startTls = StartTls::leavingTheMachine;
     bool verifyCertificate = true;
     std::string caFile;
     // How to bind where the system would bind as the identity of the process; nothing: as that.

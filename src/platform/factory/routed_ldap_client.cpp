@@ -27,8 +27,8 @@ LdapEndpoint endpointOf(const DirectoryRoute& route, const LdapEndpoint& asked) 
     endpoint.port = route.port.value_or(asked.port);
     endpoint.connectTimeout = route.connectTimeout.value_or(asked.connectTimeout);
     endpoint.operationTimeout = route.operationTimeout.value_or(asked.operationTimeout);
-    if (!route.tls) return endpoint;
-    endpoint.tls = true;
+    endpoint.tls = asked.tls || route.tls;
+    endpoint.startTls = route.startTls;
     endpoint.verifyCertificate = route.verifyCertificate;
     endpoint.caFile = route.caFile;
     return endpoint;

@@ -101,20 +101,36 @@ bool isThisMachine(const std::string& host) {
     return host == "localhost" || host == "::1" || host.starts_with("127.");
 }
 
+// Before a password is sent: TLS where the server offers it, and a warning where it does not. A server that
+// offers TLS and then fails to prove who it is gets no password.
+Result<void> protectPassword(const LdapConnection& connection, const std::string& user,
+                             const Deadline& deadline) {
+    const LdapEndpoint& endpoint = connection.endpoint();
+    const std::string host = hostOf(endpoint);
+    const bool leaves = !isThisMachine(host);
+    if (endpoint.tls) return {};
+    if (endpoint.startTls == StartTls::always ||
+        (leaves && endpoint.startTls == StartTls::leavingTheMachine)) {
+        // Asked outright: not every server says among its extensions that it has this one.
+        const auto started = connection.startTls(deadline.left());
+        if (!started) return fail(started.error());
+        if (*started) return {};
+    }
+    if (leaves) logWarning(L"The password of %s is sent to %s without TLS", user, host);
+    return {};
+}
+
 }  // namespace
 
 // Negotiate means Kerberos with the process's ticket. libldap cannot make one from a user and a password, so
-// with these the bind is a simple one: protected where the endpoint has TLS, else with a warning when it
-// leaves the machine.
+// with these the bind is a simple one, inside TLS where it leaves the machine and the server offers that.
 Result<void> bindConnection(const LdapConnection& connection, const LdapCredentials& credentials) {
     if (auto ok = checkCredentials(credentials); !ok) return ok;
     const Deadline deadline(connection.endpoint().connectTimeout);
     if (credentials.method == LdapCredentials::Method::anonymous)
         return simpleBind(connection, {}, {}, deadline);
     if (credentials.user.empty()) return ticketBind(connection, deadline);
-    const std::string host = hostOf(connection.endpoint());
-    if (!connection.endpoint().tls && !isThisMachine(host))
-        logWarning(L"The password of %s is sent to %s without TLS", credentials.user, host);
+    if (auto ok = protectPassword(connection, credentials.user, deadline); !ok) return ok;
     return simpleBind(connection, simpleBindName(credentials), credentials.password.view(), deadline);
 }
 

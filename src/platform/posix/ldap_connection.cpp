@@ -83,8 +83,10 @@ int LdapConnection::setOptions() {
     };
     for (const auto& [option, value] : options)
         if (const int code = ldap_set_option(handle_, option, value); code != LDAP_OPT_SUCCESS) return code;
-    if (!endpoint_.tls) return LDAP_OPT_SUCCESS;
+    return endpoint_.tls ? setTlsOptions() : LDAP_OPT_SUCCESS;
+}
 
+int LdapConnection::setTlsOptions() const {
     // Without this libldap asks a silent server for its side of the handshake in an endless loop, whatever
     // the time-out.
     ldap_set_option(handle_, LDAP_OPT_CONNECT_ASYNC, LDAP_OPT_ON);
@@ -93,8 +95,21 @@ int LdapConnection::setOptions() {
     if (code == LDAP_OPT_SUCCESS && !endpoint_.caFile.empty())
         code = ldap_set_option(handle_, LDAP_OPT_X_TLS_CACERTFILE, endpoint_.caFile.c_str());
     // Makes the options above take effect; last, and for this connection only.
+    const int none = 0;
     if (code == LDAP_OPT_SUCCESS) code = ldap_set_option(handle_, LDAP_OPT_X_TLS_NEWCTX, &none);
     return code;
+}
+
+Result<bool> LdapConnection::startTls(milliseconds limit) const {
+    if (setTlsOptions() != LDAP_OPT_SUCCESS) return fail(ldapFailure(ldapConnectError));
+    int id = 0;
+    if (const int sent = ldap_start_tls(handle_, nullptr, nullptr, &id); sent != LDAP_SUCCESS)
+        return fail(failure(sent));
+    const auto answer = receive(id, limit);
+    if (!answer) return fail(answer.error());
+    if (!outcome(*answer)) return false;
+    if (const int code = ldap_install_tls(handle_); code != LDAP_SUCCESS) return fail(failure(code));
+    return true;
 }
 
 Result<Message> LdapConnection::receive(int id, milliseconds limit) const {

@@ -39,10 +39,14 @@ class LdapConnection {
     Result<void> outcome(const Message& message, std::vector<LdapControl>* controls = nullptr) const;
     void abandon(int id) const noexcept;
     Failure failure(int libraryCode) const;  // with what the server said, in the log
+    // Turns the connection to TLS, with its endpoint's checks; nothing may be on its way. False when the
+    // server has no TLS there: the connection then goes on without.
+    Result<bool> startTls(std::chrono::milliseconds limit) const;
 
   private:
     LdapConnection(LDAP* handle, LdapEndpoint endpoint) : handle_(handle), endpoint_(std::move(endpoint)) {}
     int setOptions();
+    int setTlsOptions() const;
 
     LDAP* handle_;
     LdapEndpoint endpoint_;
