@@ -44,7 +44,8 @@ END
 make_certificate() {
     mkdir -p "$1/tls"
     openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 30 -subj "/CN=$host" \
-        -addext "subjectAltName=IP:$2" -keyout "$1/tls/key.pem" -out "$1/tls/certificate.pem" 2>/dev/null
+        -addext "subjectAltName=IP:$2" -keyout "$1/tls/key.pem" -out "$1/tls/certificate.pem" >"$work/openssl.log" 2>&1 ||
+        { cat "$work/openssl.log" >&2; die "cannot make a certificate"; }
     chmod 600 "$1/tls/key.pem"
 }
 
