@@ -142,7 +142,8 @@ TEST_P(Tool, NamesEveryReferrerOnALineOfItsOwn) {
     const auto [build, place] = GetParam();
     const auto pod = makePod(place);
     const Answer answer = askOn(build, *pod, {"deleteConnectionServerEntry", "servername=VCS1"});
-    EXPECT_EQ(answer.status, 1);
+    EXPECT_EQ(answer.status, 1) << answer.errors;
+    EXPECT_FALSE(answer.json.is_null()) << answer.errors;
     std::istringstream text(answer.errorText());
     std::string sentence;
     std::getline(text, sentence);

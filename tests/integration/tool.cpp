@@ -34,6 +34,10 @@ Answer ask(Build build, const std::vector<std::string>& arguments,
     command.emplace_back("--json");
     command.insert(command.end(), arguments.begin(), arguments.end());
     Outcome outcome = run(command);
+    // One start in some hundreds Wine ends with 1 before the program begins, without a word on either stream.
+    // The tool never does that: with an error it answers JSON and says the sentence.
+    const bool neverBegan = outcome.status == 1 && outcome.output.empty() && outcome.errors.empty();
+    if (build == Build::windows && neverBegan) outcome = run(command);
     return {outcome.status, nlohmann::ordered_json::parse(outcome.output, nullptr, false), outcome.errors};
 }
 
