@@ -267,7 +267,8 @@ TEST(PropertyBag, Merges) {
     }
     PropertyBag bag = axa;
     bag.addBag(L"b", axa);
-    bag &= bag;
+    const PropertyBag& itself = bag;
+    bag &= itself;
     bag &= std::move(bag);
     EXPECT_EQ(shown(bag), L"a=1 x=2 A=3 b={a=1 x=2 A=3}");
 }

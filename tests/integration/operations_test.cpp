@@ -160,11 +160,12 @@ TEST_P(Tool, NamesEveryReferrerOnALineOfItsOwn) {
 TEST_P(Tool, TellsThatTheContainerIsMissing) {
     const auto [build, place] = GetParam();
     // A server of its own, because Samba lets nobody delete the container while it runs.
-    const Answer answer = place == Place::lab
-                              ? askOn(build, LabPod(false), {"checkLdapConnectivity"})
-                              : ask(build, {"checkLdapConnectivity"},
-                                    {WS_SOURCE_DIR "/tests/servers/with-pod", "--without-principals", "sh",
-                                     "-c", "exec \"$@\" --config \"$WS_TEST_CONFIG\"", "sh"});
+    const Answer answer =
+        place == Place::lab
+            ? askOn(build, LabPod(false), {"checkLdapConnectivity"})
+            : ask(build, {"checkLdapConnectivity"},
+                  {std::string(WS_SOURCE_DIR) + "/tests/servers/with-pod", "--without-principals", "sh", "-c",
+                   "exec \"$@\" --config \"$WS_TEST_CONFIG\"", "sh"});
     EXPECT_EQ(answer.status, 0) << answer.errors;
     ASSERT_TRUE(answer.json.is_object()) << answer.errors;
     EXPECT_EQ(answer.json["result"].dump(),
