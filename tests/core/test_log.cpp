@@ -12,6 +12,7 @@
 
 namespace {
 
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 using CORE::__SysMessage;
 using Lines = std::vector<std::string>;
 
