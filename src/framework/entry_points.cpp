@@ -1,51 +1,19 @@
-// What the module shows to the world: the functions that the host calls.
-#include <utility>
+// The module's plug-in, and the exported function that no other module has.
+#include <type_traits>
 
-#include "framework/core/log.h"
 #include "framework/core/plugin_api.h"
 #include "framework/plugin_description.h"
 #include "framework/ws_admin_plugin.h"
 #include "platform/module_attach.h"
-#include "platform/module_log.h"
+#include "platform/module_export.h"
 
-#if defined(_WIN32)
-#define WS_EXPORT extern "C" __declspec(dllexport)
-#else
-#define WS_EXPORT extern "C" __attribute__((visibility("default")))
-#endif
-
-namespace wsadmin {
-
-void onAttach(void* module) {
-    setModuleName(CORE::wstr::getModuleName(module).lastPath().dropSuffix().str());
+CORE::mfwPluginDll& wsadmin::modulePlugin() {
     static ws_admin_plugin plugin;
-    plugin.setModule(module);
-    CORE::sysmsgLogLoaded(moduleName(), true);
-}
-
-}  // namespace wsadmin
-
-using wsadmin::ws_admin_plugin;
-
-WS_EXPORT bool PluginParams(const CORE::PropertyBag* bag) {
-    ws_admin_plugin* plugin = ws_admin_plugin::current();
-    return plugin ? plugin->params(bag) : true;
-}
-
-WS_EXPORT bool PluginInit(void*, void*, void*, void*) {
-    ws_admin_plugin* plugin = ws_admin_plugin::current();
-    return plugin ? plugin->init(wsadmin::moduleName()) : true;
-}
-
-WS_EXPORT void PluginExit() {
-    if (ws_admin_plugin* plugin = ws_admin_plugin::current()) plugin->exit(wsadmin::moduleName());
+    return plugin;
 }
 
 WS_EXPORT void PluginDescribe(CORE::PropertyBag* bag) {
     if (bag) *bag = wsadmin::describeOperations();
 }
 
-static_assert(std::is_same_v<decltype(&PluginParams), CORE::PluginParamsFunction>);
-static_assert(std::is_same_v<decltype(&PluginInit), CORE::PluginInitFunction>);
-static_assert(std::is_same_v<decltype(&PluginExit), CORE::PluginExitFunction>);
 static_assert(std::is_same_v<decltype(&PluginDescribe), CORE::PluginDescribeFunction>);

@@ -1,31 +1,11 @@
 #include "framework/ws_admin_plugin.h"
 
-#include <atomic>
-
 #include "framework/core/coreexception.h"
 #include "framework/ws_admin_service.h"
 #include "platform/module_log.h"
 #include "platform/platform.h"
 
 namespace wsadmin {
-
-namespace {
-
-std::atomic<ws_admin_plugin*> currentPlugin{nullptr};
-
-}  // namespace
-
-ws_admin_plugin::ws_admin_plugin() {
-    currentPlugin = this;
-}
-
-ws_admin_plugin::~ws_admin_plugin() {
-    currentPlugin = nullptr;
-}
-
-ws_admin_plugin* ws_admin_plugin::current() noexcept {
-    return currentPlugin;
-}
 
 bool ws_admin_plugin::initialise() {
     // A second service would take the module's pointer from the one that is registered.

@@ -8,12 +8,6 @@ namespace wsadmin {
 
 class ws_admin_plugin : public CORE::mfwPluginDll {
   public:
-    ws_admin_plugin();
-    ~ws_admin_plugin() override;
-
-    // The module's one plug-in; null before it is built and after it is destroyed.
-    static ws_admin_plugin* current() noexcept;
-
     bool initialiseSynchronously() override { return true; }
     // Throws coreException, with the reason, when the start-up bag asks for a platform that cannot be had.
     bool initialise() override;

@@ -1,28 +1,8 @@
 #include "winauth/winauth_plugin.h"
 
-#include <atomic>
-
 #include "winauth/winauth_service.h"
 
 namespace wsadmin {
-
-namespace {
-
-std::atomic<winauth_plugin*> currentPlugin{nullptr};
-
-}  // namespace
-
-winauth_plugin::winauth_plugin() {
-    currentPlugin = this;
-}
-
-winauth_plugin::~winauth_plugin() {
-    currentPlugin = nullptr;
-}
-
-winauth_plugin* winauth_plugin::current() noexcept {
-    return currentPlugin;
-}
 
 bool winauth_plugin::initialise() {
     if (winauth_service::current()) return true;

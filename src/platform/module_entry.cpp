@@ -1,0 +1,34 @@
+// What every module shows to the host. Compiled into each, not into a library: a linker would leave it out.
+#include <type_traits>
+
+#include "framework/core/log.h"
+#include "framework/core/plugin_api.h"
+#include "platform/module_attach.h"
+#include "platform/module_export.h"
+#include "platform/module_log.h"
+
+namespace wsadmin {
+
+void onAttach(void* module) {
+    setModuleName(CORE::wstr::getModuleName(module).lastPath().dropSuffix().str());
+    modulePlugin().setModule(module);
+    CORE::sysmsgLogLoaded(moduleName(), true);
+}
+
+}  // namespace wsadmin
+
+WS_EXPORT bool PluginParams(const CORE::PropertyBag* bag) {
+    return wsadmin::modulePlugin().params(bag);
+}
+
+WS_EXPORT bool PluginInit(void*, void*, void*, void*) {
+    return wsadmin::modulePlugin().init(wsadmin::moduleName());
+}
+
+WS_EXPORT void PluginExit() {
+    wsadmin::modulePlugin().exit(wsadmin::moduleName());
+}
+
+static_assert(std::is_same_v<decltype(&PluginParams), CORE::PluginParamsFunction>);
+static_assert(std::is_same_v<decltype(&PluginInit), CORE::PluginInitFunction>);
+static_assert(std::is_same_v<decltype(&PluginExit), CORE::PluginExitFunction>);
