@@ -1,6 +1,5 @@
 #include "framework/ws_admin_service.h"
 
-#include <mutex>
 #include <utility>
 
 #include "framework/ws_admin_operation.h"
@@ -10,13 +9,8 @@ namespace wsadmin {
 
 namespace {
 
-struct Current {
-    std::mutex mutex;
-    CORE::refptr<ws_admin_service> service;
-};
-
-Current& module() {
-    static Current current;
+CORE::CurrentService<ws_admin_service>& module() {
+    static CORE::CurrentService<ws_admin_service> current;
     return current;
 }
 
@@ -48,14 +42,11 @@ ws_admin_service::~ws_admin_service() {
 }
 
 CORE::refptr<ws_admin_service> ws_admin_service::current() {
-    const std::lock_guard hold(module().mutex);
-    return module().service;
+    return module().get();
 }
 
 void ws_admin_service::setCurrent(CORE::refptr<ws_admin_service> service) {
-    // What was there goes only after the lock is free again: its destruction may take long.
-    const std::lock_guard hold(module().mutex);
-    std::swap(module().service, service);
+    module().set(std::move(service));
 }
 
 void ws_admin_service::registerWorker() {

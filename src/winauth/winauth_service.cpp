@@ -13,13 +13,8 @@ using CORE::PropertyBag;
 
 namespace {
 
-struct Current {
-    std::mutex mutex;
-    CORE::refptr<winauth_service> service;
-};
-
-Current& module() {
-    static Current current;
+CORE::CurrentService<winauth_service>& module() {
+    static CORE::CurrentService<winauth_service> current;
     return current;
 }
 
@@ -60,13 +55,11 @@ winauth_service::winauth_service(PropertyBag parameters)
     : CORE::service(false), parameters_(std::move(parameters)) {}
 
 CORE::refptr<winauth_service> winauth_service::current() {
-    const std::lock_guard hold(module().mutex);
-    return module().service;
+    return module().get();
 }
 
 void winauth_service::setCurrent(CORE::refptr<winauth_service> service) {
-    const std::lock_guard hold(module().mutex);
-    std::swap(module().service, service);
+    module().set(std::move(service));
 }
 
 void winauth_service::registerWorker(CORE::ThreadGroup& threads) {

@@ -3,6 +3,8 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
+#include <utility>
 
 #include "framework/core/corelock.h"
 #include "framework/core/coreref.h"
@@ -37,6 +39,25 @@ class MFWCORE_API service : public coreref {
     std::atomic<bool> registered_{false};
     std::atomic<bool> stopped_{false};
     std::unique_ptr<coreevent> stopEvent_;
+};
+
+// Where a module keeps its one service for the requests that come, null while there is none. Any thread.
+template <class Service>
+class CurrentService {
+  public:
+    refptr<Service> get() const {
+        const std::lock_guard hold(mutex_);
+        return service_;
+    }
+    // What was there goes only after the lock is free again: its destruction may take long.
+    void set(refptr<Service> service) {
+        const std::lock_guard hold(mutex_);
+        std::swap(service_, service);
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    refptr<Service> service_;
 };
 
 // The object of one request to a service, with hooks around the handler.
