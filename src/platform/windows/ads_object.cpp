@@ -136,7 +136,8 @@ class AdsObject final : public DirectoryObject {
             if (V_VT(&child.get()) != VT_DISPATCH) continue;
             if (const auto entry = queryCom<IADs>(V_DISPATCH(&child.get()), IID_IADs)) {
                 Bstr path;
-                entry->get_ADsPath(path.receive());
+                hr = entry->get_ADsPath(path.receive());
+                if (FAILED(hr)) return fail(adsFailure(hr));
                 paths.push_back(path.utf8());
             }
         }

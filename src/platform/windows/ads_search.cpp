@@ -57,11 +57,13 @@ class AdsRows final : public DirectoryRows {
         if (!onRow_) return fail(adsRefusal(adsBadParameter));
         std::vector<std::string> names;
         LPWSTR name = nullptr;
-        while (search().GetNextColumnName(handle_, &name) == S_OK && name) {
+        HRESULT hr = S_OK;
+        while ((hr = search().GetNextColumnName(handle_, &name)) == S_OK && name) {
             names.push_back(CORE::toUtf8(name));
             FreeADsMem(name);
             name = nullptr;
         }
+        if (FAILED(hr)) return fail(connection_->failure(hr));
         std::vector<DirectoryColumn> all;
         for (const std::string& each : names) {
             auto found = column(each);
