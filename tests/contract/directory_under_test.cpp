@@ -6,6 +6,7 @@
 
 #include "platform/lab/directory_server.h"
 #include "platform/lab/syntax.h"
+#include "platform/sid.h"
 #include "platform/system_clock.h"
 #ifdef _WIN32
 #include "platform/windows/windows_platform.h"
@@ -167,7 +168,7 @@ std::string DirectoryContract::principalDn(const std::string& sid) const {
 }
 
 std::string DirectoryContract::binarySid(const std::string& sid) {
-    return lab::sidFromText(sid).value();
+    return Sid::parse(sid).value().bytes();
 }
 
 }  // namespace wsadmin::platform

@@ -109,9 +109,10 @@ TEST(LabDirectory, FailedChangesLeaveNoForeignPrincipal) {
     EXPECT_EQ(readEntry(*session, sid)->entries.at(0).dn,
               "CN=S-1-5-21-1-2-3-4,CN=ForeignSecurityPrincipals,DC=t");
     // An entry that has the SID is the principal; none is made for it.
-    EXPECT_EQ(codeOf(session->modify("CN=one,OU=a,DC=t",
-                                     {{LdapModify::add, "objectSid", {sidFromText("S-1-5-99").value()}}})),
-              ldapSuccess);
+    EXPECT_EQ(
+        codeOf(session->modify("CN=one,OU=a,DC=t",
+                               {{LdapModify::add, "objectSid", {Sid::parse("S-1-5-99").value().bytes()}}})),
+        ldapSuccess);
     EXPECT_EQ(codeOf(session->modify("CN=g,DC=t", {{LdapModify::add, "member", {"<SID=S-1-5-99>"}}})),
               ldapSuccess);
     EXPECT_EQ(readEntry(*session, "CN=g,DC=t")->entries.at(0).all("member").back(), "CN=one,OU=a,DC=t");

@@ -34,18 +34,11 @@ TEST(Syntax, StoresOneSpelling) {
 }
 
 TEST(Syntax, SidsAndGuids) {
-    for (const char* sid : {"S-1-0", "S-1-5-18", "S-1-5-21-1-2-4294967295-1103", "S-1-281474976710655-1"}) {
-        const auto binary = sidFromText(sid);
-        ASSERT_TRUE(binary) << sid;
-        EXPECT_EQ(sidToText(*binary), sid);
-        EXPECT_EQ(storedValue(Syntax::sid, sid), binary);
-        EXPECT_EQ(storedValue(Syntax::sid, *binary), binary);
-    }
-    EXPECT_EQ(sidFromText("S-1-5-18"), std::string("\1\1\0\0\0\0\0\5\x12\0\0\0", 12));
-    for (const char* wrong : {"", "S-1", "S-1-", "S-2-5-18", "S-1-5-4294967296", "S-1-281474976710656",
-                              "S-1-5--1", "S-1-5-x", "S-1-5-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15-16"})
-        EXPECT_FALSE(sidFromText(wrong)) << wrong;
-    EXPECT_EQ(sidToText("too short"), "");
+    const std::string binary("\1\1\0\0\0\0\0\5\x12\0\0\0", 12);
+    EXPECT_EQ(storedValue(Syntax::sid, "S-1-5-18"), binary);
+    EXPECT_EQ(storedValue(Syntax::sid, binary), binary);
+    EXPECT_EQ(readableValue(Syntax::sid, binary), "S-1-5-18");
+    EXPECT_FALSE(storedValue(Syntax::sid, "S-1-"));
 
     const std::string guid = "00112233-4455-6677-8899-aabbccddeeff";
     EXPECT_EQ(guidFromText(guid),

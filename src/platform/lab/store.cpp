@@ -55,7 +55,7 @@ void Store::addContext(const std::string& name) {
 Result<NodeId> Store::resolve(std::string_view name) const {
     if (!name.empty() && name.front() == '<') {
         std::optional<NodeId> found;
-        if (const auto sid = bracketed(name, "sid"); sid && sidFromText(*sid))
+        if (const auto sid = bracketed(name, "sid"); sid && Sid::parse(*sid))
             found = findBySid(*sid);
         else if (const auto guid = bracketed(name, "guid"); guid && guidFromText(*guid))
             found = findByGuid(*guidFromText(*guid));
@@ -71,10 +71,10 @@ Result<NodeId> Store::resolve(std::string_view name) const {
 }
 
 std::optional<NodeId> Store::findBySid(std::string_view sidText) const {
-    const auto binary = sidFromText(sidText);
-    if (!binary) return std::nullopt;
-    for (const NodeId id : indexes.candidates(*this, attrObjectSid, *binary))
-        if (!tree.at(id).deleted && has(id, attrObjectSid, *binary)) return id;
+    const auto sid = Sid::parse(sidText);
+    if (!sid) return std::nullopt;
+    for (const NodeId id : indexes.candidates(*this, attrObjectSid, sid->bytes()))
+        if (!tree.at(id).deleted && has(id, attrObjectSid, sid->bytes())) return id;
     return std::nullopt;
 }
 

@@ -16,6 +16,7 @@
 #include "platform/lab/tree.h"
 #include "platform/ldap_session.h"
 #include "platform/result.h"
+#include "platform/sid.h"
 
 namespace wsadmin::platform::lab {
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "framework/core/corestring.h"
+#include "platform/sid.h"
 
 namespace wsadmin::platform::lab {
 
@@ -38,8 +39,8 @@ int sign(int order) {
 constexpr std::array<std::size_t, 16> guidOrder = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
 
 std::optional<std::string> storedSid(std::string_view value) {
-    if (auto binary = sidFromText(value)) return binary;
-    if (sidToText(value).empty()) return std::nullopt;
+    if (const auto sid = Sid::parse(value)) return sid->bytes();
+    if (!Sid::fromBytes(value)) return std::nullopt;
     return std::string(value);
 }
 
@@ -126,44 +127,12 @@ std::string matchKey(Syntax syntax, std::string_view stored) {
 }
 
 std::string readableValue(Syntax syntax, std::string_view stored) {
-    if (syntax == Syntax::sid) return sidToText(stored);
+    if (syntax == Syntax::sid) {
+        const auto sid = Sid::fromBytes(stored);
+        return sid ? sid->text() : std::string();
+    }
     if (syntax == Syntax::guid) return guidToText(stored);
     return std::string(stored);
-}
-
-std::optional<std::string> sidFromText(std::string_view text) {
-    if (text.size() < 4 || lower(text[0]) != 's' || text[1] != '-') return std::nullopt;
-    std::vector<std::uint64_t> parts;
-    for (std::size_t at = 2; at <= text.size();) {
-        const auto end = std::min(text.find('-', at), text.size());
-        const auto part = number<std::uint64_t>(text.substr(at, end - at));
-        if (!part) return std::nullopt;
-        parts.push_back(*part);
-        at = end + 1;
-    }
-    constexpr std::size_t mostSubAuthorities = 15;
-    if (parts.size() < 2 || parts[0] != 1 || parts[1] >> 48 || parts.size() - 2 > mostSubAuthorities)
-        return std::nullopt;
-    std::string binary = {static_cast<char>(parts[0]), static_cast<char>(parts.size() - 2)};
-    for (int shift = 40; shift >= 0; shift -= 8) binary += static_cast<char>(parts[1] >> shift & 0xff);
-    for (std::size_t i = 2; i < parts.size(); ++i) {
-        if (parts[i] > UINT32_MAX) return std::nullopt;
-        for (int shift = 0; shift < 32; shift += 8) binary += static_cast<char>(parts[i] >> shift & 0xff);
-    }
-    return binary;
-}
-
-std::string sidToText(std::string_view binary) {
-    const auto byte = [&](std::size_t at) {
-        return static_cast<std::uint64_t>(static_cast<unsigned char>(binary[at]));
-    };
-    if (binary.size() < 8 || byte(0) != 1 || binary.size() != 8 + 4 * byte(1)) return {};
-    std::uint64_t authority = 0;
-    for (std::size_t i = 2; i < 8; ++i) authority = authority << 8 | byte(i);
-    std::string text = "S-1-" + std::to_string(authority);
-    for (std::size_t at = 8; at < binary.size(); at += 4)
-        text += '-' + std::to_string(byte(at) | byte(at + 1) << 8 | byte(at + 2) << 16 | byte(at + 3) << 24);
-    return text;
 }
 
 std::optional<std::string> guidFromText(std::string_view text) {

@@ -31,8 +31,6 @@ std::string matchKey(Syntax syntax, std::string_view stored);
 // As a file shows it: SIDs and GUIDs as text.
 std::string readableValue(Syntax syntax, std::string_view stored);
 
-std::optional<std::string> sidFromText(std::string_view text);  // "S-1-5-18" to binary
-std::string sidToText(std::string_view binary);                 // empty when it is none
 std::optional<std::string> guidFromText(std::string_view text);
 std::string guidToText(std::string_view binary);
 

@@ -147,14 +147,13 @@ Result<std::string> ValueReader::key(AttributeId attribute, std::string_view val
 }
 
 Result<NodeId> ValueReader::makeForeignPrincipal(std::string_view name) {
-    const auto sid = sidToText(*sidFromText(name.substr(5, name.size() - 6)));
+    const auto sid = Sid::parse(name.substr(5, name.size() - 6)).value();  // the name was found to be one
     const auto container = store_.resolve("CN=ForeignSecurityPrincipals," + store_.suffixes.front());
     if (!container)
         return fail(ldapNoSuchObject,
                     CORE::toWide(name) + L" needs the container CN=ForeignSecurityPrincipals");
-    const LdapEntry principal{
-        "CN=" + sid + "," + store_.tree.dnText(*container),
-        {{"objectClass", {"foreignSecurityPrincipal"}}, {"objectSid", {*sidFromText(sid)}}}};
+    const LdapEntry principal{"CN=" + sid.text() + "," + store_.tree.dnText(*container),
+                              {{"objectClass", {"foreignSecurityPrincipal"}}, {"objectSid", {sid.bytes()}}}};
     const bool loading = std::exchange(store_.loading, true);
     const auto made = addEntry(store_, principal);
     store_.loading = loading;
