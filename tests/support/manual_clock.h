@@ -15,11 +15,15 @@ class ManualClock : public wsadmin::platform::Clock {
     std::chrono::steady_clock::time_point monotonic() const override {
         return std::chrono::steady_clock::time_point(std::chrono::seconds(seconds_.load()));
     }
+    std::chrono::local_seconds local(std::chrono::sys_seconds time) const override {
+        return std::chrono::local_seconds(time.time_since_epoch() + localOffset);
+    }
     bool wait(std::chrono::milliseconds time, const CORE::coreevent* stop) override {
         if (stop && stop->isSet()) return true;
         seconds_ += std::chrono::duration_cast<std::chrono::seconds>(time).count();
         return false;
     }
+    std::chrono::hours localOffset{0};
     void advance(std::int64_t seconds) { seconds_ += seconds; }
 
   private:

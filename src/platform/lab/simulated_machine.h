@@ -19,6 +19,10 @@ class FixedClock final : public Clock {
     std::chrono::steady_clock::time_point monotonic() const override {
         return std::chrono::steady_clock::time_point(waited_.load());
     }
+    // The lab's clocks show UTC.
+    std::chrono::local_seconds local(std::chrono::sys_seconds time) const override {
+        return std::chrono::local_seconds(time.time_since_epoch());
+    }
     bool wait(std::chrono::milliseconds time, const CORE::coreevent* stop) override;
 
   private:
