@@ -6,6 +6,7 @@
 
 #include "framework/core/plugin_api.h"
 #include "framework/core/property_bag.h"
+#include "platform/accounts.h"
 #include "platform/clock.h"
 #include "platform/directory_services.h"
 #include "platform/ldap_session.h"
@@ -22,6 +23,13 @@ struct Platform {
     std::shared_ptr<Registry> registry;
     std::shared_ptr<Processes> processes;
     std::shared_ptr<Clock> clock;
+    // Null where the machine knows no accounts: they are then those of the directories.
+    std::shared_ptr<AccountAuthority> accounts;
+
+    // Where there is no authority: the account that the process is taken to run as. Empty: nobody knows.
+    std::wstring processAccount;
+    // The account that the configuration directory is bound with. Empty: the identity of the process.
+    std::wstring directoryAccount;
 
     // Writes changes back where the platform keeps them in files (a lab that was opened to be saved); else
     // nothing.

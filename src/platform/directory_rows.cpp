@@ -1,0 +1,37 @@
+#include "platform/directory_rows.h"
+
+#include <utility>
+
+namespace wsadmin::platform {
+
+const std::vector<DirectoryValue>& DirectoryRow::all(std::string_view name) const noexcept {
+    static const std::vector<DirectoryValue> none;
+    const auto found = columns_.find(name);
+    return found == columns_.end() ? none : found->second;
+}
+
+std::string DirectoryRow::text(std::string_view name) const {
+    const auto& values = all(name);
+    return values.empty() ? std::string() : directoryText(values.front());
+}
+
+Result<std::vector<DirectoryRow>> readRows(DirectorySearch& search, const std::string& filter,
+                                           const std::vector<std::string>& attributes, std::size_t most) {
+    const auto rows = search.execute(filter, attributes);
+    if (!rows) return fail(rows.error());
+    std::vector<DirectoryRow> found;
+    while (most == 0 || found.size() < most) {
+        const auto more = (*rows)->next();
+        if (!more) return fail(more.error());
+        if (!*more) break;
+        DirectoryRow& row = found.emplace_back();
+        for (const std::string& attribute : attributes) {
+            auto column = (*rows)->column(attribute);
+            if (!column) return fail(column.error());
+            if (*column && !(*column)->values.empty()) row.set(attribute, std::move((*column)->values));
+        }
+    }
+    return found;
+}
+
+}  // namespace wsadmin::platform
