@@ -1,0 +1,25 @@
+// Accounts by name, as the operating system knows them, or the directories where it knows none.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "ldap/service_context.h"
+#include "platform/accounts.h"
+#include "platform/sid.h"
+
+namespace wsadmin {
+
+// The machine's authority, or one on the directories that the domain map knows. For one request, on one
+// thread.
+std::shared_ptr<platform::AccountAuthority> accountsOf(ServiceContext& service);
+
+// The SID of a user by DOMAIN\user, user@domain or a bare name; nothing for what is no user's. A user part
+// that is too long for a logon name is looked up as a principal name.
+std::optional<platform::Sid> usernameToSid(ServiceContext& service, platform::AccountAuthority& accounts,
+                                           std::wstring_view username);
+
+// How an account is shown: "DOMAIN\name", or the name alone where it belongs to no domain.
+std::wstring displayName(const platform::AccountName& account);
+
+}  // namespace wsadmin

@@ -1,0 +1,46 @@
+#include "identity/domain_bindings.h"
+
+#include <array>
+
+#include "ldap/domain.h"
+#include "platform/module_log.h"
+
+namespace wsadmin {
+
+using CORE::PropertyBag;
+
+std::optional<DomainBindings> DomainBindings::of(ServiceContext& service) {
+    const auto domain = service.domain();
+    const PropertyBag map = domain ? domain->getDomainMap(false) : PropertyBag();
+    for (const wchar_t* part : {L"primaryDomain", L"trustedDomains", L"allDomains", L"dnsBag"})
+        if (!map.isBag(part)) {
+            logError(L"The domain map has no part %s", part);
+            return std::nullopt;
+        }
+    return DomainBindings{.primary = map.getBag(L"primaryDomain"),
+                          .trusted = map.getBag(L"trustedDomains"),
+                          .all = map.getBag(L"allDomains"),
+                          .names = map.getBag(L"dnsBag")};
+}
+
+std::wstring DomainBindings::dnsName(std::wstring_view shortName) const {
+    return names.get(shortName).str();
+}
+
+std::wstring DomainBindings::shortName(std::wstring_view dnsName) const {
+    for (const CORE::BagProperty& name : names.props())
+        if (CORE::compareFolded(name.value, CORE::toUtf8(dnsName)) == 0) return CORE::toWide(name.name);
+    return {};
+}
+
+std::string ldapBinding(std::wstring_view name) {
+    return "LDAP://" + CORE::toUtf8(name);
+}
+
+PropertyBag oneDomain(std::wstring_view name, std::wstring_view binding) {
+    PropertyBag domains;
+    domains.add(name, binding);
+    return domains;
+}
+
+}  // namespace wsadmin

@@ -1,0 +1,22 @@
+// The groups of a user, from Active Directory. All calls need a DirectoryThread.
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "identity/user_information.h"
+#include "ldap/service_context.h"
+#include "platform/result.h"
+#include "platform/sid.h"
+
+namespace wsadmin {
+
+// The constructed attribute "tokenGroups" of the user's entry. Failure: the sentence, logged. An attribute
+// without values is no failure: three warnings tell the administrator what to do.
+Result<std::vector<platform::Sid>> userTokenGroupsFromDirectory(ServiceContext& service,
+                                                                std::string_view userDn);
+// tokenGroups, and the domain-local groups of the user's domain that list the user, each group once. What
+// cannot be read is logged and left out.
+std::vector<platform::Sid> userGroups(ServiceContext& service, const UserInformation& user);
+
+}  // namespace wsadmin

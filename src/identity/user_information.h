@@ -1,0 +1,42 @@
+// Who a user is and in what state the account is, from Active Directory.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "framework/core/property_bag.h"
+#include "ldap/service_context.h"
+#include "platform/clock.h"
+#include "platform/directory_rows.h"
+#include "platform/sid.h"
+
+namespace wsadmin {
+
+struct AccountState {
+    std::int32_t control = 0;  // userAccountControl, with what the server adds to it
+    std::int64_t expires = 0;  // 100 ns since 1601-01-01 UTC; 0 and the greatest number: never
+    std::string logonHours;    // 21 bytes, a bit an hour from Sunday midnight on; empty: always
+};
+
+struct UserInformation {
+    std::optional<platform::Sid> sid;
+    std::wstring cn, dn, sn, givenName, mail, domain, domainFull, accountName, userPrincipalName;
+    AccountState state;
+};
+
+// The flags that apply at that time: keys without values.
+CORE::PropertyBag accountProperties(const AccountState& state, const platform::Clock& clock);
+// The information bag, with "account-properties"; what is empty is left out.
+CORE::PropertyBag renderUserInformation(const UserInformation& user, const platform::Clock& clock);
+
+// The users with these SIDs that are found, by SID. The primary domain's forest and then the trusted domains
+// are asked, each for all that are still missing, many in one search; a domain that cannot be asked is
+// skipped. Needs a DirectoryThread.
+std::map<platform::Sid, UserInformation> readUsers(ServiceContext& service,
+                                                   const std::vector<platform::Sid>& sids);
+std::optional<UserInformation> readUser(ServiceContext& service, const platform::Sid& sid);
+
+}  // namespace wsadmin
