@@ -69,6 +69,7 @@ TEST(MachineFile, EverythingHasADefault) {
     const auto machine = read("[[directory]]\nsuffixes = [\"dc=t\"]\n");
     EXPECT_EQ(machine.netBiosName, L"LAB");
     EXPECT_EQ(machine.role, MachineRole::connectionServer);
+    EXPECT_EQ(machine.account, L"");
     EXPECT_EQ(machine.directories.at(0).address.ports, std::vector<std::uint16_t>{389});
     EXPECT_EQ(machine.directories.at(0).settings.pageSize, 1000);
     EXPECT_FALSE(machine.fixedTime);

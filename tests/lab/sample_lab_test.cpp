@@ -26,6 +26,7 @@ std::size_t count(LdapSession& session, const std::string& base, const std::stri
 TEST(SampleLab, HoldsAPodAndItsDomain) {
     const auto platform = openLab(WS_SOURCE_DIR "/labs/sample");
     ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
+    EXPECT_EQ((*platform)->processAccount, L"SYSTEM");
     const auto pod = boundSession(**platform);
     const std::string at = suffix;
     struct {
@@ -51,6 +52,50 @@ TEST(SampleLab, HoldsAPodAndItsDomain) {
     EXPECT_EQ(count(*corp, "DC=corp,DC=example",
                     "(member:1.2.840.113556.1.4.1941:=CN=Carol Cole,OU=Staff,DC=corp,DC=example)"),
               3U);
+}
+
+TEST(SampleLab, HoldsAccountsInEveryState) {
+    const auto platform = openLab(WS_SOURCE_DIR "/labs/sample");
+    ASSERT_TRUE(platform);
+    const auto corp = boundSession(**platform, "corp.example");
+    const struct {
+        const char *filter, *attribute, *value;
+    } table[] = {
+        {"(sAMAccountName=alice)", "msDS-User-Account-Control-Computed", "0"},
+        {"(sAMAccountName=lotte)", "msDS-User-Account-Control-Computed", "16"},
+        {"(sAMAccountName=paul)", "msDS-User-Account-Control-Computed", "8388608"},
+        {"(sAMAccountName=emil)", "accountExpires", "132223104000000000"},
+        {"(userAccountControl:1.2.840.113556.1.4.803:=262144)", "sAMAccountName", "sonja"},
+        {"(userPrincipalName=bcdefghijklmnopqrstuv@corp.example)", "sAMAccountName", "bcdefghijklmnopqrstu"},
+        {"(altSecurityIdentities=X509:<I>C=EX,O=Corp,CN=Corp CA<S>C=EX,O=Corp,CN=Alice)", "sAMAccountName",
+         "alice"},
+        {"(altSecurityIdentities=X509:<S>C=EX,O=Corp,CN=Bob)", "sAMAccountName", "bob"},
+        // S-1-5-21-2000-2000-2000-1153
+        {"(objectSid=\\01\\05\\00\\00\\00\\00\\00\\05\\15\\00\\00\\00\\d0\\07\\00\\00\\d0\\07\\00\\00"
+         "\\d0\\07\\00\\00\\81\\04\\00\\00)",
+         "sAMAccountName", "hugo"},
+    };
+    for (const auto& row : table) {
+        const auto found = corp->search({"DC=corp,DC=example",
+                                         LdapScope::subtree,
+                                         "(&(objectClass=user)" + std::string(row.filter) + ")",
+                                         {row.attribute},
+                                         {},
+                                         0});
+        ASSERT_TRUE(found) << row.filter;
+        ASSERT_EQ(found->entries.size(), 1U) << row.filter;
+        EXPECT_EQ(found->entries.at(0).first(row.attribute), row.value) << row.filter;
+    }
+    for (const auto& [name, hours] :
+         {std::pair("hugo", std::string(21, '\0')), {"alma", std::string(21, '\xff')}}) {
+        const auto found = corp->search({"DC=corp,DC=example",
+                                         LdapScope::subtree,
+                                         "(sAMAccountName=" + std::string(name) + ")",
+                                         {"logonHours"},
+                                         {},
+                                         0});
+        EXPECT_EQ(found.value().entries.at(0).first("logonHours"), hours) << name;
+    }
 }
 
 }  // namespace

@@ -10,6 +10,7 @@ namespace wsadmin::platform::lab {
 
 Directory::Directory(DirectorySettings settings, const Clock& clock)
     : settings_(std::move(settings)), store_(clock) {
+    store_.constructs = settings_.activeDirectory;
     for (const auto& suffix : settings_.suffixes) store_.addContext(suffix);
     prepareContexts(store_);
 }
@@ -40,7 +41,7 @@ Result<std::vector<LdapEntry>> Directory::show(const std::vector<NodeId>& ids, s
     const auto filter = parseFilter(search.filter);
     if (!filter) return fail(filter.error());
     const Matcher matcher(store_, *filter);
-    const Selection selection(store_, search.attributes, static_cast<std::size_t>(settings_.valuesAtOnce));
+    const Selection selection(store_, search, static_cast<std::size_t>(settings_.valuesAtOnce));
     std::vector<LdapEntry> entries;
     for (; at < ids.size() && entries.size() < count; ++at) {
         const Node& node = store_.tree.at(ids[at]);

@@ -23,6 +23,7 @@ void readMachine(Section& section, MachineDescription& machine) {
                              {"replica-server", MachineRole::replicaServer},
                              {"transfer-server", MachineRole::transferServer}});
     section.number("os-level", machine.osLevel, 500, 9999);
+    section.text("account", machine.account);
 }
 
 void readClock(Section& section, MachineDescription& machine) {

@@ -40,6 +40,7 @@ struct MachineDescription {
     std::wstring netBiosName = L"LAB", dnsName = L"lab.example";
     MachineRole role = MachineRole::connectionServer;
     int osLevel = 603;
+    std::wstring account;  // that the process is taken to run as; empty: nobody knows
     std::optional<std::chrono::sys_seconds> fixedTime;
     std::map<Folder, std::wstring> folders;  // empty: cannot be obtained
     std::wstring windowsDirectory = L"C:\\Windows";

@@ -37,8 +37,8 @@ struct ObjectClass {
     bool auxiliary = false;
 };
 
-// Attributes that the directory itself keeps or makes; their ids are the first of every schema, in this
-// order.
+// Attributes that the directory itself keeps, makes or looks at; their ids are the first of every schema, in
+// this order.
 enum KnownAttribute : AttributeId {
     attrObjectClass,
     attrDistinguishedName,
@@ -54,6 +54,14 @@ enum KnownAttribute : AttributeId {
     attrMember,
     attrCurrentTime,
     attrHighestUsn,  // of the root entry
+    attrTokenGroups,
+    attrAccountControlComputed,
+    attrUserAccountControl,
+    attrPrimaryGroupId,
+    attrGroupType,
+    attrPwdLastSet,
+    attrLockoutTime,
+    attrLockoutDuration,
 };
 
 class Schema {

@@ -4,7 +4,7 @@
 namespace wsadmin::platform::lab {
 
 const char* const builtInSchema = R"(
-# Kept or made by the directory itself, in the order of KnownAttribute.
+# Kept, made or looked at by the directory itself, in the order of KnownAttribute.
 attribute objectClass string multi
 attribute distinguishedName dn single
 attribute name string single
@@ -19,6 +19,14 @@ attribute objectSid sid single
 attribute member dn multi link 2
 attribute currentTime time single
 attribute highestCommittedUSN int64 single
+attribute tokenGroups sid multi
+attribute msDS-User-Account-Control-Computed int single
+attribute userAccountControl int single
+attribute primaryGroupID int single
+attribute groupType int single
+attribute pwdLastSet int64 single
+attribute lockoutTime int64 single
+attribute lockoutDuration int64 single
 # Of directories in general.
 attribute memberOf dn multi link 3
 attribute cn string single
@@ -60,12 +68,7 @@ attribute sAMAccountName string single
 attribute sAMAccountType int single
 attribute userPrincipalName string single
 attribute servicePrincipalName string multi
-attribute userAccountControl int single
-attribute primaryGroupID int single
-attribute groupType int single
 attribute accountExpires int64 single
-attribute pwdLastSet int64 single
-attribute lockoutTime int64 single
 attribute badPwdCount int single
 attribute lastLogon int64 single
 attribute lastLogonTimestamp int64 single
@@ -74,7 +77,6 @@ attribute unicodePwd octets single hidden
 attribute clearTextPassword octets single hidden
 attribute altSecurityIdentities string multi
 attribute sIDHistory sid multi
-attribute tokenGroups sid multi
 attribute msDS-UserAccountDisabled bool single
 # Of the schema.
 attribute attributeSyntax string single
@@ -178,6 +180,7 @@ class zre-MirapakApplication top
 class zre-MirapakApplicationGroup top
 class zre-AdminRole top
 class zre-GlobalAssignment top
+class zre-GlobalEntitlement top
 class zre-PolicyObject top
 class zre-HDQPolicyObject zre-PolicyObject
 class zre-mVDIPolicyObject zre-PolicyObject

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "platform/lab/constructed.h"
 #include "platform/lab/matcher.h"
 
 namespace wsadmin::platform::lab {
@@ -76,9 +77,9 @@ Result<std::vector<NodeId>> findEntries(const Store& store, const LdapSearch& se
     return found;
 }
 
-Selection::Selection(const Store& store, const std::vector<std::string>& names, std::size_t valuesAtOnce)
-    : store_(store), valuesAtOnce_(valuesAtOnce), all_(names.empty()) {
-    for (const auto& name : names) {
+Selection::Selection(const Store& store, const LdapSearch& search, std::size_t valuesAtOnce)
+    : store_(store), scope_(search.scope), valuesAtOnce_(valuesAtOnce), all_(search.attributes.empty()) {
+    for (const auto& name : search.attributes) {
         if (name == "*")
             all_ = true;
         else
@@ -148,12 +149,14 @@ bool Selection::append(NodeId id, const Wanted& wanted, LdapEntry& entry) const 
     const auto& type = store_.schema.attribute(wanted.attribute);
     LdapAttribute attribute{type.name, {}};
     std::size_t at = 0;
-    store_.forEachValue(id, wanted.attribute, [&](std::string_view value) {
+    const auto take = [&](std::string_view value) {
         if (at >= wanted.from && at - wanted.from < wanted.count)
             attribute.values.push_back(type.syntax == Syntax::dn ? store_.referenceText(value)
                                                                  : std::string(value));
         ++at;
-    });
+    };
+    store_.forEachValue(id, wanted.attribute, take);
+    if (at == 0 && store_.constructs) forEachConstructed(store_, id, wanted.attribute, scope_, take);
     if (at == 0) return true;
     if (attribute.values.empty()) return false;
     const auto end = wanted.from + attribute.values.size();

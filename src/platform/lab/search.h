@@ -20,7 +20,7 @@ Result<std::vector<NodeId>> findEntries(const Store& store, const LdapSearch& se
 // Which attributes a search shows.
 class Selection {
   public:
-    Selection(const Store& store, const std::vector<std::string>& names, std::size_t valuesAtOnce);
+    Selection(const Store& store, const LdapSearch& search, std::size_t valuesAtOnce);
     // Fails with 1 when a range begins past the last value.
     Result<LdapEntry> show(NodeId id) const;
 
@@ -36,6 +36,7 @@ class Selection {
     bool append(NodeId id, const Wanted& wanted, LdapEntry& entry) const;
 
     const Store& store_;
+    LdapScope scope_;
     std::size_t valuesAtOnce_;
     bool all_ = false;
     std::vector<Wanted> wanted_;

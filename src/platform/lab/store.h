@@ -65,6 +65,7 @@ class Store {
     std::vector<std::string> suffixes;  // of the naming contexts, as written; the first is the default one
     std::uint64_t usn = 0;              // the last one given
     std::size_t dangling = 0;  // how many references were stored as text; more than there are, never less
+    bool constructs = false;   // attributes of accounts, as a domain's directory does
     bool loading = false;      // entries come from files: more is allowed
     std::uint16_t file = 0;    // while loading, the one they come from
     std::unordered_map<std::string, NodeId> resolved;  // while loading: names in values, for the next time

@@ -1,0 +1,16 @@
+// Attributes that a domain's directory works out when a search asks for them by name.
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+#include "platform/lab/store.h"
+
+namespace wsadmin::platform::lab {
+
+// Calls each(value) for every constructed value, in stored form; none for any other attribute. "tokenGroups"
+// has values in base searches only.
+void forEachConstructed(const Store& store, NodeId id, AttributeId attribute, LdapScope scope,
+                        const std::function<void(std::string_view)>& each);
+
+}  // namespace wsadmin::platform::lab
