@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <ntsecapi.h>
 #include <winldap.h>
 // After winldap.h:
 #include <winber.h>
@@ -29,6 +30,11 @@ struct BerFreer {
 
 using UniqueHandle = std::unique_ptr<void, Freer<CloseHandle>>;  // null, never INVALID_HANDLE_VALUE
 using UniqueKey = std::unique_ptr<std::remove_pointer_t<HKEY>, Freer<RegCloseKey>>;
+using UniqueLsaLogon = std::unique_ptr<void, Freer<LsaDeregisterLogonProcess>>;
+using UniqueLsaProfile = std::unique_ptr<void, Freer<LsaFreeReturnBuffer>>;
+using UniqueLsaPolicy = std::unique_ptr<void, Freer<LsaClose>>;
+using UniqueLsaNames = std::unique_ptr<LSA_TRANSLATED_NAME, Freer<LsaFreeMemory>>;
+using UniqueLsaDomains = std::unique_ptr<LSA_REFERENCED_DOMAIN_LIST, Freer<LsaFreeMemory>>;
 using UniqueLdap = std::unique_ptr<LDAP, Freer<ldap_unbind>>;
 using UniqueLdapMessage = std::unique_ptr<LDAPMessage, Freer<ldap_msgfree>>;
 using UniqueLdapText = std::unique_ptr<wchar_t, Freer<ldap_memfreeW>>;
@@ -41,6 +47,9 @@ inline Failure systemFailure(DWORD error) {
 }
 inline Failure lastFailure() {
     return systemFailure(GetLastError());
+}
+inline Failure statusFailure(NTSTATUS status) {
+    return systemFailure(LsaNtStatusToWinError(status));
 }
 
 }  // namespace wsadmin::platform::windows

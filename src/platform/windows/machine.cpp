@@ -8,6 +8,7 @@
 #include <array>
 
 #include "platform/system_clock.h"
+#include "platform/windows/accounts.h"
 #include "platform/windows/windows_platform.h"
 
 namespace wsadmin::platform::windows {
@@ -83,6 +84,7 @@ std::shared_ptr<Platform> makePlatform() {
     platform->registry = makeRegistry();
     platform->processes = makeProcesses();
     platform->clock = makeSystemClock();
+    platform->accounts = makeAccountAuthority();
     platform->save = [] { return Result<void>(); };
     return platform;
 }

@@ -1,0 +1,138 @@
+#include <windows.h>
+
+#include <gmock/gmock.h>
+
+#include "framework/core/corestring.h"
+#include "platform/windows/windows_platform.h"
+#include "windows/stand_ins/security_authority.h"
+
+namespace wsadmin::platform::windows {
+namespace {
+
+using testing::Contains;
+using testing::Not;
+
+Sid sid(std::string_view text) {
+    return Sid::parse(text).value();
+}
+
+std::wstring currentUser() {
+    std::array<wchar_t, 257> name{};
+    auto size = static_cast<DWORD>(name.size());
+    return GetUserNameW(name.data(), &size) ? name.data() : L"";
+}
+
+class Accounts : public testing::Test {
+  protected:
+    Accounts() { authority() = {}; }
+    ~Accounts() override {
+        RevertToSelf();
+        authority() = {};
+    }
+    static test::SecurityAuthority& authority() { return test::securityAuthority(); }
+    Result<Account> find(const std::wstring& name) {
+        const AccountRoom room = accounts->roomFor(name);
+        EXPECT_EQ(room.error, accountInsufficientBuffer) << CORE::toUtf8(name);
+        return accounts->lookUp(name, room);
+    }
+    std::shared_ptr<AccountAuthority> accounts = makePlatform()->accounts;
+};
+
+TEST_F(Accounts, AreFoundByName) {
+    const struct {
+        const wchar_t* name;
+        const char* sid;
+        AccountKind kind;
+    } rows[] = {
+        {L"SYSTEM", "S-1-5-18", AccountKind::wellKnownGroup},
+        {L"Everyone", "S-1-1-0", AccountKind::wellKnownGroup},
+        {L"Administrators", "S-1-5-32-544", AccountKind::alias},
+        {L"BUILTIN\\Administrators", "S-1-5-32-544", AccountKind::alias},
+    };
+    for (const auto& row : rows) {
+        const auto found = find(row.name);
+        ASSERT_TRUE(found) << CORE::toUtf8(row.name) << " " << found.error().code;
+        EXPECT_EQ(found->sid, sid(row.sid)) << CORE::toUtf8(row.name);
+        EXPECT_EQ(found->kind, row.kind) << CORE::toUtf8(row.name);
+    }
+    EXPECT_EQ(find(L"Administrators")->domain, L"BUILTIN");
+    EXPECT_EQ(find(L"Everyone")->domain, L"");
+}
+
+TEST_F(Accounts, SayWhatRoomTheyNeed) {
+    const AccountRoom room = accounts->roomFor(L"Administrators");
+    EXPECT_EQ(room.sid, sid("S-1-5-32-544").bytes().size());
+    EXPECT_EQ(room.domain, std::wstring(L"BUILTIN").size() + 1);
+    AccountRoom small = room;
+    --small.domain;
+    EXPECT_EQ(accounts->lookUp(L"Administrators", small).error().code, accountInsufficientBuffer);
+
+    authority().contentWithoutRoom = true;
+    const AccountRoom content = accounts->roomFor(L"Administrators");
+    EXPECT_EQ(content.error, accountInsufficientBuffer);
+    EXPECT_EQ(content.sid, room.sid);
+    EXPECT_EQ(content.domain, room.domain);
+}
+
+TEST_F(Accounts, ThatAreNotThereHaveNoRoom) {
+    EXPECT_EQ(accounts->roomFor(L"nobody-of-that-name").error, accountNoneMapped);
+    const auto found = accounts->lookUp(L"nobody-of-that-name", {accountInsufficientBuffer, 68, 256});
+    ASSERT_FALSE(found);
+    EXPECT_EQ(found.error().code, accountNoneMapped);
+    EXPECT_FALSE(found.error().text.empty());
+    const std::wstring cut(L"SYSTEM\0x", 8);
+    EXPECT_EQ(accounts->roomFor(cut).error, accountInvalidParameter);
+    EXPECT_EQ(accounts->lookUp(cut, {accountInsufficientBuffer, 68, 256}).error().code,
+              accountInvalidParameter);
+}
+
+TEST_F(Accounts, AreNamedInOrder) {
+    const Sid nobody = sid("S-1-5-21-1-2-3-4242");
+    // More than are asked for at once.
+    std::vector<Sid> asked(1003, nobody);
+    asked[0] = sid("S-1-5-18");
+    asked[1000] = sid("S-1-1-0");
+    asked[1002] = sid("S-1-5-32-544");
+    const auto names = accounts->namesOf(asked);
+    ASSERT_TRUE(names) << names.error().code;
+    ASSERT_EQ(names->size(), asked.size());
+    for (std::size_t i = 0; i < asked.size(); ++i)
+        EXPECT_EQ((*names)[i].has_value(), asked[i] != nobody) << i;
+    const auto administrators = names->back().value();
+    EXPECT_EQ(administrators.name, L"Administrators");
+    EXPECT_EQ(administrators.domain, L"BUILTIN");
+    EXPECT_EQ(administrators.kind, AccountKind::alias);
+    EXPECT_EQ((*names)[1000]->name, L"Everyone");
+    EXPECT_EQ((*names)[1000]->domain, L"");
+    EXPECT_EQ(names->front()->domain, L"NT AUTHORITY");
+
+    EXPECT_EQ(accounts->namesOf({nobody}).value().at(0), std::nullopt);
+    EXPECT_TRUE(accounts->namesOf({}).value().empty());
+}
+
+TEST_F(Accounts, OfTheProcessAndTheThread) {
+    auto token = accounts->processToken();
+    ASSERT_TRUE(token) << token.error().code;
+    const auto user = (*token)->user();
+    ASSERT_TRUE(user);
+    const auto named = find(currentUser());
+    ASSERT_TRUE(named);
+    EXPECT_EQ(*user, named->sid);
+    EXPECT_EQ(named->kind, AccountKind::user);
+    const auto groups = (*token)->groups();
+    ASSERT_TRUE(groups);
+    EXPECT_THAT(*groups, Contains(sid("S-1-1-0")));
+    EXPECT_THAT(*groups, Not(Contains(*user)));
+
+    EXPECT_EQ(accounts->threadToken().error().code, accountNoToken);
+    ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+    token = accounts->threadToken();
+    RevertToSelf();
+    ASSERT_TRUE(token) << token.error().code;
+    EXPECT_EQ((*token)->user().value(), *user);
+    EXPECT_EQ((*token)->groups().value(), *groups);
+    EXPECT_EQ(accounts->threadToken().error().code, accountNoToken);
+}
+
+}  // namespace
+}  // namespace wsadmin::platform::windows
