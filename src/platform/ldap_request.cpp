@@ -65,6 +65,11 @@ std::string simpleBindName(const LdapCredentials& credentials) {
     return credentials.domain + '\\' + user;
 }
 
+std::string accountOf(const LdapCredentials& credentials) {
+    const bool named = credentials.method != LdapCredentials::Method::anonymous && !isDn(credentials.user);
+    return named && !credentials.user.empty() ? simpleBindName(credentials) : std::string();
+}
+
 Result<std::string> wireDn(std::string_view dn) {
     if (const auto parsed = parseDn(dn)) return dnToText(*parsed);
     if (hasNul(dn)) return fail(ldapFailure(ldapInvalidDnSyntax));

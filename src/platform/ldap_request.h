@@ -21,6 +21,9 @@ bool bindsSimply(const LdapCredentials& credentials);
 // The name of a simple bind: the user as it is where it says its domain itself (a DN, user@domain,
 // DOMAIN\user), else joined with the domain.
 std::string simpleBindName(const LdapCredentials& credentials);
+// The name of the account that binds, in the same forms or bare. Empty where they name none: for a DN, for
+// nobody, and for the identity of the process.
+std::string accountOf(const LdapCredentials& credentials);
 
 // A name in the standard's spelling; one that is no name stays as it is, for the server to judge (34 when it
 // cannot even be sent).

@@ -19,6 +19,7 @@ TEST(Configuration, SaysHowDirectoriesAreReached) {
                  "from \"file\" \r\n");
     const auto read = readConfiguration(folder.write("c.toml", R"(
 default-domain = "corp.example"
+process-account = 'CORP\svc'
 [directory]
 host = "10.0.0.1"
 port = 3890
@@ -46,6 +47,7 @@ host = "::1"
 )"));
     ASSERT_TRUE(read) << CORE::toUtf8(read.error().text);
     EXPECT_EQ(read->defaultDomain, "corp.example");
+    EXPECT_EQ(read->processAccount, "CORP\\svc");
     ASSERT_EQ(read->routes.size(), 4u);
     const auto& [pod, global, dc, catalogue] =
         std::tie(read->routes[0], read->routes[1], read->routes[2], read->routes[3]);
@@ -88,6 +90,7 @@ TEST(Configuration, SaysWhatIsWrongAndWhere) {
     } rows[] = {
         {"directory-services = \"ldap\"", ":1: directory-services is one of adsi, portable, not \"ldap\""},
         {"default-domain = \"a b\"", ":1: \"a b\" is no domain"},
+        {"process-account = 5", ":1: process-account is a text in quotes"},
         {"[directory]\nhots = \"a\"", ":2: there is no key \"directory.hots\""},
         {"[directori]", ":1: there is no key \"directori\""},
         {"[directory]\nport = \"389\"", ":2: directory.port is a number from 1 to 65535"},

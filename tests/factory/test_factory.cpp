@@ -82,6 +82,63 @@ TEST(Factory, ChoosesDirectoryServices) {
     }
 }
 
+// The machine's own go with its own directory services.
+TEST(Factory, ChoosesAccounts) {
+    const TemporaryFolder folder;
+    const auto own = createPlatform({}).value();
+#if defined(_WIN32)
+    EXPECT_TRUE(own->accounts);
+#else
+    EXPECT_FALSE(own->accounts);
+#endif
+    EXPECT_FALSE(createPlatform(startup(labFolderKey, WS_SOURCE_DIR "/labs/sample")).value()->accounts);
+    const struct {
+        const char* text;
+        bool own;
+    } rows[] = {
+        {"", true},
+        {"process-account = \"SYSTEM\"", true},
+        {"directory-services = \"portable\"", false},
+        {"[global]\nhost = \"127.0.0.1\"", false},
+#if defined(_WIN32)
+        {"directory-services = \"adsi\"\n[global]\nhost = \"127.0.0.1\"", true},
+#endif
+    };
+    for (const auto& row : rows) {
+        const auto file = folder.write("c.toml", row.text);
+        const auto platform = createPlatform(startup(configurationKey, utf8Of(file)));
+        ASSERT_TRUE(platform) << row.text;
+        EXPECT_EQ((*platform)->accounts != nullptr, row.own && own->accounts) << row.text;
+    }
+}
+
+TEST(Factory, KnowsTheAccountsThatAreConfigured) {
+    const TemporaryFolder folder;
+    const struct {
+        const char* text;
+        const wchar_t* process;
+        const wchar_t* directory;
+    } rows[] = {
+        {"", L"", L""},
+        {"process-account = 'CORP\\J\xc3\xb6rg'", L"CORP\\J\u00f6rg", L""},
+        {"[directory]\nuser = \"svc\"\ndomain = \"VDI\"\npassword = \"p\"", L"", L"VDI\\svc"},
+        {"[directory]\nuser = \"cn=svc,dc=vdi\"\npassword = \"p\"", L"", L""},
+        {"[directory]\nmethod = \"anonymous\"", L"", L""},
+        {"[directory]\nhost = \"127.0.0.1\"", L"", L""},
+        // Other directories' users are no matter here.
+        {"process-account = \"SYSTEM\"\n[global]\nuser = \"svc\"\npassword = \"p\"\n"
+         "[[server]]\nfor = \"dc1\"\nfor-port = 389\nuser = \"svc\"\npassword = \"p\"",
+         L"SYSTEM", L""},
+    };
+    for (const auto& row : rows) {
+        const auto file = folder.write("c.toml", row.text);
+        const auto platform = createPlatform(startup(configurationKey, utf8Of(file)));
+        ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
+        EXPECT_EQ((*platform)->processAccount, row.process) << row.text;
+        EXPECT_EQ((*platform)->directoryAccount, row.directory) << row.text;
+    }
+}
+
 TEST(Factory, RefusesWhatItCannotMake) {
     const TemporaryFolder folder;
     const auto wrong = folder.write("wrong.toml", "[directory]\nhots = 1\n");

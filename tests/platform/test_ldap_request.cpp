@@ -50,6 +50,27 @@ TEST(LdapRequest, JoinsUserAndDomain) {
         EXPECT_EQ(simpleBindName(credentials(Method::simple, row.user, row.domain, "p")), row.name);
 }
 
+TEST(LdapRequest, NamesTheAccountThatBinds) {
+    const struct {
+        Method method;
+        const char* user;
+        const char* domain;
+        const char* account;
+    } rows[] = {
+        {Method::negotiate, "svc", "CORP", "CORP\\svc"},
+        {Method::negotiate, "svc", "corp.example", "svc@corp.example"},
+        {Method::simple, "svc@corp.example", "CORP", "svc@corp.example"},
+        {Method::negotiate, "CORP\\svc", "", "CORP\\svc"},
+        {Method::negotiate, "svc", "", "svc"},
+        {Method::simple, "cn=svc,dc=corp", "", ""},
+        {Method::negotiate, "cn=svc,dc=corp", "CORP", ""},
+        {Method::negotiate, "", "CORP", ""},
+        {Method::anonymous, "svc", "CORP", ""},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(accountOf(credentials(row.method, row.user, row.domain, "p")), row.account) << row.user;
+}
+
 TEST(LdapRequest, MakesStrictWhatTheSystemWrites) {
     const auto wire = wireSearch({"ou=Servers, dc=vdi", LdapScope::subtree, "(!a=b)", {"cn"}, {}, 7});
     ASSERT_TRUE(wire);

@@ -156,11 +156,13 @@ Result<Configuration> readConfiguration(const path& file) {
     const auto read = readToml(text->view(), utf8Of(file), [&](TomlSection& top) {
         readDefaultDomain(top, configuration);
         readDirectoryServices(top, configuration);
-        // This server's own directory and the global one, by the ports that they are asked for on.
-        top.table("directory",
-                  [&](TomlSection& section) { addRoute(section, file, thisServer(389), configuration); });
-        top.table("global",
-                  [&](TomlSection& section) { addRoute(section, file, thisServer(22389), configuration); });
+        top.text("process-account", configuration.processAccount);
+        const auto own = [&](std::uint16_t port) {
+            return
+                [&, port](TomlSection& section) { addRoute(section, file, thisServer(port), configuration); };
+        };
+        top.table("directory", own(configurationDirectoryPort));
+        top.table("global", own(globalDirectoryPort));
         top.tables("server", [&](TomlSection& section) { readServer(section, file, configuration); });
     });
     if (!read) return fail(read.error());

@@ -28,9 +28,14 @@ struct DirectoryRoute {
 
 enum class DirectoryServicesKind { automatic, adsi, portable };
 
+// This server's own directories, by the ports that they are asked for on.
+inline constexpr std::uint16_t configurationDirectoryPort = 389;
+inline constexpr std::uint16_t globalDirectoryPort = 22389;
+
 struct Configuration {
     std::vector<DirectoryRoute> routes;
-    std::string defaultDomain;  // empty: the machine's own
+    std::string defaultDomain;   // empty: the machine's own
+    std::string processAccount;  // empty: nobody says
     DirectoryServicesKind directoryServices = DirectoryServicesKind::automatic;
 };
 

@@ -3,6 +3,7 @@
 #include "platform/factory/paths.h"
 #include "platform/factory/routed_ldap_client.h"
 #include "platform/lab/lab_platform.h"
+#include "platform/ldap_request.h"
 #include "platform/platform.h"
 #include "platform/portable_directory.h"
 
@@ -29,9 +30,11 @@ std::string domainOf(const Platform& machine) {
     return dot == std::wstring::npos ? std::string() : CORE::toUtf8(name->substr(dot + 1));
 }
 
+// Whose directories are reached portably, its accounts are those of these directories.
 std::shared_ptr<Platform> withPortableDirectory(std::shared_ptr<Platform> platform, std::string domain) {
     if (domain.empty()) domain = domainOf(*platform);
     platform->directoryServices = makePortableDirectoryServices(platform->ldap, std::move(domain));
+    platform->accounts = nullptr;
     return platform;
 }
 
@@ -50,10 +53,19 @@ bool keepsOwnDirectoryServices(const Platform& platform, const Configuration& co
     return configuration.directoryServices == Kind::adsi || configuration.routes.empty();
 }
 
+std::string directoryAccountOf(const Configuration& configuration) {
+    for (const DirectoryRoute& route : configuration.routes)
+        if (route.askedHost.empty() && route.askedPort == configurationDirectoryPort)
+            return route.credentials ? accountOf(*route.credentials) : std::string();
+    return {};
+}
+
 Result<std::shared_ptr<Platform>> makeConfigured(std::string_view file) {
     auto configuration = readConfiguration(pathOf(file));
     if (!configuration) return fail(configuration.error());
     auto platform = makePlatform();
+    platform->processAccount = CORE::toWide(configuration->processAccount);
+    platform->directoryAccount = CORE::toWide(directoryAccountOf(*configuration));
     std::string domain = std::move(configuration->defaultDomain);
     const bool keep = keepsOwnDirectoryServices(*platform, *configuration);
     platform->ldap = makeRoutedLdapClient(platform->ldap, std::move(*configuration));
