@@ -32,6 +32,7 @@ enum AccountError : int {
     accountInvalidParameter = 87,
     accountInsufficientBuffer = 122,
     accountNoToken = 1008,
+    accountNoSuchUser = 1317,
     accountWrongLogonHours = 1328,
     accountDisabled = 1331,
     accountNoneMapped = 1332,

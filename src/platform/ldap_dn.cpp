@@ -230,6 +230,43 @@ std::optional<std::string> parentDn(std::string_view text) {
     return dnToText(*dn);
 }
 
+std::optional<std::vector<std::string>> explodeDn(std::string_view text) {
+    if (!parseDn(text)) return std::nullopt;
+    std::vector<std::string> components;
+    const auto take = [&components](std::string_view piece) {
+        const auto first = piece.find_first_not_of(' ');
+        if (first == std::string_view::npos) return;  // the root
+        auto last = piece.find_last_not_of(' ');
+        if (piece[last] == '\\' && last + 1 < piece.size()) ++last;  // an escaped blank belongs to the value
+        components.emplace_back(piece.substr(first, last - first + 1));
+    };
+    std::size_t start = 0;
+    bool quoted = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\\')
+            ++i;
+        else if (text[i] == '"')
+            quoted = !quoted;
+        else if (!quoted && (text[i] == ',' || text[i] == ';')) {
+            take(text.substr(start, i - start));
+            start = i + 1;
+        }
+    }
+    take(text.substr(start));
+    return components;
+}
+
+std::string dnsDomainOf(std::string_view dn) {
+    const auto parsed = parseDn(dn);
+    std::string name;
+    for (auto rdn = parsed ? parsed->rbegin() : Dn::const_reverse_iterator();
+         parsed && rdn != parsed->rend() &&
+         CORE::compareFolded(rdn->front().type, std::string_view("dc")) == 0;
+         ++rdn)
+        name.insert(0, name.empty() ? rdn->front().value : rdn->front().value + ".");
+    return name;
+}
+
 std::string rdnValue(std::string_view text) {
     const auto dn = parseDn(text);
     return dn && !dn->empty() ? dn->front().front().value : std::string();

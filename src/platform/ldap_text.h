@@ -32,6 +32,10 @@ std::optional<std::string> dnKey(std::string_view text);
 std::string dnKey(const Dn& dn);
 bool sameDn(std::string_view a, std::string_view b);
 std::optional<std::string> parentDn(std::string_view text);  // nothing for the root or no name
+// The components as they are written, without the blanks around them; nothing when the text is not a name.
+std::optional<std::vector<std::string>> explodeDn(std::string_view text);
+// The DNS name that the domain components at the end of a name say; empty where there are none.
+std::string dnsDomainOf(std::string_view dn);
 std::string rdnValue(std::string_view text);  // value of the first RDN, empty when there is none
 
 // --- filters

@@ -5,6 +5,7 @@
 #include <tuple>
 #include <utility>
 
+#include "platform/ldap_text.h"
 #include "platform/portable_object.h"
 #include "platform/portable_search.h"
 
@@ -54,7 +55,7 @@ class PortableDirectoryServices final : public DirectoryServices {
         const auto path = parseDirectoryPath(text);
         if (!path) return fail(adsFailure(adsBadPathName));
         const bool tls = (flags & adsUseSsl) != 0;
-        const LdapEndpoint endpoint{.host = path->server.empty() ? defaultDomain_ : path->server,
+        const LdapEndpoint endpoint{.host = path->server.empty() ? domainOf(*path) : path->server,
                                     .port = path->port.value_or(usualPort(path->globalCatalog, tls)),
                                     .tls = tls};
         if (endpoint.host.empty()) return fail(adsFailure(adsNoSuchDomain));
@@ -68,6 +69,12 @@ class PortableDirectoryServices final : public DirectoryServices {
                                 .types = typesOf(endpoint),
                                 .lost = std::make_shared<std::atomic<bool>>(false)};
         return named(std::move(binding));
+    }
+
+    // A server of the domain that the entry's name says: where a referral would lead.
+    std::string domainOf(const DirectoryPath& path) const {
+        std::string domain = dnsDomainOf(path.dn);
+        return domain.empty() ? defaultDomain_ : domain;
     }
 
     // Opening a path looks whether its entry is there; who is sure of that asks for a fast bind.

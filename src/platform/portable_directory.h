@@ -8,8 +8,8 @@
 
 namespace wsadmin::platform {
 
-// Paths that name no server, "GC:" among them, lead to a server of the default domain (its DNS name); without
-// one they fail with adsNoSuchDomain.
+// Paths that name no server lead to a server of the domain that the entry's name ends with, or of the default
+// domain (its DNS name), as "GC:" does; without either they fail with adsNoSuchDomain.
 std::shared_ptr<DirectoryServices> makePortableDirectoryServices(std::shared_ptr<LdapClient> client,
                                                                  std::string defaultDomain);
 

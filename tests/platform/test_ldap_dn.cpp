@@ -101,5 +101,34 @@ TEST(Dn, EscapedValueComesBackWhole) {
     }
 }
 
+TEST(Dn, ComponentsStayAsTheyAreWritten) {
+    using Components = std::vector<std::string>;
+    const struct {
+        const char* text;
+        Components components;
+    } rows[] = {
+        {"", {}},
+        {"CN=Alice, O=Corp;C=EX", {"CN=Alice", "O=Corp", "C=EX"}},
+        {R"(CN=Doe\, Jane,O="A, B",C=a=b)", {R"(CN=Doe\, Jane)", R"(O="A, B")", "C=a=b"}},
+        {R"(CN=edge\ ,OU=a + CN=b)", {R"(CN=edge\ )", "OU=a + CN=b"}},
+    };
+    for (const auto& row : rows) EXPECT_EQ(explodeDn(row.text), row.components) << row.text;
+    EXPECT_FALSE(explodeDn("CN=a,,O=b"));
+}
+
+TEST(Dn, ItsLastComponentsSayTheDomain) {
+    const struct {
+        const char *dn, *domain;
+    } rows[] = {
+        {"CN=a,OU=b,DC=corp,dc=example", "corp.example"},
+        {"DC=corp,DC=example", "corp.example"},
+        {"DC=x,OU=b,DC=example", "example"},
+        {"CN=a,OU=b", ""},
+        {"", ""},
+        {"no name", ""},
+    };
+    for (const auto& row : rows) EXPECT_EQ(dnsDomainOf(row.dn), row.domain) << row.dn;
+}
+
 }  // namespace
 }  // namespace wsadmin::platform
