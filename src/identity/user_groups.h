@@ -15,8 +15,8 @@ namespace wsadmin {
 // without values is no failure: three warnings tell the administrator what to do.
 Result<std::vector<platform::Sid>> userTokenGroupsFromDirectory(ServiceContext& service,
                                                                 std::string_view userDn);
-// tokenGroups, and the domain-local groups of the user's domain that list the user, each group once. What
-// cannot be read is logged and left out.
-std::vector<platform::Sid> userGroups(ServiceContext& service, const UserInformation& user);
+// tokenGroups, and the domain-local groups of the user's domain that list the user, each group once. Failure:
+// likewise.
+Result<std::vector<platform::Sid>> userGroups(ServiceContext& service, const UserInformation& user);
 
 }  // namespace wsadmin

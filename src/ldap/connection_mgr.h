@@ -63,6 +63,7 @@ class PooledSearch {
     PooledSearch& operator=(const PooledSearch&) = delete;
     explicit operator bool() const noexcept { return search_ != nullptr; }
     platform::DirectorySearch* operator->() const noexcept { return search_.get(); }
+    platform::DirectorySearch& operator*() const noexcept { return *search_; }
 
   private:
     ConnectionMgr& pool_;

@@ -1,0 +1,115 @@
+#include "identity/sid_search.h"
+
+#include <algorithm>
+#include <set>
+#include <span>
+
+#include "ldap/connection_mgr.h"
+#include "platform/hex.h"
+#include "platform/ldap_text.h"
+#include "platform/module_log.h"
+
+namespace wsadmin {
+
+using platform::Sid;
+
+namespace {
+
+constexpr char sidAttribute[] = "objectSid";
+constexpr char nameAttribute[] = "distinguishedName";
+constexpr std::string_view catalogue = "GC:";
+
+class SidSearch {
+  public:
+    SidSearch(ConnectionMgr& pool, std::vector<Sid> sids, std::string_view objectClass,
+              std::vector<std::string> attributes)
+        : pool_(pool),
+          missing_(std::move(sids)),
+          objectClass_(objectClass),
+          attributes_(std::move(attributes)) {
+        std::ranges::sort(missing_);
+        const auto repeated = std::ranges::unique(missing_);
+        missing_.erase(repeated.begin(), repeated.end());
+        for (const char* always : {sidAttribute, nameAttribute}) attributes_.emplace_back(always);
+    }
+
+    bool done() const noexcept { return missing_.empty(); }
+
+    // Takes what the binding has of the missing ones.
+    void ask(const std::string& binding) {
+        for (auto& [sid, row] : search(binding, attributes_)) {
+            std::erase(missing_, sid);
+            found_.insert_or_assign(sid, std::move(row));
+        }
+    }
+
+    // The DNS names of the domains that the catalogue knows the missing ones in.
+    std::set<std::string> domainsByCatalogue() {
+        std::set<std::string> domains;
+        for (const auto& [sid, row] : search(std::string(catalogue), {sidAttribute, nameAttribute}))
+            domains.insert(platform::dnsDomainOf(row.text(nameAttribute)));
+        return domains;
+    }
+
+    RowsBySid takeFound() { return std::move(found_); }
+
+  private:
+    std::string filterOf(std::span<const Sid> sids) const {
+        std::string filter = "(&(objectClass=" + objectClass_ + ")(|";
+        for (const Sid& sid : sids) {
+            filter += "(objectSid=";
+            for (const char byte : sid.bytes()) platform::appendEscapedByte(filter, byte);
+            filter += ")";
+        }
+        return filter + "))";
+    }
+
+    RowsBySid search(const std::string& binding, const std::vector<std::string>& attributes) const {
+        RowsBySid found;
+        if (done()) return found;
+        const PooledSearch search(pool_, pool_.getConnection(binding));
+        if (!search) {
+            logWarning(L"Bind to %s failed", binding);
+            return found;
+        }
+        for (std::span<const Sid> left = missing_; !left.empty();) {
+            const auto batch = left.first(std::min(left.size(), sidsAtOnce));
+            left = left.subspan(batch.size());
+            auto rows = platform::readRows(*search, filterOf(batch), attributes);
+            if (!rows) {
+                logWarning(L"Search failed on binding %s", binding);
+                return found;
+            }
+            for (platform::DirectoryRow& row : *rows)
+                if (const auto sid = Sid::fromBytes(row.text(sidAttribute)))
+                    found.emplace(*sid, std::move(row));
+        }
+        return found;
+    }
+
+    ConnectionMgr& pool_;
+    std::vector<Sid> missing_;
+    std::string objectClass_;
+    std::vector<std::string> attributes_;
+    RowsBySid found_;
+};
+
+}  // namespace
+
+RowsBySid searchBySids(ServiceContext& service, const DomainBindings& domains, std::vector<Sid> sids,
+                       std::string_view objectClass, std::vector<std::string> attributes) {
+    const auto pool = service.connections();
+    if (!pool) return {};
+    SidSearch search(*pool, std::move(sids), objectClass, std::move(attributes));
+    for (const CORE::BagProperty& domain : domains.primary.props())
+        search.ask("LDAP://" + std::string(domain.name));
+    const auto inForest = [&](const CORE::BagProperty& domain) {
+        return domain.value == catalogue && !domains.primary.contains(CORE::toWide(domain.name));
+    };
+    if (!search.done() && std::ranges::any_of(domains.all.props(), inForest))
+        for (const std::string& domain : search.domainsByCatalogue()) search.ask("LDAP://" + domain);
+    for (const CORE::BagProperty& domain : domains.trusted.props()) search.ask(std::string(domain.value));
+    return search.takeFound();
+}
+
+}  // namespace wsadmin

@@ -1,0 +1,138 @@
+#include "identity/user_groups.h"
+
+#include <algorithm>
+#include <set>
+#include <span>
+
+#include "identity/domain_bindings.h"
+#include "ldap/connection_mgr.h"
+#include "platform/ldap_text.h"
+#include "platform/module_log.h"
+
+namespace wsadmin {
+
+using platform::DirectoryRow;
+using platform::Sid;
+
+namespace {
+
+constexpr int baseScope = 0;
+// groupType
+constexpr std::uint32_t domainLocal = 0x4;
+constexpr std::uint32_t security = 0x80000000;
+// How many names one search asks for.
+constexpr std::size_t namesAtOnce = 100;
+
+tl::unexpected<Failure> failed(const std::wstring& sentence, int code = 1) {
+    logError(L"%s", sentence);
+    return fail(code, sentence);
+}
+
+void warnOfNoTokenGroups(std::string_view dn) {
+    logWarning(
+        L"The Active Directory LDAP tokenGroups search on entry %ws failed to return any values. This occurs "
+        L"when access to tokenGroups is denied in Active Directory",
+        dn);
+    logWarning(
+        L"The user's tokenGroups attribute needs to be obtained so that their group membership based "
+        L"entitlements can be determined");
+    logWarning(
+        L"Please ensure in Active Directory that the computer account for this Connection Server has access "
+        L"to this user's tokenGroups attribute");
+}
+
+// A domain-local security group that was found to list somebody.
+struct LocalGroup {
+    Sid sid;
+    std::string dn;
+};
+
+std::vector<LocalGroup> localGroups(const std::vector<DirectoryRow>& rows) {
+    std::vector<LocalGroup> groups;
+    for (const DirectoryRow& row : rows) {
+        const auto* const type = row.first<std::int32_t>("groupType");
+        const auto bits = type ? static_cast<std::uint32_t>(*type) : 0;
+        const auto sid = Sid::fromBytes(row.text("objectSID"));
+        if (sid && (bits & domainLocal) != 0 && (bits & security) != 0)
+            groups.push_back({*sid, row.text("distinguishedName")});
+    }
+    return groups;
+}
+
+Result<std::vector<LocalGroup>> groupsThatList(platform::DirectorySearch& search,
+                                               std::span<const std::string> members) {
+    std::string filter = "(&(objectClass=group)(|";
+    for (const std::string& dn : members) filter += "(member=" + platform::escapeFilterValue(dn) + ")";
+    const auto rows =
+        platform::readRows(search, filter + "))", {"distinguishedName", "groupType", "objectSID"});
+    if (!rows) return fail(rows.error());
+    return localGroups(*rows);
+}
+
+// Adds the domain-local groups that list the user, and those that list these.
+Result<void> addLocalGroups(ServiceContext& service, const UserInformation& user, std::vector<Sid>& groups) {
+    const auto pool = service.connections();
+    const std::string binding = ldapBinding(user.domainFull);
+    logDebug(L"Will bind to %s for domain local groups", binding);
+    const PooledSearch search(*pool, pool->getConnection(binding));
+    if (!search) return failed(L"Failed to bind to " + CORE::toWide(binding));
+    std::set<Sid> known(groups.begin(), groups.end());
+    std::vector<std::string> members = {CORE::toUtf8(user.dn)};
+    while (!members.empty()) {
+        std::vector<std::string> next;
+        for (std::span<const std::string> left = members; !left.empty();) {
+            const auto batch = left.first(std::min(left.size(), namesAtOnce));
+            left = left.subspan(batch.size());
+            auto found = groupsThatList(*search, batch);
+            if (!found)
+                return failed(L"Search failed on binding " + CORE::toWide(binding), found.error().code);
+            for (LocalGroup& group : *found)
+                if (known.insert(group.sid).second) {
+                    groups.push_back(group.sid);
+                    next.push_back(std::move(group.dn));
+                }
+        }
+        members = std::move(next);
+    }
+    return {};
+}
+
+}  // namespace
+
+Result<std::vector<Sid>> userTokenGroupsFromDirectory(ServiceContext& service, std::string_view userDn) {
+    const std::string binding = platform::directoryPathText({.dn = std::string(userDn)});
+    logDebug(L"Obtaining token groups for %s, will bind to %s", userDn, binding);
+    const auto pool = service.connections();
+    const bool named = platform::parseDn(userDn).value_or(platform::Dn()).size() > 0;
+    if (!pool || !named) return failed(L"Failed to bind to " + CORE::toWide(binding));
+    const PooledSearch search(*pool, pool->getConnection(binding, baseScope));
+    if (!search) return failed(L"Failed to bind to " + CORE::toWide(binding));
+
+    const auto rows = search->execute("(objectclass=*)", {"tokenGroups"});
+    const Result<bool> found = rows ? (*rows)->next() : fail(rows.error());
+    if (!found || !*found) return failed(L"User object not found in Active Directory");
+    const auto column = (*rows)->column("tokenGroups");
+    if (!column)
+        return failed(CORE::formatText(L"GetColumn failed, error %08X", column.error().code),
+                      column.error().code);
+    std::vector<Sid> groups;
+    if (!*column || (*column)->values.empty()) {
+        warnOfNoTokenGroups(userDn);
+        return groups;
+    }
+    for (const platform::DirectoryValue& value : (*column)->values)
+        if (const auto sid = Sid::fromBytes(platform::directoryText(value)))
+            groups.push_back(*sid);
+        else
+            logWarning(L"Failed to convert SID");
+    return groups;
+}
+
+Result<std::vector<Sid>> userGroups(ServiceContext& service, const UserInformation& user) {
+    auto groups = userTokenGroupsFromDirectory(service, CORE::toUtf8(user.dn));
+    if (!groups) return groups;
+    if (auto added = addLocalGroups(service, user, *groups); !added) return fail(added.error());
+    return groups;
+}
+
+}  // namespace wsadmin

@@ -1,0 +1,143 @@
+#include "identity/user_search.h"
+
+#include <vector>
+
+#include "identity/domain_bindings.h"
+#include "ldap/connection_mgr.h"
+#include "platform/directory_rows.h"
+#include "platform/ldap_text.h"
+#include "platform/module_log.h"
+
+namespace wsadmin {
+
+using CORE::PropertyBag;
+using CORE::toUtf8;
+using CORE::toWide;
+using platform::Sid;
+
+namespace {
+
+constexpr char sidAttribute[] = "objectSid";
+constexpr wchar_t noDomains[] = L"Could not determine SID for UPN - no domains identified";
+constexpr int baseScope = 0;
+
+// The SID of the first entry that the filter finds on a binding.
+FoundSid searchBinding(ConnectionMgr& pool, const std::string& binding, const std::string& filter,
+                       int scope = ConnectionMgr::subtree) {
+    const PooledSearch search(pool, pool.getConnection(binding, scope));
+    if (!search) {
+        logWarning(L"Bind to %s failed", binding);
+        return std::nullopt;
+    }
+    const auto rows = platform::readRows(*search, filter, {sidAttribute}, 1);
+    if (!rows) {
+        logWarning(L"Search failed on binding %s", binding);
+        return std::nullopt;
+    }
+    if (rows->empty()) return std::nullopt;
+    return Sid::fromBytes(rows->front().text(sidAttribute));
+}
+
+FoundSid searchDomains(ServiceContext& service, const PropertyBag& domains, const std::string& filter) {
+    logDebug(L"Domain list used for search is %s", domains.flattenForDisplay());
+    const auto pool = service.connections();
+    FoundSid sid;
+    for (const CORE::BagProperty& domain : domains.props()) {
+        if (!pool) break;
+        logDebug(L"Checking domain %s using bind address=%s search=%s", domain.name, domain.value, filter);
+        sid = searchBinding(*pool, std::string(domain.value), filter);
+        if (!sid) continue;
+        logDebug(L"Found the user sid %s with the binding %s", sid->text(), domain.value);
+        break;
+    }
+    logDebug(L"Returned sid is %s", sid ? sid->text() : std::string());
+    return sid;
+}
+
+std::string term(std::string_view attribute, std::wstring_view value) {
+    return "(" + std::string(attribute) + "=" + platform::escapeFilterValue(toUtf8(value)) + ")";
+}
+
+std::string reversedDn(const std::vector<std::string>& components) {
+    std::string text;
+    for (auto component = components.rbegin(); component != components.rend(); ++component)
+        text += (text.empty() ? "" : ",") + *component;
+    return text;
+}
+
+}  // namespace
+
+FoundSid searchSidBySamAccountName(ServiceContext& service, std::wstring_view binding,
+                                   std::wstring_view account, std::wstring_view domain) {
+    return searchDomains(service, oneDomain(domain, binding),
+                         "(&(objectClass=user)(|" + term("sAMAccountName", account) + "))");
+}
+
+FoundSid searchSidByUpn(ServiceContext& service, const PropertyBag& domains, const PropertyBag& upns) {
+    std::string filter = "(&(objectClass=user)(|";
+    CORE::wstr upn;
+    for (std::size_t position = 0; upns.getNext(L"upn", upn, position);)
+        filter += term("userPrincipalName", upn);
+    return searchDomains(service, domains, filter + "))");
+}
+
+FoundSid searchSidByAltSecurityIdentity(ServiceContext& service, const PropertyBag& domains,
+                                        std::wstring_view identity) {
+    return searchDomains(service, domains,
+                         "(&(objectClass=user)" + term("altSecurityIdentities", identity) + ")");
+}
+
+Result<FoundSid> sidForUpnMostLikelyDomain(ServiceContext& service, const PropertyBag& request) {
+    const auto domains = DomainBindings::of(service);
+    if (!domains) return wsadmin::fail(1, noDomains);
+    const std::wstring upn = request.get(L"upn").str();
+    const auto at = upn.find(L'@');
+    const std::wstring likely = at == std::wstring::npos ? std::wstring() : upn.substr(at + 1);
+    logDebug(L"The most likely domain for the search is %s", likely);
+    if (const CORE::wstr binding = domains->all.get(likely); !binding.empty()) {
+        logDebug(L"The most likely domain has a bind location of %s", binding);
+        if (FoundSid sid = searchSidByUpn(service, oneDomain(likely, binding), request)) {
+            logDebug(L"A match was found using the domain extracted from the UPN");
+            return sid;
+        }
+    } else {
+        logDebug(L"The most likely domain did not match any known domains");
+    }
+    FoundSid sid = searchSidByUpn(service, domains->primary, request);
+    return sid ? sid : searchSidByUpn(service, domains->trusted, request);
+}
+
+std::optional<std::string> certificateIdentity(std::string_view subjectDn, std::string_view issuerDn) {
+    const auto subject = platform::explodeDn(subjectDn), issuer = platform::explodeDn(issuerDn);
+    if (!subject || !issuer || (subject->empty() && issuer->empty())) return std::nullopt;
+    std::string identity = "X509:";
+    if (!issuer->empty()) identity += "<I>" + reversedDn(*issuer);
+    if (!subject->empty()) identity += "<S>" + reversedDn(*subject);
+    return identity;
+}
+
+Result<FoundSid> sidForCertificate(ServiceContext& service, const PropertyBag& request) {
+    const auto domains = DomainBindings::of(service);
+    if (!domains) return wsadmin::fail(1, noDomains);
+    const std::string_view subject = request.utf8(L"subjectDN"), issuer = request.utf8(L"issuerDN");
+    const auto exact = certificateIdentity(subject, issuer), bySubject = certificateIdentity(subject, {});
+    for (const auto& identity : {exact, bySubject == exact ? std::nullopt : bySubject}) {
+        if (!identity) continue;
+        for (const PropertyBag& list : {domains->primary, domains->trusted})
+            if (const FoundSid sid = searchSidByAltSecurityIdentity(service, list, toWide(*identity)))
+                return sid;
+    }
+    return FoundSid();
+}
+
+FoundSid sidForUserDn(ServiceContext& service, std::string_view dn) {
+    const auto pool = service.connections();
+    FoundSid sid;
+    if (const auto name = platform::parseDn(dn); pool && name && !name->empty())
+        sid = searchBinding(*pool, platform::directoryPathText({.dn = std::string(dn)}), "(objectClass=user)",
+                            baseScope);
+    if (!sid) logWarning(L"User dn %s not found in Active Directory", dn);
+    return sid;
+}
+
+}  // namespace wsadmin
