@@ -4,6 +4,8 @@
 
 #include "framework/operation_table.h"
 #include "framework/operations/common_keys.h"
+#include "framework/operations/nested_keys.h"
+#include "identity/handlers.h"
 
 namespace wsadmin::row {
 
@@ -15,6 +17,7 @@ inline constexpr KeyInfo usernameToSIDResult[] = {
 };
 inline constexpr Operation usernameToSID{
     .name = L"usernameToSID",
+    .bag = wsadmin::usernameToSID,
     .text = L"Finds the SID of a user by the name of the account.",
     .request = usernameToSIDRequest,
     .result = usernameToSIDResult,
@@ -29,6 +32,7 @@ inline constexpr KeyInfo upnToSidResult[] = {
 };
 inline constexpr Operation upnToSid{
     .name = L"upnToSid",
+    .bag = wsadmin::upnToSid,
     .text = L"Finds the SID of a user by the user principal name.",
     .request = upnToSidRequest,
     .result = upnToSidResult,
@@ -39,7 +43,7 @@ inline constexpr KeyInfo getUserInformationRequest[] = {
     {L"dn", L"text", L"", L"required unless SID is given; the user's distinguished name"},
     {L"SID", L"text", L"", L"the user's SID; saves the look-up of dn"},
 };
-inline constexpr KeyInfo getUserInformationResult[] = {
+inline constexpr KeyInfo userInformation[] = {
     {L"cn", L"text", L"",
      L"common name; this and the keys below up to user-principal-name only when not empty"},
     {L"dn", L"text", L"", L"distinguished name"},
@@ -60,8 +64,18 @@ inline constexpr KeyInfo getUserInformationResult[] = {
     {L"account-properties/account-outside-logon-hours", L"flag", L"", L"may not log on at this hour"},
     {L"sid", L"text", L"", L"the user's SID"},
 };
+inline constexpr KeyInfo groupList[] = {
+    {L"group-list", L"bag", L"",
+     L"the user's groups: of the logon, and domain-local ones of the user's domain"},
+    {L"group-list/group", L"bag list", L"", L"one for each group"},
+    {L"group-list/group/name", L"text", L"",
+     L"DOMAIN\\group; left out where it is not known, or not asked for"},
+    {L"group-list/group/sid", L"text", L"", L"the group's SID"},
+};
+inline constexpr auto getUserInformationResult = joined<userInformation, groupList>;
 inline constexpr Operation getUserInformation{
     .name = L"getUserInformation",
+    .bag = wsadmin::getUserInformation,
     .text = L"Reads from Active Directory who a user is and in what state the account is.",
     .request = getUserInformationRequest,
     .result = getUserInformationResult,
@@ -78,6 +92,7 @@ inline constexpr KeyInfo getUserTokenGroupsResult[] = {
 };
 inline constexpr Operation getUserTokenGroups{
     .name = L"getUserTokenGroups",
+    .bag = wsadmin::getUserTokenGroups,
     .text = L"Lists the SIDs of all groups that a user belongs to when logged on to this server.",
     .request = getUserTokenGroupsRequest,
     .result = getUserTokenGroupsResult,

@@ -88,17 +88,12 @@ inline constexpr KeyInfo userContextRequest[] = {
     {L"listNames", L"boolean", L"false", L"give the names of the groups too"},
 };
 
-inline constexpr KeyInfo getEntitlementGroupsResult[] = {
-    {L"group-list", L"bag", L"", L"the user's groups"},
-    {L"group-list/<group>", L"bag list", L"", L"one for each group"},
-    {L"group-list/<group>/sid", L"text", L"", L"the group's SID"},
-    {L"group-list/<group>/name", L"text", L"", L"with listNames: the group's name"},
-};
 inline constexpr Operation getEntitlementGroups{
     .name = L"getEntitlementGroups",
+    .bag = wsadmin::getEntitlementGroups,
     .text = L"Lists the groups through which a user can be entitled.",
     .request = userContextRequest,
-    .result = getEntitlementGroupsResult,
+    .result = groupList,
     .example = L"upn=alice@corp.example listNames=true",
 };
 
@@ -107,9 +102,10 @@ inline constexpr KeyInfo userInfo[] = {
 };
 inline constexpr wchar_t userInfoPath[] = L"user-info";
 inline constexpr auto getUserContextResult =
-    joined<userInfo, under<userInfoPath, getUserInformationResult>, getEntitlementGroupsResult>;
+    joined<userInfo, under<userInfoPath, userInformation>, groupList>;
 inline constexpr Operation getUserContext{
     .name = L"getUserContext",
+    .bag = wsadmin::getUserContext,
     .text = L"Tells who a user is and lists the groups through which the user can be entitled.",
     .request = userContextRequest,
     .result = getUserContextResult,

@@ -1,0 +1,27 @@
+// What is known of accounts without asking a directory: accounts that are the same on every machine, and the
+// texts of the system's errors.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/accounts.h"
+
+namespace wsadmin {
+
+inline constexpr std::wstring_view builtinDomain = L"BUILTIN";
+
+// "SYSTEM", "NT AUTHORITY\SYSTEM", "Everyone", ..., without regard to case.
+std::optional<platform::Account> wellKnownAccount(std::wstring_view name);
+std::optional<platform::AccountName> wellKnownName(const platform::Sid& sid);
+// Local groups that every domain and machine has: below S-1-5-32.
+bool isBuiltin(const platform::Sid& sid);
+// The groups of a token of the machine's own services.
+std::vector<platform::Sid> groupsOfServices();
+
+// Empty for a code that is none of AccountError.
+std::wstring accountErrorText(int code);
+
+}  // namespace wsadmin

@@ -1,0 +1,64 @@
+#include "identity/accounts.h"
+
+#include "identity/directory_accounts.h"
+#include "platform/module_log.h"
+
+namespace wsadmin {
+
+using platform::AccountAuthority;
+using platform::AccountRoom;
+using platform::Sid;
+
+namespace {
+
+constexpr std::size_t longestLogonName = 20;
+
+// The name as a principal name, where its user part is too long for a logon name; nothing for any other.
+std::optional<std::wstring> asPrincipalName(const std::wstring& name, const DomainBindings& domains) {
+    if (const auto slash = name.find(L'\\');
+        slash != std::wstring::npos && name.size() - slash - 1 > longestLogonName) {
+        const std::wstring domain = name.substr(0, slash), user = name.substr(slash + 1);
+        return user + L"@" + (domains.names.contains(domain) ? domains.dnsName(domain) : domain);
+    }
+    const auto at = name.rfind(L'@');
+    if (at == std::wstring::npos || at <= longestLogonName) return std::nullopt;
+    const std::wstring domain = name.substr(at + 1);
+    if (!domains.names.contains(domain)) return std::nullopt;
+    return name.substr(0, at) + L"@" + domains.dnsName(domain);
+}
+
+bool found(const AccountRoom& room) {
+    return room.error == 0 || room.error == platform::accountInsufficientBuffer;
+}
+
+}  // namespace
+
+std::shared_ptr<AccountAuthority> accountsOf(ServiceContext& service) {
+    if (service.platform().accounts) return service.platform().accounts;
+    return std::make_shared<DirectoryAccounts>(service);
+}
+
+std::optional<Sid> usernameToSid(ServiceContext& service, AccountAuthority& accounts,
+                                 std::wstring_view username) {
+    std::wstring name(username);
+    AccountRoom room = accounts.roomFor(name);
+    if (!found(room)) {
+        const auto domains = DomainBindings::of(service);
+        const auto changed = domains ? asPrincipalName(name, *domains) : std::nullopt;
+        if (!changed) return std::nullopt;
+        logDebug(L"Account name '%s' changed to '%s' for sid lookup", name, *changed);
+        name = *changed;
+        room = accounts.roomFor(name);
+        if (!found(room)) return std::nullopt;
+    }
+    if (room.sid == 0 || room.domain == 0) return std::nullopt;
+    const auto account = accounts.lookUp(name, room);
+    if (!account || account->kind != platform::AccountKind::user) return std::nullopt;
+    return account->sid;
+}
+
+std::wstring displayName(const platform::AccountName& account) {
+    return account.domain.empty() ? account.name : account.domain + L"\\" + account.name;
+}
+
+}  // namespace wsadmin

@@ -1,0 +1,227 @@
+#include "identity/directory_accounts.h"
+
+#include <algorithm>
+
+#include "identity/account_names.h"
+#include "identity/sid_search.h"
+#include "identity/user_groups.h"
+#include "ldap/connection_mgr.h"
+#include "platform/ldap_text.h"
+
+namespace wsadmin {
+
+using CORE::toUtf8;
+using CORE::toWide;
+using platform::Account;
+using platform::AccountKind;
+using platform::AccountName;
+using platform::AccountRoom;
+using platform::DirectoryRow;
+using platform::LogonStep;
+using platform::Sid;
+using platform::Token;
+using platform::TokenStep;
+
+namespace {
+
+const std::vector<std::string> accountAttributes = {"objectSid", "objectClass", "groupType", "sAMAccountName",
+                                                    "distinguishedName"};
+
+std::string equals(std::string_view attribute, std::wstring_view value) {
+    return "(" + std::string(attribute) + "=" + platform::escapeFilterValue(toUtf8(value)) + ")";
+}
+
+AccountKind kindOf(const DirectoryRow& row) {
+    const auto is = [&row](std::string_view objectClass) {
+        return std::ranges::any_of(row.all("objectClass"), [&](const platform::DirectoryValue& value) {
+            return CORE::compareFolded(platform::directoryText(value), objectClass) == 0;
+        });
+    };
+    if (is("computer")) return AccountKind::computer;
+    if (is("user")) return AccountKind::user;
+    if (is("domain")) return AccountKind::domain;
+    if (!is("group")) return AccountKind::unknown;
+    constexpr std::int32_t domainLocal = 0x4;
+    const auto* const type = row.first<std::int32_t>("groupType");
+    return type && (*type & domainLocal) != 0 ? AccountKind::alias : AccountKind::group;
+}
+
+std::wstring domainOf(const Sid& sid, const DirectoryRow& row, const DomainBindings& domains) {
+    if (isBuiltin(sid)) return std::wstring(builtinDomain);
+    return domains.shortName(toWide(platform::dnsDomainOf(row.text("distinguishedName"))));
+}
+
+tl::unexpected<Failure> refuse(int code) {
+    return fail(code, accountErrorText(code));
+}
+
+tl::unexpected<platform::LogonFailure> refuseLogon(LogonStep step, int code) {
+    return tl::unexpected(platform::LogonFailure{step, {code, accountErrorText(code)}});
+}
+
+// Why an account in that state may not log on; 0: it may. Passwords are not asked for here, so neither their
+// age.
+int logonRefusal(const AccountState& state, const platform::Clock& clock) {
+    const CORE::PropertyBag properties = accountProperties(state, clock);
+    constexpr std::pair<const wchar_t*, int> refusals[] = {
+        {L"account-disabled", platform::accountDisabled},
+        {L"account-locked-out", platform::accountLockedOut},
+        {L"account-expired", platform::accountExpired},
+        {L"account-outside-logon-hours", platform::accountWrongLogonHours},
+    };
+    for (const auto& [property, code] : refusals)
+        if (properties.contains(property)) return code;
+    return 0;
+}
+
+class FixedToken final : public Token {
+  public:
+    FixedToken(Sid user, std::vector<Sid> groups) : user_(std::move(user)), groups_(std::move(groups)) {}
+    platform::TokenResult<Sid> user() override { return user_; }
+    platform::TokenResult<std::vector<Sid>> groups() override { return groups_; }
+
+  private:
+    Sid user_;
+    std::vector<Sid> groups_;
+};
+
+// Reads the groups when they are asked for.
+class UserToken final : public Token {
+  public:
+    UserToken(ServiceContext& service, UserInformation user) : service_(service), user_(std::move(user)) {}
+    platform::TokenResult<Sid> user() override { return user_.sid.value(); }
+    platform::TokenResult<std::vector<Sid>> groups() override {
+        auto groups = userGroups(service_, user_);
+        if (!groups) return tl::unexpected(platform::TokenFailure{TokenStep::data, groups.error()});
+        return std::move(*groups);
+    }
+
+  private:
+    ServiceContext& service_;
+    UserInformation user_;
+};
+
+}  // namespace
+
+const std::optional<DomainBindings>& DirectoryAccounts::domains() {
+    if (!domains_) domains_ = DomainBindings::of(service_);
+    return *domains_;
+}
+
+Result<Account> DirectoryAccounts::search(const std::string& binding, const std::string& filter) {
+    const auto pool = service_.connections();
+    if (!pool) return refuse(platform::accountNoServer);
+    const PooledSearch search(*pool, pool->getConnection(binding));
+    if (!search) return refuse(platform::accountNoServer);
+    const auto rows = platform::readRows(*search, filter, accountAttributes, 1);
+    if (!rows) return refuse(platform::accountNoServer);
+    const auto sid = rows->empty() ? std::nullopt : Sid::fromBytes(rows->front().text("objectSid"));
+    if (!sid) return refuse(platform::accountNoneMapped);
+    return Account{*sid, domainOf(*sid, rows->front(), *domains()), kindOf(rows->front())};
+}
+
+Result<Account> DirectoryAccounts::findInDomain(std::wstring_view domain, const std::wstring& account) {
+    const std::wstring dns =
+        domains()->names.contains(domain) ? domains()->dnsName(domain) : std::wstring(domain);
+    if (dns.empty() || !domains()->all.contains(dns)) return refuse(platform::accountNoneMapped);
+    return search(ldapBinding(dns), equals("sAMAccountName", account));
+}
+
+Result<Account> DirectoryAccounts::findByPrincipalName(const std::wstring& upn) {
+    Result<Account> outcome = refuse(platform::accountNoneMapped);
+    for (const CORE::PropertyBag& list : {domains()->primary, domains()->trusted})
+        for (const CORE::BagProperty& domain : list.props()) {
+            Result<Account> found = search(std::string(domain.value), equals("userPrincipalName", upn));
+            if (found) return found;
+            if (found.error().code != platform::accountNoneMapped) outcome = std::move(found);
+        }
+    // Everybody has the principal name that logon name and domain make, whatever the entry says.
+    const auto at = upn.rfind(L'@');
+    auto implied = findInDomain(std::wstring_view(upn).substr(at + 1), upn.substr(0, at));
+    return implied || outcome.error().code == platform::accountNoneMapped ? implied : outcome;
+}
+
+Result<Account> DirectoryAccounts::findBare(const std::wstring& account) {
+    Result<Account> outcome = refuse(platform::accountNoneMapped);
+    for (const CORE::PropertyBag& list : {domains()->primary, domains()->trusted})
+        for (const CORE::BagProperty& domain : list.props()) {
+            Result<Account> found = findInDomain(toWide(domain.name), account);
+            if (found) return found;
+            if (found.error().code != platform::accountNoneMapped) outcome = std::move(found);
+        }
+    return outcome;
+}
+
+Result<Account> DirectoryAccounts::find(const std::wstring& name) {
+    if (auto known = wellKnownAccount(name)) return std::move(*known);
+    if (name.empty()) return refuse(platform::accountNoneMapped);
+    if (!domains()) return refuse(platform::accountNoServer);
+    if (const auto slash = name.find(L'\\'); slash != std::wstring::npos)
+        return findInDomain(std::wstring_view(name).substr(0, slash), name.substr(slash + 1));
+    return name.find(L'@') == std::wstring::npos ? findBare(name) : findByPrincipalName(name);
+}
+
+AccountRoom DirectoryAccounts::roomFor(const std::wstring& name) {
+    lastName_ = name;
+    last_ = find(name);
+    if (!*last_) return {.error = last_->error().code};
+    return {.error = platform::accountInsufficientBuffer,
+            .sid = static_cast<std::uint32_t>((*last_)->sid.bytes().size()),
+            .domain = static_cast<std::uint32_t>((*last_)->domain.size() + 1)};
+}
+
+Result<Account> DirectoryAccounts::lookUp(const std::wstring& name, const AccountRoom& room) {
+    if (!last_ || lastName_ != name) static_cast<void>(roomFor(name));
+    if (*last_ && (room.sid < (*last_)->sid.bytes().size() || room.domain <= (*last_)->domain.size()))
+        return refuse(platform::accountInsufficientBuffer);
+    return *last_;
+}
+
+Result<std::vector<std::optional<AccountName>>> DirectoryAccounts::namesOf(const std::vector<Sid>& sids) {
+    std::vector<std::optional<AccountName>> names(sids.size());
+    std::vector<Sid> others;
+    for (std::size_t i = 0; i < sids.size(); ++i)
+        if (!(names[i] = wellKnownName(sids[i]))) others.push_back(sids[i]);
+    if (others.empty()) return names;
+    if (!domains()) return refuse(platform::accountNoServer);
+    const auto rows =
+        searchBySids(service_, *domains(), others, "*", {"objectClass", "groupType", "sAMAccountName"});
+    for (std::size_t i = 0; i < sids.size(); ++i)
+        if (const auto row = rows.find(sids[i]); !names[i] && row != rows.end())
+            names[i] = AccountName{toWide(row->second.text("sAMAccountName")),
+                                   domainOf(sids[i], row->second, *domains()), kindOf(row->second)};
+    return names;
+}
+
+Result<std::unique_ptr<Token>> DirectoryAccounts::threadToken() {
+    return refuse(platform::accountNoToken);
+}
+
+Result<std::unique_ptr<Token>> DirectoryAccounts::processToken() {
+    const std::wstring& name = service_.platform().processAccount;
+    if (name.empty()) return refuse(platform::accountNoToken);
+    const auto account = find(name);
+    if (!account) return fail(account.error());
+    if (account->kind == AccountKind::wellKnownGroup)
+        return std::make_unique<FixedToken>(account->sid, groupsOfServices());
+    auto user = readUser(service_, account->sid);
+    if (!user) return refuse(platform::accountNoneMapped);
+    return std::make_unique<UserToken>(service_, std::move(*user));
+}
+
+platform::LogonResult DirectoryAccounts::logOn(const std::wstring& upn, const std::string&) {
+    if (!domains()) return refuseLogon(LogonStep::connect, platform::accountNoServer);
+    const auto account = upn.find(L'@') == std::wstring::npos ? findBare(upn) : findByPrincipalName(upn);
+    if (!account) {
+        const bool nobody = account.error().code == platform::accountNoneMapped;
+        return refuseLogon(LogonStep::logon, nobody ? platform::accountNoSuchUser : account.error().code);
+    }
+    const bool logsOn = account->kind == AccountKind::user || account->kind == AccountKind::computer;
+    auto user = logsOn ? readUser(service_, account->sid) : std::nullopt;
+    if (!user) return refuseLogon(LogonStep::logon, platform::accountNoSuchUser);
+    if (const int code = logonRefusal(user->state, *service_.platform().clock))
+        return refuseLogon(LogonStep::logon, code);
+    return std::make_unique<UserToken>(service_, std::move(*user));
+}
+
+}  // namespace wsadmin
