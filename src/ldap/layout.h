@@ -9,6 +9,8 @@
 namespace wsadmin::layout {
 
 inline constexpr char namingContext[] = "dc=vdi,dc=talvex,dc=int";
+// Of the federation's directory, which all pods share.
+inline constexpr char globalNamingContext[] = "dc=vdiglobal,dc=talvex,dc=int";
 
 namespace container {
 inline constexpr char machines[] = "ou=Servers, ";
@@ -19,10 +21,31 @@ inline constexpr char globalSettings[] = "cn=common,ou=global,ou=properties,";
 inline constexpr char servers[] = "ou=Server,ou=Properties,";
 inline constexpr char brokers[] = "ou=server,ou=properties,";  // the same, as the domain lists write it
 inline constexpr char foreignPrincipals[] = "cn=ForeignSecurityPrincipals, ";
+inline constexpr char principals[] =
+    "cn=ForeignSecurityPrincipals,";  // the same, as its entries' names have it
+inline constexpr char roles[] = "ou=groups,";
+inline constexpr char folders[] = "ou=folders,";
+inline constexpr char entitlements[] = "OU=Entitlements,";  // of the federation's directory
 }  // namespace container
+
+namespace objectClass {
+inline constexpr char desktop[] = "zre-DesktopApplication";
+inline constexpr char package[] = "zre-MirapakApplication";
+inline constexpr char packageGroup[] = "zre-MirapakApplicationGroup";
+inline constexpr char globalAssignment[] = "zre-GlobalAssignment";
+inline constexpr char adminRole[] = "zre-AdminRole";
+}  // namespace objectClass
 
 namespace attribute {
 inline constexpr char cn[] = "cn";
+inline constexpr char description[] = "description";
+inline constexpr char distinguishedName[] = "distinguishedName";
+inline constexpr char objectClasses[] = "objectClass";
+inline constexpr char displayName[] = "zre-DisplayName";
+inline constexpr char disabled[] = "zre-Disabled";
+inline constexpr char adminFolder[] = "zre-AdminFolderDN";
+inline constexpr char globalEntitlement[] = "zre-GlobalEntitlementDN";
+inline constexpr char entitlementType[] = "zre-EntitlementType";
 inline constexpr char clusterName[] = "zre-ClusterName";
 inline constexpr char markedForDelete[] = "zre-MarkedForDelete";
 inline constexpr char securityServer[] = "zre-HDQSecurityServer";
@@ -36,6 +59,9 @@ inline constexpr char searchExcludeList[] = "zre-AuthDomainSearchExcludeList";
 // A container joined to the naming context, exactly as written.
 inline std::string under(std::string_view container) {
     return std::string(container) + namingContext;
+}
+inline std::string underGlobal(std::string_view container) {
+    return std::string(container) + globalNamingContext;
 }
 // The entry of a connection or security server; the name is escaped.
 std::string serverEntry(std::string_view serverName);

@@ -4,6 +4,7 @@
 #include "framework/operation_table.h"
 #include "framework/operations/accounts.h"
 #include "framework/operations/nested_keys.h"
+#include "identity/handlers.h"
 
 namespace wsadmin::row {
 
@@ -17,11 +18,14 @@ inline constexpr KeyInfo getEntitledDesktopsResult[] = {
     {L"entitlement/cn", L"text", L"", L"identifier"},
     {L"entitlement/display-name", L"text", L"", L"name shown to people"},
     {L"entitlement/description", L"text", L"", L"description"},
-    {L"entitlement/folder", L"text", L"", L"administration folder, / for the root folder"},
+    {L"entitlement/folder", L"text", L"",
+     L"the administration folder's path from the top, as /Sales/EMEA; / for the root folder"},
     {L"entitlement/status", L"text", L"", L"enabled or disabled"},
+    directoryError,
 };
 inline constexpr Operation getEntitledDesktops{
     .name = L"getEntitledDesktops",
+    .bag = wsadmin::getEntitledDesktops,
     .text = L"Lists the desktop pools that a user may use.",
     .request = sidListRequest,
     .result = getEntitledDesktopsResult,
@@ -39,6 +43,7 @@ inline constexpr KeyInfo getGlobalEntitledDesktopsResult[] = {
 };
 inline constexpr Operation getGlobalEntitledDesktops{
     .name = L"getGlobalEntitledDesktops",
+    .bag = wsadmin::getGlobalEntitledDesktops,
     .text = L"Lists the desktops that a user may use in the whole federation.",
     .request = sidListRequest,
     .result = getGlobalEntitledDesktopsResult,
@@ -50,12 +55,15 @@ inline constexpr KeyInfo getEntitledMirapaksResult[] = {
     {L"entitlement/cn", L"text", L"", L"identifier"},
     {L"entitlement/display-name", L"text", L"", L"name shown to people"},
     {L"entitlement/description", L"text", L"", L"description"},
-    {L"entitlement/folder", L"text", L"", L"administration folder, / for the root folder"},
+    {L"entitlement/folder", L"text", L"",
+     L"the administration folder's path from the top, as /Sales/EMEA; / for the root folder"},
     {L"entitlement/status", L"text", L"", L"enabled or disabled"},
     {L"entitlement/MirapakType", L"text", L"", L"Mirapak Application or Mirapak Application Group"},
+    directoryError,
 };
 inline constexpr Operation getEntitledMirapaks{
     .name = L"getEntitledMirapaks",
+    .bag = wsadmin::getEntitledMirapaks,
     .text = L"Lists the packaged applications and groups of them that a user may use.",
     .request = sidListRequest,
     .result = getEntitledMirapaksResult,
@@ -65,12 +73,15 @@ inline constexpr Operation getEntitledMirapaks{
 inline constexpr KeyInfo getAdminRolesResult[] = {
     {L"admin-role", L"bag list", L"", L"one for each role"},
     {L"admin-role/cn", L"text", L"", L"identifier"},
-    {L"admin-role/display-name", L"text", L"", L"the role's place and name, as a path with /"},
+    {L"admin-role/display-name", L"text", L"",
+     L"the role's path from the container of the roles, as /Helpdesk or /Site A/Helpdesk"},
     {L"admin-role/description", L"text", L"", L"description"},
     {L"admin-role/status", L"text", L"", L"enabled or disabled"},
+    directoryError,
 };
 inline constexpr Operation getAdminRoles{
     .name = L"getAdminRoles",
+    .bag = wsadmin::getAdminRoles,
     .text = L"Lists the administrator roles that a user holds.",
     .request = sidListRequest,
     .result = getAdminRolesResult,

@@ -1,0 +1,21 @@
+// The search filters for what principals are entitled to. A SID is well-formed by its type, so that nothing
+// that a caller sends becomes a part of a filter as it is.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/sid.h"
+
+namespace wsadmin {
+
+using SidList = std::vector<platform::Sid>;
+
+std::string desktopFilter(const SidList& sids);
+std::string packageFilter(const SidList& sids);  // packaged applications, and groups of them
+std::string globalAssignmentFilter(const SidList& sids);
+std::string adminRoleFilter(const SidList& sids);
+// Roles that grant one of the permissions (UTF-8, as they stand before "=Allow"), or "Full".
+std::string adminPermissionFilter(const SidList& sids, const std::vector<std::string>& permissions);
+
+}  // namespace wsadmin
