@@ -22,6 +22,17 @@ std::wstring currentUser() {
     return GetUserNameW(name.data(), &size) ? name.data() : L"";
 }
 
+// As the token itself counts them.
+std::size_t groupsOfProcess() {
+    TOKEN_STATISTICS statistics{};
+    DWORD size = 0;
+    HANDLE token = nullptr;
+    OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token);
+    EXPECT_TRUE(GetTokenInformation(token, TokenStatistics, &statistics, sizeof statistics, &size));
+    CloseHandle(token);
+    return statistics.GroupCount;
+}
+
 class Accounts : public testing::Test {
   protected:
     Accounts() { authority() = {}; }
@@ -123,6 +134,7 @@ TEST_F(Accounts, OfTheProcessAndTheThread) {
     ASSERT_TRUE(groups);
     EXPECT_THAT(*groups, Contains(sid("S-1-1-0")));
     EXPECT_THAT(*groups, Not(Contains(*user)));
+    EXPECT_EQ(groups->size(), groupsOfProcess());
 
     EXPECT_EQ(accounts->threadToken().error().code, accountNoToken);
     ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));

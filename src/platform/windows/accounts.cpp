@@ -10,7 +10,8 @@ namespace {
 
 // STATUS_SOME_NOT_MAPPED is a success by its number.
 constexpr auto noneMapped = static_cast<NTSTATUS>(0xC0000073);
-constexpr std::size_t mostAtOnce = 1000;  // the authority takes more, but answers within seconds
+constexpr std::size_t mostAtOnce =
+    1000;  // the authority takes 20480; shorter questions keep others waiting less
 
 using Names = std::vector<std::optional<AccountName>>;
 

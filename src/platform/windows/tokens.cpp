@@ -66,7 +66,7 @@ std::unique_ptr<Token> makeToken(UniqueHandle handle) {
 
 Result<std::unique_ptr<Token>> tokenOfThread() {
     HANDLE handle = nullptr;
-    // As the one whom the thread acts as: what that one may not ask, the process does not ask for it.
+    // Opened with the rights of the one whom the thread acts as, not with those of the process.
     if (!OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, FALSE, &handle)) return fail(lastFailure());
     return makeToken(UniqueHandle(handle));
 }

@@ -29,7 +29,7 @@ void noteQuestion(SecurityAuthority& authority, const void* block, std::size_t s
     if (authority.upnInBlock) authority.upn.assign(upn.Buffer, upn.Length / sizeof(wchar_t));
 }
 
-// Beside the real function, which the linker would otherwise take.
+// The function of the library that the stand-in hides.
 template <class Function>
 Function* real(const char* name) {
     return reinterpret_cast<Function*>(
