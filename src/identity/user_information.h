@@ -18,13 +18,14 @@ namespace wsadmin {
 struct AccountState {
     std::int32_t control = 0;  // userAccountControl, with what the server adds to it
     std::int64_t expires = 0;  // 100 ns since 1601-01-01 UTC; 0 and the greatest number: never
-    std::string logonHours;    // 21 bytes, a bit an hour from Sunday midnight on; empty: always
+    std::string logonHours{};  // 21 bytes, a bit an hour from Sunday midnight on; empty: always
 };
 
 struct UserInformation {
-    std::optional<platform::Sid> sid;
-    std::wstring cn, dn, sn, givenName, mail, domain, domainFull, accountName, userPrincipalName;
-    AccountState state;
+    std::optional<platform::Sid> sid{};
+    std::wstring cn{}, dn{}, sn{}, givenName{}, mail{}, domain{}, domainFull{}, accountName{},
+        userPrincipalName{};
+    AccountState state{};
 };
 
 // The flags that apply at that time: keys without values.

@@ -15,13 +15,26 @@ constexpr char excludeList[] = "zre-AuthDomainExcludeList";
 constexpr const char* domainLists[] = {excludeList, "zre-AuthDomainIncludeList",
                                        "zre-AuthDomainSearchExcludeList"};
 
+// One of OpenLDAP's programs on the server that the variables of that prefix name.
+std::vector<std::string> client(const std::string& program, const std::string& prefix,
+                                const std::string& port, const std::string& user) {
+    return {program, "-x", "-H", "ldap://" + environment((prefix + "_HOST").c_str()) + ":" + port,
+            "-D",    user, "-w", environment((prefix + "_PASSWORD").c_str())};
+}
+
 std::vector<std::string> client(const std::string& program) {
     std::string user = environment("WS_TEST_LDAP_USER");
     if (const std::string domain = environment("WS_TEST_LDAP_DOMAIN"); !domain.empty()) user += "@" + domain;
-    return {program, "-x",
-            "-H",    "ldap://" + environment("WS_TEST_LDAP_HOST") + ":" + environment("WS_TEST_LDAP_PORT"),
-            "-D",    user,
-            "-w",    environment("WS_TEST_LDAP_PASSWORD")};
+    return client(program, "WS_TEST_LDAP", environment("WS_TEST_LDAP_PORT"), user);
+}
+
+std::vector<std::string> readBack(std::vector<std::string> command, const std::string& dn,
+                                  const std::string& attribute) {
+    command.insert(command.end(), {"-LLL", "-s", "base", "-b", dn, "(objectClass=*)", attribute});
+    const Outcome found = run(command);
+    const auto values = ldifValues(found.output, dn, attribute);
+    if (!values) throw std::runtime_error(dn + ": " + found.errors);
+    return *values;
 }
 
 // A change that makes the attribute have this value alone, or without one removes it.
@@ -48,7 +61,79 @@ role = "connection-server"
 name = "TalvexHDQ"
 suffixes = ["dc=vdi,dc=talvex,dc=int"]
 files = ["base.ldif", "pod.ldif"]
+
+[[directory]]
+name = "corp"
+kind = "ad"
+suffixes = ["dc=corp,dc=example"]
+hosts = ["corp.example"]
+ports = [389, 3268]
+files = ["corp-base.ldif", "corp.ldif"]
 )";
+
+// What a new domain has of its own.
+constexpr char corpBase[] = R"(dn: DC=corp,DC=example
+objectClass: domainDNS
+objectSid: S-1-5-21-2000-2000-2000
+
+dn: CN=Users,DC=corp,DC=example
+objectClass: container
+
+dn: CN=Domain Users,CN=Users,DC=corp,DC=example
+objectClass: group
+sAMAccountName: Domain Users
+objectSid: S-1-5-21-2000-2000-2000-513
+groupType: -2147483646
+
+dn: CN=Builtin,DC=corp,DC=example
+objectClass: builtinDomain
+
+dn: CN=Users,CN=Builtin,DC=corp,DC=example
+objectClass: group
+sAMAccountName: Users
+objectSid: S-1-5-32-545
+groupType: -2147483643
+member: CN=Domain Users,CN=Users,DC=corp,DC=example
+
+dn: OU=Domain Controllers,DC=corp,DC=example
+objectClass: organizationalUnit
+
+dn: CN=DC1,OU=Domain Controllers,DC=corp,DC=example
+objectClass: computer
+sAMAccountName: DC1$
+objectSid: S-1-5-21-2000-2000-2000-1000
+userAccountControl: 532480
+
+dn: CN=System,DC=corp,DC=example
+objectClass: container
+
+dn: CN=Configuration,DC=corp,DC=example
+objectClass: configuration
+
+dn: CN=Partitions,CN=Configuration,DC=corp,DC=example
+objectClass: crossRefContainer
+
+dn: CN=CORP,CN=Partitions,CN=Configuration,DC=corp,DC=example
+objectClass: crossRef
+nCName: DC=corp,DC=example
+dnsRoot: corp.example
+nETBIOSName: CORP
+
+)";
+
+// The same people as on a server, which counts their identifiers up itself and puts users into a group.
+std::string withIdentifiers(const std::string& ldif) {
+    std::string text;
+    int rid = 1102;
+    std::istringstream lines(ldif);
+    for (std::string line; std::getline(lines, line);) {
+        text += line + "\n";
+        if (line == "objectClass: user") text += "primaryGroupID: 513\n";
+        if (line == "objectClass: user" || line == "objectClass: group")
+            text += "objectSid: S-1-5-21-2000-2000-2000-" + std::to_string(rid++) + "\n";
+    }
+    return text;
+}
 
 }  // namespace
 
@@ -78,12 +163,12 @@ std::vector<std::string> ServerPod::options() const {
 }
 
 std::vector<std::string> ServerPod::values(const std::string& dn, const std::string& attribute) const {
-    std::vector<std::string> command = client("ldapsearch");
-    command.insert(command.end(), {"-LLL", "-s", "base", "-b", dn, "(objectClass=*)", attribute});
-    const Outcome found = run(command);
-    const auto values = ldifValues(found.output, dn, attribute);
-    if (!values) throw std::runtime_error(dn + ": " + found.errors);
-    return *values;
+    return readBack(client("ldapsearch"), dn, attribute);
+}
+
+std::vector<std::string> corpValues(const std::string& dn, const std::string& attribute) {
+    return readBack(client("ldapsearch", "WS_TEST_CORP", "389", environment("WS_TEST_CORP_USER")), dn,
+                    attribute);
 }
 
 LabPod::LabPod(bool withPrincipals) {
@@ -92,6 +177,8 @@ LabPod::LabPod(bool withPrincipals) {
         "dn: CN=ForeignSecurityPrincipals," + std::string(base) + "\nobjectClass: container\n\n";
     folder_.write("machine.toml", machine);
     folder_.write("base.ldif", withPrincipals ? domain + principals : domain);
+    folder_.write("corp-base.ldif", corpBase);
+    folder_.write("corp.ldif", withIdentifiers(content(WS_SOURCE_DIR "/tests/servers/corp.ldif")));
     // Its members stand in the container.
     folder_.write("pod.ldif", withPrincipals ? content(WS_SOURCE_DIR "/tests/servers/pod.ldif") : "");
 }

@@ -48,4 +48,7 @@ class LabPod : public Pod {
 
 std::unique_ptr<Pod> makePod(Place place);
 
+// What the server of with-corp says: the values of an attribute.
+std::vector<std::string> corpValues(const std::string& dn, const std::string& attribute);
+
 }  // namespace integration

@@ -1,7 +1,10 @@
 #include "integration/tool.h"
 
 #include <filesystem>
+#include <sstream>
 #include <stdexcept>
+
+#include "support/temp_folder.h"
 
 namespace integration {
 
@@ -27,8 +30,10 @@ std::vector<std::string> tool(Build build) {
     return {"wine", program};
 }
 
-Answer ask(Build build, const std::vector<std::string>& arguments,
-           const std::vector<std::string>& surroundings) {
+namespace {
+
+Outcome start(Build build, const std::vector<std::string>& arguments,
+              const std::vector<std::string>& surroundings) {
     std::vector<std::string> command = surroundings;
     for (const std::string& word : tool(build)) command.push_back(word);
     command.emplace_back("--json");
@@ -38,7 +43,37 @@ Answer ask(Build build, const std::vector<std::string>& arguments,
     // The tool never does that: with an error it answers JSON and says the sentence.
     const bool neverBegan = outcome.status == 1 && outcome.output.empty() && outcome.errors.empty();
     if (build == Build::windows && neverBegan) outcome = run(command);
-    return {outcome.status, nlohmann::ordered_json::parse(outcome.output, nullptr, false), outcome.errors};
+    return outcome;
+}
+
+nlohmann::ordered_json parse(const std::string& text) {
+    return nlohmann::ordered_json::parse(text, nullptr, false);
+}
+
+}  // namespace
+
+Answer ask(Build build, const std::vector<std::string>& arguments,
+           const std::vector<std::string>& surroundings) {
+    const Outcome outcome = start(build, arguments, surroundings);
+    return {outcome.status, parse(outcome.output), outcome.errors};
+}
+
+std::vector<Answer> askAll(Build build, const std::vector<std::string>& options,
+                           const std::vector<Request>& requests) {
+    std::string batch;
+    for (const Request& request : requests)
+        batch +=
+            nlohmann::ordered_json{{"operation", request.operation}, {"request", request.keys}}.dump() + "\n";
+    const wstest::TempFolder folder;
+    std::vector<std::string> arguments = options;
+    arguments.insert(arguments.end(), {"--batch", folder.write("batch.json", batch)});
+    const Outcome outcome = start(build, arguments, {});
+    std::vector<Answer> answers;
+    std::istringstream lines(outcome.output);
+    for (std::string line; std::getline(lines, line);) answers.push_back({-1, parse(line), outcome.errors});
+    if (answers.size() != requests.size())
+        throw std::runtime_error("the batch was not answered whole: " + outcome.errors);
+    return answers;
 }
 
 }  // namespace integration

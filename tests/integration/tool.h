@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "integration/command.h"
@@ -32,5 +33,15 @@ std::vector<std::string> tool(Build build);
 // Asks with the arguments; `surroundings` come before the tool (a command that starts it), none by default.
 Answer ask(Build build, const std::vector<std::string>& arguments,
            const std::vector<std::string>& surroundings = {});
+
+// One request of a batch.
+struct Request {
+    std::string operation;
+    std::vector<std::pair<std::string, std::string>> keys;
+};
+
+// The answers to many requests, asked of one process. Their status is -1.
+std::vector<Answer> askAll(Build build, const std::vector<std::string>& options,
+                           const std::vector<Request>& requests);
 
 }  // namespace integration
