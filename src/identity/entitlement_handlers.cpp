@@ -1,4 +1,6 @@
+#include "identity/admin_permission.h"
 #include "identity/entitlement.h"
+#include "identity/foreign_principals.h"
 #include "identity/handlers.h"
 
 namespace wsadmin {
@@ -19,6 +21,18 @@ PropertyBag getGlobalEntitledDesktops(ServiceContext& service, const PropertyBag
 
 PropertyBag getAdminRoles(ServiceContext& service, const PropertyBag& request) {
     return answer<Entitlement, &Entitlement::adminRoles>(service, request);
+}
+
+PropertyBag checkAdminPermission(ServiceContext& service, const PropertyBag& request) {
+    return answer<AdminPermission, &AdminPermission::check>(service, request);
+}
+
+PropertyBag updateAllUserFSPs(ServiceContext& service, const PropertyBag& request) {
+    return answer<ForeignPrincipals, &ForeignPrincipals::updateAll>(service, request);
+}
+
+PropertyBag updateSingleUserFSP(ServiceContext& service, const PropertyBag& request) {
+    return answer<ForeignPrincipals, &ForeignPrincipals::updateSingle>(service, request);
 }
 
 }  // namespace wsadmin

@@ -10,6 +10,7 @@
 #include "platform/platform.h"
 #include "platform/portable_directory.h"
 #include "support/counting_ldap.h"
+#include "support/framework_worker.h"
 #include "support/temp_folder.h"
 #include "support/test_service.h"
 
@@ -74,6 +75,49 @@ class PodLab {
                (faults.empty() ? "" : "[directory.faults]\n" + faults + "\n");
     }
     TempFolder folder_;
+};
+
+// The same with a domain map and a pool of bindings, which know the people's domain CORP. One at a time.
+class PeopleLab : public PodLab {
+  public:
+    explicit PeopleLab(const PodContent& content) : PodLab(content) {
+        const wsadmin::DirectoryAccess access{platform->directoryServices, platform->clock};
+        service->pool =
+            CORE::refptr<wsadmin::ConnectionMgr>::adopt(new wsadmin::ConnectionMgr(access, threads_));
+        service->domainMap =
+            CORE::refptr<wsadmin::Domain>::adopt(new wsadmin::Domain(access, threads_, false));
+    }
+    ~PeopleLab() { closeBindings(); }
+    PeopleLab(const PeopleLab&) = delete;
+    PeopleLab& operator=(const PeopleLab&) = delete;
+
+    // What is open afterwards, somebody forgot.
+    void closeBindings() {
+        if (service->pool) service->pool->StopTimerWithWait();
+        service->domainMap = {};
+        service->pool = {};
+    }
+
+  private:
+    static bool trusts(std::wstring_view operation, CORE::PropertyBag& response) {
+        if (operation != L"getTrustedDomains") return true;
+        CORE::PropertyBag names;
+        names.set(L"CORP", L"corp.example");
+        response.set(L"primaryDomain", L"corp.example");
+        response.addBag(L"dnsBag", names);
+        response.addBag(L"trustInformationBag", CORE::PropertyBag());
+        return true;
+    }
+    FrameworkWorker<0> winauth_{
+        L"winauth", [](std::wstring_view operation, const CORE::PropertyBag&, CORE::PropertyBag& response) {
+            return trusts(operation, response);
+        }};
+    FrameworkWorker<1> admin_{L"ws_admin",
+                              [](std::wstring_view, const CORE::PropertyBag&, CORE::PropertyBag& response) {
+                                  response.set(L"effectiveList", L"unlimited");
+                                  return true;
+                              }};
+    CORE::ThreadGroup threads_{L"people"};
 };
 
 // A request with these values of one name.

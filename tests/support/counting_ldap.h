@@ -17,6 +17,7 @@ namespace wstest {
 class LdapCounts {
   public:
     std::atomic<int> live{0};     // sessions that are open
+    std::atomic<int> opened{0};   // sessions opened so far
     std::atomic<int> changes{0};  // operations that change something
 
     void add(const wsadmin::platform::LdapSearch& search) {
@@ -34,7 +35,7 @@ class LdapCounts {
     }
     void forget() {
         const std::lock_guard hold(mutex_);
-        changes = 0;
+        changes = opened = 0;
         searches_.clear();
     }
 
@@ -48,6 +49,7 @@ class CountingSession : public wsadmin::platform::LdapSession {
     CountingSession(std::unique_ptr<LdapSession> session, std::shared_ptr<LdapCounts> counts)
         : session_(std::move(session)), counts_(std::move(counts)) {
         ++counts_->live;
+        ++counts_->opened;
     }
     ~CountingSession() override { --counts_->live; }
 

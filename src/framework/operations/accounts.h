@@ -104,6 +104,7 @@ inline constexpr KeyInfo updateSingleUserFSPRequest[] = {
 };
 inline constexpr Operation updateSingleUserFSP{
     .name = L"updateSingleUserFSP",
+    .bag = wsadmin::updateSingleUserFSP,
     .changes = true,
     .text =
         L"Refreshes the name and details of one user that the configuration directory keeps beside the SID.",
@@ -114,6 +115,7 @@ inline constexpr Operation updateSingleUserFSP{
 
 inline constexpr Operation updateAllUserFSPs{
     .name = L"updateAllUserFSPs",
+    .bag = wsadmin::updateAllUserFSPs,
     .changes = true,
     .text =
         L"Refreshes the names and details that the configuration directory keeps beside the SIDs of users, "

@@ -125,14 +125,17 @@ inline constexpr Operation getUserContext{
 
 inline constexpr KeyInfo checkAdminPermissionRequest[] = {
     {L"sid", L"text list", L"",
-     L"the SIDs of the principal and of its groups; without any, the account that the service binds with"},
+     L"the SIDs of the principal and of its groups; without any, the account that the configuration "
+     L"directory is bound with, or else who the process is"},
     {L"permission", L"text list", L"", L"the permissions asked for, one of which is enough; Full always is"},
 };
 inline constexpr KeyInfo checkAdminPermissionResult[] = {
     {L"result", L"text", L"", L"OK; a refusal is an error"},
+    directoryError,
 };
 inline constexpr Operation checkAdminPermission{
     .name = L"checkAdminPermission",
+    .bag = wsadmin::checkAdminPermission,
     .text = L"Checks that somebody holds an administrator role that grants a permission.",
     .request = checkAdminPermissionRequest,
     .result = checkAdminPermissionResult,

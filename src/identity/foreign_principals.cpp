@@ -1,0 +1,155 @@
+#include "identity/foreign_principals.h"
+
+#include <array>
+#include <utility>
+
+#include "identity/accounts.h"
+#include "identity/principals.h"
+#include "identity/user_information.h"
+#include "ldap/layout.h"
+#include "ldap/name_value.h"
+#include "platform/ldap_text.h"
+#include "platform/module_log.h"
+
+namespace wsadmin {
+
+using CORE::PropertyBag;
+using platform::DirectoryThread;
+using platform::LdapEntry;
+using platform::LdapSession;
+using platform::Sid;
+
+namespace {
+
+std::string shownName(const PropertyBag& information) {
+    const std::string account(information.utf8(L"account-name"));
+    const std::string domain(information.utf8(L"domain-full"));
+    return domain.empty() ? account : domain + "\\" + account;
+}
+
+// Name and value of each pair, in the order in which they are written.
+std::array<std::pair<std::string_view, std::string>, 8> identityPairs(const PropertyBag& information) {
+    const auto text = [&information](const wchar_t* key) { return std::string(information.utf8(key)); };
+    return {{{"USER", text(L"account-name")},
+             {"DOMAIN", text(L"domain-full")},
+             {"EMAIL", text(L"mail")},
+             {"DISPLAYNAME", shownName(information)},
+             {"GIVENNAME", text(L"given-name")},
+             {"SN", text(L"sn")},
+             {"CN", text(L"cn")},
+             {"DISTINGUISHEDNAME", text(L"dn")}}};
+}
+
+// One page is all that is asked for: its cookie is never sent back.
+Result<std::vector<LdapEntry>> firstPrincipals(LdapSession& session) {
+    const platform::LdapControl page{.oid = platform::controls::pagedResults,
+                                     .value = platform::encodePageControl({principalsAtOnce, {}}),
+                                     .critical = true};
+    auto found = session.search({.base = layout::under(layout::container::principals),
+                                 .scope = platform::LdapScope::subtree,
+                                 .filter = "(&(objectclass=foreignSecurityPrincipal)(cn=*))",
+                                 .attributes = {layout::attribute::cn, layout::attribute::description},
+                                 .controls = {page}});
+    if (!found) return fail(found.error());
+    return std::move(found->entries);
+}
+
+std::vector<std::optional<Sid>> sidsOf(const std::vector<LdapEntry>& principals) {
+    std::vector<std::optional<Sid>> sids;
+    sids.reserve(principals.size());
+    for (const LdapEntry& principal : principals)
+        sids.push_back(Sid::parse(principal.first(layout::attribute::cn)));
+    return sids;
+}
+
+std::vector<Sid> known(const std::vector<std::optional<Sid>>& sids) {
+    std::vector<Sid> all;
+    for (const auto& sid : sids)
+        if (sid) all.push_back(*sid);
+    return all;
+}
+
+PropertyBag informationOf(const UserInformation& user, std::string_view principal,
+                          const platform::Clock& clock) {
+    PropertyBag information = renderUserInformation(user, clock);
+    information.set(L"fspDN", principal);
+    return information;
+}
+
+Result<LdapEntry> readPrincipal(LdapSession& session, const std::string& dn) {
+    auto found = session.search({.base = dn,
+                                 .scope = platform::LdapScope::base,
+                                 .filter = "(objectclass=*)",
+                                 .attributes = {layout::attribute::description}});
+    if (!found) {
+        logError(L"Failed to find FSP - %s %s (%d).", dn, found.error().text, found.error().code);
+        return fail(found.error().code, L"FSP not found");
+    }
+    if (found->entries.empty()) return fail(1, L"FSP entry not found");
+    return std::move(found->entries.front());
+}
+
+}  // namespace
+
+Result<void> updateFsp(LdapSession* session, const PropertyBag& information, const LdapEntry* entry) {
+    if (!session) return fail(1, L"LDAP not initialized");
+    const std::string dn(information.utf8(L"fspDn"));
+    if (dn.empty()) return fail(1, L"No FSP DN was specified for the operation");
+    LdapEntry read;
+    if (!entry) {
+        auto found = readPrincipal(*session, dn);
+        if (!found) return fail(found.error());
+        read = std::move(*found);
+        entry = &read;
+    }
+    for (const auto& [name, value] : identityPairs(information))
+        setNameValue(*session, *entry, layout::attribute::description, name, value);
+    return {};
+}
+
+void ForeignPrincipals::updateAll() {
+    LdapSession* const session = directory();
+    if (!session) return;
+    const auto principals = firstPrincipals(*session);
+    if (!principals)
+        return fail(L"Failed to search for Foreign Security Principals - " + principals.error().text);
+
+    const DirectoryThread thread(*service().platform().directoryServices);
+    const auto sids = sidsOf(*principals);
+    const auto users = readUsers(service(), known(sids));  // in batches: the walk itself asks nobody
+    for (std::size_t i = 0; i < sids.size(); ++i) {
+        const LdapEntry& principal = (*principals)[i];
+        const std::string_view cn = principal.first(layout::attribute::cn);
+        const auto user = sids[i] ? users.find(*sids[i]) : users.end();
+        if (user == users.end()) {
+            logWarning(L"Failed to get AD user details for SID %s", cn);
+            continue;
+        }
+        logDebug(L"AD user details obtained for SID %s", cn);
+        const PropertyBag information =
+            informationOf(user->second, principal.dn, *service().platform().clock);
+        if (const auto updated = updateFsp(session, information, &principal); !updated)
+            logWarning(L"Failed to update user entry for SID %s", cn);
+    }
+}
+
+void ForeignPrincipals::updateSingle() {
+    const CORE::wstr username = request().get(L"username");
+    const DirectoryThread thread(*service().platform().directoryServices);
+    const auto sid = usernameToSid(service(), *accountsOf(service()), username);
+    if (!sid) return fail(L"Cannot find user " + username.str());
+    logDebug(L"SID %s found for user %s", sid->text(), username);
+    const std::string dn = principalDn(*sid);
+    logDebug(L"FSP DN = %s", dn);
+
+    const auto notUpdated = [this](const std::wstring& why) { fail(L"Failed to update FSP (" + why + L")"); };
+    const auto user = readUser(service(), *sid);
+    if (!user) return notUpdated(L"Unable to obtain user information from Active Directory");
+    const auto session = tryDirectory();
+    if (!session) result().setInt(L"ldaperr", session.error().code);
+    const auto updated =
+        updateFsp(session.value_or(nullptr), informationOf(*user, dn, *service().platform().clock));
+    if (!updated) notUpdated(updated.error().text);
+}
+
+}  // namespace wsadmin

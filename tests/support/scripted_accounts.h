@@ -1,0 +1,88 @@
+// An account authority whose accounts and tokens a test scripts, and that counts the tokens that are open.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/accounts.h"
+
+namespace wstest {
+
+// What a token answers; a failure where there is one.
+struct ScriptedToken {
+    int openCode = 0;  // not 0: it cannot be opened
+    std::string user{};
+    std::vector<std::string> groups{};
+    std::optional<wsadmin::platform::TokenStep> userFails{}, groupsFail{};
+};
+
+class ScriptedAccounts : public wsadmin::platform::AccountAuthority {
+  public:
+    using Sid = wsadmin::platform::Sid;
+    template <class T>
+    using TokenResult = wsadmin::platform::TokenResult<T>;
+
+    std::map<std::wstring, std::string> users;  // SID by name
+    ScriptedToken thread{.openCode = wsadmin::platform::accountNoToken};
+    ScriptedToken process{.openCode = wsadmin::platform::accountNoToken};
+    int tokensOpen = 0;
+    int tokensOpened = 0;
+
+    wsadmin::platform::AccountRoom roomFor(const std::wstring& name) override {
+        if (!users.contains(name)) return {.error = wsadmin::platform::accountNoneMapped};
+        return {.error = wsadmin::platform::accountInsufficientBuffer, .sid = 28, .domain = 5};
+    }
+    wsadmin::Result<wsadmin::platform::Account> lookUp(const std::wstring& name,
+                                                       const wsadmin::platform::AccountRoom&) override {
+        return wsadmin::platform::Account{sid(users.at(name)), L"CORP", wsadmin::platform::AccountKind::user};
+    }
+    wsadmin::Result<std::vector<std::optional<wsadmin::platform::AccountName>>> namesOf(
+        const std::vector<Sid>& sids) override {
+        return std::vector<std::optional<wsadmin::platform::AccountName>>(sids.size());
+    }
+    using OpenedToken = wsadmin::Result<std::unique_ptr<wsadmin::platform::Token>>;
+    OpenedToken threadToken() override { return open(thread); }
+    OpenedToken processToken() override { return open(process); }
+    wsadmin::platform::LogonResult logOn(const std::wstring&, const std::string&) override {
+        return tl::unexpected(wsadmin::platform::LogonFailure{});
+    }
+
+  private:
+    class Opened : public wsadmin::platform::Token {
+      public:
+        Opened(ScriptedAccounts& owner, ScriptedToken token) : owner_(owner), token_(std::move(token)) {
+            ++owner_.tokensOpen;
+            ++owner_.tokensOpened;
+        }
+        ~Opened() override { --owner_.tokensOpen; }
+        TokenResult<Sid> user() override {
+            if (token_.userFails) return failed(*token_.userFails);
+            return sid(token_.user);
+        }
+        TokenResult<std::vector<Sid>> groups() override {
+            if (token_.groupsFail) return failed(*token_.groupsFail);
+            std::vector<Sid> sids;
+            for (const std::string& group : token_.groups) sids.push_back(sid(group));
+            return sids;
+        }
+
+      private:
+        static tl::unexpected<wsadmin::platform::TokenFailure> failed(wsadmin::platform::TokenStep step) {
+            return tl::unexpected(wsadmin::platform::TokenFailure{step, {8, L"scripted"}});
+        }
+        ScriptedAccounts& owner_;
+        ScriptedToken token_;
+    };
+
+    static Sid sid(const std::string& text) { return Sid::parse(text).value(); }
+    OpenedToken open(const ScriptedToken& token) {
+        if (token.openCode) return wsadmin::fail(token.openCode, L"scripted");
+        return std::make_unique<Opened>(*this, token);
+    }
+};
+
+}  // namespace wstest
