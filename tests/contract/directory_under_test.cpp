@@ -24,14 +24,35 @@ constexpr char labSuffix[] = "DC=vdi,DC=talvex,DC=int";
 constexpr char labContent[] =
     "dn: CN=ForeignSecurityPrincipals,DC=vdi,DC=talvex,DC=int\n"
     "objectClass: container\n";
+// What a domain controller brings.
+constexpr char labDomain[] =
+    "dn: DC=vdi,DC=talvex,DC=int\n"
+    "objectClass: domainDNS\n"
+    "objectSid: S-1-5-21-7-7-7\n"
+    "lockoutDuration: -18000000000\n"
+    "\n"
+    "dn: CN=Domain Users,DC=vdi,DC=talvex,DC=int\n"
+    "objectClass: group\n"
+    "objectSid: S-1-5-21-7-7-7-513\n"
+    "groupType: -2147483646\n"
+    "\n"
+    "dn: CN=Users,DC=vdi,DC=talvex,DC=int\n"
+    "objectClass: group\n"
+    "objectSid: S-1-5-32-545\n"
+    "groupType: -2147483643\n"
+    "member: CN=Domain Users,DC=vdi,DC=talvex,DC=int\n";
 
 class LabUnderTest final : public DirectoryUnderTest {
   public:
-    LabUnderTest() {
+    explicit LabUnderTest(bool domain) {
         auto clock = makeSystemClock();
         auto directory = std::make_unique<lab::Directory>(
-            lab::DirectorySettings{"LDAP", {labSuffix}, "LAB", "lab.example"}, *clock);
-        EXPECT_TRUE(directory->readContent(labContent, "contract.ldif"));
+            lab::DirectorySettings{"LDAP", {labSuffix}, "LAB", "lab.example", domain}, *clock);
+        const auto read = [&](const char* text) {
+            EXPECT_TRUE(directory->readContent(text, "contract.ldif"));
+        };
+        read(labContent);
+        if (domain) read(labDomain);
         directory->finish();
         const lab::Account account{"Administrator", "VDI", "vdi.talvex.int",
                                    CORE::secretstring("Passw0rd.Lab")};
@@ -82,8 +103,8 @@ class ServerUnderTest final : public DirectoryUnderTest {
 
 }  // namespace
 
-std::shared_ptr<DirectoryUnderTest> openLabUnderTest() {
-    return std::make_shared<LabUnderTest>();
+std::shared_ptr<DirectoryUnderTest> openLabUnderTest(bool domain) {
+    return std::make_shared<LabUnderTest>(domain);
 }
 
 std::shared_ptr<DirectoryUnderTest> openServerUnderTest() {
@@ -100,7 +121,7 @@ std::unique_ptr<LdapSession> DirectoryUnderTest::open() {
 }
 
 void DirectoryContract::SetUp() {
-    directory_ = isLab() ? openLabUnderTest() : openServerUnderTest();
+    directory_ = isLab() ? openLabUnderTest(GetParam() == "domain") : openServerUnderTest();
     if (!directory_) GTEST_SKIP() << "no server is named by WS_TEST_LDAP_HOST and the others";
     run_ = std::random_device()() % 1000000000;
     session_ = boundSession();

@@ -22,9 +22,9 @@ class DirectoryUnderTest {
     std::unique_ptr<LdapSession> open();              // not bound
 };
 
-// The lab always; a server when WS_TEST_LDAP_HOST, _PORT, _USER, _PASSWORD and _BASE (and perhaps _DOMAIN)
-// name one.
-std::shared_ptr<DirectoryUnderTest> openLabUnderTest();
+// The lab always, with a domain's directory on demand; a server when WS_TEST_LDAP_HOST, _PORT, _USER,
+// _PASSWORD and _BASE (and perhaps _DOMAIN) name one.
+std::shared_ptr<DirectoryUnderTest> openLabUnderTest(bool domain = false);
 std::shared_ptr<DirectoryUnderTest> openServerUnderTest();  // null without the variables
 
 // Where Samba answers otherwise than AD does, and the lab keeps to AD, an expectation names both codes.

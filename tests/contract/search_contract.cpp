@@ -9,6 +9,13 @@ namespace {
 
 using SearchContract = DirectoryContract;
 
+// "\\01\\05...", as a filter takes bytes.
+std::string escapedBytes(const std::string& bytes) {
+    std::string text;
+    for (const char byte : bytes) text += CORE::toUtf8(CORE::formatText(L"\\%02x", byte & 0xff));
+    return text;
+}
+
 TEST_P(SearchContract, RootEntryNamesTheContexts) {
     const auto root = read(
         "", {"namingContexts", "defaultNamingContext", "configurationNamingContext", "schemaNamingContext",
@@ -144,6 +151,19 @@ TEST_P(SearchContract, NamesByGuidAndSid) {
     EXPECT_EQ(found("(objectClass=*)", LdapScope::base, "<SID=" + sid + ">"), "one");
     EXPECT_EQ(found("(objectClass=*)", LdapScope::base, "<SID=S-1-5-21-9-9-9-9>"), "!32");
     EXPECT_EQ(found("(objectSid=" + sid + ")"), "one");
+    EXPECT_EQ(found("(objectSid=" + escapedBytes(binarySid(sid)) + ")"), "one");
+    EXPECT_EQ(found("(|(objectSid=" + escapedBytes(binarySid(freshSid())) + "))"), "");
+}
+
+TEST_P(SearchContract, MembersWhoseEntryIsMissing) {
+    const auto known = freshSid();
+    make("CN=desk", {{"member", {"<SID=" + known + ">"}}, {"objectSid", {binarySid(freshSid())}}},
+         "zre-DesktopApplication");
+    const auto member = [&](const std::string& sid) { return "(member=" + principalDn(sid) + ")"; };
+    EXPECT_EQ(found(member(known)), "desk");
+    EXPECT_EQ(found(member(freshSid())), "");
+    EXPECT_EQ(found("(&(objectClass=zre-DesktopApplication)(|" + member(freshSid()) + member(known) + "))"),
+              "desk");
 }
 
 TEST_P(SearchContract, AttributesThatTheDirectoryMakes) {
