@@ -1,4 +1,4 @@
-// The sample lab: that it loads, and holds what the documentation promises.
+// The labs that come along: that they load, and hold what the documentation promises.
 #include <gtest/gtest.h>
 
 #include "platform/lab/lab_platform.h"
@@ -8,9 +8,11 @@ namespace {
 
 constexpr char suffix[] = "dc=vdi,dc=talvex,dc=int";
 
-std::unique_ptr<LdapSession> boundSession(Platform& platform, const std::string& host = {}) {
+std::unique_ptr<LdapSession> boundSession(Platform& platform, const std::string& host = {},
+                                          std::uint16_t port = 389) {
     LdapEndpoint endpoint;
     endpoint.host = host;
+    endpoint.port = port;
     auto session = platform.ldap->open(endpoint);
     EXPECT_TRUE(session);
     EXPECT_TRUE((*session)->bind({}));
@@ -96,6 +98,32 @@ TEST(SampleLab, HoldsAccountsInEveryState) {
                                          0});
         EXPECT_EQ(found.value().entries.at(0).first("logonHours"), hours) << name;
     }
+}
+
+// Assignments name people as the pod does, in a directory that has no such entries.
+TEST(FederatedLab, HoldsTheGlobalDirectory) {
+    const auto platform = openLab(WS_SOURCE_DIR "/labs/federated");
+    ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
+    const auto pod = boundSession(**platform);
+    EXPECT_EQ(count(*pod, std::string("OU=QRV,OU=Properties,") + suffix, "(zre-QuorinEnabled=1)"), 2U);
+    const auto global = boundSession(**platform, "127.0.0.1", 22389);
+    const std::string at = "dc=vdiglobal,dc=talvex,dc=int";
+    const auto member = [](const std::string& rid) {
+        return "(&(objectClass=zre-GlobalAssignment)(|(member=cn=S-1-5-21-2000-2000-2000-" + rid +
+               ",cn=ForeignSecurityPrincipals," + suffix + ")))";
+    };
+    const struct {
+        std::string base, filter;
+        std::size_t entries;
+    } table[] = {
+        {"OU=Entitlements," + at, member("1103"), 3},
+        {"OU=Entitlements," + at, member("1202"), 1},
+        {"OU=Entitlements," + at, member("1104"), 0},
+        {"OU=Entitlements," + at, "(distinguishedName=CN=ge-design,OU=Entitlements," + at + ")", 1},
+        {"OU=Entitlements," + at, "(distinguishedName=CN=ge-gone,OU=Entitlements," + at + ")", 0},
+        {"OU=Pod,OU=Properties," + at, "objectClass=zre-PodEndpoint", 2},
+    };
+    for (const auto& row : table) EXPECT_EQ(count(*global, row.base, row.filter), row.entries) << row.filter;
 }
 
 }  // namespace
