@@ -49,7 +49,8 @@ TEST(PortableDirectory, ContactsWhomThePathNames) {
         {"LDAP://dc1/dc=x", adsUseSsl, "dc1", 636, true},
         {"LDAP://[::1]:22389/dc=x", 0, "::1", 22389, false},
         {"LDAP://[fe80::1%eth0]", 0, "fe80::1%eth0", 389, false},
-        {"LDAP://dc=x", 0, "corp.example", 389, false},
+        {"LDAP://CN=a,dc=x,dc=y", 0, "x.y", 389, false},
+        {"LDAP://CN=a", 0, "corp.example", 389, false},
         {"LDAP://rootDSE", 0, "corp.example", 389, false},
         {"GC:", 0, "corp.example", 3268, false},
         {"GC://dc2/dc=x", 0, "dc2", 3268, false},
@@ -69,7 +70,7 @@ TEST(PortableDirectory, ContactsWhomThePathNames) {
 TEST(PortableDirectory, WithoutADefaultDomainServerlessPathsLeadNowhere) {
     const auto client = std::make_shared<RememberingClient>();
     const auto services = makePortableDirectoryServices(client, "");
-    for (const char* path : {"LDAP://rootDSE", "LDAP://dc=x", "LDAP:", "GC:"}) {
+    for (const char* path : {"LDAP://rootDSE", "LDAP://CN=a", "LDAP:", "GC:"}) {
         const auto opened = services->openSearch(path, {}, adsSecureAuthentication);
         ASSERT_FALSE(opened) << path;
         EXPECT_EQ(hexCode(opened.error().code), "8007054b") << path;

@@ -12,20 +12,24 @@
 
 namespace wsadmin::platform {
 
-// Counts who is contacted.
+// Counts who is contacted, and knows where the servers of one domain are.
 class CountingClient final : public LdapClient {
   public:
-    explicit CountingClient(std::shared_ptr<LdapClient> client) : client_(std::move(client)) {}
+    explicit CountingClient(std::shared_ptr<LdapClient> client, std::string domain = {},
+                            std::string host = {})
+        : client_(std::move(client)), domain_(std::move(domain)), host_(std::move(host)) {}
     Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override {
         ++opened;
         last = endpoint;
-        return client_->open(endpoint);
+        if (!domain_.empty() && last.host == domain_) last.host = host_;
+        return client_->open(last);
     }
     std::atomic<int> opened{0};
     LdapEndpoint last;
 
   private:
     std::shared_ptr<LdapClient> client_;
+    std::string domain_, host_;
 };
 
 // Cases write to the directory by LDAP and look at it through the services, or the other way round.
