@@ -17,9 +17,9 @@ for program in "$root"/build/native/bench/*; do
     [ -x "$program" ] && [ -f "$program" ] || continue
     [ $# = 0 ] || [[ " $* " == *" $name "* ]] || continue
     echo "running $name" >&2
-    # What measures a server gets one of its own.
+    # What measures servers gets a pod and the domain of its users.
     launcher=()
-    [[ $name != server_* ]] || launcher=("$root/tests/servers/with-corp")
+    [[ $name != server_* ]] || launcher=("$root"/tests/servers/with-{pod,corp})
     "${launcher[@]}" "$program" --benchmark_out="$results/$name.json" --benchmark_out_format=json "${effort[@]}" \
         >"$results/$name.log" 2>&1 || { cat "$results/$name.log" >&2; exit 1; }
 done
