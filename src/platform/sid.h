@@ -24,7 +24,7 @@ class Sid {
     Sid domain() const;
 
     bool operator==(const Sid&) const = default;
-    auto operator<=>(const Sid&) const = default;
+    auto operator<=>(const Sid& other) const noexcept { return bytes_ <=> other.bytes_; }
 
   private:
     explicit Sid(std::string bytes) : bytes_(std::move(bytes)) {}

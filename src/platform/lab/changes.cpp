@@ -1,7 +1,6 @@
 #include "platform/lab/changes.h"
 
 #include <algorithm>
-#include <ranges>
 
 #include "framework/core/corestring.h"
 #include "platform/lab/values.h"
@@ -325,8 +324,9 @@ Result<void> removeEntry(Store& store, const std::string& name, bool wholeTree) 
         return fail(ldapUnwillingToPerform, quoted(name) + L" cannot be deleted");
     if (store.tree.hasChildren(*id) && !wholeTree)
         return fail(ldapNotAllowedOnNonLeaf, quoted(name) + L" has entries below it");
-    const auto doomed = store.tree.subtree(*id);
-    for (const NodeId one : std::views::reverse(doomed)) bury(store, one, tombstones);
+    auto doomed = store.tree.subtree(*id);
+    std::ranges::reverse(doomed);
+    for (const NodeId one : doomed) bury(store, one, tombstones);
     return {};
 }
 
