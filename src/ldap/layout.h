@@ -14,6 +14,8 @@ inline constexpr char globalNamingContext[] = "dc=vdiglobal,dc=talvex,dc=int";
 
 namespace container {
 inline constexpr char machines[] = "ou=Servers, ";
+inline constexpr char desktops[] = "ou=Applications, ";
+inline constexpr char policies[] = "ou=Policies, ";
 inline constexpr char pools[] =
     ",OU=Server Groups,DC=vdi,DC=talvex,DC=int";  // follows "CN=" and the pool's identifier
 inline constexpr char properties[] = "ou=Properties,";
@@ -42,6 +44,21 @@ inline constexpr char description[] = "description";
 inline constexpr char distinguishedName[] = "distinguishedName";
 inline constexpr char objectClasses[] = "objectClass";
 inline constexpr char displayName[] = "zre-DisplayName";
+inline constexpr char name[] = "name";
+inline constexpr char member[] = "member";
+inline constexpr char memberOfPool[] = "zre-MemberDNOf";
+inline constexpr char poolType[] = "zre-ServerPoolType";
+inline constexpr char ownerSid[] = "zre-SIDString";
+inline constexpr char vmState[] = "zre-VmState";
+inline constexpr char moid[] = "zre-MOID";
+inline constexpr char ipHost[] = "ipHostNumber";
+inline constexpr char ipHostOverride[] = "zre-ipHostNumberOverride";
+inline constexpr char vmPath[] = "zre-VmPath";
+inline constexpr char vmTemplate[] = "zre-VmTemplateName";
+inline constexpr char vmCreated[] = "zre-VmCreated";
+inline constexpr char offlineUser[] = "zre-mVDIOfflineUser";
+inline constexpr char offlineState[] = "zre-mVDIOfflineState";
+inline constexpr char sparseStatus[] = "zre-SeSparseStatus";
 inline constexpr char disabled[] = "zre-Disabled";
 inline constexpr char adminFolder[] = "zre-AdminFolderDN";
 inline constexpr char globalEntitlement[] = "zre-GlobalEntitlementDN";

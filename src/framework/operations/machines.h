@@ -3,6 +3,7 @@
 
 #include "framework/operation_table.h"
 #include "framework/operations/common_keys.h"
+#include "machines/handlers.h"
 
 namespace wsadmin::row {
 
@@ -33,12 +34,16 @@ inline constexpr KeyInfo getMachineInfoResult[] = {
     {L"machine-list/machine-entry/vmpath", L"text", L"", L"path in the virtual infrastructure"},
     {L"machine-list/machine-entry/template", L"text", L"", L"template that it was made from"},
     {L"machine-list/machine-entry/created", L"text", L"", L"when it was made"},
+    {L"machine-list/machine-entry/pool-dn", L"text", L"",
+     L"entry of the pool that it belongs to; this and pool-name only where it belongs to one"},
+    {L"machine-list/machine-entry/pool-name", L"text", L"", L"identifier of that pool"},
     {L"machine-list/machine-entry/local-status", L"text", L"",
      L"local when a user has it checked out, otherwise remote"},
     directoryError,
 };
 inline constexpr Operation getMachineInfo{
     .name = L"getMachineInfo",
+    .bag = wsadmin::getMachineInfo,
     .text = L"Lists machines: all of them by name, or those of a pool, an owner or a name with all details.",
     .request = getMachineInfoRequest,
     .result = getMachineInfoResult,
@@ -54,6 +59,7 @@ inline constexpr KeyInfo setVMOwnershipRequest[] = {
 };
 inline constexpr Operation setVMOwnership{
     .name = L"setVMOwnership",
+    .bag = wsadmin::setVMOwnership,
     .changes = true,
     .text = L"Assigns a machine of a pool to a user, or takes its owner away.",
     .request = setVMOwnershipRequest,
@@ -67,6 +73,7 @@ inline constexpr KeyInfo markMachineForSpaceReclamationRequest[] = {
 };
 inline constexpr Operation markMachineForSpaceReclamation{
     .name = L"markMachineForSpaceReclamation",
+    .bag = wsadmin::markMachineForSpaceReclamation,
     .changes = true,
     .text = L"Marks a virtual machine so that the unused space of its disks is reclaimed.",
     .request = markMachineForSpaceReclamationRequest,
@@ -89,6 +96,7 @@ inline constexpr KeyInfo getMachineAgentInfoResult[] = {
 };
 inline constexpr Operation getMachineAgentInfo{
     .name = L"getMachineAgentInfo",
+    .bag = wsadmin::getMachineAgentInfo,
     .text = L"Lists the network addresses under which the agents of a pool's machines are reached.",
     .request = getMachineAgentInfoRequest,
     .result = getMachineAgentInfoResult,
@@ -102,11 +110,12 @@ inline constexpr KeyInfo setMachineAgentInfoRequest[] = {
      L"IP address or DNS name to use from now on; empty removes the one set before"},
 };
 inline constexpr KeyInfo setMachineAgentInfoResult[] = {
-    {L"status", L"text", L"", L"how it went"},
+    {L"status", L"text", L"", L"OK"},
     directoryError,
 };
 inline constexpr Operation setMachineAgentInfo{
     .name = L"setMachineAgentInfo",
+    .bag = wsadmin::setMachineAgentInfo,
     .changes = true,
     .text =
         L"Sets the network address under which a machine's agent is reached, or goes back to the machine's "

@@ -1,0 +1,88 @@
+#include "machines/machine_entry.h"
+
+#include <string_view>
+
+#include "ldap/layout.h"
+#include "machines/pool.h"
+
+namespace wsadmin {
+
+using CORE::PropertyBag;
+using platform::LdapEntry;
+
+namespace {
+
+namespace attribute = layout::attribute;
+
+struct Shown {
+    const wchar_t* key;
+    const char* attribute;
+};
+
+// In the order of the listing, behind the owner.
+constexpr Shown shown[] = {
+    {L"id", attribute::name},
+    {L"state", attribute::vmState},
+    {L"moid", attribute::moid},
+    {L"ipHost", attribute::ipHost},
+    {L"ipHostOverride", attribute::ipHostOverride},
+    {L"vmpath", attribute::vmPath},
+    {L"template", attribute::vmTemplate},
+    {L"created", attribute::vmCreated},
+};
+
+void add(PropertyBag& bag, const wchar_t* key, const LdapEntry& machine, const char* name) {
+    bag.add(key, machine.first(name));
+}
+
+}  // namespace
+
+std::vector<std::string> briefAttributes() {
+    return {attribute::displayName};
+}
+
+std::vector<std::string> fullAttributes() {
+    std::vector<std::string> names = {attribute::displayName, attribute::ownerSid, attribute::memberOfPool,
+                                      attribute::offlineUser};
+    for (const Shown& one : shown) names.emplace_back(one.attribute);
+    return names;
+}
+
+std::optional<platform::Sid> ownerOf(const LdapEntry& machine) {
+    return platform::Sid::parse(machine.first(attribute::ownerSid));
+}
+
+PropertyBag renderBrief(const LdapEntry& machine) {
+    PropertyBag bag;
+    if (!machine.dn.empty()) bag.add(L"dn", std::string_view(machine.dn));
+    add(bag, L"machine-name", machine, attribute::displayName);
+    return bag;
+}
+
+PropertyBag renderFull(const LdapEntry& machine, const MachineOwners& owners) {
+    PropertyBag bag = renderBrief(machine);
+    add(bag, L"assigned-user-sid", machine, attribute::ownerSid);
+    const auto sid = ownerOf(machine);
+    if (const auto owner = sid ? owners.find(*sid) : owners.end(); owner != owners.end()) {
+        const auto& [domain, account] = owner->second;
+        if (!domain.empty()) bag.add(L"assigned-user-domain", std::wstring_view(domain));
+        if (!account.empty()) bag.add(L"assigned-user-account-name", std::wstring_view(account));
+    }
+    for (const Shown& one : shown) add(bag, one.key, machine, one.attribute);
+    if (const std::string_view pool = machine.first(attribute::memberOfPool); !pool.empty()) {
+        bag.add(L"pool-dn", pool);
+        bag.add(L"pool-name", std::string_view(poolName(pool)));
+    }
+    bag.add(L"local-status", machine.first(attribute::offlineUser).empty() ? L"remote" : L"local");
+    return bag;
+}
+
+PropertyBag renderAddresses(const LdapEntry& machine) {
+    PropertyBag bag;
+    add(bag, L"machine-name", machine, attribute::displayName);
+    add(bag, L"ipHost", machine, attribute::ipHost);
+    add(bag, L"ipHostOverride", machine, attribute::ipHostOverride);
+    return bag;
+}
+
+}  // namespace wsadmin

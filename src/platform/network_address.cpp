@@ -1,0 +1,46 @@
+#include "framework/core/asio_parts.h"  // first: it says how asio allocates
+//
+#include "platform/network_address.h"
+
+#include <algorithm>
+#include <asio/ip/address.hpp>
+#include <string>
+
+namespace wsadmin::platform {
+
+namespace {
+
+constexpr std::size_t longestName = 253, longestLabel = 63;
+
+bool isLabelCharacter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
+}
+
+bool isLabel(std::string_view label) {
+    return !label.empty() && label.size() <= longestLabel && label.front() != '-' && label.back() != '-' &&
+           std::ranges::all_of(label, isLabelCharacter);
+}
+
+bool isDnsName(std::string_view text) {
+    if (text.size() > longestName) return false;
+    bool digitsOnly = false;  // the last label of a name is never a number: that is an address with a mistake
+    for (std::size_t at = 0; at <= text.size();) {
+        const auto end = std::min(text.find('.', at), text.size());
+        const std::string_view label = text.substr(at, end - at);
+        if (!isLabel(label)) return false;
+        digitsOnly = std::ranges::all_of(label, [](char c) { return c >= '0' && c <= '9'; });
+        at = end + 1;
+    }
+    return !digitsOnly;
+}
+
+}  // namespace
+
+bool isNetworkAddress(std::string_view text) {
+    if (text.find('\0') != std::string_view::npos) return false;
+    asio::error_code error;
+    asio::ip::make_address(std::string(text), error);
+    return !error || isDnsName(text);
+}
+
+}  // namespace wsadmin::platform

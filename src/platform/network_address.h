@@ -1,0 +1,12 @@
+// Addresses of machines as people type them.
+#pragma once
+
+#include <string_view>
+
+namespace wsadmin::platform {
+
+// An IPv4 or IPv6 address, or a DNS name: labels of letters, digits, "-" and "_", up to 63 characters each
+// and 253 in all.
+bool isNetworkAddress(std::string_view text);
+
+}  // namespace wsadmin::platform
