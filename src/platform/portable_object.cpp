@@ -1,11 +1,11 @@
 #include "platform/portable_object.h"
 
 #include <algorithm>
-#include <charconv>
 #include <iterator>
 #include <utility>
 
 #include "platform/ldap_pages.h"
+#include "platform/ldap_ranges.h"
 #include "platform/ldap_text.h"
 
 namespace wsadmin::platform {
@@ -14,25 +14,6 @@ namespace {
 
 bool sameName(std::string_view a, std::string_view b) {
     return CORE::compareFolded(a, b) == 0;
-}
-
-// The first value that "member;range=0-1499" does not give; nothing after the last range ("-*").
-std::optional<std::size_t> nextOfRange(std::string_view option) {
-    const auto number = option.substr(option.rfind('-') + 1);
-    std::size_t last = 0;
-    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), last);
-    if (error != std::errc{} || end != number.data() + number.size()) return std::nullopt;
-    return last + 1;
-}
-
-// An attribute with values, whole or its first range.
-const LdapAttribute* valuesOf(const std::vector<LdapAttribute>& attributes, std::string_view name) {
-    const std::string prefix = std::string(name) + ";range=";
-    const auto found = std::ranges::find_if(attributes, [&](const LdapAttribute& attribute) {
-        const auto beginning = std::string_view(attribute.name).substr(0, prefix.size());
-        return !attribute.values.empty() && (sameName(attribute.name, name) || sameName(beginning, prefix));
-    });
-    return found == attributes.end() ? nullptr : &*found;
 }
 
 LdapModify modifyOf(PutOperation operation) {
@@ -54,7 +35,7 @@ LdapSearch baseSearch(std::string dn, std::vector<std::string> attributes) {
 }
 
 std::string mostSpecialClass(const std::vector<LdapAttribute>& attributes) {
-    const LdapAttribute* classes = valuesOf(attributes, "objectClass");
+    const LdapAttribute* classes = findValues(attributes, "objectClass");
     return classes ? classes->values.back() : std::string();
 }
 
@@ -85,21 +66,6 @@ Result<void> PortableObject::reported(const Result<void>& done) const {
 
 // --- reading
 
-// A directory gives at most some 1,500 values at once: the rest is asked for range by range.
-Result<std::vector<std::string>> PortableObject::joinRanges(std::string_view name,
-                                                            LdapAttribute range) const {
-    std::vector<std::string> values = std::move(range.values);
-    for (auto next = nextOfRange(range.name); next; next = nextOfRange(range.name)) {
-        const auto entry = readEntry(dn(), {std::string(name) + ";range=" + std::to_string(*next) + "-*"});
-        if (!entry) return fail(entry.error());
-        const LdapAttribute* more = valuesOf(entry->attributes, name);
-        if (!more) break;
-        range.name = more->name;
-        values.insert(values.end(), more->values.begin(), more->values.end());
-    }
-    return values;
-}
-
 Result<std::vector<std::string>> PortableObject::wireValues(std::string_view name) {
     const auto put = std::ranges::find_if(changes_, [&](const LdapModification& change) {
         return change.operation == LdapModify::replace && sameName(change.attribute, name);
@@ -112,17 +78,18 @@ Result<std::vector<std::string>> PortableObject::wireValues(std::string_view nam
         attributes_ = std::move(entry->attributes);
         stale_ = false;
     }
-    const LdapAttribute* attribute = valuesOf(attributes_, name);
+    const LdapAttribute* attribute = findValues(attributes_, name);
     if (!attribute) {
         // Constructed attributes come only when they are asked for by name.
         auto entry = readEntry(dn(), {std::string(name)});
         if (!entry) return fail(entry.error());
         std::ranges::move(entry->attributes, std::back_inserter(attributes_));
-        attribute = valuesOf(attributes_, name);
+        attribute = findValues(attributes_, name);
         if (!attribute) return std::vector<std::string>{};
     }
-    if (sameName(attribute->name, name)) return attribute->values;
-    return joinRanges(name, *attribute);
+    auto values = allValues(*binding_.session, dn(), *attribute);
+    if (!values) return fail(binding_.failure(values.error()));
+    return values;
 }
 
 Result<std::vector<DirectoryValue>> PortableObject::getEx(std::string_view name) {

@@ -34,7 +34,6 @@ class PortableObject final : public DirectoryObject {
     Result<LdapEntry> readEntry(const std::string& dn, std::vector<std::string> attributes) const;
     Result<std::string> childDn(std::string_view rdn) const;
     Result<std::vector<std::string>> wireValues(std::string_view name);
-    Result<std::vector<std::string>> joinRanges(std::string_view name, LdapAttribute range) const;
     LdapEntry newEntry() const;
     Result<void> reported(const Result<void>& done) const;
 

@@ -1,0 +1,20 @@
+// Attributes with many values: a directory gives at most some 1,500 of them at once.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/ldap_session.h"
+
+namespace wsadmin::platform {
+
+// An attribute with values, whole or its first range ("member;range=0-1499"); null where there is none.
+const LdapAttribute* findValues(const std::vector<LdapAttribute>& attributes, std::string_view name) noexcept;
+
+// All values of an attribute of an entry that was read: what it does not hold yet is asked for range by
+// range.
+Result<std::vector<std::string>> allValues(LdapSession& session, const std::string& dn,
+                                           const LdapAttribute& attribute);
+
+}  // namespace wsadmin::platform
