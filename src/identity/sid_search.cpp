@@ -37,10 +37,9 @@ class SidSearch {
 
     // Takes what the binding has of the missing ones.
     void ask(const std::string& binding) {
-        for (auto& [sid, row] : search(binding, attributes_)) {
-            std::erase(missing_, sid);
-            found_.insert_or_assign(sid, std::move(row));
-        }
+        auto found = search(binding, attributes_);
+        std::erase_if(missing_, [&found](const Sid& sid) { return found.contains(sid); });
+        found_.merge(found);
     }
 
     // The DNS names of the domains that the catalogue knows the missing ones in.
@@ -52,6 +51,7 @@ class SidSearch {
     }
 
     RowsBySid takeFound() { return std::move(found_); }
+    bool skippedOne() const noexcept { return skipped_; }
 
   private:
     std::string filterOf(std::span<const Sid> sids) const {
@@ -64,12 +64,13 @@ class SidSearch {
         return filter + "))";
     }
 
-    RowsBySid search(const std::string& binding, const std::vector<std::string>& attributes) const {
+    RowsBySid search(const std::string& binding, const std::vector<std::string>& attributes) {
         RowsBySid found;
         if (done()) return found;
         const PooledSearch search(pool_, pool_.getConnection(binding));
         if (!search) {
             logWarning(L"Bind to %s failed", binding);
+            skipped_ = true;
             return found;
         }
         for (std::span<const Sid> left = missing_; !left.empty();) {
@@ -78,6 +79,7 @@ class SidSearch {
             auto rows = platform::readRows(*search, filterOf(batch), attributes);
             if (!rows) {
                 logWarning(L"Search failed on binding %s", binding);
+                skipped_ = true;
                 return found;
             }
             for (platform::DirectoryRow& row : *rows)
@@ -92,12 +94,13 @@ class SidSearch {
     std::string objectClass_;
     std::vector<std::string> attributes_;
     RowsBySid found_;
+    bool skipped_ = false;
 };
 
 }  // namespace
 
 RowsBySid searchBySids(ServiceContext& service, const DomainBindings& domains, std::vector<Sid> sids,
-                       std::string_view objectClass, std::vector<std::string> attributes) {
+                       std::string_view objectClass, std::vector<std::string> attributes, bool* unasked) {
     const auto pool = service.connections();
     if (!pool) return {};
     SidSearch search(*pool, std::move(sids), objectClass, std::move(attributes));
@@ -109,6 +112,7 @@ RowsBySid searchBySids(ServiceContext& service, const DomainBindings& domains, s
     if (!search.done() && std::ranges::any_of(domains.all.props(), inForest))
         for (const std::string& domain : search.domainsByCatalogue()) search.ask("LDAP://" + domain);
     for (const CORE::BagProperty& domain : domains.trusted.props()) search.ask(std::string(domain.value));
+    if (unasked && search.skippedOne()) *unasked = true;
     return search.takeFound();
 }
 

@@ -20,8 +20,9 @@ inline constexpr std::size_t sidsAtOnce = 250;
 // and "distinguishedName" among them. Asked in turn are the primary domain, the rest of its forest and the
 // trusted domains, each for what is still missing. One that cannot be asked is logged and skipped. Needs a
 // DirectoryThread.
+// `unasked`, where given, is set when one was skipped while something was missing.
 RowsBySid searchBySids(ServiceContext& service, const DomainBindings& domains,
                        std::vector<platform::Sid> sids, std::string_view objectClass,
-                       std::vector<std::string> attributes);
+                       std::vector<std::string> attributes, bool* unasked = nullptr);
 
 }  // namespace wsadmin

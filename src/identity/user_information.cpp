@@ -44,28 +44,6 @@ Number number(const DirectoryRow& row, const char* attribute) {
     return value ? *value : Number{};
 }
 
-UserInformation userOf(const Sid& sid, const DirectoryRow& row, const DomainBindings& domains) {
-    const auto text = [&row](const char* attribute) { return toWide(row.text(attribute)); };
-    UserInformation user{.sid = sid,
-                         .cn = text("cn"),
-                         .dn = text("distinguishedName"),
-                         .sn = text("sn"),
-                         .givenName = text("givenName"),
-                         .mail = text("mail"),
-                         .domain = {},
-                         .domainFull = toWide(platform::dnsDomainOf(row.text("distinguishedName"))),
-                         .accountName = text("sAMAccountName"),
-                         .userPrincipalName = text("userPrincipalName"),
-                         .state = {}};
-    user.domain = domains.shortName(user.domainFull);
-    // What changes by itself with time is only in the computed attribute.
-    user.state = {.control = number<std::int32_t>(row, "userAccountControl") |
-                             number<std::int32_t>(row, "msDS-User-Account-Control-Computed"),
-                  .expires = number<std::int64_t>(row, "accountExpires"),
-                  .logonHours = row.text("logonHours")};
-    return user;
-}
-
 }  // namespace
 
 PropertyBag accountProperties(const AccountState& state, const platform::Clock& clock) {
@@ -107,6 +85,42 @@ PropertyBag renderUserInformation(const UserInformation& user, const platform::C
     return bag;
 }
 
+const std::vector<std::string>& userAttributes() {
+    static const std::vector<std::string> names = {"cn",
+                                                   "sn",
+                                                   "givenName",
+                                                   "mail",
+                                                   "sAMAccountName",
+                                                   "userPrincipalName",
+                                                   "userAccountControl",
+                                                   "msDS-User-Account-Control-Computed",
+                                                   "accountExpires",
+                                                   "logonHours"};
+    return names;
+}
+
+UserInformation userInformationOf(const Sid& sid, const DirectoryRow& row, const DomainBindings& domains) {
+    const auto text = [&row](const char* attribute) { return toWide(row.text(attribute)); };
+    UserInformation user{.sid = sid,
+                         .cn = text("cn"),
+                         .dn = text("distinguishedName"),
+                         .sn = text("sn"),
+                         .givenName = text("givenName"),
+                         .mail = text("mail"),
+                         .domain = {},
+                         .domainFull = toWide(platform::dnsDomainOf(row.text("distinguishedName"))),
+                         .accountName = text("sAMAccountName"),
+                         .userPrincipalName = text("userPrincipalName"),
+                         .state = {}};
+    user.domain = domains.shortName(user.domainFull);
+    // What changes by itself with time is only in the computed attribute.
+    user.state = {.control = number<std::int32_t>(row, "userAccountControl") |
+                             number<std::int32_t>(row, "msDS-User-Account-Control-Computed"),
+                  .expires = number<std::int64_t>(row, "accountExpires"),
+                  .logonHours = row.text("logonHours")};
+    return user;
+}
+
 std::map<Sid, UserInformation> readUsers(ServiceContext& service, const std::vector<Sid>& sids) {
     std::map<Sid, UserInformation> users;
     const auto domains = DomainBindings::of(service);
@@ -115,7 +129,7 @@ std::map<Sid, UserInformation> readUsers(ServiceContext& service, const std::vec
         service, *domains, sids, "user",
         {"cn", "sn", "givenName", "mail", "sAMAccountName", "userPrincipalName", "userAccountControl",
          "msDS-User-Account-Control-Computed", "accountExpires", "logonHours"});
-    for (const auto& [sid, row] : rows) users.emplace(sid, userOf(sid, row, *domains));
+    for (const auto& [sid, row] : rows) users.emplace(sid, userInformationOf(sid, row, *domains));
     return users;
 }
 

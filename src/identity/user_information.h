@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "framework/core/property_bag.h"
+#include "identity/domain_bindings.h"
 #include "ldap/service_context.h"
 #include "platform/clock.h"
 #include "platform/directory_rows.h"
@@ -32,6 +33,11 @@ struct UserInformation {
 CORE::PropertyBag accountProperties(const AccountState& state, const platform::Clock& clock);
 // The information bag, with "account-properties"; what is empty is left out.
 CORE::PropertyBag renderUserInformation(const UserInformation& user, const platform::Clock& clock);
+
+// The attributes that the information is made of, and the information of an entry that has them.
+const std::vector<std::string>& userAttributes();
+UserInformation userInformationOf(const platform::Sid& sid, const platform::DirectoryRow& row,
+                                  const DomainBindings& domains);
 
 // The users with these SIDs that are found, by SID. The primary domain's forest and then the trusted domains
 // are asked, each for all that are still missing, many in one search; a domain that cannot be asked is

@@ -1,0 +1,44 @@
+// Desktops and who may use them, read once for a walk.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "framework/core/property_bag.h"
+#include "platform/ldap_session.h"
+#include "platform/sid.h"
+
+namespace wsadmin {
+
+struct Desktop {
+    std::string dn;
+    std::string displayName;
+    std::string name;
+    std::set<platform::Sid> members;
+
+    CORE::PropertyBag render() const;
+};
+
+// Desktops that were found stay where they are as long as the object lives.
+class Desktops {
+  public:
+    explicit Desktops(platform::LdapSession& session) : session_(session) {}
+
+    // The desktop of a pool, by the pool's name in the directory; null where there is none, which is logged.
+    const Desktop* ofPool(std::string_view poolDn);
+    // A desktop by its own name in the directory.
+    const Desktop* at(std::string_view dn);
+
+  private:
+    const Desktop* keep(const platform::LdapEntry& entry);
+
+    platform::LdapSession& session_;
+    std::map<std::string, const Desktop*, std::less<>> byPool_;  // by the key of the name, as the next
+    std::map<std::string, const Desktop*, std::less<>> asked_;
+    std::map<std::string, Desktop, std::less<>> desktops_;
+};
+
+}  // namespace wsadmin

@@ -1,0 +1,34 @@
+// Whether users are entitled to desktops, for one walk on one thread, which holds a DirectoryThread.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "identity/memberships.h"
+#include "machines/desktops.h"
+
+namespace wsadmin {
+
+enum class Entitled { yes, no, unknown };
+
+class EntitlementCheck {
+  public:
+    explicit EntitlementCheck(ServiceContext& service) : service_(service), memberships_(service) {}
+
+    // Reads users ahead, many at once.
+    void learn(const std::vector<platform::Sid>& users) { memberships_.learn(users); }
+    // The member list itself and the groups that the directory has on record decide nearly always; before
+    // somebody is called unentitled, the groups of a logon are asked for.
+    Entitled check(const platform::Sid& user, const Desktop& desktop);
+    // Null where no domain has the user.
+    const UserInformation* user(const platform::Sid& sid) const { return memberships_.find(sid); }
+
+  private:
+    ServiceContext& service_;
+    Memberships memberships_;
+    std::map<platform::Sid, std::optional<std::set<platform::Sid>>> groups_;  // nothing: not to be had
+};
+
+}  // namespace wsadmin
