@@ -57,6 +57,12 @@ std::optional<Sid> usernameToSid(ServiceContext& service, AccountAuthority& acco
     return account->sid;
 }
 
+std::optional<Sid> userOf(ServiceContext& service, std::wstring_view username) {
+    const platform::DirectoryThread thread(*service.platform().directoryServices);
+    const auto accounts = accountsOf(service);
+    return usernameToSid(service, *accounts, username);
+}
+
 std::wstring displayName(const platform::AccountName& account) {
     return account.domain.empty() ? account.name : account.domain + L"\\" + account.name;
 }

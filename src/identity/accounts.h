@@ -19,6 +19,9 @@ std::shared_ptr<platform::AccountAuthority> accountsOf(ServiceContext& service);
 std::optional<platform::Sid> usernameToSid(ServiceContext& service, platform::AccountAuthority& accounts,
                                            std::wstring_view username);
 
+// The same by the machine's authority, on a thread without directory services of its own.
+std::optional<platform::Sid> userOf(ServiceContext& service, std::wstring_view username);
+
 // How an account is shown: "DOMAIN\name", or the name alone where it belongs to no domain.
 std::wstring displayName(const platform::AccountName& account);
 

@@ -22,18 +22,18 @@ std::string keyOf(std::string_view dn) {
 
 }  // namespace
 
-CORE::PropertyBag Desktop::render() const {
+CORE::PropertyBag DesktopEntry::render() const {
     CORE::PropertyBag bag;
     bag.add(L"display-name", std::string_view(displayName));
     bag.add(L"name", std::string_view(name));
     return bag;
 }
 
-const Desktop* Desktops::keep(const LdapEntry& entry) {
-    Desktop desktop{.dn = entry.dn,
-                    .displayName = std::string(entry.first(layout::attribute::displayName)),
-                    .name = std::string(entry.first(layout::attribute::name)),
-                    .members = {}};
+const DesktopEntry* Desktops::keep(const LdapEntry& entry) {
+    DesktopEntry desktop{.dn = entry.dn,
+                         .displayName = std::string(entry.first(layout::attribute::displayName)),
+                         .name = std::string(entry.first(layout::attribute::name)),
+                         .members = {}};
     if (const auto* some = platform::findValues(entry.attributes, layout::attribute::member)) {
         const auto members = platform::allValues(session_, entry.dn, *some);
         // With half of the members people would be reported who are entitled.
@@ -44,7 +44,7 @@ const Desktop* Desktops::keep(const LdapEntry& entry) {
     return &desktops_.insert_or_assign(keyOf(entry.dn), std::move(desktop)).first->second;
 }
 
-const Desktop* Desktops::ofPool(std::string_view poolDn) {
+const DesktopEntry* Desktops::ofPool(std::string_view poolDn) {
     const auto [known, isNew] = byPool_.try_emplace(keyOf(poolDn), nullptr);
     if (!isNew) return known->second;
     const auto found = searchSubtree(
@@ -56,7 +56,7 @@ const Desktop* Desktops::ofPool(std::string_view poolDn) {
     return known->second;
 }
 
-const Desktop* Desktops::at(std::string_view dn) {
+const DesktopEntry* Desktops::at(std::string_view dn) {
     const auto [known, isNew] = asked_.try_emplace(keyOf(dn), nullptr);
     if (!isNew) return known->second;
     const auto found =

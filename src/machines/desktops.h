@@ -13,7 +13,7 @@
 
 namespace wsadmin {
 
-struct Desktop {
+struct DesktopEntry {
     std::string dn;
     std::string displayName;
     std::string name;
@@ -28,17 +28,17 @@ class Desktops {
     explicit Desktops(platform::LdapSession& session) : session_(session) {}
 
     // The desktop of a pool, by the pool's name in the directory; null where there is none, which is logged.
-    const Desktop* ofPool(std::string_view poolDn);
+    const DesktopEntry* ofPool(std::string_view poolDn);
     // A desktop by its own name in the directory.
-    const Desktop* at(std::string_view dn);
+    const DesktopEntry* at(std::string_view dn);
 
   private:
-    const Desktop* keep(const platform::LdapEntry& entry);
+    const DesktopEntry* keep(const platform::LdapEntry& entry);
 
     platform::LdapSession& session_;
-    std::map<std::string, const Desktop*, std::less<>> byPool_;  // by the key of the name, as the next
-    std::map<std::string, const Desktop*, std::less<>> asked_;
-    std::map<std::string, Desktop, std::less<>> desktops_;
+    std::map<std::string, const DesktopEntry*, std::less<>> byPool_;  // by the key of the name, as the next
+    std::map<std::string, const DesktopEntry*, std::less<>> asked_;
+    std::map<std::string, DesktopEntry, std::less<>> desktops_;
 };
 
 }  // namespace wsadmin

@@ -8,7 +8,7 @@ namespace wsadmin {
 
 using platform::Sid;
 
-Entitled EntitlementCheck::check(const Sid& user, const Desktop& desktop) {
+Entitled EntitlementCheck::check(const Sid& user, const DesktopEntry& desktop) {
     if (memberships_.isAmong(user, desktop.members)) return Entitled::yes;
     const UserInformation* const information = memberships_.find(user);
     if (!information) return memberships_.unsure() ? Entitled::unknown : Entitled::no;

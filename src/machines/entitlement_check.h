@@ -21,7 +21,7 @@ class EntitlementCheck {
     void learn(const std::vector<platform::Sid>& users) { memberships_.learn(users); }
     // The member list itself and the groups that the directory has on record decide nearly always; before
     // somebody is called unentitled, the groups of a logon are asked for.
-    Entitled check(const platform::Sid& user, const Desktop& desktop);
+    Entitled check(const platform::Sid& user, const DesktopEntry& desktop);
     // Null where no domain has the user.
     const UserInformation* user(const platform::Sid& sid) const { return memberships_.find(sid); }
 

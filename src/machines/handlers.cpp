@@ -1,6 +1,8 @@
 #include "machines/handlers.h"
 
+#include "machines/desktop.h"
 #include "machines/machine.h"
+#include "machines/unentitled.h"
 
 namespace wsadmin {
 
@@ -22,6 +24,18 @@ CORE::PropertyBag getMachineAgentInfo(ServiceContext& service, const CORE::Prope
 
 CORE::PropertyBag setMachineAgentInfo(ServiceContext& service, const CORE::PropertyBag& request) {
     return answer<Machine, &Machine::setMachineAgentInfo>(service, request);
+}
+
+CORE::PropertyBag getUnentitledMachines(ServiceContext& service, const CORE::PropertyBag& request) {
+    return answer<Unentitled, &Unentitled::machines>(service, request);
+}
+
+CORE::PropertyBag getUnentitledPolicies(ServiceContext& service, const CORE::PropertyBag& request) {
+    return answer<Unentitled, &Unentitled::policies>(service, request);
+}
+
+CORE::PropertyBag setDefaultDesktop(ServiceContext& service, const CORE::PropertyBag& request) {
+    return answer<Desktop, &Desktop::setDefaultDesktop>(service, request);
 }
 
 }  // namespace wsadmin

@@ -11,5 +11,8 @@ CORE::PropertyBag setVMOwnership(ServiceContext& service, const CORE::PropertyBa
 CORE::PropertyBag markMachineForSpaceReclamation(ServiceContext& service, const CORE::PropertyBag& request);
 CORE::PropertyBag getMachineAgentInfo(ServiceContext& service, const CORE::PropertyBag& request);
 CORE::PropertyBag setMachineAgentInfo(ServiceContext& service, const CORE::PropertyBag& request);
+CORE::PropertyBag getUnentitledMachines(ServiceContext& service, const CORE::PropertyBag& request);
+CORE::PropertyBag getUnentitledPolicies(ServiceContext& service, const CORE::PropertyBag& request);
+CORE::PropertyBag setDefaultDesktop(ServiceContext& service, const CORE::PropertyBag& request);
 
 }  // namespace wsadmin

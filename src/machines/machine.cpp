@@ -33,12 +33,6 @@ std::optional<std::string> given(const PropertyBag& request, const wchar_t* key)
 
 }  // namespace
 
-std::optional<Sid> Machine::resolve(std::wstring_view account) {
-    const platform::DirectoryThread thread(*service().platform().directoryServices);
-    const auto accounts = accountsOf(service());
-    return usernameToSid(service(), *accounts, account);
-}
-
 bool Machine::locate(platform::LdapSession& session, std::wstring_view pool, Pool& found) {
     switch (findPool(session, toUtf8(pool), found)) {
         case PoolSearch::found:
@@ -57,7 +51,7 @@ void Machine::getMachineInfo() {
     MachineCriteria criteria{.name = given(request(), L"machineName"),
                              .pool = given(request(), L"desktopName")};
     if (const CORE::wstr user = request().get(L"username"); !user.empty()) {
-        criteria.owner = resolve(user);
+        criteria.owner = userOf(service(), user);
         if (!criteria.owner) return fail(L"Cannot determine SID for user");
     }
     if (criteria.name && (criteria.pool || criteria.owner))

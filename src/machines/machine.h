@@ -27,8 +27,6 @@ class Machine : public Worker {
     void setMachineAgentInfo();
 
   private:
-    // The user whom the account names; nothing where there is none.
-    std::optional<platform::Sid> resolve(std::wstring_view account);
     // False after its failure was put into the result.
     bool locate(platform::LdapSession& session, std::wstring_view pool, Pool& found);
     // All pages as "machine-list", or the failure of one of them and nothing else.

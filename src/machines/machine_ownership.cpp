@@ -1,4 +1,5 @@
 // Who owns a machine.
+#include "identity/accounts.h"
 #include "ldap/layout.h"
 #include "ldap/search.h"
 #include "machines/machine.h"
@@ -71,7 +72,7 @@ void Machine::setVMOwnership() {
     const std::wstring given = request().get(L"sid").str();
     const auto sid = !given.empty() ? Sid::parse(std::wstring_view(given))
                      : user.empty() ? std::nullopt
-                                    : resolve(user);
+                                    : userOf(service(), user);
     const bool named = !given.empty() || !user.empty();
     if (named && !sid && (!remove || !given.empty())) return fail(L"Failed to obtain sid for specified user");
 

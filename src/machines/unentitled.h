@@ -38,8 +38,8 @@ class Unentitled : public Worker {
 
     // Decides on the machines of a page; they are one record each.
     void examine(const std::vector<platform::LdapEntry>& page, Desktops& desktops);
-    void addMachine(const platform::LdapEntry& machine, const platform::Sid& user, const Desktop& desktop,
-                    int flags);
+    void addMachine(const platform::LdapEntry& machine, const platform::Sid& user,
+                    const DesktopEntry& desktop, int flags);
     CORE::PropertyBag machineBag(platform::LdapSession& session, const MachineRecord& machine);
     // The management server of a pool; nothing where the directory could not be asked.
     const std::optional<ServerOfPool>& serverOf(platform::LdapSession& session, const std::string& pool);

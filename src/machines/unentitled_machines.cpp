@@ -72,7 +72,7 @@ PropertyBag Unentitled::userBag(const Sid& sid) const {
 }
 
 PropertyBag Unentitled::desktopBag(Desktops& desktops, const std::string& dn) {
-    if (const Desktop* const desktop = desktops.at(dn)) return desktop->render();
+    if (const DesktopEntry* const desktop = desktops.at(dn)) return desktop->render();
     PropertyBag failed;
     failed.setError(L"Failed to obtain information on desktop");
     return failed;
@@ -105,14 +105,14 @@ void Unentitled::examine(const std::vector<LdapEntry>& page, Desktops& desktops)
     struct Case {
         const LdapEntry* machine;
         Holder holder;
-        const Desktop* desktop;
+        const DesktopEntry* desktop;
     };
     std::vector<Case> cases;
     std::vector<Sid> users;
     for (const LdapEntry& machine : page) {
         const std::string_view pool = machine.first(attribute::memberOfPool);
         if (flagsOf(machine) == 0 || pool.empty()) continue;
-        const Desktop* const desktop = desktops.ofPool(pool);
+        const DesktopEntry* const desktop = desktops.ofPool(pool);
         if (!desktop) continue;
         const auto holders = holdersOf(machine);
         if (holders.empty()) logWarning(L"Failed to determine user for %s", machine.dn);
@@ -133,7 +133,8 @@ void Unentitled::examine(const std::vector<LdapEntry>& page, Desktops& desktops)
     }
 }
 
-void Unentitled::addMachine(const LdapEntry& machine, const Sid& user, const Desktop& desktop, int flags) {
+void Unentitled::addMachine(const LdapEntry& machine, const Sid& user, const DesktopEntry& desktop,
+                            int flags) {
     findings_.push_back({user, desktop.dn, machines_.size()});
     const auto text = [&machine](const char* name) { return std::string(machine.first(name)); };
     machines_.push_back({.dn = machine.dn,

@@ -78,7 +78,7 @@ void Unentitled::examineLink(const LdapEntry& link, Desktops& desktops) {
     if (!principal) return logWarning(L"Could not determine a SID for fsp=%s", link.dn);
     const Sid user = Sid::parse(*principal).value();
     if (!determineUser(user)) return logWarning(L"Could not determine a DN for SID=%s", user.text());
-    const Desktop* const desktop = desktops.at(target);
+    const DesktopEntry* const desktop = desktops.at(target);
     if (!desktop) return logWarning(L"Failed to determine desktop for %s", target);
     check_.learn({user});
     if (check_.check(user, *desktop) != Entitled::no) return;

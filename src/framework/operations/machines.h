@@ -131,6 +131,7 @@ inline constexpr KeyInfo setDefaultDesktopRequest[] = {
 };
 inline constexpr Operation setDefaultDesktop{
     .name = L"setDefaultDesktop",
+    .bag = wsadmin::setDefaultDesktop,
     .changes = true,
     .text = L"Sets or removes the desktop that a user's thin client connects to without asking.",
     .request = setDefaultDesktopRequest,

@@ -5,6 +5,7 @@
 #include "framework/operation_table.h"
 #include "framework/operations/common_keys.h"
 #include "framework/operations/nested_keys.h"
+#include "machines/handlers.h"
 
 namespace wsadmin::row {
 
@@ -45,6 +46,7 @@ inline constexpr KeyInfo reportMachines[] = {
     {L"machine-list/machine/name", L"text", L"", L"name of its entry"},
     {L"machine-list/machine/moid", L"text", L"", L"identifier in the virtual infrastructure"},
     {L"machine-list/machine/vmpath", L"text", L"", L"path in the virtual infrastructure"},
+    {L"machine-list/machine/pool-dn", L"text", L"", L"entry of the pool that it belongs to"},
     {L"machine-list/machine/nodarium-dn", L"text", L"", L"the pool's management server: its entry"},
     {L"machine-list/machine/nodarium-url", L"text", L"",
      L"the pool's management server: where it is reached"},
@@ -67,6 +69,7 @@ inline constexpr auto getUnentitledMachinesResult =
            silentResult>;
 inline constexpr Operation getUnentitledMachines{
     .name = L"getUnentitledMachines",
+    .bag = wsadmin::getUnentitledMachines,
     .text =
         L"Reports machines that are assigned to or checked out by users who are not entitled to them any "
         L"more.",
@@ -109,6 +112,7 @@ inline constexpr auto getUnentitledPoliciesResult =
            silentResult>;
 inline constexpr Operation getUnentitledPolicies{
     .name = L"getUnentitledPolicies",
+    .bag = wsadmin::getUnentitledPolicies,
     .text = L"Reports policies set on a desktop for users who are not entitled to that desktop any more.",
     .request = unentitledRequest,
     .result = getUnentitledPoliciesResult,
