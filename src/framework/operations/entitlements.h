@@ -29,11 +29,12 @@ inline constexpr Operation getEntitledDesktops{
     .text = L"Lists the desktop pools that a user may use.",
     .request = sidListRequest,
     .result = getEntitledDesktopsResult,
-    .example = L"sid=S-1-5-21-2000-2000-2000-1103 sid=S-1-5-21-2000-2000-2000-1110",
+    .example = L"sid=S-1-5-21-2000-2000-2000-1103 sid=S-1-5-21-2000-2000-2000-1205",
 };
 
 inline constexpr KeyInfo getGlobalEntitledDesktopsResult[] = {
-    {L"entitlement", L"bag list", L"", L"one for each global entitlement"},
+    {L"entitlement", L"bag list", L"",
+     L"one for each global entitlement; outside a federation the answer is the error \"No entitlements\""},
     {L"entitlement/display-name", L"text", L"", L"name shown to people"},
     {L"entitlement/description", L"text", L"", L"description"},
     {L"entitlement/status", L"text", L"", L"enabled or disabled"},
@@ -44,7 +45,8 @@ inline constexpr KeyInfo getGlobalEntitledDesktopsResult[] = {
 inline constexpr Operation getGlobalEntitledDesktops{
     .name = L"getGlobalEntitledDesktops",
     .bag = wsadmin::getGlobalEntitledDesktops,
-    .text = L"Lists the desktops that a user may use in the whole federation.",
+    .text =
+        L"Lists the desktops that a user may use in the whole federation, to which the pod has to belong.",
     .request = sidListRequest,
     .result = getGlobalEntitledDesktopsResult,
     .example = L"sid=S-1-5-21-2000-2000-2000-1103",
@@ -67,7 +69,7 @@ inline constexpr Operation getEntitledMirapaks{
     .text = L"Lists the packaged applications and groups of them that a user may use.",
     .request = sidListRequest,
     .result = getEntitledMirapaksResult,
-    .example = L"sid=S-1-5-21-2000-2000-2000-1103",
+    .example = L"sid=S-1-5-21-2000-2000-2000-1103 sid=S-1-5-21-2000-2000-2000-1205",
 };
 
 inline constexpr KeyInfo getAdminRolesResult[] = {
@@ -85,7 +87,7 @@ inline constexpr Operation getAdminRoles{
     .text = L"Lists the administrator roles that a user holds.",
     .request = sidListRequest,
     .result = getAdminRolesResult,
-    .example = L"sid=S-1-5-21-2000-2000-2000-1103",
+    .example = L"sid=S-1-5-21-2000-2000-2000-1103 sid=S-1-5-21-2000-2000-2000-1206",
 };
 
 // The user is named in one of four ways; the first that is there counts.
@@ -139,7 +141,7 @@ inline constexpr Operation checkAdminPermission{
     .text = L"Checks that somebody holds an administrator role that grants a permission.",
     .request = checkAdminPermissionRequest,
     .result = checkAdminPermissionResult,
-    .example = L"sid=S-1-5-21-2000-2000-2000-1104 permission=Read",
+    .example = L"sid=S-1-5-21-2000-2000-2000-1206 permission=Read",
 };
 
 }  // namespace wsadmin::row
