@@ -24,16 +24,30 @@ LdapPages::LdapPages(LdapSession& session, LdapSearch search, int pageSize)
 
 tl::expected<void, PageFailure> LdapPages::request(std::string cookie) {
     search_.controls = ownControls_;
-    search_.controls.push_back({.oid = controls::pagedResults,
-                                .value = encodePageControl({.size = pageSize_, .cookie = std::move(cookie)}),
-                                .critical = true});
+    if (pageSize_ != onlyWhereNeeded)
+        search_.controls.push_back(
+            {.oid = controls::pagedResults,
+             .value = encodePageControl({.size = pageSize_, .cookie = std::move(cookie)}),
+             .critical = true});
     auto pending = session_.startSearch(search_);
     if (!pending) return failed(stepOf(pending.error().code), pending.error());
     pending_ = std::move(*pending);
     return {};
 }
 
-tl::expected<std::string, PageFailure> LdapPages::nextCookie(const LdapSearchResult& result) {
+tl::expected<LdapSearchResult, PageFailure> LdapPages::answer() {
+    auto result = std::exchange(pending_, nullptr)->wait();
+    if (!result && result.error().code == ldapSizeLimitExceeded && pageSize_ == onlyWhereNeeded) {
+        pageSize_ = defaultPageSize;
+        if (auto sent = request({}); !sent) return tl::unexpected<PageFailure>(sent.error());
+        result = std::exchange(pending_, nullptr)->wait();
+    }
+    if (!result) return failed(stepOf(result.error().code), result.error());
+    return std::move(*result);
+}
+
+tl::expected<std::string, PageFailure> LdapPages::nextCookie(const LdapSearchResult& result) const {
+    if (pageSize_ == onlyWhereNeeded) return std::string();
     const auto control = std::ranges::find(result.controls, controls::pagedResults, &LdapControl::oid);
     if (control == result.controls.end())
         return failed(PageStep::pageControl, ldapFailure(ldapControlNotFound));
@@ -51,8 +65,8 @@ tl::expected<bool, PageFailure> LdapPages::next(std::vector<LdapEntry>& page) {
     } else if (!pending_) {
         return false;
     }
-    auto result = std::exchange(pending_, nullptr)->wait();
-    if (!result) return failed(stepOf(result.error().code), result.error());
+    auto result = answer();
+    if (!result) return tl::unexpected<PageFailure>(result.error());
     auto cookie = nextCookie(*result);
     if (!cookie) return tl::unexpected<PageFailure>(cookie.error());
     if (!cookie->empty()) {

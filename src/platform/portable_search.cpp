@@ -95,8 +95,7 @@ Result<void> PortableSearch::setPreference(SearchPreference preference, int valu
             scope_ = static_cast<LdapScope>(value);
             return {};
         case SearchPreference::pageSize:
-            // Where no pages are asked for the answer may still need several.
-            pageSize_ = value > 0 ? value : LdapPages::defaultPageSize;
+            pageSize_ = value > 0 ? value : LdapPages::onlyWhereNeeded;
             return {};
         case SearchPreference::sizeLimit:
             sizeLimit_ = value;
@@ -118,7 +117,8 @@ Result<std::unique_ptr<DirectoryRows>> PortableSearch::execute(const std::string
                       .attributes = attributes,
                       .controls = {}};
     if (tombstones_) search.controls.push_back({.oid = controls::showDeleted, .value = {}, .critical = true});
-    const int pageSize = sizeLimit_ > 0 ? std::min(sizeLimit_, pageSize_) : pageSize_;
+    const int usual = pageSize_ > 0 ? pageSize_ : LdapPages::defaultPageSize;
+    const int pageSize = sizeLimit_ > 0 ? std::min(sizeLimit_, usual) : pageSize_;
     return std::make_unique<PortableRows>(binding_, std::move(search), pageSize, sizeLimit_);
 }
 

@@ -18,7 +18,7 @@ class PortableSearch final : public DirectorySearch {
   private:
     PortableBinding binding_;
     LdapScope scope_ = LdapScope::subtree;
-    int pageSize_ = LdapPages::defaultPageSize;
+    int pageSize_ = LdapPages::onlyWhereNeeded;
     int sizeLimit_ = 0;
     bool tombstones_ = false;
 };

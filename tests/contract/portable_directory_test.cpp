@@ -5,6 +5,7 @@
 #include "platform/lab/directory_server.h"
 #include "platform/portable_directory.h"
 #include "platform/system_clock.h"
+#include "support/counting_ldap.h"
 #include "support/scripted_ldap.h"
 
 namespace wsadmin::platform {
@@ -102,13 +103,15 @@ TEST(PortableDirectory, BindsAsTheFlagsSay) {
     }
 }
 
-// A directory of 30 entries with a group of 10, that gives 3 values at once and has the faults of its case.
+// A directory of 30 entries with a group of 10, that gives 20 entries and 3 values at once and has the faults
+// of its case.
 class SmallLab {
   public:
     explicit SmallLab(lab::Faults faults = {}) {
         auto clock = makeSystemClock();
         lab::DirectorySettings settings{"LDAP", {"DC=x"}, "LAB", "lab.example"};
         settings.valuesAtOnce = 3;
+        settings.pageSize = 20;
         auto directory = std::make_unique<lab::Directory>(settings, *clock);
         std::string content, members;
         for (int i = 0; i < 30; ++i) {
@@ -123,12 +126,44 @@ class SmallLab {
         network->listen({{"lab"}, {389}, {}},
                         std::make_shared<lab::DirectoryServer>(
                             std::move(directory), std::vector<lab::Account>{}, std::move(faults), clock));
-        client = std::make_shared<CountingClient>(network);
+        client =
+            std::make_shared<CountingClient>(std::make_shared<wstest::CountingLdapClient>(network, counts));
         services = makePortableDirectoryServices(client, "lab");
     }
+    std::shared_ptr<wstest::LdapCounts> counts = std::make_shared<wstest::LdapCounts>();
     std::shared_ptr<CountingClient> client;
     std::shared_ptr<DirectoryServices> services;
 };
+
+TEST(PortableDirectory, AsksForPagesWhereToldToOrWhereTheServerWouldNotGiveAll) {
+    const struct {
+        int pageSize;
+        const char* filter;
+        int rows, searches, paged;
+    } table[] = {
+        {0, "(cn=u1*)", 11, 1, 0},
+        {0, "(objectClass=user)", 30, 3, 2},  // one that is refused, and two pages
+        {10, "(cn=u1*)", 11, 2, 2},
+        {250, "(objectClass=user)", 30, 2, 2},
+    };
+    for (const auto& row : table) {
+        SCOPED_TRACE(row.filter + std::to_string(row.pageSize));
+        const SmallLab lab;
+        const auto search = lab.services->openSearch("LDAP://lab/DC=x", {}, adsSecureAuthentication);
+        ASSERT_TRUE(search && (*search)->setPreference(SearchPreference::pageSize, row.pageSize));
+        lab.counts->forget();
+        const auto rows = (*search)->execute(row.filter, {"1.1"});
+        ASSERT_TRUE(rows);
+        int seen = 0;
+        while ((*rows)->next().value()) ++seen;
+        EXPECT_EQ(seen, row.rows);
+        const auto searches = lab.counts->searches();
+        EXPECT_EQ(std::ssize(searches), row.searches);
+        EXPECT_EQ(
+            std::ranges::count_if(searches, [](const LdapSearch& one) { return !one.controls.empty(); }),
+            row.paged);
+    }
+}
 
 TEST(PortableDirectory, JoinsTheRangesOfALargeAttribute) {
     const SmallLab lab;
