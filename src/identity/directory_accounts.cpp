@@ -184,8 +184,9 @@ Result<std::vector<std::optional<AccountName>>> DirectoryAccounts::namesOf(const
         if (!(names[i] = wellKnownName(sids[i]))) others.push_back(sids[i]);
     if (others.empty()) return names;
     if (!domains()) return refuse(platform::accountNoServer);
-    const auto rows =
-        searchBySids(service_, *domains(), others, "*", {"objectClass", "groupType", "sAMAccountName"});
+    // A domain also has nameless entries for members from elsewhere: only the domain of these names them.
+    const auto rows = searchBySids(service_, *domains(), others, "(sAMAccountName=*)",
+                                   {"objectClass", "groupType", "sAMAccountName"});
     for (std::size_t i = 0; i < sids.size(); ++i)
         if (const auto row = rows.find(sids[i]); !names[i] && row != rows.end())
             names[i] = AccountName{toWide(row->second.text("sAMAccountName")),

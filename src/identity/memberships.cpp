@@ -51,7 +51,8 @@ void Memberships::learn(const std::vector<Sid>& users) {
 
     std::vector<std::string> attributes = userAttributes();
     attributes.insert(attributes.end(), {"memberOf", "primaryGroupID"});
-    const auto rows = searchBySids(service_, **domains_, unknown, "user", std::move(attributes), &unsure_);
+    const auto rows =
+        searchBySids(service_, **domains_, unknown, "(objectClass=user)", std::move(attributes), &unsure_);
     std::set<Key> names;
     for (const auto& [sid, row] : rows) {
         User user{userInformationOf(sid, row, **domains_), groupsAbove(row), primaryGroupOf(sid, row)};
@@ -71,8 +72,8 @@ void Memberships::addPrimaryGroups(const std::vector<Sid>& users) {
             user && user->primaryGroup && !primaryGroups_.contains(*user->primaryGroup))
             unknown.push_back(*user->primaryGroup);
     if (unknown.empty()) return;
-    for (const auto& [sid, row] :
-         searchBySids(service_, **domains_, std::move(unknown), "group", {"groupType", "memberOf"})) {
+    for (const auto& [sid, row] : searchBySids(service_, **domains_, std::move(unknown),
+                                               "(objectClass=group)", {"groupType", "memberOf"})) {
         const Key key = keyOf(row.text("distinguishedName"));
         groups_[key] = {.sid = isSecurityGroup(row) ? std::optional(sid) : std::nullopt,
                         .above = groupsAbove(row)};

@@ -21,12 +21,9 @@ constexpr std::string_view catalogue = "GC:";
 
 class SidSearch {
   public:
-    SidSearch(ConnectionMgr& pool, std::vector<Sid> sids, std::string_view objectClass,
+    SidSearch(ConnectionMgr& pool, std::vector<Sid> sids, std::string_view condition,
               std::vector<std::string> attributes)
-        : pool_(pool),
-          missing_(std::move(sids)),
-          objectClass_(objectClass),
-          attributes_(std::move(attributes)) {
+        : pool_(pool), missing_(std::move(sids)), condition_(condition), attributes_(std::move(attributes)) {
         std::ranges::sort(missing_);
         const auto repeated = std::ranges::unique(missing_);
         missing_.erase(repeated.begin(), repeated.end());
@@ -55,7 +52,7 @@ class SidSearch {
 
   private:
     std::string filterOf(std::span<const Sid> sids) const {
-        std::string filter = "(&(objectClass=" + objectClass_ + ")(|";
+        std::string filter = "(&" + condition_ + "(|";
         for (const Sid& sid : sids) {
             filter += "(objectSid=";
             for (const char byte : sid.bytes()) platform::appendEscapedByte(filter, byte);
@@ -91,7 +88,7 @@ class SidSearch {
 
     ConnectionMgr& pool_;
     std::vector<Sid> missing_;
-    std::string objectClass_;
+    std::string condition_;
     std::vector<std::string> attributes_;
     RowsBySid found_;
     bool skipped_ = false;
@@ -100,10 +97,10 @@ class SidSearch {
 }  // namespace
 
 RowsBySid searchBySids(ServiceContext& service, const DomainBindings& domains, std::vector<Sid> sids,
-                       std::string_view objectClass, std::vector<std::string> attributes, bool* unasked) {
+                       std::string_view condition, std::vector<std::string> attributes, bool* unasked) {
     const auto pool = service.connections();
     if (!pool) return {};
-    SidSearch search(*pool, std::move(sids), objectClass, std::move(attributes));
+    SidSearch search(*pool, std::move(sids), condition, std::move(attributes));
     for (const CORE::BagProperty& domain : domains.primary.props())
         search.ask("LDAP://" + std::string(domain.name));
     const auto inForest = [&](const CORE::BagProperty& domain) {

@@ -16,13 +16,12 @@ using RowsBySid = std::map<platform::Sid, platform::DirectoryRow>;
 // How many SIDs one search asks for.
 inline constexpr std::size_t sidsAtOnce = 250;
 
-// The entries of that class with these SIDs, with these attributes as their own domain has them, "objectSid"
-// and "distinguishedName" among them. Asked in turn are the primary domain, the rest of its forest and the
-// trusted domains, each for what is still missing. One that cannot be asked is logged and skipped. Needs a
-// DirectoryThread.
-// `unasked`, where given, is set when one was skipped while something was missing.
+// The entries with these SIDs that meet the condition, a filter, with these attributes as their own domain
+// has them, "objectSid" and "distinguishedName" among them. Asked in turn are the primary domain, the rest of
+// its forest and the trusted domains, each for what is still missing. One that cannot be asked is logged and
+// skipped; `unasked`, where given, is then set if something was missing. Needs a DirectoryThread.
 RowsBySid searchBySids(ServiceContext& service, const DomainBindings& domains,
-                       std::vector<platform::Sid> sids, std::string_view objectClass,
+                       std::vector<platform::Sid> sids, std::string_view condition,
                        std::vector<std::string> attributes, bool* unasked = nullptr);
 
 }  // namespace wsadmin

@@ -126,7 +126,7 @@ std::map<Sid, UserInformation> readUsers(ServiceContext& service, const std::vec
     const auto domains = DomainBindings::of(service);
     if (!domains) return users;
     const auto rows = searchBySids(
-        service, *domains, sids, "user",
+        service, *domains, sids, "(objectClass=user)",
         {"cn", "sn", "givenName", "mail", "sAMAccountName", "userPrincipalName", "userAccountControl",
          "msDS-User-Account-Control-Computed", "accountExpires", "logonHours"});
     for (const auto& [sid, row] : rows) users.emplace(sid, userInformationOf(sid, row, *domains));
