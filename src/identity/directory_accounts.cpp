@@ -143,9 +143,11 @@ Result<Account> DirectoryAccounts::findByPrincipalName(const std::wstring& upn) 
 
 Result<Account> DirectoryAccounts::findBare(const std::wstring& account) {
     Result<Account> outcome = refuse(platform::accountNoneMapped);
-    for (const CORE::PropertyBag& list : {domains()->primary, domains()->trusted})
-        for (const CORE::BagProperty& domain : list.props()) {
-            Result<Account> found = findInDomain(toWide(domain.name), account);
+    for (const bool own : {true, false})
+        for (const CORE::BagProperty& domain : domains()->all.props()) {
+            const std::wstring name = toWide(domain.name);
+            if (domains()->primary.contains(name) != own) continue;
+            Result<Account> found = findInDomain(name, account);
             if (found) return found;
             if (found.error().code != platform::accountNoneMapped) outcome = std::move(found);
         }

@@ -7,7 +7,7 @@
 namespace wsadmin {
 
 // For one request, on its thread, which holds a DirectoryThread. It answers as an operating system of the
-// domain does: well-known accounts first, a bare name in the primary domain before the trusted ones. Tokens
+// domain does: well-known accounts first, a bare name in the primary domain before the others. Tokens
 // hold the groups that the directory knows; nobody is ever impersonated here.
 class DirectoryAccounts final : public platform::AccountAuthority {
   public:
