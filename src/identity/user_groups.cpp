@@ -1,6 +1,7 @@
 #include "identity/user_groups.h"
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 #include <span>
 
@@ -11,12 +12,15 @@
 
 namespace wsadmin {
 
+using platform::DirectoryColumn;
 using platform::DirectoryRow;
+using platform::DirectoryValue;
 using platform::Sid;
 
 namespace {
 
 constexpr int baseScope = 0;
+constexpr std::string_view tokenGroups = "tokenGroups";
 // groupType
 constexpr std::uint32_t domainLocal = 0x4;
 constexpr std::uint32_t security = 0x80000000;
@@ -39,6 +43,38 @@ void warnOfNoTokenGroups(std::string_view dn) {
     logWarning(
         L"Please ensure in Active Directory that the computer account for this Connection Server has access "
         L"to this user's tokenGroups attribute");
+}
+
+// Of many values a directory gives a range at a time, as a column that is named so.
+Result<std::optional<DirectoryColumn>> wholeOrRange(platform::DirectoryRows& rows) {
+    auto whole = rows.column(tokenGroups);
+    if (!whole || *whole) return whole;
+    auto columns = rows.columns();
+    if (!columns) return fail(columns.error());
+    for (DirectoryColumn& column : *columns)
+        if (column.name.find(";range=") == tokenGroups.size() && column.name.starts_with(tokenGroups))
+            return std::move(column);
+    return std::nullopt;
+}
+
+Result<std::vector<DirectoryValue>> tokenGroupValues(platform::DirectorySearch& search) {
+    std::vector<DirectoryValue> values;
+    for (std::string asked(tokenGroups); !asked.empty();) {
+        const auto rows = search.execute("(objectclass=*)", {asked});
+        const Result<bool> found = rows ? (*rows)->next() : fail(rows.error());
+        if (!found || !*found) return failed(L"User object not found in Active Directory");
+        auto column = wholeOrRange(**rows);
+        if (!column)
+            return failed(CORE::formatText(L"GetColumn failed, error %08X", column.error().code),
+                          column.error().code);
+        asked.clear();
+        if (!*column || (*column)->values.empty()) break;
+        std::ranges::move((*column)->values, std::back_inserter(values));
+        const std::string& name = (*column)->name;  // the last range ends with a "*"
+        if (name.size() > tokenGroups.size() && !name.ends_with('*'))
+            asked = std::string(tokenGroups) + ";range=" + std::to_string(values.size()) + "-*";
+    }
+    return values;
 }
 
 // A domain-local security group that was found to list somebody.
@@ -108,19 +144,11 @@ Result<std::vector<Sid>> userTokenGroupsFromDirectory(ServiceContext& service, s
     const PooledSearch search(*pool, pool->getConnection(binding, baseScope));
     if (!search) return failed(L"Failed to bind to " + CORE::toWide(binding));
 
-    const auto rows = search->execute("(objectclass=*)", {"tokenGroups"});
-    const Result<bool> found = rows ? (*rows)->next() : fail(rows.error());
-    if (!found || !*found) return failed(L"User object not found in Active Directory");
-    const auto column = (*rows)->column("tokenGroups");
-    if (!column)
-        return failed(CORE::formatText(L"GetColumn failed, error %08X", column.error().code),
-                      column.error().code);
+    const auto values = tokenGroupValues(*search);
+    if (!values) return fail(values.error());
+    if (values->empty()) warnOfNoTokenGroups(userDn);
     std::vector<Sid> groups;
-    if (!*column || (*column)->values.empty()) {
-        warnOfNoTokenGroups(userDn);
-        return groups;
-    }
-    for (const platform::DirectoryValue& value : (*column)->values)
+    for (const DirectoryValue& value : *values)
         if (const auto sid = Sid::fromBytes(platform::directoryText(value)))
             groups.push_back(*sid);
         else
