@@ -18,13 +18,14 @@ std::optional<std::wstring> asPrincipalName(const std::wstring& name, const Doma
     if (const auto slash = name.find(L'\\');
         slash != std::wstring::npos && name.size() - slash - 1 > longestLogonName) {
         const std::wstring domain = name.substr(0, slash), user = name.substr(slash + 1);
-        return user + L"@" + (domains.names.contains(domain) ? domains.dnsName(domain) : domain);
+        const std::wstring dns = domains.dnsName(domain);
+        return user + L"@" + (dns.empty() ? domain : dns);
     }
     const auto at = name.rfind(L'@');
     if (at == std::wstring::npos || at <= longestLogonName) return std::nullopt;
-    const std::wstring domain = name.substr(at + 1);
-    if (!domains.names.contains(domain)) return std::nullopt;
-    return name.substr(0, at) + L"@" + domains.dnsName(domain);
+    const std::wstring dns = domains.dnsName(name.substr(at + 1));
+    if (dns.empty()) return std::nullopt;
+    return name.substr(0, at) + L"@" + dns;
 }
 
 bool found(const AccountRoom& room) {

@@ -28,6 +28,7 @@ std::wstring DomainBindings::dnsName(std::wstring_view shortName) const {
 }
 
 std::wstring DomainBindings::shortName(std::wstring_view dnsName) const {
+    if (dnsName.empty()) return {};  // what domains without one have instead
     for (const CORE::BagProperty& name : names.props())
         if (CORE::compareFolded(name.value, CORE::toUtf8(dnsName)) == 0) return CORE::toWide(name.name);
     return {};

@@ -20,7 +20,7 @@ struct DomainBindings {
     // Nothing where there is no map, or one that lacks a part; that is logged.
     static std::optional<DomainBindings> of(ServiceContext& service);
 
-    // Empty where no domain has that short name, or that DNS name.
+    // Empty where no domain has that short name or that DNS name, or a domain has no DNS name.
     std::wstring dnsName(std::wstring_view shortName) const;
     std::wstring shortName(std::wstring_view dnsName) const;
 };
