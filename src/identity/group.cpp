@@ -160,15 +160,17 @@ PropertyBag Group::groupList(const std::vector<Sid>& groups, bool listNames) {
         if (known)
             names = std::move(*known);
         else
-            logWarning(L"Failed to look up SID - %s", known.error().text);
+            logWarning(L"The names of groups cannot be looked up: %s", known.error().text);
     }
     PropertyBag list;
     for (std::size_t i = 0; i < groups.size(); ++i) {
         PropertyBag group;
-        if (names[i])
+        if (names[i]) {
             group.set(L"name", std::wstring_view(displayName(*names[i])));
-        else if (listNames)
-            logWarning(L"Failed to look up SID %s", groups[i].text());
+        } else if (listNames) {
+            logWarning(L"Failed to look up SID");
+            logDebug(L"No account is known to have the SID %s", groups[i].text());
+        }
         group.set(L"sid", std::string_view(groups[i].text()));
         list.addBag(L"group", std::move(group));
     }
