@@ -77,7 +77,7 @@ FoundSid searchSidByUpn(ServiceContext& service, const PropertyBag& domains, con
     std::string filter = "(&(objectClass=user)(|";
     CORE::wstr upn;
     for (std::size_t position = 0; upns.getNext(L"upn", upn, position);)
-        filter += term("userPrincipalName", upn);
+        if (!upn.empty()) filter += term("userPrincipalName", upn);
     return searchDomains(service, domains, filter + "))");
 }
 
