@@ -7,10 +7,11 @@
 #include <memory>
 #include <string>
 
+#include "identity/requests.h"
 #include "platform/platform.h"
 #include "platform/portable_directory.h"
 #include "support/counting_ldap.h"
-#include "support/framework_worker.h"
+#include "support/domain_workers.h"
 #include "support/temp_folder.h"
 #include "support/test_service.h"
 
@@ -21,7 +22,8 @@ struct PodContent {
     std::string pod{};
     std::string federation{};
     std::string corp{};
-    std::string machine{};  // keys of [machine]
+    std::string corpKeys{};  // of its [[directory]]
+    std::string machine{};   // keys of [machine]
     std::string podFaults{};
     std::string federationFaults{};
 };
@@ -47,7 +49,8 @@ class PodLab {
                 directory("dc=vdiglobal,dc=talvex,dc=int", "federation", content.federationFaults,
                           "ports = [22389]\n") +
                 directory("dc=corp,dc=example", "corp", {},
-                          "kind = \"ad\"\nhosts = [\"corp.example\", \"corp\"]\nports = [389, 3268]\n"));
+                          "kind = \"ad\"\nhosts = [\"corp.example\", \"corp\"]\nports = [389, 3268]\n" +
+                              content.corpKeys));
         CORE::PropertyBag startup;
         startup.set(wsadmin::platform::labFolderKey, folder_.path().wstring());
         auto made = wsadmin::platform::createPlatform(startup);
@@ -99,36 +102,8 @@ class PeopleLab : public PodLab {
     }
 
   private:
-    static bool trusts(std::wstring_view operation, CORE::PropertyBag& response) {
-        if (operation != L"getTrustedDomains") return true;
-        CORE::PropertyBag names;
-        names.set(L"CORP", L"corp.example");
-        response.set(L"primaryDomain", L"corp.example");
-        response.addBag(L"dnsBag", names);
-        response.addBag(L"trustInformationBag", CORE::PropertyBag());
-        return true;
-    }
-    FrameworkWorker<0> winauth_{
-        L"winauth", [](std::wstring_view operation, const CORE::PropertyBag&, CORE::PropertyBag& response) {
-            return trusts(operation, response);
-        }};
-    FrameworkWorker<1> admin_{L"ws_admin",
-                              [](std::wstring_view, const CORE::PropertyBag&, CORE::PropertyBag& response) {
-                                  response.set(L"effectiveList", L"unlimited");
-                                  return true;
-                              }};
+    DomainWorkers workers_{domainNames({{L"CORP", L"corp.example"}})};
     CORE::ThreadGroup threads_{L"people"};
 };
-
-// A request with these values of one name.
-inline CORE::PropertyBag requestOf(std::wstring_view key, const std::vector<std::string>& values) {
-    CORE::PropertyBag request;
-    for (const std::string& value : values) request.add(key, std::string_view(value));
-    return request;
-}
-
-inline std::string sidOf(int number) {
-    return "S-1-5-21-2000-2000-2000-" + std::to_string(number);
-}
 
 }  // namespace wstest

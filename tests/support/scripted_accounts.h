@@ -29,26 +29,41 @@ class ScriptedAccounts : public wsadmin::platform::AccountAuthority {
     std::map<std::wstring, std::string> users;  // SID by name
     ScriptedToken thread{.openCode = wsadmin::platform::accountNoToken};
     ScriptedToken process{.openCode = wsadmin::platform::accountNoToken};
+    ScriptedToken logon{.openCode = wsadmin::platform::accountNoToken};
+    wsadmin::platform::LogonStep logonStep = wsadmin::platform::LogonStep::logon;  // where it fails
+    // Of accounts that are known.
+    wsadmin::platform::AccountRoom room{
+        .error = wsadmin::platform::accountInsufficientBuffer, .sid = 28, .domain = 5};
+    wsadmin::platform::AccountKind kind = wsadmin::platform::AccountKind::user;
+    int lookUpCode = 0;
+    int namesCode = 0;
+    std::vector<std::wstring> asked;  // names that room was asked for, and principal names that logged on
     int tokensOpen = 0;
     int tokensOpened = 0;
 
     wsadmin::platform::AccountRoom roomFor(const std::wstring& name) override {
+        asked.push_back(name);
         if (!users.contains(name)) return {.error = wsadmin::platform::accountNoneMapped};
-        return {.error = wsadmin::platform::accountInsufficientBuffer, .sid = 28, .domain = 5};
+        return room;
     }
     wsadmin::Result<wsadmin::platform::Account> lookUp(const std::wstring& name,
                                                        const wsadmin::platform::AccountRoom&) override {
-        return wsadmin::platform::Account{sid(users.at(name)), L"CORP", wsadmin::platform::AccountKind::user};
+        if (lookUpCode) return wsadmin::fail(lookUpCode, L"scripted");
+        return wsadmin::platform::Account{sid(users.at(name)), L"CORP", kind};
     }
     wsadmin::Result<std::vector<std::optional<wsadmin::platform::AccountName>>> namesOf(
         const std::vector<Sid>& sids) override {
+        if (namesCode) return wsadmin::fail(namesCode, L"scripted");
         return std::vector<std::optional<wsadmin::platform::AccountName>>(sids.size());
     }
     using OpenedToken = wsadmin::Result<std::unique_ptr<wsadmin::platform::Token>>;
     OpenedToken threadToken() override { return open(thread); }
     OpenedToken processToken() override { return open(process); }
-    wsadmin::platform::LogonResult logOn(const std::wstring&, const std::string&) override {
-        return tl::unexpected(wsadmin::platform::LogonFailure{});
+    wsadmin::platform::LogonResult logOn(const std::wstring& upn, const std::string& origin) override {
+        asked.push_back(upn + L" for " + CORE::toWide(origin));
+        auto token = open(logon);
+        if (!token) return tl::unexpected(wsadmin::platform::LogonFailure{logonStep, token.error()});
+        return std::move(*token);
     }
 
   private:

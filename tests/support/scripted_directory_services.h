@@ -1,4 +1,5 @@
-// Directory services whose objects and failures a test scripts, and that count what is opened and still open.
+// Directory services whose objects, rows and failures a test scripts, and that count what is opened and still
+// open.
 #pragma once
 
 #include <atomic>
@@ -31,7 +32,24 @@ class ScriptedDirectoryServices : public DirectoryServices {
         int childrenCode = 0;
     };
 
+    // What was searched for, and what that answers.
+    struct Asked {
+        std::string path;
+        int scope;
+        std::string filter;
+        std::vector<std::string> attributes;
+    };
+    struct Answer {
+        std::vector<std::vector<DirectoryColumn>> rows{};
+        int code = 0;        // not 0: the search cannot run
+        int lastCode = 0;    // not 0: what ends the rows is that failure
+        int columnCode = 0;  // not 0: no column can be read
+    };
+
     std::map<std::string, Object, std::less<>> objects;
+    std::function<Answer(const Asked&)> onSearch = [](const Asked&) {
+        return Answer{.code = adsNotImplemented};
+    };
     std::function<int(const std::string&)> openCode = [](const std::string&) { return 0; };
     std::function<void(const std::string&)> onOpenObject = [](const std::string&) {};
     std::atomic<int> live{0};   // searches that are open
@@ -45,7 +63,7 @@ class ScriptedDirectoryServices : public DirectoryServices {
         record({path, credentials.user, flags});
         if (const int code = openCode(path)) return fail(code, L"scripted");
         ++opens;
-        return std::make_shared<Search>(*this);
+        return std::make_shared<Search>(*this, path);
     }
     Result<std::unique_ptr<DirectoryObject>> openObject(const std::string& path,
                                                         const DirectoryCredentials& credentials,
@@ -66,21 +84,51 @@ class ScriptedDirectoryServices : public DirectoryServices {
   private:
     class Search : public DirectorySearch {
       public:
-        explicit Search(ScriptedDirectoryServices& owner) : owner_(owner) { ++owner_.live; }
+        Search(ScriptedDirectoryServices& owner, std::string path) : owner_(owner), path_(std::move(path)) {
+            ++owner_.live;
+        }
         ~Search() override { --owner_.live; }
         Result<void> setPreference(SearchPreference preference, int value) override {
             if (preference == SearchPreference::scope) scope = value;
             return {};
         }
-        Result<std::unique_ptr<DirectoryRows>> execute(const std::string&,
-                                                       const std::vector<std::string>&) override {
-            return fail(adsNotImplemented, L"scripted");
+        Result<std::unique_ptr<DirectoryRows>> execute(const std::string& filter,
+                                                       const std::vector<std::string>& attributes) override {
+            Answer answer = owner_.onSearch({path_, scope, filter, attributes});
+            if (answer.code) return fail(answer.code, L"scripted");
+            return std::make_unique<Rows>(std::move(answer));
         }
         bool usable() const noexcept override { return owner_.connected; }
         int scope = -1;
 
       private:
         ScriptedDirectoryServices& owner_;
+        std::string path_;
+    };
+
+    class Rows : public DirectoryRows {
+      public:
+        explicit Rows(Answer answer) : answer_(std::move(answer)) {}
+        Result<bool> next() override {
+            if (next_ < answer_.rows.size()) return ++next_ > 0;
+            if (answer_.lastCode) return fail(answer_.lastCode, L"scripted");
+            return false;
+        }
+        Result<std::optional<DirectoryColumn>> column(std::string_view name) override {
+            const auto all = columns();
+            if (!all) return fail(all.error());
+            for (const DirectoryColumn& column : *all)
+                if (column.name == name) return column;
+            return std::nullopt;
+        }
+        Result<std::vector<DirectoryColumn>> columns() override {
+            if (answer_.columnCode) return fail(answer_.columnCode, L"scripted");
+            return answer_.rows.at(next_ - 1);
+        }
+
+      private:
+        Answer answer_;
+        std::size_t next_ = 0;
     };
 
     class Entry : public DirectoryObject {
