@@ -1,0 +1,130 @@
+// Accounts by name: which names the system is asked for, and what directories answer where there is none.
+#include "identity/accounts.h"
+
+#include "identity/directory_accounts.h"
+#include "identity/handlers.h"
+#include "identity/pod_lab.h"
+#include "identity/scripted_people.h"
+
+using namespace wstest;
+using namespace wsadmin;
+using platform::AccountKind;
+
+namespace {
+
+const std::wstring twenty(20, L'u'), twentyOne(21, L'u');
+
+TEST(UsernameToSid, AsksAgainByPrincipalNameWhereAUserIsTooLongForALogonName) {
+    const struct {
+        std::wstring name, changed;  // empty: asked but once
+    } rows[] = {
+        {L"CORP\\" + twenty, L""},
+        {L"CORP\\" + twentyOne, twentyOne + L"@corp.example"},
+        {L"corp\\" + twentyOne, twentyOne + L"@corp.example"},
+        {L"ELSE\\" + twentyOne, twentyOne + L"@ELSE"},
+        {L"OLD\\" + twentyOne, twentyOne + L"@OLD"},  // no DNS name
+        {twenty + L"@CORP", L""},
+        {twentyOne + L"@CORP", twentyOne + L"@corp.example"},
+        {twenty + L"@x@CORP", twenty + L"@x@corp.example"},  // the last "@" counts
+        {twentyOne + L"@ELSE", L""},
+        {twentyOne + L"@OLD", L""},
+        {twentyOne, L""},
+        {L"", L""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(CORE::toUtf8(row.name));
+        ScriptedPeople people;
+        std::vector<std::wstring> asked = {row.name};
+        if (!row.changed.empty()) asked.push_back(row.changed);
+        people.accounts->users = {{asked.back(), sidOf(1102)}};
+        if (row.changed.empty()) people.accounts->users.clear();
+        const LogCapture log;
+        const auto result = usernameToSID(people.service, requestOf({{L"username", CORE::toUtf8(row.name)}}));
+        EXPECT_EQ(people.accounts->asked, asked);
+        EXPECT_EQ(result.utf8(L"sid"), row.changed.empty() ? "" : sidOf(1102));
+        EXPECT_TRUE(result.contains(L"sid"));
+        EXPECT_EQ(log.contains(CORE::logDebug, L"Account name '" + row.name + L"' changed to '" +
+                                                   row.changed + L"' for sid lookup"),
+                  !row.changed.empty());
+    }
+}
+
+TEST(UsernameToSid, TakesUsersOnlyAndWhatCanBeLookedUp) {
+    const int enough = platform::accountInsufficientBuffer;
+    const struct {
+        platform::AccountRoom room;
+        AccountKind kind;
+        int lookUpCode;
+        bool found;
+    } rows[] = {
+        {{enough, 28, 5}, AccountKind::user, 0, true},
+        {{enough, 0, 5}, AccountKind::user, 0, false},
+        {{enough, 28, 0}, AccountKind::user, 0, false},
+        {{platform::accountNoServer, 28, 5}, AccountKind::user, 0, false},
+        {{enough, 28, 5}, AccountKind::user, platform::accountNoneMapped, false},
+        {{enough, 28, 5}, AccountKind::wellKnownGroup, 0, false},
+    };
+    for (const auto& row : rows) {
+        ScriptedPeople people;
+        people.accounts->users = {{L"alice", sidOf(1102)}};
+        people.accounts->room = row.room;
+        people.accounts->kind = row.kind;
+        people.accounts->lookUpCode = row.lookUpCode;
+        const auto result = usernameToSID(people.service, requestOf({{L"username", "alice"}}));
+        EXPECT_EQ(result.utf8(L"sid"), row.found ? sidOf(1102) : "");
+        EXPECT_EQ(result.getError(), 0);
+    }
+}
+
+TEST(DirectoryAccounts, ABareNameIsLookedForInTheOwnDomainItsForestAndBeyond) {
+    ScriptedPeople people;
+    DirectoryAccounts accounts(people.service);
+    EXPECT_EQ(accounts.roomFor(L"zoe").error, platform::accountNoneMapped);
+    std::vector<std::string> asked;
+    for (const Asked& search : people.searches) asked.push_back(search.path);
+    EXPECT_EQ(asked, (std::vector<std::string>{ScriptedPeople::corp, "LDAP://lab.corp.example",
+                                               ScriptedPeople::partner}));
+    people.searches.clear();
+    for (const wchar_t* name : {L"OLD\\zoe", L"ELSE\\zoe", L"\\zoe"})
+        EXPECT_EQ(accounts.roomFor(name).error, platform::accountNoneMapped) << name;
+    EXPECT_TRUE(people.searches.empty());
+    people.expectAllGivenBack();
+}
+
+TEST(DirectoryAccounts, NameWhatHasANameInItsDomain) {
+    const auto entry = [](const std::string& name, const std::string& rest) {
+        return "dn: CN=" + name + ",DC=corp,DC=example\nobjectSid: " + rest + "\n\n";
+    };
+    const std::string stranger = "S-1-5-21-9-9-9-1";
+    PeopleLab lab(
+        {.corp = entry("Al", sidOf(1) + "\nobjectClass: user\nsAMAccountName: al") +
+                 entry("G", sidOf(2) + "\nobjectClass: group\ngroupType: -2147483646\nsAMAccountName: g") +
+                 entry("L", sidOf(3) + "\nobjectClass: group\ngroupType: -2147483644\nsAMAccountName: l") +
+                 entry(stranger, stranger + "\nobjectClass: foreignSecurityPrincipal")});
+    DirectoryAccounts accounts(*lab.service);
+    const struct {
+        std::string sid;
+        std::wstring name;
+        AccountKind kind = AccountKind::unknown;
+    } rows[] = {
+        {sidOf(1), L"CORP\\al", AccountKind::user},
+        {sidOf(2), L"CORP\\g", AccountKind::group},
+        {sidOf(3), L"CORP\\l", AccountKind::alias},
+        {stranger, L""},
+        {sidOf(4), L""},
+        {"S-1-5-18", L"NT AUTHORITY\\SYSTEM", AccountKind::wellKnownGroup},
+        {"S-1-1-0", L"Everyone", AccountKind::wellKnownGroup},
+    };
+    std::vector<platform::Sid> sids;
+    for (const auto& row : rows) sids.push_back(platform::Sid::parse(row.sid).value());
+    const auto names = accounts.namesOf(sids);
+    ASSERT_TRUE(names);
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        const auto& name = names->at(i);
+        EXPECT_EQ(name ? displayName(*name) : L"", rows[i].name) << rows[i].sid;
+        EXPECT_EQ(name ? name->kind : AccountKind::unknown, rows[i].kind) << rows[i].sid;
+    }
+    EXPECT_EQ(lab.counts->searchesFor("(objectSid="), 1);
+}
+
+}  // namespace

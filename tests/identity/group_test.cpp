@@ -1,0 +1,254 @@
+// The groups of people: from the directory, and from a logon.
+#include "identity/group.h"
+
+#include "identity/handlers.h"
+#include "identity/pod_lab.h"
+#include "identity/scripted_people.h"
+
+using namespace wstest;
+using namespace wsadmin;
+using CORE::toWide;
+
+namespace {
+
+const std::wstring noInformation = L"Unable to obtain user information from Active Directory";
+constexpr char aliceDn[] = "CN=Alice,DC=corp,DC=example", alicePath[] = "LDAP://CN=Alice,DC=corp,DC=example";
+
+std::vector<std::string> sids(const std::vector<int>& numbers) {
+    std::vector<std::string> all;
+    for (const int number : numbers) all.push_back(sidOf(number));
+    return all;
+}
+
+std::vector<std::string> groupsOf(const CORE::PropertyBag& result) {
+    std::vector<std::string> all;
+    for (const CORE::BagProperty& group : result.getBag(L"group-list").props())
+        all.emplace_back(group.bag->utf8(L"sid"));
+    return all;
+}
+
+std::vector<DirectoryColumn> localGroup(int number, std::uint32_t type) {
+    return {{"distinguishedName", {DirectoryName{"CN=G" + std::to_string(number) + ",DC=corp,DC=example"}}},
+            {"groupType", {static_cast<std::int32_t>(type)}},
+            {"objectSID", {sidValue(number)}}};
+}
+
+Answer tokenGroups(std::vector<DirectoryValue> values) {
+    return {.rows = {{{"tokenGroups", std::move(values)}}}};
+}
+
+// Alice, user 1102 of CORP, with these answers about her groups.
+struct Alice {
+    Answer token = tokenGroups({sidValue(10), sidValue(11)});
+    Answer local{};
+
+    Answer operator()(const Asked& asked) const {
+        if (asked.path == alicePath) return token;
+        if (asked.path != ScriptedPeople::corp) return {};
+        if (asked.filter.starts_with("(&(objectClass=group)")) return local;
+        return {.rows = {{{"objectSid", {sidValue(1102)}},
+                          {"distinguishedName", {std::string(aliceDn)}},
+                          {"cn", {std::string("Alice")}}}}};
+    }
+};
+
+TEST(UserGroups, AreThoseOfTheTokenAndTheLocalOnesThatListTheUser) {
+    ScriptedPeople people;
+    people.answer = Alice{
+        .local = {.rows = {localGroup(11, 0x80000004), localGroup(12, 0x80000004), localGroup(13, 0x80000008),
+                           localGroup(14, 0x4), localGroup(15, 0x80000005)}}};
+    const LogCapture log;
+    const auto result =
+        getUserContext(people.service, requestOf({{L"SID", sidOf(1102)}, {L"includeUserSID", "true"}}));
+    EXPECT_EQ(groupsOf(result), sids({10, 11, 12, 15, 1102}));
+    EXPECT_EQ(result.getBag(L"user-info").utf8(L"sid"), sidOf(1102));
+    const std::vector<std::wstring> lines = {
+        L"Locating user with sid " + toWide(sidOf(1102)),
+        L"Obtaining token groups for " + toWide(aliceDn) + L", will bind to " + toWide(alicePath),
+        L"Will bind to LDAP://corp.example for domain local groups",
+        L"User found, result property bag=" + result.flattenForDisplay().str()};
+    for (const std::wstring& line : lines)
+        EXPECT_TRUE(log.contains(CORE::logDebug, line)) << CORE::toUtf8(line);
+    const auto& searches = people.searches;
+    ASSERT_EQ(searches.size(), 4U);
+    EXPECT_EQ(searches[1].scope, 0);
+    EXPECT_EQ(searches[1].filter, "(objectclass=*)");
+    EXPECT_EQ(searches[2].filter, "(&(objectClass=group)(|(member=CN=Alice,DC=corp,DC=example)))");
+    EXPECT_EQ(
+        searches[3].filter,
+        "(&(objectClass=group)(|(member=CN=G12,DC=corp,DC=example)(member=CN=G15,DC=corp,DC=example)))");
+    people.expectAllGivenBack();
+}
+
+TEST(UserGroups, AnAttributeWithoutValuesIsExplainedToTheAdministrator) {
+    ScriptedPeople people;
+    people.answer = Alice{.token = {.rows = {{}}}, .local = {.rows = {localGroup(12, 0x80000004)}}};
+    const LogCapture log(CORE::logWarning);
+    const auto result = getEntitlementGroups(people.service, requestOf({{L"SID", sidOf(1102)}}));
+    EXPECT_EQ(groupsOf(result), sids({12}));
+    EXPECT_EQ(
+        log.lines(),
+        (std::vector<LogLine>{
+            {CORE::logWarning,
+             L"The Active Directory LDAP tokenGroups search on entry CN=Alice,DC=corp,DC=example failed "
+             L"to return any values. This occurs when access to tokenGroups is denied in Active Directory"},
+            {CORE::logWarning,
+             L"The user's tokenGroups attribute needs to be obtained so that their group membership "
+             L"based entitlements can be determined"},
+            {CORE::logWarning,
+             L"Please ensure in Active Directory that the computer account for this Connection Server "
+             L"has access to this user's tokenGroups attribute"}}));
+}
+
+TEST(UserGroups, WithoutAllOfThemThereIsNoAnswer) {
+    const Answer lost{.code = adsServerDown},
+        first{.rows = {localGroup(12, 0x80000004)}, .lastCode = adsServerDown};
+    const struct {
+        Alice alice;
+        std::string unopened;  // path
+        std::wstring line;
+    } rows[] = {
+        {{}, alicePath, L"Failed to bind to LDAP://CN=Alice,DC=corp,DC=example"},
+        {{.token = {}}, "", L"User object not found in Active Directory"},
+        {{.token = lost}, "", L"User object not found in Active Directory"},
+        {{.token = {.lastCode = adsNoSuchObject}}, "", L"User object not found in Active Directory"},
+        {{.token = {.rows = {{}}, .columnCode = static_cast<int>(0x80072020)}},
+         "",
+         L"GetColumn failed, error 80072020"},
+        {{}, ScriptedPeople::corp, L"Failed to bind to LDAP://corp.example"},
+        {{.local = lost}, "", L"Search failed on binding LDAP://corp.example"},
+        {{.local = first}, "", L"Search failed on binding LDAP://corp.example"},
+    };
+    for (const auto& row : rows)
+        for (const auto handler : {getUserInformation, getEntitlementGroups, getUserContext}) {
+            SCOPED_TRACE(CORE::toUtf8(row.line));
+            ScriptedPeople people;
+            people.answer = [&](const Asked& asked) {
+                // From here on: what was opened for the user's entry is not used again.
+                people.directories->connected = row.unopened.empty() || asked.path != row.unopened;
+                people.directories->openCode = [&](const std::string& path) {
+                    return path == row.unopened ? adsServerDown : 0;
+                };
+                return row.alice(asked);
+            };
+            const LogCapture log;
+            const auto result = handler(people.service, requestOf({{L"SID", sidOf(1102)}}));
+            EXPECT_EQ(result.getErrorText(), noInformation);
+            EXPECT_EQ(result.getError(), 1);
+            EXPECT_TRUE(result.empty());
+            EXPECT_TRUE(log.contains(CORE::logError, row.line));
+            people.expectAllGivenBack();
+        }
+}
+
+TEST(UserGroups, WithoutNamesKeepTheirSids) {
+    ScriptedPeople people;
+    people.answer = Alice{.token = tokenGroups({sidValue(10), DirectoryBytes{"\1\2"}})};
+    const LogCapture log(CORE::logWarning);
+    const auto asked = requestOf({{L"SID", sidOf(1102)}, {L"listNames", "true"}});
+    for (const int code : {0, static_cast<int>(platform::accountNoServer)}) {
+        people.accounts->namesCode = code;
+        const auto result = getEntitlementGroups(people.service, asked);
+        EXPECT_EQ(groupsOf(result), sids({10}));
+        EXPECT_FALSE(result.getBag(L"group-list").getBag(L"group").contains(L"name"));
+    }
+    EXPECT_EQ(log.lines(),
+              (std::vector<LogLine>{{CORE::logWarning, L"Failed to convert SID"},
+                                    {CORE::logWarning, L"Failed to look up SID"},
+                                    {CORE::logWarning, L"Failed to convert SID"},
+                                    {CORE::logWarning, L"The names of groups cannot be looked up: scripted"},
+                                    {CORE::logWarning, L"Failed to look up SID"}}));
+}
+
+TEST(UserGroups, OfWhichADirectoryGivesOnlySomeAtOnceAreAllThere) {
+    std::string corp =
+        "dn: CN=Alice,DC=corp,DC=example\nobjectClass: user\nsAMAccountName: alice\nobjectSid: " +
+        sidOf(1102) + "\n\n";
+    for (int number = 1; number <= 7; ++number)
+        corp += "dn: CN=G" + std::to_string(number) +
+                ",DC=corp,DC=example\nobjectClass: group\ngroupType: -2147483646\nsAMAccountName: g" +
+                std::to_string(number) + "\nobjectSid: " + sidOf(number) + "\nmember: " + aliceDn + "\n\n";
+    for (const int atOnce : {3, 7, 1500}) {
+        PeopleLab lab({.corp = corp, .corpKeys = "values-at-once = " + std::to_string(atOnce) + "\n"});
+        const LogCapture log(CORE::logWarning);
+        auto groups = groupsOf(getEntitlementGroups(*lab.service, requestOf({{L"SID", sidOf(1102)}})));
+        std::ranges::sort(groups);
+        EXPECT_EQ(groups, sids({1, 2, 3, 4, 5, 6, 7})) << atOnce;
+        EXPECT_TRUE(log.lines().empty());
+        EXPECT_EQ(lab.counts->searchesFor("(objectclass=*)"), atOnce == 3 ? 3 : 1);
+    }
+}
+
+TEST(TokenGroups, OfALogonOrASentence) {
+    using platform::LogonStep, platform::TokenStep;
+    const std::string own = sidOf(1102), given = sidOf(9);
+    const std::vector<std::string> groups = sids({10, 11});
+    const ScriptedToken sound{.user = own, .groups = groups}, none{.openCode = 5};
+    const auto failing = [&](std::optional<TokenStep> user, std::optional<TokenStep> ofGroups) {
+        return ScriptedToken{.user = own, .groups = groups, .userFails = user, .groupsFail = ofGroups};
+    };
+    const std::wstring here = L"Group::getUserTokenGroups: ", noLogon = L"Failed to get login token",
+                       noSize = L"Failed to get token groups size",
+                       noData = L"Failed to get lookup token groups";
+    const std::vector<LogLine> loggedOn = {
+        {CORE::logDebug, L"Group::untrustedLogon: LSA logon succeeded"},
+        {CORE::logDebug, here + L"Found user token group: " + toWide(groups[0])},
+        {CORE::logDebug, here + L"Found user token group: " + toWide(groups[1])}};
+    const struct {
+        ScriptedToken token;
+        std::string sid;  // of the request
+        std::wstring sentence;
+        std::optional<LogLine> line;  // after those of the logon
+        std::size_t lines;            // of these
+        std::string ownSid{};
+        LogonStep step = LogonStep::logon;
+    } rows[] = {
+        {sound, given, L"", {}, 3, own},
+        {failing(TokenStep::size, {}), given, L"", {}, 3, given},
+        {failing(TokenStep::data, {}),
+         "",
+         L"",
+         {{CORE::logWarning, here + L"Unable to determine user's SID"}},
+         3},
+        {failing({}, TokenStep::size), given, noSize, {{CORE::logError, here + noSize + L" - scripted"}}, 1},
+        {failing({}, TokenStep::data), given, noData, {{CORE::logError, here + noData + L" - scripted"}}, 1},
+        {none,
+         given,
+         noLogon,
+         {{CORE::logError, L"LsaConnectUntrusted failed - scripted"}},
+         0,
+         "",
+         LogonStep::connect},
+        {none,
+         given,
+         noLogon,
+         {{CORE::logError, L"LsaLookupAuthenticationPackage failed - scripted"}},
+         0,
+         "",
+         LogonStep::package},
+        {none, given, noLogon, {{CORE::logError, L"LsaLogonUser failed scripted"}}, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(CORE::toUtf8(row.line ? row.line->text : L"sound"));
+        ScriptedPeople people;
+        people.accounts->logon = row.token;
+        people.accounts->logonStep = row.step;
+        const LogCapture log;
+        const auto result = getUserTokenGroups(
+            people.service, requestOf({{L"upn", "a@x"}, {L"includeUserSID", "true"}, {L"SID", row.sid}}));
+        EXPECT_EQ(result.getErrorText(), row.sentence);
+        std::vector<std::string> answered, expected;
+        for (const CORE::BagProperty& group : result.props()) answered.emplace_back(group.value);
+        if (row.sentence.empty()) expected = groups;
+        if (!row.ownSid.empty()) expected.push_back(row.ownSid);
+        EXPECT_EQ(answered, expected);
+        std::vector<LogLine> lines(loggedOn.begin(),
+                                   loggedOn.begin() + static_cast<std::ptrdiff_t>(row.lines));
+        if (row.line) lines.push_back(*row.line);
+        EXPECT_EQ(log.lines(), lines);
+        EXPECT_EQ(people.accounts->asked, std::vector<std::wstring>{L"a@x for ws_admin::group"});
+        people.expectAllGivenBack();
+    }
+}
+
+}  // namespace
