@@ -40,7 +40,7 @@ bool mayLogOn(std::string_view hours, std::chrono::local_seconds now) {
 
 template <class Number>
 Number number(const DirectoryRow& row, const char* attribute) {
-    const Number* const value = row.first<Number>(attribute);
+    const auto* const value = row.first<Number>(attribute);
     return value ? *value : Number{};
 }
 

@@ -1,5 +1,6 @@
 #include "identity/user_search.h"
 
+#include <ranges>
 #include <vector>
 
 #include "identity/domain_bindings.h"
@@ -60,8 +61,8 @@ std::string term(std::string_view attribute, std::wstring_view value) {
 
 std::string reversedDn(const std::vector<std::string>& components) {
     std::string text;
-    for (auto component = components.rbegin(); component != components.rend(); ++component)
-        text += (text.empty() ? "" : ",") + *component;
+    for (const std::string& component : std::views::reverse(components))
+        text += (text.empty() ? "" : ",") + component;
     return text;
 }
 
