@@ -28,6 +28,17 @@ std::vector<std::string> client(const std::string& program) {
     return client(program, "WS_TEST_LDAP", environment("WS_TEST_LDAP_PORT"), user);
 }
 
+std::vector<std::string> corpClient(const std::string& program) {
+    return client(program, "WS_TEST_CORP", "389", environment("WS_TEST_CORP_USER"));
+}
+
+std::string outputOf(std::vector<std::string> command, const std::vector<std::string>& arguments) {
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    const Outcome outcome = run(command);
+    if (outcome.status != 0) throw std::runtime_error(command.front() + ": " + outcome.errors);
+    return outcome.output;
+}
+
 std::vector<std::string> readBack(std::vector<std::string> command, const std::string& dn,
                                   const std::string& attribute) {
     command.insert(command.end(), {"-LLL", "-s", "base", "-b", dn, "(objectClass=*)", attribute});
@@ -167,8 +178,25 @@ std::vector<std::string> ServerPod::values(const std::string& dn, const std::str
 }
 
 std::vector<std::string> corpValues(const std::string& dn, const std::string& attribute) {
-    return readBack(client("ldapsearch", "WS_TEST_CORP", "389", environment("WS_TEST_CORP_USER")), dn,
-                    attribute);
+    return readBack(corpClient("ldapsearch"), dn, attribute);
+}
+
+std::string onPod(const std::string& program, const std::vector<std::string>& arguments) {
+    return outputOf(client(program), arguments);
+}
+
+std::string onCorp(const std::string& program, const std::vector<std::string>& arguments) {
+    return outputOf(corpClient(program), arguments);
+}
+
+std::string sidText(const std::string& bytes) {
+    const auto byte = [&bytes](std::size_t at) {
+        return std::uint32_t{static_cast<unsigned char>(bytes.at(at))};
+    };
+    std::string text = "S-1-" + std::to_string(byte(7));
+    for (std::size_t at = 8; at < bytes.size(); at += 4)
+        text += "-" + std::to_string(byte(at) | byte(at + 1) << 8 | byte(at + 2) << 16 | byte(at + 3) << 24);
+    return text;
 }
 
 LabPod::LabPod(bool withPrincipals) {

@@ -48,6 +48,14 @@ class LabPod : public Pod {
 
 std::unique_ptr<Pod> makePod(Place place);
 
+// What one of OpenLDAP's programs says that is run on the server of with-pod, or of with-corp. Throws when it
+// fails.
+std::string onPod(const std::string& program, const std::vector<std::string>& arguments);
+std::string onCorp(const std::string& program, const std::vector<std::string>& arguments);
+
+// A SID as text, from its bytes.
+std::string sidText(const std::string& bytes);
+
 // What the server of with-corp says: the values of an attribute.
 std::vector<std::string> corpValues(const std::string& dn, const std::string& attribute);
 

@@ -204,16 +204,6 @@ TEST_P(Identity, PeopleAreTheSameOnAServerAndInALab) {
     }
 }
 
-std::string sidText(const std::string& bytes) {
-    const auto byte = [&bytes](std::size_t at) {
-        return std::uint32_t{static_cast<unsigned char>(bytes.at(at))};
-    };
-    std::string text = "S-1-" + std::to_string(byte(7));
-    for (std::size_t at = 8; at < bytes.size(); at += 4)
-        text += "-" + std::to_string(byte(at) | byte(at + 1) << 8 | byte(at + 2) << 16 | byte(at + 3) << 24);
-    return text;
-}
-
 TEST(TokenGroups, AreWhatTheServerItselfSays) {
     Lines expected;
     for (const std::string& group : corpValues(dnOf("Carol Cole"), "tokenGroups"))

@@ -33,13 +33,10 @@ bool same(const std::string& a, const std::string& b) {
 
 }  // namespace
 
-std::optional<std::vector<std::string>> ldifValues(const std::string& text, const std::string& dn,
-                                                   const std::string& attribute) {
-    std::optional<std::vector<std::string>> values;
-    bool within = false;
+std::vector<LdifRecord> ldifRecords(const std::string& text, const std::string& attribute) {
+    std::vector<LdifRecord> records;
     std::istringstream lines(unfolded(text));
     for (std::string line; std::getline(lines, line);) {
-        if (line.empty()) within = false;
         const std::size_t colon = line.find(':');
         if (colon == std::string::npos || line.front() == '#') continue;
         const bool encoded = line.compare(colon, 2, "::") == 0;
@@ -47,14 +44,19 @@ std::optional<std::vector<std::string>> ldifValues(const std::string& text, cons
         std::string value = start == std::string::npos ? std::string() : line.substr(start);
         if (encoded) value = fromBase64(value);
         const std::string name = line.substr(0, colon);
-        if (same(name, "dn") && same(value, dn)) {
-            within = true;
-            values.emplace();
-        } else if (within && same(name, attribute)) {
-            values->push_back(value);
-        }
+        if (same(name, "dn"))
+            records.push_back({value, {}});
+        else if (!records.empty() && same(name, attribute))
+            records.back().values.push_back(value);
     }
-    return values;
+    return records;
+}
+
+std::optional<std::vector<std::string>> ldifValues(const std::string& text, const std::string& dn,
+                                                   const std::string& attribute) {
+    for (LdifRecord& record : ldifRecords(text, attribute))
+        if (same(record.dn, dn)) return std::move(record.values);
+    return std::nullopt;
 }
 
 }  // namespace integration
