@@ -16,6 +16,8 @@ constexpr wchar_t noInformation[] = L"Unable to obtain user information from Act
 
 // What a caller names in a path must be a name, not a path of its own.
 bool isHostName(std::wstring_view text) {
+    constexpr std::size_t longestName = 255;
+    if (text.size() > longestName) return false;
     const auto path = platform::parseDirectoryPath(ldapBinding(text));
     return path && !path->server.empty() && !path->port && path->dn.empty() &&
            CORE::toWide(path->server) == text;
