@@ -99,6 +99,7 @@ class SidSearch {
 RowsBySid searchBySids(ServiceContext& service, const DomainBindings& domains, std::vector<Sid> sids,
                        std::string_view condition, std::vector<std::string> attributes, bool* unasked) {
     const auto pool = service.connections();
+    if (unasked && !pool) *unasked = true;
     if (!pool) return {};
     SidSearch search(*pool, std::move(sids), condition, std::move(attributes));
     for (const CORE::BagProperty& domain : domains.primary.props())
