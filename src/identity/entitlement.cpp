@@ -1,7 +1,6 @@
 #include "identity/entitlement.h"
 
 #include <iterator>
-#include <set>
 #include <utility>
 
 #include "identity/entitlement_records.h"
@@ -129,7 +128,6 @@ std::optional<Entitlement::Rows> Entitlement::assignments(DirectorySearch& layer
 std::optional<Entitlement::Rows> Entitlement::assignedEntitlements(DirectorySearch& layer,
                                                                    const Rows& assignments) {
     Rows entitlements;
-    std::set<std::string> seen;
     for (const DirectoryRow& assignment : assignments) {
         const auto* const reference =
             assignment.first<platform::DirectoryName>(layout::attribute::globalEntitlement);
@@ -139,8 +137,6 @@ std::optional<Entitlement::Rows> Entitlement::assignedEntitlements(DirectorySear
                 L"zre-GlobalEntitlementDN reference");
             continue;
         }
-        // Several assignments to one entitlement: a person is entitled to it once.
-        if (!seen.insert(platform::dnKey(reference->dn).value_or(reference->dn)).second) continue;
         const std::string filter = "(distinguishedName=" + platform::escapeFilterValue(reference->dn) + ")";
         logDebug(L"Filter is %s", filter);
         auto found = queryRows(layer, QueryScope::subtree, filter, globalEntitlementAttributes(), 1);

@@ -156,7 +156,7 @@ TEST(Entitlements, ListWhatTheSidsAreMembersOf) {
     EXPECT_EQ(lab.counts->live, 0);
 }
 
-TEST(Entitlements, OfTheFederationAreListedOnce) {
+TEST(Entitlements, OfTheFederationAreListedForEachAssignment) {
     const auto dnOf = [](const std::string& name) {
         return "CN=" + name + ",OU=Entitlements,DC=vdiglobal,DC=talvex,DC=int";
     };
@@ -175,6 +175,7 @@ TEST(Entitlements, OfTheFederationAreListedOnce) {
     EXPECT_THAT(
         shown(result, L"entitlement"),
         UnorderedElementsAre("display-name=Float|description=|status=enabled|entitlement-type=floating",
+                             "display-name=Float|description=|status=enabled|entitlement-type=floating",
                              "display-name=|description=Own|status=enabled|entitlement-type=dedicated",
                              "display-name=|description=|status=disabled|entitlement-type=floating",
                              "display-name=|description=|status=enabled|etitlement-type=floating"));
@@ -190,7 +191,7 @@ TEST(Entitlements, OfTheFederationAreListedOnce) {
     EXPECT_TRUE(log.contains(CORE::logError,
                              L"Failed to find global entitlement entry using filer "
                              L"(distinguishedName=CN=Entitlements,DC=vdiglobal,DC=talvex,DC=int)"));
-    EXPECT_EQ(lab.counts->searchesFor("(distinguishedName="), 5);
+    EXPECT_EQ(lab.counts->searchesFor("(distinguishedName="), 6);
     EXPECT_EQ(lab.counts->live, 0);
 }
 

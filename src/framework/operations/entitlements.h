@@ -34,7 +34,8 @@ inline constexpr Operation getEntitledDesktops{
 
 inline constexpr KeyInfo getGlobalEntitledDesktopsResult[] = {
     {L"entitlement", L"bag list", L"",
-     L"one for each global entitlement; outside a federation the answer is the error \"No entitlements\""},
+     L"one for each assignment to a global entitlement; outside a federation the answer is the error \"No "
+     L"entitlements\""},
     {L"entitlement/display-name", L"text", L"", L"name shown to people"},
     {L"entitlement/description", L"text", L"", L"description"},
     {L"entitlement/status", L"text", L"", L"enabled or disabled"},
