@@ -26,6 +26,7 @@ struct PodContent {
     std::string machine{};   // keys of [machine]
     std::string podFaults{};
     std::string federationFaults{};
+    std::string corpFaults{};
 };
 
 class PodLab {
@@ -48,7 +49,7 @@ class PodLab {
                 directory("dc=vdi,dc=talvex,dc=int", "pod", content.podFaults) +
                 directory("dc=vdiglobal,dc=talvex,dc=int", "federation", content.federationFaults,
                           "ports = [22389]\n") +
-                directory("dc=corp,dc=example", "corp", {},
+                directory("dc=corp,dc=example", "corp", content.corpFaults,
                           "kind = \"ad\"\nhosts = [\"corp.example\", \"corp\"]\nports = [389, 3268]\n" +
                               content.corpKeys));
         CORE::PropertyBag startup;

@@ -1,0 +1,242 @@
+// Owners of machines, the mark for space reclamation and default desktops: what is answered, and what stands
+// in the directory afterwards.
+#include <gtest/gtest.h>
+
+#include "machines/handlers.h"
+#include "machines/machines_lab.h"
+
+namespace {
+
+using namespace wsadmin;
+using namespace wstest;
+
+const Attributes removal = {{"removeAssignment", "true"}};
+
+Attributes operator+(Attributes some, const Attributes& more) {
+    some.insert(some.end(), more.begin(), more.end());
+    return some;
+}
+
+Attributes of(const std::string& pool, const std::string& machine, const std::string& user = {}) {
+    Attributes keys = {{"desktop", pool}, {"machineName", machine}};
+    if (!user.empty()) keys.emplace_back("userName", user);
+    return keys;
+}
+
+TEST(Ownership, FollowsTheRulesOfThePool) {
+    PeopleLab lab(officeWith(machine("vm1", "sales") + machine("vm2", "sales", sidOf(1002)) +
+                             machine("vm3", "sales", sidOf(4444), {{"zre-mVDIOfflineState", "checked out"}}) +
+                             machine("vm4", "sales", "", {{"zre-mVDIOfflineState", "checked in"}}) +
+                             machine("vm5", "shared")));
+    const std::string
+        assigned = "textmessage=Successfully assigned machine to specified user",
+        removed = "textmessage=Successfully removed owner from specified machine.",
+        noUser = "! Failed to obtain sid for specified user",
+        noMachine = "! No virtual or physical machine entry was found matching the specified criteria",
+        local = "! Desktop is in Local Mode.  Re-assignment or removal of assignment is not allowed.",
+        alice = sidOf(1001), bob = sidOf(1002);
+    const struct {
+        Attributes request;
+        std::string answer, vm1, vm2;
+    } rows[] = {
+        {of("gone", "vm1", "CORP\\alice"), "! Could not locate pool information", "", bob},
+        {of("shared", "vm5", "CORP\\alice"), "! The specified pool is not a persistent pool", "", bob},
+        {of("sales", "vm1"), "! A user must be specified when setting an assignment", "", bob},
+        {of("sales", "vm1", "CORP\\nobody"), noUser, "", bob},
+        {of("sales", "vm1") + Attributes{{"sid", "*"}}, noUser, "", bob},
+        {of("sales", "vm9", "CORP\\alice"), noMachine, "", bob},
+        {of("sales", "vm5", "CORP\\alice"), noMachine, "", bob},  // of another pool
+        {of("sales", "*", "CORP\\alice"), noMachine, "", bob},
+        {of("sales", "vm3", "CORP\\alice"), local, "", bob},
+        {of("sales", "vm3") + removal, local, "", bob},
+        {of("sales", "vm1", "CORP\\bob"),
+         "! The machine (vm2) in this pool is already assigned to the specified user", "", bob},
+        {of("sales", "vm1", "CORP\\alice"), assigned, alice, bob},
+        {of("sales", "vm1", "alice@corp.example"),
+         "! The machine (vm1) in this pool is already assigned to the specified user", alice, bob},
+        {of("sales", "vm2") + Attributes{{"sid", sidOf(1003)}}, assigned, alice,
+         sidOf(1003)},  // another owner
+        {of("sales", "vm1") + removal, removed, "", sidOf(1003)},
+        {of("sales", "vm1") + removal, "! The specified machine has no owner, not updated.", "", sidOf(1003)},
+        {of("sales", "", "CORP\\carol") + removal, removed, "", ""},  // whichever the user has
+        {of("sales", "") + removal, "! A machine name or user must be specified", "", ""},
+        {of("sales", "", "CORP\\alice") + removal, noMachine, "", ""},
+        {of("sales", "vm4", "CORP\\alice"), assigned, "", ""},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(textOf(setVMOwnership(*lab.service, bagOf(row.request))), row.answer);
+        EXPECT_EQ(storedValues(lab, machineDn("vm1"), "zre-SIDString"), row.vm1) << row.answer;
+        EXPECT_EQ(storedValues(lab, machineDn("vm2"), "zre-SIDString"), row.vm2) << row.answer;
+    }
+}
+
+// Somebody else assigns the same user to another machine between our look and our write.
+class RacingSession : public CountingSession {
+  public:
+    RacingSession(std::unique_ptr<platform::LdapSession> session, std::shared_ptr<LdapCounts> counts,
+                  bool* raced)
+        : CountingSession(std::move(session), std::move(counts)), raced_(raced) {}
+    Done modify(const std::string& dn, const Modifications& changes, const Controls& controls) override {
+        if (!*raced_) {
+            *raced_ = true;
+            static_cast<void>(CountingSession::modify(
+                machineDn("vm2"), {{platform::LdapModify::replace, "zre-SIDString", {sidOf(1001)}}}, {}));
+        }
+        return CountingSession::modify(dn, changes, controls);
+    }
+
+  private:
+    bool* raced_;
+};
+
+class RacingClient : public platform::LdapClient {
+  public:
+    RacingClient(std::shared_ptr<LdapClient> client, std::shared_ptr<LdapCounts> counts)
+        : client_(std::move(client)), counts_(std::move(counts)) {}
+    Result<std::unique_ptr<platform::LdapSession>> open(const platform::LdapEndpoint& endpoint) override {
+        auto session = client_->open(endpoint);
+        if (!session) return session;
+        return std::make_unique<RacingSession>(std::move(*session), counts_, &raced_);
+    }
+
+  private:
+    std::shared_ptr<LdapClient> client_;
+    std::shared_ptr<LdapCounts> counts_;
+    bool raced_ = false;
+};
+
+TEST(Ownership, IsTakenBackWhenAnotherRequestCameBetween) {
+    PeopleLab lab(officeWith(machine("vm1", "sales", sidOf(1003)) + machine("vm2", "sales")));
+    lab.platform->ldap = std::make_shared<RacingClient>(lab.platform->ldap, lab.counts);
+    EXPECT_EQ(textOf(setVMOwnership(*lab.service, bagOf(of("sales", "vm1", "CORP\\alice")))),
+              "! The machine (vm2) in this pool is already assigned to the specified user");
+    EXPECT_EQ(storedValues(lab, machineDn("vm1"), "zre-SIDString"), sidOf(1003)) << "as it was";
+    EXPECT_EQ(storedValues(lab, machineDn("vm2"), "zre-SIDString"), sidOf(1001));
+}
+
+TEST(Ownership, SaysWhereTheDirectoryFails) {
+    const struct {
+        std::string fault, answer;
+        Attributes request;
+    } rows[] = {
+        {"operation = \"search\"\ndn = \"OU=Servers," + podBase + "\"",
+         "! Could not locate a virtual or physical machine entry to update",
+         of("sales", "vm1", "CORP\\alice")},
+        {"operation = \"search\"\ndn = \"" + wstest::poolDn("sales") + "\"\ncode = 51",
+         "! Could not locate pool information", of("sales", "vm1", "CORP\\alice")},
+        {"operation = \"modify\"\ncode = 50", "! Could not update entry with new owner",
+         of("sales", "vm1", "CORP\\alice")},
+        {"operation = \"modify\"\ncode = 50", "! Could not remove owner from existing entry.",
+         of("sales", "vm1") + removal},
+    };
+    for (const auto& row : rows) {
+        PodContent content = officeWith(machine("vm1", "sales", sidOf(1002)));
+        content.podFaults = "[[directory.faults.fail]]\n" + row.fault;
+        PeopleLab lab(content);
+        EXPECT_EQ(textOf(setVMOwnership(*lab.service, bagOf(row.request))), row.answer);
+        EXPECT_EQ(storedValues(lab, machineDn("vm1"), "zre-SIDString"), sidOf(1002)) << row.answer;
+    }
+}
+
+TEST(SpaceReclamation, MarksVirtualMachinesOfThePool) {
+    PeopleLab lab(officeWith(record(wstest::poolDn("odd"), {{"objectClass", "container"}}) +
+                             machine("vm1", "sales", "", {{"zre-SeSparseStatus", "DONE"}}) +
+                             record(machineDn("pm1"), {{"objectClass", "zre-PM"},
+                                                       {"zre-DisplayName", "pm1"},
+                                                       {"zre-MemberDNOf", wstest::poolDn("sales")}})));
+    const auto absent = [](const std::string& name) {
+        return "! Machine entry not found in LDAP for machine '" + name + "'";
+    };
+    const struct {
+        Attributes request;
+        std::string answer, stored;
+    } rows[] = {
+        {{{"machineName", "vm1"}}, "! Could not locate pool ", "DONE"},
+        {{{"machineName", "vm1"}, {"desktopName", "gone"}}, "! Could not locate pool gone", "DONE"},
+        {{{"machineName", "vm1"}, {"desktopName", "odd"}}, "! Could not locate pool (no entry) odd", "DONE"},
+        {{{"machineName", "vm1"}, {"desktopName", "shared"}}, absent("vm1"), "DONE"},
+        {{{"machineName", "pm1"}, {"desktopName", "sales"}}, absent("pm1"), "DONE"},
+        {{{"desktopName", "sales"}}, absent(""), "DONE"},
+        {{{"machineName", "vm1"}, {"desktopName", "sales"}},
+         "textmessage=The machine was marked for space reclamation.",
+         "NEEDED_EXPLICIT"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(textOf(markMachineForSpaceReclamation(*lab.service, bagOf(row.request))), row.answer);
+        EXPECT_EQ(storedValues(lab, machineDn("vm1"), "zre-SeSparseStatus"), row.stored) << row.answer;
+    }
+}
+
+// All marks of the user, as "desktop=value".
+std::string marksOf(PodLab& lab, const std::string& sid) {
+    auto session = lab.platform->ldap->open({.host = {}, .port = 389});
+    if (!session || !(*session)->bind({})) return "!";
+    const auto found = (*session)->search(
+        {.base = "OU=Properties," + podBase,
+         .filter =
+             "(&(objectClass=zre-Prop)(objectClass=zre-DesktopApplication-a)(objectClass=zre-NameValuePairs)"
+             "(member=<SID=" +
+             sid + ">)(zre-Origin=CN=" + sid + ",CN=ForeignSecurityPrincipals," + podBase + "))",
+         .attributes = {}});
+    std::string text;
+    if (found)
+        for (const auto& entry : found->entries)
+            text += std::string(entry.first("zre-Target")) + " " +
+                    std::string(entry.first("zre-NameValuePair")) + "; ";
+    return text;
+}
+
+TEST(DefaultDesktop, IsOneAtMost) {
+    PeopleLab lab(officeWith(desktop("one", "sales", {}) + desktop("two", "shared", {})));
+    const std::string done = "textmessage=Default desktop set successfully.",
+                      one = "CN=one,OU=Applications," + podBase, two = "CN=two,OU=Applications," + podBase,
+                      yes = " useForThinClient=true; ", no = " useForThinClient=false; ";
+    const struct {
+        Attributes request;
+        std::string answer, marks;
+    } rows[] = {
+        {{}, "! Account details for user \"\" not found.", ""},
+        {{{"username", "CORP\\nobody"}, {"desktopname", "one"}},
+         "! Account details for user \"CORP\\nobody\" not found.",
+         ""},
+        {{{"username", "CORP\\alice"}}, "! Default desktop setting not found.", ""},
+        {{{"username", "CORP\\alice"}, {"desktopname", "*"}}, "! Desktop entry for \"*\" not found.", ""},
+        {{{"username", "CORP\\alice"}, {"desktopname", "one"}}, done, one + yes},
+        {{{"username", "CORP\\alice"}, {"desktopname", "ONE"}}, done, one + yes},
+        {{{"username", "CORP\\alice"}, {"desktopname", "three"}},
+         "! Desktop entry for \"three\" not found.",
+         one + yes},
+        {{{"username", "CORP\\alice"}, {"desktopname", "two"}}, done, one + no + two + yes},
+        {{{"username", "CORP\\bob"}, {"desktopname", "one"}}, done, one + no + two + yes},
+        {{{"username", "CORP\\alice"}, {"desktopname", ""}},
+         "textmessage=Default desktop setting successfully removed.",
+         one + no + two + no},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(textOf(setDefaultDesktop(*lab.service, bagOf(row.request))), row.answer);
+        EXPECT_EQ(marksOf(lab, sidOf(1001)), row.marks) << row.answer;
+    }
+    EXPECT_EQ(marksOf(lab, sidOf(1002)), one + yes);
+}
+
+TEST(DefaultDesktop, SaysWhereTheDirectoryFails) {
+    const struct {
+        std::string fault, answer;
+    } rows[] = {
+        {"operation = \"search\"\ncode = 51\ndn = \"OU=Applications," + podBase + "\"",
+         "! Failed to search - Busy"},
+        {"operation = \"search\"\ncode = 51\ndn = \"OU=Properties," + podBase + "\"",
+         "! Failed to search - Busy"},
+        {"operation = \"add\"\ncode = 50", "! Failed to add entry CN="},
+    };
+    for (const auto& row : rows) {
+        PodContent content = officeWith(desktop("one", "sales", {}));
+        content.podFaults = "[[directory.faults.fail]]\n" + row.fault;
+        PeopleLab lab(content);
+        const std::string answer = textOf(
+            setDefaultDesktop(*lab.service, bagOf({{"username", "CORP\\alice"}, {"desktopname", "one"}})));
+        EXPECT_EQ(answer.substr(0, row.answer.size()), row.answer);
+    }
+}
+
+}  // namespace
