@@ -56,6 +56,18 @@ std::string replacement(const std::string& rdns, const std::string& attribute,
     return change + "\n";
 }
 
+// The names of the entries that a default desktop makes.
+std::vector<std::string> defaultDesktops() {
+    std::vector<std::string> command = client("ldapsearch");
+    command.insert(command.end(), {"-LLL", "-o", "ldif-wrap=no", "-b", std::string("OU=Properties,") + base,
+                                   "(objectClass=zre-DesktopApplication-a)", "1.1"});
+    std::vector<std::string> names;
+    std::istringstream lines(run(command).output);
+    for (std::string line; std::getline(lines, line);)
+        if (line.starts_with("dn: ")) names.push_back(line.substr(4));
+    return names;
+}
+
 std::string content(const std::filesystem::path& file) {
     std::ostringstream text;
     text << std::ifstream(file, std::ios::binary).rdbuf();
@@ -161,6 +173,17 @@ ServerPod::ServerPod() {
     for (const char* list : domainLists)
         changes +=
             replacement("CN=Common,OU=Global,OU=Properties,", list, list == excludeList ? "old.example" : "");
+
+    const auto machine = [&changes](const std::string& name, const std::string& owner = {}) {
+        const std::string entry = "CN=" + name + ",OU=Servers,";
+        changes += replacement(entry, "zre-SIDString", owner);
+        for (const char* set : {"zre-SeSparseStatus", "zre-ipHostNumberOverride"})
+            changes += replacement(entry, set);
+    };
+    machine("vm-auto-01", "S-1-5-21-2000-2000-2000-1103");
+    machine("vm-auto-02");
+    for (const std::string& assignment : defaultDesktops())
+        changes += "dn: " + assignment + "\nchangetype: delete\n\n";
 
     const wstest::TempFolder folder;
     std::vector<std::string> command = client("ldapmodify");
