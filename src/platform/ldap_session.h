@@ -23,6 +23,7 @@ enum LdapCode : int {
     ldapTimeLimitExceeded = 3,
     ldapSizeLimitExceeded = 4,
     ldapAuthMethodNotSupported = 7,
+    ldapPartialResults = 9,  // of a search: some of it is on other servers
     ldapReferral = 10,
     ldapAdminLimitExceeded = 11,
     ldapUnavailableCriticalExtension = 12,

@@ -2,6 +2,7 @@
 // contract's.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <asio.hpp>
 #include <optional>
 #include <thread>
@@ -126,6 +127,83 @@ TEST(LdapClient, SurvivesAServerThatHangsUp) {
     server.close();
     // Written to a connection that is gone: no signal ends the process.
     for (int i = 0; i < 3; ++i) EXPECT_EQ((*session)->remove("cn=a").error().code, ldapServerDown);
+}
+
+// Answers a bind with success and a search with one entry and a result code.
+class OneEntryServer {
+  public:
+    explicit OneEntryServer(char code) : code_(code) {
+        thread_ = std::thread([this] {
+            asio::error_code error;
+            auto socket = acceptor_.accept(error);
+            for (std::string bytes; !error;) {
+                std::array<char, 4096> some{};
+                bytes.append(some.data(), socket.read_some(asio::buffer(some), error));
+                while (!error && answerOne(bytes, socket, error)) {
+                }
+            }
+        });
+    }
+    ~OneEntryServer() { thread_.join(); }  // the client has gone
+    std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
+
+  private:
+    // Takes a whole request off the bytes; false when there is none yet.
+    bool answerOne(std::string& bytes, asio::ip::tcp::socket& socket, asio::error_code& error) const {
+        const auto byte = [&bytes](std::size_t at) {
+            return std::size_t{static_cast<unsigned char>(bytes[at])};
+        };
+        if (bytes.size() < 6) return false;
+        const std::size_t more = byte(1) < 0x80 ? 0 : byte(1) - 0x80;  // bytes of a long length
+        std::size_t length = more ? 0 : byte(1);
+        for (std::size_t i = 0; i < more; ++i) length = length << 8 | byte(2 + i);
+        const std::size_t start = 2 + more, end = start + length;
+        if (bytes.size() < end) return false;
+        const std::string id = bytes.substr(start, 2 + byte(start + 1));
+        const auto request = byte(start + id.size());
+        bytes.erase(0, end);
+        const auto message = [&](std::string body) {
+            body = id + body;
+            return std::string("\x30") + static_cast<char>(body.size()) + body;
+        };
+        const auto result = [](char type, char code) {
+            return std::string{type, 7, '\x0a', 1, code, 4, 0, 4, 0};
+        };
+        std::string answer;
+        if (request == 0x60) answer = message(result('\x61', 0));
+        if (request == 0x63)
+            answer = message(std::string("\x64\x08\x04\x04"
+                                         "cn=a\x30\x00",
+                                         10)) +
+                     message(result('\x65', code_));
+        asio::write(socket, asio::buffer(answer), error);
+        return true;
+    }
+
+    char code_;
+    asio::io_context context_;
+    asio::ip::tcp::acceptor acceptor_{context_, {asio::ip::address_v4::loopback(), 0}};
+    std::thread thread_;
+};
+
+TEST(LdapClient, TakesWhatAServerHasOfAnAnswer) {
+    const struct {
+        char code;
+        bool taken;
+    } rows[] = {{0, true}, {ldapPartialResults, true}, {ldapSizeLimitExceeded, false}, {ldapBusy, false}};
+    for (const auto& row : rows) {
+        OneEntryServer server(row.code);
+        const auto session = realPlatform()->ldap->open({.host = "127.0.0.1", .port = server.port()});
+        ASSERT_TRUE(session);
+        ASSERT_TRUE((*session)->bind(credentialsOf(LdapCredentials::Method::simple)));
+        const auto found = (*session)->search({.base = "cn=a", .filter = "(objectClass=*)"});
+        EXPECT_EQ(found.has_value(), row.taken) << int{row.code};
+        if (found) {
+            EXPECT_EQ(found->entries.size(), 1U);
+        } else {
+            EXPECT_EQ(found.error().code, row.code);
+        }
+    }
 }
 
 #if !defined(_WIN32)  // Wine's client knows no IPv6 literals

@@ -140,7 +140,9 @@ Result<void> LdapConnection::outcome(const Message& message, std::vector<LdapCon
         ldap_parse_result(handle_, message.get(), &code, nullptr, nullptr, nullptr, &found, /*freeit=*/0);
     const std::unique_ptr<LDAPControl*, ControlsFreer> owner(found);
     if (parsed != LDAP_SUCCESS) return fail(failure(parsed));
-    if (code != LDAP_SUCCESS) return fail(failure(code));
+    // A part of the answer that stands elsewhere is no reason to drop the rest.
+    const bool partial = controls && code == LDAP_PARTIAL_RESULTS;
+    if (code != LDAP_SUCCESS && !partial) return fail(failure(code));
     for (LDAPControl** control = found; controls && control && *control; ++control) {
         const berval& value = (*control)->ldctl_value;
         controls->push_back({(*control)->ldctl_oid,

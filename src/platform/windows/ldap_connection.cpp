@@ -185,7 +185,9 @@ Result<void> LdapConnection::outcome(const LdapMessage& message, std::vector<Lda
     const UniqueLdapText said(text);
     const UniqueLdapControls owner(found);
     if (parsed != LDAP_SUCCESS) return fail(failureOf(parsed));
-    if (code != LDAP_SUCCESS) {
+    // A part of the answer that stands elsewhere is no reason to drop the rest.
+    const bool partial = controls && code == static_cast<ULONG>(ldapPartialResults);
+    if (code != LDAP_SUCCESS && !partial) {
         if (said && *said)
             logDebug(L"LDAP error %d (%s): %s", code, ldapErrorText(static_cast<int>(code)), said.get());
         return fail(failureOf(code));
