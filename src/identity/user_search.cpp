@@ -1,6 +1,6 @@
 #include "identity/user_search.h"
 
-#include <ranges>
+#include <algorithm>
 #include <vector>
 
 #include "identity/domain_bindings.h"
@@ -59,10 +59,10 @@ std::string term(std::string_view attribute, std::wstring_view value) {
     return "(" + std::string(attribute) + "=" + platform::escapeFilterValue(toUtf8(value)) + ")";
 }
 
-std::string reversedDn(const std::vector<std::string>& components) {
+std::string reversedDn(std::vector<std::string> components) {
+    std::reverse(components.begin(), components.end());
     std::string text;
-    for (const std::string& component : std::views::reverse(components))
-        text += (text.empty() ? "" : ",") + component;
+    for (const std::string& component : components) text += (text.empty() ? "" : ",") + component;
     return text;
 }
 

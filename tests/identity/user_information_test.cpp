@@ -21,8 +21,10 @@ std::int64_t ticksAt(std::int64_t seconds) {
 // Hours of the week at which logging on is allowed, counted from Sunday midnight.
 std::string hours(std::initializer_list<int> allowed) {
     std::string bits(21, '\0');
-    for (const int hour : allowed)
-        bits[static_cast<std::size_t>(hour / 8)] |= static_cast<char>(1 << hour % 8);
+    for (const int hour : allowed) {
+        char& byte = bits[static_cast<std::size_t>(hour / 8)];
+        byte = static_cast<char>(byte | 1 << hour % 8);
+    }
     return bits;
 }
 
