@@ -91,8 +91,9 @@ class Layout {
 
 }  // namespace
 
-PropertyBag writeReport(std::vector<Finding> findings, bool byUser, const ReportWriter& writer) {
+PropertyBag writeReport(const std::vector<Finding>& findings, bool byUser, const ReportWriter& writer) {
     std::vector<Row> rows;
+    rows.reserve(findings.size());
     for (const Finding& finding : findings) rows.push_back({finding.user.text(), finding.desktop, &finding});
     std::ranges::stable_sort(rows, [byUser](const Row& a, const Row& b) {
         return byUser ? std::tie(a.user, a.desktop) < std::tie(b.user, b.desktop)

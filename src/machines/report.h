@@ -29,6 +29,6 @@ struct ReportWriter {
 
 // The report, or a bag with the error alone. Users are in the order of their SIDs' texts, desktops in that of
 // their names; items keep theirs.
-CORE::PropertyBag writeReport(std::vector<Finding> findings, bool byUser, const ReportWriter& writer);
+CORE::PropertyBag writeReport(const std::vector<Finding>& findings, bool byUser, const ReportWriter& writer);
 
 }  // namespace wsadmin

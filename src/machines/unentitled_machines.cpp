@@ -92,7 +92,7 @@ void Unentitled::machines() {
         examine(page, desktops);
     }
     result() = writeReport(
-        std::move(findings_), byUser(),
+        findings_, byUser(),
         {.report = L"unentitled-machine-report",
          .itemList = L"machine-list",
          .item = L"machine",

@@ -59,7 +59,7 @@ void Unentitled::policies() {
     logDebug(byUser() ? L"All link objects processed, preparing output (list by user)"
                       : L"All link objects processed, preparing output (list by desktop)");
     result() = writeReport(
-        std::move(findings_), byUser(),
+        findings_, byUser(),
         {.report = L"unentitled-policy-report",
          .itemList = L"policy-list",
          .item = L"policy",
