@@ -25,6 +25,10 @@ printf '\nOf the operations there are, the first five (all: ./run.sh --list):\n'
 show "Does the pod's directory answer?" checkLdapConnectivity
 show "Name the cluster. Nothing is written back to the lab's files without --save." setClusterName "clustername=North Campus"
 show "Two security servers stand behind this connection server, so it cannot be removed." deleteConnectionServerEntry servername=VCS1
+show "Who somebody is, and in what state the account is." getUserInformation "dn=CN=Bob Baker,OU=Staff,DC=corp,DC=example"
+show "The machines that somebody owns." getMachineInfo 'username=CORP\bob'
+show "What somebody may use: two of the SIDs that getUserTokenGroups gives." getEntitledDesktops sid=S-1-5-21-2000-2000-2000-1104 sid=S-1-5-21-2000-2000-2000-1205
+show "Machines of people who may not use them any more." getUnentitledMachines
 show "Where the service keeps its files on this machine." getAppdataLocation
 show "What an operation takes and answers." setClusterName --help
 show "A name that nobody knows." makeCoffee
