@@ -148,6 +148,12 @@ bool ConnectionList::holdsEntries() const {
     return !free_.empty() || !inUse_.empty();
 }
 
+std::optional<std::int64_t> ConnectionList::idleSince() const {
+    const CORE::coresync hold(lock_);
+    if (!inUse_.empty() || free_.empty()) return std::nullopt;
+    return free_.front()->released;
+}
+
 NoReuseConnectionList::NoReuseConnectionList(DirectoryAccess access)
     : ConnectionList(std::move(access), {}) {}
 

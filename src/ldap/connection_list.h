@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "framework/core/corelock.h"
@@ -48,6 +49,8 @@ class ConnectionList {
     // Moves free entries that are too old, or idle for too long, to `closing`.
     void prune(const BindingAges& ages, ConnectionEntries& closing);
     bool holdsEntries() const;  // free or in use
+    // When the last of its entries was released; nothing while one is in use, or where there is none.
+    std::optional<std::int64_t> idleSince() const;
 
   protected:
     DirectorySearchPtr openEntry(ConnectionEntry& entry, const std::string& binding, int scope,

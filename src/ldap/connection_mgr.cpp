@@ -78,6 +78,7 @@ void ConnectionMgr::releaseConnection(const DirectorySearchPtr& search) {
     for (const auto& [binding, list] : lists_) {
         if (!list->release(search.get(), closing)) continue;
         logDebug(L"Released a binding (bind=%s)", binding);
+        trim(closing);
         return;
     }
     if (noReuse_->release(search.get(), closing))
@@ -85,6 +86,21 @@ void ConnectionMgr::releaseConnection(const DirectorySearchPtr& search) {
     else
         logWarning(L"Request to release a connection did not result in connection being found(pDS=0x%x)",
                    search.get());
+}
+
+void ConnectionMgr::trim(ConnectionEntries& closing) {
+    if (lists_.size() <= mostLists) return;
+    auto longest = lists_.end();
+    std::int64_t since = 0;
+    for (auto list = lists_.begin(); list != lists_.end(); ++list)
+        if (const auto idle = list->second->idleSince(); idle && (longest == lists_.end() || *idle < since)) {
+            longest = list;
+            since = *idle;
+        }
+    if (longest == lists_.end()) return;
+    longest->second->prune({.oldest = -1, .idle = -1}, closing);
+    logDebug(L"No bindings remain - will remove cache entry (bind=%s)", longest->first);
+    lists_.erase(longest);
 }
 
 void ConnectionMgr::prune() {

@@ -18,6 +18,9 @@ class ConnectionMgr : public CORE::coretimer {
   public:
     static constexpr int subtree = 2;  // the usual search scope
     static constexpr unsigned cleanupMs = 120000;
+    // How many binding strings are kept at most: each user whose groups are read is one, and each may be a
+    // connection. Beyond it the one that has been idle for longest goes.
+    static constexpr std::size_t mostLists = 256;
 
     // Starts the cleanup timer. `threads` counts the pool's threads and outlives it.
     ConnectionMgr(DirectoryAccess access, CORE::ThreadGroup& threads);
@@ -41,6 +44,7 @@ class ConnectionMgr : public CORE::coretimer {
 
   private:
     DirectorySearchPtr getPooled(const std::string& binding, int scope);
+    void trim(ConnectionEntries& closing);  // under the lock
     DirectorySearchPtr getOwn(const std::string& binding, int scope,
                               const platform::DirectoryCredentials& credentials);
 

@@ -84,6 +84,24 @@ TEST(ConnectionMgr, PrunesOldAndIdleBindings) {
     }
 }
 
+TEST(ConnectionMgr, KeepsNoMoreThanSoManyStrings) {
+    Pool pool;
+    const auto held = pool->getConnection("LDAP://held");
+    const auto name = [](std::size_t i) { return "LDAP://dc" + std::to_string(i); };
+    for (std::size_t i = 0; i < ConnectionMgr::mostLists + 10; ++i) {
+        pool.clock->advance(1);
+        pool->releaseConnection(pool->getConnection(name(i)));
+    }
+    EXPECT_EQ(pool->listCount(), ConnectionMgr::mostLists);
+    EXPECT_EQ(pool.services->live, static_cast<int>(ConnectionMgr::mostLists));
+    const int opens = pool.services->opens;
+    pool->releaseConnection(pool->getConnection(name(ConnectionMgr::mostLists + 9)));
+    EXPECT_EQ(pool.services->opens, opens) << "the last ones stayed";
+    pool->releaseConnection(held);
+    pool->releaseConnection(pool->getConnection(name(0)));
+    EXPECT_EQ(pool.services->opens, opens + 1) << "the first ones went";
+}
+
 TEST(ConnectionMgr, BindingsInUseSurviveThePrune) {
     Pool pool;
     const auto search = pool->getConnection(dc1);
