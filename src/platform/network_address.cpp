@@ -34,13 +34,25 @@ bool isDnsName(std::string_view text) {
     return !digitsOnly;
 }
 
+// The libraries take more than addresses: some a port ("10.0.0.1:80") or fewer numbers ("10.1"), some any
+// words behind a "%".
+bool isIpAddress(std::string_view text) {
+    const bool isSix = text.find(':') != std::string_view::npos;
+    const std::string_view allowed = isSix ? "0123456789abcdefABCDEF:." : "0123456789.";
+    if (text.find_first_not_of(allowed) != std::string_view::npos) return false;
+    if (!isSix && std::ranges::count(text, '.') != 3) return false;
+    asio::error_code error;
+    if (isSix)
+        asio::ip::make_address_v6(std::string(text), error);
+    else
+        asio::ip::make_address_v4(std::string(text), error);
+    return !error;
+}
+
 }  // namespace
 
 bool isNetworkAddress(std::string_view text) {
-    if (text.find('\0') != std::string_view::npos) return false;
-    asio::error_code error;
-    asio::ip::make_address(std::string(text), error);
-    return !error || isDnsName(text);
+    return isIpAddress(text) || isDnsName(text);
 }
 
 }  // namespace wsadmin::platform
