@@ -60,7 +60,10 @@ Result<std::vector<std::string>> allValues(LdapSession& session, const std::stri
         const LdapAttribute* more = findValues(found->entries.front().attributes, name);
         if (!more) break;
         values.insert(values.end(), more->values.begin(), more->values.end());
-        next = nextOfRange(more->name);
+        const auto following = nextOfRange(more->name);
+        // A server that gives the same range again would be asked for ever.
+        if (following && *following <= *next) return fail(ldapFailure(ldapDecodingError));
+        next = following;
     }
     return values;
 }
