@@ -30,6 +30,18 @@ void logNotModified(const std::string& dn, const Failure& cause) {
     logError(L"Entry not modified");
 }
 
+// Gives the machine back to whom it belonged, unless somebody else has changed the owner meanwhile: the
+// directory refuses to delete a value that is not there any more.
+void takeBack(LdapSession& session, const LdapEntry& machine, const Sid& owner) {
+    std::vector<platform::LdapModification> changes = {{.operation = LdapModify::remove,
+                                                        .attribute = layout::attribute::ownerSid,
+                                                        .values = {owner.text()}}};
+    if (const auto& before = machine.all(layout::attribute::ownerSid); !before.empty())
+        changes.push_back({LdapModify::add, layout::attribute::ownerSid, before});
+    if (const auto undone = session.modify(machine.dn, changes); !undone)
+        logNotModified(machine.dn, undone.error());
+}
+
 }  // namespace
 
 Result<std::optional<std::string>> Machine::otherOwned(LdapSession& session, const MachineCriteria& owned,
@@ -121,9 +133,7 @@ void Machine::assignOwner(LdapSession& session, const LdapEntry& machine, const 
         return fail(L"Could not update entry with new owner");
     }
     if (const auto other = otherOwned(session, owned, machine.dn); other && *other) {
-        const auto undone =
-            changeOwner(session, machine.dn, LdapModify::replace, machine.all(layout::attribute::ownerSid));
-        if (!undone) logNotModified(machine.dn, undone.error());
+        takeBack(session, machine, *owned.owner);
         failBecauseOwned(other);
         return;
     }

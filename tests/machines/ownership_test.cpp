@@ -2,6 +2,9 @@
 // in the directory afterwards.
 #include <gtest/gtest.h>
 
+#include <map>
+#include <thread>
+
 #include "machines/handlers.h"
 #include "machines/machines_lab.h"
 
@@ -70,48 +73,91 @@ TEST(Ownership, FollowsTheRulesOfThePool) {
     }
 }
 
-// Somebody else assigns the same user to another machine between our look and our write.
+using Owners = std::vector<std::pair<std::string, std::string>>;  // machine and SID
+
+// Somebody else sets owners just before one of our writes.
 class RacingSession : public CountingSession {
   public:
     RacingSession(std::unique_ptr<platform::LdapSession> session, std::shared_ptr<LdapCounts> counts,
-                  bool* raced)
-        : CountingSession(std::move(session), std::move(counts)), raced_(raced) {}
+                  std::map<int, Owners> others)
+        : CountingSession(std::move(session), std::move(counts)), others_(std::move(others)) {}
     Done modify(const std::string& dn, const Modifications& changes, const Controls& controls) override {
-        if (!*raced_) {
-            *raced_ = true;
+        for (const auto& [name, sid] : others_[++writes_])
             static_cast<void>(CountingSession::modify(
-                machineDn("vm2"), {{platform::LdapModify::replace, "zre-SIDString", {sidOf(1001)}}}, {}));
-        }
+                machineDn(name), {{platform::LdapModify::replace, "zre-SIDString", {sid}}}, {}));
         return CountingSession::modify(dn, changes, controls);
     }
 
   private:
-    bool* raced_;
+    std::map<int, Owners> others_;  // by the number of our write
+    int writes_ = 0;
 };
 
 class RacingClient : public platform::LdapClient {
   public:
-    RacingClient(std::shared_ptr<LdapClient> client, std::shared_ptr<LdapCounts> counts)
-        : client_(std::move(client)), counts_(std::move(counts)) {}
+    RacingClient(std::shared_ptr<LdapClient> client, std::shared_ptr<LdapCounts> counts,
+                 std::map<int, Owners> others)
+        : client_(std::move(client)), counts_(std::move(counts)), others_(std::move(others)) {}
     Result<std::unique_ptr<platform::LdapSession>> open(const platform::LdapEndpoint& endpoint) override {
         auto session = client_->open(endpoint);
         if (!session) return session;
-        return std::make_unique<RacingSession>(std::move(*session), counts_, &raced_);
+        return std::make_unique<RacingSession>(std::move(*session), counts_, others_);
     }
 
   private:
     std::shared_ptr<LdapClient> client_;
     std::shared_ptr<LdapCounts> counts_;
-    bool raced_ = false;
+    std::map<int, Owners> others_;
 };
 
 TEST(Ownership, IsTakenBackWhenAnotherRequestCameBetween) {
-    PeopleLab lab(officeWith(machine("vm1", "sales", sidOf(1003)) + machine("vm2", "sales")));
-    lab.platform->ldap = std::make_shared<RacingClient>(lab.platform->ldap, lab.counts);
-    EXPECT_EQ(textOf(setVMOwnership(*lab.service, bagOf(of("sales", "vm1", "CORP\\alice")))),
-              "! The machine (vm2) in this pool is already assigned to the specified user");
-    EXPECT_EQ(storedValues(lab, machineDn("vm1"), "zre-SIDString"), sidOf(1003)) << "as it was";
-    EXPECT_EQ(storedValues(lab, machineDn("vm2"), "zre-SIDString"), sidOf(1001));
+    const std::string alice = sidOf(1001), bob = sidOf(1002), carol = sidOf(1003);
+    const struct {
+        const char* what;
+        std::string before;
+        std::map<int, Owners> others;
+        std::string after;
+    } rows[] = {
+        {"it belonged to somebody", carol, {{1, {{"vm2", alice}}}}, carol},
+        {"it belonged to nobody", "", {{1, {{"vm2", alice}}}}, ""},
+        {"a third has taken it meanwhile", carol, {{1, {{"vm2", alice}}}, {2, {{"vm1", bob}}}}, bob},
+    };
+    for (const auto& row : rows) {
+        PeopleLab lab(officeWith(machine("vm1", "sales", row.before) + machine("vm2", "sales")));
+        const auto client = lab.platform->ldap;
+        lab.platform->ldap = std::make_shared<RacingClient>(client, lab.counts, row.others);
+        EXPECT_EQ(textOf(setVMOwnership(*lab.service, bagOf(of("sales", "vm1", "CORP\\alice")))),
+                  "! The machine (vm2) in this pool is already assigned to the specified user");
+        EXPECT_EQ(storedValues(lab, machineDn("vm1"), "zre-SIDString"), row.after) << row.what;
+        EXPECT_EQ(storedValues(lab, machineDn("vm2"), "zre-SIDString"), alice) << row.what;
+    }
+}
+
+TEST(Ownership, NeverGivesAUserTwoMachinesOfAPool) {
+    std::string machines;
+    for (int i = 0; i < 8; ++i) machines += machine("vm" + std::to_string(i), "sales");
+    PeopleLab lab(officeWith(machines));
+    const Attributes alice = {{"sid", sidOf(1001)}};
+    for (int round = 0; round < 20; ++round) {
+        std::vector<std::string> answers(8);
+        {
+            std::vector<std::jthread> administrators;
+            for (int i = 0; i < 8; ++i)
+                administrators.emplace_back([&lab, &alice, &answers, i] {
+                    answers[i] = textOf(
+                        setVMOwnership(*lab.service, bagOf(of("sales", "vm" + std::to_string(i)) + alice)));
+                });
+        }
+        int owned = 0;
+        for (int i = 0; i < 8; ++i) {
+            const std::string name = "vm" + std::to_string(i);
+            const bool told = answers[i] == "textmessage=Successfully assigned machine to specified user";
+            EXPECT_EQ(storedValues(lab, machineDn(name), "zre-SIDString"), told ? sidOf(1001) : "");
+            owned += told;
+            if (told) static_cast<void>(setVMOwnership(*lab.service, bagOf(of("sales", name) + removal)));
+        }
+        EXPECT_LE(owned, 1);
+    }
 }
 
 TEST(Ownership, SaysWhereTheDirectoryFails) {
