@@ -13,8 +13,7 @@ using platform::Sid;
 
 namespace {
 
-const std::vector<std::string> attributes = {layout::attribute::displayName, layout::attribute::name,
-                                             layout::attribute::member};
+const std::vector<std::string> attributes = {layout::attribute::member};
 
 std::string keyOf(std::string_view dn) {
     return platform::dnKey(dn).value_or(std::string(dn));
@@ -22,18 +21,8 @@ std::string keyOf(std::string_view dn) {
 
 }  // namespace
 
-CORE::PropertyBag DesktopEntry::render() const {
-    CORE::PropertyBag bag;
-    bag.add(L"display-name", std::string_view(displayName));
-    bag.add(L"name", std::string_view(name));
-    return bag;
-}
-
 const DesktopEntry* Desktops::keep(const LdapEntry& entry) {
-    DesktopEntry desktop{.dn = entry.dn,
-                         .displayName = std::string(entry.first(layout::attribute::displayName)),
-                         .name = std::string(entry.first(layout::attribute::name)),
-                         .members = {}};
+    DesktopEntry desktop{.dn = entry.dn, .members = {}};
     if (const auto* some = platform::findValues(entry.attributes, layout::attribute::member)) {
         const auto members = platform::allValues(session_, entry.dn, *some);
         // With half of the members people would be reported who are entitled.

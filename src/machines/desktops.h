@@ -7,7 +7,6 @@
 #include <string>
 #include <string_view>
 
-#include "framework/core/property_bag.h"
 #include "platform/ldap_session.h"
 #include "platform/sid.h"
 
@@ -15,11 +14,7 @@ namespace wsadmin {
 
 struct DesktopEntry {
     std::string dn;
-    std::string displayName;
-    std::string name;
     std::set<platform::Sid> members;
-
-    CORE::PropertyBag render() const;
 };
 
 // Desktops that were found stay where they are as long as the object lives.

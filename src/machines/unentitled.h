@@ -34,7 +34,7 @@ class Unentitled : public Worker {
 
     bool byUser() const { return request().getBool(L"listbyuser", true); }
     CORE::PropertyBag userBag(const platform::Sid& sid) const;
-    static CORE::PropertyBag desktopBag(Desktops& desktops, const std::string& dn);
+    CORE::PropertyBag desktopBag(platform::LdapSession& session, const std::string& dn);
 
     // Decides on the machines of a page; they are one record each.
     void examine(const std::vector<platform::LdapEntry>& page, Desktops& desktops);
@@ -44,17 +44,25 @@ class Unentitled : public Worker {
     // The management server of a pool; nothing where the directory could not be asked.
     const std::optional<ServerOfPool>& serverOf(platform::LdapSession& session, const std::string& pool);
 
-    void examineLink(const platform::LdapEntry& link, Desktops& desktops);
-    // Whether the user can be found by the SID; where not, that is logged.
-    bool determineUser(const platform::Sid& sid);
+    // A policy that is set for a user on a desktop, as its link says.
+    struct UserPolicy {
+        platform::Sid user;
+        std::string desktop, dn;
+    };
+    void examineLinks(const std::vector<platform::LdapEntry>& page, Desktops& desktops);
+    // Nothing where the link is to something else, or does not say whose it is, which is logged.
+    static std::optional<UserPolicy> userPolicyOf(const platform::LdapEntry& link);
+    void examine(UserPolicy policy, Desktops& desktops);
+    // Whether the user was found by the SID.
+    bool determineUser(const platform::Sid& sid) const;
 
     platform::DirectoryThread thread_;
     EntitlementCheck check_;
     std::vector<Finding> findings_;
     std::vector<MachineRecord> machines_;
+    std::map<std::string, CORE::PropertyBag> desktops_;  // records of reported ones, by the name
     std::map<std::string, std::optional<ServerOfPool>, std::less<>> servers_;  // by the pool's name
     std::vector<std::string> policies_;                                        // distinguished names
-    std::map<platform::Sid, bool> determined_;
 };
 
 }  // namespace wsadmin

@@ -71,11 +71,21 @@ PropertyBag Unentitled::userBag(const Sid& sid) const {
     return bag;
 }
 
-PropertyBag Unentitled::desktopBag(Desktops& desktops, const std::string& dn) {
-    if (const DesktopEntry* const desktop = desktops.at(dn)) return desktop->render();
-    PropertyBag failed;
-    failed.setError(L"Failed to obtain information on desktop");
-    return failed;
+PropertyBag Unentitled::desktopBag(platform::LdapSession& session, const std::string& dn) {
+    const auto [known, isNew] = desktops_.try_emplace(dn);
+    PropertyBag& bag = known->second;
+    if (!isNew) return bag;
+    const auto found = readEntry(session, dn, "(objectclass=zre-DesktopApplication)",
+                                 {attribute::displayName, attribute::name});
+    if (!found) {
+        bag.setError(L"Failed when searching for desktop");
+    } else if (found->empty()) {
+        bag.setError(L"Failed to obtain information on desktop");
+    } else {
+        bag.add(L"display-name", found->front().first(attribute::displayName));
+        bag.add(L"name", found->front().first(attribute::name));
+    }
+    return bag;
 }
 
 void Unentitled::machines() {
@@ -97,7 +107,7 @@ void Unentitled::machines() {
          .itemList = L"machine-list",
          .item = L"machine",
          .user = [this](const Sid& sid) { return userBag(sid); },
-         .desktop = [&desktops](const std::string& dn) { return desktopBag(desktops, dn); },
+         .desktop = [this, session](const std::string& dn) { return desktopBag(*session, dn); },
          .render = [this, session](std::size_t item) { return machineBag(*session, machines_[item]); }});
 }
 

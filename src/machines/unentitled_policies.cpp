@@ -27,9 +27,9 @@ bool isDesktop(std::string_view dn) {
 }
 
 // The first component of the link's name that is a principal's.
-std::optional<std::string> principalOf(const platform::Dn& link) {
+std::optional<Sid> principalOf(const platform::Dn& link) {
     for (const auto& rdn : link)
-        if (Sid::parse(rdn.front().value)) return rdn.front().value;
+        if (auto sid = Sid::parse(rdn.front().value)) return sid;
     return std::nullopt;
 }
 
@@ -37,8 +37,9 @@ PropertyBag policyBag(platform::LdapSession& session, const std::string& dn) {
     PropertyBag bag;
     const auto found = readEntry(session, dn, "(objectclass=zre-PolicyObject)", policyAttributes());
     if (found && !found->empty()) return renderPolicy(found->front());
+    logError(found ? L"Failed to obtain information on policy" : L"Failed to search for policy");
     logError(L"Failed to obtain information on policy, Policy DN = %s", dn);
-    bag.setError(found ? L"Failed to obtain information on policy" : L"Failed to search for policy");
+    bag.setError(L"Failed to obtain policy information");
     return bag;
 }
 
@@ -54,7 +55,7 @@ void Unentitled::policies() {
         const auto more = pages.next(page);
         if (!more) return fail(more.error().text);
         if (!*more) break;
-        for (const LdapEntry& link : page) examineLink(link, desktops);
+        examineLinks(page, desktops);
     }
     logDebug(byUser() ? L"All link objects processed, preparing output (list by user)"
                       : L"All link objects processed, preparing output (list by desktop)");
@@ -64,33 +65,63 @@ void Unentitled::policies() {
          .itemList = L"policy-list",
          .item = L"policy",
          .user = [this](const Sid& sid) { return userBag(sid); },
-         .desktop = [&desktops](const std::string& dn) { return desktopBag(desktops, dn); },
+         .desktop = [this, session](const std::string& dn) { return desktopBag(*session, dn); },
          .render = [this, session](std::size_t item) { return policyBag(*session, policies_[item]); }});
 }
 
-void Unentitled::examineLink(const LdapEntry& link, Desktops& desktops) {
-    const std::string target(link.first(layout::attribute::linkTarget));
+// The users of a page are read together.
+void Unentitled::examineLinks(const std::vector<LdapEntry>& page, Desktops& desktops) {
+    std::vector<UserPolicy> policies;
+    std::vector<Sid> users;
+    for (const LdapEntry& link : page) {
+        auto policy = userPolicyOf(link);
+        if (!policy) continue;
+        users.push_back(policy->user);
+        policies.push_back(std::move(*policy));
+    }
+    check_.learn(users);
+    for (UserPolicy& policy : policies) examine(std::move(policy), desktops);
+}
+
+std::optional<Unentitled::UserPolicy> Unentitled::userPolicyOf(const LdapEntry& link) {
+    std::string target(link.first(layout::attribute::linkTarget));
     logDebug(L"Found policy link object (points to dn=%s)", target);
-    if (!isDesktop(target)) return;
+    if (!isDesktop(target)) return std::nullopt;
     const auto name = platform::parseDn(link.dn);
-    if (!name) return logWarning(L"Failed to expand DN");
-    const auto principal = principalOf(*name);
-    if (!principal) return logWarning(L"Could not determine a SID for fsp=%s", link.dn);
-    const Sid user = Sid::parse(*principal).value();
+    if (!name) {
+        logWarning(L"Failed to expand DN");
+        return std::nullopt;
+    }
+    const auto user = principalOf(*name);
+    if (!user) {
+        logWarning(L"Could not determine a SID for fsp=%s", link.dn);
+        return std::nullopt;
+    }
+    return UserPolicy{*user, std::move(target), platform::parentDn(link.dn).value_or(std::string())};
+}
+
+void Unentitled::examine(UserPolicy policy, Desktops& desktops) {
+    const auto& [user, target, dn] = policy;
     if (!determineUser(user)) return logWarning(L"Could not determine a DN for SID=%s", user.text());
     const DesktopEntry* const desktop = desktops.at(target);
     if (!desktop) return logWarning(L"Failed to determine desktop for %s", target);
-    check_.learn({user});
-    if (check_.check(user, *desktop) != Entitled::no) return;
+    const Entitled entitled = check_.check(user, *desktop);
+    if (entitled == Entitled::unknown)
+        logWarning(L"Failed to determine whether %s is entitled to %s", user.text(), desktop->dn);
+    if (entitled != Entitled::no) return;
     findings_.push_back({user, desktop->dn, policies_.size()});
-    policies_.push_back(platform::parentDn(link.dn).value_or(std::string()));
+    policies_.push_back(std::move(policy.dn));
 }
 
-bool Unentitled::determineUser(const Sid& sid) {
-    const auto [known, isNew] = determined_.try_emplace(sid, false);
-    if (!isNew) return known->second;
-    check_.learn({sid});
-    return known->second = check_.user(sid) != nullptr;
+// The users were read already, all of a page in one search; the lines are those of a search for each.
+bool Unentitled::determineUser(const Sid& sid) const {
+    const UserInformation* const user = check_.user(sid);
+    if (user)
+        logDebug(L"Determining DN for sid=%s, using bind=%s, filter=%s", sid.text(),
+                 L"LDAP://" + user->domainFull, "(&(objectClass=user)(objectSid=" + sid.text() + "))");
+    else
+        logWarning(L"Error: Not found in Active Directory");
+    return user != nullptr;
 }
 
 }  // namespace wsadmin

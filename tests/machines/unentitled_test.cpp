@@ -3,6 +3,7 @@
 
 #include "machines/handlers.h"
 #include "machines/machines_lab.h"
+#include "support/log_capture.h"
 
 namespace {
 
@@ -107,6 +108,38 @@ TEST(UnentitledMachines, NobodyIsReportedWhoCouldNotBeAsked) {
     EXPECT_EQ(outline(getUnentitledMachines(*lab.service, {}), true, true), "");
 }
 
+TEST(UnentitledMachines, NobodyIsReportedWhoseGroupsCannotBeRead) {
+    PodContent content =
+        officeWith(desks + machine("bobs", "sales", sidOf(1002)) + machine("alices", "shared", sidOf(1001)));
+    content.corpFaults =
+        "[[directory.faults.fail]]\noperation = \"search\"\ndn = \"CN=bob,DC=corp,DC=example\"\ncode = 50";
+    PeopleLab lab(content);
+    const LogCapture log(CORE::logWarning);
+    EXPECT_EQ(outline(getUnentitledMachines(*lab.service, {}), true, true),
+              "alice: back: alices+assigned-to-user; ");
+    EXPECT_TRUE(
+        log.contains(CORE::logWarning, CORE::toWide("Failed to determine whether " + sidOf(1002) +
+                                                    " is entitled to CN=front,OU=Applications," + podBase)));
+}
+
+// Groups that are in each other, and a desktop with more members than a directory gives at once.
+TEST(UnentitledMachines, GroupsInARingAndLongMemberLists) {
+    std::vector<std::string> members;
+    for (int i = 0; i < 9999; ++i) members.push_back(sidOf(100000 + i));
+    members.push_back(sidOf(1203));
+    PodContent content =
+        officeWith(desktop("wide", "sales", members) + machine("rings", "sales", sidOf(1201)) +
+                   machine("last", "sales", sidOf(100000 + 9998)) + machine("bobs", "sales", sidOf(1002)));
+    content.corp += person("ring", 1201) + group("One", 1202, {"ring", "Two"}) + group("Two", 1203, {"One"});
+    content.corp +=
+        person("knot", 1204) + group("Three", 1205, {"knot", "Four"}) + group("Four", 1206, {"Three"});
+    content.pod += machine("knots", "sales", sidOf(1204));
+    PeopleLab lab(content);
+    EXPECT_EQ(outline(getUnentitledMachines(*lab.service, {}), true, true),
+              "bob: wide: bobs+assigned-to-user; knot: wide: knots+assigned-to-user; ");
+    EXPECT_EQ(lab.counts->searchesFor("zre-Servers="), 1);
+}
+
 TEST(UnentitledMachines, SayWhereTheDirectoryFails) {
     std::string many;
     for (int i = 0; i < 600; ++i) many += machine("vm" + std::to_string(i), "sales", sidOf(1002));
@@ -118,6 +151,9 @@ TEST(UnentitledMachines, SayWhereTheDirectoryFails) {
         {"refuse-page-cookies = true", "! Failed to search for machines"},
         {"[[directory.faults.fail]]\noperation = \"search\"\ndn = \"" + nowhere + "\"",
          "! Failed to obtain information on machine"},
+        {"[[directory.faults.fail]]\noperation = \"search\"\ndn = \"CN=front,OU=Applications," + podBase +
+             "\"",
+         "! Failed when searching for desktop"},
     };
     for (const auto& row : rows) {
         PodContent content = officeWith(desks + many);
@@ -127,6 +163,10 @@ TEST(UnentitledMachines, SayWhereTheDirectoryFails) {
         EXPECT_EQ(textOf(answer), row.sentence);
         EXPECT_TRUE(answer.empty());
     }
+}
+
+std::string principalContainer(const std::string& principal) {
+    return record("CN=" + principal + ",OU=Policies," + podBase, {{"objectClass", "container"}});
 }
 
 std::string policy(const std::string& name, const std::string& principal, const std::string& target,
@@ -143,7 +183,7 @@ TEST(UnentitledPolicies, AreThoseOfWhoLostTheDesktop) {
     std::string containers;
     for (const std::string& principal :
          {sidOf(1001), sidOf(1002), sidOf(1003), sidOf(4444), std::string("somebody")})
-        containers += record("CN=" + principal + ",OU=Policies," + podBase, {{"objectClass", "container"}});
+        containers += principalContainer(principal);
     const std::string policies = policy("a", sidOf(1001), front) + policy("c", sidOf(1003), front) +
                                  policy("b", sidOf(1002), front,
                                         {{"zre-Disabled", "1"},
@@ -165,6 +205,85 @@ TEST(UnentitledPolicies, AreThoseOfWhoLostTheDesktop) {
             "usb-allowed=Allow, mmr-allowed=Deny, remote-allowed=Inherit, hostcard-acceleration=Inherit}"),
         std::string::npos)
         << text;
+}
+
+// A link right below the user's container has no policy.
+TEST(UnentitledPolicies, SayWhereTheDirectoryFails) {
+    const std::string front = "CN=front,OU=Applications," + podBase,
+                      bobs = "CN=" + sidOf(1002) + ",OU=Policies,";
+    const std::string lost =
+        record("CN=lost," + bobs + podBase, {{"objectClass", "zre-policyLinkObject"}, {"zre-DN", front}});
+    const auto refused = [](const std::string& dn) {
+        return "[[directory.faults.fail]]\noperation = \"search\"\ndn = \"" + dn + "\"\ncode = 51";
+    };
+    const struct {
+        std::string links, faults, answer;
+        std::vector<LogLine> lines;
+    } rows[] = {
+        {lost,
+         "",
+         "! Failed to obtain policy information",
+         {{CORE::logError, L"Failed to obtain information on policy"},
+          {CORE::logError,
+           L"Failed to obtain information on policy, Policy DN = " + CORE::toWide(bobs + podBase)}}},
+        {policy("b", sidOf(1002), front),
+         refused("CN=b," + bobs + podBase),
+         "! Failed to obtain policy information",
+         {{CORE::logError, L"Failed to search for policy"}}},
+        {policy("b", sidOf(1002), front),
+         refused("OU=Policies," + podBase),
+         "! Failed to perform search",
+         {}},
+        {policy("b", sidOf(4444), front),
+         "",
+         "",
+         {{CORE::logWarning, L"Error: Not found in Active Directory"},
+          {CORE::logWarning, L"Could not determine a DN for SID=" + CORE::toWide(sidOf(4444))}}},
+        {policy("b", "somebody", front),
+         "",
+         "",
+         {{CORE::logWarning, L"Could not determine a SID for fsp=CN=link,CN=b,CN=somebody,OU=Policies," +
+                                 CORE::toWide(podBase)}}},
+        {policy("b", sidOf(1002), front),
+         "",
+         "bob: front: b; ",
+         {{CORE::logDebug, L"Found policy link object (points to dn=" + CORE::toWide(front) + L")"},
+          {CORE::logDebug, L"Determining DN for sid=" + CORE::toWide(sidOf(1002)) +
+                               L", using bind=LDAP://corp.example, filter=(&(objectClass=user)(objectSid=" +
+                               CORE::toWide(sidOf(1002)) + L"))"},
+          {CORE::logDebug, L"All link objects processed, preparing output (list by user)"},
+          {CORE::logDebug, L"Checking user=" + CORE::toWide(sidOf(1002))},
+          {CORE::logDebug, L"Checking desktop=" + CORE::toWide(front)}}},
+    };
+    for (const auto& row : rows) {
+        PodContent content =
+            officeWith(desks + principalContainer(sidOf(1002)) + principalContainer(sidOf(4444)) +
+                       principalContainer("somebody") + row.links);
+        content.podFaults = row.faults;
+        PeopleLab lab(content);
+        const LogCapture log;
+        const auto answer = getUnentitledPolicies(*lab.service, {});
+        EXPECT_EQ(outline(answer, true, false), row.answer);
+        EXPECT_TRUE(answer.getError() == 0 || answer.empty());
+        for (const LogLine& line : row.lines)
+            EXPECT_TRUE(log.contains(line.level, line.text)) << CORE::toUtf8(line.text);
+    }
+}
+
+// The users of a page are read in one search.
+TEST(UnentitledPolicies, AskForTheUsersOfAPageTogether) {
+    PodContent content = officeWith(desks);
+    for (int rid = 2000; rid < 2200; ++rid) {
+        content.corp += person("user" + std::to_string(rid), rid);
+        content.pod +=
+            principalContainer(sidOf(rid)) + policy("p", sidOf(rid), "CN=front,OU=Applications," + podBase);
+    }
+    PeopleLab lab(content);
+    static_cast<void>(getMachineInfo(*lab.service, bagOf({{"machineName", "vm0"}})));  // makes the domain map
+    lab.counts->forget();
+    static_cast<void>(getUnentitledPolicies(*lab.service, {}));
+    EXPECT_LE(lab.counts->searchesFor("(objectSid="), 2);
+    EXPECT_EQ(lab.counts->searchesFor("objectclass=zre-DesktopApplication"), 2) << "the members, the record";
 }
 
 }  // namespace
