@@ -73,6 +73,24 @@ TEST(MachineListing, BearsAnEntryWithThousandsOfValues) {
               1U);
 }
 
+// Names of pools go into names and filters; owners are compared as SIDs, and shown as they are written.
+TEST(MachineListing, TakesNamesAndOwnersAsTheyAre) {
+    const std::string pool = R"(a, (b)\\*+c #1)", written = R"(a\, (b)\\\\*\+c #1)";
+    std::string lower = sidOf(1001);
+    lower[0] = 's';
+    PeopleLab lab(officeWith(poolRecord(written, 1) + machine("vm1", written, lower) +
+                             machine("vm2", "sales", sidOf(1002))));
+    const auto answer = getMachineInfo(*lab.service, bagOf({{"desktopName", pool}}));
+    const auto& list = answer.getBag(L"machine-list");
+    ASSERT_EQ(list.size(), 1U) << textOf(answer);
+    const auto& entry = list.getBag(L"machine-entry");
+    EXPECT_EQ(CORE::toUtf8(entry.get(L"pool-name")), pool);
+    EXPECT_EQ(CORE::toUtf8(entry.get(L"assigned-user-sid")), lower);
+    EXPECT_EQ(entry.get(L"assigned-user-account-name"), L"alice");
+    EXPECT_EQ(textOf(setVMOwnership(*lab.service, bagOf({{"desktop", pool}, {"sid", lower}}))),
+              "! The machine (vm1) in this pool is already assigned to the specified user");
+}
+
 // The searches for owners grow with the pages, not with the machines.
 TEST(MachineListing, AsksForEachOwnerOnce) {
     constexpr int count = 600;
