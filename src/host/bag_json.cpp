@@ -1,5 +1,6 @@
 #include "host/bag_json.h"
 
+#include <algorithm>
 #include <ostream>
 #include <string>
 
@@ -11,12 +12,52 @@ namespace {
 
 constexpr int deepestBag = 100;
 
-void writeValue(std::ostream& out, const CORE::PropertyBag& bag, std::size_t index) {
-    if (bag.isBag(index))
-        writeJson(out, bag.getBag(index));
-    else
-        writeJsonText(out, bag.utf8(index));
-}
+// What is written, in pieces that are worth a call of the stream; answers may carry secrets.
+class Writer {
+  public:
+    explicit Writer(std::ostream& out) : out_(out) { buffer_.reserve(2 * pieceSize); }
+    ~Writer() { CORE::wipeMemory(buffer_.data(), buffer_.capacity()); }
+    Writer(const Writer&) = delete;
+    Writer& operator=(const Writer&) = delete;
+
+    void text(std::string_view text) {
+        if (std::ranges::all_of(text, isPlain)) {
+            ((buffer_ += '"') += text) += '"';
+        } else {
+            auto escaped = json(text).dump(-1, ' ', false, json::error_handler_t::replace);
+            buffer_ += escaped;
+            CORE::wipeMemory(escaped.data(), escaped.size());
+        }
+        if (buffer_.size() >= pieceSize) flush();
+    }
+    void bag(const CORE::PropertyBag& bag) {
+        buffer_ += '[';
+        for (std::size_t i = 0; i < bag.size(); ++i) {
+            buffer_ += i ? ", [" : "[";
+            text(bag.nameUtf8(i));
+            buffer_ += ", ";
+            if (bag.isBag(i))
+                this->bag(bag.getBag(i));
+            else
+                text(bag.utf8(i));
+            buffer_ += ']';
+        }
+        buffer_ += ']';
+    }
+    void flush() {
+        out_.write(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
+        buffer_.clear();
+    }
+
+  private:
+    static constexpr std::size_t pieceSize = 65536;
+
+    // Stands in JSON as it is.
+    static bool isPlain(char c) noexcept { return c >= ' ' && c < 0x7f && c != '"' && c != '\\'; }
+
+    std::ostream& out_;
+    std::string buffer_;
+};
 
 bool isPair(const json& value) {
     return value.is_array() && value.size() == 2 && value[0].is_string();
@@ -61,19 +102,15 @@ std::string problemOf(const json::parse_error& error) {
 }  // namespace
 
 void writeJsonText(std::ostream& out, std::string_view text) {
-    out << json(text).dump(-1, ' ', false, json::error_handler_t::replace);
+    Writer writer(out);
+    writer.text(text);
+    writer.flush();
 }
 
 void writeJson(std::ostream& out, const CORE::PropertyBag& bag) {
-    out << '[';
-    for (std::size_t i = 0; i < bag.size(); ++i) {
-        out << (i ? ", [" : "[");
-        writeJsonText(out, bag.nameUtf8(i));
-        out << ", ";
-        writeValue(out, bag, i);
-        out << ']';
-    }
-    out << ']';
+    Writer writer(out);
+    writer.bag(bag);
+    writer.flush();
 }
 
 Outcome<json> parseJson(std::string_view text) {

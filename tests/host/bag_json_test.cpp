@@ -33,6 +33,14 @@ TEST(BagJson, WhatIsReadIsWrittenAgain) {
         ASSERT_TRUE(bag) << text << ": " << bag.error();
         EXPECT_EQ(written(*bag), text);
     }
+    CORE::PropertyBag great;  // more than is written at once
+    for (int i = 0; i < 20000; ++i) great.addUtf8("name", i % 3 ? "plain" : "line\nfeed");
+    great.addUtf8("last", std::string(200000, 'x'));
+    const auto again = read(written(great));
+    ASSERT_TRUE(again) << again.error();
+    ASSERT_EQ(again->size(), great.size());
+    for (std::size_t i = 0; i < great.size(); ++i) ASSERT_EQ(again->utf8(i), great.utf8(i)) << i;
+
     const auto escaped = read(R"([["\u00fc", "\ud83d\ude00"]])");
     ASSERT_TRUE(escaped);
     EXPECT_EQ(escaped->utf8(L"\u00fc"), "\U0001F600");
