@@ -1,6 +1,7 @@
 #include "platform/portable_search.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace wsadmin::platform {
@@ -27,7 +28,7 @@ class PortableRows final : public DirectoryRows {
             if (!more) return fail(binding_.failure(more.error().cause));
             if (!*more) return false;
         } while (page_.empty());
-        if (auto learned = binding_.types->learn(*binding_.session, attributeNames()); !learned) {
+        if (auto learned = learnTypes(); !learned) {
             page_.clear();
             return fail(binding_.failure(learned.error()));
         }
@@ -51,6 +52,8 @@ class PortableRows final : public DirectoryRows {
     }
 
   private:
+    using Typed = std::pair<std::string, AttributeType>;
+
     bool end() {
         page_.clear();
         rowsLeft_ = 0;
@@ -63,22 +66,37 @@ class PortableRows final : public DirectoryRows {
 
     DirectoryColumn typed(const LdapAttribute& attribute) const {
         DirectoryColumn column{attribute.name, {}};
-        const AttributeType type = binding_.types->of(attribute.name);
+        const auto known = std::ranges::find(types_, attribute.name, &Typed::first);
+        const AttributeType type = known == types_.end() ? AttributeType::text : known->second;
+        column.values.reserve(attribute.values.size());
         for (const std::string& value : attribute.values) column.values.push_back(typedValue(type, value));
         return column;
     }
 
-    std::vector<std::string> attributeNames() const {
+    // Looks up the types of the page's attributes that no page before had.
+    Result<void> learnTypes() {
         std::vector<std::string> names;
+        const auto has = [](const auto& list, const std::string& name, auto member) {
+            return std::ranges::find(list, name, member) != list.end();
+        };
         for (const LdapEntry& entry : page_)
             for (const LdapAttribute& attribute : entry.attributes)
-                if (std::ranges::find(names, attribute.name) == names.end()) names.push_back(attribute.name);
-        return names;
+                if (!has(types_, attribute.name, &Typed::first) &&
+                    !has(names, attribute.name, std::identity()))
+                    names.push_back(attribute.name);
+        if (names.empty()) return {};
+        if (auto learned = binding_.types->learn(*binding_.session, names); !learned) return learned;
+        for (std::string& name : names) {
+            const AttributeType type = binding_.types->of(name);
+            types_.emplace_back(std::move(name), type);
+        }
+        return {};
     }
 
     PortableBinding binding_;
     LdapPages pages_;
     std::vector<LdapEntry> page_;
+    std::vector<Typed> types_;  // of the attributes as the server spells them
     std::size_t row_ = 0;
     int rowsLeft_;
     bool limited_;

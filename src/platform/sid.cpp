@@ -1,8 +1,8 @@
 #include "platform/sid.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <vector>
 
 #include "framework/core/corestring.h"
 
@@ -37,20 +37,22 @@ std::optional<std::uint64_t> authorityOf(std::string_view text) {
 std::optional<Sid> Sid::parse(std::string_view text) {
     if (text.size() < 4 || (text[0] != 'S' && text[0] != 's') || text.substr(1, 3) != "-1-")
         return std::nullopt;
-    std::vector<std::string_view> pieces;
-    for (std::size_t at = 4; at <= text.size();) {
-        const auto end = std::min(text.find('-', at), text.size());
-        pieces.push_back(text.substr(at, end - at));
-        at = end + 1;
-    }
-    if (pieces.size() > mostParts + 1) return std::nullopt;
-    const auto authority = authorityOf(pieces.front());
-    if (!authority || *authority >> authorityBits) return std::nullopt;
-    std::string bytes = {1, static_cast<char>(pieces.size() - 1)};
+    text.remove_prefix(4);
+    const auto takePiece = [&text] {
+        const std::string_view piece = text.substr(0, text.find('-'));
+        text.remove_prefix(std::min(piece.size() + 1, text.size()));
+        return piece;
+    };
+    const auto parts = static_cast<std::size_t>(std::ranges::count(text, '-'));
+    const auto authority = authorityOf(takePiece());
+    if (parts > mostParts || !authority || *authority >> authorityBits) return std::nullopt;
+    std::string bytes;
+    bytes.reserve(headSize + partSize * parts);
+    bytes = {1, static_cast<char>(parts)};
     for (int shift = authorityBits - 8; shift >= 0; shift -= 8)
         bytes += static_cast<char>(*authority >> shift & 0xff);
-    for (std::size_t i = 1; i < pieces.size(); ++i) {
-        const auto part = number(pieces[i], 10);
+    for (std::size_t i = 0; i < parts; ++i) {
+        const auto part = number(takePiece(), 10);
         if (!part || *part > UINT32_MAX) return std::nullopt;
         for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(*part >> shift & 0xff);
     }

@@ -72,7 +72,8 @@ struct BerFreer {
     void operator()(BerElement* ber) const noexcept { ber_free(ber, 0); }
 };
 
-Result<LdapEntry> readEntry(const LdapConnection& connection, LDAPMessage* message) {
+// `attributes`: how many it may have, a guess.
+Result<LdapEntry> readEntry(const LdapConnection& connection, LDAPMessage* message, std::size_t attributes) {
     LDAP* handle = connection.handle();
     BerElement* position = nullptr;
     berval text{};
@@ -80,6 +81,7 @@ Result<LdapEntry> readEntry(const LdapConnection& connection, LDAPMessage* messa
         return fail(connection.failure(code));
     const std::unique_ptr<BerElement, BerFreer> owner(position);
     LdapEntry entry{{text.bv_val, text.bv_len}, {}};
+    entry.attributes.reserve(attributes);
     while (true) {
         berval* values = nullptr;
         const int code = ldap_get_attribute_ber(handle, message, position, &text, &values);
@@ -87,6 +89,9 @@ Result<LdapEntry> readEntry(const LdapConnection& connection, LDAPMessage* messa
         if (!text.bv_val) return entry;
         LdapAttribute& attribute = entry.attributes.emplace_back();
         attribute.name.assign(text.bv_val, text.bv_len);
+        std::size_t count = 0;
+        while (values && values[count].bv_val) ++count;
+        attribute.values.reserve(count);
         for (const berval* value = values; value && value->bv_val; ++value)
             attribute.values.emplace_back(value->bv_val, value->bv_len);
         ber_memfree(values);  // the values themselves stand in the message
@@ -104,6 +109,7 @@ class PendingSearch final : public LdapPendingSearch {
     Result<LdapSearchResult> wait() override {
         const PipeSignalBlock noSignal;
         LdapSearchResult result;
+        std::size_t attributes = 0;  // of the entry before: those of one search are much alike
         while (id_) {
             const auto message = connection_->receive(*id_, connection_->endpoint().operationTimeout);
             if (!message) {
@@ -112,8 +118,9 @@ class PendingSearch final : public LdapPendingSearch {
             }
             switch (ldap_msgtype(message->get())) {
                 case LDAP_RES_SEARCH_ENTRY: {
-                    auto entry = readEntry(*connection_, message->get());
+                    auto entry = readEntry(*connection_, message->get(), attributes);
                     if (!entry) return fail(entry.error());
+                    attributes = entry->attributes.size();
                     result.entries.push_back(std::move(*entry));
                     break;
                 }
