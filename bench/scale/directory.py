@@ -2,7 +2,8 @@
 """directory.py MACHINES USERS POOLS FOLDER: writes FOLDER/pod.ldif, FOLDER/corp.ldif and FOLDER/root.ldif, for slapadd and
 for slapd's own entry: a pod's directory and that of its users' domain, the same for the same numbers.
 
-Users stand in departments, these in divisions, these in sites: groups of groups. A pool belongs to a division; nine tenths
+Users stand in departments, these in divisions, these in sites: groups of groups. These have no "member", which to slapd
+is a kind of distinguishedName: whoever asks for names would be told all members. A pool belongs to a division; nine tenths
 of its machines have an owner from there, who owns one in several pools. Its desktop entitles, by turns, the division's
 departments, the division, the site or the owners one by one. One user in a hundred has moved to another site, and is still
 the owner of what was left behind."""
@@ -62,23 +63,13 @@ def sid_bytes(rid):
 class Groups:
     """Departments, divisions and sites by their numbers, each in the next; and mailing lists beside them."""
 
-    def __init__(self, users):
+    def __init__(self):
         self.departments = DIVISIONS * DEPARTMENTS_OF_DIVISION
         sites = DIVISIONS // DIVISIONS_OF_SITE
         self.names = ([f"Department {i:03}" for i in range(self.departments)] +
                       [f"Division {i:02}" for i in range(DIVISIONS)] + [f"Site {i:02}" for i in range(sites)] +
                       [f"Mailing List {i:02}" for i in range(50)])
         self.lists = len(self.names) - 50
-        self.members = {group: [] for group in range(len(self.names))}
-        self.of_user = []
-        for user in range(users):
-            groups = [self.department_of(user), self.lists + user % 50]
-            self.of_user.append(groups)
-            for group in groups:
-                self.members[group].append(Users.dn(user))
-        for group in range(self.lists):
-            if (above := self.above(group)) is not None:
-                self.members[above].append(self.dn(group))
 
     @staticmethod
     def has_moved(user):
@@ -98,6 +89,9 @@ class Groups:
         if group < self.departments:
             return self.division(group // DEPARTMENTS_OF_DIVISION)
         return self.site_of_division(group - self.departments) if group < self.departments + DIVISIONS else None
+
+    def of(self, user):
+        return [self.department_of(user), self.lists + user % 50]
 
     def all_of(self, user):
         groups = [self.department_of(user)]
@@ -142,8 +136,7 @@ def write_corp(path, users, groups):
         out.named(groups.dn(group), ("objectClass", "group"), ("objectSid", sid_bytes(groups.rid(group))),
                   ("sAMAccountName", name),
                   ("groupType", SECURITY_GROUP if group < groups.lists else DISTRIBUTION_GROUP),
-                  *([("memberOf", groups.dn(above))] if above is not None else []),
-                  *(("member", dn) for dn in groups.members[group]))
+                  *([("memberOf", groups.dn(above))] if above is not None else []))
     for user in range(users):
         account = f"alex{user:05}"
         out.named(Users.dn(user), ("objectClass", "user"), ("objectSid", sid_bytes(Users.rid(user))),
@@ -151,7 +144,7 @@ def write_corp(path, users, groups):
                   ("mail", f"{account}@mail.example"), ("givenName", "Alex"), ("sn", f"Example {user:05}"),
                   ("userAccountControl", 512), ("msDS-User-Account-Control-Computed", 0),
                   ("accountExpires", 9223372036854775807), ("primaryGroupID", DOMAIN_USERS),
-                  *(("memberOf", groups.dn(group)) for group in groups.of_user[user]),
+                  *(("memberOf", groups.dn(group)) for group in groups.of(user)),
                   *(("tokenGroups", sid_bytes(rid))
                     for rid in (*map(groups.rid, groups.all_of(user)), DOMAIN_USERS)))
 
@@ -248,7 +241,7 @@ def main():
         sys.exit(__doc__)
     machines, users, pools = map(int, sys.argv[1:4])
     folder = pathlib.Path(sys.argv[4])
-    groups = Groups(users)
+    groups = Groups()
     write_corp(folder / "corp.ldif", users, groups)
     write_pod(folder / "pod.ldif", machines, users, pools, groups)
     write_root(folder / "root.ldif")

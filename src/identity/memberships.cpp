@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 
 #include "identity/sid_search.h"
 #include "ldap/connection_mgr.h"
@@ -18,17 +19,6 @@ namespace {
 constexpr std::size_t namesAtOnce = 100;
 const std::vector<std::string> groupAttributes = {"objectSid", "groupType", "memberOf", "distinguishedName"};
 
-std::string keyOf(std::string_view dn) {
-    return platform::dnKey(dn).value_or(std::string(dn));
-}
-
-std::vector<std::string> groupsAbove(const DirectoryRow& row) {
-    std::vector<std::string> keys;
-    for (const platform::DirectoryValue& group : row.all("memberOf"))
-        keys.push_back(keyOf(platform::directoryText(group)));
-    return keys;
-}
-
 std::optional<Sid> primaryGroupOf(const Sid& user, const DirectoryRow& row) {
     const auto* const rid = row.first<std::int32_t>("primaryGroupID");
     return rid ? Sid::parse(user.domain().text() + "-" + std::to_string(*rid)) : std::nullopt;
@@ -41,6 +31,23 @@ bool isSecurityGroup(const DirectoryRow& row) {
 
 }  // namespace
 
+// Many users have few groups: a name is taken apart once.
+Memberships::GroupNumber Memberships::numberOf(const std::string& dn) {
+    const auto [name, isNew] = byName_.try_emplace(dn);
+    if (!isNew) return name->second;
+    std::string key = platform::dnKey(dn).value_or(dn);
+    const auto [known, isNewKey] = byKey_.try_emplace(key, static_cast<GroupNumber>(groups_.size()));
+    if (isNewKey) groups_.push_back({.key = std::move(key)});
+    return name->second = known->second;
+}
+
+Memberships::GroupNumbers Memberships::groupsAbove(const DirectoryRow& row) {
+    GroupNumbers numbers;
+    for (const platform::DirectoryValue& group : row.all("memberOf"))
+        numbers.push_back(numberOf(platform::directoryText(group)));
+    return numbers;
+}
+
 void Memberships::learn(const std::vector<Sid>& users) {
     if (!domains_) domains_ = DomainBindings::of(service_);
     std::vector<Sid> unknown;
@@ -49,95 +56,107 @@ void Memberships::learn(const std::vector<Sid>& users) {
     if (!*domains_) unsure_ = true;
     if (unknown.empty() || !*domains_) return;
 
-    std::vector<std::string> attributes = userAttributes();
-    attributes.insert(attributes.end(), {"memberOf", "primaryGroupID"});
-    const auto rows =
-        searchBySids(service_, **domains_, unknown, "(objectClass=user)", std::move(attributes), &unsure_);
-    std::set<Key> names;
+    const auto rows = searchBySids(service_, **domains_, unknown, "(objectClass=user)",
+                                   {"memberOf", "primaryGroupID"}, &unsure_);
+    GroupNumbers numbers;
     for (const auto& [sid, row] : rows) {
-        User user{userInformationOf(sid, row, **domains_), groupsAbove(row), primaryGroupOf(sid, row)};
-        names.insert(user.above.begin(), user.above.end());
+        User user{row.text("distinguishedName"), groupsAbove(row), primaryGroupOf(sid, row)};
+        numbers.insert(numbers.end(), user.above.begin(), user.above.end());
         users_[sid] = std::move(user);
     }
     addPrimaryGroups(unknown);
-    for (const auto& [sid, name] : primaryGroups_)
-        names.insert(groups_[name].above.begin(), groups_[name].above.end());
-    learnGroups(std::move(names));
+    for (const auto& [sid, number] : primaryGroups_)
+        if (number)
+            numbers.insert(numbers.end(), groups_[*number].above.begin(), groups_[*number].above.end());
+    learnGroups(std::move(numbers));
 }
 
 void Memberships::addPrimaryGroups(const std::vector<Sid>& users) {
     std::vector<Sid> unknown;
     for (const Sid& sid : users)
         if (const auto& user = users_[sid];
-            user && user->primaryGroup && !primaryGroups_.contains(*user->primaryGroup))
+            user && user->primaryGroup && primaryGroups_.try_emplace(*user->primaryGroup).second)
             unknown.push_back(*user->primaryGroup);
     if (unknown.empty()) return;
-    for (const auto& [sid, row] : searchBySids(service_, **domains_, std::move(unknown),
-                                               "(objectClass=group)", {"groupType", "memberOf"})) {
-        const Key key = keyOf(row.text("distinguishedName"));
-        groups_[key] = {.sid = isSecurityGroup(row) ? std::optional(sid) : std::nullopt,
-                        .above = groupsAbove(row)};
-        primaryGroups_[sid] = key;
+    for (const auto& [sid, row] :
+         searchBySids(service_, **domains_, std::move(unknown), "(objectClass=group)", groupAttributes)) {
+        take(row);
+        primaryGroups_[sid] = numberOf(row.text("distinguishedName"));
     }
 }
 
-void Memberships::learnGroups(std::set<Key> names) {
+const Memberships::GroupNumbers& Memberships::take(const DirectoryRow& row) {
+    const GroupNumber number = numberOf(row.text("distinguishedName"));
+    GroupNumbers above = groupsAbove(row);  // may move the groups
+    Group& group = groups_[number];
+    if (isSecurityGroup(row)) group.sid = Sid::fromBytes(row.text("objectSid"));
+    group.above = std::move(above);
+    group.asked = true;
+    return group.above;
+}
+
+void Memberships::learnGroups(GroupNumbers numbers) {
+    while (!numbers.empty()) {
+        std::map<std::string, GroupNumbers> byDomain;
+        for (const GroupNumber number : numbers) {
+            Group& group = groups_[number];
+            if (std::exchange(group.asked, true)) continue;  // whatever was found
+            byDomain[platform::dnsDomainOf(group.key)].push_back(number);
+        }
+        numbers.clear();
+        for (const auto& [domain, ofDomain] : byDomain) {
+            const GroupNumbers above = learnGroupsOf(domain, ofDomain);
+            numbers.insert(numbers.end(), above.begin(), above.end());
+        }
+    }
+}
+
+Memberships::GroupNumbers Memberships::learnGroupsOf(const std::string& domain, const GroupNumbers& numbers) {
+    GroupNumbers found;
     const auto pool = service_.connections();
-    while (pool && !names.empty()) {
-        std::erase_if(names, [this](const Key& name) { return groups_.contains(name); });
-        std::map<std::string, std::vector<Key>> byDomain;
-        for (const Key& name : names) {
-            groups_[name];  // whatever is found: it is not asked for again
-            byDomain[platform::dnsDomainOf(name)].push_back(name);
+    if (!pool) return found;
+    const std::string binding = "LDAP://" + domain;
+    const PooledSearch search(*pool, pool->getConnection(binding));
+    for (std::span<const GroupNumber> left = numbers; search && !left.empty();) {
+        const auto batch = left.first(std::min(left.size(), namesAtOnce));
+        left = left.subspan(batch.size());
+        std::string filter = "(&(objectClass=group)(|";
+        for (const GroupNumber number : batch)
+            filter += "(distinguishedName=" + platform::escapeFilterValue(groups_[number].key) + ")";
+        const auto rows = platform::readRows(*search, filter + "))", groupAttributes);
+        if (!rows) {
+            logWarning(L"Search failed on binding %s", binding);
+            break;
         }
-        names.clear();
-        for (const auto& [domain, keys] : byDomain) {
-            const std::string binding = "LDAP://" + domain;
-            const PooledSearch search(*pool, pool->getConnection(binding));
-            for (std::span<const Key> left = keys; search && !left.empty();) {
-                const auto batch = left.first(std::min(left.size(), namesAtOnce));
-                left = left.subspan(batch.size());
-                std::string filter = "(&(objectClass=group)(|";
-                for (const Key& name : batch)
-                    filter += "(distinguishedName=" + platform::escapeFilterValue(name) + ")";
-                const auto rows = platform::readRows(*search, filter + "))", groupAttributes);
-                if (!rows) {
-                    logWarning(L"Search failed on binding %s", binding);
-                    break;
-                }
-                for (const DirectoryRow& row : *rows) {
-                    Group& group = groups_[keyOf(row.text("distinguishedName"))];
-                    if (isSecurityGroup(row)) group.sid = Sid::fromBytes(row.text("objectSid"));
-                    group.above = groupsAbove(row);
-                    names.insert(group.above.begin(), group.above.end());
-                }
-            }
+        for (const DirectoryRow& row : *rows) {
+            const GroupNumbers& above = take(row);
+            found.insert(found.end(), above.begin(), above.end());
         }
     }
+    return found;
 }
 
-const UserInformation* Memberships::find(const Sid& user) const {
+const std::string* Memberships::find(const Sid& user) const {
     const auto found = users_.find(user);
-    return found != users_.end() && found->second ? &found->second->information : nullptr;
+    return found != users_.end() && found->second ? &found->second->dn : nullptr;
 }
 
 bool Memberships::isAmong(const Sid& user, const std::set<Sid>& members) const {
     if (members.contains(user)) return true;
     const auto found = users_.find(user);
     if (found == users_.end() || !found->second) return false;
-    std::vector<Key> waiting = found->second->above;
+    GroupNumbers reached = found->second->above;
     if (const auto& primary = found->second->primaryGroup) {
         if (members.contains(*primary)) return true;
-        if (const auto key = primaryGroups_.find(*primary); key != primaryGroups_.end())
-            waiting.push_back(key->second);
+        if (const auto known = primaryGroups_.find(*primary); known != primaryGroups_.end() && known->second)
+            reached.push_back(*known->second);
     }
-    for (std::set<Key> seen; !waiting.empty();) {
-        const Key name = std::move(waiting.back());
-        waiting.pop_back();
-        const auto group = groups_.find(name);
-        if (group == groups_.end() || !seen.insert(name).second) continue;
-        if (group->second.sid && members.contains(*group->second.sid)) return true;
-        waiting.insert(waiting.end(), group->second.above.begin(), group->second.above.end());
+    // Few groups are above a user, so that looking through them costs less than a set.
+    for (std::size_t at = 0; at < reached.size(); ++at) {
+        const Group& group = groups_[reached[at]];
+        if (group.sid && members.contains(*group.sid)) return true;
+        for (const GroupNumber above : group.above)
+            if (std::ranges::find(reached, above) == reached.end()) reached.push_back(above);
     }
     return false;
 }

@@ -106,14 +106,14 @@ Result<std::vector<LocalGroup>> groupsThatList(platform::DirectorySearch& search
 }
 
 // Adds the domain-local groups that list the user, and those that list these.
-Result<void> addLocalGroups(ServiceContext& service, const UserInformation& user, std::vector<Sid>& groups) {
+Result<void> addLocalGroups(ServiceContext& service, std::string_view userDn, std::vector<Sid>& groups) {
     const auto pool = service.connections();
-    const std::string binding = ldapBinding(user.domainFull);
+    const std::string binding = "LDAP://" + platform::dnsDomainOf(userDn);
     logDebug(L"Will bind to %s for domain local groups", binding);
     const PooledSearch search(*pool, pool->getConnection(binding));
     if (!search) return failed(L"Failed to bind to " + CORE::toWide(binding));
     std::set<Sid> known(groups.begin(), groups.end());
-    std::vector<std::string> members = {CORE::toUtf8(user.dn)};
+    std::vector<std::string> members = {std::string(userDn)};
     while (!members.empty()) {
         std::vector<std::string> next;
         for (std::span<const std::string> left = members; !left.empty();) {
@@ -156,11 +156,15 @@ Result<std::vector<Sid>> userTokenGroupsFromDirectory(ServiceContext& service, s
     return groups;
 }
 
-Result<std::vector<Sid>> userGroups(ServiceContext& service, const UserInformation& user) {
-    auto groups = userTokenGroupsFromDirectory(service, CORE::toUtf8(user.dn));
+Result<std::vector<Sid>> userGroups(ServiceContext& service, std::string_view userDn) {
+    auto groups = userTokenGroupsFromDirectory(service, userDn);
     if (!groups) return groups;
-    if (auto added = addLocalGroups(service, user, *groups); !added) return fail(added.error());
+    if (auto added = addLocalGroups(service, userDn, *groups); !added) return fail(added.error());
     return groups;
+}
+
+Result<std::vector<Sid>> userGroups(ServiceContext& service, const UserInformation& user) {
+    return userGroups(service, CORE::toUtf8(user.dn));
 }
 
 }  // namespace wsadmin

@@ -17,6 +17,7 @@ Result<std::vector<platform::Sid>> userTokenGroupsFromDirectory(ServiceContext& 
                                                                 std::string_view userDn);
 // tokenGroups, and the domain-local groups of the user's domain that list the user, each group once. Failure:
 // likewise.
+Result<std::vector<platform::Sid>> userGroups(ServiceContext& service, std::string_view userDn);
 Result<std::vector<platform::Sid>> userGroups(ServiceContext& service, const UserInformation& user);
 
 }  // namespace wsadmin

@@ -125,12 +125,20 @@ std::map<Sid, UserInformation> readUsers(ServiceContext& service, const std::vec
     std::map<Sid, UserInformation> users;
     const auto domains = DomainBindings::of(service);
     if (!domains) return users;
-    const auto rows = searchBySids(
-        service, *domains, sids, "(objectClass=user)",
-        {"cn", "sn", "givenName", "mail", "sAMAccountName", "userPrincipalName", "userAccountControl",
-         "msDS-User-Account-Control-Computed", "accountExpires", "logonHours"});
+    const auto rows = searchBySids(service, *domains, sids, "(objectClass=user)", userAttributes());
     for (const auto& [sid, row] : rows) users.emplace(sid, userInformationOf(sid, row, *domains));
     return users;
+}
+
+std::map<Sid, DomainAccount> readDomainAccounts(ServiceContext& service, const std::vector<Sid>& sids) {
+    constexpr char accountName[] = "sAMAccountName";
+    std::map<Sid, DomainAccount> accounts;
+    const auto domains = DomainBindings::of(service);
+    if (!domains) return accounts;
+    for (const auto& [sid, row] : searchBySids(service, *domains, sids, "(objectClass=user)", {accountName}))
+        accounts.emplace(
+            sid, DomainAccount{platform::dnsDomainOf(row.text("distinguishedName")), row.text(accountName)});
+    return accounts;
 }
 
 std::optional<UserInformation> readUser(ServiceContext& service, const Sid& sid) {

@@ -44,6 +44,12 @@ UserInformation userInformationOf(const platform::Sid& sid, const platform::Dire
 // skipped. Needs a DirectoryThread.
 std::map<platform::Sid, UserInformation> readUsers(ServiceContext& service,
                                                    const std::vector<platform::Sid>& sids);
+// The same for listings of very many, with what they show of a user; UTF-8.
+struct DomainAccount {
+    std::string domainFull, accountName;
+};
+std::map<platform::Sid, DomainAccount> readDomainAccounts(ServiceContext& service,
+                                                          const std::vector<platform::Sid>& sids);
 std::optional<UserInformation> readUser(ServiceContext& service, const platform::Sid& sid);
 
 }  // namespace wsadmin

@@ -1,5 +1,8 @@
 #include "machines/desktops.h"
 
+#include <algorithm>
+#include <span>
+
 #include "ldap/layout.h"
 #include "ldap/search.h"
 #include "platform/ldap_ranges.h"
@@ -13,7 +16,17 @@ using platform::Sid;
 
 namespace {
 
+constexpr char pools[] = "zre-Servers";
+constexpr std::size_t poolsAtOnce = 100;
 const std::vector<std::string> attributes = {layout::attribute::member};
+
+// The desktops of these pools.
+std::string filterOf(std::span<const std::string> poolDns) {
+    std::string terms;
+    for (const std::string& dn : poolDns)
+        terms += "(" + (pools + ("=" + platform::escapeFilterValue(dn))) + ")";
+    return "(&(objectclass=zre-DesktopApplication)" + (poolDns.size() > 1 ? "(|" + terms + ")" : terms) + ")";
+}
 
 std::string keyOf(std::string_view dn) {
     return platform::dnKey(dn).value_or(std::string(dn));
@@ -22,6 +35,8 @@ std::string keyOf(std::string_view dn) {
 }  // namespace
 
 const DesktopEntry* Desktops::keep(const LdapEntry& entry) {
+    const std::string key = keyOf(entry.dn);
+    if (const auto known = desktops_.find(key); known != desktops_.end()) return &known->second;
     DesktopEntry desktop{.dn = entry.dn, .members = {}};
     if (const auto* some = platform::findValues(entry.attributes, layout::attribute::member)) {
         const auto members = platform::allValues(session_, entry.dn, *some);
@@ -30,19 +45,48 @@ const DesktopEntry* Desktops::keep(const LdapEntry& entry) {
         for (const std::string& member : *members)
             if (const auto sid = Sid::parse(platform::rdnValue(member))) desktop.members.insert(*sid);
     }
-    return &desktops_.insert_or_assign(keyOf(entry.dn), std::move(desktop)).first->second;
+    return &desktops_.emplace(key, std::move(desktop)).first->second;
+}
+
+void Desktops::learn(const std::vector<std::string_view>& poolDns) {
+    std::vector<std::string_view> names;
+    std::vector<std::string> unknown;
+    for (const std::string_view dn : poolDns) {
+        if (ofNamed_.contains(dn)) continue;
+        ofNamed_.emplace(dn, nullptr);
+        names.push_back(dn);
+        if (byPool_.try_emplace(keyOf(dn), nullptr).second) unknown.emplace_back(dn);
+    }
+    if (!unknown.empty()) read(unknown);
+    for (const std::string_view dn : names) ofNamed_.find(dn)->second = byPool_.find(keyOf(dn))->second;
+}
+
+void Desktops::read(const std::vector<std::string>& poolDns) {
+    std::vector<std::string> asked = attributes;
+    asked.emplace_back(pools);
+    for (std::span<const std::string> left = poolDns; !left.empty();) {
+        const auto batch = left.first(std::min(left.size(), poolsAtOnce));
+        left = left.subspan(batch.size());
+        Keys keys;
+        for (const std::string& dn : batch) keys.insert(keyOf(dn));
+        if (const auto found =
+                searchSubtree(session_, layout::under(layout::container::desktops), filterOf(batch), asked))
+            for (const LdapEntry& entry : *found) assign(entry, keys);
+        for (const std::string& dn : batch)
+            if (!byPool_[keyOf(dn)]) logWarning(L"Failed to determine desktop for %s", dn);
+    }
+}
+
+// The first desktop of a pool counts.
+void Desktops::assign(const LdapEntry& entry, const Keys& asked) {
+    for (const std::string& pool : entry.all(pools))
+        if (const std::string key = keyOf(pool); asked.contains(key) && !byPool_[key])
+            byPool_[key] = keep(entry);
 }
 
 const DesktopEntry* Desktops::ofPool(std::string_view poolDn) {
-    const auto [known, isNew] = byPool_.try_emplace(keyOf(poolDn), nullptr);
-    if (!isNew) return known->second;
-    const auto found = searchSubtree(
-        session_, layout::under(layout::container::desktops),
-        "(&(objectclass=zre-DesktopApplication)(zre-Servers=" + platform::escapeFilterValue(poolDn) + "))",
-        attributes);
-    if (found && !found->empty()) known->second = keep(found->front());
-    if (!known->second) logWarning(L"Failed to determine desktop for %s", poolDn);
-    return known->second;
+    if (!ofNamed_.contains(poolDn)) learn({poolDn});
+    return ofNamed_.find(poolDn)->second;
 }
 
 const DesktopEntry* Desktops::at(std::string_view dn) {

@@ -10,13 +10,12 @@ using platform::Sid;
 
 Entitled EntitlementCheck::check(const Sid& user, const DesktopEntry& desktop) {
     if (memberships_.isAmong(user, desktop.members)) return Entitled::yes;
-    const UserInformation* const information = memberships_.find(user);
-    if (!information) return memberships_.unsure() ? Entitled::unknown : Entitled::no;
+    const std::string* const dn = memberships_.find(user);
+    if (!dn) return memberships_.unsure() ? Entitled::unknown : Entitled::no;
     auto known = groups_.find(user);
     if (known == groups_.end()) {
         std::optional<std::set<Sid>> groups;
-        if (const auto found = userGroups(service_, *information))
-            groups.emplace(found->begin(), found->end());
+        if (const auto found = userGroups(service_, *dn)) groups.emplace(found->begin(), found->end());
         known = groups_.emplace(user, std::move(groups)).first;
     }
     if (!known->second) return Entitled::unknown;

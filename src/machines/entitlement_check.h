@@ -19,11 +19,12 @@ class EntitlementCheck {
 
     // Reads users ahead, many at once.
     void learn(const std::vector<platform::Sid>& users) { memberships_.learn(users); }
+    bool learnt(const platform::Sid& user) const { return memberships_.learnt(user); }
     // The member list itself and the groups that the directory has on record decide nearly always; before
     // somebody is called unentitled, the groups of a logon are asked for.
     Entitled check(const platform::Sid& user, const DesktopEntry& desktop);
-    // Null where no domain has the user.
-    const UserInformation* user(const platform::Sid& sid) const { return memberships_.find(sid); }
+    // The user's distinguished name. Null where no domain has the user.
+    const std::string* dnOf(const platform::Sid& user) const { return memberships_.find(user); }
 
   private:
     ServiceContext& service_;

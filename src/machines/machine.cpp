@@ -1,30 +1,18 @@
 #include "machines/machine.h"
 
 #include "identity/accounts.h"
-#include "identity/user_information.h"
 #include "ldap/layout.h"
 #include "ldap/search.h"
 #include "machines/machine_entry.h"
+#include "machines/machine_listing.h"
 
 namespace wsadmin {
 
 using CORE::PropertyBag;
 using CORE::toUtf8;
 using platform::LdapEntry;
-using platform::Sid;
 
 namespace {
-
-// Adds the owners of a page who are not known yet: one look-up for all of them.
-void learnOwners(ServiceContext& service, const std::vector<LdapEntry>& page, MachineOwners& owners) {
-    std::vector<Sid> unknown;
-    for (const LdapEntry& machine : page)
-        if (const auto owner = ownerOf(machine); owner && owners.try_emplace(*owner).second)
-            unknown.push_back(*owner);
-    if (unknown.empty()) return;
-    for (auto& [sid, user] : readUsers(service, unknown))
-        owners[sid] = {std::move(user.domainFull), std::move(user.accountName)};
-}
 
 std::optional<std::string> given(const PropertyBag& request, const wchar_t* key) {
     const std::string_view value = request.utf8(key);
@@ -69,17 +57,14 @@ void Machine::list(platform::LdapSession& session, const std::string& base, cons
                    bool full) {
     const platform::DirectoryThread thread(*service().platform().directoryServices);
     PagedSearch pages(session, base, filter, full ? fullAttributes() : briefAttributes());
-    PropertyBag machines;
-    MachineOwners owners;
+    MachineListing listing(service(), full);
     for (std::vector<LdapEntry> page;;) {
         const auto more = pages.next(page);
         if (!more) return fail(more.error().text);
         if (!*more) break;
-        if (full) learnOwners(service(), page, owners);
-        for (const LdapEntry& machine : page)
-            machines.addBag(L"machine-entry", full ? renderFull(machine, owners) : renderBrief(machine));
+        listing.add(std::move(page));
     }
-    result().addBag(L"machine-list", std::move(machines));
+    result().addBag(L"machine-list", listing.finish());
 }
 
 }  // namespace wsadmin

@@ -35,6 +35,21 @@ void add(PropertyBag& bag, const wchar_t* key, const LdapEntry& machine, const c
     bag.add(key, machine.first(name));
 }
 
+void addBrief(PropertyBag& bag, const LdapEntry& machine) {
+    if (!machine.dn.empty()) bag.add(L"dn", std::string_view(machine.dn));
+    add(bag, L"machine-name", machine, attribute::displayName);
+}
+
+// Listings have very many of these bags: they get the room that they need at once, and not much more.
+constexpr std::size_t otherEntries = 8;
+std::size_t roomFor(const LdapEntry& machine) {
+    constexpr std::size_t namesAndOwner = 220;
+    std::size_t bytes = machine.dn.size() + namesAndOwner;
+    for (const platform::LdapAttribute& attribute : machine.attributes)
+        if (!attribute.values.empty()) bytes += attribute.values.front().size();
+    return bytes;
+}
+
 }  // namespace
 
 std::vector<std::string> briefAttributes() {
@@ -54,19 +69,20 @@ std::optional<platform::Sid> ownerOf(const LdapEntry& machine) {
 
 PropertyBag renderBrief(const LdapEntry& machine) {
     PropertyBag bag;
-    if (!machine.dn.empty()) bag.add(L"dn", std::string_view(machine.dn));
-    add(bag, L"machine-name", machine, attribute::displayName);
+    addBrief(bag, machine);
     return bag;
 }
 
 PropertyBag renderFull(const LdapEntry& machine, const MachineOwners& owners) {
-    PropertyBag bag = renderBrief(machine);
+    PropertyBag bag;
+    bag.reserve(std::size(shown) + otherEntries, roomFor(machine));
+    addBrief(bag, machine);
     add(bag, L"assigned-user-sid", machine, attribute::ownerSid);
     const auto sid = ownerOf(machine);
     if (const auto owner = sid ? owners.find(*sid) : owners.end(); owner != owners.end()) {
         const auto& [domain, account] = owner->second;
-        if (!domain.empty()) bag.add(L"assigned-user-domain", std::wstring_view(domain));
-        if (!account.empty()) bag.add(L"assigned-user-account-name", std::wstring_view(account));
+        if (!domain.empty()) bag.add(L"assigned-user-domain", std::string_view(domain));
+        if (!account.empty()) bag.add(L"assigned-user-account-name", std::string_view(account));
     }
     for (const Shown& one : shown) add(bag, one.key, machine, one.attribute);
     if (const std::string_view pool = machine.first(attribute::memberOfPool); !pool.empty()) {

@@ -1,23 +1,25 @@
 // A machine as a listing shows it.
 #pragma once
 
-#include <map>
+#include <functional>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "framework/core/property_bag.h"
+#include "identity/user_information.h"
 #include "platform/ldap_session.h"
 #include "platform/sid.h"
 
 namespace wsadmin {
 
-// What a listing tells of an owner.
-struct MachineOwner {
-    std::wstring domain;  // DNS name
-    std::wstring account;
+struct SidHash {
+    std::size_t operator()(const platform::Sid& sid) const noexcept {
+        return std::hash<std::string>()(sid.bytes());
+    }
 };
-using MachineOwners = std::map<platform::Sid, MachineOwner>;
+using MachineOwners = std::unordered_map<platform::Sid, DomainAccount, SidHash>;
 
 // The attributes that a listing reads.
 std::vector<std::string> briefAttributes();

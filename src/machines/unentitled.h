@@ -4,9 +4,11 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "identity/user_information.h"
 #include "ldap/worker.h"
 #include "machines/entitlement_check.h"
 #include "machines/report.h"
@@ -28,18 +30,29 @@ class Unentitled : public Worker {
         std::string dn, displayName, name, moid, vmPath, pool;
         int flags = 0;  // assigned, checked out
     };
+    // A machine that somebody holds, until it is known whether the user is entitled.
+    struct Case {
+        MachineRecord machine;
+        platform::Sid user;
+        const DesktopEntry* desktop;
+    };
     struct ServerOfPool {
         std::string dn, url;
     };
 
     bool byUser() const { return request().getBool(L"listbyuser", true); }
+    // What is told of the users of the findings: read when these are complete, many at once.
+    void readReportedUsers();
     CORE::PropertyBag userBag(const platform::Sid& sid) const;
     CORE::PropertyBag desktopBag(platform::LdapSession& session, const std::string& dn);
 
-    // Decides on the machines of a page; they are one record each.
+    // Decides on the machines of a page, or lets them wait for users who are read many at once.
     void examine(const std::vector<platform::LdapEntry>& page, Desktops& desktops);
-    void addMachine(const platform::LdapEntry& machine, const platform::Sid& user,
-                    const DesktopEntry& desktop, int flags);
+    void examine(const platform::LdapEntry& machine, const DesktopEntry& desktop);
+    void decideWaiting();
+    void report(MachineRecord machine, const platform::Sid& user, const DesktopEntry& desktop);
+    // Certainly not entitled; that nobody could tell is logged.
+    bool isUnentitled(const platform::Sid& user, const DesktopEntry& desktop);
     CORE::PropertyBag machineBag(platform::LdapSession& session, const MachineRecord& machine);
     // The management server of a pool; nothing where the directory could not be asked.
     const std::optional<ServerOfPool>& serverOf(platform::LdapSession& session, const std::string& pool);
@@ -58,10 +71,14 @@ class Unentitled : public Worker {
 
     platform::DirectoryThread thread_;
     EntitlementCheck check_;
+    std::map<platform::Sid, UserInformation> users_;  // reported ones
     std::vector<Finding> findings_;
     std::vector<MachineRecord> machines_;
     std::map<std::string, CORE::PropertyBag> desktops_;  // records of reported ones, by the name
+    std::vector<Case> waiting_;
+    std::set<platform::Sid> unknown_;                                          // users that they wait for
     std::map<std::string, std::optional<ServerOfPool>, std::less<>> servers_;  // by the pool's name
+    std::map<std::string, std::string, std::less<>> serverUrls_;               // by the server's name
     std::vector<std::string> policies_;                                        // distinguished names
 };
 

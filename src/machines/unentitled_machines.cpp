@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <array>
 
 #include "ldap/layout.h"
@@ -63,10 +62,16 @@ std::wstring sentenceOf(std::wstring_view shared) {
 
 }  // namespace
 
+void Unentitled::readReportedUsers() {
+    std::vector<Sid> sids;
+    for (const Finding& finding : findings_) sids.push_back(finding.user);
+    users_ = readUsers(service(), sids);
+}
+
 PropertyBag Unentitled::userBag(const Sid& sid) const {
     PropertyBag bag;
-    if (const UserInformation* const user = check_.user(sid))
-        bag = renderUserInformation(*user, *service().platform().clock);
+    if (const auto user = users_.find(sid); user != users_.end())
+        bag = renderUserInformation(user->second, *service().platform().clock);
     bag.set(L"sid", std::string_view(sid.text()));
     return bag;
 }
@@ -101,6 +106,8 @@ void Unentitled::machines() {
         if (!*more) break;
         examine(page, desktops);
     }
+    decideWaiting();
+    readReportedUsers();
     result() = writeReport(
         findings_, byUser(),
         {.report = L"unentitled-machine-report",
@@ -112,48 +119,66 @@ void Unentitled::machines() {
 }
 
 void Unentitled::examine(const std::vector<LdapEntry>& page, Desktops& desktops) {
-    struct Case {
-        const LdapEntry* machine;
-        Holder holder;
-        const DesktopEntry* desktop;
-    };
-    std::vector<Case> cases;
-    std::vector<Sid> users;
+    std::vector<const LdapEntry*> held;
+    std::vector<std::string_view> pools;
     for (const LdapEntry& machine : page) {
         const std::string_view pool = machine.first(attribute::memberOfPool);
         if (flagsOf(machine) == 0 || pool.empty()) continue;
-        const DesktopEntry* const desktop = desktops.ofPool(pool);
-        if (!desktop) continue;
-        const auto holders = holdersOf(machine);
-        if (holders.empty()) logWarning(L"Failed to determine user for %s", machine.dn);
-        for (const Holder& holder : holders) {
-            cases.push_back({&machine, holder, desktop});
-            // Who stands on the list needs no look at the groups.
-            if (!desktop->members.contains(holder.user)) users.push_back(holder.user);
-        }
+        held.push_back(&machine);
+        pools.push_back(pool);
     }
-    check_.learn(users);
-    for (const Case& one : cases) {
-        const Entitled entitled = check_.check(one.holder.user, *one.desktop);
-        if (entitled == Entitled::no)
-            addMachine(*one.machine, one.holder.user, *one.desktop, one.holder.flags);
-        if (entitled == Entitled::unknown)
-            logWarning(L"Failed to determine whether %s is entitled to %s", one.holder.user.text(),
-                       one.desktop->dn);
+    desktops.learn(pools);
+    for (const LdapEntry* machine : held)
+        if (const auto* desktop = desktops.ofPool(machine->first(attribute::memberOfPool)))
+            examine(*machine, *desktop);
+    // The users of one page would be few in a search, once most of them are known.
+    constexpr std::size_t usersAtOnce = 1000, mostWaiting = 10000;
+    if (unknown_.size() >= usersAtOnce || waiting_.size() >= mostWaiting) decideWaiting();
+}
+
+void Unentitled::examine(const LdapEntry& machine, const DesktopEntry& desktop) {
+    const auto record = [&machine](int flags) {
+        const auto text = [&machine](const char* name) { return std::string(machine.first(name)); };
+        return MachineRecord{.dn = machine.dn,
+                             .displayName = text(attribute::displayName),
+                             .name = text(attribute::name),
+                             .moid = text(attribute::moid),
+                             .vmPath = text(attribute::vmPath),
+                             .pool = text(attribute::memberOfPool),
+                             .flags = flags};
+    };
+    const auto holders = holdersOf(machine);
+    if (holders.empty()) logWarning(L"Failed to determine user for %s", machine.dn);
+    for (const auto& [user, flags] : holders) {
+        // Who stands on the list needs no look at the groups.
+        if (desktop.members.contains(user)) continue;
+        if (!check_.learnt(user)) {
+            unknown_.insert(user);
+            waiting_.push_back({record(flags), user, &desktop});
+        } else if (isUnentitled(user, desktop)) {
+            report(record(flags), user, desktop);
+        }
     }
 }
 
-void Unentitled::addMachine(const LdapEntry& machine, const Sid& user, const DesktopEntry& desktop,
-                            int flags) {
+void Unentitled::decideWaiting() {
+    check_.learn({unknown_.begin(), unknown_.end()});
+    for (Case& one : waiting_)
+        if (isUnentitled(one.user, *one.desktop)) report(std::move(one.machine), one.user, *one.desktop);
+    unknown_.clear();
+    waiting_.clear();
+}
+
+bool Unentitled::isUnentitled(const Sid& user, const DesktopEntry& desktop) {
+    const Entitled entitled = check_.check(user, desktop);
+    if (entitled == Entitled::unknown)
+        logWarning(L"Failed to determine whether %s is entitled to %s", user.text(), desktop.dn);
+    return entitled == Entitled::no;
+}
+
+void Unentitled::report(MachineRecord machine, const Sid& user, const DesktopEntry& desktop) {
     findings_.push_back({user, desktop.dn, machines_.size()});
-    const auto text = [&machine](const char* name) { return std::string(machine.first(name)); };
-    machines_.push_back({.dn = machine.dn,
-                         .displayName = text(attribute::displayName),
-                         .name = text(attribute::name),
-                         .moid = text(attribute::moid),
-                         .vmPath = text(attribute::vmPath),
-                         .pool = text(attribute::memberOfPool),
-                         .flags = flags});
+    machines_.push_back(std::move(machine));
 }
 
 const std::optional<Unentitled::ServerOfPool>& Unentitled::serverOf(platform::LdapSession& session,
@@ -167,7 +192,9 @@ const std::optional<Unentitled::ServerOfPool>& Unentitled::serverOf(platform::Ld
     known->second.emplace();
     if (!entry || entry->empty()) return known->second;
     ServerOfPool server{.dn = std::string(entry->front().first(attribute::managementServer)), .url = {}};
-    if (!server.dn.empty()) {
+    if (const auto url = serverUrls_.find(server.dn); url != serverUrls_.end()) {
+        server.url = url->second;
+    } else if (!server.dn.empty()) {
         const auto found =
             readEntry(session, server.dn, "(objectclass=zre-Nodarium)", {attribute::managementUrl});
         if (!found && gone(found.error())) {
@@ -175,6 +202,7 @@ const std::optional<Unentitled::ServerOfPool>& Unentitled::serverOf(platform::Ld
             return known->second;
         }
         if (found && !found->empty()) server.url = found->front().first(attribute::managementUrl);
+        serverUrls_.emplace(server.dn, server.url);
     }
     known->second = std::move(server);
     return known->second;

@@ -59,6 +59,7 @@ void Unentitled::policies() {
     }
     logDebug(byUser() ? L"All link objects processed, preparing output (list by user)"
                       : L"All link objects processed, preparing output (list by desktop)");
+    readReportedUsers();
     result() = writeReport(
         findings_, byUser(),
         {.report = L"unentitled-policy-report",
@@ -105,23 +106,21 @@ void Unentitled::examine(UserPolicy policy, Desktops& desktops) {
     if (!determineUser(user)) return logWarning(L"Could not determine a DN for SID=%s", user.text());
     const DesktopEntry* const desktop = desktops.at(target);
     if (!desktop) return logWarning(L"Failed to determine desktop for %s", target);
-    const Entitled entitled = check_.check(user, *desktop);
-    if (entitled == Entitled::unknown)
-        logWarning(L"Failed to determine whether %s is entitled to %s", user.text(), desktop->dn);
-    if (entitled != Entitled::no) return;
+    if (!isUnentitled(user, *desktop)) return;
     findings_.push_back({user, desktop->dn, policies_.size()});
     policies_.push_back(std::move(policy.dn));
 }
 
 // The users were read already, all of a page in one search; the lines are those of a search for each.
 bool Unentitled::determineUser(const Sid& sid) const {
-    const UserInformation* const user = check_.user(sid);
-    if (user)
+    const std::string* const dn = check_.dnOf(sid);
+    if (dn)
         logDebug(L"Determining DN for sid=%s, using bind=%s, filter=%s", sid.text(),
-                 L"LDAP://" + user->domainFull, "(&(objectClass=user)(objectSid=" + sid.text() + "))");
+                 "LDAP://" + platform::dnsDomainOf(*dn),
+                 "(&(objectClass=user)(objectSid=" + sid.text() + "))");
     else
         logWarning(L"Error: Not found in Active Directory");
-    return user != nullptr;
+    return dn != nullptr;
 }
 
 }  // namespace wsadmin

@@ -1,0 +1,36 @@
+// "machine-list": machines as they come from the directory, with their owners, who are looked up many at
+// once.
+#pragma once
+
+#include <vector>
+
+#include "framework/core/property_bag.h"
+#include "ldap/service_context.h"
+#include "machines/machine_entry.h"
+#include "platform/ldap_session.h"
+#include "platform/sid.h"
+
+namespace wsadmin {
+
+// For one thread, which holds a DirectoryThread.
+class MachineListing {
+  public:
+    MachineListing(ServiceContext& service, bool full) : service_(service), full_(full) {}
+
+    void add(std::vector<platform::LdapEntry> page);
+    // The list, in the order of the directory.
+    CORE::PropertyBag finish();
+
+  private:
+    bool mayWait() const noexcept;
+    void renderWaiting();
+
+    ServiceContext& service_;
+    bool full_;
+    MachineOwners owners_;
+    std::vector<platform::Sid> unknown_;        // owners to be looked up
+    std::vector<platform::LdapEntry> waiting_;  // for the first of them, and what comes behind
+    CORE::PropertyBag list_;
+};
+
+}  // namespace wsadmin
