@@ -2,8 +2,11 @@
 // in the directory afterwards.
 #include <gtest/gtest.h>
 
+#include <condition_variable>
 #include <map>
+#include <mutex>
 #include <thread>
+#include <utility>
 
 #include "machines/handlers.h"
 #include "machines/machines_lab.h"
@@ -133,23 +136,73 @@ TEST(Ownership, IsTakenBackWhenAnotherRequestCameBetween) {
     }
 }
 
+// Requests that all have looked before the first of them writes.
+class Gate {
+  public:
+    explicit Gate(int count) : missing_(count) {}
+    void pass() {
+        std::unique_lock hold(mutex_);
+        if (--missing_ == 0) open_.notify_all();
+        open_.wait(hold, [this] { return missing_ <= 0; });
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable open_;
+    int missing_;
+};
+
+class GatedSession : public CountingSession {
+  public:
+    GatedSession(std::unique_ptr<platform::LdapSession> session, std::shared_ptr<LdapCounts> counts,
+                 std::shared_ptr<Gate> gate)
+        : CountingSession(std::move(session), std::move(counts)), gate_(std::move(gate)) {}
+    Done modify(const std::string& dn, const Modifications& changes, const Controls& controls) override {
+        if (const auto gate = std::exchange(gate_, nullptr)) gate->pass();
+        return CountingSession::modify(dn, changes, controls);
+    }
+
+  private:
+    std::shared_ptr<Gate> gate_;
+};
+
+class GatedClient : public platform::LdapClient {
+  public:
+    GatedClient(std::shared_ptr<LdapClient> client, std::shared_ptr<LdapCounts> counts, int sessions)
+        : client_(std::move(client)), counts_(std::move(counts)), gate_(std::make_shared<Gate>(sessions)) {}
+    Result<std::unique_ptr<platform::LdapSession>> open(const platform::LdapEndpoint& endpoint) override {
+        auto session = client_->open(endpoint);
+        if (!session) return session;
+        return std::make_unique<GatedSession>(std::move(*session), counts_, gate_);
+    }
+
+  private:
+    std::shared_ptr<LdapClient> client_;
+    std::shared_ptr<LdapCounts> counts_;
+    std::shared_ptr<Gate> gate_;
+};
+
 TEST(Ownership, NeverGivesAUserTwoMachinesOfAPool) {
+    constexpr int count = 8;
     std::string machines;
-    for (int i = 0; i < 8; ++i) machines += machine("vm" + std::to_string(i), "sales");
+    for (int i = 0; i < count; ++i) machines += machine("vm" + std::to_string(i), "sales");
     PeopleLab lab(officeWith(machines));
+    const auto client = lab.platform->ldap;
     const Attributes alice = {{"sid", sidOf(1001)}};
-    for (int round = 0; round < 20; ++round) {
-        std::vector<std::string> answers(8);
+    for (int round = 0; round < 10; ++round) {
+        lab.platform->ldap = std::make_shared<GatedClient>(client, lab.counts, count);
+        std::vector<std::string> answers(count);
         {
             std::vector<std::jthread> administrators;
-            for (int i = 0; i < 8; ++i)
+            for (std::size_t i = 0; i < count; ++i)
                 administrators.emplace_back([&lab, &alice, &answers, i] {
                     answers[i] = textOf(
                         setVMOwnership(*lab.service, bagOf(of("sales", "vm" + std::to_string(i)) + alice)));
                 });
         }
+        lab.platform->ldap = client;
         int owned = 0;
-        for (int i = 0; i < 8; ++i) {
+        for (std::size_t i = 0; i < count; ++i) {
             const std::string name = "vm" + std::to_string(i);
             const bool told = answers[i] == "textmessage=Successfully assigned machine to specified user";
             EXPECT_EQ(storedValues(lab, machineDn(name), "zre-SIDString"), told ? sidOf(1001) : "");
