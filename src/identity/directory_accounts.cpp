@@ -27,10 +27,6 @@ namespace {
 const std::vector<std::string> accountAttributes = {"objectSid", "objectClass", "groupType", "sAMAccountName",
                                                     "distinguishedName"};
 
-std::string equals(std::string_view attribute, std::wstring_view value) {
-    return "(" + std::string(attribute) + "=" + platform::escapeFilterValue(toUtf8(value)) + ")";
-}
-
 AccountKind kindOf(const DirectoryRow& row) {
     const auto is = [&row](std::string_view objectClass) {
         return std::ranges::any_of(row.all("objectClass"), [&](const platform::DirectoryValue& value) {
@@ -124,14 +120,15 @@ Result<Account> DirectoryAccounts::findInDomain(std::wstring_view domain, const 
     const std::wstring dns =
         domains()->names.contains(domain) ? domains()->dnsName(domain) : std::wstring(domain);
     if (dns.empty() || !domains()->all.contains(dns)) return refuse(platform::accountNoneMapped);
-    return search(ldapBinding(dns), equals("sAMAccountName", account));
+    return search(ldapBinding(dns), platform::filterTerm("sAMAccountName", toUtf8(account)));
 }
 
 Result<Account> DirectoryAccounts::findByPrincipalName(const std::wstring& upn) {
     Result<Account> outcome = refuse(platform::accountNoneMapped);
     for (const CORE::PropertyBag& list : {domains()->primary, domains()->trusted})
         for (const CORE::BagProperty& domain : list.props()) {
-            Result<Account> found = search(std::string(domain.value), equals("userPrincipalName", upn));
+            Result<Account> found =
+                search(std::string(domain.value), platform::filterTerm("userPrincipalName", toUtf8(upn)));
             if (found) return found;
             if (found.error().code != platform::accountNoneMapped) outcome = std::move(found);
         }

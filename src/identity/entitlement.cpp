@@ -137,7 +137,7 @@ std::optional<Entitlement::Rows> Entitlement::assignedEntitlements(DirectorySear
                 L"zre-GlobalEntitlementDN reference");
             continue;
         }
-        const std::string filter = "(distinguishedName=" + platform::escapeFilterValue(reference->dn) + ")";
+        const std::string filter = platform::filterTerm("distinguishedName", reference->dn);
         logDebug(L"Filter is %s", filter);
         auto found = queryRows(layer, QueryScope::subtree, filter, globalEntitlementAttributes(), 1);
         if (!found) {

@@ -122,7 +122,7 @@ Memberships::GroupNumbers Memberships::learnGroupsOf(const std::string& domain, 
         left = left.subspan(batch.size());
         std::string filter = "(&(objectClass=group)(|";
         for (const GroupNumber number : batch)
-            filter += "(distinguishedName=" + platform::escapeFilterValue(groups_[number].key) + ")";
+            filter += platform::filterTerm("distinguishedName", groups_[number].key);
         const auto rows = platform::readRows(*search, filter + "))", groupAttributes);
         if (!rows) {
             logWarning(L"Search failed on binding %s", binding);

@@ -98,7 +98,7 @@ std::vector<LocalGroup> localGroups(const std::vector<DirectoryRow>& rows) {
 Result<std::vector<LocalGroup>> groupsThatList(platform::DirectorySearch& search,
                                                std::span<const std::string> members) {
     std::string filter = "(&(objectClass=group)(|";
-    for (const std::string& dn : members) filter += "(member=" + platform::escapeFilterValue(dn) + ")";
+    for (const std::string& dn : members) filter += platform::filterTerm("member", dn);
     const auto rows =
         platform::readRows(search, filter + "))", {"distinguishedName", "groupType", "objectSID"});
     if (!rows) return fail(rows.error());

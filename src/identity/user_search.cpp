@@ -55,10 +55,6 @@ FoundSid searchDomains(ServiceContext& service, const PropertyBag& domains, cons
     return sid;
 }
 
-std::string term(std::string_view attribute, std::wstring_view value) {
-    return "(" + std::string(attribute) + "=" + platform::escapeFilterValue(toUtf8(value)) + ")";
-}
-
 std::string reversedDn(std::vector<std::string> components) {
     std::reverse(components.begin(), components.end());
     std::string text;
@@ -70,22 +66,24 @@ std::string reversedDn(std::vector<std::string> components) {
 
 FoundSid searchSidBySamAccountName(ServiceContext& service, std::wstring_view binding,
                                    std::wstring_view account, std::wstring_view domain) {
-    return searchDomains(service, oneDomain(domain, binding),
-                         "(&(objectClass=user)(|" + term("sAMAccountName", account) + "))");
+    return searchDomains(
+        service, oneDomain(domain, binding),
+        "(&(objectClass=user)(|" + platform::filterTerm("sAMAccountName", toUtf8(account)) + "))");
 }
 
 FoundSid searchSidByUpn(ServiceContext& service, const PropertyBag& domains, const PropertyBag& upns) {
     std::string filter = "(&(objectClass=user)(|";
     CORE::wstr upn;
     for (std::size_t position = 0; upns.getNext(L"upn", upn, position);)
-        if (!upn.empty()) filter += term("userPrincipalName", upn);
+        if (!upn.empty()) filter += platform::filterTerm("userPrincipalName", toUtf8(upn));
     return searchDomains(service, domains, filter + "))");
 }
 
 FoundSid searchSidByAltSecurityIdentity(ServiceContext& service, const PropertyBag& domains,
                                         std::wstring_view identity) {
-    return searchDomains(service, domains,
-                         "(&(objectClass=user)" + term("altSecurityIdentities", identity) + ")");
+    return searchDomains(
+        service, domains,
+        "(&(objectClass=user)" + platform::filterTerm("altSecurityIdentities", toUtf8(identity)) + ")");
 }
 
 Result<FoundSid> sidForUpnMostLikelyDomain(ServiceContext& service, const PropertyBag& request) {

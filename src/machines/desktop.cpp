@@ -24,10 +24,6 @@ std::string memberValue(const Sid& user) {
     return "<SID=" + user.text() + ">";
 }
 
-std::string term(const char* name, const std::string& value) {
-    return std::string("(") + name + "=" + platform::escapeFilterValue(value) + ")";
-}
-
 }  // namespace
 
 void Desktop::setDefaultDesktop() {
@@ -48,9 +44,10 @@ void Desktop::setDefaultDesktop() {
 
 Result<Desktop::Assignments> Desktop::assignments(LdapSession& session, const Sid& user,
                                                   const std::string& desktopDn) {
-    const std::string target = desktopDn.empty() ? std::string() : term(attribute::target, desktopDn);
+    const std::string target =
+        desktopDn.empty() ? std::string() : platform::filterTerm(attribute::target, desktopDn);
     const std::string filter = "(&(objectclass=zre-DesktopApplication-a)" + target +
-                               term(attribute::member, memberValue(user)) + ")";
+                               platform::filterTerm(attribute::member, memberValue(user)) + ")";
     auto found = session.search({.base = layout::under(layout::container::properties),
                                  .filter = filter,
                                  .attributes = {attribute::nameValuePair}});
@@ -68,8 +65,8 @@ bool Desktop::clearDefaults(LdapSession& session, const Sid& user) {
 }
 
 std::string Desktop::desktopDn(LdapSession& session, const CORE::wstr& name) {
-    const std::string filter =
-        "(&(objectclass=zre-DesktopApplication)" + term(attribute::cn, CORE::toUtf8(name)) + ")";
+    const std::string filter = "(&(objectclass=zre-DesktopApplication)" +
+                               platform::filterTerm(attribute::cn, CORE::toUtf8(name)) + ")";
     const auto found = session.search({.base = layout::under(layout::container::desktops),
                                        .filter = filter,
                                        .attributes = {attribute::cn}});

@@ -23,8 +23,7 @@ const std::vector<std::string> attributes = {layout::attribute::member};
 // The desktops of these pools.
 std::string filterOf(std::span<const std::string> poolDns) {
     std::string terms;
-    for (const std::string& dn : poolDns)
-        terms += "(" + (pools + ("=" + platform::escapeFilterValue(dn))) + ")";
+    for (const std::string& dn : poolDns) terms += platform::filterTerm(pools, dn);
     return "(&(objectclass=zre-DesktopApplication)" + (poolDns.size() > 1 ? "(|" + terms + ")" : terms) + ")";
 }
 

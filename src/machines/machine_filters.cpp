@@ -9,21 +9,19 @@ namespace wsadmin {
 
 namespace {
 
-std::string equals(std::string_view attribute, std::string_view value) {
-    return std::string(attribute) + "=" + platform::escapeFilterValue(value);
-}
-
 std::vector<std::string> termsOf(const MachineCriteria& criteria) {
     std::vector<std::string> terms;
-    if (criteria.name) terms.push_back(equals(layout::attribute::displayName, *criteria.name));
-    if (criteria.owner) terms.push_back(equals(layout::attribute::ownerSid, criteria.owner->text()));
-    if (criteria.pool) terms.push_back(equals(layout::attribute::memberOfPool, poolDn(*criteria.pool)));
+    if (criteria.name) terms.push_back(platform::filterTerm(layout::attribute::displayName, *criteria.name));
+    if (criteria.owner)
+        terms.push_back(platform::filterTerm(layout::attribute::ownerSid, criteria.owner->text()));
+    if (criteria.pool)
+        terms.push_back(platform::filterTerm(layout::attribute::memberOfPool, poolDn(*criteria.pool)));
     return terms;
 }
 
 std::string joined(const std::vector<std::string>& terms) {
     std::string text;
-    for (const std::string& term : terms) text += "(" + term + ")";
+    for (const std::string& term : terms) text += term;
     return text;
 }
 
@@ -45,8 +43,8 @@ std::string poolMachineFilter(const MachineCriteria& criteria) {
 }
 
 std::string virtualMachineFilter(std::string_view name, std::string_view pool) {
-    return "(&(objectclass=zre-VM)(" + equals(layout::attribute::displayName, name) + ")(" +
-           equals(layout::attribute::memberOfPool, poolDn(pool)) + "))";
+    return "(&(objectclass=zre-VM)" + platform::filterTerm(layout::attribute::displayName, name) +
+           platform::filterTerm(layout::attribute::memberOfPool, poolDn(pool)) + ")";
 }
 
 }  // namespace wsadmin

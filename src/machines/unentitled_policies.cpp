@@ -1,8 +1,3 @@
-#include <algorithm>
-
-#include "identity/accounts.h"
-#include "identity/domain_bindings.h"
-#include "ldap/connection_mgr.h"
 #include "ldap/layout.h"
 #include "ldap/search.h"
 #include "machines/policy_record.h"

@@ -123,7 +123,7 @@ Result<void> AttributeTypes::learn(LdapSession& session, const std::vector<std::
     LdapSearchResult found;
     if (!schemaDn.empty()) {
         std::string filter = "(|";
-        for (const std::string& name : unknown) filter += "(lDAPDisplayName=" + escapeFilterValue(name) + ")";
+        for (const std::string& name : unknown) filter += filterTerm("lDAPDisplayName", name);
         auto schema = session.search({.base = schemaDn,
                                       .scope = LdapScope::oneLevel,
                                       .filter = filter + ")",

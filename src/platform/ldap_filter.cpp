@@ -279,4 +279,8 @@ std::string escapeFilterValue(std::string_view value) {
     return out;
 }
 
+std::string filterTerm(std::string_view attribute, std::string_view value) {
+    return "(" + std::string(attribute) + "=" + escapeFilterValue(value) + ")";
+}
+
 }  // namespace wsadmin::platform

@@ -69,6 +69,8 @@ std::string filterToText(const Filter& filter);  // strict RFC 4515
 // The strict form of a lax filter, for client libraries that refuse the lax one.
 Result<std::string> normaliseFilter(std::string_view text);
 std::string escapeFilterValue(std::string_view value);
+// "(attribute=value)", the value escaped.
+std::string filterTerm(std::string_view attribute, std::string_view value);
 
 // --- the paged-results control
 
