@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "ldap/connection_mgr.h"
-#include "platform/system_clock.h"
+#include "platform/portable/system_clock.h"
 
 namespace {
 

@@ -24,8 +24,8 @@
 #include "framework/core/plugin_api.h"
 #include "identity/accounts.h"
 #include "identity/entitlement_filters.h"
-#include "platform/hex.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/text/hex.h"
 #include "support/test_service.h"
 
 namespace {

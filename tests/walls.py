@@ -9,17 +9,21 @@ import tempfile
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORKERS = ["identity", "machines", "federation", "netsec", "clientauth", "maintenance"]
 GROUND = "framework/core"
-PORTS = ["platform"]
+TEXTS = ["platform/ldap", "platform/text"]
+PORTS = ["platform", "platform/module"] + TEXTS
+ADAPTERS = ["platform/windows", "platform/posix", "platform/lab"]
 DIRECTORIES = ["ldap"]
 
 # What a folder may include besides itself. `identity` serves three workers through its headers.
 FLOORS = {
     GROUND: [],
-    "platform": [GROUND],
-    "platform/windows": PORTS + [GROUND],
-    "platform/posix": PORTS + [GROUND],
-    "platform/lab": PORTS + [GROUND],
-    "platform/factory": PORTS + [GROUND, "platform/windows", "platform/posix", "platform/lab"],
+    "platform": TEXTS + [GROUND],
+    "platform/text": ["platform", GROUND],
+    "platform/module": [GROUND],
+    "platform/ldap": PORTS + [GROUND],
+    "platform/portable": PORTS + [GROUND],
+    **{adapter: PORTS + [GROUND, "platform/portable"] for adapter in ADAPTERS},
+    "platform/factory": PORTS + [GROUND, "platform/portable"] + ADAPTERS,
     "ldap": PORTS + [GROUND],
     **{worker: DIRECTORIES + PORTS + [GROUND] for worker in WORKERS},
     "framework": WORKERS + DIRECTORIES + PORTS + [GROUND],
@@ -95,6 +99,8 @@ SELF_TEST = [  # file, line, does it break a wall
     ("src/framework/a.cpp", '#include "platform/lab/lab_platform.h"', True),
     ("src/platform/factory/a.cpp", '#include "platform/lab/lab_platform.h"', False),
     ("src/host/a.cpp", '#include "platform/platform.h"', True),
+    ("src/identity/a.cpp", '#include "platform/portable/portable_directory.h"', True),
+    ("src/platform/lab/a.cpp", '#include "platform/portable/system_clock.h"', False),
     ("src/winauth/a.cpp", '#include "ldap/search.h"', True),
     ("src/platform/a.h", '#  include <Windows.h>', True),
     ("src/platform/windows/a.h", "#include <windows.h>", False),

@@ -4,8 +4,8 @@
 #include "framework/core/plugin_api.h"
 #include "framework/plugin_description.h"
 #include "framework/ws_admin_plugin.h"
-#include "platform/module_attach.h"
-#include "platform/module_export.h"
+#include "platform/module/module_attach.h"
+#include "platform/module/module_export.h"
 
 CORE::mfwPluginDll& wsadmin::modulePlugin() {
     static ws_admin_plugin plugin;

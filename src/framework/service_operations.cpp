@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "ldap/handlers.h"
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

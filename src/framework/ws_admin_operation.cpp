@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 #include "platform/platform.h"
 
 namespace wsadmin {

@@ -2,7 +2,7 @@
 
 #include "framework/core/coreexception.h"
 #include "framework/ws_admin_service.h"
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 #include "platform/platform.h"
 
 namespace wsadmin {

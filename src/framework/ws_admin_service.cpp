@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "framework/ws_admin_operation.h"
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

@@ -1,7 +1,7 @@
 #include "identity/accounts.h"
 
 #include "identity/directory_accounts.h"
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

@@ -6,7 +6,7 @@
 
 #include "ldap/service_context.h"
 #include "platform/accounts.h"
-#include "platform/sid.h"
+#include "platform/ldap/sid.h"
 
 namespace wsadmin {
 

@@ -8,7 +8,7 @@
 #include "identity/user_groups.h"
 #include "ldap/directory_query.h"
 #include "ldap/layout.h"
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

@@ -6,7 +6,7 @@
 #include "identity/sid_search.h"
 #include "identity/user_groups.h"
 #include "ldap/connection_mgr.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin {
 
@@ -16,7 +16,6 @@ using platform::Account;
 using platform::AccountKind;
 using platform::AccountName;
 using platform::AccountRoom;
-using platform::DirectoryRow;
 using platform::LogonStep;
 using platform::Sid;
 using platform::Token;
@@ -109,7 +108,7 @@ Result<Account> DirectoryAccounts::search(const std::string& binding, const std:
     if (!pool) return refuse(platform::accountNoServer);
     const PooledSearch search(*pool, pool->getConnection(binding));
     if (!search) return refuse(platform::accountNoServer);
-    const auto rows = platform::readRows(*search, filter, accountAttributes, 1);
+    const auto rows = readRows(*search, filter, accountAttributes, 1);
     if (!rows) return refuse(platform::accountNoServer);
     const auto sid = rows->empty() ? std::nullopt : Sid::fromBytes(rows->front().text("objectSid"));
     if (!sid) return refuse(platform::accountNoneMapped);

@@ -3,7 +3,7 @@
 #include <array>
 
 #include "ldap/domain.h"
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

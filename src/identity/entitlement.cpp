@@ -8,12 +8,11 @@
 #include "ldap/directory_query.h"
 #include "ldap/directory_session.h"
 #include "ldap/layout.h"
-#include "platform/ldap_text.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 
-using platform::DirectoryRow;
 using platform::DirectorySearch;
 using platform::DirectoryThread;
 

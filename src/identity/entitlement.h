@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "identity/entitlement_filters.h"
+#include "ldap/directory_rows.h"
 #include "ldap/worker.h"
-#include "platform/directory_rows.h"
 
 namespace wsadmin {
 
@@ -22,7 +22,7 @@ class Entitlement : public Worker {
     void globalDesktops();  // the federation's entitlements, each an "entitlement"
 
   private:
-    using Rows = std::vector<platform::DirectoryRow>;
+    using Rows = std::vector<DirectoryRow>;
     using FilterBuilder = std::string (*)(const SidList& sids);
     struct Query {
         FilterBuilder filter;

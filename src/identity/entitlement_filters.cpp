@@ -2,7 +2,7 @@
 
 #include "identity/principals.h"
 #include "ldap/layout.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin {
 

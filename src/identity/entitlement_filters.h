@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/sid.h"
+#include "platform/ldap/sid.h"
 
 namespace wsadmin {
 

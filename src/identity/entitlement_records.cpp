@@ -4,13 +4,12 @@
 #include <iterator>
 
 #include "ldap/layout.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin {
 
 using CORE::PropertyBag;
 using platform::DirectoryName;
-using platform::DirectoryRow;
 using platform::Dn;
 namespace attribute = layout::attribute;
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "framework/core/property_bag.h"
-#include "platform/directory_rows.h"
+#include "ldap/directory_rows.h"
 
 namespace wsadmin {
 
@@ -36,9 +36,9 @@ const std::vector<std::string>& packageAttributes();  // of an entitlement, with
 const std::vector<std::string>& globalEntitlementAttributes();
 const std::vector<std::string>& adminRoleAttributes();
 
-EntitlementRecord entitlementOf(const platform::DirectoryRow& row);
-GlobalEntitlementRecord globalEntitlementOf(const platform::DirectoryRow& row);
-AdminRoleRecord adminRoleOf(const platform::DirectoryRow& row);
+EntitlementRecord entitlementOf(const DirectoryRow& row);
+GlobalEntitlementRecord globalEntitlementOf(const DirectoryRow& row);
+AdminRoleRecord adminRoleOf(const DirectoryRow& row);
 
 CORE::PropertyBag render(const EntitlementRecord& record);
 CORE::PropertyBag render(const GlobalEntitlementRecord& record);

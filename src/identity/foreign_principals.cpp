@@ -8,8 +8,8 @@
 #include "identity/user_information.h"
 #include "ldap/layout.h"
 #include "ldap/name_value.h"
-#include "platform/ldap_text.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

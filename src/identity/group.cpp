@@ -3,7 +3,7 @@
 #include "identity/accounts.h"
 #include "identity/domain_bindings.h"
 #include "identity/user_groups.h"
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

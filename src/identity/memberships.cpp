@@ -6,12 +6,11 @@
 
 #include "identity/sid_search.h"
 #include "ldap/connection_mgr.h"
-#include "platform/ldap_text.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 
-using platform::DirectoryRow;
 using platform::Sid;
 
 namespace {
@@ -123,7 +122,7 @@ Memberships::GroupNumbers Memberships::learnGroupsOf(const std::string& domain, 
         std::string filter = "(&(objectClass=group)(|";
         for (const GroupNumber number : batch)
             filter += platform::filterTerm("distinguishedName", groups_[number].key);
-        const auto rows = platform::readRows(*search, filter + "))", groupAttributes);
+        const auto rows = readRows(*search, filter + "))", groupAttributes);
         if (!rows) {
             logWarning(L"Search failed on binding %s", binding);
             break;

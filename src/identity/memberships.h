@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "identity/domain_bindings.h"
+#include "ldap/directory_rows.h"
 #include "ldap/service_context.h"
-#include "platform/directory_rows.h"
-#include "platform/sid.h"
+#include "platform/ldap/sid.h"
 
 namespace wsadmin {
 
@@ -50,9 +50,9 @@ class Memberships {
     };
 
     GroupNumber numberOf(const std::string& dn);
-    GroupNumbers groupsAbove(const platform::DirectoryRow& row);
+    GroupNumbers groupsAbove(const DirectoryRow& row);
     // Keeps what was found of a group, and answers the groups above it.
-    const GroupNumbers& take(const platform::DirectoryRow& row);
+    const GroupNumbers& take(const DirectoryRow& row);
     void addPrimaryGroups(const std::vector<platform::Sid>& users);
     // Reads these groups and all above them, those that were asked for already excepted.
     void learnGroups(GroupNumbers numbers);

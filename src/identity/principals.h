@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "framework/core/property_bag.h"
+#include "platform/ldap/sid.h"
 #include "platform/result.h"
-#include "platform/sid.h"
 
 namespace wsadmin {
 

@@ -5,9 +5,9 @@
 #include <span>
 
 #include "ldap/connection_mgr.h"
-#include "platform/hex.h"
-#include "platform/ldap_text.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/module/module_log.h"
+#include "platform/text/hex.h"
 
 namespace wsadmin {
 
@@ -73,13 +73,13 @@ class SidSearch {
         for (std::span<const Sid> left = missing_; !left.empty();) {
             const auto batch = left.first(std::min(left.size(), sidsAtOnce));
             left = left.subspan(batch.size());
-            auto rows = platform::readRows(*search, filterOf(batch), attributes);
+            auto rows = readRows(*search, filterOf(batch), attributes);
             if (!rows) {
                 logWarning(L"Search failed on binding %s", binding);
                 skipped_ = true;
                 return found;
             }
-            for (platform::DirectoryRow& row : *rows)
+            for (DirectoryRow& row : *rows)
                 if (const auto sid = Sid::fromBytes(row.text(sidAttribute)))
                     found.emplace(*sid, std::move(row));
         }

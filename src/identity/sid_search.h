@@ -6,12 +6,12 @@
 #include <vector>
 
 #include "identity/domain_bindings.h"
-#include "platform/directory_rows.h"
-#include "platform/sid.h"
+#include "ldap/directory_rows.h"
+#include "platform/ldap/sid.h"
 
 namespace wsadmin {
 
-using RowsBySid = std::map<platform::Sid, platform::DirectoryRow>;
+using RowsBySid = std::map<platform::Sid, DirectoryRow>;
 
 // How many SIDs one search asks for.
 inline constexpr std::size_t sidsAtOnce = 250;

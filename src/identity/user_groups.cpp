@@ -7,13 +7,12 @@
 
 #include "identity/domain_bindings.h"
 #include "ldap/connection_mgr.h"
-#include "platform/ldap_text.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 
 using platform::DirectoryColumn;
-using platform::DirectoryRow;
 using platform::DirectoryValue;
 using platform::Sid;
 
@@ -99,8 +98,7 @@ Result<std::vector<LocalGroup>> groupsThatList(platform::DirectorySearch& search
                                                std::span<const std::string> members) {
     std::string filter = "(&(objectClass=group)(|";
     for (const std::string& dn : members) filter += platform::filterTerm("member", dn);
-    const auto rows =
-        platform::readRows(search, filter + "))", {"distinguishedName", "groupType", "objectSID"});
+    const auto rows = readRows(search, filter + "))", {"distinguishedName", "groupType", "objectSID"});
     if (!rows) return fail(rows.error());
     return localGroups(*rows);
 }

@@ -6,8 +6,8 @@
 
 #include "identity/user_information.h"
 #include "ldap/service_context.h"
+#include "platform/ldap/sid.h"
 #include "platform/result.h"
-#include "platform/sid.h"
 
 namespace wsadmin {
 

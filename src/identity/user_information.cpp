@@ -4,13 +4,12 @@
 #include <limits>
 
 #include "identity/sid_search.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin {
 
 using CORE::PropertyBag;
 using CORE::toWide;
-using platform::DirectoryRow;
 using platform::Sid;
 
 namespace {

@@ -9,10 +9,10 @@
 
 #include "framework/core/property_bag.h"
 #include "identity/domain_bindings.h"
+#include "ldap/directory_rows.h"
 #include "ldap/service_context.h"
 #include "platform/clock.h"
-#include "platform/directory_rows.h"
-#include "platform/sid.h"
+#include "platform/ldap/sid.h"
 
 namespace wsadmin {
 
@@ -36,7 +36,7 @@ CORE::PropertyBag renderUserInformation(const UserInformation& user, const platf
 
 // The attributes that the information is made of, and the information of an entry that has them.
 const std::vector<std::string>& userAttributes();
-UserInformation userInformationOf(const platform::Sid& sid, const platform::DirectoryRow& row,
+UserInformation userInformationOf(const platform::Sid& sid, const DirectoryRow& row,
                                   const DomainBindings& domains);
 
 // The users with these SIDs that are found, by SID. The primary domain's forest and then the trusted domains

@@ -5,9 +5,9 @@
 
 #include "identity/domain_bindings.h"
 #include "ldap/connection_mgr.h"
-#include "platform/directory_rows.h"
-#include "platform/ldap_text.h"
-#include "platform/module_log.h"
+#include "ldap/directory_rows.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 
@@ -30,7 +30,7 @@ FoundSid searchBinding(ConnectionMgr& pool, const std::string& binding, const st
         logWarning(L"Bind to %s failed", binding);
         return std::nullopt;
     }
-    const auto rows = platform::readRows(*search, filter, {sidAttribute}, 1);
+    const auto rows = readRows(*search, filter, {sidAttribute}, 1);
     if (!rows) {
         logWarning(L"Search failed on binding %s", binding);
         return std::nullopt;

@@ -8,8 +8,8 @@
 
 #include "framework/core/property_bag.h"
 #include "ldap/service_context.h"
+#include "platform/ldap/sid.h"
 #include "platform/result.h"
-#include "platform/sid.h"
 
 namespace wsadmin {
 

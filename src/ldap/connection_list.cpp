@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

@@ -1,10 +1,9 @@
 #include "ldap/directory_query.h"
 
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 
-using platform::DirectoryRow;
 using platform::DirectorySearch;
 using platform::SearchPreference;
 
@@ -16,7 +15,7 @@ Result<std::vector<DirectoryRow>> readAll(DirectorySearch& base, QueryScope scop
         return fail(set.error());
     if (auto set = base.setPreference(SearchPreference::pageSize, queryPageSize); !set)
         return fail(set.error());
-    return platform::readRows(base, filter, attributes, most);
+    return readRows(base, filter, attributes, most);
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/directory_rows.h"
+#include "ldap/directory_rows.h"
 
 namespace wsadmin {
 
@@ -21,9 +21,8 @@ std::string federationPath(const std::string& dn);
 Result<std::shared_ptr<platform::DirectorySearch>> openQuery(platform::DirectoryServices& services,
                                                              const std::string& path);
 // All rows below an opened base, or as many as `most` (0: no limit). Failures are logged.
-Result<std::vector<platform::DirectoryRow>> queryRows(platform::DirectorySearch& base, QueryScope scope,
-                                                      const std::string& filter,
-                                                      const std::vector<std::string>& attributes,
-                                                      std::size_t most = 0);
+Result<std::vector<DirectoryRow>> queryRows(platform::DirectorySearch& base, QueryScope scope,
+                                            const std::string& filter,
+                                            const std::vector<std::string>& attributes, std::size_t most = 0);
 
 }  // namespace wsadmin

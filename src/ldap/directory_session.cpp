@@ -1,6 +1,6 @@
 #include "ldap/directory_session.h"
 
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 namespace {

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <cmath>
 
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

@@ -5,7 +5,7 @@
 #include "framework/core/message.h"
 #include "ldap/authentication_client.h"
 #include "ldap/concurrently.h"
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

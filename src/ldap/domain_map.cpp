@@ -1,8 +1,8 @@
 #include "ldap/domain_map.h"
 
 #include "framework/core/corestring.h"
-#include "platform/ldap_text.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

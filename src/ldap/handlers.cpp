@@ -2,7 +2,7 @@
 
 #include "ldap/domain.h"
 #include "ldap/domain_config.h"
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

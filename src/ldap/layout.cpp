@@ -1,7 +1,7 @@
 #include "ldap/layout.h"
 
 #include "framework/core/corestring.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin::layout {
 

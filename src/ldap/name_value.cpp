@@ -1,7 +1,7 @@
 #include "ldap/name_value.h"
 
 #include "framework/core/corestring.h"
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 namespace {

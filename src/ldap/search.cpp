@@ -4,7 +4,7 @@
 #include <iterator>
 #include <utility>
 
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

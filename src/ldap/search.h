@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/ldap_pages.h"
+#include "platform/ldap/ldap_pages.h"
 #include "platform/ldap_session.h"
 
 namespace wsadmin {

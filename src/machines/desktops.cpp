@@ -5,9 +5,9 @@
 
 #include "ldap/layout.h"
 #include "ldap/search.h"
-#include "platform/ldap_ranges.h"
-#include "platform/ldap_text.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_ranges.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/ldap/sid.h"
 #include "platform/ldap_session.h"
-#include "platform/sid.h"
 
 namespace wsadmin {
 

@@ -9,8 +9,8 @@
 
 #include "framework/core/property_bag.h"
 #include "identity/user_information.h"
+#include "platform/ldap/sid.h"
 #include "platform/ldap_session.h"
-#include "platform/sid.h"
 
 namespace wsadmin {
 

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "ldap/layout.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/sid.h"
+#include "platform/ldap/sid.h"
 
 namespace wsadmin {
 

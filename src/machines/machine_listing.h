@@ -7,8 +7,8 @@
 #include "framework/core/property_bag.h"
 #include "ldap/service_context.h"
 #include "machines/machine_entry.h"
+#include "platform/ldap/sid.h"
 #include "platform/ldap_session.h"
-#include "platform/sid.h"
 
 namespace wsadmin {
 

@@ -3,8 +3,8 @@
 #include "ldap/layout.h"
 #include "ldap/search.h"
 #include "machines/machine.h"
-#include "platform/ldap_text.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

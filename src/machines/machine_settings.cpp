@@ -3,7 +3,7 @@
 #include "ldap/search.h"
 #include "machines/machine.h"
 #include "machines/machine_entry.h"
-#include "platform/network_address.h"
+#include "platform/text/network_address.h"
 
 namespace wsadmin {
 

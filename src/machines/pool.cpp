@@ -6,7 +6,7 @@
 #include "ldap/layout.h"
 #include "ldap/search.h"
 #include "machines/machine_filters.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin {
 

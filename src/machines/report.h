@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "framework/core/property_bag.h"
-#include "platform/sid.h"
+#include "platform/ldap/sid.h"
 
 namespace wsadmin {
 

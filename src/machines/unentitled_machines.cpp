@@ -5,8 +5,8 @@
 #include "machines/machine_entry.h"
 #include "machines/machine_filters.h"
 #include "machines/unentitled.h"
-#include "platform/ldap_text.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

@@ -2,8 +2,8 @@
 #include "ldap/search.h"
 #include "machines/policy_record.h"
 #include "machines/unentitled.h"
-#include "platform/ldap_text.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

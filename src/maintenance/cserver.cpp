@@ -3,7 +3,7 @@
 #include "ldap/layout.h"
 #include "ldap/search.h"
 #include "maintenance/attribute_write.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin {
 

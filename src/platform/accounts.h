@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/ldap/sid.h"
 #include "platform/result.h"
-#include "platform/sid.h"
 
 namespace wsadmin::platform {
 

@@ -1,5 +1,5 @@
 // The module's plug-in.
-#include "platform/module_attach.h"
+#include "platform/module/module_attach.h"
 #include "winauth/winauth_plugin.h"
 
 CORE::mfwPluginDll& wsadmin::modulePlugin() {

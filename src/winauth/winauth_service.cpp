@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 #include "winauth/known_domains.h"
 
 namespace wsadmin {

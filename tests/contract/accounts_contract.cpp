@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "contract/directory_under_test.h"
-#include "platform/sid.h"
+#include "platform/ldap/sid.h"
 
 namespace wsadmin::platform {
 namespace {

@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "contract/services_under_test.h"
-#include "platform/portable_directory.h"
+#include "platform/portable/portable_directory.h"
 #include "platform/windows/windows_platform.h"
 
 namespace wsadmin::platform {

@@ -6,8 +6,8 @@
 
 #include "platform/lab/directory_server.h"
 #include "platform/lab/syntax.h"
-#include "platform/sid.h"
-#include "platform/system_clock.h"
+#include "platform/ldap/sid.h"
+#include "platform/portable/system_clock.h"
 #ifdef _WIN32
 #include "platform/windows/windows_platform.h"
 namespace real = wsadmin::platform::windows;

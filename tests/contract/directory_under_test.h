@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/ldap/ldap_text.h"
 #include "platform/ldap_session.h"
-#include "platform/ldap_text.h"
 
 namespace wsadmin::platform {
 

@@ -3,8 +3,8 @@
 
 #include "contract/services_under_test.h"
 #include "platform/lab/directory_server.h"
-#include "platform/portable_directory.h"
-#include "platform/system_clock.h"
+#include "platform/portable/portable_directory.h"
+#include "platform/portable/system_clock.h"
 #include "support/counting_ldap.h"
 #include "support/scripted_ldap.h"
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/portable_directory.h"
+#include "platform/portable/portable_directory.h"
 #if defined(_WIN32)
 #include "platform/windows/windows_platform.h"
 #endif

@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "contract/services_under_test.h"
-#include "platform/portable_directory.h"
+#include "platform/portable/portable_directory.h"
 
 namespace wsadmin::platform {
 namespace {

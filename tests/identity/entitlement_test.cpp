@@ -11,7 +11,6 @@
 using namespace wstest;
 using namespace wsadmin;
 using platform::DirectoryName;
-using platform::DirectoryRow;
 using platform::Sid;
 using testing::UnorderedElementsAre;
 

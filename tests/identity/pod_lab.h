@@ -9,7 +9,7 @@
 
 #include "identity/requests.h"
 #include "platform/platform.h"
-#include "platform/portable_directory.h"
+#include "platform/portable/portable_directory.h"
 #include "support/counting_ldap.h"
 #include "support/domain_workers.h"
 #include "support/temp_folder.h"

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin::platform {
 namespace {

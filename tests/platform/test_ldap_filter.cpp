@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "platform/ldap/ldap_text.h"
 #include "platform/ldap_session.h"
-#include "platform/ldap_text.h"
 
 namespace wsadmin::platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/ldap_request.h"
+#include "platform/ldap/ldap_request.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/network_address.h"
+#include "platform/text/network_address.h"
 
 #include <gtest/gtest.h>
 

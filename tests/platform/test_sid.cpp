@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "platform/sid.h"
+#include "platform/ldap/sid.h"
 
 namespace wsadmin::platform {
 namespace {

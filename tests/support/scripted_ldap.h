@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/ldap/ldap_text.h"
 #include "platform/ldap_session.h"
-#include "platform/ldap_text.h"
 
 namespace wstest {
 

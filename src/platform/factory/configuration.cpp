@@ -5,9 +5,9 @@
 #include <iterator>
 
 #include "platform/factory/paths.h"
-#include "platform/ldap_request.h"
-#include "platform/module_log.h"
-#include "platform/toml_section.h"
+#include "platform/ldap/ldap_request.h"
+#include "platform/module/module_log.h"
+#include "platform/text/toml_section.h"
 
 namespace wsadmin::platform {
 

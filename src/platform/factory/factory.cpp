@@ -3,9 +3,9 @@
 #include "platform/factory/paths.h"
 #include "platform/factory/routed_ldap_client.h"
 #include "platform/lab/lab_platform.h"
-#include "platform/ldap_request.h"
+#include "platform/ldap/ldap_request.h"
 #include "platform/platform.h"
-#include "platform/portable_directory.h"
+#include "platform/portable/portable_directory.h"
 
 #if defined(_WIN32)
 #include "platform/windows/windows_platform.h"

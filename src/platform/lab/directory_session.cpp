@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/ldap_request.h"
+#include "platform/ldap/ldap_request.h"
 
 namespace wsadmin::platform::lab {
 

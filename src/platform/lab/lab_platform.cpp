@@ -6,7 +6,7 @@
 
 #include "framework/core/corestring.h"
 #include "platform/lab/simulated_machine.h"
-#include "platform/system_clock.h"
+#include "platform/portable/system_clock.h"
 
 namespace wsadmin::platform::lab {
 

@@ -5,7 +5,7 @@
 #include <set>
 
 #include "framework/core/corestring.h"
-#include "platform/toml_section.h"
+#include "platform/text/toml_section.h"
 
 namespace wsadmin::platform::lab {
 

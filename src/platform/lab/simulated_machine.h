@@ -6,8 +6,8 @@
 #include <mutex>
 
 #include "platform/lab/machine_file.h"
-#include "platform/memory_registry.h"
 #include "platform/platform.h"
+#include "platform/portable/memory_registry.h"
 
 namespace wsadmin::platform::lab {
 

@@ -14,9 +14,9 @@
 #include "platform/lab/index.h"
 #include "platform/lab/schema.h"
 #include "platform/lab/tree.h"
+#include "platform/ldap/sid.h"
 #include "platform/ldap_session.h"
 #include "platform/result.h"
-#include "platform/sid.h"
 
 namespace wsadmin::platform::lab {
 

@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "framework/core/corestring.h"
-#include "platform/sid.h"
+#include "platform/ldap/sid.h"
 
 namespace wsadmin::platform::lab {
 

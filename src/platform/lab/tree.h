@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "platform/lab/packed_entry.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin::platform::lab {
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/ldap_request.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_request.h"
+#include "platform/module/module_log.h"
 #include "platform/posix/ldap_connection.h"
 
 namespace wsadmin::platform::posix {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/ldap_request.h"
+#include "platform/ldap/ldap_request.h"
 #include "platform/posix/ldap_connection.h"
 #include "platform/posix/pipe_signal.h"
 #include "platform/posix/posix_platform.h"

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "platform/ldap_request.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_request.h"
+#include "platform/module/module_log.h"
 #include "platform/posix/pipe_signal.h"
 
 namespace wsadmin::platform::posix {

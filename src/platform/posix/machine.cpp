@@ -8,10 +8,10 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/memory_registry.h"
+#include "platform/portable/memory_registry.h"
+#include "platform/portable/system_clock.h"
 #include "platform/posix/posix_platform.h"
 #include "platform/posix/system_failure.h"
-#include "platform/system_clock.h"
 
 namespace wsadmin::platform::posix {
 

@@ -1,4 +1,4 @@
-#include "platform/module_attach.h"
+#include "platform/module/module_attach.h"
 
 namespace {
 

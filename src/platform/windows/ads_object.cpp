@@ -1,6 +1,6 @@
 // Objects by ADSI.
 
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 #include "platform/windows/ads_directory.h"
 #include "platform/windows/ads_values.h"
 

@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/ldap_request.h"
+#include "platform/ldap/ldap_request.h"
 #include "platform/windows/ldap_connection.h"
 #include "platform/windows/windows_platform.h"
 

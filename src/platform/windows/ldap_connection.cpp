@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "platform/ldap_request.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_request.h"
+#include "platform/module/module_log.h"
 #include "platform/windows/wide_secret.h"
 
 namespace wsadmin::platform::windows {

@@ -7,7 +7,7 @@
 
 #include <array>
 
-#include "platform/system_clock.h"
+#include "platform/portable/system_clock.h"
 #include "platform/windows/accounts.h"
 #include "platform/windows/windows_platform.h"
 

@@ -1,6 +1,6 @@
 #include "framework/core/asio_parts.h"  // first: it says how asio allocates
 //
-#include "platform/network_address.h"
+#include "platform/text/network_address.h"
 
 #include <algorithm>
 #include <asio/ip/address.hpp>

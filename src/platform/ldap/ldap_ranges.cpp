@@ -1,4 +1,4 @@
-#include "platform/ldap_ranges.h"
+#include "platform/ldap/ldap_ranges.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "platform/directory_types.h"
+#include "platform/portable/directory_types.h"
 
 #include <algorithm>
 #include <array>
@@ -7,7 +7,7 @@
 #include <optional>
 #include <utility>
 
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin::platform {
 

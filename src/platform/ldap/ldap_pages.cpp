@@ -1,9 +1,9 @@
-#include "platform/ldap_pages.h"
+#include "platform/ldap/ldap_pages.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin::platform {
 namespace {

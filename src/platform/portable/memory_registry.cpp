@@ -1,4 +1,4 @@
-#include "platform/memory_registry.h"
+#include "platform/portable/memory_registry.h"
 
 #include <algorithm>
 

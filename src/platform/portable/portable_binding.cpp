@@ -1,4 +1,4 @@
-#include "platform/portable_binding.h"
+#include "platform/portable/portable_binding.h"
 
 #include <algorithm>
 #include <array>

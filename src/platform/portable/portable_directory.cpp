@@ -1,13 +1,13 @@
-#include "platform/portable_directory.h"
+#include "platform/portable/portable_directory.h"
 
 #include <map>
 #include <mutex>
 #include <tuple>
 #include <utility>
 
-#include "platform/ldap_text.h"
-#include "platform/portable_object.h"
-#include "platform/portable_search.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/portable/portable_object.h"
+#include "platform/portable/portable_search.h"
 
 namespace wsadmin::platform {
 

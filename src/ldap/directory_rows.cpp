@@ -1,21 +1,21 @@
-#include "platform/directory_rows.h"
+#include "ldap/directory_rows.h"
 
 #include <utility>
 
-namespace wsadmin::platform {
+namespace wsadmin {
 
-const std::vector<DirectoryValue>& DirectoryRow::all(std::string_view name) const noexcept {
-    static const std::vector<DirectoryValue> none;
+const std::vector<platform::DirectoryValue>& DirectoryRow::all(std::string_view name) const noexcept {
+    static const std::vector<platform::DirectoryValue> none;
     const auto found = columns_.find(name);
     return found == columns_.end() ? none : found->second;
 }
 
 std::string DirectoryRow::text(std::string_view name) const {
     const auto& values = all(name);
-    return values.empty() ? std::string() : directoryText(values.front());
+    return values.empty() ? std::string() : platform::directoryText(values.front());
 }
 
-Result<std::vector<DirectoryRow>> readRows(DirectorySearch& search, const std::string& filter,
+Result<std::vector<DirectoryRow>> readRows(platform::DirectorySearch& search, const std::string& filter,
                                            const std::vector<std::string>& attributes, std::size_t most) {
     const auto rows = search.execute(filter, attributes);
     if (!rows) return fail(rows.error());
@@ -34,4 +34,4 @@ Result<std::vector<DirectoryRow>> readRows(DirectorySearch& search, const std::s
     return found;
 }
 
-}  // namespace wsadmin::platform
+}  // namespace wsadmin

@@ -3,9 +3,9 @@
 
 #include "framework/core/corestring.h"
 #include "framework/core/format.h"
-#include "platform/hex.h"
+#include "platform/ldap/ldap_text.h"
 #include "platform/ldap_session.h"
-#include "platform/ldap_text.h"
+#include "platform/text/hex.h"
 
 namespace wsadmin::platform {
 

@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "framework/core/corestring.h"
-#include "platform/hex.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/text/hex.h"
 
 namespace wsadmin::platform {
 

@@ -3,9 +3,9 @@
 
 #include "framework/core/log.h"
 #include "framework/core/plugin_api.h"
-#include "platform/module_attach.h"
-#include "platform/module_export.h"
-#include "platform/module_log.h"
+#include "platform/module/module_attach.h"
+#include "platform/module/module_export.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin {
 

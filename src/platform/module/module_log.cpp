@@ -1,4 +1,4 @@
-#include "platform/module_log.h"
+#include "platform/module/module_log.h"
 
 #include <utility>
 

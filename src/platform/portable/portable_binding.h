@@ -6,8 +6,8 @@
 #include <string>
 
 #include "platform/directory_services.h"
-#include "platform/directory_types.h"
 #include "platform/ldap_session.h"
+#include "platform/portable/directory_types.h"
 
 namespace wsadmin::platform {
 

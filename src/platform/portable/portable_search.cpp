@@ -1,4 +1,4 @@
-#include "platform/portable_search.h"
+#include "platform/portable/portable_search.h"
 
 #include <algorithm>
 #include <functional>

@@ -1,7 +1,7 @@
 // Entries of the portable directory services.
 #pragma once
 
-#include "platform/portable_binding.h"
+#include "platform/portable/portable_binding.h"
 
 namespace wsadmin::platform {
 

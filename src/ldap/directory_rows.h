@@ -8,12 +8,12 @@
 
 #include "platform/directory_services.h"
 
-namespace wsadmin::platform {
+namespace wsadmin {
 
 // An entry's asked attributes that have values, by the names as they were asked for.
 class DirectoryRow {
   public:
-    const std::vector<DirectoryValue>& all(
+    const std::vector<platform::DirectoryValue>& all(
         std::string_view name) const noexcept;  // empty where there is none
     // The first value where it has that type.
     template <class T>
@@ -23,16 +23,16 @@ class DirectoryRow {
     }
     std::string text(std::string_view name) const;  // the first value in words; empty where there is none
 
-    void set(const std::string& name, std::vector<DirectoryValue> values) {
+    void set(const std::string& name, std::vector<platform::DirectoryValue> values) {
         columns_[name] = std::move(values);
     }
 
   private:
-    std::map<std::string, std::vector<DirectoryValue>, std::less<>> columns_;
+    std::map<std::string, std::vector<platform::DirectoryValue>, std::less<>> columns_;
 };
 
 // Runs the search and reads all its rows, or as many as `most` (0: no limit). Fails when any of it fails.
-Result<std::vector<DirectoryRow>> readRows(DirectorySearch& search, const std::string& filter,
+Result<std::vector<DirectoryRow>> readRows(platform::DirectorySearch& search, const std::string& filter,
                                            const std::vector<std::string>& attributes, std::size_t most = 0);
 
-}  // namespace wsadmin::platform
+}  // namespace wsadmin

@@ -1,7 +1,7 @@
 // The value of the paged-results control: SEQUENCE { size INTEGER, cookie OCTET STRING }.
 #include <limits>
 
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin::platform {
 

@@ -1,8 +1,8 @@
 // Searches of the portable directory services.
 #pragma once
 
-#include "platform/ldap_pages.h"
-#include "platform/portable_binding.h"
+#include "platform/ldap/ldap_pages.h"
+#include "platform/portable/portable_binding.h"
 
 namespace wsadmin::platform {
 

@@ -1,12 +1,12 @@
-#include "platform/portable_object.h"
+#include "platform/portable/portable_object.h"
 
 #include <algorithm>
 #include <iterator>
 #include <utility>
 
-#include "platform/ldap_pages.h"
-#include "platform/ldap_ranges.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_pages.h"
+#include "platform/ldap/ldap_ranges.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin::platform {
 

@@ -1,9 +1,9 @@
-#include "platform/ldap_request.h"
+#include "platform/ldap/ldap_request.h"
 
 #include <algorithm>
 
-#include "platform/ldap_text.h"
-#include "platform/module_log.h"
+#include "platform/ldap/ldap_text.h"
+#include "platform/module/module_log.h"
 
 namespace wsadmin::platform {
 

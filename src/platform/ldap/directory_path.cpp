@@ -2,8 +2,8 @@
 #include <charconv>
 
 #include "platform/directory_services.h"
-#include "platform/ldap_request.h"
-#include "platform/ldap_text.h"
+#include "platform/ldap/ldap_request.h"
+#include "platform/ldap/ldap_text.h"
 
 namespace wsadmin::platform {
 

@@ -1,4 +1,4 @@
-#include "platform/sid.h"
+#include "platform/ldap/sid.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "platform/system_clock.h"
+#include "platform/portable/system_clock.h"
 
 #include <ctime>
 #include <thread>
