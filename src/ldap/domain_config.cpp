@@ -4,6 +4,7 @@
 #include <array>
 
 #include "ldap/layout.h"
+#include "ldap/modify.h"
 #include "ldap/search.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
@@ -255,18 +256,16 @@ void DomainConfig::change(const DomainListRequest& wanted, const DomainFilters& 
     const std::string dn = findEntry(wanted.broker);
     if (dn.empty()) return;
     const auto& list = listsFor(filters, wanted.broker).of(wanted.type);
-    platform::LdapModification modification{.operation = LdapModify::remove,
-                                            .attribute = namesOf(wanted.type).attribute};
-    if (wanted.change == DomainListChange::add) {
-        modification.operation = LdapModify::add;
-        modification.values = {toUtf8(wanted.domain)};
-    } else if (wanted.change == DomainListChange::remove) {
-        modification.values = {toUtf8(*findDomain(list, wanted.domain))};
-    }
-    const auto done = directory()->modify(dn, {modification});
+    const bool adds = wanted.change == DomainListChange::add;
+    std::vector<std::string> values;  // none: the whole list is removed
+    if (adds)
+        values = {toUtf8(wanted.domain)};
+    else if (wanted.change == DomainListChange::remove)
+        values = {toUtf8(*findDomain(list, wanted.domain))};
+    const auto done = modifyAttribute(*directory(), dn, adds ? LdapModify::add : LdapModify::remove,
+                                      namesOf(wanted.type).attribute, std::move(values));
     if (!done)
-        return fail((wanted.change == DomainListChange::add ? L"Failed to set domain in list - "
-                                                            : L"Failed to remove domain from list - ") +
+        return fail((adds ? L"Failed to set domain in list - " : L"Failed to remove domain from list - ") +
                     done.error().text);
     result().set(L"result", std::wstring_view(domainChangeDone(wanted)));
 }

@@ -1,6 +1,7 @@
 #include "ldap/name_value.h"
 
 #include "framework/core/corestring.h"
+#include "ldap/modify.h"
 #include "platform/module/module_log.h"
 
 namespace wsadmin {
@@ -43,10 +44,8 @@ bool setNameValue(platform::LdapSession& session, const platform::LdapEntry& ent
 int modifyNameValue(platform::LdapSession& session, bool remove, const std::string& dn,
                     const std::string& attribute, const std::string& value) {
     logVerbose(remove ? L"Deleting NVPair %s %s\n" : L"Adding NVPair %s %s\n", attribute, value);
-    const auto done =
-        session.modify(dn, {{.operation = remove ? platform::LdapModify::remove : platform::LdapModify::add,
-                             .attribute = attribute,
-                             .values = {value}}});
+    const auto done = modifyAttribute(
+        session, dn, remove ? platform::LdapModify::remove : platform::LdapModify::add, attribute, {value});
     if (done) {
         if (!remove) logVerbose(L"Value set successfully.\n");
         return 0;

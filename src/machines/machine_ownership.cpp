@@ -1,6 +1,7 @@
 // Who owns a machine.
 #include "identity/accounts.h"
 #include "ldap/layout.h"
+#include "ldap/modify.h"
 #include "ldap/search.h"
 #include "machines/machine.h"
 #include "platform/ldap/ldap_text.h"
@@ -17,13 +18,6 @@ using platform::Sid;
 namespace {
 
 constexpr wchar_t noMachine[] = L"Could not locate a virtual or physical machine entry to update";
-
-Result<void> changeOwner(LdapSession& session, const std::string& dn, LdapModify operation,
-                         std::vector<std::string> values) {
-    return session.modify(
-        dn,
-        {{.operation = operation, .attribute = layout::attribute::ownerSid, .values = std::move(values)}});
-}
 
 void logNotModified(const std::string& dn, const Failure& cause) {
     logError(L"Failed to modify entry %s (%s).", dn, cause.text);
@@ -116,7 +110,8 @@ void Machine::setVMOwnership() {
 }
 
 void Machine::removeOwner(LdapSession& session, const LdapEntry& machine) {
-    const auto removed = changeOwner(session, machine.dn, LdapModify::remove, {});
+    const auto removed =
+        modifyAttribute(session, machine.dn, LdapModify::remove, layout::attribute::ownerSid);
     if (removed) return result().set(L"textmessage", L"Successfully removed owner from specified machine.");
     if (removed.error().code == platform::ldapNoSuchAttribute)
         return fail(L"The specified machine has no owner, not updated.");
@@ -127,7 +122,8 @@ void Machine::removeOwner(LdapSession& session, const LdapEntry& machine) {
 // The directory has no transaction over two entries, so the rule is looked at again afterwards: of two
 // requests at once at least one sees both machines, and takes its own back.
 void Machine::assignOwner(LdapSession& session, const LdapEntry& machine, const MachineCriteria& owned) {
-    const auto assigned = changeOwner(session, machine.dn, LdapModify::replace, {owned.owner.value().text()});
+    const auto assigned = modifyAttribute(session, machine.dn, LdapModify::replace,
+                                          layout::attribute::ownerSid, {owned.owner.value().text()});
     if (!assigned) {
         logNotModified(machine.dn, assigned.error());
         return fail(L"Could not update entry with new owner");

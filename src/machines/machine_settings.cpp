@@ -1,5 +1,6 @@
 // What is set on single machines: the request for space, and the address of the agent.
 #include "ldap/layout.h"
+#include "ldap/modify.h"
 #include "ldap/search.h"
 #include "machines/machine.h"
 #include "machines/machine_entry.h"
@@ -13,12 +14,6 @@ using platform::LdapModify;
 using platform::LdapSession;
 
 namespace {
-
-Result<void> write(LdapSession& session, const std::string& dn, LdapModify operation, const char* attribute,
-                   std::vector<std::string> values) {
-    return session.modify(dn,
-                          {{.operation = operation, .attribute = attribute, .values = std::move(values)}});
-}
 
 std::wstring quoted(std::wstring_view name) {
     return L"\"" + std::wstring(name) + L"\"";
@@ -44,9 +39,7 @@ void Machine::markMachineForSpaceReclamation() {
     const std::string& dn = machines->front().dn;
     if (dn.empty()) return fail(L"Failed to get DN for entry " + quoted(name));
 
-    const std::vector<std::string> wanted = {"NEEDED_EXPLICIT"};
-    static_cast<void>(write(*session, dn, LdapModify::add, layout::attribute::sparseStatus, wanted));
-    const auto set = write(*session, dn, LdapModify::replace, layout::attribute::sparseStatus, wanted);
+    const auto set = addThenReplace(*session, dn, layout::attribute::sparseStatus, "NEEDED_EXPLICIT");
     if (!set) return fail(L"Failed to set space reclamation status - " + set.error().text);
     result().set(L"textmessage", L"The machine was marked for space reclamation.");
 }
@@ -85,10 +78,10 @@ void Machine::setMachineAgentInfo() {
     const auto machines = session ? requestedMachines(*session) : std::nullopt;
     if (!machines) return;
     for (const LdapEntry& machine : *machines) {
-        const auto written = address.empty() ? write(*session, machine.dn, LdapModify::remove,
-                                                     layout::attribute::ipHostOverride, {})
-                                             : write(*session, machine.dn, LdapModify::replace,
-                                                     layout::attribute::ipHostOverride, {address});
+        const auto written = address.empty() ? modifyAttribute(*session, machine.dn, LdapModify::remove,
+                                                               layout::attribute::ipHostOverride)
+                                             : modifyAttribute(*session, machine.dn, LdapModify::replace,
+                                                               layout::attribute::ipHostOverride, {address});
         if (written) continue;
         return fail((address.empty() ? L"Failed to remove assigned network address from configuration - "
                                      : notAssigned) +

@@ -1,8 +1,8 @@
 #include "maintenance/common.h"
 
 #include "ldap/layout.h"
+#include "ldap/modify.h"
 #include "ldap/search.h"
-#include "maintenance/attribute_write.h"
 
 namespace wsadmin {
 

@@ -1,8 +1,8 @@
 #include "maintenance/cserver.h"
 
 #include "ldap/layout.h"
+#include "ldap/modify.h"
 #include "ldap/search.h"
-#include "maintenance/attribute_write.h"
 #include "platform/ldap/ldap_text.h"
 
 namespace wsadmin {
@@ -70,7 +70,7 @@ void CServer::deleteConnectionServerEntry() {
 
     const std::string copy = layout::federationCopy(dn);
     const auto mark = [session](const std::string& entry, LdapModify operation) {
-        return modifyValue(*session, entry, operation, layout::attribute::markedForDelete, "1");
+        return modifyAttribute(*session, entry, operation, layout::attribute::markedForDelete, {"1"});
     };
     static_cast<void>(mark(dn, LdapModify::add));
     static_cast<void>(mark(copy, LdapModify::add));

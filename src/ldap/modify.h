@@ -1,0 +1,20 @@
+// Changes of one attribute of an entry. Failure: as LdapSession::modify.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/ldap_session.h"
+
+namespace wsadmin {
+
+// One modification. Removing without values removes the attribute.
+Result<void> modifyAttribute(platform::LdapSession& session, const std::string& dn,
+                             platform::LdapModify operation, const std::string& attribute,
+                             std::vector<std::string> values = {});
+
+// Adds the value, which fails where the attribute has one, then replaces it; only the replace decides.
+Result<void> addThenReplace(platform::LdapSession& session, const std::string& dn,
+                            const std::string& attribute, const std::string& value);
+
+}  // namespace wsadmin
