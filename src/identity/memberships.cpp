@@ -1,11 +1,11 @@
 #include "identity/memberships.h"
 
 #include <algorithm>
-#include <span>
 #include <utility>
 
 #include "identity/sid_search.h"
 #include "ldap/connection_mgr.h"
+#include "platform/ldap/batches.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
 
@@ -116,9 +116,8 @@ Memberships::GroupNumbers Memberships::learnGroupsOf(const std::string& domain, 
     if (!pool) return found;
     const std::string binding = "LDAP://" + domain;
     const PooledSearch search(*pool, pool->getConnection(binding));
-    for (std::span<const GroupNumber> left = numbers; search && !left.empty();) {
-        const auto batch = left.first(std::min(left.size(), namesAtOnce));
-        left = left.subspan(batch.size());
+    if (!search) return found;
+    for (const auto batch : platform::batchesOf(numbers, namesAtOnce)) {
         std::string filter = "(&(objectClass=group)(|";
         for (const GroupNumber number : batch)
             filter += platform::filterTerm("distinguishedName", groups_[number].key);

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "ldap/connection_mgr.h"
+#include "platform/ldap/batches.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
 #include "platform/text/hex.h"
@@ -70,9 +71,7 @@ class SidSearch {
             skipped_ = true;
             return found;
         }
-        for (std::span<const Sid> left = missing_; !left.empty();) {
-            const auto batch = left.first(std::min(left.size(), sidsAtOnce));
-            left = left.subspan(batch.size());
+        for (const auto batch : platform::batchesOf(missing_, sidsAtOnce)) {
             auto rows = readRows(*search, filterOf(batch), attributes);
             if (!rows) {
                 logWarning(L"Search failed on binding %s", binding);

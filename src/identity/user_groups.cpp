@@ -7,6 +7,7 @@
 
 #include "identity/domain_bindings.h"
 #include "ldap/connection_mgr.h"
+#include "platform/ldap/batches.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
 
@@ -114,9 +115,7 @@ Result<void> addLocalGroups(ServiceContext& service, std::string_view userDn, st
     std::vector<std::string> members = {std::string(userDn)};
     while (!members.empty()) {
         std::vector<std::string> next;
-        for (std::span<const std::string> left = members; !left.empty();) {
-            const auto batch = left.first(std::min(left.size(), namesAtOnce));
-            left = left.subspan(batch.size());
+        for (const auto batch : platform::batchesOf(members, namesAtOnce)) {
             auto found = groupsThatList(*search, batch);
             if (!found)
                 return failed(L"Search failed on binding " + CORE::toWide(binding), found.error().code);

@@ -1,10 +1,10 @@
 #include "machines/desktops.h"
 
-#include <algorithm>
 #include <span>
 
 #include "ldap/layout.h"
 #include "ldap/search.h"
+#include "platform/ldap/batches.h"
 #include "platform/ldap/ldap_ranges.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
@@ -63,9 +63,7 @@ void Desktops::learn(const std::vector<std::string_view>& poolDns) {
 void Desktops::read(const std::vector<std::string>& poolDns) {
     std::vector<std::string> asked = attributes;
     asked.emplace_back(pools);
-    for (std::span<const std::string> left = poolDns; !left.empty();) {
-        const auto batch = left.first(std::min(left.size(), poolsAtOnce));
-        left = left.subspan(batch.size());
+    for (const auto batch : platform::batchesOf(poolDns, poolsAtOnce)) {
         Keys keys;
         for (const std::string& dn : batch) keys.insert(keyOf(dn));
         if (const auto found =

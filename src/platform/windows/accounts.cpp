@@ -4,14 +4,16 @@
 #include <algorithm>
 #include <span>
 
+#include "platform/ldap/batches.h"
+
 namespace wsadmin::platform::windows {
 
 namespace {
 
 // STATUS_SOME_NOT_MAPPED is a success by its number.
 constexpr auto noneMapped = static_cast<NTSTATUS>(0xC0000073);
-constexpr std::size_t mostAtOnce =
-    1000;  // the authority takes 20480; shorter questions keep others waiting less
+// Of 20480 that the authority takes: shorter questions keep others waiting less.
+constexpr std::size_t sidsAtOnce = 1000;
 
 using Names = std::vector<std::optional<AccountName>>;
 
@@ -96,11 +98,8 @@ class Authority final : public AccountAuthority {
         if (sids.empty()) return found;
         const auto policy = openPolicy();
         if (!policy) return fail(policy.error());
-        for (std::span<const Sid> rest = sids; !rest.empty();) {
-            const auto some = rest.first(std::min(rest.size(), mostAtOnce));
-            if (auto ok = appendNames(policy->get(), some, found); !ok) return fail(ok.error());
-            rest = rest.subspan(some.size());
-        }
+        for (const auto batch : batchesOf(sids, sidsAtOnce))
+            if (auto ok = appendNames(policy->get(), batch, found); !ok) return fail(ok.error());
         return found;
     }
 
