@@ -110,19 +110,19 @@ TEST(LabServer, DiesAfterOperationsOrPages) {
 TEST(LabServer, FailsOnOrder) {
     Faults faults;
     faults.refusePageCookies = true;
-    faults.fail = {{"modify", ldapInsufficientRights, "ou=A, dc=t", std::nullopt},
-                   {"delete", ldapBusy, "", 2},
-                   {"search", 51, "CN=x,DC=t", 1}};
+    faults.fail = {{"modify", ldapInsufficientRights, "ou=A, dc=t", std::nullopt, 0},
+                   {"delete", ldapBusy, "", 2, 1},
+                   {"search", 51, "CN=x,DC=t", 1, 0}};
     TestDirectory test(std::string(testContent), {}, faults);
     const auto session = test.bound();
     const std::vector<LdapModification> change = {{LdapModify::replace, "description", {"x"}}};
     EXPECT_EQ(codeOf(session->modify("OU=a,DC=t", change)), ldapInsufficientRights);
     EXPECT_EQ(codeOf(session->modify("CN=one,OU=a,DC=t", change)), ldapSuccess);
     EXPECT_EQ(codeOf(session->modify("OU=a,DC=t", change)), ldapInsufficientRights);
-    const std::vector<int> deletes = {codeOf(session->remove("CN=one,OU=a,DC=t")),
-                                      codeOf(session->remove("CN=one,OU=a,DC=t")),
-                                      codeOf(session->remove("CN=one,OU=a,DC=t"))};
-    EXPECT_EQ(deletes, (std::vector<int>{ldapBusy, ldapBusy, ldapSuccess}));
+    std::vector<int> deletes;
+    for (const char* name : {"CN=gone,DC=t", "CN=one,OU=a,DC=t", "CN=one,OU=a,DC=t", "CN=one,OU=a,DC=t"})
+        deletes.push_back(codeOf(session->remove(name)));
+    EXPECT_EQ(deletes, (std::vector<int>{ldapNoSuchObject, ldapBusy, ldapBusy, ldapSuccess}));
     EXPECT_EQ(codeOf(readEntry(*session, "CN=x,DC=t")), ldapBusy);
     EXPECT_EQ(codeOf(readEntry(*session, "CN=x,DC=t")), ldapNoSuchObject);
     const LdapControl page{controls::pagedResults, encodePageControl({1, {}}), true};

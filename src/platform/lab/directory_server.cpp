@@ -34,6 +34,12 @@ DirectoryServer::DirectoryServer(std::unique_ptr<Directory> directory, std::vect
       accounts_(std::move(accounts)),
       faults_(std::move(faults)) {}
 
+void DirectoryServer::setFaults(Faults faults) {
+    faults_ = std::move(faults);
+    operations_ = pages_ = 0;
+    dead_ = false;
+}
+
 int DirectoryServer::arrive(std::string_view operation, std::string_view dn) {
     if (!reachable()) return ldapServerDown;
     if (faults_.dieAfterOperations && operation != "bind" && operations_++ >= *faults_.dieAfterOperations) {
@@ -48,6 +54,10 @@ int DirectoryServer::ordered(std::string_view operation, std::string_view dn) {
     const std::lock_guard lock(ordersMutex_);
     for (auto& order : faults_.fail) {
         if (order.operation != operation || (!order.dn.empty() && !sameDn(order.dn, dn))) continue;
+        if (order.skip > 0) {
+            --order.skip;
+            continue;
+        }
         if (order.times && (*order.times)-- <= 0) {
             order.times = 0;
             continue;
@@ -84,6 +94,12 @@ std::optional<std::string> LabNetwork::listen(Address address, std::shared_ptr<D
         if (auto both = common(address, other)) return both;
     servers_.emplace_back(std::move(address), std::move(server));
     return std::nullopt;
+}
+
+DirectoryServer* LabNetwork::named(std::string_view name) const {
+    for (const auto& [address, server] : servers_)
+        if (server->directory().settings().name == name) return server.get();
+    return nullptr;
 }
 
 Result<std::unique_ptr<LdapSession>> LabNetwork::open(const LdapEndpoint& endpoint) {

@@ -26,6 +26,7 @@ struct FailOrder {
     int code = ldapOther;
     std::string dn;            // empty: any
     std::optional<int> times;  // nothing: always
+    int skip = 0;              // so many succeed before the first that fails
 };
 
 struct Faults {
@@ -46,6 +47,8 @@ class DirectoryServer {
     Directory& directory() noexcept { return *directory_; }
     Clock& clock() noexcept { return *clock_; }
     const Faults& faults() const noexcept { return faults_; }
+    // From now on, in place of those before; a server that is down is up again. Not while it is being used.
+    void setFaults(Faults faults);
 
     // Called before each operation; the code that the faults order, or 0.
     int arrive(std::string_view operation, std::string_view dn);
@@ -78,6 +81,8 @@ class LabNetwork final : public LdapClient {
     // Where somebody listens already, for people; else nothing, and the server is reached there.
     std::optional<std::string> listen(Address address, std::shared_ptr<DirectoryServer> server);
     Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override;
+    // The server of the directory instance of that name; null where there is none.
+    DirectoryServer* named(std::string_view name) const;
 
   private:
     std::vector<std::pair<Address, std::shared_ptr<DirectoryServer>>> servers_;

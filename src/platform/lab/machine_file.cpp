@@ -127,6 +127,7 @@ void readFaults(Section& section, Faults& faults) {
         if (order.operation.empty()) one.wrong("operation", "a failure needs an operation");
         one.number("code", order.code, 1, 118);
         one.text("dn", order.dn);
+        one.number("skip", order.skip, 0, INT32_MAX);
         optionalNumber(one, "times", order.times);
         if (!order.dn.empty() && !parseDn(order.dn))
             one.wrong("dn", "\"" + order.dn + "\" is no name of an entry");
