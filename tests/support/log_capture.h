@@ -29,6 +29,10 @@ class LogCapture {
         const std::lock_guard lock(mutex_);
         return lines_;
     }
+    void forget() {
+        const std::lock_guard lock(mutex_);
+        lines_.clear();
+    }
     bool contains(int level, std::wstring_view text) const {
         const auto all = lines();
         return std::ranges::any_of(

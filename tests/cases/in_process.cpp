@@ -1,0 +1,175 @@
+#include "cases/in_process.h"
+
+#include <sstream>
+
+#include "cases/runner/lab_folder.h"
+#include "framework/core/framework.h"
+#include "framework/core/message.h"
+#include "framework/ws_admin_service.h"
+#include "host/bag_json.h"
+#include "platform/lab/directory_server.h"
+#include "platform/portable/portable_directory.h"
+#include "support/counting_ldap.h"
+#include "support/log_capture.h"
+#include "winauth/winauth_service.h"
+
+namespace wstest {
+
+using namespace wsadmin;
+using CORE::PropertyBag;
+
+namespace {
+
+PropertyBag startupOf(const LabFolder& folder) {
+    PropertyBag startup;
+    startup.set(platform::labFolderKey, folder.path().wstring());
+    startup.setBool(L"InitiateDomainChecks", false);
+    return startup;
+}
+
+// Both workers, known to the framework as long as it lives. One at a time.
+class Workers {
+  public:
+    Workers(const LabFolder& folder, std::shared_ptr<platform::Platform> machine)
+        : winauth_(CORE::refptr<winauth_service>::adopt(new winauth_service(startupOf(folder)))),
+          admin_(CORE::refptr<ws_admin_service>::adopt(
+              new ws_admin_service(startupOf(folder), std::move(machine), threads_))) {
+        winauth_service::setCurrent(winauth_);
+        winauth_->registerWorker(threads_);
+        ws_admin_service::setCurrent(admin_);
+        admin_->registerWorker();
+    }
+    ~Workers() {
+        admin_->unregisterWorker();
+        admin_->shutDown();
+        ws_admin_service::setCurrent({});
+        winauth_->unregisterWorker();
+        winauth_->stop();
+        winauth_service::setCurrent({});
+        admin_.reset();
+        threads_.waitForAll();
+    }
+    Workers(const Workers&) = delete;
+    Workers& operator=(const Workers&) = delete;
+
+  private:
+    CORE::ThreadGroup threads_{L"cases"};
+    CORE::refptr<winauth_service> winauth_;
+    CORE::refptr<ws_admin_service> admin_;
+};
+
+Json jsonOf(const PropertyBag& bag) {
+    std::ostringstream text;
+    hdqadmin::writeJson(text, bag);
+    return Json::parse(text.str());
+}
+
+void nestedErrors(const PropertyBag& bag, const std::string& path, Json& found) {
+    for (const CORE::BagProperty& entry : bag.props()) {
+        if (!entry.bag) continue;
+        const std::string below = path + (path.empty() ? "" : "/") + std::string(entry.name);
+        if (const int code = entry.bag->getError())
+            found.push_back(
+                {{"path", below}, {"code", code}, {"text", CORE::toUtf8(entry.bag->getErrorText())}});
+        nestedErrors(*entry.bag, below, found);
+    }
+}
+
+Outcome ask(const Case& one) {
+    auto request = nlohmann::json::parse(one.request().dump());
+    auto bag = hdqadmin::bagFromJson(request);
+    if (!bag) throw std::runtime_error(bag.error());
+    PropertyBag response;
+    CORE::MessageHandler::SendMsg(L"ws_admin", CORE::toWide(one.operation()), *bag, response);
+    Outcome outcome{response.getError(), CORE::toUtf8(response.getErrorText()), jsonOf(response),
+                    Json::array(), true};
+    nestedErrors(response, "", outcome.nested);
+    return outcome;
+}
+
+std::vector<std::string> linesOf(const LogCapture& log) {
+    std::vector<std::string> lines;
+    for (const LogLine& line : log.lines())
+        lines.push_back(CORE::toUtf8(CORE::logLevelName(line.level)) + " " + CORE::toUtf8(line.text));
+    return lines;
+}
+
+// The lab's platform, with everything that goes to its directories counted.
+class CountedLab {
+  public:
+    explicit CountedLab(const LabFolder& folder) : machine(made(folder)), network_(machine->ldap) {
+        machine->ldap = std::make_shared<CountingLdapClient>(network_, counts);
+        machine->directoryServices = platform::makePortableDirectoryServices(machine->ldap, folder.domain());
+        directories = folder.directories(network_);
+    }
+    void setFaults(const Json& faults) const {
+        auto& network = dynamic_cast<platform::lab::LabNetwork&>(*network_);
+        for (const auto& [name, ofServer] : faults.items()) {
+            auto* server = network.named(name);
+            if (!server) throw std::runtime_error("the lab has no directory " + name);
+            server->setFaults(faultsOf(ofServer));
+        }
+    }
+
+    std::shared_ptr<LdapCounts> counts = std::make_shared<LdapCounts>();
+    std::shared_ptr<platform::Platform> machine;
+    Directories directories;  // not counted
+
+  private:
+    static std::shared_ptr<platform::Platform> made(const LabFolder& folder) {
+        auto platform = platform::createPlatform(startupOf(folder));
+        if (!platform) throw std::runtime_error(CORE::toUtf8(platform.error().text));
+        return *platform;
+    }
+    std::shared_ptr<platform::LdapClient> network_;
+};
+
+Problems judgeCounts(const Case& one, const LdapCounts& counts) {
+    Problems problems;
+    const auto expect = [&](const std::string& what, const Json& wanted, std::ptrdiff_t got) {
+        if (wanted != got)
+            problems.push_back(what + ": " + std::to_string(got) + " in place of " + wanted.dump());
+    };
+    if (one.keys.contains("searches"))
+        for (const auto& [part, count] : one.keys["searches"].items())
+            expect("searches for " + part, count, counts.searchesFor(part));
+    if (one.keys.contains("changes")) expect("changes", one.keys["changes"], counts.changes);
+    return problems;
+}
+
+void run(const Case& one, const CountedLab& lab, Problems& problems) {
+    const Json& keys = one.keys;
+    const Json faults = keys.value("faults", Json::object());
+    if (keys.contains("wait"))
+        lab.machine->clock->wait(std::chrono::seconds(keys["wait"].get<int>()), nullptr);
+    lab.counts->forget();
+    lab.setFaults(faults);
+    const LogCapture log;
+    const Outcome outcome = ask(one);
+    for (const auto& [name, unused] : faults.items()) lab.setFaults({{name, Json::object()}});
+    for (const Problems& some :
+         {judgeAnswer(one, outcome), judgeLog(one, linesOf(log)), judgeCounts(one, *lab.counts),
+          judgeStored(keys.value("stored", Json::array()), lab.directories)})
+        for (const std::string& problem : some)
+            problems.push_back("line " + std::to_string(one.line) + ", " + one.name() + ": " + problem);
+}
+
+}  // namespace
+
+Problems runInProcess(const Block& block) {
+    const LabFolder folder(block, WS_SOURCE_DIR);
+    const CountedLab lab(folder);
+    Problems problems;
+    LogCapture log(CORE::logWarning);
+    {
+        const Workers workers(folder, lab.machine);
+        for (const Case& one : block.cases)
+            if (one.askedAt("process")) run(one, lab, problems);
+        log.forget();
+    }
+    for (const std::string& line : linesOf(log)) problems.push_back("at the end: " + line);
+    if (lab.counts->live) problems.push_back(std::to_string(lab.counts->live) + " sessions are left open");
+    return problems;
+}
+
+}  // namespace wstest
