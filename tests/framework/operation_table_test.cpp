@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "framework/operation_reference.h"
+#include "support/typed_request.h"
 
 namespace wsadmin {
 namespace {
@@ -118,27 +119,6 @@ bool isOneLine(const std::string& text) {
            std::string_view(" .,;").find(text.back()) == std::string_view::npos;
 }
 
-// NAME=VALUE pairs as a command line splits them: at blanks outside double quotes. False when a quote stays
-// open.
-bool split(std::wstring_view example, std::vector<std::pair<std::wstring, std::wstring>>& pairs) {
-    std::vector<std::wstring> words(1);
-    bool quoted = false;
-    for (const wchar_t c : example) {
-        if (c == L'"')
-            quoted = !quoted;
-        else if (c == L' ' && !quoted)
-            words.emplace_back();
-        else
-            words.back() += c;
-    }
-    for (const std::wstring& word : words) {
-        const std::size_t equals = word.find(L'=');
-        if (equals == std::wstring::npos) return false;
-        pairs.emplace_back(word.substr(0, equals), word.substr(equals + 1));
-    }
-    return !quoted;
-}
-
 TEST(OperationTable, HasTheOperationsOfTheContractInItsOrder) {
     const auto table = operationTable();
     ASSERT_EQ(table.size(), 63u);
@@ -221,10 +201,10 @@ TEST(OperationTable, ExamplesUseTheKeysAndGiveWhatIsRequired) {
         SCOPED_TRACE(toUtf8(operation.name) + " " + toUtf8(operation.example));
         EXPECT_EQ(operation.example.empty(), operation.request.empty());
         if (operation.example.empty()) continue;
-        std::vector<std::pair<std::wstring, std::wstring>> pairs;
-        ASSERT_TRUE(split(operation.example, pairs));
+        const auto pairs = wstest::typedPairs(operation.example);
+        ASSERT_TRUE(pairs);
         std::set<std::wstring> given;
-        for (const auto& [name, value] : pairs) {
+        for (const auto& [name, value] : *pairs) {
             const auto key = std::ranges::find(operation.request, std::wstring_view(name), &KeyInfo::name);
             ASSERT_NE(key, operation.request.end()) << toUtf8(name);
             EXPECT_TRUE(parsesAs(key->type, value)) << toUtf8(name);
@@ -252,9 +232,9 @@ TEST(OperationTable, ExamplesNameWhatTheSampleLabHas) {
                                        L"username",    L"userName",    L"dn",          L"upn",
                                        L"podEndpoint", L"sid"};
     for (const Operation& operation : operationTable()) {
-        std::vector<std::pair<std::wstring, std::wstring>> pairs;
-        ASSERT_TRUE(operation.example.empty() || split(operation.example, pairs));
-        for (const auto& [name, value] : pairs) {
+        const auto pairs = wstest::typedPairs(operation.example);
+        ASSERT_TRUE(pairs);
+        for (const auto& [name, value] : *pairs) {
             if (!named.contains(name)) continue;
             const std::string wanted = toUtf8(value.substr(value.find(L'\\') + 1)) + "\n";
             const std::string rdn = "CN=" + wanted.substr(0, wanted.size() - 1) + ",";

@@ -21,9 +21,6 @@ std::string Answer::value(const std::string& key) const {
     return {};
 }
 
-namespace {
-
-// The command that starts the tool; throws when it is not built.
 std::vector<std::string> tool(Build build) {
     const std::string program =
         build == Build::native ? WS_BIN_DIR "/hdqadmin" : WS_SOURCE_DIR "/build/windows/bin/hdqadmin.exe";
@@ -32,6 +29,8 @@ std::vector<std::string> tool(Build build) {
     static_cast<void>(environment("WINEPREFIX"));
     return {"wine", program};
 }
+
+namespace {
 
 Outcome start(Build build, const std::vector<std::string>& arguments,
               const std::vector<std::string>& surroundings) {
@@ -47,8 +46,8 @@ Outcome start(Build build, const std::vector<std::string>& arguments,
     return outcome;
 }
 
-Json parse(const std::string& text) {
-    return Json::parse(text, nullptr, false);
+nlohmann::ordered_json parse(const std::string& text) {
+    return nlohmann::ordered_json::parse(text, nullptr, false);
 }
 
 }  // namespace
@@ -63,7 +62,8 @@ std::vector<Answer> askAll(Build build, const std::vector<std::string>& options,
                            const std::vector<Request>& requests) {
     std::string batch;
     for (const Request& request : requests)
-        batch += Json{{"operation", request.operation}, {"request", request.bag}}.dump() + "\n";
+        batch +=
+            nlohmann::ordered_json{{"operation", request.operation}, {"request", request.keys}}.dump() + "\n";
     const wstest::TempFolder folder;
     std::vector<std::string> arguments = options;
     arguments.insert(arguments.end(), {"--batch", folder.write("batch.json", batch)});

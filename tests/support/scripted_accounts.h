@@ -26,7 +26,8 @@ class ScriptedAccounts : public wsadmin::platform::AccountAuthority {
     template <class T>
     using TokenResult = wsadmin::platform::TokenResult<T>;
 
-    std::map<std::wstring, std::string> users;  // SID by name
+    std::map<std::wstring, std::string> users;                    // SID by name
+    std::map<std::string, wsadmin::platform::AccountName> names;  // name by SID
     ScriptedToken thread{.openCode = wsadmin::platform::accountNoToken};
     ScriptedToken process{.openCode = wsadmin::platform::accountNoToken};
     ScriptedToken logon{.openCode = wsadmin::platform::accountNoToken};
@@ -54,7 +55,12 @@ class ScriptedAccounts : public wsadmin::platform::AccountAuthority {
     wsadmin::Result<std::vector<std::optional<wsadmin::platform::AccountName>>> namesOf(
         const std::vector<Sid>& sids) override {
         if (namesCode) return wsadmin::fail(namesCode, L"scripted");
-        return std::vector<std::optional<wsadmin::platform::AccountName>>(sids.size());
+        std::vector<std::optional<wsadmin::platform::AccountName>> found;
+        for (const Sid& sid : sids) {
+            const auto name = names.find(sid.text());
+            found.push_back(name == names.end() ? std::nullopt : std::optional(name->second));
+        }
+        return found;
     }
     using OpenedToken = wsadmin::Result<std::unique_ptr<wsadmin::platform::Token>>;
     OpenedToken threadToken() override { return open(thread); }
