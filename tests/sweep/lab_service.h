@@ -1,0 +1,191 @@
+// The service on a lab whose ports are counted and fail when told to.
+#pragma once
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "framework/ws_admin_operation.h"
+#include "framework/ws_admin_service.h"
+#include "platform/platform.h"
+#include "support/counting_ports.h"
+#include "support/framework_worker.h"
+#include "support/log_capture.h"
+#include "support/manual_clock.h"
+#include "support/scripted_accounts.h"
+#include "sweep/sweep_data.h"
+#include "sweep/undo.h"
+#include "winauth/winauth_service.h"
+
+namespace sweep {
+
+using CORE::PropertyBag;
+using wstest::PortCalls;
+using wstest::PortFault;
+
+// What a service knows when a request comes: the domains, or that it has to ask for them first; or it stands
+// on a machine that has accounts of its own.
+enum class Setting { domainsKnown, domainsUnknown, ownAccounts };
+
+struct Outcome {
+    bool handled = false;
+    PropertyBag answer;
+    std::vector<PortCalls::Call> calls;
+    std::vector<std::string> changed;  // what was written
+    bool faultHappened = false;
+    int leftOpen = 0;
+    std::vector<wstest::LogLine> log;
+
+    // Then threads have asked the domains side by side.
+    bool asksDomains() const {
+        return std::ranges::any_of(calls, [](const auto& call) { return call.name.starts_with("message"); });
+    }
+};
+
+// Port and call of a call's name.
+inline std::string kindOf(const std::string& call) {
+    return call.substr(0, call.find(' ', call.find(' ') + 1));
+}
+
+inline std::shared_ptr<wstest::ScriptedAccounts> ownAccounts() {
+    const std::string domain = "S-1-5-21-2000-2000-2000-";
+    auto people = std::make_shared<wstest::ScriptedAccounts>();
+    people->users = {{L"CORP\\alice", domain + "1103"},
+                     {L"CORP\\bob", domain + "1104"},
+                     {L"CORP\\dave", domain + "1106"},
+                     {L"bob@mail.example", domain + "1104"},
+                     {L"olga", "S-1-5-21-3000-3000-3000-1101"}};
+    people->names = {{domain + "1205", {L"All Staff", L"CORP"}}, {domain + "1206", {L"Auditors", L"CORP"}}};
+    people->process = people->logon = {.user = domain + "1103", .groups = {domain + "1205", domain + "1206"}};
+    return people;
+}
+
+// One at a time, because the names of its workers are taken.
+class LabService {
+  public:
+    LabService(const std::string& lab, bool capturesLog) : capturesLog_(capturesLog) {
+        startup_.set(wsadmin::platform::labFolderKey, std::string_view(lab));
+        startup_.setBool(L"InitiateDomainChecks", false);
+        authentication_ =
+            CORE::refptr<wsadmin::winauth_service>::adopt(new wsadmin::winauth_service(startup_));
+        clock_->advance(1'700'000'000);
+        platform_->clock = clock_;
+        open();
+        start();
+    }
+    ~LabService() { stop(); }
+    LabService(const LabService&) = delete;
+    LabService& operator=(const LabService&) = delete;
+
+    // A new service on the lab as it was opened.
+    void restart(Setting setting) {
+        stop();
+        restore();
+        platform_->accounts.reset();
+        if (setting == Setting::ownAccounts)
+            platform_->accounts = std::make_shared<wstest::CountingAccounts>(ownAccounts(), calls_);
+        start();
+        if (setting != Setting::domainsUnknown) learnDomains();
+    }
+    // Takes back what was changed in the lab.
+    void restore() {
+        if (!changed_.empty() && (std::ranges::any_of(changed_, cannotBeUndone) || !ldap_->undo())) open();
+        changed_.clear();
+    }
+    void learnDomains() {
+        PropertyBag request;
+        request.setBool(L"forceReload", true);
+        static_cast<void>(run(L"getDomainHealth", request));
+    }
+    Outcome run(const std::wstring& operation, const PropertyBag& request,
+                std::optional<PortFault> fault = {}) {
+        calls_->restart(std::move(fault));
+        Outcome done;
+        {
+            std::optional<wstest::LogCapture> log;
+            if (capturesLog_) log.emplace();
+            wsadmin::ws_admin_operation item(service_);
+            done.handled = item.MessageHandler(operation.c_str(), request, done.answer);
+            if (log) done.log = log->lines();
+        }
+        done.calls = calls_->calls();
+        done.changed = calls_->changed();
+        done.faultHappened = calls_->faultHappened();
+        std::ranges::copy(done.changed, std::back_inserter(changed_));
+        calls_->restart();
+        constexpr int longerThanABindingIsKept = 3600;
+        clock_->advance(longerThanABindingIsKept);
+        service_->connections()->prune();
+        clock_->advance(-longerThanABindingIsKept);
+        done.leftOpen = calls_->live;
+        return done;
+    }
+
+  private:
+    static bool cannotBeUndone(const std::string& change) {
+        const std::string kind = kindOf(change);
+        return kind != "ldap modify" && kind != "ldap add";
+    }
+    // Opens the lab anew. The directory services stay the same object, because the service keeps them.
+    void open() {
+        auto made = wsadmin::platform::createPlatform(startup_);
+        if (!made) throw std::runtime_error(CORE::toUtf8(made.error().text));
+        const wsadmin::platform::Platform& lab = **made;
+        ldap_ = std::make_shared<UndoneClient>(lab.ldap, calls_);
+        services_->exchange(lab.directoryServices);
+        platform_->ldap = ldap_;
+        platform_->directoryServices = services_;
+        platform_->names = std::make_shared<wstest::CountingNames>(lab.names, calls_);
+        platform_->folders = std::make_shared<wstest::CountingFolders>(lab.folders, calls_);
+        platform_->registry = std::make_shared<wstest::CountingRegistry>(lab.registry, calls_);
+        platform_->processes = std::make_shared<wstest::CountingProcesses>(lab.processes, calls_);
+        platform_->processAccount = lab.processAccount;
+    }
+    void start() {
+        service_ = CORE::refptr<wsadmin::ws_admin_service>::adopt(
+            new wsadmin::ws_admin_service(startup_, platform_, threads_));
+        wsadmin::ws_admin_service::setCurrent(service_);
+        service_->registerWorker();
+    }
+    void stop() {
+        service_->unregisterWorker();
+        service_->shutDown();
+        wsadmin::ws_admin_service::setCurrent({});
+        service_.reset();
+    }
+    bool authenticate(std::wstring_view operation, const PropertyBag& request, PropertyBag& response) {
+        const std::string domain(request.utf8(L"initialDomain"));
+        const int code = calls_->enter("message winauth " + CORE::toUtf8(operation) +
+                                       (domain.empty() ? "" : " " + domain));
+        if (code == notHandled) return false;
+        if (code)
+            response.setError(code, L"injected");
+        else if (operation == L"getTrustedDomains")
+            response &= authentication_->getTrustedDomains(request);
+        else
+            response &= authentication_->setDomainConfig(request);
+        return true;
+    }
+
+    bool capturesLog_;
+    PropertyBag startup_;
+    std::shared_ptr<wstest::LdapCounts> calls_ = std::make_shared<wstest::LdapCounts>();
+    std::shared_ptr<wstest::ManualClock> clock_ = std::make_shared<wstest::ManualClock>();
+    std::shared_ptr<wsadmin::platform::Platform> platform_ = std::make_shared<wsadmin::platform::Platform>();
+    std::shared_ptr<UndoneClient> ldap_;
+    std::shared_ptr<wstest::CountingDirectoryServices> services_ =
+        std::make_shared<wstest::CountingDirectoryServices>(nullptr, calls_);
+    CORE::refptr<wsadmin::winauth_service> authentication_;
+    wstest::FrameworkWorker<0> worker_{
+        L"winauth", [this](std::wstring_view operation, const PropertyBag& request, PropertyBag& response) {
+            return authenticate(operation, request, response);
+        }};
+    CORE::ThreadGroup threads_{L"sweep"};
+    CORE::refptr<wsadmin::ws_admin_service> service_;
+    std::vector<std::string> changed_;  // since the lab was opened
+};
+
+}  // namespace sweep

@@ -1,0 +1,193 @@
+// Every built operation with every call of every port failing once. The request then ends with an error and
+// its sentence, or with the complete answer, or with one that the tables of sweep_data.h name; it closes what
+// it opened, and the same request afterwards is answered as ever.
+//
+// With WS_SWEEP_RECORD naming a file, each run's answer and log lines are added to that file.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <span>
+
+#include "framework/operation_table.h"
+#include "support/typed_request.h"
+#include "sweep/answers.h"
+#include "sweep/lab_service.h"
+
+namespace sweep {
+namespace {
+
+using CORE::toUtf8;
+using wsadmin::Operation;
+
+std::string titleOf(const PortFault& fault) {
+    const bool every = fault.occurrence == PortFault::every;
+    return fault.call + (every ? " each" : " #" + std::to_string(fault.occurrence)) + " -> " +
+           std::to_string(fault.code) + (fault.lasting ? " for good" : "");
+}
+
+PropertyBag bagOf(std::wstring_view keys) {
+    PropertyBag bag;
+    const auto pairs = wstest::typedPairs(keys);
+    for (const auto& [name, value] : pairs.value()) bag.add(name, std::wstring_view(value));
+    return bag;
+}
+
+// Without addresses and new identifiers, which are others in each run.
+std::string steady(const std::string& text) {
+    static const std::regex address("0x[0-9a-fA-F]{9,16}"),
+        identifier("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}");
+    return std::regex_replace(std::regex_replace(text, address, "0x*"), identifier, "<GUID>");
+}
+
+class Record {
+  public:
+    Record() {
+        if (const char* file = std::getenv("WS_SWEEP_RECORD"))
+            out_.open(file, std::ios::binary | std::ios::app);
+    }
+    bool wanted() const { return out_.is_open(); }
+    // The lines of threads side by side are sorted.
+    void add(const std::string& title, const Outcome& run, bool sideBySide) {
+        if (!wanted()) return;
+        std::vector<std::string> lines;
+        for (const wstest::LogLine& line : run.log)
+            lines.push_back(toUtf8(CORE::logLevelName(line.level)) + " " + steady(toUtf8(line.text)));
+        if (sideBySide) std::ranges::sort(lines);
+        out_ << title << "\n  " << (run.handled ? "" : "not handled ") << steady(textOf(run.answer)) << "\n";
+        for (const std::string& line : lines) out_ << "    " << line << "\n";
+    }
+
+  private:
+    std::ofstream out_;
+};
+
+class Sweep : public testing::TestWithParam<const Operation*> {
+  protected:
+    void sweep(std::wstring_view keys) {
+        request_ = bagOf(keys);
+        callsMade_.clear();
+        title_ = toUtf8(operation_ + L" " + std::wstring(keys));
+        sweep(Setting::domainsKnown, title_);
+        sweep(Setting::domainsUnknown, title_ + " (domains unknown)");
+        sweep(Setting::ownAccounts, title_ + " (own accounts)");
+    }
+
+    // No row outlives what it excuses.
+    void expectAllUsed(std::span<const PartialAnswer> table) const {
+        for (const PartialAnswer& row : table)
+            EXPECT_TRUE(row.operation != operation_ || used_.contains(&row)) << row.fault << ": " << row.why;
+    }
+
+  private:
+    static std::string labOf(std::wstring_view operation) {
+        const bool federated = std::ranges::find(onFederatedLab, operation) != std::end(onFederatedLab);
+        return std::string(WS_SOURCE_DIR "/labs/") + (federated ? "federated" : "sample");
+    }
+
+    void sweep(Setting setting, const std::string& title) {
+        service_.restart(setting);
+        const Outcome whole = service_.run(operation_, request_);
+        const std::string answer = textOf(whole.answer);
+        const auto faults = faultsOf(whole, setting);
+        if (setting == Setting::domainsKnown) {
+            EXPECT_FALSE(hasError(whole.answer)) << title << ": " << answer;
+            EXPECT_EQ(whole.leftOpen, 0) << title;
+            for (const PortCalls::Call& call : whole.calls) callsMade_.insert(call.name);
+        } else if (faults.empty()) {
+            return;
+        }
+        record_.add("== " + title, whole, whole.asksDomains());
+        for (const PortFault& fault : faults) {
+            SCOPED_TRACE(title + ", " + titleOf(fault));
+            if (setting == Setting::domainsUnknown) service_.restart(setting);
+            service_.restore();
+            const Outcome failed = service_.run(operation_, request_, fault);
+            record_.add("-- " + titleOf(fault), failed, whole.asksDomains());
+            EXPECT_TRUE(failed.handled && failed.faultHappened);
+            EXPECT_EQ(failed.leftOpen, 0);
+            judge(failed, whole, setting, fault);
+            service_.restore();
+            if (whole.asksDomains()) service_.learnDomains();
+            EXPECT_EQ(textOf(service_.run(operation_, request_).answer), answer) << "afterwards";
+        }
+    }
+
+    // Of the calls that only this setting makes.
+    std::vector<PortFault> faultsOf(const Outcome& whole, Setting setting) const {
+        std::vector<PortFault> faults;
+        std::map<std::string, std::size_t> ofKind;
+        for (const PortCalls::Call& call : whole.calls) {
+            if (setting == Setting::domainsUnknown && callsMade_.contains(call.name)) continue;
+            if (setting == Setting::ownAccounts && !call.name.starts_with("accounts ")) continue;
+            // Of threads side by side it is chance whose call is the n-th, and which follow it.
+            const bool sideBySide = whole.asksDomains() && call.name.starts_with("ads ");
+            if (sideBySide && call.occurrence > 1) continue;
+            const std::vector<Code>& codes = codesOf(call.name);
+            const std::size_t number = ofKind[kindOf(call.name)]++;
+            for (std::size_t i = 0; i < codes.size(); ++i)
+                if (number < manyOfAKind || number % codes.size() == i)
+                    faults.push_back({call.name, sideBySide ? PortFault::every : call.occurrence,
+                                      codes[i].code, codes[i].lasting && !sideBySide});
+        }
+        return faults;
+    }
+
+    void judge(const Outcome& failed, const Outcome& whole, Setting setting, const PortFault& fault) {
+        const std::string answer = textOf(failed.answer);
+        const bool error = hasError(failed.answer), complete = answer == textOf(whole.answer);
+        EXPECT_TRUE(everyErrorHasASentence(failed.answer)) << answer;
+        if (error && isOnlyError(failed.answer)) return;
+        if (complete && failed.changed == whole.changed) return;
+        const bool part = !error && isPart(failed.answer, whole.answer);
+        const Partial kind = complete ? Partial::changesMissing
+                             : part   ? Partial::fewerEntries
+                                      : Partial::other;
+        const auto named = [&](std::span<const PartialAnswer> table) {
+            for (const PartialAnswer& row : table) {
+                const bool hit = fault.call.starts_with(row.fault) ||
+                                 (setting == Setting::domainsUnknown && row.fault == learningDomains);
+                if (row.operation != operation_ || row.kind != kind || !hit) continue;
+                if (kind == Partial::other && !matches(answer, row.answer)) continue;
+                used_.insert(&row);
+                return true;
+            }
+            return false;
+        };
+        EXPECT_TRUE(named(partialAnswers) || named(knownDefects))
+            << "no table names this answer, of kind " << static_cast<int>(kind) << ": " << answer;
+    }
+
+    const std::wstring operation_{GetParam()->name};
+    Record record_;
+    LabService service_{labOf(operation_), record_.wanted()};
+    std::string title_;
+    PropertyBag request_;
+    std::set<std::string> callsMade_;  // where the domains are known
+    std::set<const PartialAnswer*> used_;
+};
+
+TEST_P(Sweep, AFailingCallIsToldOrMadeUpFor) {
+    sweep(GetParam()->example);
+    for (const Request& more : moreRequests)
+        if (more.operation == GetParam()->name) sweep(more.keys);
+    expectAllUsed(partialAnswers);
+    expectAllUsed(knownDefects);
+}
+
+std::vector<const Operation*> builtOperations() {
+    std::vector<const Operation*> built;
+    for (const Operation& operation : wsadmin::operationTable())
+        if (operation.built()) built.push_back(&operation);
+    return built;
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, Sweep, testing::ValuesIn(builtOperations()),
+                         [](const auto& instance) { return toUtf8(instance.param->name); });
+
+}  // namespace
+}  // namespace sweep
