@@ -67,7 +67,7 @@ else
     [ -x build/native/bin/hdqadmin ] && [ -f build/windows/bin/hdqadmin.exe ] &&
         tests integration native "$wine $pod tests/servers/with-corp" -L integration
     [ -x build/native/bin/hdqadmin ] &&
-        GTEST_FILTER='*native_server*-*/Identity.*:*/Entitlements.*:*/Machines.*' tests integration-openldap native tests/servers/with-slapd -L integration
+        GTEST_FILTER='*native_samba_maintenance*:*native_samba_domain_lists*' tests integration-openldap native tests/servers/with-slapd -L integration
     build native-asan && tests unit-asan native-asan "$pod" -LE integration
     # The thread sanitizer wants the addresses where it expects them.
     fixed=""

@@ -21,6 +21,9 @@ std::string Answer::value(const std::string& key) const {
     return {};
 }
 
+namespace {
+
+// The command that starts the tool; throws when it is not built.
 std::vector<std::string> tool(Build build) {
     const std::string program =
         build == Build::native ? WS_BIN_DIR "/hdqadmin" : WS_SOURCE_DIR "/build/windows/bin/hdqadmin.exe";
@@ -29,8 +32,6 @@ std::vector<std::string> tool(Build build) {
     static_cast<void>(environment("WINEPREFIX"));
     return {"wine", program};
 }
-
-namespace {
 
 Outcome start(Build build, const std::vector<std::string>& arguments,
               const std::vector<std::string>& surroundings) {
@@ -46,8 +47,8 @@ Outcome start(Build build, const std::vector<std::string>& arguments,
     return outcome;
 }
 
-nlohmann::ordered_json parse(const std::string& text) {
-    return nlohmann::ordered_json::parse(text, nullptr, false);
+Json parse(const std::string& text) {
+    return Json::parse(text, nullptr, false);
 }
 
 }  // namespace
@@ -62,8 +63,7 @@ std::vector<Answer> askAll(Build build, const std::vector<std::string>& options,
                            const std::vector<Request>& requests) {
     std::string batch;
     for (const Request& request : requests)
-        batch +=
-            nlohmann::ordered_json{{"operation", request.operation}, {"request", request.keys}}.dump() + "\n";
+        batch += Json{{"operation", request.operation}, {"request", request.bag}}.dump() + "\n";
     const wstest::TempFolder folder;
     std::vector<std::string> arguments = options;
     arguments.insert(arguments.end(), {"--batch", folder.write("batch.json", batch)});

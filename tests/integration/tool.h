@@ -11,6 +11,8 @@
 
 namespace integration {
 
+using Json = nlohmann::ordered_json;
+
 enum class Build { native, windows };
 
 inline void PrintTo(Build build, std::ostream* out) {
@@ -19,16 +21,13 @@ inline void PrintTo(Build build, std::ostream* out) {
 
 struct Answer {
     int status = -1;
-    nlohmann::ordered_json json;  // null when the output is not JSON
+    Json json;  // null when the output is not JSON
     std::string errors;
 
     std::string errorText() const;  // of the answer; empty: none
     // The value of a key of the result bag; empty when there is none.
     std::string value(const std::string& key) const;
 };
-
-// The command that starts the tool; throws when it is not built.
-std::vector<std::string> tool(Build build);
 
 // Asks with the arguments; `surroundings` come before the tool (a command that starts it), none by default.
 Answer ask(Build build, const std::vector<std::string>& arguments,
@@ -37,7 +36,7 @@ Answer ask(Build build, const std::vector<std::string>& arguments,
 // One request of a batch.
 struct Request {
     std::string operation;
-    std::vector<std::pair<std::string, std::string>> keys;
+    Json bag;
 };
 
 // The answers to many requests, asked of one process. Their status is -1.

@@ -29,8 +29,8 @@ lab::MachineDescription machineOf(const std::string& toml) {
 
 std::string joined(const Json& texts) {
     std::string all;
-    for (const std::string& text : textsOf(texts)) all += "\n" + text + "\n";
-    return all;
+    for (const std::string& text : textsOf(texts)) all += (text.starts_with("dn:") ? "\n\n" : "\n") + text;
+    return all + "\n";
 }
 
 // A JSON value as TOML; both write texts, numbers and lists alike.
