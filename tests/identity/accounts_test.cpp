@@ -3,7 +3,6 @@
 
 #include "identity/directory_accounts.h"
 #include "identity/handlers.h"
-#include "identity/pod_lab.h"
 #include "identity/scripted_people.h"
 
 using namespace wstest;
@@ -89,42 +88,6 @@ TEST(DirectoryAccounts, ABareNameIsLookedForInTheOwnDomainItsForestAndBeyond) {
         EXPECT_EQ(accounts.roomFor(name).error, platform::accountNoneMapped) << name;
     EXPECT_TRUE(people.searches.empty());
     people.expectAllGivenBack();
-}
-
-TEST(DirectoryAccounts, NameWhatHasANameInItsDomain) {
-    const auto entry = [](const std::string& name, const std::string& rest) {
-        return "dn: CN=" + name + ",DC=corp,DC=example\nobjectSid: " + rest + "\n\n";
-    };
-    const std::string stranger = "S-1-5-21-9-9-9-1";
-    PeopleLab lab(
-        {.corp = entry("Al", sidOf(1) + "\nobjectClass: user\nsAMAccountName: al") +
-                 entry("G", sidOf(2) + "\nobjectClass: group\ngroupType: -2147483646\nsAMAccountName: g") +
-                 entry("L", sidOf(3) + "\nobjectClass: group\ngroupType: -2147483644\nsAMAccountName: l") +
-                 entry(stranger, stranger + "\nobjectClass: foreignSecurityPrincipal")});
-    DirectoryAccounts accounts(*lab.service);
-    const struct {
-        std::string sid;
-        std::wstring name;
-        AccountKind kind = AccountKind::unknown;
-    } rows[] = {
-        {sidOf(1), L"CORP\\al", AccountKind::user},
-        {sidOf(2), L"CORP\\g", AccountKind::group},
-        {sidOf(3), L"CORP\\l", AccountKind::alias},
-        {stranger, L""},
-        {sidOf(4), L""},
-        {"S-1-5-18", L"NT AUTHORITY\\SYSTEM", AccountKind::wellKnownGroup},
-        {"S-1-1-0", L"Everyone", AccountKind::wellKnownGroup},
-    };
-    std::vector<platform::Sid> sids;
-    for (const auto& row : rows) sids.push_back(platform::Sid::parse(row.sid).value());
-    const auto names = accounts.namesOf(sids);
-    ASSERT_TRUE(names);
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        const auto& name = names->at(i);
-        EXPECT_EQ(name ? displayName(*name) : L"", rows[i].name) << rows[i].sid;
-        EXPECT_EQ(name ? name->kind : AccountKind::unknown, rows[i].kind) << rows[i].sid;
-    }
-    EXPECT_EQ(lab.counts->searchesFor("(objectSid="), 1);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include "identity/group.h"
 
 #include "identity/handlers.h"
-#include "identity/pod_lab.h"
 #include "identity/scripted_people.h"
 
 using namespace wstest;
@@ -52,71 +51,19 @@ struct Alice {
     }
 };
 
-TEST(UserGroups, AreThoseOfTheTokenAndTheLocalOnesThatListTheUser) {
-    ScriptedPeople people;
-    people.answer = Alice{
-        .local = {.rows = {localGroup(11, 0x80000004), localGroup(12, 0x80000004), localGroup(13, 0x80000008),
-                           localGroup(14, 0x4), localGroup(15, 0x80000005)}}};
-    const LogCapture log;
-    const auto result =
-        getUserContext(people.service, requestOf({{L"SID", sidOf(1102)}, {L"includeUserSID", "true"}}));
-    EXPECT_EQ(groupsOf(result), sids({10, 11, 12, 15, 1102}));
-    EXPECT_EQ(result.getBag(L"user-info").utf8(L"sid"), sidOf(1102));
-    const std::vector<std::wstring> lines = {
-        L"Locating user with sid " + toWide(sidOf(1102)),
-        L"Obtaining token groups for " + toWide(aliceDn) + L", will bind to " + toWide(alicePath),
-        L"Will bind to LDAP://corp.example for domain local groups",
-        L"User found, result property bag=" + result.flattenForDisplay().str()};
-    for (const std::wstring& line : lines)
-        EXPECT_TRUE(log.contains(CORE::logDebug, line)) << CORE::toUtf8(line);
-    const auto& searches = people.searches;
-    ASSERT_EQ(searches.size(), 4U);
-    EXPECT_EQ(searches[1].scope, 0);
-    EXPECT_EQ(searches[1].filter, "(objectclass=*)");
-    EXPECT_EQ(searches[2].filter, "(&(objectClass=group)(|(member=CN=Alice,DC=corp,DC=example)))");
-    EXPECT_EQ(
-        searches[3].filter,
-        "(&(objectClass=group)(|(member=CN=G12,DC=corp,DC=example)(member=CN=G15,DC=corp,DC=example)))");
-    people.expectAllGivenBack();
-}
-
-TEST(UserGroups, AnAttributeWithoutValuesIsExplainedToTheAdministrator) {
-    ScriptedPeople people;
-    people.answer = Alice{.token = {.rows = {{}}}, .local = {.rows = {localGroup(12, 0x80000004)}}};
-    const LogCapture log(CORE::logWarning);
-    const auto result = getEntitlementGroups(people.service, requestOf({{L"SID", sidOf(1102)}}));
-    EXPECT_EQ(groupsOf(result), sids({12}));
-    EXPECT_EQ(
-        log.lines(),
-        (std::vector<LogLine>{
-            {CORE::logWarning,
-             L"The Active Directory LDAP tokenGroups search on entry CN=Alice,DC=corp,DC=example failed "
-             L"to return any values. This occurs when access to tokenGroups is denied in Active Directory"},
-            {CORE::logWarning,
-             L"The user's tokenGroups attribute needs to be obtained so that their group membership "
-             L"based entitlements can be determined"},
-            {CORE::logWarning,
-             L"Please ensure in Active Directory that the computer account for this Connection Server "
-             L"has access to this user's tokenGroups attribute"}}));
-}
-
 TEST(UserGroups, WithoutAllOfThemThereIsNoAnswer) {
-    const Answer lost{.code = adsServerDown},
-        first{.rows = {localGroup(12, 0x80000004)}, .lastCode = adsServerDown};
+    const Answer first{.rows = {localGroup(12, 0x80000004)}, .lastCode = adsServerDown};
     const struct {
         Alice alice;
         std::string unopened;  // path
         std::wstring line;
     } rows[] = {
-        {{}, alicePath, L"Failed to bind to LDAP://CN=Alice,DC=corp,DC=example"},
         {{.token = {}}, "", L"User object not found in Active Directory"},
-        {{.token = lost}, "", L"User object not found in Active Directory"},
         {{.token = {.lastCode = adsNoSuchObject}}, "", L"User object not found in Active Directory"},
         {{.token = {.rows = {{}}, .columnCode = static_cast<int>(0x80072020)}},
          "",
          L"GetColumn failed, error 80072020"},
         {{}, ScriptedPeople::corp, L"Failed to bind to LDAP://corp.example"},
-        {{.local = lost}, "", L"Search failed on binding LDAP://corp.example"},
         {{.local = first}, "", L"Search failed on binding LDAP://corp.example"},
     };
     for (const auto& row : rows)
@@ -158,25 +105,6 @@ TEST(UserGroups, WithoutNamesKeepTheirSids) {
                                     {CORE::logWarning, L"Failed to convert SID"},
                                     {CORE::logWarning, L"The names of groups cannot be looked up: scripted"},
                                     {CORE::logWarning, L"Failed to look up SID"}}));
-}
-
-TEST(UserGroups, OfWhichADirectoryGivesOnlySomeAtOnceAreAllThere) {
-    std::string corp =
-        "dn: CN=Alice,DC=corp,DC=example\nobjectClass: user\nsAMAccountName: alice\nobjectSid: " +
-        sidOf(1102) + "\n\n";
-    for (int number = 1; number <= 7; ++number)
-        corp += "dn: CN=G" + std::to_string(number) +
-                ",DC=corp,DC=example\nobjectClass: group\ngroupType: -2147483646\nsAMAccountName: g" +
-                std::to_string(number) + "\nobjectSid: " + sidOf(number) + "\nmember: " + aliceDn + "\n\n";
-    for (const int atOnce : {3, 7, 1500}) {
-        PeopleLab lab({.corp = corp, .corpKeys = "values-at-once = " + std::to_string(atOnce) + "\n"});
-        const LogCapture log(CORE::logWarning);
-        auto groups = groupsOf(getEntitlementGroups(*lab.service, requestOf({{L"SID", sidOf(1102)}})));
-        std::ranges::sort(groups);
-        EXPECT_EQ(groups, sids({1, 2, 3, 4, 5, 6, 7})) << atOnce;
-        EXPECT_TRUE(log.lines().empty());
-        EXPECT_EQ(lab.counts->searchesFor("(objectclass=*)"), atOnce == 3 ? 3 : 1);
-    }
 }
 
 TEST(TokenGroups, OfALogonOrASentence) {

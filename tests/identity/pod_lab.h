@@ -1,5 +1,5 @@
-// A pod with its federation layer and its people's directory, made in a temporary lab, with everything that
-// goes to the directories counted.
+// A pod and its people's directory, made in a temporary lab, with everything that goes to the directories
+// counted.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -20,38 +20,30 @@ namespace wstest {
 // What the files of the lab say beyond what every pod has.
 struct PodContent {
     std::string pod{};
-    std::string federation{};
     std::string corp{};
-    std::string corpKeys{};  // of its [[directory]]
-    std::string machine{};   // keys of [machine]
-    std::string podFaults{};
-    std::string federationFaults{};
-    std::string corpFaults{};
 };
 
 class PodLab {
   public:
     explicit PodLab(const PodContent& content) {
         folder_.write("pod.ldif",
-                      container("DC=vdi,DC=talvex,DC=int", "domainDNS") +
-                          container("CN=ForeignSecurityPrincipals,DC=vdi,DC=talvex,DC=int", "container") +
-                          container("OU=Groups,DC=vdi,DC=talvex,DC=int") +
-                          container("OU=Applications,DC=vdi,DC=talvex,DC=int") + content.pod);
-        folder_.write(
-            "federation.ldif",
-            container("DC=vdiglobal,DC=talvex,DC=int", "domainDNS") +
-                container("CN=ForeignSecurityPrincipals,DC=vdiglobal,DC=talvex,DC=int", "container") +
-                container("OU=Entitlements,DC=vdiglobal,DC=talvex,DC=int") + content.federation);
-        folder_.write("corp.ldif", container("DC=corp,DC=example", "domainDNS") + content.corp);
-        folder_.write(
-            "machine.toml",
-            "[machine]\nnetbios-name = \"VCS1\"\ndns-name = \"vcs1.corp.example\"\n" + content.machine +
-                directory("dc=vdi,dc=talvex,dc=int", "pod", content.podFaults) +
-                directory("dc=vdiglobal,dc=talvex,dc=int", "federation", content.federationFaults,
-                          "ports = [22389]\n") +
-                directory("dc=corp,dc=example", "corp", content.corpFaults,
-                          "kind = \"ad\"\nhosts = [\"corp.example\", \"corp\"]\nports = [389, 3268]\n" +
-                              content.corpKeys));
+                      "dn: CN=ForeignSecurityPrincipals,DC=vdi,DC=talvex,DC=int\n"
+                      "objectClass: container\n\ndn: OU=Groups,DC=vdi,DC=talvex,DC=int\n"
+                      "objectClass: organizationalUnit\n\n" +
+                          content.pod);
+        folder_.write("corp.ldif", content.corp);
+        folder_.write("machine.toml", R"([machine]
+netbios-name = "VCS1"
+[[directory]]
+suffixes = ["dc=vdi,dc=talvex,dc=int"]
+files = ["pod.ldif"]
+[[directory]]
+suffixes = ["dc=corp,dc=example"]
+files = ["corp.ldif"]
+kind = "ad"
+hosts = ["corp.example"]
+ports = [389, 3268]
+)");
         CORE::PropertyBag startup;
         startup.set(wsadmin::platform::labFolderKey, folder_.path().wstring());
         auto made = wsadmin::platform::createPlatform(startup);
@@ -63,21 +55,11 @@ class PodLab {
         service = std::make_unique<TestService>(platform);
     }
 
-    static std::string container(const std::string& dn,
-                                 const std::string& objectClass = "organizationalUnit") {
-        return "dn: " + dn + "\nobjectClass: " + objectClass + "\n\n";
-    }
-
     std::shared_ptr<LdapCounts> counts = std::make_shared<LdapCounts>();
     std::shared_ptr<wsadmin::platform::Platform> platform;
     std::unique_ptr<TestService> service;
 
   private:
-    static std::string directory(const std::string& suffix, const std::string& name,
-                                 const std::string& faults, const std::string& keys = {}) {
-        return "[[directory]]\nsuffixes = [\"" + suffix + "\"]\nfiles = [\"" + name + ".ldif\"]\n" + keys +
-               (faults.empty() ? "" : "[directory.faults]\n" + faults + "\n");
-    }
     TempFolder folder_;
 };
 
