@@ -262,7 +262,10 @@ TEST(ConnectionMgr, ThirtyTwoThreadsGetReleaseAndPrune) {
         if (!clockMoves) {
             EXPECT_LE(pool.services->opens, wanted);  // what concurrency needs, no more
         }
-        EXPECT_EQ(pool->listCount(), demands.size());
+        // Where the clock moves, the last prune may have found every list unused for long enough.
+        if (!clockMoves) {
+            EXPECT_EQ(pool->listCount(), demands.size());
+        }
         pool.clock->advance(10000);
         pool->prune();
         EXPECT_EQ(pool.services->live, 0);
