@@ -21,8 +21,8 @@ keys are matched without regard to case. `hdqadmin --list` and `hdqadmin OPERATI
 command line.
 
 A failure is an error code and a sentence. Code 1 is the general one; 120 means that there is no such operation, or
-that it is not built yet. A key whose meaning begins with "required" must be given and not be empty; any other key that
-is missing counts as empty, or as its default.
+that it is not built yet. A required key must be given and not be empty, or the operation refuses in its own words;
+where it depends, the meaning says on what. Any other key that is missing counts as empty, or as its default.
 
 | Type | Meaning |
 | --- | --- |
@@ -69,21 +69,29 @@ std::string contents(std::span<const Operation> operations) {
     return table;
 }
 
-std::string requestKeys(std::span<const KeyInfo> keys) {
+std::string requiredText(Required required) {
+    if (required == Required::depends) return "depends";
+    return required == Required::yes ? "yes" : "";
+}
+
+std::string requestKeys(std::span<const Key> keys) {
     if (keys.empty()) return "\nIt takes no keys.\n";
-    std::string table = "\n| Request key | Type | Default | Meaning |\n| --- | --- | --- | --- |\n";
-    for (const KeyInfo& key : keys) {
-        table += "| " + code(key.name) + " | " + plain(key.type) + " | " +
-                 (key.fallback.empty() ? "" : code(key.fallback)) + " | " + plain(key.text) + " |\n";
+    std::string table =
+        "\n| Request key | Type | Required | Default | Meaning |\n| --- | --- | --- | --- | --- |\n";
+    for (const Key& key : keys) {
+        table += "| " + code(key.name) + " | " + plain(keyTypeName(key.type)) + " | " +
+                 requiredText(key.required) + " | " + (key.fallback.empty() ? "" : code(key.fallback)) +
+                 " | " + plain(key.text) + " |\n";
     }
     return table;
 }
 
-std::string resultKeys(std::span<const KeyInfo> keys) {
+std::string resultKeys(std::span<const Key> keys) {
     if (keys.empty()) return "\nIt answers no keys of its own.\n";
     std::string table = "\n| Result key | Type | Meaning |\n| --- | --- | --- |\n";
-    for (const KeyInfo& key : keys)
-        table += "| " + code(key.name) + " | " + plain(key.type) + " | " + plain(key.text) + " |\n";
+    for (const Key& key : keys)
+        table +=
+            "| " + code(key.name) + " | " + plain(keyTypeName(key.type)) + " | " + plain(key.text) + " |\n";
     return table;
 }
 

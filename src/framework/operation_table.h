@@ -6,46 +6,25 @@
 #include <span>
 #include <string_view>
 
-#include "framework/core/property_bag.h"
-#include "ldap/service_context.h"
+#include "ldap/worker.h"
 
 namespace wsadmin {
 
 enum class Shape { resultBag, responseFilling };
 
-// A key of a request or a result. A nested key is written as its path, "machine-list/machine-entry/dn", and
-// each bag on the way has a row of its own; a name in angle brackets, "<domain>", stands for names that are
-// not fixed. A request key that the operation refuses to be without says so first: "required; the pool".
-struct KeyInfo {
-    std::wstring_view name;
-    // "text", "secret" (a text that is wiped and never logged), "integer", "boolean", "flag" (an empty value:
-    // that the key is there is the statement), "bag" (nested keys); "text list" and "bag list": the name
-    // repeats.
-    std::wstring_view type;
-    std::wstring_view fallback;  // of a request key: the default as it is typed, empty for none
-    std::wstring_view text;      // what it is, one line
-};
-
-// Result-bag shape: the handler returns a bag that the dispatcher merges into the response.
-using BagHandler = CORE::PropertyBag (*)(ServiceContext& service, const CORE::PropertyBag& request);
-// Response-filling shape: the handler writes the response and says whether it handled the request.
-using FillHandler = bool (*)(ServiceContext& service, const CORE::PropertyBag& request,
-                             CORE::PropertyBag& response);
-
 struct Operation {
     std::wstring_view name;
+    // Result-bag: the worker's result is merged into the response, and the request counts as handled whatever
+    // became of it. Response-filling: it counts as handled where the response carries no error.
     Shape shape = Shape::resultBag;
-    BagHandler bag = nullptr;    // null: not built yet, or of the other shape
-    FillHandler fill = nullptr;  // likewise
-    bool changes = false;        // does it change anything that outlasts the request
-    std::wstring_view text;      // what it does, one sentence
-    std::span<const KeyInfo> request{};
-    std::span<const KeyInfo> result{};
+    Handler run = nullptr;   // answer<&Worker::method>; null: not built yet
+    bool changes = false;    // does it change anything that outlasts the request
+    std::wstring_view text;  // what it does, one sentence
+    std::span<const Key> request{};
+    std::span<const Key> result{};
     std::wstring_view example{};  // NAME=VALUE pairs as typed to the tool
 
-    constexpr bool built() const noexcept {
-        return shape == Shape::resultBag ? bag != nullptr : fill != nullptr;
-    }
+    constexpr bool built() const noexcept { return run != nullptr; }
 };
 
 std::span<const Operation> operationTable() noexcept;

@@ -8,11 +8,17 @@ namespace wsadmin {
 
 namespace {
 
-void addKeys(CORE::PropertyBag& operation, std::wstring_view list, std::span<const KeyInfo> keys) {
-    for (const KeyInfo& key : keys) {
+std::wstring_view requiredName(Required required) {
+    if (required == Required::depends) return L"depends";
+    return required == Required::yes ? L"yes" : L"no";
+}
+
+void addKeys(CORE::PropertyBag& operation, std::wstring_view list, std::span<const Key> keys) {
+    for (const Key& key : keys) {
         CORE::PropertyBag bag;
         bag.add(L"name", key.name);
-        bag.add(L"type", key.type);
+        bag.add(L"type", keyTypeName(key.type));
+        bag.add(L"required", requiredName(key.required));
         bag.add(L"default", key.fallback);
         bag.add(L"text", key.text);
         operation.addBag(list, std::move(bag));

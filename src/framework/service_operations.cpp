@@ -4,43 +4,37 @@
 #include <cstdint>
 #include <limits>
 
-#include "ldap/handlers.h"
+#include "ldap/domain_queries.h"
 #include "platform/module/module_log.h"
 
 namespace wsadmin {
 
-namespace {
-
-constexpr wchar_t intervalKey[] = L"forestCheckInterval";
-
-// A value that is there but is no number counts as 0, so that it is refused and not taken for the default.
-int requestedMinutes(const CORE::PropertyBag& request) {
-    return request.contains(intervalKey) ? request.get(intervalKey).toInt(0) : minimumForestCheckMinutes;
+Result<void> ServiceOperations::diag() {
+    const CORE::PropertyBag none;
+    CORE::PropertyBag health;
+    answer<&DomainQueries::getDomainHealth, OnFailure::keeps>(service(), Request(none), health);
+    result().addBag(L"DOMAINHEALTH", std::move(health));
+    return {};
 }
 
-}  // namespace
-
-CORE::PropertyBag Diag(ServiceContext& service, const CORE::PropertyBag&) {
-    CORE::PropertyBag result;
-    result.addBag(L"DOMAINHEALTH", getDomainHealth(service, {}));
-    return result;
-}
-
-CORE::PropertyBag setServiceConfiguration(ServiceContext& service, const CORE::PropertyBag& request) {
-    CORE::PropertyBag result;
-    const int minutes = requestedMinutes(request);
-    if (minutes < minimumForestCheckMinutes) {
-        result.setError(1, CORE::formatText(L"forestCheckInterval must be a minimum of %d minutes",
-                                            minimumForestCheckMinutes));
-        return result;
-    }
+Result<void> ServiceOperations::setServiceConfiguration() {
+    // A value that is there but is no number is refused: it is not taken for the default.
+    const int minutes = request().text(key::forestCheckInterval).toInt(0);
+    if (minutes < minimumForestCheckMinutes)
+        return fail(CORE::formatText(L"forestCheckInterval must be a minimum of %d minutes",
+                                     minimumForestCheckMinutes));
     constexpr std::int64_t longest = std::numeric_limits<int>::max();
-    service.setMinimumDomainCheckInterval(static_cast<int>(std::min(std::int64_t{minutes} * 60, longest)));
+    service().setMinimumDomainCheckInterval(static_cast<int>(std::min(std::int64_t{minutes} * 60, longest)));
     // The line names the smallest interval whatever the request gave; administrators' log searches rely on
     // it.
     logInfo(L"Domain configuration will be checked with a minimum interval of %d minutes",
             minimumForestCheckMinutes);
-    return result;
+    return {};
+}
+
+Result<void> ServiceOperations::getAppdataLocation() {
+    result().set(L"appdataLocation", configurationFolder(*service().platform().folders));
+    return {};
 }
 
 std::wstring configurationFolder(const platform::Folders& folders, DataOwner owner) {

@@ -3,16 +3,27 @@
 
 #include <string>
 
-#include "framework/core/property_bag.h"
-#include "ldap/service_context.h"
+#include "ldap/worker.h"
 
 namespace wsadmin {
 
 inline constexpr int minimumForestCheckMinutes = 15;
 
-CORE::PropertyBag Diag(ServiceContext& service, const CORE::PropertyBag& request);
-CORE::PropertyBag setServiceConfiguration(ServiceContext& service, const CORE::PropertyBag& request);
-CORE::PropertyBag getAppdataLocation(ServiceContext& service, const CORE::PropertyBag& request);
+namespace key {
+inline constexpr Key forestCheckInterval{
+    L"forestCheckInterval", KeyType::integer, L"15",
+    L"minutes that the knowledge of the domains is kept before it is gathered anew; at least 15"};
+}  // namespace key
+
+class ServiceOperations : public Worker {
+  public:
+    using Worker::Worker;
+
+    // "DOMAINHEALTH": what getDomainHealth answers, its error included.
+    Result<void> diag();
+    Result<void> setServiceConfiguration();
+    Result<void> getAppdataLocation();
+};
 
 enum class DataOwner { machine, user };
 

@@ -32,9 +32,8 @@ bool ws_admin_operation::run(const Operation& operation, const CORE::PropertyBag
                              CORE::PropertyBag& response) {
     std::optional<platform::DirectoryThread> thread;
     if (const auto& services = service_->platform().directoryServices) thread.emplace(*services);
-    if (operation.shape == Shape::responseFilling) return operation.fill(*service_, request, response);
-    response &= operation.bag(*service_, request);
-    return true;
+    const bool clean = operation.run(*service_, Request(request, operation.request), response);
+    return clean || operation.shape == Shape::resultBag;
 }
 
 }  // namespace wsadmin

@@ -45,6 +45,7 @@ ordered_json keysJson(const PropertyBag& operation, std::wstring_view list) {
     for (const PropertyBag* key : bagsOf(operation, list)) {
         keys.push_back({{"name", text(*key, L"name")},
                         {"type", text(*key, L"type")},
+                        {"required", text(*key, L"required")},
                         {"default", text(*key, L"default")},
                         {"text", text(*key, L"text")}});
     }
@@ -81,6 +82,7 @@ void printKeys(std::ostream& out, const PropertyBag& operation, std::wstring_vie
         out << "  " << std::left << std::setw(static_cast<int>(nameWidth) + 2)
             << indentedName(key->utf8(L"name")) << std::setw(static_cast<int>(typeWidth) + 2)
             << key->utf8(L"type") << key->utf8(L"text");
+        if (key->utf8(L"required") == "yes") out << " (required)";
         if (const auto fallback = key->utf8(L"default"); !fallback.empty())
             out << " (default: " << fallback << ')';
         out << '\n';

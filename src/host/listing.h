@@ -10,7 +10,7 @@ namespace hdqadmin {
 
 void printList(std::ostream& out, const CORE::PropertyBag& operations);
 // An array of objects: "name", "shape", "changes", "built", "text", "example", "request" and "result", the
-// last two arrays of {"name", "type", "default", "text"}.
+// last two arrays of {"name", "type", "required", "default", "text"}.
 void printListJson(std::ostream& out, const CORE::PropertyBag& operations);
 // Keys, types, defaults and results of one operation; false when there is none of that name.
 bool printOperation(std::ostream& out, const CORE::PropertyBag& operations, std::string_view name);

@@ -20,8 +20,8 @@ struct WellKnown {
     AccountKind kind = AccountKind::wellKnownGroup;
 };
 
-// As an English system names them. The built-in groups of a directory have entries there, but the names are
-// needed where only the SID is known.
+// By their English names. Built-in groups also have entries in a directory; the table names them where only
+// the SID is known.
 constexpr WellKnown wellKnown[] = {
     {"S-1-1-0", L"", L"Everyone"},
     {"S-1-3-0", L"", L"CREATOR OWNER"},
@@ -70,7 +70,7 @@ bool same(std::wstring_view a, std::wstring_view b) {
 }
 
 Sid sidOf(std::string_view text) {
-    return Sid::parse(text).value();  // a text of ours
+    return Sid::parse(text).value();  // a literal of the table
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// What is known of accounts without asking a directory: accounts that are the same on every machine, and the
-// texts of the system's errors.
+// Accounts without a directory: the well-known accounts, which are the same on every machine, and the texts
+// of the system's account errors.
 #pragma once
 
 #include <optional>
@@ -18,7 +18,7 @@ std::optional<platform::Account> wellKnownAccount(std::wstring_view name);
 std::optional<platform::AccountName> wellKnownName(const platform::Sid& sid);
 // Local groups that every domain and machine has: below S-1-5-32.
 bool isBuiltin(const platform::Sid& sid);
-// The groups of a token of the machine's own services.
+// The groups in the token of a service account such as SYSTEM.
 std::vector<platform::Sid> groupsOfServices();
 
 // Empty for a code that is none of AccountError.

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "identity/accounts.h"
+#include "identity/account_lookup.h"
+#include "identity/identity_keys.h"
 #include "identity/principals.h"
 #include "identity/user_groups.h"
 #include "ldap/directory_query.h"
@@ -23,50 +24,65 @@ bool isLocalSystem(const Sid& sid) {
     return sid.text() == platform::localSystemSid;
 }
 
-bool namesLocalSystem(const CORE::PropertyBag& request) {
-    CORE::wstr value;
-    for (std::size_t position = 0; request.getNext(L"sid", value, position);) {
-        const auto sid = Sid::parse(std::wstring_view(value));
-        if (sid && isLocalSystem(*sid)) return true;
-    }
-    return false;
+bool namesLocalSystem(const std::vector<std::wstring>& sids) {
+    return std::ranges::any_of(sids, [](const std::wstring& text) {
+        const auto sid = Sid::parse(std::wstring_view(text));
+        return sid && isLocalSystem(*sid);
+    });
 }
 
-std::vector<std::string> permissionsOf(const CORE::PropertyBag& request) {
-    std::vector<std::string> permissions;
-    CORE::wstr value;
-    for (std::size_t position = 0; request.getNext(L"permission", value, position);)
-        permissions.push_back(CORE::toUtf8(value.str()));
-    return permissions;
-}
-
-// The thread's own token where it has one. Where it has one that cannot be had, the process's would say more
-// than the thread may.
+// The thread's token, or the process's where the thread has none. If the thread's token exists but cannot be
+// opened, fail: the process's token may grant more.
 Result<std::unique_ptr<platform::Token>> openToken(AccountAuthority& accounts) {
     auto token = accounts.threadToken();
     if (!token && token.error().code == platform::accountNoToken) return accounts.processToken();
     return token;
 }
 
-}  // namespace
-
-void AdminPermission::check() {
-    if (namesLocalSystem(request())) return permit();
-    if (!directory()) return;
-    const DirectoryThread thread(*service().platform().directoryServices);
-    const auto sids = principals();
-    if (!sids) return;
-    if (std::ranges::any_of(*sids, isLocalSystem)) return permit();
-    searchRoles(*sids);
+// What was asked of a token; the cause of a failure is logged.
+template <class T>
+Result<T> fromToken(platform::TokenResult<T> asked, const std::wstring& sentence) {
+    if (asked) return std::move(*asked);
+    logError(L"%s (%s)", sentence, asked.error().cause.text);
+    return fail(asked.error().step == TokenStep::memory ? L"Out of memory" : sentence);
 }
 
-std::optional<SidList> AdminPermission::principals() {
-    if (request().contains(L"sid")) {
-        auto sids = sidList(request());
-        if (sids) return std::move(*sids);
+Result<SidList> callingToken(AccountAuthority& accounts) {
+    const auto token = openToken(accounts);
+    if (!token) {
+        logError(L"Failed to determine current process token (%s)", token.error().text);
+        return fail(L"Failed to determine current process token");
+    }
+    const auto user = fromToken((*token)->user(), L"Failed to determine token user");
+    if (!user) return fail(user.error());
+    auto sids = fromToken((*token)->groups(), L"Failed to determine token groups");
+    if (sids) sids->insert(sids->begin(), *user);
+    return sids;
+}
+
+}  // namespace
+
+Result<void> AdminPermission::check() {
+    if (namesLocalSystem(request().texts(key::adminSids))) return permit();
+    if (const auto session = directory(); !session) return fail(session.error());
+    const DirectoryThread thread(*service().platform().directoryServices);
+    const auto sids = principals();
+    if (!sids) return fail(sids.error());
+    if (std::ranges::any_of(*sids, isLocalSystem)) return permit();
+    return searchRoles(*sids);
+}
+
+Result<void> AdminPermission::permit() {
+    result().set(L"result", L"OK");
+    return {};
+}
+
+Result<SidList> AdminPermission::principals() {
+    if (request().has(key::adminSids)) {
+        auto sids = sidList(request().texts(key::adminSids));
+        if (sids) return sids;
         logError(L"%s", sids.error().text);
-        fail(L"Failed to construct LDAP filter");
-        return std::nullopt;
+        return fail(L"Failed to construct LDAP filter");
     }
     const auto accounts = accountsOf(service());
     SidList sids = bindAccount(*accounts);
@@ -90,42 +106,20 @@ SidList AdminPermission::bindAccount(AccountAuthority& accounts) {
     return sids;
 }
 
-std::optional<SidList> AdminPermission::callingToken(AccountAuthority& accounts) {
-    const auto token = openToken(accounts);
-    if (!token) {
-        logError(L"Failed to determine current process token (%s)", token.error().text);
-        fail(L"Failed to determine current process token");
-        return std::nullopt;
-    }
-    const auto user = (*token)->user();
-    if (!known(user, L"Failed to determine token user")) return std::nullopt;
-    const auto groups = (*token)->groups();
-    if (!known(groups, L"Failed to determine token groups")) return std::nullopt;
-    SidList sids = {*user};
-    std::ranges::copy(*groups, std::back_inserter(sids));
-    return sids;
-}
-
-template <class T>
-bool AdminPermission::known(const platform::TokenResult<T>& asked, std::wstring_view sentence) {
-    if (asked) return true;
-    logError(L"%s (%s)", sentence, asked.error().cause.text);
-    fail(asked.error().step == TokenStep::memory ? L"Out of memory" : sentence);
-    return false;
-}
-
-void AdminPermission::searchRoles(const SidList& sids) {
-    const std::string filter = adminPermissionFilter(sids, permissionsOf(request()));
+Result<void> AdminPermission::searchRoles(const SidList& sids) {
+    std::vector<std::string> permissions;
+    for (const std::wstring& permission : request().texts(key::adminPermissions))
+        permissions.push_back(CORE::toUtf8(permission));
+    const std::string filter = adminPermissionFilter(sids, permissions);
     logDebug(L"Filter is %s", filter);
     const std::string path = configurationPath(layout::under(layout::container::roles));
-    const auto unopened = [&] { fail(L"Failed to open LDAP entry " + CORE::toWide(path)); };
     const auto base = openQuery(*service().platform().directoryServices, path);
-    if (!base) return unopened();
-    const auto roles = queryRows(**base, QueryScope::oneLevel, filter,
-                                 {layout::attribute::cn, layout::attribute::displayName}, 1);
-    if (!roles) return unopened();
+    const auto roles = base ? queryRows(**base, QueryScope::oneLevel, filter,
+                                        {layout::attribute::cn, layout::attribute::displayName}, 1)
+                            : fail(base.error());
+    if (!roles) return fail(L"Failed to open LDAP entry " + CORE::toWide(path));
     if (roles->empty()) return fail(L"Permission Denied");
-    permit();
+    return permit();
 }
 
 }  // namespace wsadmin

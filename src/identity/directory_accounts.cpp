@@ -54,8 +54,8 @@ tl::unexpected<platform::LogonFailure> refuseLogon(LogonStep step, int code) {
     return tl::unexpected(platform::LogonFailure{step, {code, accountErrorText(code)}});
 }
 
-// Why an account in that state may not log on; 0: it may. Passwords are not asked for here, so neither their
-// age.
+// The error code with which a logon to an account in that state is refused; 0: the logon is permitted. There
+// is no password in such a logon, so that an expired password does not refuse it.
 int logonRefusal(const AccountState& state, const platform::Clock& clock) {
     const CORE::PropertyBag properties = accountProperties(state, clock);
     constexpr std::pair<const wchar_t*, int> refusals[] = {
@@ -80,7 +80,7 @@ class FixedToken final : public Token {
     std::vector<Sid> groups_;
 };
 
-// Reads the groups when they are asked for.
+// Reads the groups from the directory on each call of groups().
 class UserToken final : public Token {
   public:
     UserToken(ServiceContext& service, UserInformation user) : service_(service), user_(std::move(user)) {}
@@ -98,7 +98,7 @@ class UserToken final : public Token {
 
 }  // namespace
 
-const std::optional<DomainBindings>& DirectoryAccounts::domains() {
+const Result<DomainBindings>& DirectoryAccounts::domains() {
     if (!domains_) domains_ = DomainBindings::of(service_);
     return *domains_;
 }
@@ -131,7 +131,8 @@ Result<Account> DirectoryAccounts::findByPrincipalName(const std::wstring& upn) 
             if (found) return found;
             if (found.error().code != platform::accountNoneMapped) outcome = std::move(found);
         }
-    // Everybody has the principal name that logon name and domain make, whatever the entry says.
+    // The implicit principal name, sAMAccountName@domain, is valid even where userPrincipalName has another
+    // value.
     const auto at = upn.rfind(L'@');
     auto implied = findInDomain(std::wstring_view(upn).substr(at + 1), upn.substr(0, at));
     return implied || outcome.error().code == platform::accountNoneMapped ? implied : outcome;
@@ -182,9 +183,11 @@ Result<std::vector<std::optional<AccountName>>> DirectoryAccounts::namesOf(const
         if (!(names[i] = wellKnownName(sids[i]))) others.push_back(sids[i]);
     if (others.empty()) return names;
     if (!domains()) return refuse(platform::accountNoServer);
-    // A domain also has nameless entries for members from elsewhere: only the domain of these names them.
+    // A domain also has a foreignSecurityPrincipal for each member from another domain. It has the SID but no
+    // sAMAccountName, which only the account's own domain has.
     const auto rows = searchBySids(service_, *domains(), others, "(sAMAccountName=*)",
-                                   {"objectClass", "groupType", "sAMAccountName"});
+                                   {"objectClass", "groupType", "sAMAccountName"})
+                          .rows;
     for (std::size_t i = 0; i < sids.size(); ++i)
         if (const auto row = rows.find(sids[i]); !names[i] && row != rows.end())
             names[i] = AccountName{toWide(row->second.text("sAMAccountName")),

@@ -1,4 +1,4 @@
-// Accounts of the directories that the domain map knows, for machines that know no accounts of their own.
+// Accounts of the directories that the domain map knows, for machines whose operating system has no accounts.
 #pragma once
 
 #include "identity/domain_bindings.h"
@@ -6,9 +6,9 @@
 
 namespace wsadmin {
 
-// For one request, on its thread, which holds a DirectoryThread. It answers as an operating system of the
-// domain does: well-known accounts first, a bare name in the primary domain before the others. Tokens
-// hold the groups that the directory knows; nobody is ever impersonated here.
+// For one request, on its thread, which holds a DirectoryThread. Names are resolved in the order of a member
+// of the domain: well-known accounts first, a bare name in the primary domain before the others. Tokens hold
+// the groups that the directory knows; a thread never has a token of its own.
 class DirectoryAccounts final : public platform::AccountAuthority {
   public:
     explicit DirectoryAccounts(ServiceContext& service) : service_(service) {}
@@ -23,7 +23,7 @@ class DirectoryAccounts final : public platform::AccountAuthority {
     platform::LogonResult logOn(const std::wstring& upn, const std::string& origin) override;
 
   private:
-    const std::optional<DomainBindings>& domains();
+    const Result<DomainBindings>& domains();
     Result<platform::Account> find(const std::wstring& name);
     Result<platform::Account> findInDomain(std::wstring_view domain, const std::wstring& account);
     Result<platform::Account> findByPrincipalName(const std::wstring& upn);
@@ -32,8 +32,8 @@ class DirectoryAccounts final : public platform::AccountAuthority {
     Result<platform::Account> search(const std::string& binding, const std::string& filter);
 
     ServiceContext& service_;
-    std::optional<std::optional<DomainBindings>> domains_;
-    // The last look-up: the two calls of one find its account once.
+    std::optional<Result<DomainBindings>> domains_;  // nothing: not read yet
+    // The cached account of the last look-up: roomFor and lookUp of one name search once.
     std::wstring lastName_;
     std::optional<Result<platform::Account>> last_;
 };

@@ -1,6 +1,6 @@
 #include "identity/domain_bindings.h"
 
-#include <array>
+#include <utility>
 
 #include "ldap/domain.h"
 #include "platform/module/module_log.h"
@@ -9,13 +9,14 @@ namespace wsadmin {
 
 using CORE::PropertyBag;
 
-std::optional<DomainBindings> DomainBindings::of(ServiceContext& service) {
+Result<DomainBindings> DomainBindings::of(ServiceContext& service) {
     const auto domain = service.domain();
     const PropertyBag map = domain ? domain->getDomainMap(false) : PropertyBag();
     for (const wchar_t* part : {L"primaryDomain", L"trustedDomains", L"allDomains", L"dnsBag"})
         if (!map.isBag(part)) {
-            logError(L"The domain map has no part %s", part);
-            return std::nullopt;
+            auto missing = CORE::formatText(L"The domain map has no part %s", part);
+            logError(L"%s", missing);
+            return fail(std::move(missing));
         }
     return DomainBindings{.primary = map.getBag(L"primaryDomain"),
                           .trusted = map.getBag(L"trustedDomains"),
@@ -28,7 +29,7 @@ std::wstring DomainBindings::dnsName(std::wstring_view shortName) const {
 }
 
 std::wstring DomainBindings::shortName(std::wstring_view dnsName) const {
-    if (dnsName.empty()) return {};  // what domains without one have instead
+    if (dnsName.empty()) return {};  // a domain without a DNS name is mapped to an empty one
     for (const CORE::BagProperty& name : names.props())
         if (CORE::compareFolded(name.value, CORE::toUtf8(dnsName)) == 0) return CORE::toWide(name.name);
     return {};

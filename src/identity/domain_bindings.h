@@ -1,12 +1,12 @@
-// The domain map, as look-ups of accounts need it.
+// The parts of the domain map that account look-ups use.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "framework/core/property_bag.h"
 #include "ldap/service_context.h"
+#include "platform/result.h"
 
 namespace wsadmin {
 
@@ -17,8 +17,8 @@ struct DomainBindings {
     CORE::PropertyBag all;
     CORE::PropertyBag names;  // short name to DNS name
 
-    // Nothing where there is no map, or one that lacks a part; that is logged.
-    static std::optional<DomainBindings> of(ServiceContext& service);
+    // Fails where there is no domain map or a part of it is missing, which is logged.
+    static Result<DomainBindings> of(ServiceContext& service);
 
     // Empty where no domain has that short name or that DNS name, or a domain has no DNS name.
     std::wstring dnsName(std::wstring_view shortName) const;

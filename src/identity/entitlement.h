@@ -2,7 +2,6 @@
 // and those of the user's groups.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,10 +15,10 @@ class Entitlement : public Worker {
   public:
     using Worker::Worker;
 
-    void desktops();        // desktop pools, each an "entitlement"
-    void packages();        // packaged applications and groups of them, each an "entitlement"
-    void adminRoles();      // administrator roles, each an "admin-role"
-    void globalDesktops();  // the federation's entitlements, each an "entitlement"
+    Result<void> desktops();        // desktop pools, each an "entitlement"
+    Result<void> packages();        // packaged applications and groups of them, each an "entitlement"
+    Result<void> adminRoles();      // administrator roles, each an "admin-role"
+    Result<void> globalDesktops();  // the federation's entitlements, each an "entitlement"
 
   private:
     using Rows = std::vector<DirectoryRow>;
@@ -27,19 +26,16 @@ class Entitlement : public Worker {
     struct Query {
         FilterBuilder filter;
         const std::vector<std::string>& attributes;
-        std::wstring_view unopened;  // the sentence where the base cannot be opened
-        std::wstring_view failed;    // and where the search fails
-        std::wstring_view baseLine;  // what the log says of the base, if anything
+        const wchar_t* openFailed;    // the sentence where the base cannot be opened
+        const wchar_t* searchFailed;  // and where the search fails
+        const wchar_t* baseLine;      // the format of the log line that names the base; null: none
     };
 
     void logSids(std::wstring_view format) const;
-    bool reachDirectory();
-    std::optional<SidList> readSids();
-    // Nothing after a failure, which is in the result then.
-    std::optional<Rows> ask(const Query& query);
-    std::optional<Rows> assignments(platform::DirectorySearch& layer, const SidList& sids,
-                                    const std::string& filter);
-    std::optional<Rows> assignedEntitlements(platform::DirectorySearch& layer, const Rows& assignments);
+    Result<void> checkDirectory();
+    Result<SidList> readSids() const;
+    Result<Rows> search(const Query& query);
+    Result<Rows> searchGlobal();
 };
 
 }  // namespace wsadmin

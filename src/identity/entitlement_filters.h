@@ -1,5 +1,5 @@
-// The search filters for what principals are entitled to. A SID is well-formed by its type, so that nothing
-// that a caller sends becomes a part of a filter as it is.
+// The search filters for what principals are entitled to. SIDs are parsed and permissions escaped, so that no
+// text of a request can inject a filter term.
 #pragma once
 
 #include <string>

@@ -50,7 +50,7 @@ void setStatus(PropertyBag& bag, bool disabled) {
     bag.set(L"status", disabled ? L"disabled" : L"enabled");
 }
 
-// The names on the way down to an entry, without those of the first `count` containers from the root.
+// The path of the entry's names from the root down, without the first `count` of them.
 std::string pathBelow(const Dn& dn, std::size_t count) {
     std::string path;
     for (auto rdn = std::next(dn.rbegin(), static_cast<std::ptrdiff_t>(count)); rdn != dn.rend(); ++rdn) {
@@ -140,7 +140,7 @@ PropertyBag render(const GlobalEntitlementRecord& record) {
     bag.set(L"display-name", record.displayName);
     bag.set(L"description", record.description);
     setStatus(bag, record.disabled);
-    // The misspelt key is what clients know the fallback by.
+    // Compatibility: clients read the default type under this misspelt key.
     if (!record.type)
         bag.set(L"etitlement-type", L"floating");
     else

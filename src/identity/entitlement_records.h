@@ -1,5 +1,5 @@
-// What is told of an entitlement or a role, as the directory's rows have it and as results show it. A value
-// counts only where its column has the type that it should have; what is missing has a default.
+// Entitlements and administrator roles: read from the directory's rows and rendered for results. A value
+// whose column has another type than expected counts as missing, and missing values have defaults.
 #pragma once
 
 #include <cstdint>
@@ -44,9 +44,9 @@ CORE::PropertyBag render(const EntitlementRecord& record);
 CORE::PropertyBag render(const GlobalEntitlementRecord& record);
 CORE::PropertyBag render(const AdminRoleRecord& record);
 
-// Where an entry stands below a container ("ou=folders," and the naming context): "/Sales/EMEA", and "/" for
-// the container itself. Outside of it the path begins below the naming context. A slash of a name is written
-// "\/". Empty for what is no name.
+// The path of an entry below a container ("ou=folders," and the naming context): "/Sales/EMEA", and "/" for
+// the container itself. Elsewhere the path starts below the naming context. A slash in a name is escaped as
+// "\/". Empty for a text that is no distinguished name.
 std::string directoryFolder(std::string_view dn, std::string_view container);
 
 }  // namespace wsadmin

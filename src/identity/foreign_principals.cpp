@@ -3,7 +3,8 @@
 #include <array>
 #include <utility>
 
-#include "identity/accounts.h"
+#include "identity/account_lookup.h"
+#include "identity/identity_keys.h"
 #include "identity/principals.h"
 #include "identity/user_information.h"
 #include "ldap/layout.h"
@@ -40,10 +41,10 @@ std::array<std::pair<std::string_view, std::string>, 8> identityPairs(const Prop
              {"DISTINGUISHEDNAME", text(L"dn")}}};
 }
 
-// One page is all that is asked for: its cookie is never sent back.
+// Reads the first page only: its cookie is never sent back.
 Result<std::vector<LdapEntry>> firstPrincipals(LdapSession& session) {
     const platform::LdapControl page{.oid = platform::controls::pagedResults,
-                                     .value = platform::encodePageControl({principalsAtOnce, {}}),
+                                     .value = platform::encodePageControl({principalsPerPage, {}}),
                                      .critical = true};
     auto found = session.search({.base = layout::under(layout::container::principals),
                                  .scope = platform::LdapScope::subtree,
@@ -62,7 +63,7 @@ std::vector<std::optional<Sid>> sidsOf(const std::vector<LdapEntry>& principals)
     return sids;
 }
 
-std::vector<Sid> known(const std::vector<std::optional<Sid>>& sids) {
+std::vector<Sid> validSids(const std::vector<std::optional<Sid>>& sids) {
     std::vector<Sid> all;
     for (const auto& sid : sids)
         if (sid) all.push_back(*sid);
@@ -85,38 +86,37 @@ Result<LdapEntry> readPrincipal(LdapSession& session, const std::string& dn) {
         logError(L"Failed to find FSP - %s %s (%d).", dn, found.error().text, found.error().code);
         return fail(found.error().code, L"FSP not found");
     }
-    if (found->entries.empty()) return fail(1, L"FSP entry not found");
+    if (found->entries.empty()) return fail(L"FSP entry not found");
     return std::move(found->entries.front());
 }
 
 }  // namespace
 
-Result<void> updateFsp(LdapSession* session, const PropertyBag& information, const LdapEntry* entry) {
-    if (!session) return fail(1, L"LDAP not initialized");
+Result<void> updateFsp(LdapSession& session, const PropertyBag& information, const LdapEntry* entry) {
     const std::string dn(information.utf8(L"fspDn"));
-    if (dn.empty()) return fail(1, L"No FSP DN was specified for the operation");
+    if (dn.empty()) return fail(L"No FSP DN was specified for the operation");
     LdapEntry read;
     if (!entry) {
-        auto found = readPrincipal(*session, dn);
+        auto found = readPrincipal(session, dn);
         if (!found) return fail(found.error());
         read = std::move(*found);
         entry = &read;
     }
     for (const auto& [name, value] : identityPairs(information))
-        setNameValue(*session, *entry, layout::attribute::description, name, value);
+        setNameValue(session, *entry, layout::attribute::description, name, value);
     return {};
 }
 
-void ForeignPrincipals::updateAll() {
-    LdapSession* const session = directory();
-    if (!session) return;
-    const auto principals = firstPrincipals(*session);
+Result<void> ForeignPrincipals::updateAll() {
+    const auto session = directory();
+    if (!session) return fail(session.error());
+    const auto principals = firstPrincipals(**session);
     if (!principals)
         return fail(L"Failed to search for Foreign Security Principals - " + principals.error().text);
 
     const DirectoryThread thread(*service().platform().directoryServices);
     const auto sids = sidsOf(*principals);
-    const auto users = readUsers(service(), known(sids));  // in batches: the walk itself asks nobody
+    const auto users = readUsers(service(), validSids(sids));  // in batches: no search for each principal
     for (std::size_t i = 0; i < sids.size(); ++i) {
         const LdapEntry& principal = (*principals)[i];
         const std::string_view cn = principal.first(layout::attribute::cn);
@@ -128,13 +128,14 @@ void ForeignPrincipals::updateAll() {
         logDebug(L"AD user details obtained for SID %s", cn);
         const PropertyBag information =
             informationOf(user->second, principal.dn, *service().platform().clock);
-        if (const auto updated = updateFsp(session, information, &principal); !updated)
+        if (const auto updated = updateFsp(**session, information, &principal); !updated)
             logWarning(L"Failed to update user entry for SID %s", cn);
     }
+    return {};
 }
 
-void ForeignPrincipals::updateSingle() {
-    const CORE::wstr username = request().get(L"username");
+Result<void> ForeignPrincipals::updateSingle() {
+    const CORE::wstr username = request().text(key::fspUsername);
     const DirectoryThread thread(*service().platform().directoryServices);
     const auto sid = usernameToSid(service(), *accountsOf(service()), username);
     if (!sid) return fail(L"Cannot find user " + username.str());
@@ -142,14 +143,18 @@ void ForeignPrincipals::updateSingle() {
     const std::string dn = principalDn(*sid);
     logDebug(L"FSP DN = %s", dn);
 
-    const auto notUpdated = [this](const std::wstring& why) { fail(L"Failed to update FSP (" + why + L")"); };
+    const auto notUpdated = [](Failure why) {
+        why.text = L"Failed to update FSP (" + why.text + L")";
+        return fail(std::move(why));
+    };
     const auto user = readUser(service(), *sid);
-    if (!user) return notUpdated(L"Unable to obtain user information from Active Directory");
-    const auto session = tryDirectory();
-    if (!session) result().setInt(L"ldaperr", session.error().code);
-    const auto updated =
-        updateFsp(session.value_or(nullptr), informationOf(*user, dn, *service().platform().clock));
-    if (!updated) notUpdated(updated.error().text);
+    if (!user) return notUpdated({.text = L"Unable to obtain user information from Active Directory"});
+    const auto session = directory();
+    if (!session)
+        return notUpdated({session.error().code, L"LDAP not initialized", session.error().directoryCode});
+    auto updated = updateFsp(**session, informationOf(*user, dn, *service().platform().clock));
+    if (!updated) return notUpdated(std::move(updated.error()));
+    return {};
 }
 
 }  // namespace wsadmin

@@ -12,19 +12,19 @@ class ForeignPrincipals : public Worker {
   public:
     using Worker::Worker;
 
-    // Refreshes the principals that the first page of a search gives; who cannot be found is logged and left
-    // as it is.
-    void updateAll();
+    // Refreshes the principals on the first page of a search. A principal whose user is not found or that
+    // cannot be written is logged and left unchanged.
+    Result<void> updateAll();
     // Refreshes the principal of the user "username".
-    void updateSingle();
+    Result<void> updateSingle();
 };
 
-// The most principals that one updateAll refreshes.
-inline constexpr int principalsAtOnce = 250;
+// The page size: at most this many principals are refreshed by one updateAll.
+inline constexpr int principalsPerPage = 250;
 
-// Writes what an information bag says of a user into the principal "fspDN", all tags, also with empty values.
-// The entry is read first, unless it is handed in with its "description". The failure is its sentence.
-Result<void> updateFsp(platform::LdapSession* session, const CORE::PropertyBag& information,
+// Writes the user's information bag into the principal "fspDN": all tags, also those with empty values. The
+// entry is read first, unless the caller passes it with its "description".
+Result<void> updateFsp(platform::LdapSession& session, const CORE::PropertyBag& information,
                        const platform::LdapEntry* entry = nullptr);
 
 }  // namespace wsadmin

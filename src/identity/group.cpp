@@ -1,7 +1,8 @@
 #include "identity/group.h"
 
-#include "identity/accounts.h"
+#include "identity/account_lookup.h"
 #include "identity/domain_bindings.h"
+#include "identity/identity_keys.h"
 #include "identity/user_groups.h"
 #include "platform/module/module_log.h"
 
@@ -14,7 +15,8 @@ namespace {
 
 constexpr wchar_t noInformation[] = L"Unable to obtain user information from Active Directory";
 
-// What a caller names in a path must be a name, not a path of its own.
+// Whether the text is a plain host name, so that a request cannot inject a port or an entry into a binding's
+// path.
 bool isHostName(std::wstring_view text) {
     constexpr std::size_t longestName = 255;
     if (text.size() > longestName) return false;
@@ -36,51 +38,67 @@ FoundSid searchByParts(ServiceContext& service, const DomainBindings& domains, s
     return searchSidBySamAccountName(service, binding, user, domain);
 }
 
+Result<Sid> required(const Result<FoundSid>& search, std::wstring sentence) {
+    if (!search) return fail(search.error());
+    if (!*search) return fail(std::move(sentence));
+    return **search;
+}
+
+struct UserWithGroups {
+    UserInformation user;
+    std::vector<Sid> groups;
+};
+
+Result<UserWithGroups> readUserWithGroups(ServiceContext& service, const FoundSid& sid) {
+    auto user = sid ? readUser(service, *sid) : std::nullopt;
+    auto groups = user ? userGroups(service, *user) : fail(noInformation);
+    if (!groups) return fail(noInformation);
+    return UserWithGroups{std::move(*user), std::move(*groups)};
+}
+
 }  // namespace
 
-Group::Group(ServiceContext& service, const PropertyBag& request)
+Group::Group(ServiceContext& service, const Request& request)
     : Worker(service, request),
       thread_(*service.platform().directoryServices),
       accounts_(accountsOf(service)) {}
 
-void Group::usernameToSID() {
-    const auto sid = usernameToSid(service(), *accounts_, request().get(L"username"));
+Result<void> Group::usernameToSID() {
+    const auto sid = usernameToSid(service(), *accounts_, request().text(key::username));
     result().set(L"sid", std::string_view(sid ? sid->text() : std::string()));
+    return {};
 }
 
-void Group::upnToSid() {
-    const std::wstring upn = request().get(L"upn").str();
+Result<void> Group::upnToSid() {
+    const std::wstring upn = request().text(key::upn).str();
     if (upn.empty()) return fail(L"No UPN specified");
     const auto domains = DomainBindings::of(service());
     if (!domains) return fail(L"Could not determine SID for UPN - no domains identified");
     FoundSid sid = searchByParts(service(), *domains, upn);
     if (!sid) {
-        auto likely = sidForUpnMostLikelyDomain(service(), request());
-        if (!likely) return fail(likely.error().text);
+        auto likely = sidForUpnMostLikelyDomain(service(), request().texts(key::upn));
+        if (!likely) return fail(likely.error());
         sid = std::move(*likely);
     }
     if (!sid) return fail(L"Failed to obtain sid for user with specified upn (upn=" + upn + L")");
     result().set(L"SID", std::string_view(sid->text()));
+    return {};
 }
 
-void Group::getUserInformation() {
-    const std::wstring dn = request().get(L"dn").str(), given = request().get(L"SID").str();
-    FoundSid sid;
-    if (given.empty()) {
-        sid = sidForUserDn(service(), CORE::toUtf8(dn));
-        if (!sid) return fail(L"Failed to obtain sid for user with dn=" + dn);
-    } else {
-        sid = Sid::parse(std::wstring_view(given));
-    }
-    const auto user = sid ? readUser(service(), *sid) : std::nullopt;
-    const auto groups = user ? userGroups(service(), *user) : wsadmin::fail(1, noInformation);
-    if (!groups) return fail(noInformation);
-    result() = renderUserInformation(*user, *service().platform().clock);
-    result().addBag(L"group-list", groupList(*groups, true));
+Result<void> Group::getUserInformation() {
+    const std::wstring dn = request().text(key::userDn).str(), given = request().text(key::userSid).str();
+    const FoundSid sid =
+        given.empty() ? sidForUserDn(service(), CORE::toUtf8(dn)) : Sid::parse(std::wstring_view(given));
+    if (given.empty() && !sid) return fail(L"Failed to obtain sid for user with dn=" + dn);
+    const auto found = readUserWithGroups(service(), sid);
+    if (!found) return fail(found.error());
+    result() = renderUserInformation(found->user, *service().platform().clock);
+    result().addBag(L"group-list", groupList(found->groups, true));
     result().set(L"sid", std::string_view(sid->text()));
+    return {};
 }
 
-std::unique_ptr<platform::Token> Group::untrustedLogon(const std::wstring& upn) {
+Result<std::unique_ptr<platform::Token>> Group::untrustedLogon(const std::wstring& upn) {
     auto logon = accounts_->logOn(upn, "ws_admin::group");
     if (logon) {
         logDebug(L"%s: LSA logon succeeded", L"Group::untrustedLogon");
@@ -98,20 +116,20 @@ std::unique_ptr<platform::Token> Group::untrustedLogon(const std::wstring& upn) 
             logError(L"LsaLogonUser failed %s", why);
             break;
     }
-    return nullptr;
+    return fail(L"Failed to get login token");
 }
 
-void Group::getUserTokenGroups() {
+Result<void> Group::getUserTokenGroups() {
     constexpr wchar_t here[] = L"Group::getUserTokenGroups";
-    const std::wstring upn = request().get(L"upn").str();
+    const std::wstring upn = request().text(key::upn).str();
     const auto failed = [&](const wchar_t* sentence, const std::wstring& why) {
         logError(L"%s: %s%s%s", here, sentence, why.empty() ? L"" : L" - ", why);
-        fail(sentence);
+        return fail(sentence);
     };
     if (upn.empty()) return failed(L"Failed to obtain UPN for user", {});
     const auto token = untrustedLogon(upn);
-    if (!token) return fail(L"Failed to get login token");
-    const auto groups = token->groups();
+    if (!token) return fail(token.error());
+    const auto groups = (*token)->groups();
     if (!groups) {
         const bool data = groups.error().step == platform::TokenStep::data;
         return failed(data ? L"Failed to get lookup token groups" : L"Failed to get token groups size",
@@ -121,38 +139,36 @@ void Group::getUserTokenGroups() {
         logDebug(L"%s: Found user token group: %s", here, group.text());
         result().add(L"groupSID", std::string_view(group.text()));
     }
-    if (request().getBool(L"includeUserSID", false)) addOwnSid(*token);
+    if (request().boolean(key::tokenUserSid)) addOwnSid(**token);
+    return {};
 }
 
 void Group::addOwnSid(platform::Token& token) {
     const auto user = token.user();
-    const std::string own = user ? user->text() : std::string(request().utf8(L"SID"));
+    const std::string own = user ? user->text() : std::string(request().utf8(key::fallbackUserSid));
     if (own.empty())
         logWarning(L"%s: Unable to determine user's SID", L"Group::getUserTokenGroups");
     else
         result().add(L"groupSID", std::string_view(own));
 }
 
-FoundSid Group::found(const Result<FoundSid>& search, std::wstring_view sentence) {
-    if (!search || !*search) fail(search ? sentence : std::wstring_view(search.error().text));
-    return search.value_or(std::nullopt);
-}
-
-FoundSid Group::requestedUser() {
-    const std::wstring upn = request().get(L"upn").str(), subject = request().get(L"subjectDN").str(),
-                       dn = request().get(L"dn").str();
+Result<Sid> Group::requestedUser() {
+    const std::wstring upn = request().text(key::contextUpns).str(),
+                       subject = request().text(key::contextSubject).str(),
+                       dn = request().text(key::contextDn).str();
     if (!upn.empty())
-        return found(sidForUpnMostLikelyDomain(service(), request()),
-                     L"Failed to obtain sid for user with specified upns (first upn=" + upn + L")");
+        return required(sidForUpnMostLikelyDomain(service(), request().texts(key::contextUpns)),
+                        L"Failed to obtain sid for user with specified upns (first upn=" + upn + L")");
     if (!subject.empty())
-        return found(sidForCertificate(service(), request()), L"Failed to obtain sid for user with subject=" +
-                                                                  subject + L" issuer=" +
-                                                                  request().get(L"issuerDN").str());
+        return required(sidForCertificate(service(), request().utf8(key::contextSubject),
+                                          request().utf8(key::contextIssuer)),
+                        L"Failed to obtain sid for user with subject=" + subject + L" issuer=" +
+                            request().text(key::contextIssuer).str());
     if (!dn.empty())
-        return found(sidForUserDn(service(), CORE::toUtf8(dn)),
-                     L"Failed to obtain sid for user with dn=" + dn);
-    return found(Sid::parse(std::wstring_view(request().get(L"SID"))),
-                 L"Failed to obtain sid for user - sid not available");
+        return required(sidForUserDn(service(), CORE::toUtf8(dn)),
+                        L"Failed to obtain sid for user with dn=" + dn);
+    return required(Sid::parse(std::wstring_view(request().text(key::contextSid))),
+                    L"Failed to obtain sid for user - sid not available");
 }
 
 PropertyBag Group::groupList(const std::vector<Sid>& groups, bool listNames) {
@@ -179,26 +195,24 @@ PropertyBag Group::groupList(const std::vector<Sid>& groups, bool listNames) {
     return list;
 }
 
-void Group::answerContext(bool withInformation) {
-    const bool includeUserSid = request().getBool(L"includeUserSID", false);
-    const bool listNames = request().getBool(L"listNames", false);
-    const FoundSid sid = requestedUser();
-    if (!sid) return;
+Result<void> Group::answerContext(bool withInformation) {
+    const auto sid = requestedUser();
+    if (!sid) return fail(sid.error());
     logDebug(L"Locating user with sid %s", sid->text());
-    const auto user = readUser(service(), *sid);
-    auto groups = user ? userGroups(service(), *user) : wsadmin::fail(1, noInformation);
-    if (!groups) {
+    auto found = readUserWithGroups(service(), *sid);
+    if (!found) {
         logError(noInformation);
-        return fail(noInformation);
+        return fail(found.error());
     }
     if (withInformation) {
-        PropertyBag information = renderUserInformation(*user, *service().platform().clock);
+        PropertyBag information = renderUserInformation(found->user, *service().platform().clock);
         information.set(L"sid", std::string_view(sid->text()));
         result().addBag(L"user-info", std::move(information));
     }
-    if (includeUserSid) groups->push_back(*sid);
-    result().addBag(L"group-list", groupList(*groups, listNames));
+    if (request().boolean(key::contextUserSid)) found->groups.push_back(*sid);
+    result().addBag(L"group-list", groupList(found->groups, request().boolean(key::listGroupNames)));
     logDebug(L"User found, result property bag=%s", result().flattenForDisplay());
+    return {};
 }
 
 }  // namespace wsadmin

@@ -1,7 +1,7 @@
 // Users by name, and the groups that they belong to.
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <vector>
 
 #include "identity/user_information.h"
@@ -13,29 +13,27 @@ namespace wsadmin {
 
 class Group : public Worker {
   public:
-    Group(ServiceContext& service, const CORE::PropertyBag& request);
+    Group(ServiceContext& service, const Request& request);
 
     // "sid", empty where the account is not a user's.
-    void usernameToSID();
+    Result<void> usernameToSID();
     // "SID".
-    void upnToSid();
+    Result<void> upnToSid();
     // The information bag with "sid" and "group-list".
-    void getUserInformation();
-    // "groupSID", one for each group of a logon.
-    void getUserTokenGroups();
+    Result<void> getUserInformation();
+    // "groupSID", one for each group in the token of a logon.
+    Result<void> getUserTokenGroups();
     // "group-list".
-    void getEntitlementGroups() { answerContext(false); }
+    Result<void> getEntitlementGroups() { return answerContext(false); }
     // "user-info" and "group-list".
-    void getUserContext() { answerContext(true); }
+    Result<void> getUserContext() { return answerContext(true); }
 
   private:
-    void answerContext(bool withInformation);
-    // The user that the request names, in the first of four ways that is there; else the failure is in the
-    // result.
-    FoundSid requestedUser();
-    FoundSid found(const Result<FoundSid>& search, std::wstring_view sentence);
-    // A logon of that user, or null; the reason is logged.
-    std::unique_ptr<platform::Token> untrustedLogon(const std::wstring& upn);
+    Result<void> answerContext(bool withInformation);
+    // The user that the request names, in the first of the four ways that it gives.
+    Result<platform::Sid> requestedUser();
+    // A logon of that user; the cause of a failure is logged.
+    Result<std::unique_ptr<platform::Token>> untrustedLogon(const std::wstring& upn);
     void addOwnSid(platform::Token& token);
     CORE::PropertyBag groupList(const std::vector<platform::Sid>& groups, bool listNames);
 

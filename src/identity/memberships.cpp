@@ -15,7 +15,7 @@ using platform::Sid;
 
 namespace {
 
-constexpr std::size_t namesAtOnce = 100;
+constexpr std::size_t namesPerSearch = 100;
 const std::vector<std::string> groupAttributes = {"objectSid", "groupType", "memberOf", "distinguishedName"};
 
 std::optional<Sid> primaryGroupOf(const Sid& user, const DirectoryRow& row) {
@@ -30,7 +30,7 @@ bool isSecurityGroup(const DirectoryRow& row) {
 
 }  // namespace
 
-// Many users have few groups: a name is taken apart once.
+// Many users share few groups: caching by the name as written saves parsing it for every user.
 Memberships::GroupNumber Memberships::numberOf(const std::string& dn) {
     const auto [name, isNew] = byName_.try_emplace(dn);
     if (!isNew) return name->second;
@@ -47,18 +47,19 @@ Memberships::GroupNumbers Memberships::groupsAbove(const DirectoryRow& row) {
     return numbers;
 }
 
-void Memberships::learn(const std::vector<Sid>& users) {
+void Memberships::load(const std::vector<Sid>& users) {
     if (!domains_) domains_ = DomainBindings::of(service_);
     std::vector<Sid> unknown;
     for (const Sid& user : users)
         if (users_.try_emplace(user).second) unknown.push_back(user);
-    if (!*domains_) unsure_ = true;
+    if (!*domains_) incomplete_ = true;
     if (unknown.empty() || !*domains_) return;
 
-    const auto rows = searchBySids(service_, **domains_, unknown, "(objectClass=user)",
-                                   {"memberOf", "primaryGroupID"}, &unsure_);
+    const auto found =
+        searchBySids(service_, **domains_, unknown, "(objectClass=user)", {"memberOf", "primaryGroupID"});
+    if (found.incomplete) incomplete_ = true;
     GroupNumbers numbers;
-    for (const auto& [sid, row] : rows) {
+    for (const auto& [sid, row] : found.rows) {
         User user{row.text("distinguishedName"), groupsAbove(row), primaryGroupOf(sid, row)};
         numbers.insert(numbers.end(), user.above.begin(), user.above.end());
         users_[sid] = std::move(user);
@@ -67,7 +68,7 @@ void Memberships::learn(const std::vector<Sid>& users) {
     for (const auto& [sid, number] : primaryGroups_)
         if (number)
             numbers.insert(numbers.end(), groups_[*number].above.begin(), groups_[*number].above.end());
-    learnGroups(std::move(numbers));
+    loadGroups(std::move(numbers));
 }
 
 void Memberships::addPrimaryGroups(const std::vector<Sid>& users) {
@@ -77,47 +78,48 @@ void Memberships::addPrimaryGroups(const std::vector<Sid>& users) {
             user && user->primaryGroup && primaryGroups_.try_emplace(*user->primaryGroup).second)
             unknown.push_back(*user->primaryGroup);
     if (unknown.empty()) return;
-    for (const auto& [sid, row] :
-         searchBySids(service_, **domains_, std::move(unknown), "(objectClass=group)", groupAttributes)) {
-        take(row);
+    const auto found =
+        searchBySids(service_, **domains_, std::move(unknown), "(objectClass=group)", groupAttributes);
+    for (const auto& [sid, row] : found.rows) {
+        addGroup(row);
         primaryGroups_[sid] = numberOf(row.text("distinguishedName"));
     }
 }
 
-const Memberships::GroupNumbers& Memberships::take(const DirectoryRow& row) {
+const Memberships::GroupNumbers& Memberships::addGroup(const DirectoryRow& row) {
     const GroupNumber number = numberOf(row.text("distinguishedName"));
     GroupNumbers above = groupsAbove(row);  // may move the groups
     Group& group = groups_[number];
     if (isSecurityGroup(row)) group.sid = Sid::fromBytes(row.text("objectSid"));
     group.above = std::move(above);
-    group.asked = true;
+    group.requested = true;
     return group.above;
 }
 
-void Memberships::learnGroups(GroupNumbers numbers) {
+void Memberships::loadGroups(GroupNumbers numbers) {
     while (!numbers.empty()) {
         std::map<std::string, GroupNumbers> byDomain;
         for (const GroupNumber number : numbers) {
             Group& group = groups_[number];
-            if (std::exchange(group.asked, true)) continue;  // whatever was found
+            if (std::exchange(group.requested, true)) continue;  // also a group that was not found
             byDomain[platform::dnsDomainOf(group.key)].push_back(number);
         }
         numbers.clear();
         for (const auto& [domain, ofDomain] : byDomain) {
-            const GroupNumbers above = learnGroupsOf(domain, ofDomain);
+            const GroupNumbers above = loadGroupsOf(domain, ofDomain);
             numbers.insert(numbers.end(), above.begin(), above.end());
         }
     }
 }
 
-Memberships::GroupNumbers Memberships::learnGroupsOf(const std::string& domain, const GroupNumbers& numbers) {
+Memberships::GroupNumbers Memberships::loadGroupsOf(const std::string& domain, const GroupNumbers& numbers) {
     GroupNumbers found;
     const auto pool = service_.connections();
     if (!pool) return found;
     const std::string binding = "LDAP://" + domain;
     const PooledSearch search(*pool, pool->getConnection(binding));
     if (!search) return found;
-    for (const auto batch : platform::batchesOf(numbers, namesAtOnce)) {
+    for (const auto batch : platform::batchesOf(numbers, namesPerSearch)) {
         std::string filter = "(&(objectClass=group)(|";
         for (const GroupNumber number : batch)
             filter += platform::filterTerm("distinguishedName", groups_[number].key);
@@ -127,7 +129,7 @@ Memberships::GroupNumbers Memberships::learnGroupsOf(const std::string& domain, 
             break;
         }
         for (const DirectoryRow& row : *rows) {
-            const GroupNumbers& above = take(row);
+            const GroupNumbers& above = addGroup(row);
             found.insert(found.end(), above.begin(), above.end());
         }
     }
@@ -149,7 +151,7 @@ bool Memberships::isAmong(const Sid& user, const std::set<Sid>& members) const {
         if (const auto known = primaryGroups_.find(*primary); known != primaryGroups_.end() && known->second)
             reached.push_back(*known->second);
     }
-    // Few groups are above a user, so that looking through them costs less than a set.
+    // A user is in few groups: a linear search of them costs less than a set.
     for (std::size_t at = 0; at < reached.size(); ++at) {
         const Group& group = groups_[reached[at]];
         if (group.sid && members.contains(*group.sid)) return true;

@@ -1,5 +1,5 @@
-// Group memberships of many users, from the "memberOf" of users and groups: many in one search. For one walk
-// on one thread, which holds a DirectoryThread.
+// Group memberships of many users, from the "memberOf" of users and groups: a cache that is filled by batched
+// searches. For one request on one thread, which holds a DirectoryThread.
 #pragma once
 
 #include <cstdint>
@@ -22,16 +22,17 @@ class Memberships {
   public:
     explicit Memberships(ServiceContext& service) : service_(service) {}
 
-    // Reads the users that are not known yet, and the groups above them.
-    void learn(const std::vector<platform::Sid>& users);
+    // Reads the users that are not cached yet, and all groups that they are in, directly or through other
+    // groups.
+    void load(const std::vector<platform::Sid>& users);
 
-    bool learnt(const platform::Sid& user) const { return users_.contains(user); }
-    // The user's distinguished name. Null: there is no such user or, with unsure(), nobody could tell.
+    bool isLoaded(const platform::Sid& user) const { return users_.contains(user); }
+    // The user's distinguished name; null for a user that was not found. See incomplete().
     const std::string* find(const platform::Sid& user) const;
-    // A domain could not be asked: users that were not found may be there.
-    bool unsure() const noexcept { return unsure_; }
-    // Whether the user, or a group above the user, is among them. A yes is certain; groups that only a logon
-    // shows are not seen.
+    // A domain could not be asked: users that were not found may exist there.
+    bool incomplete() const noexcept { return incomplete_; }
+    // Whether the user, or a group that the user is in, is one of the members. True is certain; false is not,
+    // as the groups that only a logon adds are missing here.
     bool isAmong(const platform::Sid& user, const std::set<platform::Sid>& members) const;
 
   private:
@@ -39,9 +40,9 @@ class Memberships {
     using GroupNumbers = std::vector<GroupNumber>;
     struct Group {
         std::string key{};                   // of the distinguished name
-        std::optional<platform::Sid> sid{};  // nothing: no security group, or not there
+        std::optional<platform::Sid> sid{};  // nothing: no security group, or not found
         GroupNumbers above{};
-        bool asked = false;
+        bool requested = false;
     };
     struct User {
         std::string dn;
@@ -51,17 +52,17 @@ class Memberships {
 
     GroupNumber numberOf(const std::string& dn);
     GroupNumbers groupsAbove(const DirectoryRow& row);
-    // Keeps what was found of a group, and answers the groups above it.
-    const GroupNumbers& take(const DirectoryRow& row);
+    // Caches a group that was found, and returns the groups above it.
+    const GroupNumbers& addGroup(const DirectoryRow& row);
     void addPrimaryGroups(const std::vector<platform::Sid>& users);
-    // Reads these groups and all above them, those that were asked for already excepted.
-    void learnGroups(GroupNumbers numbers);
-    // Answers the groups above those that were found.
-    GroupNumbers learnGroupsOf(const std::string& domain, const GroupNumbers& numbers);
+    // Reads these groups and all above them, except those that were requested before.
+    void loadGroups(GroupNumbers numbers);
+    // Returns the groups above those that were found.
+    GroupNumbers loadGroupsOf(const std::string& domain, const GroupNumbers& numbers);
 
     ServiceContext& service_;
-    std::optional<std::optional<DomainBindings>> domains_;
-    bool unsure_ = false;
+    std::optional<Result<DomainBindings>> domains_;  // nothing: not read yet
+    bool incomplete_ = false;
     std::map<platform::Sid, std::optional<User>> users_;
     std::vector<Group> groups_;
     std::unordered_map<std::string, GroupNumber> byKey_;

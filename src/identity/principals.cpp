@@ -8,12 +8,11 @@ std::string principalDn(const platform::Sid& sid) {
     return "cn=" + sid.text() + ",cn=ForeignSecurityPrincipals," + layout::namingContext;
 }
 
-Result<std::vector<platform::Sid>> sidList(const CORE::PropertyBag& request) {
+Result<std::vector<platform::Sid>> sidList(const std::vector<std::wstring>& texts) {
     std::vector<platform::Sid> sids;
-    CORE::wstr value;
-    for (std::size_t position = 0; request.getNext(L"sid", value, position);) {
-        const auto sid = platform::Sid::parse(std::wstring_view(value));
-        if (!sid) return wsadmin::fail(1, L"\"" + value.str() + L"\" is no SID");
+    for (const std::wstring& text : texts) {
+        const auto sid = platform::Sid::parse(std::wstring_view(text));
+        if (!sid) return fail(L"\"" + text + L"\" is no SID");
         sids.push_back(*sid);
     }
     return sids;

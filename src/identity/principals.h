@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "framework/core/property_bag.h"
 #include "platform/ldap/sid.h"
 #include "platform/result.h"
 
@@ -13,7 +12,7 @@ namespace wsadmin {
 // "cn=" SID ",cn=ForeignSecurityPrincipals,dc=vdi,dc=talvex,dc=int": the entry's name, and the value of
 // "member".
 std::string principalDn(const platform::Sid& sid);
-// The values "sid" of the request. Fails, naming it, at one that is no SID.
-Result<std::vector<platform::Sid>> sidList(const CORE::PropertyBag& request);
+// The SIDs that are written so. The failure names the first text that is no SID.
+Result<std::vector<platform::Sid>> sidList(const std::vector<std::wstring>& texts);
 
 }  // namespace wsadmin

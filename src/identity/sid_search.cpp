@@ -20,6 +20,8 @@ constexpr char sidAttribute[] = "objectSid";
 constexpr char nameAttribute[] = "distinguishedName";
 constexpr std::string_view catalogue = "GC:";
 
+using RowsBySid = std::map<Sid, DirectoryRow>;
+
 class SidSearch {
   public:
     SidSearch(ConnectionMgr& pool, std::vector<Sid> sids, std::string_view condition,
@@ -33,14 +35,14 @@ class SidSearch {
 
     bool done() const noexcept { return missing_.empty(); }
 
-    // Takes what the binding has of the missing ones.
-    void ask(const std::string& binding) {
+    // Adds the missing entries that the binding has.
+    void addFrom(const std::string& binding) {
         auto found = search(binding, attributes_);
         std::erase_if(missing_, [&found](const Sid& sid) { return found.contains(sid); });
-        found_.merge(found);
+        result_.rows.merge(found);
     }
 
-    // The DNS names of the domains that the catalogue knows the missing ones in.
+    // The DNS names of the domains in which the global catalogue has the missing entries.
     std::set<std::string> domainsByCatalogue() {
         std::set<std::string> domains;
         for (const auto& [sid, row] : search(std::string(catalogue), {sidAttribute, nameAttribute}))
@@ -48,8 +50,7 @@ class SidSearch {
         return domains;
     }
 
-    RowsBySid takeFound() { return std::move(found_); }
-    bool skippedOne() const noexcept { return skipped_; }
+    SidSearchResult takeResult() { return std::move(result_); }
 
   private:
     std::string filterOf(std::span<const Sid> sids) const {
@@ -65,18 +66,20 @@ class SidSearch {
     RowsBySid search(const std::string& binding, const std::vector<std::string>& attributes) {
         RowsBySid found;
         if (done()) return found;
+        const auto skip = [&](std::wstring_view format) {
+            logWarning(format, binding);
+            result_.incomplete = true;
+        };
         const PooledSearch search(pool_, pool_.getConnection(binding));
         if (!search) {
-            logWarning(L"Bind to %s failed", binding);
-            skipped_ = true;
+            skip(L"Bind to %s failed");
             return found;
         }
-        for (const auto batch : platform::batchesOf(missing_, sidsAtOnce)) {
+        for (const auto batch : platform::batchesOf(missing_, sidsPerSearch)) {
             auto rows = readRows(*search, filterOf(batch), attributes);
             if (!rows) {
-                logWarning(L"Search failed on binding %s", binding);
-                skipped_ = true;
-                return found;
+                skip(L"Search failed on binding %s");
+                break;
             }
             for (DirectoryRow& row : *rows)
                 if (const auto sid = Sid::fromBytes(row.text(sidAttribute)))
@@ -89,28 +92,25 @@ class SidSearch {
     std::vector<Sid> missing_;
     std::string condition_;
     std::vector<std::string> attributes_;
-    RowsBySid found_;
-    bool skipped_ = false;
+    SidSearchResult result_;
 };
 
 }  // namespace
 
-RowsBySid searchBySids(ServiceContext& service, const DomainBindings& domains, std::vector<Sid> sids,
-                       std::string_view condition, std::vector<std::string> attributes, bool* unasked) {
+SidSearchResult searchBySids(ServiceContext& service, const DomainBindings& domains, std::vector<Sid> sids,
+                             std::string_view condition, std::vector<std::string> attributes) {
     const auto pool = service.connections();
-    if (unasked && !pool) *unasked = true;
-    if (!pool) return {};
+    if (!pool) return {.incomplete = true};
     SidSearch search(*pool, std::move(sids), condition, std::move(attributes));
     for (const CORE::BagProperty& domain : domains.primary.props())
-        search.ask("LDAP://" + std::string(domain.name));
+        search.addFrom("LDAP://" + std::string(domain.name));
     const auto inForest = [&](const CORE::BagProperty& domain) {
         return domain.value == catalogue && !domains.primary.contains(CORE::toWide(domain.name));
     };
     if (!search.done() && std::ranges::any_of(domains.all.props(), inForest))
-        for (const std::string& domain : search.domainsByCatalogue()) search.ask("LDAP://" + domain);
-    for (const CORE::BagProperty& domain : domains.trusted.props()) search.ask(std::string(domain.value));
-    if (unasked && search.skippedOne()) *unasked = true;
-    return search.takeFound();
+        for (const std::string& domain : search.domainsByCatalogue()) search.addFrom("LDAP://" + domain);
+    for (const CORE::BagProperty& domain : domains.trusted.props()) search.addFrom(std::string(domain.value));
+    return search.takeResult();
 }
 
 }  // namespace wsadmin

@@ -11,17 +11,21 @@
 
 namespace wsadmin {
 
-using RowsBySid = std::map<platform::Sid, DirectoryRow>;
+struct SidSearchResult {
+    std::map<platform::Sid, DirectoryRow> rows{};
+    // A domain could not be asked while SIDs were missing: those that were not found may exist there.
+    bool incomplete = false;
+};
 
 // How many SIDs one search asks for.
-inline constexpr std::size_t sidsAtOnce = 250;
+inline constexpr std::size_t sidsPerSearch = 250;
 
 // The entries with these SIDs that meet the condition, a filter, with these attributes as their own domain
-// has them, "objectSid" and "distinguishedName" among them. Asked in turn are the primary domain, the rest of
-// its forest and the trusted domains, each for what is still missing. One that cannot be asked is logged and
-// skipped; `unasked`, where given, is then set if something was missing. Needs a DirectoryThread.
-RowsBySid searchBySids(ServiceContext& service, const DomainBindings& domains,
-                       std::vector<platform::Sid> sids, std::string_view condition,
-                       std::vector<std::string> attributes, bool* unasked = nullptr);
+// has them, "objectSid" and "distinguishedName" among them. The primary domain, the rest of its forest and
+// the trusted domains are searched in this order, each for the SIDs that are still missing. A domain that
+// cannot be asked is logged and skipped. Needs a DirectoryThread.
+SidSearchResult searchBySids(ServiceContext& service, const DomainBindings& domains,
+                             std::vector<platform::Sid> sids, std::string_view condition,
+                             std::vector<std::string> attributes);
 
 }  // namespace wsadmin

@@ -25,7 +25,7 @@ constexpr std::string_view tokenGroups = "tokenGroups";
 constexpr std::uint32_t domainLocal = 0x4;
 constexpr std::uint32_t security = 0x80000000;
 // How many names one search asks for.
-constexpr std::size_t namesAtOnce = 100;
+constexpr std::size_t namesPerSearch = 100;
 
 tl::unexpected<Failure> failed(const std::wstring& sentence, int code = 1) {
     logError(L"%s", sentence);
@@ -45,7 +45,7 @@ void warnOfNoTokenGroups(std::string_view dn) {
         L"to this user's tokenGroups attribute");
 }
 
-// Of many values a directory gives a range at a time, as a column that is named so.
+// A directory returns many values in ranges, as columns named "tokenGroups;range=0-1499" and so on.
 Result<std::optional<DirectoryColumn>> wholeOrRange(platform::DirectoryRows& rows) {
     auto whole = rows.column(tokenGroups);
     if (!whole || *whole) return whole;
@@ -77,7 +77,7 @@ Result<std::vector<DirectoryValue>> tokenGroupValues(platform::DirectorySearch& 
     return values;
 }
 
-// A domain-local security group that was found to list somebody.
+// A domain-local security group.
 struct LocalGroup {
     Sid sid;
     std::string dn;
@@ -104,7 +104,7 @@ Result<std::vector<LocalGroup>> groupsThatList(platform::DirectorySearch& search
     return localGroups(*rows);
 }
 
-// Adds the domain-local groups that list the user, and those that list these.
+// Adds the domain-local groups that have the user as a member, and those that have these as members.
 Result<void> addLocalGroups(ServiceContext& service, std::string_view userDn, std::vector<Sid>& groups) {
     const auto pool = service.connections();
     const std::string binding = "LDAP://" + platform::dnsDomainOf(userDn);
@@ -115,7 +115,7 @@ Result<void> addLocalGroups(ServiceContext& service, std::string_view userDn, st
     std::vector<std::string> members = {std::string(userDn)};
     while (!members.empty()) {
         std::vector<std::string> next;
-        for (const auto batch : platform::batchesOf(members, namesAtOnce)) {
+        for (const auto batch : platform::batchesOf(members, namesPerSearch)) {
             auto found = groupsThatList(*search, batch);
             if (!found)
                 return failed(L"Search failed on binding " + CORE::toWide(binding), found.error().code);

@@ -11,12 +11,12 @@
 
 namespace wsadmin {
 
-// The constructed attribute "tokenGroups" of the user's entry. Failure: the sentence, logged. An attribute
-// without values is no failure: three warnings tell the administrator what to do.
+// The constructed attribute "tokenGroups" of the user's entry. Failures are logged. An attribute without
+// values is no failure: three warnings tell the administrator which access is missing.
 Result<std::vector<platform::Sid>> userTokenGroupsFromDirectory(ServiceContext& service,
                                                                 std::string_view userDn);
-// tokenGroups, and the domain-local groups of the user's domain that list the user, each group once. Failure:
-// likewise.
+// tokenGroups, and the domain-local groups of the user's domain whose "member" lists the user or one of
+// these, each group once. Failures are logged.
 Result<std::vector<platform::Sid>> userGroups(ServiceContext& service, std::string_view userDn);
 Result<std::vector<platform::Sid>> userGroups(ServiceContext& service, const UserInformation& user);
 

@@ -112,7 +112,8 @@ UserInformation userInformationOf(const Sid& sid, const DirectoryRow& row, const
                          .userPrincipalName = text("userPrincipalName"),
                          .state = {}};
     user.domain = domains.shortName(user.domainFull);
-    // What changes by itself with time is only in the computed attribute.
+    // The flags for a lock-out and an expired password depend on the time: only the computed attribute has
+    // them.
     user.state = {.control = number<std::int32_t>(row, "userAccountControl") |
                              number<std::int32_t>(row, "msDS-User-Account-Control-Computed"),
                   .expires = number<std::int64_t>(row, "accountExpires"),
@@ -124,8 +125,8 @@ std::map<Sid, UserInformation> readUsers(ServiceContext& service, const std::vec
     std::map<Sid, UserInformation> users;
     const auto domains = DomainBindings::of(service);
     if (!domains) return users;
-    const auto rows = searchBySids(service, *domains, sids, "(objectClass=user)", userAttributes());
-    for (const auto& [sid, row] : rows) users.emplace(sid, userInformationOf(sid, row, *domains));
+    const auto found = searchBySids(service, *domains, sids, "(objectClass=user)", userAttributes());
+    for (const auto& [sid, row] : found.rows) users.emplace(sid, userInformationOf(sid, row, *domains));
     return users;
 }
 
@@ -134,7 +135,8 @@ std::map<Sid, DomainAccount> readDomainAccounts(ServiceContext& service, const s
     std::map<Sid, DomainAccount> accounts;
     const auto domains = DomainBindings::of(service);
     if (!domains) return accounts;
-    for (const auto& [sid, row] : searchBySids(service, *domains, sids, "(objectClass=user)", {accountName}))
+    const auto found = searchBySids(service, *domains, sids, "(objectClass=user)", {accountName});
+    for (const auto& [sid, row] : found.rows)
         accounts.emplace(
             sid, DomainAccount{platform::dnsDomainOf(row.text("distinguishedName")), row.text(accountName)});
     return accounts;

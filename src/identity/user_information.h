@@ -31,7 +31,7 @@ struct UserInformation {
 
 // The flags that apply at that time: keys without values.
 CORE::PropertyBag accountProperties(const AccountState& state, const platform::Clock& clock);
-// The information bag, with "account-properties"; what is empty is left out.
+// The information bag, with "account-properties"; empty values are left out.
 CORE::PropertyBag renderUserInformation(const UserInformation& user, const platform::Clock& clock);
 
 // The attributes that the information is made of, and the information of an entry that has them.
@@ -39,12 +39,11 @@ const std::vector<std::string>& userAttributes();
 UserInformation userInformationOf(const platform::Sid& sid, const DirectoryRow& row,
                                   const DomainBindings& domains);
 
-// The users with these SIDs that are found, by SID. The primary domain's forest and then the trusted domains
-// are asked, each for all that are still missing, many in one search; a domain that cannot be asked is
-// skipped. Needs a DirectoryThread.
+// The users with these SIDs that are found, by SID; see searchBySids. A domain that cannot be asked is logged
+// and skipped, and without a domain map that is every domain. Needs a DirectoryThread.
 std::map<platform::Sid, UserInformation> readUsers(ServiceContext& service,
                                                    const std::vector<platform::Sid>& sids);
-// The same for listings of very many, with what they show of a user; UTF-8.
+// The same for long listings, with the two attributes that these show of a user; UTF-8.
 struct DomainAccount {
     std::string domainFull, accountName;
 };

@@ -22,20 +22,18 @@ constexpr char sidAttribute[] = "objectSid";
 constexpr wchar_t noDomains[] = L"Could not determine SID for UPN - no domains identified";
 constexpr int baseScope = 0;
 
-// The SID of the first entry that the filter finds on a binding.
-FoundSid searchBinding(ConnectionMgr& pool, const std::string& binding, const std::string& filter,
-                       int scope = ConnectionMgr::subtree) {
+// The SID of the first entry that the filter finds on a binding. Failures are logged.
+Result<FoundSid> searchBinding(ConnectionMgr& pool, const std::string& binding, const std::string& filter,
+                               int scope = ConnectionMgr::subtree) {
+    const auto failed = [&binding](std::wstring_view format) {
+        logWarning(format, binding);
+        return fail(CORE::formatText(format, binding));
+    };
     const PooledSearch search(pool, pool.getConnection(binding, scope));
-    if (!search) {
-        logWarning(L"Bind to %s failed", binding);
-        return std::nullopt;
-    }
+    if (!search) return failed(L"Bind to %s failed");
     const auto rows = readRows(*search, filter, {sidAttribute}, 1);
-    if (!rows) {
-        logWarning(L"Search failed on binding %s", binding);
-        return std::nullopt;
-    }
-    if (rows->empty()) return std::nullopt;
+    if (!rows) return failed(L"Search failed on binding %s");
+    if (rows->empty()) return FoundSid();
     return Sid::fromBytes(rows->front().text(sidAttribute));
 }
 
@@ -46,7 +44,7 @@ FoundSid searchDomains(ServiceContext& service, const PropertyBag& domains, cons
     for (const CORE::BagProperty& domain : domains.props()) {
         if (!pool) break;
         logDebug(L"Checking domain %s using bind address=%s search=%s", domain.name, domain.value, filter);
-        sid = searchBinding(*pool, std::string(domain.value), filter);
+        sid = searchBinding(*pool, std::string(domain.value), filter).value_or(std::nullopt);
         if (!sid) continue;
         logDebug(L"Found the user sid %s with the binding %s", sid->text(), domain.value);
         break;
@@ -71,10 +69,10 @@ FoundSid searchSidBySamAccountName(ServiceContext& service, std::wstring_view bi
         "(&(objectClass=user)(|" + platform::filterTerm("sAMAccountName", toUtf8(account)) + "))");
 }
 
-FoundSid searchSidByUpn(ServiceContext& service, const PropertyBag& domains, const PropertyBag& upns) {
+FoundSid searchSidByUpn(ServiceContext& service, const PropertyBag& domains,
+                        const std::vector<std::wstring>& upns) {
     std::string filter = "(&(objectClass=user)(|";
-    CORE::wstr upn;
-    for (std::size_t position = 0; upns.getNext(L"upn", upn, position);)
+    for (const std::wstring& upn : upns)
         if (!upn.empty()) filter += platform::filterTerm("userPrincipalName", toUtf8(upn));
     return searchDomains(service, domains, filter + "))");
 }
@@ -86,24 +84,24 @@ FoundSid searchSidByAltSecurityIdentity(ServiceContext& service, const PropertyB
         "(&(objectClass=user)" + platform::filterTerm("altSecurityIdentities", toUtf8(identity)) + ")");
 }
 
-Result<FoundSid> sidForUpnMostLikelyDomain(ServiceContext& service, const PropertyBag& request) {
+Result<FoundSid> sidForUpnMostLikelyDomain(ServiceContext& service, const std::vector<std::wstring>& upns) {
     const auto domains = DomainBindings::of(service);
-    if (!domains) return wsadmin::fail(1, noDomains);
-    const std::wstring upn = request.get(L"upn").str();
+    if (!domains) return fail(noDomains);
+    const std::wstring& upn = upns.front();
     const auto at = upn.find(L'@');
     const std::wstring likely = at == std::wstring::npos ? std::wstring() : upn.substr(at + 1);
     logDebug(L"The most likely domain for the search is %s", likely);
     if (const CORE::wstr binding = domains->all.get(likely); !binding.empty()) {
         logDebug(L"The most likely domain has a bind location of %s", binding);
-        if (FoundSid sid = searchSidByUpn(service, oneDomain(likely, binding), request)) {
+        if (FoundSid sid = searchSidByUpn(service, oneDomain(likely, binding), upns)) {
             logDebug(L"A match was found using the domain extracted from the UPN");
             return sid;
         }
     } else {
         logDebug(L"The most likely domain did not match any known domains");
     }
-    FoundSid sid = searchSidByUpn(service, domains->primary, request);
-    return sid ? sid : searchSidByUpn(service, domains->trusted, request);
+    FoundSid sid = searchSidByUpn(service, domains->primary, upns);
+    return sid ? sid : searchSidByUpn(service, domains->trusted, upns);
 }
 
 std::optional<std::string> certificateIdentity(std::string_view subjectDn, std::string_view issuerDn) {
@@ -115,10 +113,10 @@ std::optional<std::string> certificateIdentity(std::string_view subjectDn, std::
     return identity;
 }
 
-Result<FoundSid> sidForCertificate(ServiceContext& service, const PropertyBag& request) {
+Result<FoundSid> sidForCertificate(ServiceContext& service, std::string_view subject,
+                                   std::string_view issuer) {
     const auto domains = DomainBindings::of(service);
-    if (!domains) return wsadmin::fail(1, noDomains);
-    const std::string_view subject = request.utf8(L"subjectDN"), issuer = request.utf8(L"issuerDN");
+    if (!domains) return fail(noDomains);
     const auto exact = certificateIdentity(subject, issuer), bySubject = certificateIdentity(subject, {});
     for (const auto& identity : {exact, bySubject == exact ? std::nullopt : bySubject}) {
         if (!identity) continue;
@@ -134,7 +132,8 @@ FoundSid sidForUserDn(ServiceContext& service, std::string_view dn) {
     FoundSid sid;
     if (const auto name = platform::parseDn(dn); pool && name && !name->empty())
         sid = searchBinding(*pool, platform::directoryPathText({.dn = std::string(dn)}), "(objectClass=user)",
-                            baseScope);
+                            baseScope)
+                  .value_or(std::nullopt);
     if (!sid) logWarning(L"User dn %s not found in Active Directory", dn);
     return sid;
 }

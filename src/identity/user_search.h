@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "framework/core/property_bag.h"
 #include "ldap/service_context.h"
@@ -18,21 +19,22 @@ using FoundSid = std::optional<platform::Sid>;  // nothing: nobody was found
 // On one binding alone.
 FoundSid searchSidBySamAccountName(ServiceContext& service, std::wstring_view binding,
                                    std::wstring_view account, std::wstring_view domain);
-// In the domains of the list, in its order; `upns` has one or more values "upn".
+// In the domains of the list, in its order; by any of the principal names, empty ones excepted.
 FoundSid searchSidByUpn(ServiceContext& service, const CORE::PropertyBag& domains,
-                        const CORE::PropertyBag& upns);
+                        const std::vector<std::wstring>& upns);
 FoundSid searchSidByAltSecurityIdentity(ServiceContext& service, const CORE::PropertyBag& domains,
                                         std::wstring_view identity);
-// All values "upn" of the request, first in the domain that the first one names, then in the primary and in
-// the trusted ones. Fails when no domains are known.
-Result<FoundSid> sidForUpnMostLikelyDomain(ServiceContext& service, const CORE::PropertyBag& request);
-// By "subjectDN" and "issuerDN" of a certificate: the two together, then the subject alone. Fails likewise.
-Result<FoundSid> sidForCertificate(ServiceContext& service, const CORE::PropertyBag& request);
+// By any of the principal names, of which there is at least one: first in the domain that the first one
+// names, then in the primary and in the trusted domains. Fails when no domains are known.
+Result<FoundSid> sidForUpnMostLikelyDomain(ServiceContext& service, const std::vector<std::wstring>& upns);
+// By a certificate: subject and issuer together, then the subject alone. Fails when no domains are known.
+Result<FoundSid> sidForCertificate(ServiceContext& service, std::string_view subject,
+                                   std::string_view issuer);
 // The user's entry at that name.
 FoundSid sidForUserDn(ServiceContext& service, std::string_view dn);
 
-// "X509:<I>...<S>..." as directories keep it: components in reverse order. An empty issuer is left out;
-// nothing where a name is none, or nothing is given.
+// The value of altSecurityIdentities, "X509:<I>...<S>...", with the components of the names in reverse order.
+// An empty name is left out; nothing where a text is no distinguished name, or both are empty.
 std::optional<std::string> certificateIdentity(std::string_view subjectDn, std::string_view issuerDn);
 
 }  // namespace wsadmin

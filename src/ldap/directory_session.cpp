@@ -9,7 +9,7 @@ constexpr std::uint16_t configurationPort = 389;
 
 Failure sessionFailure(std::wstring_view sentence, const Failure& cause) {
     logError(L"%s%s (%d)", sentence, cause.text, cause.code);
-    return {cause.code, std::wstring(sentence) + cause.text};
+    return {cause.code, std::wstring(sentence) + cause.text, cause.code};
 }
 
 }  // namespace
@@ -23,11 +23,6 @@ Result<std::unique_ptr<platform::LdapSession>> openConfigurationDirectory(
     if (auto bound = (*session)->bind(credentials); !bound)
         return fail(sessionFailure(L"Failed to bind to LDAP - ", bound.error()));
     return session;
-}
-
-void setDirectoryError(CORE::PropertyBag& result, const Failure& failure) {
-    result.setError(1, failure.text);
-    result.setInt(L"ldaperr", failure.code);
 }
 
 }  // namespace wsadmin

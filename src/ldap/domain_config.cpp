@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "ldap/domain_keys.h"
 #include "ldap/layout.h"
 #include "ldap/modify.h"
 #include "ldap/search.h"
@@ -74,18 +75,18 @@ const DomainLists& listsFor(const DomainFilters& filters, const std::wstring& br
     return found ? found->lists : filters.cluster;
 }
 
-std::optional<std::wstring> refuseExclusion(const DomainFilters& filters, const DomainListRequest& request) {
+// The cluster's list cannot exclude the primary domain of any broker, a broker's list not its own.
+Result<void> checkExclusion(const DomainFilters& filters, const DomainListRequest& request) {
+    const auto isPrimary = [&](const BrokerDomains& broker) {
+        return same(broker.dnsDomain, request.domain);
+    };
     if (request.broker.empty()) {
-        const bool primary = std::ranges::any_of(filters.brokers, [&](const BrokerDomains& broker) {
-            return same(broker.dnsDomain, request.domain);
-        });
-        if (!primary) return std::nullopt;
-        return request.domain + L" is a primary domain for a broker " + L"and cannot be excluded";
+        if (std::ranges::none_of(filters.brokers, isPrimary)) return {};
+        return fail(request.domain + L" is a primary domain for a broker and cannot be excluded");
     }
-    const BrokerDomains* broker = filters.broker(request.broker);
-    if (!same(broker->dnsDomain, request.domain)) return std::nullopt;
-    return request.domain + L" is the primary domain for the broker " + request.broker +
-           L" and cannot be excluded";
+    if (!isPrimary(*filters.broker(request.broker))) return {};
+    return fail(request.domain + L" is the primary domain for the broker " + request.broker +
+                L" and cannot be excluded");
 }
 
 }  // namespace
@@ -124,26 +125,25 @@ CORE::PropertyBag renderDomainFilters(const DomainFilters& filters) {
     return result;
 }
 
-std::optional<std::wstring> refuseDomainChange(const DomainFilters& filters,
-                                               const DomainListRequest& request) {
+Result<void> checkDomainChange(const DomainFilters& filters, const DomainListRequest& request) {
+    using enum DomainListChange;
     if (!request.broker.empty() && !filters.broker(request.broker))
-        return L"Cannot find domain information for broker " + request.broker;
-    if (request.change == DomainListChange::add && request.type == DomainListType::exclude &&
-        !request.domain.empty())
-        if (auto refusal = refuseExclusion(filters, request)) return refusal;
+        return fail(L"Cannot find domain information for broker " + request.broker);
+    if (request.change == add && request.type == DomainListType::exclude && !request.domain.empty())
+        if (auto allowed = checkExclusion(filters, request); !allowed) return allowed;
     const auto& list = listsFor(filters, request.broker).of(request.type);
-    if (request.change == DomainListChange::removeAll) {
-        if (list.empty()) return L"The list already is empty";
-        return std::nullopt;
+    if (request.change == removeAll) {
+        if (list.empty()) return fail(L"The list already is empty");
+        return {};
     }
-    if (request.domain.empty()) return L"A domain must be provided for this operation";
+    if (request.domain.empty()) return fail(L"A domain must be provided for this operation");
     const bool present = findDomain(list, request.domain) != nullptr;
-    if (request.change == DomainListChange::remove && !present)
-        return L"The domain " + request.domain + L" is not present in this list so cannot be removed";
-    if (request.change == DomainListChange::add && present)
-        return L"The domain " + request.domain +
-               L" is already present in this list and cannot be added again";
-    return std::nullopt;
+    if (request.change == remove && !present)
+        return fail(L"The domain " + request.domain + L" is not present in this list so cannot be removed");
+    if (request.change == add && present)
+        return fail(L"The domain " + request.domain +
+                    L" is already present in this list and cannot be added again");
+    return {};
 }
 
 std::wstring domainChangeDone(const DomainListRequest& request) {
@@ -156,44 +156,34 @@ std::wstring domainChangeDone(const DomainListRequest& request) {
     return sentence + (request.broker.empty() ? L"for the cluster." : L"for the broker " + request.broker);
 }
 
-bool DomainConfig::readCluster(DomainLists& lists) {
-    platform::LdapSession* session = directory();
-    if (!session) return false;
-    const std::string base = layout::under(layout::container::globalSettings);
-    const auto found = readEntry(*session, base, "(objectClass=*)");
-    if (found && !found->empty()) {
-        lists = listsOf(found->front());
-        return true;
-    }
-    if (found || found.error().code == platform::ldapNoSuchObject)
-        fail(L"Common global properties not found in LDAP");
-    else
-        fail(L"Failed to search for common global properies entry \"" + toWide(base) + L"\" - " +
-             found.error().text);
-    return false;
-}
-
-bool DomainConfig::readBrokers(std::vector<BrokerDomains>& brokers) {
-    const auto found = searchAllPages(*directory(), layout::under(layout::container::brokers),
+Result<std::vector<BrokerDomains>> DomainConfig::readBrokers(platform::LdapSession& session) {
+    const auto found = searchAllPages(session, layout::under(layout::container::brokers),
                                       "(&(objectClass=zre-PropertyObject)(!(zre-HDQSecurityServer=1)))");
-    if (!found) {
-        fail(found.error().text);
-        return false;
-    }
+    if (!found) return fail(found.error());
+    std::vector<BrokerDomains> brokers;
     for (const LdapEntry& entry : *found)
         brokers.push_back({toWide(entry.first(layout::attribute::cn)),
                            toWide(entry.first(layout::attribute::dnsDomainName)), listsOf(entry)});
-    return true;
+    return brokers;
 }
 
-std::optional<DomainFilters> DomainConfig::readFilters() {
+Result<DomainFilters> DomainConfig::readFilters() {
     const CORE::PropertyBag configuration = service().configuration();
     const bool readLdap = configuration.getBool(useDirectoryKey, true);
     const bool readRegistry = configuration.getBool(L"EnableRegistryDomainConfig", false);
     logDebug(L"Load domain config: readLdap=%s, readReg=%s", readLdap ? L"true" : L"false",
              readRegistry ? L"true" : L"false");
     DomainFilters filters;
-    if (readLdap && !(readCluster(filters.cluster) && readBrokers(filters.brokers))) return std::nullopt;
+    if (readLdap) {
+        const auto session = directory();
+        if (!session) return fail(session.error());
+        const auto cluster = findEntry(**session, {});
+        if (!cluster) return fail(cluster.error());
+        auto brokers = readBrokers(**session);
+        if (!brokers) return fail(brokers.error());
+        filters.cluster = listsOf(*cluster);
+        filters.brokers = std::move(*brokers);
+    }
     if (readRegistry)
         for (const ListNames& names : listNames)
             for (const CORE::wstr& domain : configuration.get(names.key).split())
@@ -203,58 +193,47 @@ std::optional<DomainFilters> DomainConfig::readFilters() {
     return filters;
 }
 
-void DomainConfig::load() {
-    if (const auto filters = readFilters()) result() = renderDomainFilters(*filters);
+Result<void> DomainConfig::load() {
+    const auto filters = readFilters();
+    if (!filters) return fail(filters.error());
+    result() = renderDomainFilters(*filters);
+    return {};
 }
 
-std::optional<DomainListRequest> DomainConfig::readRequest() {
+Result<DomainListRequest> DomainConfig::readRequest() {
     constexpr std::array<std::pair<std::wstring_view, DomainListChange>, 3> changes = {
         {{L"add", DomainListChange::add},
          {L"remove", DomainListChange::remove},
          {L"removeall", DomainListChange::removeAll}}};
-    const std::wstring operation = request().get(L"operation").str();
-    const std::wstring listType = request().get(L"listtype").str();
+    const std::wstring operation = request().text(key::listChange).str();
+    const std::wstring listType = request().text(key::listType).str();
     const auto change =
         std::ranges::find_if(changes, [&](const auto& c) { return same(c.first, operation); });
-    if (change == changes.end()) {
-        fail(operation + L" is not a valid operation");
-        return std::nullopt;
-    }
+    if (change == changes.end()) return fail(operation + L" is not a valid operation");
     const auto type =
         std::ranges::find_if(listNames, [&](const auto& n) { return same(n.request, listType); });
-    if (type == listNames.end()) {
-        fail(listType + L" is not a valid list type");
-        return std::nullopt;
-    }
-    return DomainListRequest{change->second, type->type, request().get(L"connectionserver").str(),
-                             request().get(L"domain").str()};
+    if (type == listNames.end()) return fail(listType + L" is not a valid list type");
+    return DomainListRequest{change->second, type->type, request().text(key::listBroker).str(),
+                             request().text(key::listDomain).str()};
 }
 
-std::string DomainConfig::findEntry(const std::wstring& broker) {
-    platform::LdapSession* session = directory();
-    if (!session) return {};
-    const std::string base = broker.empty() ? layout::under(layout::container::globalSettings)
-                                            : layout::brokerEntry(toUtf8(broker));
-    const auto found =
-        readEntry(*session, base,
-                  broker.empty() ? "(objectClass=*)" : "(&(objectClass=*)(!(zre-HDQSecurityServer=1)))");
-    if (!found && found.error().code != platform::ldapNoSuchObject) {
-        fail(L"Failed to search for common global properies entry \"" + toWide(base) + L"\" - " +
-             found.error().text);
-        return {};
-    }
-    if (!found || found->empty()) {
-        fail(broker.empty() ? L"Common global properties not found in LDAP"
-                            : L"Broker properties not found in LDAP");
-        return {};
-    }
-    if (found->front().dn.empty()) fail(L"Failed to get DN for entry \"" + toWide(base));
-    return found->front().dn;
+Result<LdapEntry> DomainConfig::findEntry(platform::LdapSession& session, const std::wstring& broker) {
+    const std::wstring absent = broker.empty() ? L"Common global properties not found in LDAP"
+                                               : L"Broker properties not found in LDAP";
+    const EntrySentences sentences{
+        .absent = absent, .searched = L"common global properies entry", .unmatched = absent};
+    if (broker.empty())
+        return readRequiredEntry(session, layout::under(layout::container::globalSettings), sentences,
+                                 "(objectClass=*)");
+    return readRequiredEntry(session, layout::brokerEntry(toUtf8(broker)), sentences,
+                             "(&(objectClass=*)(!(zre-HDQSecurityServer=1)))");
 }
 
-void DomainConfig::change(const DomainListRequest& wanted, const DomainFilters& filters) {
-    const std::string dn = findEntry(wanted.broker);
-    if (dn.empty()) return;
+Result<void> DomainConfig::change(const DomainListRequest& wanted, const DomainFilters& filters) {
+    const auto session = directory();
+    if (!session) return fail(session.error());
+    const auto entry = findEntry(**session, wanted.broker);
+    if (!entry) return fail(entry.error());
     const auto& list = listsFor(filters, wanted.broker).of(wanted.type);
     const bool adds = wanted.change == DomainListChange::add;
     std::vector<std::string> values;  // none: the whole list is removed
@@ -262,23 +241,24 @@ void DomainConfig::change(const DomainListRequest& wanted, const DomainFilters& 
         values = {toUtf8(wanted.domain)};
     else if (wanted.change == DomainListChange::remove)
         values = {toUtf8(*findDomain(list, wanted.domain))};
-    const auto done = modifyAttribute(*directory(), dn, adds ? LdapModify::add : LdapModify::remove,
+    const auto done = modifyAttribute(**session, entry->dn, adds ? LdapModify::add : LdapModify::remove,
                                       namesOf(wanted.type).attribute, std::move(values));
     if (!done)
         return fail((adds ? L"Failed to set domain in list - " : L"Failed to remove domain from list - ") +
                     done.error().text);
     result().set(L"result", std::wstring_view(domainChangeDone(wanted)));
+    return {};
 }
 
-void DomainConfig::save() {
+Result<void> DomainConfig::save() {
     const auto wanted = readRequest();
-    if (!wanted) return;
+    if (!wanted) return fail(wanted.error());
     // Where the lists of the directory are not in use, a change of them would be one that nobody sees.
     if (!service().configuration().getBool(useDirectoryKey, true)) return fail(L"LDAP not initialized");
     const auto filters = readFilters();
-    if (!filters) return;
-    if (const auto refusal = refuseDomainChange(*filters, *wanted)) return fail(*refusal);
-    change(*wanted, *filters);
+    if (!filters) return fail(filters.error());
+    const auto allowed = checkDomainChange(*filters, *wanted);
+    return allowed ? change(*wanted, *filters) : allowed;
 }
 
 }  // namespace wsadmin

@@ -2,7 +2,6 @@
 // server (broker), and which of them is in force here.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,9 +43,8 @@ struct DomainListRequest {
     std::wstring broker;
     std::wstring domain;
 };
-// The sentence that refuses it, or nothing when it may be done.
-std::optional<std::wstring> refuseDomainChange(const DomainFilters& filters,
-                                               const DomainListRequest& request);
+// The failure is the sentence that refuses it.
+Result<void> checkDomainChange(const DomainFilters& filters, const DomainListRequest& request);
 // The sentence that tells that it was done.
 std::wstring domainChangeDone(const DomainListRequest& request);
 
@@ -55,18 +53,17 @@ class DomainConfig : public Worker {
     using Worker::Worker;
 
     // Answers all lists, the one in force, and this server's name.
-    void load();
+    Result<void> load();
     // Changes one list: "operation", "connectionserver", "listtype", "domain".
-    void save();
+    Result<void> save();
 
   private:
-    std::optional<DomainFilters> readFilters();
-    bool readCluster(DomainLists& lists);
-    bool readBrokers(std::vector<BrokerDomains>& brokers);
-    std::optional<DomainListRequest> readRequest();
-    // The name of the entry that holds the lists of the broker, or of the cluster; empty after a refusal.
-    std::string findEntry(const std::wstring& broker);
-    void change(const DomainListRequest& wanted, const DomainFilters& filters);
+    Result<DomainFilters> readFilters();
+    Result<std::vector<BrokerDomains>> readBrokers(platform::LdapSession& session);
+    Result<DomainListRequest> readRequest();
+    // The entry that holds the lists of the broker, or of the cluster.
+    Result<platform::LdapEntry> findEntry(platform::LdapSession& session, const std::wstring& broker);
+    Result<void> change(const DomainListRequest& wanted, const DomainFilters& filters);
 };
 
 }  // namespace wsadmin

@@ -65,6 +65,24 @@ Result<std::vector<LdapEntry>> readEntry(platform::LdapSession& session, const s
     return std::move(found->entries);
 }
 
+Result<LdapEntry> readRequiredEntry(platform::LdapSession& session, const std::string& dn,
+                                    const EntrySentences& sentences, const std::string& filter) {
+    const std::wstring name = L"\"" + CORE::toWide(dn);
+    auto found = readEntry(session, dn, filter);
+    if (!found) {
+        const Failure& cause = found.error();
+        if (cause.code == platform::ldapNoSuchObject) return fail(cause.code, sentences.absent);
+        return fail(cause.code, L"Failed to search for " + std::wstring(sentences.searched) + L" " + name +
+                                    L"\" - " + cause.text);
+    }
+    if (found->empty())
+        return fail(sentences.unmatched.empty() ? L"Entry for " + name + L"\" not found."
+                                                : sentences.unmatched);
+    // The sentence's second quotation mark is missing on purpose: log searches rely on its text.
+    if (found->front().dn.empty()) return fail(L"Failed to get DN for entry " + name);
+    return std::move(found->front());
+}
+
 PagedSearch::PagedSearch(platform::LdapSession& session, std::string base, std::string filter,
                          std::vector<std::string> attributes)
     : pages_(session,

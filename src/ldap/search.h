@@ -21,6 +21,18 @@ Result<std::vector<platform::LdapEntry>> readEntry(platform::LdapSession& sessio
                                                    const std::string& filter = "objectClass=*",
                                                    const std::vector<std::string>& attributes = {});
 
+// One entry that has to be there. Failure: `absent` where the directory has no such object, "Failed to search
+// for `searched` - " and its text where the search fails otherwise, the sentence for an entry that does not
+// match the filter (`unmatched`, or the usual one where it is empty), and one for an entry without a name.
+struct EntrySentences {
+    std::wstring absent;
+    std::wstring_view searched;  // "entry", say; the name follows in quotation marks
+    std::wstring unmatched{};
+};
+Result<platform::LdapEntry> readRequiredEntry(platform::LdapSession& session, const std::string& dn,
+                                              const EntrySentences& sentences,
+                                              const std::string& filter = "objectClass=*");
+
 // A subtree search in pages of 250, with the shared texts; see LdapPages.
 class PagedSearch {
   public:

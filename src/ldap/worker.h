@@ -3,51 +3,58 @@
 #pragma once
 
 #include <memory>
-#include <string>
 
 #include "framework/core/property_bag.h"
+#include "ldap/operation_request.h"
 #include "ldap/service_context.h"
 #include "platform/ldap_session.h"
 
 namespace wsadmin {
 
+// What becomes of the result that a method had begun when it fails.
+enum class OnFailure { empties, keeps };
+
 class Worker {
   public:
-    Worker(ServiceContext& service, const CORE::PropertyBag& request)
-        : service_(service), request_(request) {}
+    Worker(ServiceContext& service, const Request& request) : service_(service), request_(request) {}
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    // What the request is answered with; the worker is left without one.
-    CORE::PropertyBag takeResult() { return std::move(result_); }
+    // What the request is answered with: the result, or the failure as error 1, with the directory's code
+    // under "ldaperr" where the session could not be opened. The worker is left without a result.
+    CORE::PropertyBag answerWith(const Result<void>& done, OnFailure collected);
 
   protected:
     ~Worker() = default;
 
     ServiceContext& service() const { return service_; }
-    const CORE::PropertyBag& request() const { return request_; }
+    const Request& request() const { return request_; }
     CORE::PropertyBag& result() { return result_; }
 
-    // The session, or null after its failure was put into the result ("ldaperr" and the sentence).
-    platform::LdapSession* directory();
-    // The same without a word in the result: for operations that answer nothing when there is no directory.
-    Result<platform::LdapSession*> tryDirectory();
-
-    void fail(std::wstring_view sentence) { result_.setError(1, sentence); }
+    // The session, opened by the first call; never null. Its failure carries the directory's code.
+    Result<platform::LdapSession*> directory();
 
   private:
     ServiceContext& service_;
-    const CORE::PropertyBag& request_;
+    const Request& request_;
     CORE::PropertyBag result_;
     std::unique_ptr<platform::LdapSession> session_;
 };
 
-// A handler of the result-bag shape: builds the worker, runs one method, moves its result out.
-template <class W, void (W::*method)()>
-CORE::PropertyBag answer(ServiceContext& service, const CORE::PropertyBag& request) {
+// Runs one request and fills the response; true where the response then carries no error.
+using Handler = bool (*)(ServiceContext& service, const Request& request, CORE::PropertyBag& response);
+
+template <class W>
+W workerOf(Result<void> (W::*)());  // for decltype alone
+
+// The handler that a row names: answer<&Common::setClusterName> builds the worker, runs the method and turns
+// what it returns into the response.
+template <auto method, OnFailure collected = OnFailure::empties>
+bool answer(ServiceContext& service, const Request& request, CORE::PropertyBag& response) {
+    using W = decltype(workerOf(method));
     W worker(service, request);
-    (worker.*method)();
-    return worker.takeResult();
+    response &= worker.answerWith((worker.*method)(), collected);
+    return response.getError() == 0;
 }
 
 }  // namespace wsadmin

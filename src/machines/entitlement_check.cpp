@@ -11,16 +11,12 @@ using platform::Sid;
 Entitled EntitlementCheck::check(const Sid& user, const DesktopEntry& desktop) {
     if (memberships_.isAmong(user, desktop.members)) return Entitled::yes;
     const std::string* const dn = memberships_.find(user);
-    if (!dn) return memberships_.unsure() ? Entitled::unknown : Entitled::no;
-    auto known = groups_.find(user);
-    if (known == groups_.end()) {
-        std::optional<std::set<Sid>> groups;
-        if (const auto found = userGroups(service_, *dn)) groups.emplace(found->begin(), found->end());
-        known = groups_.emplace(user, std::move(groups)).first;
-    }
-    if (!known->second) return Entitled::unknown;
+    if (!dn) return memberships_.incomplete() ? Entitled::unknown : Entitled::no;
+    auto groups = logonGroups_.find(user);
+    if (groups == logonGroups_.end()) groups = logonGroups_.emplace(user, userGroups(service_, *dn)).first;
+    if (!groups->second) return Entitled::unknown;
     const auto isMember = [&desktop](const Sid& group) { return desktop.members.contains(group); };
-    return std::ranges::any_of(*known->second, isMember) ? Entitled::yes : Entitled::no;
+    return std::ranges::any_of(*groups->second, isMember) ? Entitled::yes : Entitled::no;
 }
 
 }  // namespace wsadmin

@@ -1,13 +1,13 @@
-// Whether users are entitled to desktops, for one walk on one thread, which holds a DirectoryThread.
+// Whether users are entitled to desktops: a cache for one report, on one thread, which holds a
+// DirectoryThread.
 #pragma once
 
 #include <map>
-#include <optional>
-#include <set>
+#include <string>
 #include <vector>
 
 #include "identity/memberships.h"
-#include "machines/desktops.h"
+#include "machines/desktop_cache.h"
 
 namespace wsadmin {
 
@@ -17,19 +17,20 @@ class EntitlementCheck {
   public:
     explicit EntitlementCheck(ServiceContext& service) : service_(service), memberships_(service) {}
 
-    // Reads users ahead, many at once.
-    void learn(const std::vector<platform::Sid>& users) { memberships_.learn(users); }
-    bool learnt(const platform::Sid& user) const { return memberships_.learnt(user); }
-    // The member list itself and the groups that the directory has on record decide nearly always; before
-    // somebody is called unentitled, the groups of a logon are asked for.
+    // Reads the users and their groups, many in one search.
+    void load(const std::vector<platform::Sid>& users) { memberships_.load(users); }
+    bool isLoaded(const platform::Sid& user) const { return memberships_.isLoaded(user); }
+    // The desktop's member list and the groups that the directory has on record decide nearly always. A user
+    // is unentitled only if the groups of a logon, which cost a search for each user, do not decide
+    // otherwise.
     Entitled check(const platform::Sid& user, const DesktopEntry& desktop);
-    // The user's distinguished name. Null where no domain has the user.
+    // The distinguished name of a loaded user; null where no domain has the user.
     const std::string* dnOf(const platform::Sid& user) const { return memberships_.find(user); }
 
   private:
     ServiceContext& service_;
     Memberships memberships_;
-    std::map<platform::Sid, std::optional<std::set<platform::Sid>>> groups_;  // nothing: not to be had
+    std::map<platform::Sid, Result<std::vector<platform::Sid>>> logonGroups_;
 };
 
 }  // namespace wsadmin

@@ -14,13 +14,13 @@ namespace {
 
 namespace attribute = layout::attribute;
 
-struct Shown {
+struct Column {
     const wchar_t* key;
     const char* attribute;
 };
 
-// In the order of the listing, behind the owner.
-constexpr Shown shown[] = {
+// In the order of the listing, after the owner.
+constexpr Column columns[] = {
     {L"id", attribute::name},
     {L"state", attribute::vmState},
     {L"moid", attribute::moid},
@@ -40,9 +40,9 @@ void addBrief(PropertyBag& bag, const LdapEntry& machine) {
     add(bag, L"machine-name", machine, attribute::displayName);
 }
 
-// Listings have very many of these bags: they get the room that they need at once, and not much more.
+// An entry is sized in advance, without much slack: a listing has very many of them.
 constexpr std::size_t otherEntries = 8;
-std::size_t roomFor(const LdapEntry& machine) {
+std::size_t textBytes(const LdapEntry& machine) {
     constexpr std::size_t namesAndOwner = 220;
     std::size_t bytes = machine.dn.size() + namesAndOwner;
     for (const platform::LdapAttribute& attribute : machine.attributes)
@@ -59,7 +59,7 @@ std::vector<std::string> briefAttributes() {
 std::vector<std::string> fullAttributes() {
     std::vector<std::string> names = {attribute::displayName, attribute::ownerSid, attribute::memberOfPool,
                                       attribute::offlineUser};
-    for (const Shown& one : shown) names.emplace_back(one.attribute);
+    for (const Column& column : columns) names.emplace_back(column.attribute);
     return names;
 }
 
@@ -75,7 +75,7 @@ PropertyBag renderBrief(const LdapEntry& machine) {
 
 PropertyBag renderFull(const LdapEntry& machine, const MachineOwners& owners) {
     PropertyBag bag;
-    bag.reserve(std::size(shown) + otherEntries, roomFor(machine));
+    bag.reserve(std::size(columns) + otherEntries, textBytes(machine));
     addBrief(bag, machine);
     add(bag, L"assigned-user-sid", machine, attribute::ownerSid);
     const auto sid = ownerOf(machine);
@@ -84,7 +84,7 @@ PropertyBag renderFull(const LdapEntry& machine, const MachineOwners& owners) {
         if (!domain.empty()) bag.add(L"assigned-user-domain", std::string_view(domain));
         if (!account.empty()) bag.add(L"assigned-user-account-name", std::string_view(account));
     }
-    for (const Shown& one : shown) add(bag, one.key, machine, one.attribute);
+    for (const Column& column : columns) add(bag, column.key, machine, column.attribute);
     if (const std::string_view pool = machine.first(attribute::memberOfPool); !pool.empty()) {
         bag.add(L"pool-dn", pool);
         bag.add(L"pool-name", std::string_view(poolName(pool)));

@@ -1,4 +1,4 @@
-// The searches for machines. What a caller names is escaped.
+// Filters of the searches for machines. Values from a request are escaped.
 #pragma once
 
 #include <optional>
@@ -14,7 +14,7 @@ inline constexpr char anyMachine[] = "(|(objectclass=zre-VM)(objectclass=zre-PM)
 // The entry of a pool.
 std::string poolDn(std::string_view pool);
 
-// What machines are looked for; empty: whatever.
+// What a machine has to match; a criterion that is not set matches every machine.
 struct MachineCriteria {
     std::optional<std::string> name{};  // shown to people
     std::optional<platform::Sid> owner{};
@@ -22,7 +22,7 @@ struct MachineCriteria {
 
     bool none() const noexcept { return !name && !owner && !pool; }
 };
-// All criteria together; anyMachine without any. Two of them stand in a group of their own.
+// The machines that match all criteria. Two criteria stand in a group of their own.
 std::string machineFilter(const MachineCriteria& criteria);
 // The same without that group.
 std::string poolMachineFilter(const MachineCriteria& criteria);

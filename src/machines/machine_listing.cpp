@@ -14,30 +14,31 @@ void MachineListing::add(std::vector<LdapEntry> page) {
     for (const LdapEntry& machine : page)
         if (const auto owner = full_ ? ownerOf(machine) : std::nullopt;
             owner && owners_.try_emplace(*owner).second)
-            unknown_.push_back(*owner);
-    std::ranges::move(page, std::back_inserter(waiting_));
-    if (!mayWait()) renderWaiting();
+            pendingOwners_.push_back(*owner);
+    std::ranges::move(page, std::back_inserter(buffer_));
+    if (!shouldBuffer()) flush();
 }
 
-// Later pages have few owners that earlier ones had not. How many machines wait for more of them grows with
-// the list, so that the look-ups do not become more with every page.
-bool MachineListing::mayWait() const noexcept {
-    constexpr std::size_t ownersAtOnce = 4 * sidsAtOnce, alwaysWait = 2000, shareOfList = 8;
-    return !unknown_.empty() && unknown_.size() < ownersAtOnce &&
-           waiting_.size() < std::max(alwaysWait, list_.size() / shareOfList);
+// Owner look-ups are batched across pages. Later pages bring few new owners, so the buffer may grow with the
+// list, and the number of look-ups does not grow with the number of pages.
+bool MachineListing::shouldBuffer() const noexcept {
+    constexpr std::size_t ownersPerFlush = 4 * sidsPerSearch, minimumBuffer = 2000, listShare = 8;
+    return !pendingOwners_.empty() && pendingOwners_.size() < ownersPerFlush &&
+           buffer_.size() < std::max(minimumBuffer, list_.size() / listShare);
 }
 
-void MachineListing::renderWaiting() {
-    if (!unknown_.empty())
-        for (auto& [sid, account] : readDomainAccounts(service_, unknown_)) owners_[sid] = std::move(account);
-    unknown_.clear();
-    for (const LdapEntry& machine : waiting_)
+void MachineListing::flush() {
+    if (!pendingOwners_.empty())
+        for (auto& [sid, account] : readDomainAccounts(service_, pendingOwners_))
+            owners_[sid] = std::move(account);
+    pendingOwners_.clear();
+    for (const LdapEntry& machine : buffer_)
         list_.addBag(L"machine-entry", full_ ? renderFull(machine, owners_) : renderBrief(machine));
-    waiting_.clear();
+    buffer_.clear();
 }
 
 CORE::PropertyBag MachineListing::finish() {
-    renderWaiting();
+    flush();
     return std::move(list_);
 }
 

@@ -1,5 +1,4 @@
-// "machine-list": machines as they come from the directory, with their owners, who are looked up many at
-// once.
+// "machine-list": machines as they come from the directory, with their owners, who are looked up in batches.
 #pragma once
 
 #include <vector>
@@ -22,14 +21,14 @@ class MachineListing {
     CORE::PropertyBag finish();
 
   private:
-    bool mayWait() const noexcept;
-    void renderWaiting();
+    bool shouldBuffer() const noexcept;
+    void flush();
 
     ServiceContext& service_;
     bool full_;
     MachineOwners owners_;
-    std::vector<platform::Sid> unknown_;        // owners to be looked up
-    std::vector<platform::LdapEntry> waiting_;  // for the first of them, and what comes behind
+    std::vector<platform::Sid> pendingOwners_;  // not looked up yet
+    std::vector<platform::LdapEntry> buffer_;   // not rendered yet
     CORE::PropertyBag list_;
 };
 

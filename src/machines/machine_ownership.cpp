@@ -1,15 +1,17 @@
 // Who owns a machine.
-#include "identity/accounts.h"
+#include "identity/account_lookup.h"
 #include "ldap/layout.h"
 #include "ldap/modify.h"
 #include "ldap/search.h"
-#include "machines/machine.h"
+#include "machines/machine_filters.h"
+#include "machines/machine_keys.h"
+#include "machines/machine_operations.h"
+#include "machines/pool.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
 
 namespace wsadmin {
 
-using CORE::toWide;
 using platform::LdapEntry;
 using platform::LdapModify;
 using platform::LdapSession;
@@ -19,14 +21,19 @@ namespace {
 
 constexpr wchar_t noMachine[] = L"Could not locate a virtual or physical machine entry to update";
 
+std::wstring alreadyOwns(std::string_view machine) {
+    return L"The machine (" + CORE::toWide(machine) +
+           L") in this pool is already assigned to the specified user";
+}
+
 void logNotModified(const std::string& dn, const Failure& cause) {
     logError(L"Failed to modify entry %s (%s).", dn, cause.text);
     logError(L"Entry not modified");
 }
 
-// Gives the machine back to whom it belonged, unless somebody else has changed the owner meanwhile: the
-// directory refuses to delete a value that is not there any more.
-void takeBack(LdapSession& session, const LdapEntry& machine, const Sid& owner) {
+// Restores the previous owner, unless another request has changed the owner meanwhile: the directory refuses
+// to delete a value that is not there any more, and then changes nothing.
+void rollbackOwner(LdapSession& session, const LdapEntry& machine, const Sid& owner) {
     std::vector<platform::LdapModification> changes = {{.operation = LdapModify::remove,
                                                         .attribute = layout::attribute::ownerSid,
                                                         .values = {owner.text()}}};
@@ -36,104 +43,94 @@ void takeBack(LdapSession& session, const LdapEntry& machine, const Sid& owner) 
         logNotModified(machine.dn, undone.error());
 }
 
-}  // namespace
-
-Result<std::optional<std::string>> Machine::otherOwned(LdapSession& session, const MachineCriteria& owned,
-                                                       const std::string& exceptDn) {
+// A machine of the pool that the user owns, by its name shown to people, other than the one given.
+Result<std::optional<std::string>> otherOwned(LdapSession& session, const MachineCriteria& owned,
+                                              const std::string& exceptDn) {
     const auto machines = searchSubtree(session, layout::under(layout::container::machines),
-                                        poolMachineFilter({.owner = owned.owner, .pool = owned.pool}),
-                                        {layout::attribute::displayName});
-    if (!machines) return wsadmin::fail(machines.error());
+                                        poolMachineFilter(owned), {layout::attribute::displayName});
+    if (!machines) return fail(machines.error());
     for (const LdapEntry& machine : *machines)
         if (!platform::sameDn(machine.dn, exceptDn))
             return std::optional<std::string>(machine.first(layout::attribute::displayName));
     return std::optional<std::string>();
 }
 
-bool Machine::failBecauseOwned(const Result<std::optional<std::string>>& other) {
-    if (!other) fail(noMachine);
-    if (!other || !*other) return !other;
-    fail(L"The machine (" + toWide(**other) + L") in this pool is already assigned to the specified user");
-    return true;
-}
-
-std::optional<LdapEntry> Machine::ownershipTarget(LdapSession& session, const MachineCriteria& criteria) {
-    const auto machines =
+// The machine whose owner is to change, with its present one.
+Result<LdapEntry> ownershipTarget(LdapSession& session, const MachineCriteria& criteria) {
+    auto machines =
         searchSubtree(session, layout::under(layout::container::machines), poolMachineFilter(criteria),
                       {layout::attribute::ownerSid, layout::attribute::offlineState});
-    if (!machines) {
-        fail(noMachine);
-        return std::nullopt;
-    }
-    if (machines->empty()) {
-        fail(L"No virtual or physical machine entry was found matching the specified criteria");
-        return std::nullopt;
-    }
-    return machines->front();
+    if (!machines) return fail(noMachine);
+    if (machines->empty())
+        return fail(L"No virtual or physical machine entry was found matching the specified criteria");
+    const std::string_view state = machines->front().first(layout::attribute::offlineState);
+    if (!state.empty() && CORE::compareFolded(state, std::string_view("checked in")) != 0)
+        return fail(L"Desktop is in Local Mode.  Re-assignment or removal of assignment is not allowed.");
+    return std::move(machines->front());
 }
 
-void Machine::setVMOwnership() {
-    const bool remove = request().getBool(L"removeAssignment", false);
-    const std::wstring pool = request().get(L"desktop").str(), user = request().get(L"userName").str();
-    const std::wstring given = request().get(L"sid").str();
+Result<void> removeOwner(LdapSession& session, const std::string& dn) {
+    const auto removed = modifyAttribute(session, dn, LdapModify::remove, layout::attribute::ownerSid);
+    if (removed) return {};
+    if (removed.error().code == platform::ldapNoSuchAttribute)
+        return fail(L"The specified machine has no owner, not updated.");
+    logNotModified(dn, removed.error());
+    return fail(L"Could not remove owner from existing entry.");
+}
+
+// The directory has no transaction over two entries, so the rule of one machine per user is checked again
+// after the write: of two concurrent requests at least one sees both machines and rolls its own back. A check
+// that fails rolls nothing back.
+Result<void> assignOwner(LdapSession& session, const LdapEntry& machine, const MachineCriteria& owned) {
+    const Sid& owner = owned.owner.value();
+    const auto assigned = modifyAttribute(session, machine.dn, LdapModify::replace,
+                                          layout::attribute::ownerSid, {owner.text()});
+    if (!assigned) {
+        logNotModified(machine.dn, assigned.error());
+        return fail(L"Could not update entry with new owner");
+    }
+    const auto other = otherOwned(session, owned, machine.dn);
+    if (!other || !*other) return {};
+    rollbackOwner(session, machine, owner);
+    return fail(alreadyOwns(**other));
+}
+
+}  // namespace
+
+Result<void> Machine::setVMOwnership() {
+    const bool remove = request().boolean(key::removeAssignment);
+    const CORE::wstr pool = request().text(key::ownedPool), user = request().text(key::ownerName);
+    const CORE::wstr given = request().text(key::ownerSid);
     const auto sid = !given.empty() ? Sid::parse(std::wstring_view(given))
                      : user.empty() ? std::nullopt
                                     : userOf(service(), user);
     const bool named = !given.empty() || !user.empty();
     if (named && !sid && (!remove || !given.empty())) return fail(L"Failed to obtain sid for specified user");
 
-    LdapSession* session = directory();
-    if (!session) return;
-    Pool found;
-    const PoolSearch search = findPool(*session, CORE::toUtf8(pool), found);
-    if (search == PoolSearch::failed) return fail(L"Could not locate pool information");
-    if (search == PoolSearch::noEntry) return fail(L"Could not locate pool information (no entry)");
-    if (!found.persistent()) return fail(L"The specified pool is not a persistent pool");
+    const auto session = directory();
+    if (!session) return fail(session.error());
+    const auto found = findPool(**session, pool, L"Could not locate pool information",
+                                L"Could not locate pool information (no entry)");
+    if (!found) return fail(found.error());
+    if (!found->persistent()) return fail(L"The specified pool is not a persistent pool");
 
     const MachineCriteria owned{.owner = sid, .pool = CORE::toUtf8(pool)};
     if (!remove) {
         if (!sid) return fail(L"A user must be specified when setting an assignment");
-        if (failBecauseOwned(otherOwned(*session, owned, {}))) return;
+        const auto other = otherOwned(**session, owned, {});
+        if (!other) return fail(noMachine);
+        if (*other) return fail(alreadyOwns(**other));
     }
-    const std::string_view name = request().utf8(L"machineName");
+    const std::string_view name = request().utf8(key::ownedMachine);
     if (name.empty() && !sid) return fail(L"A machine name or user must be specified");
     const auto machine = ownershipTarget(
-        *session, name.empty() ? owned : MachineCriteria{.name = std::string(name), .pool = owned.pool});
-    if (!machine) return;
-    const std::string_view state = machine->first(layout::attribute::offlineState);
-    if (!state.empty() && CORE::compareFolded(state, std::string_view("checked in")) != 0)
-        return fail(L"Desktop is in Local Mode.  Re-assignment or removal of assignment is not allowed.");
-    if (remove)
-        removeOwner(*session, *machine);
-    else
-        assignOwner(*session, *machine, owned);
-}
-
-void Machine::removeOwner(LdapSession& session, const LdapEntry& machine) {
-    const auto removed =
-        modifyAttribute(session, machine.dn, LdapModify::remove, layout::attribute::ownerSid);
-    if (removed) return result().set(L"textmessage", L"Successfully removed owner from specified machine.");
-    if (removed.error().code == platform::ldapNoSuchAttribute)
-        return fail(L"The specified machine has no owner, not updated.");
-    logNotModified(machine.dn, removed.error());
-    fail(L"Could not remove owner from existing entry.");
-}
-
-// The directory has no transaction over two entries, so the rule is looked at again afterwards: of two
-// requests at once at least one sees both machines, and takes its own back.
-void Machine::assignOwner(LdapSession& session, const LdapEntry& machine, const MachineCriteria& owned) {
-    const auto assigned = modifyAttribute(session, machine.dn, LdapModify::replace,
-                                          layout::attribute::ownerSid, {owned.owner.value().text()});
-    if (!assigned) {
-        logNotModified(machine.dn, assigned.error());
-        return fail(L"Could not update entry with new owner");
-    }
-    if (const auto other = otherOwned(session, owned, machine.dn); other && *other) {
-        takeBack(session, machine, *owned.owner);
-        failBecauseOwned(other);
-        return;
-    }
-    result().set(L"textmessage", L"Successfully assigned machine to specified user");
+        **session, name.empty() ? owned : MachineCriteria{.name = std::string(name), .pool = owned.pool});
+    if (!machine) return fail(machine.error());
+    const auto done = remove ? removeOwner(**session, machine->dn) : assignOwner(**session, *machine, owned);
+    if (done)
+        result().set(L"textmessage", remove ? L"Successfully removed owner from specified machine."
+                                            : L"Successfully assigned machine to specified user");
+    return done;
 }
 
 }  // namespace wsadmin

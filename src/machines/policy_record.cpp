@@ -21,7 +21,7 @@ constexpr Setting texts[] = {
     {L"name", attribute::name},
 };
 
-// Without a value what lies above decides.
+// A setting without a value is inherited.
 constexpr Setting permissions[] = {
     {L"offline-allowed", attribute::offlineAllowed},
     {L"client-rollback-allowed", attribute::clientRollbackAllowed},

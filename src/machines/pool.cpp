@@ -10,25 +10,26 @@
 
 namespace wsadmin {
 
-namespace {
-
-constexpr int persistentTypes[] = {1, 3, 5, 6, 12, 14};
-
-}  // namespace
-
 bool Pool::persistent() const noexcept {
+    constexpr int persistentTypes[] = {1, 3, 5, 6, 12, 14};
     return std::ranges::find(persistentTypes, type) != std::end(persistentTypes);
 }
 
-PoolSearch findPool(platform::LdapSession& session, std::string_view name, Pool& pool) {
-    const auto found =
-        readEntry(session, poolDn(name), "objectclass=zre-ServerPool", {layout::attribute::poolType});
-    if (!found) return PoolSearch::failed;
-    if (found->empty()) return PoolSearch::noEntry;
-    pool.dn = found->front().dn;
+Result<Pool> findPool(platform::LdapSession& session, std::wstring_view name, std::wstring searchFailed,
+                      std::wstring noEntry) {
+    const auto found = readEntry(session, poolDn(CORE::toUtf8(name)), "objectclass=zre-ServerPool",
+                                 {layout::attribute::poolType});
+    if (!found) return fail(std::move(searchFailed));
+    if (found->empty()) return fail(std::move(noEntry));
     const std::string_view type = found->front().first(layout::attribute::poolType);
+    Pool pool;
     std::from_chars(type.data(), type.data() + type.size(), pool.type);
-    return PoolSearch::found;
+    return pool;
+}
+
+Result<Pool> findPool(platform::LdapSession& session, std::wstring_view name) {
+    return findPool(session, name, L"Could not locate pool " + std::wstring(name),
+                    L"Could not locate pool (no entry) " + std::wstring(name));
 }
 
 std::string poolName(std::string_view dn) {

@@ -1,7 +1,6 @@
 // Desktop pools in the configuration directory.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,14 +9,15 @@
 namespace wsadmin {
 
 struct Pool {
-    std::string dn;
     int type = 0;
     bool persistent() const noexcept;  // its machines have owners
 };
 
-enum class PoolSearch { found, failed, noEntry };
-// Looks the pool up; a search that fails is logged.
-PoolSearch findPool(platform::LdapSession& session, std::string_view name, Pool& pool);
+// Looks the pool up. Failure: `searchFailed` (the search is logged) or `noEntry`.
+Result<Pool> findPool(platform::LdapSession& session, std::wstring_view name, std::wstring searchFailed,
+                      std::wstring noEntry);
+// The same with sentences that name the pool.
+Result<Pool> findPool(platform::LdapSession& session, std::wstring_view name);
 
 // The name that a pool's DN says.
 std::string poolName(std::string_view dn);

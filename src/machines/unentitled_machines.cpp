@@ -4,7 +4,8 @@
 #include "ldap/search.h"
 #include "machines/machine_entry.h"
 #include "machines/machine_filters.h"
-#include "machines/unentitled.h"
+#include "machines/machine_keys.h"
+#include "machines/unentitled_reports.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
 
@@ -32,8 +33,8 @@ struct Holder {
     int flags;
 };
 
-// The user who has it checked out is named by SID, or by the entry of the SID. A value that is neither is
-// taken for a mark on the owner's machine.
+// The user who has it checked out is named by SID, or by the entry of the SID. A value that is neither
+// only says that the owner has it checked out.
 std::vector<Holder> holdersOf(const LdapEntry& machine) {
     const int flags = flagsOf(machine);
     const auto owner = ownerOf(machine);
@@ -46,8 +47,8 @@ std::vector<Holder> holdersOf(const LdapEntry& machine) {
     return holders;
 }
 
-// The sentences of a paged search, as this report words them.
-std::wstring sentenceOf(std::wstring_view shared) {
+// The sentence of a failed paged search, as this report words it.
+std::wstring machineSentence(std::wstring_view shared) {
     constexpr std::array<std::array<std::wstring_view, 2>, 4> sentences = {{
         {L"Failed to construct search", L"Failed to construct search for machines"},
         {L"Failed to perform search", L"Failed to search for machines"},
@@ -62,10 +63,20 @@ std::wstring sentenceOf(std::wstring_view shared) {
 
 }  // namespace
 
-void Unentitled::readReportedUsers() {
+Result<void> Unentitled::write(platform::LdapSession& session, const ReportKeys& keys,
+                               std::function<Result<PropertyBag>(std::size_t)> item) {
     std::vector<Sid> sids;
     for (const Finding& finding : findings_) sids.push_back(finding.user);
     users_ = readUsers(service(), sids);
+    auto report =
+        writeReport(findings_, request().boolean(key::listByUser),
+                    {.keys = keys,
+                     .user = [this](const Sid& sid) { return userBag(sid); },
+                     .desktop = [this, &session](const std::string& dn) { return desktopBag(session, dn); },
+                     .item = std::move(item)});
+    if (!report) return fail(report.error());
+    result() = std::move(*report);
+    return {};
 }
 
 PropertyBag Unentitled::userBag(const Sid& sid) const {
@@ -76,49 +87,38 @@ PropertyBag Unentitled::userBag(const Sid& sid) const {
     return bag;
 }
 
-PropertyBag Unentitled::desktopBag(platform::LdapSession& session, const std::string& dn) {
-    const auto [known, isNew] = desktops_.try_emplace(dn);
-    PropertyBag& bag = known->second;
-    if (!isNew) return bag;
+Result<PropertyBag> Unentitled::desktopBag(platform::LdapSession& session, const std::string& dn) {
+    if (const auto known = desktops_.find(dn); known != desktops_.end()) return known->second;
     const auto found = readEntry(session, dn, "(objectclass=zre-DesktopApplication)",
                                  {attribute::displayName, attribute::name});
-    if (!found) {
-        bag.setError(L"Failed when searching for desktop");
-    } else if (found->empty()) {
-        bag.setError(L"Failed to obtain information on desktop");
-    } else {
-        bag.add(L"display-name", found->front().first(attribute::displayName));
-        bag.add(L"name", found->front().first(attribute::name));
-    }
-    return bag;
+    if (!found) return fail(L"Failed when searching for desktop");
+    if (found->empty()) return fail(L"Failed to obtain information on desktop");
+    PropertyBag bag;
+    bag.add(L"display-name", found->front().first(attribute::displayName));
+    bag.add(L"name", found->front().first(attribute::name));
+    return desktops_.emplace(dn, std::move(bag)).first->second;
 }
 
-void Unentitled::machines() {
-    platform::LdapSession* session = directory();
-    if (!session) return;
-    Desktops desktops(*session);
-    PagedSearch pages(*session, layout::under(layout::container::machines), anyMachine,
+Result<void> Unentitled::getUnentitledMachines() {
+    const auto session = directory();
+    if (!session) return fail(session.error());
+    DesktopCache desktops(**session);
+    PagedSearch pages(**session, layout::under(layout::container::machines), anyMachine,
                       {attribute::ownerSid, attribute::offlineUser, attribute::memberOfPool,
                        attribute::displayName, attribute::name, attribute::moid, attribute::vmPath});
     for (std::vector<LdapEntry> page;;) {
         const auto more = pages.next(page);
-        if (!more) return fail(sentenceOf(more.error().text));
+        if (!more) return fail(machineSentence(more.error().text));
         if (!*more) break;
         examine(page, desktops);
     }
-    decideWaiting();
-    readReportedUsers();
-    result() = writeReport(
-        findings_, byUser(),
-        {.report = L"unentitled-machine-report",
-         .itemList = L"machine-list",
-         .item = L"machine",
-         .user = [this](const Sid& sid) { return userBag(sid); },
-         .desktop = [this, session](const std::string& dn) { return desktopBag(*session, dn); },
-         .render = [this, session](std::size_t item) { return machineBag(*session, machines_[item]); }});
+    checkPending();
+    return write(**session,
+                 {.report = L"unentitled-machine-report", .itemList = L"machine-list", .item = L"machine"},
+                 [this, &session](std::size_t item) { return machineBag(**session, machines_[item]); });
 }
 
-void Unentitled::examine(const std::vector<LdapEntry>& page, Desktops& desktops) {
+void Unentitled::examine(const std::vector<LdapEntry>& page, DesktopCache& desktops) {
     std::vector<const LdapEntry*> held;
     std::vector<std::string_view> pools;
     for (const LdapEntry& machine : page) {
@@ -127,13 +127,13 @@ void Unentitled::examine(const std::vector<LdapEntry>& page, Desktops& desktops)
         held.push_back(&machine);
         pools.push_back(pool);
     }
-    desktops.learn(pools);
+    desktops.load(pools);
     for (const LdapEntry* machine : held)
         if (const auto* desktop = desktops.ofPool(machine->first(attribute::memberOfPool)))
             examine(*machine, *desktop);
-    // The users of one page would be few in a search, once most of them are known.
-    constexpr std::size_t usersAtOnce = 1000, mostWaiting = 10000;
-    if (unknown_.size() >= usersAtOnce || waiting_.size() >= mostWaiting) decideWaiting();
+    // Later pages bring few new users: one search for each page would be many searches for few users each.
+    constexpr std::size_t maxPendingUsers = 1000, maxPendingMachines = 10000;
+    if (pendingUsers_.size() >= maxPendingUsers || pending_.size() >= maxPendingMachines) checkPending();
 }
 
 void Unentitled::examine(const LdapEntry& machine, const DesktopEntry& desktop) {
@@ -150,23 +150,23 @@ void Unentitled::examine(const LdapEntry& machine, const DesktopEntry& desktop) 
     const auto holders = holdersOf(machine);
     if (holders.empty()) logWarning(L"Failed to determine user for %s", machine.dn);
     for (const auto& [user, flags] : holders) {
-        // Who stands on the list needs no look at the groups.
+        // A user in the member list itself needs no look at the groups.
         if (desktop.members.contains(user)) continue;
-        if (!check_.learnt(user)) {
-            unknown_.insert(user);
-            waiting_.push_back({record(flags), user, &desktop});
+        if (!check_.isLoaded(user)) {
+            pendingUsers_.insert(user);
+            pending_.push_back({record(flags), user, &desktop});
         } else if (isUnentitled(user, desktop)) {
-            report(record(flags), user, desktop);
+            addFinding(record(flags), user, desktop);
         }
     }
 }
 
-void Unentitled::decideWaiting() {
-    check_.learn({unknown_.begin(), unknown_.end()});
-    for (Case& one : waiting_)
-        if (isUnentitled(one.user, *one.desktop)) report(std::move(one.machine), one.user, *one.desktop);
-    unknown_.clear();
-    waiting_.clear();
+void Unentitled::checkPending() {
+    check_.load({pendingUsers_.begin(), pendingUsers_.end()});
+    for (auto& [machine, user, desktop] : pending_)
+        if (isUnentitled(user, *desktop)) addFinding(std::move(machine), user, *desktop);
+    pendingUsers_.clear();
+    pending_.clear();
 }
 
 bool Unentitled::isUnentitled(const Sid& user, const DesktopEntry& desktop) {
@@ -176,46 +176,38 @@ bool Unentitled::isUnentitled(const Sid& user, const DesktopEntry& desktop) {
     return entitled == Entitled::no;
 }
 
-void Unentitled::report(MachineRecord machine, const Sid& user, const DesktopEntry& desktop) {
+void Unentitled::addFinding(MachineRecord machine, const Sid& user, const DesktopEntry& desktop) {
     findings_.push_back({user, desktop.dn, machines_.size()});
     machines_.push_back(std::move(machine));
 }
 
-const std::optional<Unentitled::ServerOfPool>& Unentitled::serverOf(platform::LdapSession& session,
-                                                                    const std::string& pool) {
-    const auto [known, isNew] = servers_.try_emplace(pool);
-    if (!isNew) return known->second;
-    const auto gone = [](const Failure& failure) { return failure.code != platform::ldapNoSuchObject; };
-    const auto entry =
-        readEntry(session, pool, "(objectclass=zre-ServerPool)", {attribute::managementServer});
-    if (!entry && gone(entry.error())) return known->second;
-    known->second.emplace();
-    if (!entry || entry->empty()) return known->second;
-    ServerOfPool server{.dn = std::string(entry->front().first(attribute::managementServer)), .url = {}};
-    if (const auto url = serverUrls_.find(server.dn); url != serverUrls_.end()) {
-        server.url = url->second;
-    } else if (!server.dn.empty()) {
-        const auto found =
-            readEntry(session, server.dn, "(objectclass=zre-Nodarium)", {attribute::managementUrl});
-        if (!found && gone(found.error())) {
-            known->second.reset();
-            return known->second;
-        }
-        if (found && !found->empty()) server.url = found->front().first(attribute::managementUrl);
-        serverUrls_.emplace(server.dn, server.url);
-    }
-    known->second = std::move(server);
-    return known->second;
+Result<std::string> Unentitled::cachedValue(platform::LdapSession& session, const std::string& dn,
+                                            const std::string& filter, const std::string& name) {
+    const std::pair value(dn, name);
+    if (const auto known = values_.find(value); known != values_.end()) return known->second;
+    const auto found = readEntry(session, dn, filter, {name});
+    if (!found && found.error().code != platform::ldapNoSuchObject) return fail(found.error());
+    const auto first = found && !found->empty() ? found->front().first(name) : std::string_view();
+    return values_.emplace(value, first).first->second;
 }
 
-PropertyBag Unentitled::machineBag(platform::LdapSession& session, const MachineRecord& machine) {
-    PropertyBag bag;
-    const auto& server = serverOf(session, machine.pool);
+Result<Unentitled::ManagementServer> Unentitled::serverOf(platform::LdapSession& session,
+                                                          const std::string& poolDn) {
+    const auto dn = cachedValue(session, poolDn, "(objectclass=zre-ServerPool)", attribute::managementServer);
+    if (!dn) return fail(dn.error());
+    if (dn->empty()) return ManagementServer{};
+    const auto url = cachedValue(session, *dn, "(objectclass=zre-Nodarium)", attribute::managementUrl);
+    if (!url) return fail(url.error());
+    return ManagementServer{*dn, *url};
+}
+
+Result<PropertyBag> Unentitled::machineBag(platform::LdapSession& session, const MachineRecord& machine) {
+    const auto server = serverOf(session, machine.pool);
     if (!server) {
         logError(L"Failed to obtain information on vm, VM DN = %s", machine.dn);
-        bag.setError(L"Failed to obtain information on machine");
-        return bag;
+        return fail(L"Failed to obtain information on machine");
     }
+    PropertyBag bag;
     bag.add(L"display-name", std::string_view(machine.displayName));
     bag.add(L"name", std::string_view(machine.name));
     bag.add(L"moid", std::string_view(machine.moid));

@@ -1,7 +1,8 @@
 #include "ldap/layout.h"
 #include "ldap/search.h"
+#include "machines/machine_keys.h"
 #include "machines/policy_record.h"
-#include "machines/unentitled.h"
+#include "machines/unentitled_reports.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
 
@@ -28,94 +29,78 @@ std::optional<Sid> principalOf(const platform::Dn& link) {
     return std::nullopt;
 }
 
-PropertyBag policyBag(platform::LdapSession& session, const std::string& dn) {
-    PropertyBag bag;
+Result<PropertyBag> policyBag(platform::LdapSession& session, const std::string& dn) {
     const auto found = readEntry(session, dn, "(objectclass=zre-PolicyObject)", policyAttributes());
     if (found && !found->empty()) return renderPolicy(found->front());
     logError(found ? L"Failed to obtain information on policy" : L"Failed to search for policy");
     logError(L"Failed to obtain information on policy, Policy DN = %s", dn);
-    bag.setError(L"Failed to obtain policy information");
-    return bag;
+    return fail(L"Failed to obtain policy information");
+}
+
+// Users are loaded in batches; the log has the lines of one search for each user all the same.
+void logUserSearch(const Sid& sid, const std::string* dn) {
+    if (!dn) return logWarning(L"Error: Not found in Active Directory");
+    logDebug(L"Determining DN for sid=%s, using bind=%s, filter=%s", sid.text(),
+             "LDAP://" + platform::dnsDomainOf(*dn), "(&(objectClass=user)(objectSid=" + sid.text() + "))");
 }
 
 }  // namespace
 
-void Unentitled::policies() {
-    platform::LdapSession* session = directory();
-    if (!session) return;
-    Desktops desktops(*session);
-    PagedSearch pages(*session, layout::under(layout::container::policies),
+Result<void> Unentitled::getUnentitledPolicies() {
+    const auto session = directory();
+    if (!session) return fail(session.error());
+    DesktopCache desktops(**session);
+    PagedSearch pages(**session, layout::under(layout::container::policies),
                       "(objectclass=zre-policyLinkObject)", {layout::attribute::linkTarget});
     for (std::vector<LdapEntry> page;;) {
         const auto more = pages.next(page);
-        if (!more) return fail(more.error().text);
+        if (!more) return fail(more.error());
         if (!*more) break;
         examineLinks(page, desktops);
     }
-    logDebug(byUser() ? L"All link objects processed, preparing output (list by user)"
-                      : L"All link objects processed, preparing output (list by desktop)");
-    readReportedUsers();
-    result() = writeReport(
-        findings_, byUser(),
-        {.report = L"unentitled-policy-report",
-         .itemList = L"policy-list",
-         .item = L"policy",
-         .user = [this](const Sid& sid) { return userBag(sid); },
-         .desktop = [this, session](const std::string& dn) { return desktopBag(*session, dn); },
-         .render = [this, session](std::size_t item) { return policyBag(*session, policies_[item]); }});
+    logDebug(request().boolean(key::listByUser)
+                 ? L"All link objects processed, preparing output (list by user)"
+                 : L"All link objects processed, preparing output (list by desktop)");
+    return write(**session,
+                 {.report = L"unentitled-policy-report", .itemList = L"policy-list", .item = L"policy"},
+                 [this, &session](std::size_t item) { return policyBag(**session, policies_[item]); });
 }
 
-// The users of a page are read together.
-void Unentitled::examineLinks(const std::vector<LdapEntry>& page, Desktops& desktops) {
+void Unentitled::examineLinks(const std::vector<LdapEntry>& page, DesktopCache& desktops) {
     std::vector<UserPolicy> policies;
     std::vector<Sid> users;
     for (const LdapEntry& link : page) {
         auto policy = userPolicyOf(link);
-        if (!policy) continue;
-        users.push_back(policy->user);
-        policies.push_back(std::move(*policy));
+        if (!policy) logWarning(L"%s", policy.error().text);
+        if (!policy || !*policy) continue;
+        users.push_back((*policy)->user);
+        policies.push_back(std::move(**policy));
     }
-    check_.learn(users);
+    check_.load(users);
     for (UserPolicy& policy : policies) examine(std::move(policy), desktops);
 }
 
-std::optional<Unentitled::UserPolicy> Unentitled::userPolicyOf(const LdapEntry& link) {
+Result<std::optional<Unentitled::UserPolicy>> Unentitled::userPolicyOf(const LdapEntry& link) {
     std::string target(link.first(layout::attribute::linkTarget));
     logDebug(L"Found policy link object (points to dn=%s)", target);
     if (!isDesktop(target)) return std::nullopt;
     const auto name = platform::parseDn(link.dn);
-    if (!name) {
-        logWarning(L"Failed to expand DN");
-        return std::nullopt;
-    }
+    if (!name) return fail(L"Failed to expand DN");
     const auto user = principalOf(*name);
-    if (!user) {
-        logWarning(L"Could not determine a SID for fsp=%s", link.dn);
-        return std::nullopt;
-    }
+    if (!user) return fail(L"Could not determine a SID for fsp=" + CORE::toWide(link.dn));
     return UserPolicy{*user, std::move(target), platform::parentDn(link.dn).value_or(std::string())};
 }
 
-void Unentitled::examine(UserPolicy policy, Desktops& desktops) {
+void Unentitled::examine(UserPolicy policy, DesktopCache& desktops) {
     const auto& [user, target, dn] = policy;
-    if (!determineUser(user)) return logWarning(L"Could not determine a DN for SID=%s", user.text());
-    const DesktopEntry* const desktop = desktops.at(target);
+    const std::string* const userDn = check_.dnOf(user);
+    logUserSearch(user, userDn);
+    if (!userDn) return logWarning(L"Could not determine a DN for SID=%s", user.text());
+    const DesktopEntry* const desktop = desktops.byDn(target);
     if (!desktop) return logWarning(L"Failed to determine desktop for %s", target);
     if (!isUnentitled(user, *desktop)) return;
     findings_.push_back({user, desktop->dn, policies_.size()});
     policies_.push_back(std::move(policy.dn));
-}
-
-// The users were read already, all of a page in one search; the lines are those of a search for each.
-bool Unentitled::determineUser(const Sid& sid) const {
-    const std::string* const dn = check_.dnOf(sid);
-    if (dn)
-        logDebug(L"Determining DN for sid=%s, using bind=%s, filter=%s", sid.text(),
-                 "LDAP://" + platform::dnsDomainOf(*dn),
-                 "(&(objectClass=user)(objectSid=" + sid.text() + "))");
-    else
-        logWarning(L"Error: Not found in Active Directory");
-    return dn != nullptr;
 }
 
 }  // namespace wsadmin

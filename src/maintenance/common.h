@@ -10,9 +10,9 @@ class Common : public Worker {
     using Worker::Worker;
 
     // Writes "clustername" into the common global properties.
-    void setClusterName();
+    Result<void> setClusterName();
     // Answers "result" "ok" or "failed"; nothing at all when there is no directory to ask.
-    void checkLdapConnectivity();
+    Result<void> checkLdapConnectivity();
 };
 
 }  // namespace wsadmin

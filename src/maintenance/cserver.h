@@ -19,12 +19,13 @@ class CServer : public Worker {
 
     // Marks the entry of "servername" for removal, which is done later by whoever acts on the mark. Refused
     // while security servers refer to it; the federation's copy is marked too where there is one.
-    void deleteConnectionServerEntry();
+    Result<void> deleteConnectionServerEntry();
 
   private:
-    // The entry's own name, or nothing after the refusal was put into the result.
-    std::string findServer(platform::LdapSession& session, const CORE::wstr& name);
-    bool isReferenced(platform::LdapSession& session, const CORE::wstr& name, const std::string& dn);
+    Result<platform::LdapEntry> findServer(platform::LdapSession& session, const CORE::wstr& name);
+    // The failure names the security servers that refer to the entry; none of them is a success.
+    Result<void> refuseReferenced(platform::LdapSession& session, const CORE::wstr& name,
+                                  const std::string& dn);
 };
 
 }  // namespace wsadmin

@@ -102,15 +102,12 @@ std::string upper(std::string text) {
     return text;
 }
 
-bool parsesAs(std::wstring_view type, std::wstring_view value) {
-    if (type == L"boolean") return value == L"true" || value == L"false";
-    if (type == L"integer")
+bool parsesAs(KeyType type, std::wstring_view value) {
+    using enum KeyType;
+    if (type == boolean) return value == L"true" || value == L"false";
+    if (type == integer)
         return !value.empty() && value.find_first_not_of(L"0123456789") == std::wstring_view::npos;
-    return type == L"text" || type == L"secret" || type == L"text list";
-}
-
-bool required(const KeyInfo& key) {
-    return key.text.starts_with(L"required;");
+    return type == text || type == secret || type == textList;
 }
 
 // Key texts stand in tables and lists: a phrase without a full stop.
@@ -129,22 +126,12 @@ TEST(OperationTable, HasTheOperationsOfTheContractInItsOrder) {
     }
 }
 
-TEST(OperationTable, HandlersFitTheShapeAndServeOneRowEach) {
-    std::map<BagHandler, std::string> bagHandlers;
-    std::map<FillHandler, std::string> fillHandlers;
+TEST(OperationTable, EveryRowHasAHandlerOfItsOwn) {
+    std::map<Handler, std::string> handlers;
     for (const Operation& operation : operationTable()) {
-        const std::string name = toUtf8(operation.name);
-        EXPECT_EQ(operation.built(), operation.bag || operation.fill)
-            << name << " has the other shape's handler";
-        EXPECT_FALSE(operation.bag && operation.fill) << name;
-        if (operation.bag) {
-            const auto [other, added] = bagHandlers.try_emplace(operation.bag, name);
-            EXPECT_TRUE(added) << name << " and " << other->second << " have the same handler";
-        }
-        if (operation.fill) {
-            const auto [other, added] = fillHandlers.try_emplace(operation.fill, name);
-            EXPECT_TRUE(added) << name << " and " << other->second << " have the same handler";
-        }
+        if (!operation.built()) continue;
+        const auto [other, added] = handlers.try_emplace(operation.run, toUtf8(operation.name));
+        EXPECT_TRUE(added) << toUtf8(operation.name) << " and " << other->second << " have the same handler";
     }
 }
 
@@ -158,38 +145,39 @@ TEST(OperationTable, EveryOperationIsDescribedInOneSentence) {
 }
 
 TEST(OperationTable, KeysAreWellFormed) {
-    const std::set<std::wstring_view> requestTypes{L"text", L"secret", L"integer", L"boolean", L"text list"};
-    const std::set<std::wstring_view> resultTypes{L"text", L"integer",  L"boolean",  L"flag",
-                                                  L"bag",  L"bag list", L"text list"};
+    using enum KeyType;
+    const std::set<KeyType> requestTypes{text, secret, integer, boolean, textList};
+    const std::set<KeyType> resultTypes{text, integer, boolean, flag, KeyType::bag, bagList, textList};
     const struct {
-        std::span<const KeyInfo> Operation::*keys;
-        const std::set<std::wstring_view>& types;
+        std::span<const Key> Operation::*keys;
+        const std::set<KeyType>& types;
         std::string_view
             symbols;  // that names may have beside letters and digits; NAME=VALUE must stay typable
     } lists[] = {{&Operation::request, requestTypes, ""}, {&Operation::result, resultTypes, "-<>/"}};
 
     for (const Operation& operation : operationTable()) {
         for (const auto& list : lists) {
-            std::map<std::string, std::wstring_view> seen;
-            for (const KeyInfo& key : operation.*list.keys) {
+            std::map<std::string, KeyType> seen;
+            for (const Key& key : operation.*list.keys) {
                 const std::string name = toUtf8(key.name);
                 SCOPED_TRACE(toUtf8(operation.name) + ", key \"" + name + '"');
                 EXPECT_TRUE(!name.empty() && std::ranges::all_of(name, [&](unsigned char c) {
                     return std::isalnum(c) ||
                            list.symbols.find(static_cast<char>(c)) != std::string_view::npos;
                 }));
-                EXPECT_TRUE(list.types.contains(key.type)) << toUtf8(key.type);
+                EXPECT_TRUE(list.types.contains(key.type)) << toUtf8(keyTypeName(key.type));
                 EXPECT_TRUE(seen.try_emplace(upper(name), key.type).second) << "it is there twice";
                 EXPECT_TRUE(isOneLine(toUtf8(key.text))) << toUtf8(key.text);
                 EXPECT_TRUE(key.fallback.empty() || parsesAs(key.type, key.fallback)) << toUtf8(key.fallback);
-                EXPECT_TRUE(key.fallback.empty() || !key.text.starts_with(L"required"))
+                EXPECT_TRUE(key.fallback.empty() || key.required == Required::no)
                     << "required has no default";
                 EXPECT_TRUE(key.fallback.empty() || list.keys == &Operation::request)
                     << "a result has no default";
                 if (const std::size_t slash = name.rfind('/'); slash != std::string::npos) {
                     const auto parent = seen.find(upper(name.substr(0, slash)));
                     ASSERT_NE(parent, seen.end()) << "its bag has no row before it";
-                    EXPECT_TRUE(parent->second.starts_with(L"bag")) << "it stands below what is no bag";
+                    EXPECT_TRUE(parent->second == KeyType::bag || parent->second == bagList)
+                        << "it stands below what is no bag";
                 }
             }
         }
@@ -205,16 +193,17 @@ TEST(OperationTable, ExamplesUseTheKeysAndGiveWhatIsRequired) {
         ASSERT_TRUE(pairs);
         std::set<std::wstring> given;
         for (const auto& [name, value] : *pairs) {
-            const auto key = std::ranges::find(operation.request, std::wstring_view(name), &KeyInfo::name);
+            const auto key = std::ranges::find(operation.request, std::wstring_view(name), &Key::name);
             ASSERT_NE(key, operation.request.end()) << toUtf8(name);
             EXPECT_TRUE(parsesAs(key->type, value)) << toUtf8(name);
             EXPECT_FALSE(value.empty()) << toUtf8(name);
-            EXPECT_TRUE(given.insert(name).second || key->type == L"text list") << toUtf8(name) << " repeats";
-            EXPECT_EQ(key->type == L"secret", value.starts_with(L"@"))
+            EXPECT_TRUE(given.insert(name).second || key->type == KeyType::textList)
+                << toUtf8(name) << " repeats";
+            EXPECT_EQ(key->type == KeyType::secret, value.starts_with(L"@"))
                 << "a secret stands in a file, others do not";
         }
-        for (const KeyInfo& key : operation.request)
-            EXPECT_TRUE(!required(key) || given.contains(std::wstring(key.name)))
+        for (const Key& key : operation.request)
+            EXPECT_TRUE(key.required != Required::yes || given.contains(std::wstring(key.name)))
                 << toUtf8(key.name) << " is missing";
     }
 }

@@ -10,9 +10,9 @@ namespace {
 using platform::Folder;
 using wstest::LogCapture;
 using wstest::LogLine;
-using ServiceOperations = FrameTest;
+using OperationsOfTheService = FrameTest;
 
-TEST_F(ServiceOperations, TheDomainCheckIntervalHasAMinimum) {
+TEST_F(OperationsOfTheService, TheDomainCheckIntervalHasAMinimum) {
     constexpr int unchanged = 1234;
     struct Case {
         std::optional<std::wstring> minutes;
@@ -39,7 +39,7 @@ TEST_F(ServiceOperations, TheDomainCheckIntervalHasAMinimum) {
         if (c.minutes) request.set(L"forestCheckInterval", *c.minutes);
         const LogCapture log(CORE::logInfo);
 
-        const CORE::PropertyBag result = setServiceConfiguration(*service, request);
+        const CORE::PropertyBag result = dispatch(L"setServiceConfiguration", request).response;
 
         EXPECT_EQ(service->domain()->minimumCheckInterval(), c.seconds);
         EXPECT_TRUE(result.empty());
@@ -57,7 +57,7 @@ TEST_F(ServiceOperations, TheDomainCheckIntervalHasAMinimum) {
     }
 }
 
-TEST_F(ServiceOperations, TheDiagnosisIsTheHealthOfTheDomainsWithItsError) {
+TEST_F(OperationsOfTheService, TheDiagnosisIsTheHealthOfTheDomainsWithItsError) {
     const Outcome outcome = dispatch(L"Diag");
     EXPECT_TRUE(outcome.handled);
     EXPECT_EQ(outcome.response.getError(), 0);
@@ -65,7 +65,7 @@ TEST_F(ServiceOperations, TheDiagnosisIsTheHealthOfTheDomainsWithItsError) {
     EXPECT_EQ(health.getErrorText(), L"Failed to issue request to ws_admin service");
 }
 
-TEST_F(ServiceOperations, WithoutDirectoryServicesThereIsNoDomainMap) {
+TEST_F(OperationsOfTheService, WithoutDirectoryServicesThereIsNoDomainMap) {
     machine->directoryServices.reset();
     service = makeService({});
     EXPECT_NE(dispatch(L"getDomainHealth").response.getError(), 0);
@@ -73,7 +73,7 @@ TEST_F(ServiceOperations, WithoutDirectoryServicesThereIsNoDomainMap) {
     EXPECT_EQ(dispatch(L"setServiceConfiguration").response.getError(), 0);
 }
 
-TEST_F(ServiceOperations, TheConfigurationFolderFallsBackStepByStep) {
+TEST_F(OperationsOfTheService, TheConfigurationFolderFallsBackStepByStep) {
     const std::map<Folder, std::wstring> all{{Folder::commonAppData, L"C:\\ProgramData"},
                                              {Folder::localAppData, L"C:\\Users\\Admin\\AppData\\Local"},
                                              {Folder::programFiles, L"E:\\Program Files"}};
@@ -118,9 +118,9 @@ TEST_F(ServiceOperations, TheConfigurationFolderFallsBackStepByStep) {
     }
 }
 
-TEST_F(ServiceOperations, AppdataLocationIsTheMachinesFolder) {
+TEST_F(OperationsOfTheService, AppdataLocationIsTheMachinesFolder) {
     folders->known[Folder::localAppData] = L"C:\\Users\\Admin";
-    const CORE::PropertyBag result = getAppdataLocation(*service, {});
+    const CORE::PropertyBag result = dispatch(L"getAppdataLocation").response;
     EXPECT_EQ(result.size(), 1u);
     EXPECT_EQ(result.get(L"appdataLocation"), L"C:\\ProgramData\\Talvex\\HDQ");
 }

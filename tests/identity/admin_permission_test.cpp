@@ -1,7 +1,7 @@
 // Who may administer where the request says nobody: by the account that binds, by the token of the caller.
 #include <gtest/gtest.h>
 
-#include "identity/handlers.h"
+#include "identity/admin_permission.h"
 #include "identity/pod_lab.h"
 #include "support/scripted_accounts.h"
 
@@ -61,7 +61,7 @@ TEST(AdminPermission, WithoutSidsIsThatOfTheToken) {
         accounts->thread = row.thread;
         accounts->process = row.process;
         lab.platform->accounts = accounts;
-        expectAnswer(checkAdminPermission(*lab.service, {}), row.sentence);
+        expectAnswer(ask<&AdminPermission::check>(*lab.service, {}), row.sentence);
         EXPECT_EQ(accounts->tokensOpened, row.sentence == noToken ? 0 : 1);
         EXPECT_EQ(accounts->tokensOpen, 0);
         EXPECT_EQ(lab.counts->live, 0);
@@ -91,7 +91,7 @@ TEST(AdminPermission, WithoutSidsIsFirstThatOfTheAccountThatBinds) {
         accounts->process = {.user = sidOf(1)};
         lab.platform->accounts = accounts;
         lab.platform->directoryAccount = row.account;
-        expectAnswer(checkAdminPermission(*lab.service, {}), row.sentence);
+        expectAnswer(ask<&AdminPermission::check>(*lab.service, {}), row.sentence);
         EXPECT_EQ(accounts->tokensOpened, row.tokens);
         lab.closeBindings();
         EXPECT_EQ(lab.counts->live, 0);

@@ -18,20 +18,18 @@ TEST(UpdateFsp, SaysWhyItCouldNot) {
     named.set(L"fspDN", L"cn=x");
     const struct {
         const char* what;
-        bool session;
         CORE::PropertyBag information;
         ScriptedAnswer answer;
         std::wstring sentence;
     } rows[] = {
-        {"no session", false, named, {}, L"LDAP not initialized"},
-        {"no name", true, {}, {}, L"No FSP DN was specified for the operation"},
-        {"no entry", true, named, {}, L"FSP entry not found"},
+        {"no name", {}, {}, L"No FSP DN was specified for the operation"},
+        {"no entry", named, {}, L"FSP entry not found"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
         ScriptedSession session;
         session.answers = {row.answer};
-        const auto done = updateFsp(row.session ? &session : nullptr, row.information);
+        const auto done = updateFsp(session, row.information);
         ASSERT_FALSE(done);
         EXPECT_EQ(done.error().text, row.sentence);
         EXPECT_TRUE(session.modifies.empty());
@@ -44,7 +42,7 @@ TEST(UpdateFsp, WritesAllTagsInOrderAlsoWithoutValues) {
     information.set(L"account-name", L"uma");  // of no domain
     ScriptedSession session;
     session.answers = {{.entries = {entry("CN=X")}}};
-    ASSERT_TRUE(updateFsp(&session, information));
+    ASSERT_TRUE(updateFsp(session, information));
     std::vector<std::string> written;
     for (const ModifyCall& call : session.modifies) {
         EXPECT_EQ(call.dn, "CN=X");

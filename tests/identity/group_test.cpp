@@ -1,7 +1,7 @@
 // The groups of people: from the directory, and from a logon.
 #include "identity/group.h"
 
-#include "identity/handlers.h"
+#include "identity/group.h"
 #include "identity/scripted_people.h"
 
 using namespace wstest;
@@ -67,7 +67,8 @@ TEST(UserGroups, WithoutAllOfThemThereIsNoAnswer) {
         {{.local = first}, "", L"Search failed on binding LDAP://corp.example"},
     };
     for (const auto& row : rows)
-        for (const auto handler : {getUserInformation, getEntitlementGroups, getUserContext}) {
+        for (const auto handler : {ask<&Group::getUserInformation>, ask<&Group::getEntitlementGroups>,
+                                   ask<&Group::getUserContext>}) {
             SCOPED_TRACE(CORE::toUtf8(row.line));
             ScriptedPeople people;
             people.answer = [&](const Asked& asked) {
@@ -95,7 +96,7 @@ TEST(UserGroups, WithoutNamesKeepTheirSids) {
     const auto asked = requestOf({{L"SID", sidOf(1102)}, {L"listNames", "true"}});
     for (const int code : {0, static_cast<int>(platform::accountNoServer)}) {
         people.accounts->namesCode = code;
-        const auto result = getEntitlementGroups(people.service, asked);
+        const auto result = ask<&Group::getEntitlementGroups>(people.service, asked);
         EXPECT_EQ(groupsOf(result), sids({10}));
         EXPECT_FALSE(result.getBag(L"group-list").getBag(L"group").contains(L"name"));
     }
@@ -162,7 +163,7 @@ TEST(TokenGroups, OfALogonOrASentence) {
         people.accounts->logon = row.token;
         people.accounts->logonStep = row.step;
         const LogCapture log;
-        const auto result = getUserTokenGroups(
+        const auto result = ask<&Group::getUserTokenGroups>(
             people.service, requestOf({{L"upn", "a@x"}, {L"includeUserSID", "true"}, {L"SID", row.sid}}));
         EXPECT_EQ(result.getErrorText(), row.sentence);
         std::vector<std::string> answered, expected;

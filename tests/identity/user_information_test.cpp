@@ -64,7 +64,7 @@ TEST(AccountProperties, AreTheFlagsThatApply) {
         EXPECT_EQ(flags(row.state), row.flags) << row.state.control << " " << row.state.expires;
 }
 
-TEST(AccountProperties, LogonHoursAreThoseOfTheServersWall) {
+TEST(AccountProperties, LogonHoursUseTheServersLocalTime) {
     const AccountState midday{.logonHours = hours({12})}, saturdayNight{.logonHours = hours({6 * 24 + 23})};
     EXPECT_EQ(flags(midday, 2), L"");
     EXPECT_EQ(flags(midday, 0), L"account-outside-logon-hours= ");

@@ -1,7 +1,7 @@
 // People are looked for in the next domain where one fails at any step.
 #include "identity/user_search.h"
 
-#include "identity/handlers.h"
+#include "identity/group.h"
 #include "identity/scripted_people.h"
 
 using namespace wstest;
@@ -30,7 +30,8 @@ TEST(UserSearch, PassesOverDomainsThatCannotBeAsked) {
             return Answer{.rows = {{{"objectSid", {sidValue(1102)}}}}};
         };
         const LogCapture log(CORE::logWarning);
-        EXPECT_EQ(upnToSid(people.service, requestOf(L"upn", {"alice"})).utf8(L"SID"), sidOf(1102));
+        EXPECT_EQ(ask<&Group::upnToSid>(people.service, requestOf(L"upn", {"alice"})).utf8(L"SID"),
+                  sidOf(1102));
         EXPECT_TRUE(!row.line || log.contains(CORE::logWarning, row.line)) << row.line;
         people.expectAllGivenBack();
     }

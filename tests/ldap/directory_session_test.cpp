@@ -38,11 +38,8 @@ TEST(DirectorySession, FailuresCarrySentenceAndCode) {
         const LogCapture log;
         const auto session = openConfigurationDirectory(platform);
         ASSERT_FALSE(session);
-        CORE::PropertyBag result;
-        setDirectoryError(result, session.error());
-        EXPECT_EQ(result.getError(), 1);
-        EXPECT_EQ(result.getErrorText(), c.sentence);
-        EXPECT_EQ(result.getInt(L"ldaperr"), c.code);
+        EXPECT_EQ(session.error().text, c.sentence);
+        EXPECT_EQ(session.error().directoryCode, c.code);
         EXPECT_TRUE(log.contains(CORE::logError, c.sentence + L" (" + std::to_wstring(c.code) + L")"));
     }
 }

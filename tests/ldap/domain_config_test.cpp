@@ -42,7 +42,7 @@ struct Started {
     std::shared_ptr<ScriptedClient> client = std::make_shared<ScriptedClient>();
     CORE::PropertyBag startup;
 
-    template <void (DomainConfig::*method)()>
+    template <auto method>
     CORE::PropertyBag run(const CORE::PropertyBag& request = {}) {
         client->session->answers = {
             {.entries = {entry("CN=Common", {{"zre-AuthDomainExcludeList", {"Old.example", "b.example"}}})}},
@@ -52,7 +52,7 @@ struct Started {
         platform->names = std::make_shared<FixedNames>();
         TestService service(platform);
         service.configurationBag = startup;
-        return answer<DomainConfig, method>(service, request);
+        return ask<method>(service, request);
     }
 };
 

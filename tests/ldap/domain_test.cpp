@@ -5,7 +5,7 @@
 #include <condition_variable>
 #include <thread>
 
-#include "ldap/handlers.h"
+#include "ldap/domain_queries.h"
 #include "support/framework_worker.h"
 #include "support/log_capture.h"
 #include "support/manual_clock.h"
@@ -286,21 +286,21 @@ TEST(DomainOperations, TheHealthIsToldAtTheTopAndContactsNobodyUnlessForced) {
     TestService service(std::make_shared<Platform>());
     service.domainMap = CORE::refptr<Domain>::share(forest.domain.get());
     PropertyBag request;
-    const PropertyBag first = getDomainHealth(service, request);
+    const PropertyBag first = ask<&DomainQueries::getDomainHealth, OnFailure::keeps>(service, request);
     EXPECT_EQ(first.getError(), 0);
     EXPECT_EQ(first.size(), 3U);
     EXPECT_EQ(first.getName(2), L"domain");
     EXPECT_EQ(first.getBag(2U).get(L"dns"), L"other.example");
     const int contacts = forest.services->objectOpens;
-    getDomainHealth(service, request);
+    ask<&DomainQueries::getDomainHealth, OnFailure::keeps>(service, request);
     EXPECT_EQ(forest.services->objectOpens, contacts);
 
     request.setBool(L"forceReload", true);
     forest.authenticationWorks = false;
-    const PropertyBag failed = getDomainHealth(service, request);
+    const PropertyBag failed = ask<&DomainQueries::getDomainHealth, OnFailure::keeps>(service, request);
     EXPECT_EQ(failed.getErrorText(), L"no trusts today");
     EXPECT_EQ(failed.size(), 3U);  // what was last known
-    EXPECT_EQ(getDomainType(service, {}).get(L"isMixedMode"), L"true");
+    EXPECT_EQ(ask<&DomainQueries::getDomainType>(service).get(L"isMixedMode"), L"true");
 }
 
 struct Names : ComputerNames {
@@ -317,10 +317,10 @@ TEST(DomainOperations, TellTheNetBiosNameOrNothing) {
     const auto platform = std::make_shared<Platform>();
     platform->names = names;
     TestService service(platform);
-    EXPECT_EQ(getNetBiosName(service, {}).get(L"netBiosName"), L"VCS1");
+    EXPECT_EQ(ask<&DomainQueries::getNetBiosName>(service).get(L"netBiosName"), L"VCS1");
     names->known = false;
     const LogCapture log(CORE::logWarning);
-    EXPECT_TRUE(getNetBiosName(service, {}).empty());
+    EXPECT_TRUE(ask<&DomainQueries::getNetBiosName>(service).empty());
     EXPECT_TRUE(log.contains(CORE::logWarning, L"Could not obtain netbios computer name (denied)"));
 }
 

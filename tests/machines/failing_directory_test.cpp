@@ -2,7 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "identity/pod_lab.h"
-#include "machines/handlers.h"
+#include "machines/machine_operations.h"
+#include "machines/unentitled_reports.h"
 #include "support/log_capture.h"
 #include "support/scripted_ldap.h"
 
@@ -10,7 +11,7 @@ namespace {
 
 using namespace wstest;
 
-using Handler = CORE::PropertyBag (*)(ServiceContext&, const CORE::PropertyBag&);
+using Question = CORE::PropertyBag (*)(ServiceContext&, const CORE::PropertyBag&);
 
 TEST(PagedSearches, HaveASentenceForEachStep) {
     const std::vector<LdapEntry> some = {entry("CN=vm1,OU=Servers,DC=vdi,DC=talvex,DC=int")};
@@ -30,14 +31,15 @@ TEST(PagedSearches, HaveASentenceForEachStep) {
     };
     PeopleLab lab({});
     for (const auto& row : rows)
-        for (const Handler handler : {getMachineInfo, getUnentitledMachines, getUnentitledPolicies}) {
+        for (const Question handler : {ask<&Machine::getMachineInfo>, ask<&Unentitled::getUnentitledMachines>,
+                                       ask<&Unentitled::getUnentitledPolicies>}) {
             const auto client = std::make_shared<ScriptedClient>();
             client->session->answers = {pageAnswer(some, "more"), row.answer};
             lab.platform->ldap = client;
             const LogCapture log(CORE::logError);
             const auto answer = handler(*lab.service, {});
             EXPECT_EQ(answer.getErrorText(),
-                      handler == getUnentitledMachines ? row.ofMachines : row.sentence);
+                      handler == ask<&Unentitled::getUnentitledMachines> ? row.ofMachines : row.sentence);
             EXPECT_TRUE(answer.empty()) << "nothing of the first page";
             ASSERT_FALSE(log.lines().empty()) << row.sentence;
             EXPECT_NE(log.lines().back().text.find(row.line), std::wstring::npos) << row.sentence;

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "identity/pod_lab.h"
-#include "machines/handlers.h"
+#include "machines/machine_operations.h"
 
 namespace {
 
@@ -37,8 +37,8 @@ PodContent poolWith(const std::string& machines) {
 }
 
 CORE::PropertyBag assign(PodLab& lab, const std::string& name, const std::string& sid) {
-    return setVMOwnership(*lab.service,
-                          requestOf({{L"desktop", "sales"}, {L"machineName", name}, {L"sid", sid}}));
+    return ask<&Machine::setVMOwnership>(
+        *lab.service, requestOf({{L"desktop", "sales"}, {L"machineName", name}, {L"sid", sid}}));
 }
 
 std::unique_ptr<platform::LdapSession> boundSession(platform::LdapClient& client) {
@@ -87,7 +87,7 @@ class WatchedClient : public platform::LdapClient {
     BeforeWrite before_;
 };
 
-TEST(Ownership, IsTakenBackWhenAnotherRequestCameBetween) {
+TEST(Ownership, IsRolledBackWhenAConcurrentRequestAssignedToo) {
     const std::string alice = sidOf(1001), bob = sidOf(1002), carol = sidOf(1003);
     using Owners = std::map<int, std::pair<std::string, std::string>>;  // machine and SID by our write
     const struct {
@@ -117,7 +117,7 @@ TEST(Ownership, IsTakenBackWhenAnotherRequestCameBetween) {
     }
 }
 
-// Requests that all have looked before the first of them writes.
+// A barrier: no request writes before all of them have read.
 class Gate {
   public:
     explicit Gate(int count) : missing_(count) {}
@@ -159,9 +159,10 @@ TEST(Ownership, NeverGivesAUserTwoMachinesOfAPool) {
             EXPECT_EQ(ownerOf(*client, names[i]), told ? sidOf(1001) : "");
             owned += told;
             if (!told) continue;
-            static_cast<void>(setVMOwnership(*lab.service, requestOf({{L"desktop", "sales"},
-                                                                      {L"machineName", names[i]},
-                                                                      {L"removeAssignment", "true"}})));
+            static_cast<void>(ask<&Machine::setVMOwnership>(
+                *lab.service,
+                requestOf(
+                    {{L"desktop", "sales"}, {L"machineName", names[i]}, {L"removeAssignment", "true"}})));
         }
         EXPECT_LE(owned, 1);
     }

@@ -1,8 +1,8 @@
 // What a directory answers only when it is broken or hides its entries; the rest are cases.
 #include <gtest/gtest.h>
 
+#include "maintenance/common.h"
 #include "maintenance/cserver.h"
-#include "maintenance/handlers.h"
 #include "support/scripted_ldap.h"
 #include "support/test_service.h"
 
@@ -10,21 +10,21 @@ using namespace wstest;
 
 namespace {
 
-using Handler = CORE::PropertyBag (*)(ServiceContext&, const CORE::PropertyBag&);
+using Question = CORE::PropertyBag (*)(ServiceContext&, const CORE::PropertyBag&);
 
 TEST(Cluster, AnEntryThatIsNotShownOrHasNoNameIsNotChanged) {
     const ScriptedAnswer none{}, nameless{.entries = {entry("")}};
     const std::wstring common = L"cn=common,ou=global,ou=properties,dc=vdi,dc=talvex,dc=int",
                        vcs1 = L"cn=VCS1,ou=Server,ou=Properties,dc=vdi,dc=talvex,dc=int";
     const struct {
-        Handler handler;
+        Question handler;
         ScriptedAnswer answer;
         std::wstring sentence;
     } rows[] = {
-        {setClusterName, none, L"Entry for \"" + common + L"\" not found."},
-        {setClusterName, nameless, L"Failed to get DN for entry \"" + common},
-        {deleteConnectionServerEntry, none, L"Entry for \"" + vcs1 + L"\" not found."},
-        {deleteConnectionServerEntry, nameless, L"Failed to get DN for entry \"" + vcs1},
+        {ask<&Common::setClusterName>, none, L"Entry for \"" + common + L"\" not found."},
+        {ask<&Common::setClusterName>, nameless, L"Failed to get DN for entry \"" + common},
+        {ask<&CServer::deleteConnectionServerEntry>, none, L"Entry for \"" + vcs1 + L"\" not found."},
+        {ask<&CServer::deleteConnectionServerEntry>, nameless, L"Failed to get DN for entry \"" + vcs1},
     };
     for (const auto& row : rows) {
         const auto client = std::make_shared<ScriptedClient>();

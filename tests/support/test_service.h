@@ -8,7 +8,7 @@
 #include "framework/core/threads.h"
 #include "ldap/connection_mgr.h"
 #include "ldap/domain.h"
-#include "ldap/service_context.h"
+#include "ldap/worker.h"
 
 namespace wstest {
 
@@ -39,5 +39,14 @@ class TestService : public wsadmin::ServiceContext {
     CORE::coreevent stopping_;
     CORE::ThreadGroup threads_{L"test"};
 };
+
+// What one worker's method answers to a request, as the row's handler does:
+// ask<&Common::setClusterName>(service, bag).
+template <auto method, wsadmin::OnFailure collected = wsadmin::OnFailure::empties>
+CORE::PropertyBag ask(wsadmin::ServiceContext& service, const CORE::PropertyBag& request = {}) {
+    CORE::PropertyBag response;
+    wsadmin::answer<method, collected>(service, wsadmin::Request(request), response);
+    return response;
+}
 
 }  // namespace wstest

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "identity/handlers.h"
+#include "identity/admin_permission.h"
 #include "identity/pod_lab.h"
 #include "windows/stand_ins/security_authority.h"
 
@@ -57,7 +57,7 @@ std::string answerWhereRoleIsOf(const std::string& sid) {
     const auto machine = wsadmin::platform::createPlatform({});
     if (!machine || !(*machine)->accounts) throw std::runtime_error("the machine has no accounts");
     lab.platform->accounts = (*machine)->accounts;
-    const auto answer = wsadmin::checkAdminPermission(*lab.service, {});
+    const auto answer = ask<&wsadmin::AdminPermission::check>(*lab.service, {});
     EXPECT_EQ(lab.counts->live, 0);
     EXPECT_EQ(answer.getError() == 0, answer.utf8(L"result") == "OK");
     return answer.getError() ? CORE::toUtf8(answer.getErrorText()) : "OK";

@@ -5,10 +5,11 @@
 
 namespace wsadmin::row {
 
-inline constexpr KeyInfo agentTicket{L"ticket", L"secret", L"",
-                                     L"required; the connection ticket for the agent"};
-inline constexpr KeyInfo agentAddress{L"ipAddress", L"text", L"", L"required; the agent's network address"};
-inline constexpr KeyInfo agentRequest[] = {agentTicket, agentAddress};
+inline constexpr Key agentTicket{L"ticket", KeyType::secret, L"", L"the connection ticket for the agent",
+                                 Required::yes};
+inline constexpr Key agentAddress{L"ipAddress", KeyType::text, L"", L"the agent's network address",
+                                  Required::yes};
+inline constexpr Key agentRequest[] = {agentTicket, agentAddress};
 
 inline constexpr Operation getAgentVersion{
     .name = L"getAgentVersion",
@@ -24,10 +25,10 @@ inline constexpr Operation getAgentLogLevel{
     .example = L"ticket=@ticket.txt ipAddress=10.0.1.11",
 };
 
-inline constexpr KeyInfo setAgentLogLevelRequest[] = {
+inline constexpr Key setAgentLogLevelRequest[] = {
     agentTicket,
     agentAddress,
-    {L"LogLevel", L"text", L"", L"the level, as the agent names it"},
+    {L"LogLevel", KeyType::text, L"", L"the level, as the agent names it"},
 };
 inline constexpr Operation setAgentLogLevel{
     .name = L"setAgentLogLevel",
@@ -37,8 +38,9 @@ inline constexpr Operation setAgentLogLevel{
     .example = L"ticket=@ticket.txt ipAddress=10.0.1.11 LogLevel=debug",
 };
 
-inline constexpr KeyInfo getAgentLogsResult[] = {
-    {L"<log>", L"text", L"", L"one for each log file, under the log's name: its path on the agent's machine"},
+inline constexpr Key getAgentLogsResult[] = {
+    {L"<log>", KeyType::text, L"",
+     L"one for each log file, under the log's name: its path on the agent's machine"},
 };
 inline constexpr Operation getAgentLogs{
     .name = L"getAgentLogs",
@@ -48,11 +50,12 @@ inline constexpr Operation getAgentLogs{
     .example = L"ticket=@ticket.txt ipAddress=10.0.1.11",
 };
 
-inline constexpr KeyInfo copyAgentLogRequest[] = {
+inline constexpr Key copyAgentLogRequest[] = {
     agentTicket,
     agentAddress,
-    {L"filename", L"text", L"", L"required; a log's name, as getAgentLogs lists it"},
-    {L"localFilename", L"text", L"", L"required; the file to make on this server, which must not exist yet"},
+    {L"filename", KeyType::text, L"", L"a log's name, as getAgentLogs lists it", Required::yes},
+    {L"localFilename", KeyType::text, L"", L"the file to make on this server, which must not exist yet",
+     Required::yes},
 };
 inline constexpr Operation copyAgentLog{
     .name = L"copyAgentLog",
@@ -63,10 +66,11 @@ inline constexpr Operation copyAgentLog{
         L"ticket=@ticket.txt ipAddress=10.0.1.11 filename=agent.log localFilename=\"C:\\Temp\\agent.log\"",
 };
 
-inline constexpr KeyInfo createAgentDCTRequest[] = {
+inline constexpr Key createAgentDCTRequest[] = {
     agentTicket,
     agentAddress,
-    {L"localFilename", L"text", L"", L"required; the file to make on this server, which must not exist yet"},
+    {L"localFilename", KeyType::text, L"", L"the file to make on this server, which must not exist yet",
+     Required::yes},
 };
 inline constexpr Operation createAgentDCT{
     .name = L"createAgentDCT",

@@ -5,38 +5,38 @@
 
 namespace wsadmin::row {
 
-inline constexpr KeyInfo outcomeCode{
-    L"QuorinLastError", L"text", L"",
+inline constexpr Key outcomeCode{
+    L"QuorinLastError", KeyType::text, L"",
     L"with an error: the code of the step that failed, such as QRV_OP_NO_PERMISSION"};
-inline constexpr KeyInfo outcomeResult[] = {outcomeCode};
+inline constexpr Key outcomeResult[] = {outcomeCode};
 
-inline constexpr KeyInfo qrvLdapInfoResult[] = {
-    {L"qrv-common", L"bag", L"", L"the federation as a whole; a key that cannot be read is left out"},
-    {L"qrv-common/guid", L"text", L"", L"the federation's GUID"},
-    {L"qrv-common/time-created", L"text", L"", L"when it was made (UTC)"},
-    {L"qrv-common/time-modified", L"text", L"", L"when it was last changed (UTC)"},
-    {L"qrv-sites", L"bag", L"", L"the sites"},
-    {L"qrv-sites/site", L"bag list", L"", L"one for each site"},
-    {L"qrv-sites/site/dn", L"text", L"", L"distinguished name"},
-    {L"qrv-sites/site/time-created", L"text", L"", L"when it was made (UTC)"},
-    {L"qrv-sites/site/time-modified", L"text", L"", L"when it was last changed (UTC)"},
-    {L"qrv-sites/site/display-name", L"text", L"", L"name shown to people"},
-    {L"qrv-pods", L"bag", L"", L"the pods of these sites"},
-    {L"qrv-pods/pod", L"bag list", L"", L"one for each pod"},
-    {L"qrv-pods/pod/dn", L"text", L"", L"distinguished name"},
-    {L"qrv-pods/pod/time-created", L"text", L"", L"when it was made (UTC)"},
-    {L"qrv-pods/pod/time-modified", L"text", L"", L"when it was last changed (UTC)"},
-    {L"qrv-pods/pod/display-name", L"text", L"", L"name shown to people, which qrvLdapEject takes"},
-    {L"qrv-pods/pod/site-display-name", L"text", L"", L"display name of its site"},
-    {L"qrv-endpoints", L"bag", L"", L"the connection servers of these pods"},
-    {L"qrv-endpoints/endpoint", L"bag list", L"", L"one for each connection server"},
-    {L"qrv-endpoints/endpoint/dn", L"text", L"", L"distinguished name"},
-    {L"qrv-endpoints/endpoint/time-created", L"text", L"", L"when it was made (UTC)"},
-    {L"qrv-endpoints/endpoint/time-modified", L"text", L"", L"when it was last changed (UTC)"},
-    {L"qrv-endpoints/endpoint/display-name", L"text", L"", L"the server's name"},
-    {L"qrv-endpoints/endpoint/pod-display-name", L"text", L"", L"display name of its pod"},
-    {L"qrv-endpoints/endpoint/site-display-name", L"text", L"", L"display name of its site"},
-    {L"qrv-endpoints/endpoint/url", L"text", L"", L"where other pods reach it"},
+inline constexpr Key qrvLdapInfoResult[] = {
+    {L"qrv-common", KeyType::bag, L"", L"the federation as a whole; a key that cannot be read is left out"},
+    {L"qrv-common/guid", KeyType::text, L"", L"the federation's GUID"},
+    {L"qrv-common/time-created", KeyType::text, L"", L"when it was made (UTC)"},
+    {L"qrv-common/time-modified", KeyType::text, L"", L"when it was last changed (UTC)"},
+    {L"qrv-sites", KeyType::bag, L"", L"the sites"},
+    {L"qrv-sites/site", KeyType::bagList, L"", L"one for each site"},
+    {L"qrv-sites/site/dn", KeyType::text, L"", L"distinguished name"},
+    {L"qrv-sites/site/time-created", KeyType::text, L"", L"when it was made (UTC)"},
+    {L"qrv-sites/site/time-modified", KeyType::text, L"", L"when it was last changed (UTC)"},
+    {L"qrv-sites/site/display-name", KeyType::text, L"", L"name shown to people"},
+    {L"qrv-pods", KeyType::bag, L"", L"the pods of these sites"},
+    {L"qrv-pods/pod", KeyType::bagList, L"", L"one for each pod"},
+    {L"qrv-pods/pod/dn", KeyType::text, L"", L"distinguished name"},
+    {L"qrv-pods/pod/time-created", KeyType::text, L"", L"when it was made (UTC)"},
+    {L"qrv-pods/pod/time-modified", KeyType::text, L"", L"when it was last changed (UTC)"},
+    {L"qrv-pods/pod/display-name", KeyType::text, L"", L"name shown to people, which qrvLdapEject takes"},
+    {L"qrv-pods/pod/site-display-name", KeyType::text, L"", L"display name of its site"},
+    {L"qrv-endpoints", KeyType::bag, L"", L"the connection servers of these pods"},
+    {L"qrv-endpoints/endpoint", KeyType::bagList, L"", L"one for each connection server"},
+    {L"qrv-endpoints/endpoint/dn", KeyType::text, L"", L"distinguished name"},
+    {L"qrv-endpoints/endpoint/time-created", KeyType::text, L"", L"when it was made (UTC)"},
+    {L"qrv-endpoints/endpoint/time-modified", KeyType::text, L"", L"when it was last changed (UTC)"},
+    {L"qrv-endpoints/endpoint/display-name", KeyType::text, L"", L"the server's name"},
+    {L"qrv-endpoints/endpoint/pod-display-name", KeyType::text, L"", L"display name of its pod"},
+    {L"qrv-endpoints/endpoint/site-display-name", KeyType::text, L"", L"display name of its site"},
+    {L"qrv-endpoints/endpoint/url", KeyType::text, L"", L"where other pods reach it"},
 };
 inline constexpr Operation qrvLdapInfo{
     .name = L"qrvLdapInfo",
@@ -60,10 +60,12 @@ inline constexpr Operation qrvLdapUninit{
     .text = L"Dissolves a federation whose only pod is this one.",
 };
 
-inline constexpr KeyInfo qrvLdapJoinRequest[] = {
-    {L"servername", L"text", L"", L"required; a connection server that is in the federation already"},
-    {L"sourceusername", L"text", L"", L"an account that may administer it, as DOMAIN\\user"},
-    {L"sourcepassword", L"secret", L"", L"that account's password, encrypted by the host's security manager"},
+inline constexpr Key qrvLdapJoinRequest[] = {
+    {L"servername", KeyType::text, L"", L"a connection server that is in the federation already",
+     Required::yes},
+    {L"sourceusername", KeyType::text, L"", L"an account that may administer it, as DOMAIN\\user"},
+    {L"sourcepassword", KeyType::secret, L"",
+     L"that account's password, encrypted by the host's security manager"},
 };
 inline constexpr Operation qrvLdapJoin{
     .name = L"qrvLdapJoin",
@@ -82,8 +84,8 @@ inline constexpr Operation qrvLdapUnjoin{
     .text = L"Takes this pod out of a federation that other pods keep.",
 };
 
-inline constexpr KeyInfo qrvLdapEjectRequest[] = {
-    {L"podname", L"text", L"", L"required; display name of the pod, as qrvLdapInfo lists it"},
+inline constexpr Key qrvLdapEjectRequest[] = {
+    {L"podname", KeyType::text, L"", L"display name of the pod, as qrvLdapInfo lists it", Required::yes},
 };
 inline constexpr Operation qrvLdapEject{
     .name = L"qrvLdapEject",
@@ -102,8 +104,9 @@ inline constexpr Operation qrvLdapCheckEnablement{
         L"Puts the services, the firewall and the administrators role right on a server of a federated pod.",
 };
 
-inline constexpr KeyInfo qrvLdapInstallReplicaRequest[] = {
-    {L"servername", L"text", L"", L"required; a connection server that is in the federation already"},
+inline constexpr Key qrvLdapInstallReplicaRequest[] = {
+    {L"servername", KeyType::text, L"", L"a connection server that is in the federation already",
+     Required::yes},
 };
 inline constexpr Operation qrvLdapInstallReplica{
     .name = L"qrvLdapInstallReplica",
@@ -121,9 +124,10 @@ inline constexpr Operation qrvLdapUninstallReplica{
     .text = L"Takes this connection server out of a federation that its pod has left.",
 };
 
-inline constexpr KeyInfo qrvLdapRemovePodEndpointRequest[] = {
-    {L"podEndpoint", L"text", L"", L"required; the connection server's name, as qrvLdapInfo lists it"},
-    {L"podEndpointFQHN", L"text", L"", L"required; its fully qualified host name"},
+inline constexpr Key qrvLdapRemovePodEndpointRequest[] = {
+    {L"podEndpoint", KeyType::text, L"", L"the connection server's name, as qrvLdapInfo lists it",
+     Required::yes},
+    {L"podEndpointFQHN", KeyType::text, L"", L"its fully qualified host name", Required::yes},
 };
 inline constexpr Operation qrvLdapRemovePodEndpoint{
     .name = L"qrvLdapRemovePodEndpoint",

@@ -3,12 +3,14 @@
 
 #include "framework/operation_table.h"
 #include "framework/operations/common_keys.h"
-#include "maintenance/handlers.h"
+#include "maintenance/common.h"
+#include "maintenance/cserver.h"
+#include "maintenance/maintenance_keys.h"
 
 namespace wsadmin::row {
 
-inline constexpr KeyInfo showAndResolveLDAPCollisionsRequest[] = {
-    {L"resolveCollisions", L"boolean", L"false", L"repair and remove what is found; false only looks"},
+inline constexpr Key showAndResolveLDAPCollisionsRequest[] = {
+    {L"resolveCollisions", KeyType::boolean, L"false", L"repair and remove what is found; false only looks"},
 };
 inline constexpr Operation showAndResolveLDAPCollisions{
     .name = L"showAndResolveLDAPCollisions",
@@ -21,13 +23,14 @@ inline constexpr Operation showAndResolveLDAPCollisions{
     .example = L"resolveCollisions=true",
 };
 
-inline constexpr KeyInfo encodeBackupProtectionItemsRequest[] = {
-    {L"pwdSHA256Base64", L"secret", L"", L"required; SHA-256 digest of the backup password, in Base64"},
+inline constexpr Key encodeBackupProtectionItemsRequest[] = {
+    {L"pwdSHA256Base64", KeyType::secret, L"", L"SHA-256 digest of the backup password, in Base64",
+     Required::yes},
 };
-inline constexpr KeyInfo encodeBackupProtectionItemsResult[] = {
-    {L"keyK1PubBase64", L"text", L"", L"RSA public key, DER in Base64"},
-    {L"keyK1PriBase64", L"text", L"", L"RSA private key, DER encrypted under the password, in Base64"},
-    {L"saltBase64", L"text", L"", L"salt that goes with the password, in Base64"},
+inline constexpr Key encodeBackupProtectionItemsResult[] = {
+    {L"keyK1PubBase64", KeyType::text, L"", L"RSA public key, DER in Base64"},
+    {L"keyK1PriBase64", KeyType::text, L"", L"RSA private key, DER encrypted under the password, in Base64"},
+    {L"saltBase64", KeyType::text, L"", L"salt that goes with the password, in Base64"},
 };
 inline constexpr Operation encodeBackupProtectionItems{
     .name = L"encodeBackupProtectionItems",
@@ -37,12 +40,12 @@ inline constexpr Operation encodeBackupProtectionItems{
     .example = L"pwdSHA256Base64=@digest.txt",
 };
 
-inline constexpr KeyInfo setClusterNameRequest[] = {
-    {L"clustername", L"text", L"", L"the name"},
+inline constexpr Key setClusterNameRequest[] = {
+    key::clusterName,
 };
 inline constexpr Operation setClusterName{
     .name = L"setClusterName",
-    .bag = wsadmin::setClusterName,
+    .run = answer<&Common::setClusterName>,
     .changes = true,
     .text = L"Names the cluster that this pod's connection servers form.",
     .request = setClusterNameRequest,
@@ -50,12 +53,12 @@ inline constexpr Operation setClusterName{
     .example = L"clustername=\"Head Office\"",
 };
 
-inline constexpr KeyInfo deleteConnectionServerEntryRequest[] = {
-    {L"servername", L"text", L"", L"required; the connection server or security server"},
+inline constexpr Key deleteConnectionServerEntryRequest[] = {
+    key::serverName,
 };
 inline constexpr Operation deleteConnectionServerEntry{
     .name = L"deleteConnectionServerEntry",
-    .bag = wsadmin::deleteConnectionServerEntry,
+    .run = answer<&CServer::deleteConnectionServerEntry>,
     .changes = true,
     .text = L"Schedules a server's entry for removal, unless security servers are paired with the server.",
     .request = deleteConnectionServerEntryRequest,
@@ -63,14 +66,14 @@ inline constexpr Operation deleteConnectionServerEntry{
     .example = L"servername=VCS3",
 };
 
-inline constexpr KeyInfo checkLdapConnectivityResult[] = {
-    {L"result", L"text", L"", L"ok or failed; left out when the directory could not be opened at all"},
-    {L"searchbase", L"text", L"", L"when failed: the entry asked for"},
-    {L"ldaperr", L"integer", L"", L"when failed: the LDAP result code"},
+inline constexpr Key checkLdapConnectivityResult[] = {
+    {L"result", KeyType::text, L"", L"ok or failed; left out when the directory could not be opened at all"},
+    {L"searchbase", KeyType::text, L"", L"when failed: the entry asked for"},
+    {L"ldaperr", KeyType::integer, L"", L"when failed: the LDAP result code"},
 };
 inline constexpr Operation checkLdapConnectivity{
     .name = L"checkLdapConnectivity",
-    .bag = wsadmin::checkLdapConnectivity,
+    .run = answer<&Common::checkLdapConnectivity>,
     .text = L"Tests that the configuration directory answers.",
     .result = checkLdapConnectivityResult,
 };

@@ -16,13 +16,13 @@ class Under {
     static constexpr std::wstring_view prefix{path};
     static constexpr std::size_t length = [] {
         std::size_t sum = 0;
-        for (const KeyInfo& key : keys) sum += prefix.size() + 1 + key.name.size();
+        for (const Key& key : keys) sum += prefix.size() + 1 + key.name.size();
         return sum;
     }();
     static constexpr std::array<wchar_t, length> names = [] {
         std::array<wchar_t, length> text{};
         auto out = text.begin();
-        for (const KeyInfo& key : keys) {
+        for (const Key& key : keys) {
             out = std::ranges::copy(prefix, out).out;
             *out++ = L'/';
             out = std::ranges::copy(key.name, out).out;
@@ -31,10 +31,10 @@ class Under {
     }();
 
   public:
-    static constexpr std::array<KeyInfo, std::size(keys)> rows = [] {
-        std::array<KeyInfo, std::size(keys)> all{};
+    static constexpr std::array<Key, std::size(keys)> rows = [] {
+        std::array<Key, std::size(keys)> all{};
         const wchar_t* name = names.data();
-        std::ranges::transform(keys, all.begin(), [&name](KeyInfo key) {
+        std::ranges::transform(keys, all.begin(), [&name](Key key) {
             const std::size_t size = prefix.size() + 1 + key.name.size();
             key.name = {name, size};
             name += size;
@@ -49,7 +49,7 @@ inline constexpr const auto& under = Under<path, keys>::rows;
 // joined<keys...>: the lists one after the other.
 template <const auto&... lists>
 inline constexpr auto joined = [] {
-    std::array<KeyInfo, (std::size(lists) + ...)> all{};
+    std::array<Key, (std::size(lists) + ...)> all{};
     auto out = all.begin();
     ((out = std::ranges::copy(lists, out).out), ...);
     return all;

@@ -5,19 +5,19 @@
 
 namespace wsadmin::row {
 
-inline constexpr KeyInfo remoteEndpoint{L"remoteEndpointIP", L"text", L"",
-                                        L"required; IPv4 or IPv6 address of the paired server"};
-inline constexpr KeyInfo remoteEndpointRequest[] = {remoteEndpoint};
+inline constexpr Key remoteEndpoint{L"remoteEndpointIP", KeyType::text, L"",
+                                    L"IPv4 or IPv6 address of the paired server", Required::yes};
+inline constexpr Key remoteEndpointRequest[] = {remoteEndpoint};
 
-inline constexpr KeyInfo addIPsecRulesRequest[] = {
+inline constexpr Key addIPsecRulesRequest[] = {
     remoteEndpoint,
-    {L"ruleAction", L"text", L"requireinrequireout",
+    {L"ruleAction", KeyType::text, L"requireinrequireout",
      L"requireinrequireout, requestinrequestout, requireinrequestout, requireinclearout or noauthentication, "
      L"in lower "
      L"case"},
-    {L"preSharedKey", L"secret", L"",
-     L"required; the key that the two servers prove themselves with (main mode)"},
-    {L"pfsSharedKey", L"secret", L"", L"required; the key for the protected channel (quick mode)"},
+    {L"preSharedKey", KeyType::secret, L"", L"the key that the two servers prove themselves with (main mode)",
+     Required::yes},
+    {L"pfsSharedKey", KeyType::secret, L"", L"the key for the protected channel (quick mode)", Required::yes},
 };
 inline constexpr Operation addIPsecRules{
     .name = L"addIPsecRules",
@@ -27,8 +27,9 @@ inline constexpr Operation addIPsecRules{
     .example = L"remoteEndpointIP=10.1.2.3 preSharedKey=@main.key pfsSharedKey=@quick.key",
 };
 
-inline constexpr KeyInfo getIPsecEndpointsResult[] = {
-    {L"<rule>", L"text", L"", L"under the name of the rule: the remote address in use; nothing when none is"},
+inline constexpr Key getIPsecEndpointsResult[] = {
+    {L"<rule>", KeyType::text, L"",
+     L"under the name of the rule: the remote address in use; nothing when none is"},
 };
 inline constexpr Operation getIPsecEndpoints{
     .name = L"getIPsecEndpoints",
@@ -46,8 +47,8 @@ inline constexpr Operation deleteIPsecRules{
     .example = L"remoteEndpointIP=10.1.2.3",
 };
 
-inline constexpr KeyInfo verifyIPsecRulesActiveResult[] = {
-    {L"IPsecRulesActive", L"boolean", L"", L"whether there is one"},
+inline constexpr Key verifyIPsecRulesActiveResult[] = {
+    {L"IPsecRulesActive", KeyType::boolean, L"", L"whether there is one"},
 };
 inline constexpr Operation verifyIPsecRulesActive{
     .name = L"verifyIPsecRulesActive",
@@ -65,11 +66,12 @@ inline constexpr Operation monitorIPsecRules{
         L"interval, unless monitoring is off.",
 };
 
-inline constexpr KeyInfo ruleName{L"RULE", L"text", L"", L"required; the rule's exact name, with its case"};
+inline constexpr Key ruleName{L"RULE", KeyType::text, L"", L"the rule's exact name, with its case",
+                              Required::yes};
 
-inline constexpr KeyInfo switchFirewallRuleRequest[] = {
+inline constexpr Key switchFirewallRuleRequest[] = {
     ruleName,
-    {L"MAYNOTEXIST", L"boolean", L"false", L"do not fail when there is no such rule"},
+    {L"MAYNOTEXIST", KeyType::boolean, L"false", L"do not fail when there is no such rule"},
 };
 inline constexpr Operation disableFirewallRule{
     .name = L"disableFirewallRule",
@@ -89,8 +91,8 @@ inline constexpr Operation enableFirewallRule{
     .example = L"RULE=\"Talvex Zenthar Vorn Connection Server (Inter-pod API-In)\" MAYNOTEXIST=true",
 };
 
-inline constexpr KeyInfo isFirewallOnResult[] = {
-    {L"FirewallOn", L"boolean", L"", L"true when it is on for at least one active profile"},
+inline constexpr Key isFirewallOnResult[] = {
+    {L"FirewallOn", KeyType::boolean, L"", L"true when it is on for at least one active profile"},
 };
 inline constexpr Operation isFirewallOn{
     .name = L"isFirewallOn",
@@ -99,9 +101,10 @@ inline constexpr Operation isFirewallOn{
     .result = isFirewallOnResult,
 };
 
-inline constexpr KeyInfo isFirewallRuleEnabledRequest[] = {ruleName};
-inline constexpr KeyInfo isFirewallRuleEnabledResult[] = {
-    {L"ENABLED", L"boolean", L"", L"whether it is on; the first rule counts where several have the name"},
+inline constexpr Key isFirewallRuleEnabledRequest[] = {ruleName};
+inline constexpr Key isFirewallRuleEnabledResult[] = {
+    {L"ENABLED", KeyType::boolean, L"",
+     L"whether it is on; the first rule counts where several have the name"},
 };
 inline constexpr Operation isFirewallRuleEnabled{
     .name = L"isFirewallRuleEnabled",

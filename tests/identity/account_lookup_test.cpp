@@ -1,8 +1,8 @@
 // Accounts by name: which names the system is asked for, and what directories answer where there is none.
-#include "identity/accounts.h"
+#include "identity/account_lookup.h"
 
 #include "identity/directory_accounts.h"
-#include "identity/handlers.h"
+#include "identity/group.h"
 #include "identity/scripted_people.h"
 
 using namespace wstest;
@@ -38,7 +38,8 @@ TEST(UsernameToSid, AsksAgainByPrincipalNameWhereAUserIsTooLongForALogonName) {
         people.accounts->users = {{asked.back(), sidOf(1102)}};
         if (row.changed.empty()) people.accounts->users.clear();
         const LogCapture log;
-        const auto result = usernameToSID(people.service, requestOf({{L"username", CORE::toUtf8(row.name)}}));
+        const auto result =
+            ask<&Group::usernameToSID>(people.service, requestOf({{L"username", CORE::toUtf8(row.name)}}));
         EXPECT_EQ(people.accounts->asked, asked);
         EXPECT_EQ(result.utf8(L"sid"), row.changed.empty() ? "" : sidOf(1102));
         EXPECT_TRUE(result.contains(L"sid"));
@@ -69,7 +70,7 @@ TEST(UsernameToSid, TakesUsersOnlyAndWhatCanBeLookedUp) {
         people.accounts->room = row.room;
         people.accounts->kind = row.kind;
         people.accounts->lookUpCode = row.lookUpCode;
-        const auto result = usernameToSID(people.service, requestOf({{L"username", "alice"}}));
+        const auto result = ask<&Group::usernameToSID>(people.service, requestOf({{L"username", "alice"}}));
         EXPECT_EQ(result.utf8(L"sid"), row.found ? sidOf(1102) : "");
         EXPECT_EQ(result.getError(), 0);
     }

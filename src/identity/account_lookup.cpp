@@ -1,4 +1,4 @@
-#include "identity/accounts.h"
+#include "identity/account_lookup.h"
 
 #include "identity/directory_accounts.h"
 #include "platform/module/module_log.h"

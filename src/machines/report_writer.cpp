@@ -1,4 +1,4 @@
-#include "machines/report.h"
+#include "machines/report_writer.h"
 
 #include <algorithm>
 #include <utility>
@@ -22,7 +22,7 @@ constexpr Level userLevel{L"user-entry", L"user", L"user-list", L"Checking user=
 constexpr Level desktopLevel{L"desktop-entry", L"desktop", L"desktop-list", L"Checking desktop=%s"};
 
 struct Row {
-    std::string user, desktop;  // what they are ordered by
+    std::string user, desktop;  // the sort keys
     const Finding* finding;
 };
 
@@ -30,17 +30,20 @@ class Layout {
   public:
     Layout(bool byUser, const ReportWriter& writer) : byUser_(byUser), writer_(writer) {}
 
-    PropertyBag write(const std::vector<Row>& rows) {
+    Result<PropertyBag> write(const std::vector<Row>& rows) const {
         PropertyBag outerList;
-        for (auto at = rows.begin(); at != rows.end() && !failed();) {
-            const auto end = endOf(at, rows.end(), outerKey(*at));
-            outerList.addBag(outer().entry, writeOuter(at, end));
+        for (auto at = rows.begin(); at != rows.end();) {
+            const std::string& key = outerKey(*at);
+            const auto end =
+                std::find_if(at, rows.end(), [&](const Row& row) { return outerKey(row) != key; });
+            auto entry = writeOuter(at, end);
+            if (!entry) return entry;
+            outerList.addBag(outer().entry, std::move(*entry));
             at = end;
         }
         PropertyBag report, whole;
         report.addBag(byUser_ ? L"byuser-list" : L"bydesktop-list", std::move(outerList));
-        whole.addBag(writer_.report, std::move(report));
-        if (failed()) return error_;
+        whole.addBag(writer_.keys.report, std::move(report));
         return whole;
     }
 
@@ -51,33 +54,32 @@ class Layout {
     const Level& inner() const { return byUser_ ? desktopLevel : userLevel; }
     const std::string& outerKey(const Row& row) const { return byUser_ ? row.user : row.desktop; }
     const std::string& innerKey(const Row& row) const { return byUser_ ? row.desktop : row.user; }
-    bool failed() const { return error_.getError() != 0; }
 
-    At endOf(At at, At end, const std::string& key) const {
-        return std::find_if(at, end, [&](const Row& row) { return outerKey(row) != key; });
-    }
-
-    PropertyBag checked(PropertyBag part) {
-        if (part.getError() && !failed()) error_.setError(part.getError(), part.getErrorText());
-        return part;
-    }
-
-    PropertyBag thing(const Level& level, const Row& row) {
+    Result<PropertyBag> describe(const Level& level, const Row& row) const {
         const bool isUser = &level == &userLevel;
         logDebug(level.line, isUser ? row.user : row.desktop);
-        return checked(isUser ? writer_.user(row.finding->user) : writer_.desktop(row.finding->desktop));
+        if (isUser) return writer_.user(row.finding->user);
+        return writer_.desktop(row.finding->desktop);
     }
 
-    PropertyBag writeOuter(At at, At end) {
+    // The rows of one outer key, of which there is at least one.
+    Result<PropertyBag> writeOuter(At at, At end) const {
+        auto outerThing = describe(outer(), *at);
+        if (!outerThing) return outerThing;
         PropertyBag entry, innerList;
-        entry.addBag(outer().thing, thing(outer(), *at));
-        while (at != end && !failed()) {
+        entry.addBag(outer().thing, std::move(*outerThing));
+        while (at != end) {
             const std::string& key = innerKey(*at);
+            auto innerThing = describe(inner(), *at);
+            if (!innerThing) return innerThing;
             PropertyBag innerEntry, items;
-            innerEntry.addBag(inner().thing, thing(inner(), *at));
-            for (; at != end && innerKey(*at) == key && !failed(); ++at)
-                items.addBag(writer_.item, checked(writer_.render(at->finding->item)));
-            innerEntry.addBag(writer_.itemList, std::move(items));
+            innerEntry.addBag(inner().thing, std::move(*innerThing));
+            for (; at != end && innerKey(*at) == key; ++at) {
+                auto item = writer_.item(at->finding->item);
+                if (!item) return item;
+                items.addBag(writer_.keys.item, std::move(*item));
+            }
+            innerEntry.addBag(writer_.keys.itemList, std::move(items));
             innerList.addBag(inner().entry, std::move(innerEntry));
         }
         entry.addBag(inner().list, std::move(innerList));
@@ -86,12 +88,12 @@ class Layout {
 
     bool byUser_;
     const ReportWriter& writer_;
-    PropertyBag error_;
 };
 
 }  // namespace
 
-PropertyBag writeReport(const std::vector<Finding>& findings, bool byUser, const ReportWriter& writer) {
+Result<PropertyBag> writeReport(const std::vector<Finding>& findings, bool byUser,
+                                const ReportWriter& writer) {
     std::vector<Row> rows;
     rows.reserve(findings.size());
     for (const Finding& finding : findings) rows.push_back({finding.user.text(), finding.desktop, &finding});

@@ -10,12 +10,12 @@
 
 namespace wsadmin {
 
-// The machine's authority, or one on the directories that the domain map knows. For one request, on one
-// thread.
+// The operating system's authority, or one on the directories of the domain map where the machine has none.
+// For one request, on one thread.
 std::shared_ptr<platform::AccountAuthority> accountsOf(ServiceContext& service);
 
-// The SID of a user by DOMAIN\user, user@domain or a bare name; nothing for what is no user's. A user part
-// that is too long for a logon name is looked up as a principal name.
+// The SID of a user by DOMAIN\user, user@domain or a bare name; nothing where the account is not found or is
+// not a user's. A user part that is too long for a logon name is looked up as a principal name.
 std::optional<platform::Sid> usernameToSid(ServiceContext& service, platform::AccountAuthority& accounts,
                                            std::wstring_view username);
 

@@ -1,9 +1,10 @@
-#include "machines/desktop.h"
+#include "machines/default_desktop.h"
 
-#include "identity/accounts.h"
+#include "identity/account_lookup.h"
 #include "identity/principals.h"
 #include "ldap/layout.h"
 #include "ldap/name_value.h"
+#include "machines/machine_keys.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
 
@@ -18,32 +19,14 @@ namespace {
 namespace attribute = layout::attribute;
 
 constexpr char defaultPair[] = "useForThinClient";
-constexpr wchar_t defaultSet[] = L"Default desktop set successfully.";
 
 std::string memberValue(const Sid& user) {
     return "<SID=" + user.text() + ">";
 }
 
-}  // namespace
-
-void Desktop::setDefaultDesktop() {
-    const CORE::wstr username = request().get(L"username"), name = request().get(L"desktopname");
-    const auto user = userOf(service(), username);
-    if (!user) return fail(L"Account details for user \"" + username.str() + L"\" not found.");
-    LdapSession* session = directory();
-    if (!session) return;
-    if (name.empty()) {
-        if (!clearDefaults(*session, *user)) return fail(L"Default desktop setting not found.");
-        return result().set(L"textmessage", L"Default desktop setting successfully removed.");
-    }
-    const std::string desktop = desktopDn(*session, name);
-    if (desktop.empty()) return;
-    clearDefaults(*session, *user);
-    assign(*session, *user, desktop);
-}
-
-Result<Desktop::Assignments> Desktop::assignments(LdapSession& session, const Sid& user,
-                                                  const std::string& desktopDn) {
+// The user's assignments, all or those to one desktop. A failure is logged.
+Result<std::vector<LdapEntry>> assignments(LdapSession& session, const Sid& user,
+                                           const std::string& desktopDn = {}) {
     const std::string target =
         desktopDn.empty() ? std::string() : platform::filterTerm(attribute::target, desktopDn);
     const std::string filter = "(&(objectclass=zre-DesktopApplication-a)" + target +
@@ -53,41 +36,37 @@ Result<Desktop::Assignments> Desktop::assignments(LdapSession& session, const Si
                                  .attributes = {attribute::nameValuePair}});
     if (found) return std::move(found->entries);
     logError(L"Failed to search - %s %s (%d).", filter, found.error().text, found.error().code);
-    return wsadmin::fail(found.error());
+    return fail(found.error());
 }
 
-bool Desktop::clearDefaults(LdapSession& session, const Sid& user) {
+// Whether the user has any assignment.
+Result<bool> clearDefaults(LdapSession& session, const Sid& user) {
     const auto found = assignments(session, user);
-    if (!found) return false;
+    if (!found) return fail(found.error());
     for (const LdapEntry& assignment : *found)
         setNameValue(session, assignment, attribute::nameValuePair, defaultPair, "false");
     return !found->empty();
 }
 
-std::string Desktop::desktopDn(LdapSession& session, const CORE::wstr& name) {
+Result<std::string> findDesktop(LdapSession& session, const CORE::wstr& name) {
     const std::string filter = "(&(objectclass=zre-DesktopApplication)" +
                                platform::filterTerm(attribute::cn, CORE::toUtf8(name)) + ")";
     const auto found = session.search({.base = layout::under(layout::container::desktops),
                                        .filter = filter,
                                        .attributes = {attribute::cn}});
-    if (!found)
-        fail(L"Failed to search - " + found.error().text);
-    else if (found->entries.empty())
-        fail(L"Desktop entry for \"" + name.str() + L"\" not found.");
-    else if (found->entries.front().dn.empty())
-        fail(L"Failed to get information for \"" + name.str());
-    else
-        return found->entries.front().dn;
-    return {};
+    if (!found) return fail(L"Failed to search - " + found.error().text);
+    if (found->entries.empty()) return fail(L"Desktop entry for \"" + name.str() + L"\" not found.");
+    if (found->entries.front().dn.empty()) return fail(L"Failed to get information for \"" + name.str());
+    return found->entries.front().dn;
 }
 
-void Desktop::assign(LdapSession& session, const Sid& user, const std::string& desktopDn) {
+Result<void> assign(LdapSession& session, const Sid& user, const std::string& desktopDn) {
     const auto found = assignments(session, user, desktopDn);
-    // A second assignment beside one that could not be seen would stay for ever.
+    // Without knowing the assignments, adding one could leave two for the same desktop.
     if (!found) return fail(L"Failed to search - " + found.error().text);
     if (!found->empty()) {
         setNameValue(session, found->front(), attribute::nameValuePair, defaultPair, "true");
-        return result().set(L"textmessage", defaultSet);
+        return {};
     }
     const std::string dn =
         "CN=" + CORE::toUtf8(CORE::wstr::newGuid()) + ",OU=Properties," + layout::namingContext;
@@ -99,7 +78,29 @@ void Desktop::assign(LdapSession& session, const Sid& user, const std::string& d
           {attribute::target, {desktopDn}},
           {attribute::nameValuePair, {std::string(defaultPair) + "=true"}}}});
     if (!added) return fail(L"Failed to add entry " + CORE::toWide(dn) + L" - " + added.error().text);
-    result().set(L"textmessage", defaultSet);
+    return {};
+}
+
+}  // namespace
+
+Result<void> DefaultDesktop::setDefaultDesktop() {
+    const CORE::wstr username = request().text(key::desktopUser), name = request().text(key::defaultDesktop);
+    const auto user = userOf(service(), username);
+    if (!user) return fail(L"Account details for user \"" + username.str() + L"\" not found.");
+    const auto session = directory();
+    if (!session) return fail(session.error());
+    if (name.empty()) {
+        const auto cleared = clearDefaults(**session, *user);
+        if (!cleared || !*cleared) return fail(L"Default desktop setting not found.");
+        result().set(L"textmessage", L"Default desktop setting successfully removed.");
+        return {};
+    }
+    const auto desktop = findDesktop(**session, name);
+    if (!desktop) return fail(desktop.error());
+    static_cast<void>(clearDefaults(**session, *user));  // the log alone tells of a failure
+    const auto assigned = assign(**session, *user, *desktop);
+    if (assigned) result().set(L"textmessage", L"Default desktop set successfully.");
+    return assigned;
 }
 
 }  // namespace wsadmin
