@@ -80,9 +80,10 @@ Outcome ask(const Case& one) {
     auto bag = hdqadmin::bagFromJson(request);
     if (!bag) throw std::runtime_error(bag.error());
     PropertyBag response;
-    CORE::MessageHandler::SendMsg(L"ws_admin", CORE::toWide(one.operation()), *bag, response);
-    Outcome outcome{response.getError(), CORE::toUtf8(response.getErrorText()), jsonOf(response),
-                    Json::array(), true};
+    const bool handled =
+        CORE::MessageHandler::SendMsg(L"ws_admin", CORE::toWide(one.operation()), *bag, response);
+    Outcome outcome{handled,          response.getError(), CORE::toUtf8(response.getErrorText()),
+                    jsonOf(response), Json::array(),       true};
     nestedErrors(response, "", outcome.nested);
     return outcome;
 }

@@ -37,32 +37,33 @@ std::string replaced(const std::string& text, const Names& names) {
 bool isSeries(const Json& value) {
     return value.is_object() && value.contains("for");
 }
-void expandSeries(const Json& series, const Names& names, Json& into) {
-    const std::string text = replaced(series.at("text").get<std::string>(), names);
+Json textsOfSeries(const Json& series, const Names& names) {
+    const std::string text = replaced(series.at("text"), names);
+    Json texts = Json::array();
     for (int number = series.at("for").at(0); number <= series.at("for").at(1); ++number) {
         std::string one = text;
         for (std::size_t at = 0; (at = one.find("<N>", at)) != std::string::npos;)
             one.replace(at, 3, std::to_string(number));
-        into.push_back(one);
+        texts.push_back(one);
     }
+    return texts;
 }
 
 Json expanded(const Json& value, const Names& names) {
-    if (value.is_string()) return replaced(value.get<std::string>(), names);
-    Json out = value.is_object() ? Json::object() : Json::array();
-    if (isSeries(value)) {
-        out = Json::array();
-        expandSeries(value, names, out);
-    } else if (value.is_object()) {
+    if (value.is_string()) return replaced(value, names);
+    if (isSeries(value)) return textsOfSeries(value, names);
+    Json out = value;
+    if (value.is_object()) {
+        out = Json::object();
         for (const auto& [key, one] : value.items()) out[replaced(key, names)] = expanded(one, names);
-    } else if (value.is_array()) {
-        for (const Json& one : value)
-            if (isSeries(one))
-                expandSeries(one, names, out);
-            else
-                out.push_back(expanded(one, names));
-    } else {
-        return value;
+    }
+    if (value.is_array()) {
+        out = Json::array();
+        for (const Json& one : value) {
+            Json all = expanded(one, names);
+            if (!isSeries(one)) all = Json::array({all});
+            out.insert(out.end(), all.begin(), all.end());
+        }
     }
     return out;
 }

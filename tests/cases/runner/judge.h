@@ -15,6 +15,7 @@ namespace wstest {
 using Problems = std::vector<std::string>;  // empty: all is as the case says
 
 struct Outcome {
+    bool handled = false;
     int code = 0;
     std::string sentence;
     Json result = Json::array();
