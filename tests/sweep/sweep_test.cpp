@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <future>
 #include <map>
 #include <regex>
 #include <set>
@@ -113,7 +114,9 @@ class Sweep : public testing::TestWithParam<const Operation*> {
             judge(failed, whole, setting, fault);
             service_.restore();
             if (whole.asksDomains()) service_.learnDomains();
-            EXPECT_EQ(textOf(service_.run(operation_, request_).answer), answer) << "afterwards";
+            // On another thread, because a lock that was left locked lets its own holder in again.
+            auto again = std::async(std::launch::async, [&] { return service_.run(operation_, request_); });
+            EXPECT_EQ(textOf(again.get().answer), answer) << "afterwards";
         }
     }
 
@@ -121,7 +124,9 @@ class Sweep : public testing::TestWithParam<const Operation*> {
     std::vector<PortFault> faultsOf(const Outcome& whole, Setting setting) const {
         std::vector<PortFault> faults;
         std::map<std::string, std::size_t> ofKind;
-        for (const PortCalls::Call& call : whole.calls) {
+        auto calls = whole.calls;
+        if (whole.asksDomains()) std::ranges::stable_sort(calls, {}, &PortCalls::Call::name);
+        for (const PortCalls::Call& call : calls) {
             if (setting == Setting::domainsUnknown && callsMade_.contains(call.name)) continue;
             if (setting == Setting::ownAccounts && !call.name.starts_with("accounts ")) continue;
             // Of threads side by side it is chance whose call is the n-th, and which follow it.
