@@ -1,1 +1,1 @@
-ws_bench(pool ldap_layer)
+ws_bench(pool ldap_layer platform_portable)
