@@ -143,8 +143,8 @@ TEST(PropertyBag, LosesNoCharacterAndNoByte) {
     }
     const std::pair<std::string_view, std::wstring_view> narrow[] = {{"\xC3\xA9", L"\u00E9"},
                                                                      {"a\xFFz", L"a\uFFFDz"},
-                                                                     {"\xE2\x82", L"\uFFFD"},
-                                                                     {"\xC0\xAFx", L"\uFFFDx"},
+                                                                     {"\xE2\x82", L"\uFFFD\uFFFD"},
+                                                                     {"\xC0\xAFx", L"\uFFFD\uFFFDx"},
                                                                      {"\x80", L"\uFFFD"}};
     for (const auto& [bytes, wide] : narrow) {
         PropertyBag bag;

@@ -5,39 +5,23 @@
 #include <string>
 #include <vector>
 
-#include "framework/core/lossless_utf8.h"
+#include "framework/core/ascii.h"
 #include "framework/core/property_bag.h"
+#include "framework/core/unicode.h"
 
 namespace CORE {
 
 namespace {
 
-bool isUpper(char c) {
-    return c >= 'A' && c <= 'Z';
-}
-bool isLower(char c) {
-    return c >= 'a' && c <= 'z';
-}
-bool isLetter(char c) {
-    return isUpper(c) || isLower(c);
-}
-
-std::string lowered(std::string_view text) {
-    std::string low(text);
-    for (char& c : low)
-        if (isUpper(c)) c = static_cast<char>(c + 32);
-    return low;
-}
-
 // Does a word of the name begin here? Words are "private-key", "private_key", "privateKey" and "RSAKey".
 bool wordBegins(std::string_view name, std::size_t at) {
-    if (at == 0 || !isLetter(name[at - 1])) return true;
-    if (!isUpper(name[at])) return false;
-    return isLower(name[at - 1]) || (at + 1 < name.size() && isLower(name[at + 1]));
+    if (at == 0 || !isAsciiLetter(name[at - 1])) return true;
+    if (!isAsciiUpper(name[at])) return false;
+    return isAsciiLower(name[at - 1]) || (at + 1 < name.size() && isAsciiLower(name[at + 1]));
 }
 
 bool wordEnds(std::string_view name, std::size_t end) {
-    return end == name.size() || !isLetter(name[end]) || wordBegins(name, end);
+    return end == name.size() || !isAsciiLetter(name[end]) || wordBegins(name, end);
 }
 
 // "key" and "keys" as the end of a word: "privatekey" is as secret as "private-key", a "keyboard" is not.
@@ -52,7 +36,7 @@ bool speaksOfKeys(std::string_view name, std::string_view low) {
 bool isSecret(std::string_view name) {
     static constexpr std::array<std::string_view, 7> words = {"password", "passwd",     "passphrase", "pwd",
                                                               "secret",   "credential", "ticket"};
-    const std::string low = lowered(name);
+    const std::string low = asciiLower(std::string(name));
     return std::any_of(words.begin(), words.end(),
                        [&](std::string_view word) { return low.find(word) != std::string_view::npos; }) ||
            speaksOfKeys(name, low);
@@ -81,8 +65,8 @@ wstr PropertyBag::flattenForDisplay(std::wstring_view separator) const {
         const PropertyBag* bag;
         std::size_t next;
     };
-    std::string between(lossless::encodedSize(separator), '\0');
-    lossless::encode(separator, between.data());
+    std::string between(unicode::encodedSize(separator, unicode::Policy::lossless), '\0');
+    unicode::encode(separator, between.data(), unicode::Policy::lossless);
 
     std::string line;
     std::vector<Level> levels = {{this, 0}};
@@ -107,7 +91,7 @@ wstr PropertyBag::flattenForDisplay(std::wstring_view separator) const {
             appendOneLine(line, bag.utf8(at));
         }
     }
-    return lossless::decode(line);
+    return unicode::decodeAll(line, unicode::Policy::lossless);
 }
 
 }  // namespace CORE

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "framework/core/corestring.h"
-#include "framework/core/lossless_utf8.h"
+#include "framework/core/unicode.h"
 
 namespace CORE::names {
 
@@ -40,7 +40,7 @@ std::wstring wide(std::wstring_view name) {
     return std::wstring(name);
 }
 std::wstring wide(std::string_view name) {
-    return lossless::decode(name);
+    return unicode::decodeAll(name, unicode::Policy::lossless);
 }
 
 // Nothing when the name is not all ASCII.
@@ -68,7 +68,7 @@ template <class Ch>
 bool sameFolded(std::basic_string_view<Ch> asked, std::string_view kept) {
     const auto any = [](std::uint64_t, std::size_t, std::size_t) { return true; };
     if (blocks::cover(asked.data(), asked.size(), any)) return false;  // all ASCII, and the other is not
-    return folded(wide(asked)) == folded(lossless::decode(kept));
+    return folded(wide(asked)) == folded(unicode::decodeAll(kept, unicode::Policy::lossless));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <limits>
 #include <optional>
 
+#include "framework/core/ascii.h"
 #include "framework/core/coreexception.h"
 #include "framework/core/machine_text.h"
 #include "framework/core/unicode.h"
@@ -45,11 +46,6 @@ std::basic_string_view<Ch> trimmed(std::basic_string_view<Ch> text, std::basic_s
     return text.substr(first, text.find_last_not_of(set) - first + 1);
 }
 
-template <class Ch>
-bool isDigit(Ch c) {
-    return c >= Ch('0') && c <= Ch('9');
-}
-
 // A sign and at least one digit, with blanks around; nothing else, and nothing that does not fit.
 template <class Ch>
 std::optional<std::int64_t> readNumber(std::basic_string_view<Ch> whole) {
@@ -60,7 +56,8 @@ std::optional<std::int64_t> readNumber(std::basic_string_view<Ch> whole) {
     if (text.empty()) return std::nullopt;
     std::int64_t number = 0;
     for (const Ch c : text) {
-        if (!isDigit(c) || number > (std::numeric_limits<std::int64_t>::max() - 9) / 10) return std::nullopt;
+        if (!isAsciiDigit(c) || number > (std::numeric_limits<std::int64_t>::max() - 9) / 10)
+            return std::nullopt;
         number = number * 10 + (c - Ch('0'));
     }
     return negative ? -number : number;
@@ -155,8 +152,9 @@ std::size_t corestring<Ch>::find(view_type what, std::size_t from) const noexcep
     return text_.find(what, from);
 }
 template <class Ch>
-std::size_t corestring<Ch>::findi(view_type what, std::size_t from) const noexcept {
-    return unicode::findFolded(view_type(text_), what, from);
+std::size_t corestring<Ch>::findi(view_type what,
+                                  std::size_t from) const noexcept requires std::is_same_v<Ch, wchar_t> {
+    return unicode::findFolded(text_, what, from);
 }
 template <class Ch>
 std::size_t corestring<Ch>::findr(view_type what) const noexcept {
@@ -254,7 +252,7 @@ template <class Ch>
 bool corestring<Ch>::isNum() const noexcept {
     view_type digits = text_;
     if (!digits.empty() && (digits.front() == Ch('-') || digits.front() == Ch('+'))) digits.remove_prefix(1);
-    return !digits.empty() && std::all_of(digits.begin(), digits.end(), isDigit<Ch>);
+    return !digits.empty() && std::all_of(digits.begin(), digits.end(), isAsciiDigit<Ch>);
 }
 
 template <class Ch>

@@ -36,6 +36,15 @@ MFWCORE_API wchar_t lowerCase(wchar_t c) noexcept;  // the simple mapping the ot
 // Order of two texts without regard to case: below, equal to or above 0.
 MFWCORE_API int compareFolded(std::wstring_view a, std::wstring_view b) noexcept;
 MFWCORE_API int compareFolded(std::string_view a, std::string_view b) noexcept;  // both UTF-8
+inline bool equalFolded(std::wstring_view a, std::wstring_view b) noexcept {
+    return compareFolded(a, b) == 0;
+}
+inline bool equalFolded(std::string_view a, std::string_view b) noexcept {
+    return compareFolded(a, b) == 0;
+}
+// One spelling for all texts that are equal without regard to case. Of bytes that are not UTF-8 only the
+// ASCII letters fold, so that they stay apart.
+MFWCORE_API std::string foldText(std::string_view utf8);
 
 // Overwrites memory in a way that the compiler does not remove.
 MFWCORE_API void wipeMemory(void* data, std::size_t bytes) noexcept;
@@ -86,7 +95,8 @@ class corestring {
 
     // Positions, or npos. findr searches from the end.
     MFWCORE_API std::size_t find(view_type what, std::size_t from = 0) const noexcept;
-    MFWCORE_API std::size_t findi(view_type what, std::size_t from = 0) const noexcept;
+    MFWCORE_API std::size_t findi(view_type what,
+                                  std::size_t from = 0) const noexcept requires std::is_same_v<Ch, wchar_t>;
     MFWCORE_API std::size_t findr(view_type what) const noexcept;
     MFWCORE_API std::size_t find_first_not_of(view_type set, std::size_t from = 0) const noexcept;
     MFWCORE_API int findAndReplace(Ch what, Ch with);  // how many were replaced

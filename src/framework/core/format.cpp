@@ -6,6 +6,7 @@
 #include <cmath>
 #include <optional>
 
+#include "framework/core/ascii.h"
 #include "framework/core/corestring.h"
 
 namespace CORE {
@@ -201,11 +202,8 @@ void appendInteger(std::wstring& out, const Conversion& how, const FormatArg& ar
     std::string prefix(asSigned ? signOf(how, negative) : std::string_view());
     if (how.alternate && hex && value != 0) prefix = "0x";
     if (how.letter == L'X') {
-        const auto upper = [](char c) {
-            return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c;
-        };
-        std::transform(digits.begin(), digits.end(), digits.begin(), upper);
-        std::transform(prefix.begin(), prefix.end(), prefix.begin(), upper);
+        digits = asciiUpper(std::move(digits));
+        prefix = asciiUpper(std::move(prefix));
     }
     appendNumber(out, how, prefix, digits, how.zeros && !how.precision);
 }
@@ -221,9 +219,7 @@ void appendFloating(std::wstring& out, const Conversion& how, double value) {
     char* end =
         std::to_chars(buffer.data(), buffer.data() + buffer.size(), std::fabs(value), style, precision).ptr;
     std::string digits(buffer.data(), end);
-    if (how.letter != letter)
-        for (char& c : digits)
-            if (c >= 'a' && c <= 'z') c = static_cast<char>(c - ('a' - 'A'));
+    if (how.letter != letter) digits = asciiUpper(std::move(digits));
     appendNumber(out, how, signOf(how, std::signbit(value)), digits, how.zeros && std::isfinite(value));
 }
 

@@ -30,7 +30,7 @@ void MessageFrameWork::AddWorker(WorkItemFactory factory, std::wstring_view name
 }
 
 bool MessageFrameWork::RemoveWorker(std::wstring_view name, bool wait) {
-    if (compareFolded(name, systemWorkerName) == 0) return false;
+    if (equalFolded(name, systemWorkerName)) return false;
     return state_->workers.remove(name, wait);
 }
 

@@ -72,7 +72,7 @@ std::optional<std::wstring> registryText(std::wstring_view key, std::wstring_vie
 std::optional<std::wstring> policyOrRegistryText(std::wstring_view key, std::wstring_view name) {
     static constexpr std::wstring_view software = L"\\Software\\";
     const std::size_t root = key.find(L'\\');
-    if (root != std::wstring_view::npos && compareFolded(key.substr(root, software.size()), software) == 0) {
+    if (root != std::wstring_view::npos && equalFolded(key.substr(root, software.size()), software)) {
         std::wstring policy(key);
         policy.insert(root + software.size(), L"Policies\\");
         if (auto value = sys::registryValue(policy, name)) return value;

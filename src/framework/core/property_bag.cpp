@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "framework/core/bag_store.h"
-#include "framework/core/lossless_utf8.h"
 #include "framework/core/system.h"
+#include "framework/core/unicode.h"
 
 namespace CORE {
 
@@ -69,15 +69,16 @@ const BagEntry* PropertyBag::entryAt(std::size_t index) const noexcept {
 
 wstr PropertyBag::get(std::wstring_view name, std::wstring_view fallback) const {
     const std::uint32_t at = find(store_.get(), name);
-    return at == BagStore::none ? wstr(fallback) : wstr(lossless::decode(store_->value(at)));
+    return at == BagStore::none ? wstr(fallback)
+                                : wstr(unicode::decodeAll(store_->value(at), unicode::Policy::lossless));
 }
 
 wstr PropertyBag::get(std::size_t index) const {
-    return lossless::decode(utf8(index));
+    return unicode::decodeAll(utf8(index), unicode::Policy::lossless);
 }
 
 wstr PropertyBag::getName(std::size_t index) const {
-    return lossless::decode(nameUtf8(index));
+    return unicode::decodeAll(nameUtf8(index), unicode::Policy::lossless);
 }
 
 std::string_view PropertyBag::utf8(std::wstring_view name, std::string_view fallback) const {
@@ -251,7 +252,7 @@ int PropertyBag::getError() const noexcept {
 }
 
 wstr PropertyBag::getErrorText() const {
-    return store_ ? lossless::decode(store_->errorText()) : std::wstring();
+    return store_ ? unicode::decodeAll(store_->errorText(), unicode::Policy::lossless) : std::wstring();
 }
 
 bool PropertyBag::loadFromRegistry(std::wstring_view key) {

@@ -12,7 +12,7 @@ class SystemWorker : public WorkItem {
   public:
     bool MessageHandler(const wchar_t* operation, const PropertyBag& request,
                         PropertyBag& response) override {
-        if (compareFolded(operation, L"IsWorkerInstalled") == 0) return isWorkerInstalled(request, response);
+        if (equalFolded(operation, L"IsWorkerInstalled")) return isWorkerInstalled(request, response);
         response.setError(120);
         return false;
     }

@@ -2,6 +2,11 @@
 
 #include <openssl/crypto.h>
 
+#include <array>
+#include <cstdint>
+#include <type_traits>
+
+#include "framework/core/ascii.h"
 #include "framework/core/corestring.h"
 #include "framework/core/system.h"
 
@@ -9,58 +14,78 @@ namespace CORE::unicode {
 namespace {
 
 constexpr bool wideIsUtf16 = sizeof(wchar_t) == 2;
+constexpr char32_t replacement = 0xFFFD;
+constexpr char32_t lastCodePoint = 0x10FFFF;
 
-// wchar_t is signed on some platforms; a unit is not.
-char32_t unit(wchar_t c) noexcept {
-    return static_cast<char32_t>(c) & (wideIsUtf16 ? 0xFFFFU : 0xFFFFFFFFU);
-}
-char32_t unit(char c) noexcept {
-    return static_cast<unsigned char>(c);
-}
-
-char32_t foldAscii(char32_t c) noexcept {
-    return c >= 'a' && c <= 'z' ? c - ('a' - 'A') : c;
+// A unit is a number from 0 up, though char and wchar_t are signed on some platforms.
+template <class Ch>
+constexpr char32_t unit(Ch c) noexcept {
+    return static_cast<std::make_unsigned_t<Ch>>(c);
 }
 
-char32_t notText(char32_t value) noexcept {
-    return beyond + value;
+constexpr bool isSurrogate(char32_t c) noexcept {
+    return c >= 0xD800 && c <= 0xDFFF;
+}
+constexpr bool isCodePoint(char32_t c) noexcept {
+    return c <= lastCodePoint && !isSurrogate(c);
 }
 
-// How many bytes a sequence with this first byte has, and the least code point that needs so many.
-struct Lead {
-    std::size_t length;
-    char32_t bits;
-    char32_t least;
-};
-
-Lead lead(unsigned char first) noexcept {
-    if (first >= 0xC2 && first <= 0xDF) return {2, first & 0x1FU, 0x80};
-    if (first >= 0xE0 && first <= 0xEF) return {3, first & 0x0FU, 0x800};
-    if (first >= 0xF0 && first <= 0xF4) return {4, first & 0x07U, 0x10000};
-    return {0, 0, 0};
+// Bytes of a number's form: 7 bits fit into one byte, 11 into two, and five more into each further one.
+std::size_t encodedLength(char32_t c) noexcept {
+    if (c < 0x80) return 1;
+    std::size_t length = 2;
+    while (length < 7 && (std::uint64_t{c} >> (5 * length + 1)) != 0) ++length;
+    return length;
 }
 
-// Whether the text from there on begins with `what`, without regard to case.
-template <class View>
-bool beginsFolded(View text, std::size_t at, View what) noexcept {
-    for (std::size_t i = 0; i < what.size();) {
-        if (at >= text.size()) return false;
-        const Decoded a = decode(text, at);
-        const Decoded b = decode(what, i);
-        if (a.c != b.c && fold(a.c) != fold(b.c)) return false;
-        at += a.length;
-        i += b.length;
+char* put(char* to, char32_t c) noexcept {
+    if (c < 0x80) {
+        *to = static_cast<char>(c);
+        return to + 1;
     }
-    return true;
+    const std::size_t length = encodedLength(c);
+    for (std::size_t i = length; --i > 0; c >>= 6) to[i] = static_cast<char>(0x80 | (c & 0x3F));
+    to[0] = static_cast<char>(((0xFF00U >> length) & 0xFF) | c);
+    return to + length;
 }
 
-template <class View>
-std::size_t find(View text, View what, std::size_t from) noexcept {
-    if (from > text.size()) return View::npos;
-    if (what.empty()) return from;
-    for (std::size_t at = from; at < text.size(); at += decode(text, at).length)
-        if (beginsFolded(text, at, what)) return at;
-    return View::npos;
+void put(std::wstring& to, char32_t c) {
+    if (!wideIsUtf16 || c <= 0xFFFF) {
+        to.push_back(static_cast<wchar_t>(c));
+    } else if (c <= lastCodePoint) {
+        to.push_back(static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10)));
+        to.push_back(static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF)));
+    } else {
+        to.push_back(static_cast<wchar_t>(replacement));
+    }
+}
+
+// Calls `each(code point)` for the whole text as the policy has it.
+template <class Each>
+void forEach(std::wstring_view wide, Policy policy, Each&& each) {
+    for (std::size_t at = 0; at < wide.size();) {
+        const Decoded next = decode(wide, at);
+        each(next.valid || policy == Policy::lossless ? next.c : replacement);
+        at += next.length;
+    }
+}
+
+// How many units at the beginning are ASCII.
+template <class Ch>
+std::size_t asciiPrefix(std::basic_string_view<Ch> text) noexcept {
+    std::size_t at = 0;
+    for (; at + 8 <= text.size(); at += 8) {
+        char32_t bits = 0;
+        for (std::size_t i = 0; i < 8; ++i) bits |= unit(text[at + i]);
+        if (bits >= 0x80) break;
+    }
+    while (at < text.size() && unit(text[at]) < 0x80) ++at;
+    return at;
+}
+
+// Order of two code points, or malformed units, which stand behind all code points.
+std::uint64_t orderOf(const Decoded& decoded) noexcept {
+    return decoded.valid ? fold(decoded.c) : std::uint64_t{1} << 32 | decoded.c;
 }
 
 template <class View>
@@ -68,17 +93,11 @@ int compare(View a, View b) noexcept {
     std::size_t i = 0;
     std::size_t j = 0;
     while (i < a.size() && j < b.size()) {
-        if ((unit(a[i]) | unit(b[j])) < 0x80) {  // most text, and nothing to decode
-            const char32_t x = foldAscii(unit(a[i++]));
-            const char32_t y = foldAscii(unit(b[j++]));
-            if (x != y) return x < y ? -1 : 1;
-            continue;
-        }
         const Decoded left = decode(a, i);
         const Decoded right = decode(b, j);
-        if (left.c != right.c) {
-            const char32_t x = fold(left.c);
-            const char32_t y = fold(right.c);
+        if (left.c != right.c || left.valid != right.valid) {
+            const std::uint64_t x = orderOf(left);
+            const std::uint64_t y = orderOf(right);
             if (x != y) return x < y ? -1 : 1;
         }
         i += left.length;
@@ -88,125 +107,95 @@ int compare(View a, View b) noexcept {
     return j < b.size() ? -1 : 0;
 }
 
-wchar_t* putWide(wchar_t* to, char32_t c) noexcept {
-    if (wideIsUtf16 && c >= 0x10000) {
-        *to++ = static_cast<wchar_t>(0xD800 + ((c - 0x10000) >> 10));
-        *to++ = static_cast<wchar_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
-    } else {
-        *to++ = static_cast<wchar_t>(c);
-    }
-    return to;
-}
-
-std::size_t utf8Length(char32_t c) noexcept {
-    return c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
-}
-
-char* putUtf8(char* to, char32_t c) noexcept {
-    static constexpr unsigned marks[] = {0, 0, 0xC0, 0xE0, 0xF0};
-    const std::size_t length = utf8Length(c);
-    for (std::size_t i = length - 1; i > 0; --i, c >>= 6) to[i] = static_cast<char>(0x80 | (c & 0x3F));
-    to[0] = static_cast<char>(marks[length] | c);
-    return to + length;
-}
-
-char32_t orReplacement(const Decoded& decoded) noexcept {
-    return decoded.valid() ? decoded.c : replacement;
-}
-
 }  // namespace
 
-Decoded decode(std::string_view utf8, std::size_t at) noexcept {
-    const auto first = static_cast<unsigned char>(utf8[at]);
-    if (first < 0x80) return {first, 1};
-    const Lead shape = lead(first);
-    if (shape.length == 0 || at + shape.length > utf8.size()) return {notText(first), 1};
-    char32_t c = shape.bits;
-    for (std::size_t i = 1; i < shape.length; ++i) {
-        const auto next = static_cast<unsigned char>(utf8[at + i]);
-        if ((next & 0xC0) != 0x80) return {notText(first), 1};
-        c = (c << 6) | (next & 0x3FU);
+Decoded decode(std::string_view utf8, std::size_t at, Policy policy) noexcept {
+    const char32_t first = unit(utf8[at]);
+    if (first < 0x80) return {first, 1, true};
+    const Decoded malformed{first, 1, false};
+    std::size_t length = 0;  // as many as the first byte has leading ones
+    while (length < 8 && (first & (0x80U >> length)) != 0) ++length;
+    const std::size_t longest = policy == Policy::lossless ? 7 : 4;
+    if (length < 2 || length > longest || length > utf8.size() - at) return malformed;
+    std::uint64_t number = first & (0x7FU >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        const char32_t next = unit(utf8[at + i]);
+        if ((next & 0xC0) != 0x80) return malformed;
+        number = number << 6 | (next & 0x3F);
     }
-    if (c < shape.least || c > 0x10FFFF || isSurrogate(c)) return {notText(first), 1};
-    return {c, shape.length};
+    const auto c = static_cast<char32_t>(number);
+    if (c != number || encodedLength(c) != length) return malformed;  // a longer form than it needs
+    if (policy == Policy::replacing && !isCodePoint(c)) return malformed;
+    return {c, length, true};
 }
 
 Decoded decode(std::wstring_view wide, std::size_t at) noexcept {
     const char32_t c = unit(wide[at]);
-    if (!isSurrogate(c)) return {c, 1};
-    if (wideIsUtf16 && c < 0xDC00 && at + 1 < wide.size()) {
+    if (wideIsUtf16 && c >= 0xD800 && c < 0xDC00 && at + 1 < wide.size()) {
         const char32_t low = unit(wide[at + 1]);
-        if (low >= 0xDC00 && low <= 0xDFFF) return {0x10000 + ((c - 0xD800) << 10) + (low - 0xDC00), 2};
+        if (low >= 0xDC00 && low <= 0xDFFF) return {0x10000 + ((c - 0xD800) << 10) + (low - 0xDC00), 2, true};
     }
-    return {notText(c), 1};
+    return {c, 1, isCodePoint(c)};
+}
+
+std::size_t encodedSize(std::wstring_view wide, Policy policy) noexcept {
+    std::size_t size = asciiPrefix(wide);
+    forEach(wide.substr(size), policy, [&size](char32_t c) { size += encodedLength(c); });
+    return size;
+}
+
+char* encode(std::wstring_view wide, char* to, Policy policy) noexcept {
+    const std::size_t ascii = asciiPrefix(wide);
+    for (std::size_t i = 0; i < ascii; ++i) to[i] = static_cast<char>(wide[i]);
+    to += ascii;
+    forEach(wide.substr(ascii), policy, [&to](char32_t c) { to = put(to, c); });
+    return to;
+}
+
+std::wstring decodeAll(std::string_view utf8, Policy policy) {
+    const std::size_t ascii = asciiPrefix(utf8);
+    std::wstring wide(utf8.begin(), utf8.begin() + static_cast<std::ptrdiff_t>(ascii));
+    if (ascii == utf8.size()) return wide;
+    wide.reserve(utf8.size());  // no form becomes more units than it has bytes
+    for (std::size_t at = ascii; at < utf8.size();) {
+        const Decoded next = decode(utf8, at, policy);
+        put(wide, next.valid ? next.c : replacement);
+        at += next.length;
+    }
+    return wide;
 }
 
 char32_t fold(char32_t c) noexcept {
-    if (c < 0x80) return foldAscii(c);
+    if (c < 0x80) return asciiUpper(c);
     // Outside the basic plane nothing folds: so do the directory and the file system.
-    return c < 0x10000 ? static_cast<char32_t>(foldCase(static_cast<wchar_t>(c))) & 0xFFFFU : c;
+    return c < 0x10000 ? unit(foldCase(static_cast<wchar_t>(c))) : c;
 }
 
-std::size_t findFolded(std::string_view text, std::string_view what, std::size_t from) noexcept {
-    return find(text, what, from);
-}
 std::size_t findFolded(std::wstring_view text, std::wstring_view what, std::size_t from) noexcept {
-    return find(text, what, from);
+    for (std::size_t at = from; at <= text.size() && what.size() <= text.size() - at;
+         at += decode(text, at).length)
+        if (compare(text.substr(at, what.size()), what) == 0) return at;
+    return std::wstring_view::npos;
 }
 
 }  // namespace CORE::unicode
 
 namespace CORE {
 
-using unicode::decode;
-using unicode::Decoded;
-
 std::wstring toWide(std::string_view utf8) {
-    std::wstring out(utf8.size(), L'\0');  // no sequence becomes more units than it has bytes
-    wchar_t* to = out.data();
-    for (std::size_t at = 0; at < utf8.size();) {
-        const char32_t first = unicode::unit(utf8[at]);
-        if (first < 0x80) {
-            *to++ = static_cast<wchar_t>(first);
-            ++at;
-            continue;
-        }
-        const Decoded next = decode(utf8, at);
-        to = unicode::putWide(to, unicode::orReplacement(next));
-        at += next.length;
-    }
-    out.resize(static_cast<std::size_t>(to - out.data()));
-    return out;
+    return unicode::decodeAll(utf8, unicode::Policy::replacing);
 }
 
 std::string toUtf8(std::wstring_view wide) {
-    std::size_t atMost = 0;
-    for (const wchar_t c : wide) atMost += unicode::utf8Length(unicode::unit(c));
-    std::string out(atMost, '\0');
-    char* to = out.data();
-    for (std::size_t at = 0; at < wide.size();) {
-        const char32_t first = unicode::unit(wide[at]);
-        if (first < 0x80) {
-            *to++ = static_cast<char>(first);
-            ++at;
-            continue;
-        }
-        const Decoded next = decode(wide, at);
-        to = unicode::putUtf8(to, unicode::orReplacement(next));
-        at += next.length;
-    }
-    out.resize(static_cast<std::size_t>(to - out.data()));
+    std::string out(unicode::encodedSize(wide, unicode::Policy::replacing), '\0');
+    unicode::encode(wide, out.data(), unicode::Policy::replacing);
     return out;
 }
 
 bool isValidUtf8(std::string_view text) noexcept {
-    for (std::size_t at = 0; at < text.size();) {
-        if (unicode::unit(text[at]) < 0x80) {
-            ++at;
-            continue;
-        }
-        const Decoded next = decode(text, at);
-        if (!next.valid()) return false;
+    for (std::size_t at = unicode::asciiPrefix(text); at < text.size();) {
+        const unicode::Decoded next = unicode::decode(text, at);
+        if (!next.valid) return false;
         at += next.length;
     }
     return true;
@@ -214,7 +203,7 @@ bool isValidUtf8(std::string_view text) noexcept {
 
 wchar_t foldCase(wchar_t c) noexcept {
     const char32_t code = unicode::unit(c);
-    if (code < 0x80) return static_cast<wchar_t>(unicode::foldAscii(code));
+    if (code < 0x80) return asciiUpper(c);
     if (code > 0xFFFF || unicode::isSurrogate(code)) return c;
     // Pairs only, as the directory and the file system fold: final sigma, dotless i, long s and the like have
     // no way back and stay. So no look-alike meets a name in ASCII either.
@@ -224,7 +213,7 @@ wchar_t foldCase(wchar_t c) noexcept {
 
 wchar_t lowerCase(wchar_t c) noexcept {
     const char32_t code = unicode::unit(c);
-    if (code < 0x80) return code >= 'A' && code <= 'Z' ? static_cast<wchar_t>(code + ('a' - 'A')) : c;
+    if (code < 0x80) return asciiLower(c);
     if (code > 0xFFFF || unicode::isSurrogate(code)) return c;
     const wchar_t lower = sys::lowerCase(c);
     return unicode::unit(lower) < 0x80 ? c : lower;
@@ -235,6 +224,13 @@ int compareFolded(std::wstring_view a, std::wstring_view b) noexcept {
 }
 int compareFolded(std::string_view a, std::string_view b) noexcept {
     return unicode::compare(a, b);
+}
+
+std::string foldText(std::string_view utf8) {
+    if (isAscii(utf8) || !isValidUtf8(utf8)) return asciiLower(std::string(utf8));
+    std::wstring wide = toWide(utf8);
+    for (wchar_t& c : wide) c = foldCase(c);
+    return toUtf8(wide);
 }
 
 void wipeMemory(void* data, std::size_t bytes) noexcept {
