@@ -4,6 +4,7 @@
 #include <span>
 #include <string_view>
 
+#include "framework/core/ascii.h"
 #include "framework/operation_table.h"
 
 namespace wsadmin {
@@ -52,10 +53,7 @@ std::string code(std::wstring_view text) {
 }
 
 std::string anchor(std::wstring_view name) {
-    std::string lower = CORE::toUtf8(name);
-    std::ranges::transform(lower, lower.begin(),
-                           [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
-    return lower;
+    return CORE::asciiLower(CORE::toUtf8(name));
 }
 
 std::string contents(std::span<const Operation> operations) {

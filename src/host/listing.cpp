@@ -30,9 +30,8 @@ std::vector<const PropertyBag*> bagsOf(const PropertyBag& bag, std::wstring_view
 // Null when there is none of that name.
 const PropertyBag* operationNamed(const PropertyBag& operations, std::string_view name) {
     const auto all = bagsOf(operations, L"operation");
-    const auto found = std::ranges::find_if(all, [&](const PropertyBag* operation) {
-        return CORE::compareFolded(operation->utf8(L"name"), name) == 0;
-    });
+    const auto found = std::ranges::find_if(
+        all, [&](const PropertyBag* operation) { return CORE::equalFolded(operation->utf8(L"name"), name); });
     return found == all.end() ? nullptr : *found;
 }
 

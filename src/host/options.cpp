@@ -69,7 +69,7 @@ std::string contradiction(const Options& o, bool list) {
 
 std::optional<int> parseLevel(std::string_view text) {
     const auto level = std::find_if(std::begin(levelNames), std::end(levelNames), [&](const char* name) {
-        return CORE::compareFolded(text, std::string_view(name)) == 0;
+        return CORE::equalFolded(text, std::string_view(name));
     });
     if (level == std::end(levelNames)) return std::nullopt;
     return static_cast<int>(level - std::begin(levelNames));

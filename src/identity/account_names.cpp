@@ -65,10 +65,6 @@ constexpr ErrorText errorTexts[] = {
      L"The referenced account is currently locked out and may not be logged on to."},
 };
 
-bool same(std::wstring_view a, std::wstring_view b) {
-    return CORE::compareFolded(a, b) == 0;
-}
-
 Sid sidOf(std::string_view text) {
     return Sid::parse(text).value();  // a literal of the table
 }
@@ -81,7 +77,7 @@ std::optional<Account> wellKnownAccount(std::wstring_view name) {
     const std::wstring_view domain = name.substr(0, qualified ? slash : 0);
     const std::wstring_view account = qualified ? name.substr(slash + 1) : name;
     for (const WellKnown& known : wellKnown)
-        if (same(known.name, account) && (!qualified || same(known.domain, domain)))
+        if (CORE::equalFolded(known.name, account) && (!qualified || CORE::equalFolded(known.domain, domain)))
             return Account{sidOf(known.sid), std::wstring(known.domain), known.kind};
     return std::nullopt;
 }

@@ -29,7 +29,7 @@ const std::vector<std::string> accountAttributes = {"objectSid", "objectClass", 
 AccountKind kindOf(const DirectoryRow& row) {
     const auto is = [&row](std::string_view objectClass) {
         return std::ranges::any_of(row.all("objectClass"), [&](const platform::DirectoryValue& value) {
-            return CORE::compareFolded(platform::directoryText(value), objectClass) == 0;
+            return CORE::equalFolded(platform::directoryText(value), objectClass);
         });
     };
     if (is("computer")) return AccountKind::computer;

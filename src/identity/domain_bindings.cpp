@@ -31,7 +31,7 @@ std::wstring DomainBindings::dnsName(std::wstring_view shortName) const {
 std::wstring DomainBindings::shortName(std::wstring_view dnsName) const {
     if (dnsName.empty()) return {};  // a domain without a DNS name is mapped to an empty one
     for (const CORE::BagProperty& name : names.props())
-        if (CORE::compareFolded(name.value, CORE::toUtf8(dnsName)) == 0) return CORE::toWide(name.name);
+        if (CORE::equalFolded(name.value, CORE::toUtf8(dnsName))) return CORE::toWide(name.name);
     return {};
 }
 

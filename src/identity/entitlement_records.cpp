@@ -38,7 +38,7 @@ std::string packageTypeOf(const DirectoryRow& row) {
     const auto isOf = [&classes](std::string_view wanted) {
         return std::ranges::any_of(classes, [wanted](const platform::DirectoryValue& value) {
             const auto* const text = std::get_if<std::string>(&value);
-            return text && CORE::compareFolded(*text, wanted) == 0;
+            return text && CORE::equalFolded(*text, wanted);
         });
     };
     if (isOf(layout::objectClass::package)) return "Mirapak Application";

@@ -100,7 +100,7 @@ std::string Domain::rootNamingContext(std::wstring_view domain) const {
 void Domain::contact(DomainFacts& domain, const DomainSurvey& survey) {
     const DirectoryThread thread(*access_.services);
     domain.rootNamingContext = rootNamingContext(domain.dns);
-    const bool primary = CORE::compareFolded(domain.dns, survey.primaryDns) == 0;
+    const bool primary = CORE::equalFolded(domain.dns, survey.primaryDns);
     if (primary || !domain.statedTrust.empty() || domain.rootNamingContext.empty()) return;
     domain.listsPrimary = names(trustedDomains(domain.dns).getBag(L"dnsBag"), survey.primaryDns);
 }

@@ -12,7 +12,7 @@
 
 namespace wsadmin {
 
-using CORE::compareFolded;
+using CORE::equalFolded;
 using CORE::toUtf8;
 using CORE::toWide;
 using platform::LdapEntry;
@@ -44,13 +44,9 @@ const ListNames& namesOf(DomainListType type) {
     return listNames.at(static_cast<std::size_t>(type));
 }
 
-bool same(std::wstring_view a, std::wstring_view b) {
-    return compareFolded(a, b) == 0;
-}
-
 const std::wstring* findDomain(const std::vector<std::wstring>& list, std::wstring_view domain) {
     const auto found =
-        std::ranges::find_if(list, [domain](const std::wstring& d) { return same(d, domain); });
+        std::ranges::find_if(list, [domain](const std::wstring& d) { return equalFolded(d, domain); });
     return found == list.end() ? nullptr : &*found;
 }
 
@@ -78,7 +74,7 @@ const DomainLists& listsFor(const DomainFilters& filters, const std::wstring& br
 // The cluster's list cannot exclude the primary domain of any broker, a broker's list not its own.
 Result<void> checkExclusion(const DomainFilters& filters, const DomainListRequest& request) {
     const auto isPrimary = [&](const BrokerDomains& broker) {
-        return same(broker.dnsDomain, request.domain);
+        return equalFolded(broker.dnsDomain, request.domain);
     };
     if (request.broker.empty()) {
         if (std::ranges::none_of(filters.brokers, isPrimary)) return {};
@@ -97,7 +93,7 @@ const std::vector<std::wstring>& DomainLists::of(DomainListType type) const noex
 
 const BrokerDomains* DomainFilters::broker(std::wstring_view name) const noexcept {
     const auto found =
-        std::ranges::find_if(brokers, [name](const BrokerDomains& b) { return same(b.name, name); });
+        std::ranges::find_if(brokers, [name](const BrokerDomains& b) { return equalFolded(b.name, name); });
     return found == brokers.end() ? nullptr : &*found;
 }
 
@@ -208,10 +204,10 @@ Result<DomainListRequest> DomainConfig::readRequest() {
     const std::wstring operation = request().text(key::listChange).str();
     const std::wstring listType = request().text(key::listType).str();
     const auto change =
-        std::ranges::find_if(changes, [&](const auto& c) { return same(c.first, operation); });
+        std::ranges::find_if(changes, [&](const auto& c) { return equalFolded(c.first, operation); });
     if (change == changes.end()) return fail(operation + L" is not a valid operation");
     const auto type =
-        std::ranges::find_if(listNames, [&](const auto& n) { return same(n.request, listType); });
+        std::ranges::find_if(listNames, [&](const auto& n) { return equalFolded(n.request, listType); });
     if (type == listNames.end()) return fail(listType + L" is not a valid list type");
     return DomainListRequest{change->second, type->type, request().text(key::listBroker).str(),
                              request().text(key::listDomain).str()};

@@ -6,16 +6,13 @@
 
 namespace wsadmin {
 
+using CORE::equalFolded;
 using CORE::PropertyBag;
 using CORE::toWide;
 
 namespace {
 
 constexpr std::wstring_view globalCatalog = L"GC:";
-
-bool same(std::wstring_view a, std::wstring_view b) {
-    return CORE::compareFolded(a, b) == 0;
-}
 
 PropertyBag health(const DomainFacts& domain, std::wstring_view contactable, std::wstring_view trust) {
     PropertyBag bag;
@@ -34,7 +31,7 @@ std::wstring dnsNameOf(std::string_view namingContext) {
     if (!dn || dn->empty()) return toWide(namingContext);
     std::string name;
     for (const auto& rdn : *dn) {
-        if (CORE::compareFolded(rdn.front().type, std::string_view("dc")) != 0) return toWide(namingContext);
+        if (!CORE::equalFolded(rdn.front().type, std::string_view("dc"))) return toWide(namingContext);
         name += (name.empty() ? "" : ".") + rdn.front().value;
     }
     return toWide(name);
@@ -46,11 +43,11 @@ bool sameForest(std::string_view rootA, std::string_view rootB) {
         logDebug(L"Converted %s to %s", root, name);
         return name;
     };
-    return same(convert(rootA), convert(rootB));
+    return equalFolded(convert(rootA), convert(rootB));
 }
 
 std::wstring trustType(const DomainFacts& domain, const DomainSurvey& survey) {
-    if (same(domain.dns, survey.primaryDns)) return L"PRIMARYDOMAIN";
+    if (equalFolded(domain.dns, survey.primaryDns)) return L"PRIMARYDOMAIN";
     if (!domain.statedTrust.empty()) return domain.statedTrust;
     if (domain.rootNamingContext.empty()) return L"UNKNOWN";
     return domain.listsPrimary ? L"TWOWAY" : L"FROMBROKER";

@@ -11,7 +11,7 @@ bool beginsWith(std::string_view value, std::string_view prefix) {
     const std::wstring wide = CORE::toWide(value);
     const std::wstring begin = CORE::toWide(prefix);
     return wide.size() >= begin.size() &&
-           CORE::compareFolded(std::wstring_view(wide).substr(0, begin.size()), begin) == 0;
+           CORE::equalFolded(std::wstring_view(wide).substr(0, begin.size()), begin);
 }
 
 }  // namespace
@@ -26,7 +26,7 @@ bool setNameValue(platform::LdapSession& session, const platform::LdapEntry& ent
     }
     logVerbose(L"Setting NV pair %s, %s=%s in %s\n", attribute, name, value, entry.dn);
     for (const std::string& present : entry.all(attribute)) {
-        if (CORE::compareFolded(present, wanted) == 0) {
+        if (CORE::equalFolded(present, wanted)) {
             logVerbose(L"Already set. No update required.");
             return false;
         }

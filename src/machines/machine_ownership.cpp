@@ -64,7 +64,7 @@ Result<LdapEntry> ownershipTarget(LdapSession& session, const MachineCriteria& c
     if (machines->empty())
         return fail(L"No virtual or physical machine entry was found matching the specified criteria");
     const std::string_view state = machines->front().first(layout::attribute::offlineState);
-    if (!state.empty() && CORE::compareFolded(state, std::string_view("checked in")) != 0)
+    if (!state.empty() && !CORE::equalFolded(state, std::string_view("checked in")))
         return fail(L"Desktop is in Local Mode.  Re-assignment or removal of assignment is not allowed.");
     return std::move(machines->front());
 }

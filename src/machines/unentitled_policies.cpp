@@ -18,8 +18,8 @@ bool isDesktop(std::string_view dn) {
     const auto name = platform::parseDn(dn);
     if (!name || name->size() < 2) return false;
     const auto& container = (*name)[1].front();
-    return CORE::compareFolded(container.type, std::string_view("OU")) == 0 &&
-           CORE::compareFolded(container.value, std::string_view("Applications")) == 0;
+    return CORE::equalFolded(container.type, std::string_view("OU")) &&
+           CORE::equalFolded(container.value, std::string_view("Applications"));
 }
 
 // The first component of the link's name that is a principal's.

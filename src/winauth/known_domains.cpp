@@ -23,10 +23,6 @@ constexpr int trustsBothWays = 3;
 constexpr int withoutDnsName = 1;
 constexpr int otherRealm = 3;  // no domain, but a Kerberos realm
 
-bool same(std::string_view a, std::string_view b) {
-    return CORE::compareFolded(a, b) == 0;
-}
-
 using Row = std::map<std::string, std::string>;
 
 // The entries of one level below a container, as the first values of the attributes.
@@ -73,7 +69,7 @@ std::optional<KnownDomain> trustedDomain(Row& trust) {
 
 void addUnlessKnown(std::vector<KnownDomain>& domains, KnownDomain domain) {
     const bool known = std::ranges::any_of(
-        domains, [&](const KnownDomain& other) { return same(other.netBios, domain.netBios); });
+        domains, [&](const KnownDomain& other) { return CORE::equalFolded(other.netBios, domain.netBios); });
     if (!known) domains.push_back(std::move(domain));
 }
 
@@ -100,8 +96,8 @@ Result<KnownDomains> readAll(DirectoryServices& services, const std::string& ser
         entriesBelow(services, {.server = server, .dn = "CN=Partitions," + root->configuration},
                      "(&(objectClass=crossRef)(nETBIOSName=*))", {"nCName", "dnsRoot", "nETBIOSName"});
     if (!forest) return fail(forest.error());
-    const auto own =
-        std::ranges::find_if(*forest, [&](Row& reference) { return same(reference["nCName"], root->own); });
+    const auto own = std::ranges::find_if(
+        *forest, [&](Row& reference) { return CORE::equalFolded(reference["nCName"], root->own); });
     if (own == forest->end()) return fail(1, L"the forest has no names for " + toWide(root->own));
 
     KnownDomains known{
@@ -142,7 +138,7 @@ void filterDomains(KnownDomains& known, const PropertyBag& configuration) {
             : configuration.getBag(L"brokerList").getBag(configuration.get(L"brokerName"));
     const PropertyBag& list = level.getBag(include ? L"includeList" : L"excludeList");
     std::erase_if(known.domains, [&](const KnownDomain& domain) {
-        return !same(domain.dns, known.primaryDns) && lists(list, domain) != include;
+        return !CORE::equalFolded(domain.dns, known.primaryDns) && lists(list, domain) != include;
     });
 }
 

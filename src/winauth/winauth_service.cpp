@@ -32,7 +32,7 @@ class Operation : public CORE::serviceOperation {
     bool MessageHandler(const wchar_t* operation, const PropertyBag& request,
                         PropertyBag& response) override {
         for (const auto& [name, method] : operations) {
-            if (CORE::compareFolded(name, operation) != 0) continue;
+            if (!CORE::equalFolded(name, operation)) continue;
             response &= (service_.get()->*method)(request);
             return true;
         }

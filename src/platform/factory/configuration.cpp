@@ -127,7 +127,7 @@ void readServer(TomlSection& section, const path& file, Configuration& configura
     if (route.askedHost.empty()) section.wrong("for", "a server needs for = \"the host that is asked for\"");
     section.number("for-port", route.askedPort, 1, 65535);
     for (const DirectoryRoute& other : configuration.routes)
-        if (CORE::compareFolded(other.askedHost, route.askedHost) == 0 && other.askedPort == route.askedPort)
+        if (CORE::equalFolded(other.askedHost, route.askedHost) && other.askedPort == route.askedPort)
             section.wrong("for", "there is a server for " + route.askedHost + " already");
     route.host = route.askedHost;
     addRoute(section, file, std::move(route), configuration);

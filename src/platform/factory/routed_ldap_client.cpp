@@ -10,12 +10,12 @@ using Method = LdapCredentials::Method;
 
 bool isThisServer(std::string_view host) {
     static constexpr std::string_view names[] = {"", "localhost", "127.0.0.1", "::1"};
-    return std::ranges::any_of(names, [&](auto name) { return CORE::compareFolded(host, name) == 0; });
+    return std::ranges::any_of(names, [&](auto name) { return CORE::equalFolded(host, name); });
 }
 
 // How well a route fits: 0 when it is not for that endpoint, more for the very host and the very port.
 int fitOf(const DirectoryRoute& route, const LdapEndpoint& asked) {
-    const bool sameHost = CORE::compareFolded(route.askedHost, asked.host) == 0;
+    const bool sameHost = CORE::equalFolded(route.askedHost, asked.host);
     const bool host = sameHost || (route.askedHost.empty() && isThisServer(asked.host));
     if (!host || (route.askedPort && *route.askedPort != asked.port)) return 0;
     return 1 + (sameHost ? 2 : 0) + (route.askedPort ? 1 : 0);

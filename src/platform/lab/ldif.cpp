@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "framework/core/ascii.h"
 #include "framework/core/corestring.h"
 #include "platform/lab/syntax.h"
 
@@ -108,8 +109,7 @@ LdifLine LdifReader::parse(std::string_view line, int number) const {
     if (colon == line.npos || colon == 0) throw Wrong{number, "expected \"name: value\""};
     const auto name = line.substr(0, colon);
     const bool wellNamed = std::all_of(name.begin(), name.end(), [](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-' ||
-               c == ';' || c == '.';
+        return CORE::isAsciiAlphanumeric(c) || c == '-' || c == ';' || c == '.';
     });
     if (!wellNamed) throw Wrong{number, "\"" + std::string(name) + "\" is no attribute name"};
     LdifLine result{std::string(name), "", number};

@@ -21,10 +21,6 @@ bool matchesPattern(std::wstring_view text, std::wstring_view pattern) {
     return matchesPattern(text.substr(1), pattern.substr(1));
 }
 
-bool sameKey(std::wstring_view a, std::wstring_view b) {
-    return CORE::compareFolded(a, b) == 0;
-}
-
 std::wstring_view withoutEnd(std::wstring_view key) {
     while (key.ends_with(L'\\')) key.remove_suffix(1);
     return key;
@@ -69,7 +65,7 @@ Result<std::optional<RegistryData>> LabRegistry::read(std::wstring_view key, std
 
 Result<void> LabRegistry::write(std::wstring_view key, std::wstring_view value, const RegistryData& data) {
     const std::lock_guard lock(mutex_);
-    const auto same = [&](const auto& known) { return sameKey(known, withoutEnd(key)); };
+    const auto same = [&](const auto& known) { return CORE::equalFolded(known, withoutEnd(key)); };
     if (std::none_of(keys_.begin(), keys_.end(), same)) keys_.emplace_back(withoutEnd(key));
     changed_ = true;
     return registry_.write(key, value, data);

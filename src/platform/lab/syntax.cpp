@@ -5,7 +5,7 @@
 #include <charconv>
 #include <cstdio>
 
-#include "framework/core/corestring.h"
+#include "framework/core/ascii.h"
 #include "platform/ldap/sid.h"
 
 namespace wsadmin::platform::lab {
@@ -14,14 +14,6 @@ namespace {
 
 constexpr std::array<std::string_view, 9> syntaxNames = {"string", "int",    "int64", "bool", "time",
                                                          "dn",     "octets", "sid",   "guid"};
-
-bool isAscii(std::string_view text) {
-    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
-char lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-}
 
 template <class Number>
 std::optional<Number> number(std::string_view text, int base = 10) {
@@ -61,22 +53,8 @@ std::string_view syntaxName(Syntax syntax) {
     return syntaxNames[static_cast<std::size_t>(syntax)];
 }
 
-std::string foldText(std::string_view text) {
-    std::string folded(text);
-    if (isAscii(text)) {
-        std::transform(folded.begin(), folded.end(), folded.begin(), lower);
-        return folded;
-    }
-    if (!CORE::isValidUtf8(text)) return folded;  // bytes of some other kind equal only themselves
-    std::wstring wide = CORE::toWide(text);
-    std::transform(wide.begin(), wide.end(), wide.begin(), CORE::foldCase);
-    return CORE::toUtf8(wide);
-}
-
 bool equalFolded(std::string_view a, std::string_view folded) {
-    if (!isAscii(a)) return foldText(a) == folded;
-    return a.size() == folded.size() &&
-           std::equal(a.begin(), a.end(), folded.begin(), [](char x, char y) { return lower(x) == y; });
+    return CORE::isAscii(a) ? CORE::equalAscii(a, folded) : foldText(a) == folded;
 }
 
 std::optional<std::string> storedValue(Syntax syntax, std::string_view value) {

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "framework/core/corestring.h"
+
 namespace wsadmin::platform::lab {
 
 enum class Syntax : std::uint8_t { text, integer, largeInteger, boolean, time, dn, octets, sid, guid };
@@ -14,8 +16,7 @@ enum class Syntax : std::uint8_t { text, integer, largeInteger, boolean, time, d
 std::optional<Syntax> syntaxOfName(std::string_view name);  // as schema files name them
 std::string_view syntaxName(Syntax syntax);
 
-// One spelling for all texts that are equal without regard to case (UTF-8).
-std::string foldText(std::string_view text);
+using CORE::foldText;
 bool equalFolded(std::string_view a, std::string_view folded);  // the second is folded already
 
 // The stored form of a value that a client or a file gives: numbers, times and flags in one spelling, SIDs

@@ -2,17 +2,15 @@
 
 #include <algorithm>
 
+#include "framework/core/ascii.h"
+
 namespace wsadmin::platform::lab {
 
 namespace {
 
 // AD spells the short types of names in upper case and the others as its schema does.
 std::string typeText(const std::string& name) {
-    std::string text = name;
-    if (text.size() <= 2)
-        std::transform(text.begin(), text.end(), text.begin(),
-                       [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
-    return text;
+    return name.size() <= 2 ? CORE::asciiUpper(name) : name;
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view rootName = "rootDSE";
 
 bool takePrefix(std::string_view& text, std::string_view prefix) {
-    if (CORE::compareFolded(text.substr(0, prefix.size()), prefix) != 0) return false;
+    if (!CORE::equalFolded(text.substr(0, prefix.size()), prefix)) return false;
     text.remove_prefix(prefix.size());
     return true;
 }
@@ -40,7 +40,7 @@ bool takeServer(std::string_view text, DirectoryPath& path) {
 }
 
 bool isRootDse(std::string_view name) {
-    return CORE::compareFolded(name, rootName) == 0;
+    return CORE::equalFolded(name, rootName);
 }
 
 // A name in a path may have its slashes escaped, which is no escape of names.

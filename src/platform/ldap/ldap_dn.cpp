@@ -1,6 +1,7 @@
 // Distinguished names: reading, writing and comparing.
 #include <algorithm>
 
+#include "framework/core/ascii.h"
 #include "framework/core/corestring.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/text/hex.h"
@@ -10,7 +11,7 @@ namespace wsadmin::platform {
 namespace {
 
 bool isTypeCharacter(char c) noexcept {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '.';
+    return CORE::isAsciiAlphanumeric(c) || c == '-' || c == '.';
 }
 
 // The content of a BER string or number; nothing when the octets are not exactly one such element.
@@ -140,23 +141,8 @@ class DnReader {
     std::size_t position_ = 0;
 };
 
-std::string foldAscii(std::string text) {
-    for (char& c : text)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return text;
-}
-
-std::string foldValue(const std::string& value) {
-    const bool ascii = std::all_of(value.begin(), value.end(), [](char c) { return (c & 0x80) == 0; });
-    // Bytes that are no text must stay apart: decoding would make all of them one replacement character.
-    if (ascii || !CORE::isValidUtf8(value)) return foldAscii(value);
-    std::wstring wide = CORE::toWide(value);
-    for (wchar_t& c : wide) c = CORE::foldCase(c);
-    return CORE::toUtf8(wide);
-}
-
 std::string foldType(const std::string& type) {
-    std::string folded = foldAscii(type);
+    std::string folded = CORE::asciiLower(type);
     if (folded.starts_with("oid.")) folded.erase(0, 4);
     return folded;
 }
@@ -203,7 +189,7 @@ std::string dnKey(const Dn& dn) {
     for (Rdn& rdn : folded) {
         for (RdnPart& part : rdn) {
             part.type = foldType(part.type);
-            part.value = foldValue(part.value);
+            part.value = CORE::foldText(part.value);
         }
         std::sort(rdn.begin(), rdn.end(), [](const RdnPart& a, const RdnPart& b) {
             return a.type != b.type ? a.type < b.type : a.value < b.value;
@@ -260,8 +246,7 @@ std::string dnsDomainOf(std::string_view dn) {
     const auto parsed = parseDn(dn);
     std::string name;
     for (auto rdn = parsed ? parsed->rbegin() : Dn::const_reverse_iterator();
-         parsed && rdn != parsed->rend() &&
-         CORE::compareFolded(rdn->front().type, std::string_view("dc")) == 0;
+         parsed && rdn != parsed->rend() && CORE::equalFolded(rdn->front().type, std::string_view("dc"));
          ++rdn)
         name.insert(0, name.empty() ? rdn->front().value : rdn->front().value + ".");
     return name;

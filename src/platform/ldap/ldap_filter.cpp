@@ -1,6 +1,7 @@
 // Search filters: reading strict and lax ones, writing strict ones.
 #include <algorithm>
 
+#include "framework/core/ascii.h"
 #include "framework/core/corestring.h"
 #include "framework/core/format.h"
 #include "platform/ldap/ldap_text.h"
@@ -27,8 +28,7 @@ std::string_view trimmed(std::string_view text) noexcept {
 // An attribute description, a matching rule's name or an OID, with options.
 bool isDescription(std::string_view text) noexcept {
     const auto allowed = [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
-               c == '.' || c == ';' || c == '_';
+        return CORE::isAsciiAlphanumeric(c) || c == '-' || c == '.' || c == ';' || c == '_';
     };
     return !text.empty() && std::all_of(text.begin(), text.end(), allowed);
 }

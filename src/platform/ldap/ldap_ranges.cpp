@@ -10,17 +10,13 @@ namespace {
 
 constexpr std::string_view rangeOption = ";range=";
 
-bool sameName(std::string_view a, std::string_view b) {
-    return CORE::compareFolded(a, b) == 0;
-}
-
 // Where the option of a range begins; the name's length where it has none.
 std::size_t optionOf(std::string_view name) {
     return std::min(name.find(';'), name.size());
 }
 
 bool isRange(std::string_view name) {
-    return sameName(name.substr(optionOf(name)).substr(0, rangeOption.size()), rangeOption);
+    return CORE::equalFolded(name.substr(optionOf(name)).substr(0, rangeOption.size()), rangeOption);
 }
 
 // The first value that "member;range=0-1499" does not give; nothing after the last range ("-*").
@@ -40,7 +36,8 @@ const LdapAttribute* findValues(const std::vector<LdapAttribute>& attributes,
     const auto found = std::ranges::find_if(attributes, [name](const LdapAttribute& attribute) {
         const std::string_view own = attribute.name;
         return !attribute.values.empty() &&
-               (sameName(own, name) || (isRange(own) && sameName(own.substr(0, optionOf(own)), name)));
+               (CORE::equalFolded(own, name) ||
+                (isRange(own) && CORE::equalFolded(own.substr(0, optionOf(own)), name)));
     });
     return found == attributes.end() ? nullptr : &*found;
 }

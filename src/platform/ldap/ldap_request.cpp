@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "framework/core/ascii.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
 
@@ -15,8 +16,8 @@ bool hasNul(std::string_view text) noexcept {
 }
 
 bool isHostCharacter(char c) noexcept {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
-           c == '.' || c == '_' || c == ':' || c == '%' || (c & 0x80) != 0;
+    return CORE::isAsciiAlphanumeric(c) || c == '-' || c == '.' || c == '_' || c == ':' || c == '%' ||
+           (c & 0x80) != 0;
 }
 
 bool isDn(std::string_view user) {

@@ -1,3 +1,4 @@
+#include "framework/core/ascii.h"
 #include "platform/ldap_session.h"
 
 #include <algorithm>
@@ -73,15 +74,6 @@ constexpr std::pair<int, const wchar_t*> texts[] = {
     {97, L"Referral hop limit exceeded"},
 };
 
-char foldAscii(char c) noexcept {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool sameName(std::string_view a, std::string_view b) noexcept {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return foldAscii(x) == foldAscii(y); });
-}
-
 }  // namespace
 
 std::wstring ldapErrorText(int code) {
@@ -97,7 +89,7 @@ Failure ldapFailure(int code) {
 const LdapAttribute* LdapEntry::find(std::string_view name) const noexcept {
     const auto found =
         std::find_if(attributes.begin(), attributes.end(),
-                     [&](const LdapAttribute& attribute) { return sameName(attribute.name, name); });
+                     [&](const LdapAttribute& attribute) { return CORE::equalAscii(attribute.name, name); });
     return found == attributes.end() ? nullptr : &*found;
 }
 

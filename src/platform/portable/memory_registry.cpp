@@ -16,7 +16,7 @@ std::wstring_view withoutEndingBackslash(std::wstring_view key) noexcept {
 template <class Values>
 auto findValue(Values& values, std::wstring_view name) {
     return std::find_if(values.begin(), values.end(),
-                        [&](const auto& value) { return CORE::compareFolded(value.first, name) == 0; });
+                        [&](const auto& value) { return CORE::equalFolded(value.first, name); });
 }
 
 }  // namespace

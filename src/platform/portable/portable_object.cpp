@@ -12,10 +12,6 @@ namespace wsadmin::platform {
 
 namespace {
 
-bool sameName(std::string_view a, std::string_view b) {
-    return CORE::compareFolded(a, b) == 0;
-}
-
 LdapModify modifyOf(PutOperation operation) {
     switch (operation) {
         case PutOperation::append:
@@ -68,7 +64,7 @@ Result<void> PortableObject::reported(const Result<void>& done) const {
 
 Result<std::vector<std::string>> PortableObject::wireValues(std::string_view name) {
     const auto put = std::ranges::find_if(changes_, [&](const LdapModification& change) {
-        return change.operation == LdapModify::replace && sameName(change.attribute, name);
+        return change.operation == LdapModify::replace && CORE::equalFolded(change.attribute, name);
     });
     if (put != changes_.end()) return put->values;
     if (isNew_) return {};
@@ -128,7 +124,8 @@ Result<void> PortableObject::putEx(PutOperation operation, std::string_view name
     for (const DirectoryValue& value : values) change.values.push_back(directoryText(value));
     // What sets the whole attribute makes void what was put before.
     if (change.operation == LdapModify::replace)
-        std::erase_if(changes_, [&](const auto& earlier) { return sameName(earlier.attribute, name); });
+        std::erase_if(changes_,
+                      [&](const auto& earlier) { return CORE::equalFolded(earlier.attribute, name); });
     changes_.push_back(std::move(change));
     return {};
 }
@@ -139,7 +136,7 @@ LdapEntry PortableObject::newEntry() const {
     for (const LdapModification& change : changes_) {
         if (change.values.empty() || change.operation == LdapModify::remove) continue;
         const auto same = std::ranges::find_if(
-            entry.attributes, [&](const auto& has) { return sameName(has.name, change.attribute); });
+            entry.attributes, [&](const auto& has) { return CORE::equalFolded(has.name, change.attribute); });
         if (same == entry.attributes.end())
             entry.attributes.push_back({change.attribute, change.values});
         else
@@ -189,7 +186,7 @@ Result<void> PortableObject::removeChild(std::string_view objectClass, std::stri
     if (!name) return fail(name.error());
     const auto entry = readEntry(*name, {"objectClass"});
     if (!entry) return fail(entry.error());
-    if (!sameName(mostSpecialClass(entry->attributes), objectClass))
+    if (!CORE::equalFolded(mostSpecialClass(entry->attributes), objectClass))
         return fail(binding_.failure(ldapFailure(ldapNoSuchObject)));
     return reported(binding_.session->remove(*name));
 }
@@ -199,7 +196,8 @@ Result<void> PortableObject::moveHere(std::string_view path, std::string_view ne
     const auto name = from ? parseDn(from->dn) : std::nullopt;
     if (!name || name->empty()) return fail(adsFailure(adsBadPathName));
     // Of another server it would be another entry of that name.
-    const bool sameServer = sameName(from->server, binding_.path.server) && from->port == binding_.path.port;
+    const bool sameServer =
+        CORE::equalFolded(from->server, binding_.path.server) && from->port == binding_.path.port;
     if (!sameServer) return fail(binding_.failure(ldapFailure(ldapAffectsMultipleDsas)));
     const std::string rdn = newRdn.empty() ? dnToText({name->front()}) : std::string(newRdn);
     if (auto checked = childDn(rdn); !checked) return fail(checked.error());

@@ -37,7 +37,7 @@ class PortableRows final : public DirectoryRows {
 
     Result<std::optional<DirectoryColumn>> column(std::string_view name) override {
         if (row_ >= page_.size()) return fail(adsFailure(adsBadParameter));
-        if (CORE::compareFolded(name, pathColumn) == 0) return pathOfRow();
+        if (CORE::equalFolded(name, pathColumn)) return pathOfRow();
         const LdapAttribute* attribute = page_[row_].find(name);
         if (!attribute) return std::nullopt;
         return typed(*attribute);

@@ -1,3 +1,4 @@
+#include "framework/core/ascii.h"
 #include "framework/core/asio_parts.h"  // first: it says how asio allocates
 //
 #include "platform/text/network_address.h"
@@ -13,7 +14,7 @@ namespace {
 constexpr std::size_t longestName = 253, longestLabel = 63;
 
 bool isLabelCharacter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
+    return CORE::isAsciiAlphanumeric(c) || c == '-' || c == '_';
 }
 
 bool isLabel(std::string_view label) {

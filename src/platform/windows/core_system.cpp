@@ -77,7 +77,7 @@ UniqueKey openKey(std::wstring_view path) {
     const std::wstring below(slash == path.npos ? std::wstring_view() : path.substr(slash + 1));
     HKEY key = nullptr;
     for (const auto& [name, handle] : roots)
-        if (compareFolded(root, name) == 0 &&
+        if (equalFolded(root, name) &&
             RegOpenKeyExW(handle, below.c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS)
             return UniqueKey(key);
     return nullptr;

@@ -42,7 +42,7 @@ bool isBatchFile(std::wstring_view program) {
         program.remove_suffix(1);  // as the system does
     if (program.size() < 4) return false;
     const std::wstring_view suffix = program.substr(program.size() - 4);
-    return CORE::compareFolded(suffix, L".bat") == 0 || CORE::compareFolded(suffix, L".cmd") == 0;
+    return CORE::equalFolded(suffix, L".bat") || CORE::equalFolded(suffix, L".cmd");
 }
 
 // The attribute list that lets a new process inherit the given handles and no others.

@@ -28,7 +28,7 @@ Result<Place> placeOf(std::wstring_view key) {
     const auto slash = key.find(L'\\');
     const std::wstring_view first = key.substr(0, slash);
     for (const auto& root : roots) {
-        if (CORE::compareFolded(root.name, first) != 0) continue;
+        if (!CORE::equalFolded(root.name, first)) continue;
         return Place{root.root, std::wstring(slash == std::wstring_view::npos ? L"" : key.substr(slash + 1))};
     }
     return fail(systemFailure(ERROR_INVALID_PARAMETER));
