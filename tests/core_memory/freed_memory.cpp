@@ -10,8 +10,10 @@ namespace {
 
 std::string_view wanted;
 std::atomic<int> found{0};
+std::atomic<std::size_t> live{0};
 
 void giveBack(void* block) noexcept {
+    live -= malloc_usable_size(block);
     if (block && !wanted.empty()) {
         const std::string_view bytes(static_cast<const char*>(block), malloc_usable_size(block));
         if (bytes.find(wanted) != std::string_view::npos) ++found;
@@ -22,8 +24,10 @@ void giveBack(void* block) noexcept {
 }  // namespace
 
 void* operator new(std::size_t size) {
-    if (void* block = std::malloc(size > 0 ? size : 1)) return block;
-    throw std::bad_alloc();
+    void* block = std::malloc(size > 0 ? size : 1);
+    if (!block) throw std::bad_alloc();
+    live += malloc_usable_size(block);
+    return block;
 }
 void* operator new[](std::size_t size) {
     return operator new(size);
@@ -52,6 +56,10 @@ FreedMemory::~FreedMemory() {
 }
 int FreedMemory::blocksWithMarker() const {
     return found;
+}
+
+std::size_t heapBytes() {
+    return live;
 }
 
 }  // namespace test

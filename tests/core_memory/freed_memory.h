@@ -1,6 +1,7 @@
 // Looks at every block of memory just before it is given back, and counts those that still hold a marker.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 namespace test {
@@ -13,5 +14,7 @@ class FreedMemory {
     FreedMemory& operator=(const FreedMemory&) = delete;
     int blocksWithMarker() const;
 };
+
+std::size_t heapBytes();  // what this program holds
 
 }  // namespace test

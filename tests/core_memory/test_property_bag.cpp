@@ -50,15 +50,10 @@ TEST(PropertyBagMemory, HoldsNoTextWhenItIsGivenBack) {
              bag.setBag(L"password", withSecret());
              bag.clear();
          }},
-        {"removed",
-         [](PropertyBag& bag) {
-             bag.remove(L"password");
-             bag.clear();
-         }},
         {"nested",
          [](PropertyBag& bag) {
              bag.setBag(L"z", bag);
-             bag.remove(L"z");
+             bag.set(L"z", L"x");
          }},
         {"merged",
          [](PropertyBag& bag) {
@@ -89,6 +84,31 @@ TEST(PropertyBagMemory, HoldsNoTextWhenItIsGivenBack) {
             EXPECT_EQ(freed.blocksWithMarker(), 0);
         }
     }
+}
+
+TEST(PropertyBagMemory, OfAReplacedValueIsWipedAtOnce) {
+    PropertyBag bag = withSecret();
+    bag.reserve(8, 4096);
+    const std::string_view old = bag.utf8(L"password");
+    bag.set(L"password", L"x");
+    EXPECT_EQ(old.find("hunter2"), std::string_view::npos);
+}
+
+TEST(PropertyBagMemory, IsBoundedByWhatABagHolds) {
+    const std::size_t before = test::heapBytes();
+    PropertyBag bag;
+    EXPECT_EQ(test::heapBytes(), before);
+    bag = withSecret();
+    bag.setError(1, wideMarker);
+    for (std::size_t i = 0; i < 10'000; ++i) {
+        bag.set(L"a", std::wstring(i % 100, L'v'));
+        bag.setBag(L"z", PropertyBag());
+        bag.set(L"z", L"2");
+        bag.setError(static_cast<int>(i), wideMarker);
+    }
+    EXPECT_LT(test::heapBytes() - before, 2000U);
+    EXPECT_EQ(bag.get(L"password").str(), wideMarker);
+    EXPECT_EQ(bag.getErrorText().str(), wideMarker);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace CORE {
 
@@ -45,8 +46,22 @@ inline std::string asciiUpper(std::string text) {
     return text;
 }
 
-inline bool isAscii(std::string_view text) noexcept {
-    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+// How many characters at the beginning are ASCII.
+template <class Ch>
+std::size_t asciiPrefix(std::basic_string_view<Ch> text) noexcept {
+    const auto number = [text](std::size_t at) { return static_cast<std::make_unsigned_t<Ch>>(text[at]); };
+    std::size_t at = 0;
+    for (; at + 8 <= text.size(); at += 8) {  // most text is ASCII, and a block of it needs one comparison
+        std::make_unsigned_t<Ch> bits = 0;
+        for (std::size_t i = 0; i < 8; ++i) bits |= number(at + i);
+        if (bits >= 0x80) break;
+    }
+    while (at < text.size() && number(at) < 0x80) ++at;
+    return at;
+}
+template <class Ch>
+bool isAscii(std::basic_string_view<Ch> text) noexcept {
+    return asciiPrefix(text) == text.size();
 }
 // The same but for the case of ASCII letters.
 inline bool equalAscii(std::string_view a, std::string_view b) noexcept {

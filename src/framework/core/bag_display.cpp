@@ -3,7 +3,6 @@
 #include <array>
 #include <cstdio>
 #include <string>
-#include <vector>
 
 #include "framework/core/ascii.h"
 #include "framework/core/property_bag.h"
@@ -58,27 +57,9 @@ void appendOneLine(std::string& line, std::string_view text) {
     }
 }
 
-}  // namespace
-
-wstr PropertyBag::flattenForDisplay(std::wstring_view separator) const {
-    struct Level {
-        const PropertyBag* bag;
-        std::size_t next;
-    };
-    std::string between(unicode::encodedSize(separator, unicode::Policy::lossless), '\0');
-    unicode::encode(separator, between.data(), unicode::Policy::lossless);
-
-    std::string line;
-    std::vector<Level> levels = {{this, 0}};
-    while (!levels.empty()) {
-        const PropertyBag& bag = *levels.back().bag;
-        const std::size_t at = levels.back().next++;
-        if (at == bag.size()) {
-            levels.pop_back();
-            if (!levels.empty()) line += '}';
-            continue;
-        }
-        if (at > 0) line += between;
+void append(std::string& line, const PropertyBag& bag, std::string_view separator) {
+    for (std::size_t at = 0; at < bag.size(); ++at) {
+        if (at > 0) line += separator;
         const std::string_view name = bag.nameUtf8(at);
         appendOneLine(line, name);
         line += '=';
@@ -86,11 +67,19 @@ wstr PropertyBag::flattenForDisplay(std::wstring_view separator) const {
             line += "*****";
         } else if (bag.isBag(at)) {
             line += '{';
-            levels.push_back({&bag.getBag(at), 0});
+            append(line, bag.getBag(at), separator);
+            line += '}';
         } else {
             appendOneLine(line, bag.utf8(at));
         }
     }
+}
+
+}  // namespace
+
+wstr PropertyBag::flattenForDisplay(std::wstring_view separator) const {
+    std::string line;
+    append(line, *this, toUtf8(separator));
     return unicode::decodeAll(line, unicode::Policy::lossless);
 }
 

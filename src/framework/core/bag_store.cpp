@@ -1,6 +1,7 @@
 #include "framework/core/bag_store.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "framework/core/coreexception.h"
 
@@ -8,230 +9,228 @@ namespace CORE {
 
 namespace {
 
-// Fewer entries have tags, which are quicker than an index and cost less memory.
-constexpr std::size_t indexedFrom = BagTags::room + 1;
-// Less garbage than this is not worth moving the text.
-constexpr std::uint32_t tolerableGarbage = 256;
+constexpr std::size_t none = static_cast<std::size_t>(-1);
+constexpr std::size_t mostText = 0xFFFFFFFF;  // bytes: what an entry's offset can reach
+constexpr std::size_t longestName = 0xFFFF;   // bytes: what an entry's length of the name can say
+constexpr std::size_t smallestBlock = 64;
+constexpr std::size_t fewestEntries = 4;
+// Copying, destroying and showing a bag recurse into nested ones, on stacks of a megabyte.
+constexpr unsigned deepestNesting = 200;
+
+char32_t folded(const unicode::Decoded& decoded) noexcept {
+    return decoded.valid ? unicode::fold(decoded.c) : unicode::replacement;
+}
+
+// Order of two names without regard to case: below, equal to or above 0.
+int compareUnicode(std::string_view a, std::string_view b) noexcept {
+    std::size_t i = 0;
+    std::size_t j = 0;
+    while (i < a.size() && j < b.size()) {
+        const auto left = unicode::decode(a, i, unicode::Policy::lossless);
+        const auto right = unicode::decode(b, j, unicode::Policy::lossless);
+        if (folded(left) != folded(right)) return folded(left) < folded(right) ? -1 : 1;
+        i += left.length;
+        j += right.length;
+    }
+    return int{i < a.size()} - int{j < b.size()};
+}
 
 }  // namespace
 
-std::uint32_t BagStore::findIndexed(std::wstring_view name) const {
-    return index_->first(names::hash(name), [&](std::uint32_t at) { return has(at, name); });
+const BagEntry* BagStore::findAmongUnicode(std::string_view name, std::size_t from) const {
+    if (isAscii(name)) return findAscii(name, from);  // nothing else folds into ASCII
+    for (std::size_t at = from; at < size(); ++at)
+        if (entries_[at].key == unicodeNameKey && compareUnicode(this->name(entries_[at]), name) == 0)
+            return &entries_[at];
+    return nullptr;
 }
 
-std::uint32_t BagStore::findIndexed(std::string_view name) const {
-    return index_->first(names::hash(name), [&](std::uint32_t at) { return has(at, name); });
+const BagEntry* BagStore::findAmongUnicode(std::wstring_view name, std::size_t from) const {
+    const SourceText source(name);
+    std::string utf8(source.size(), '\0');
+    source.write(utf8.data());
+    return findAmongUnicode(std::string_view(utf8), from);
 }
 
-std::uint32_t BagStore::findFrom(std::wstring_view name, std::size_t position) const {
-    if (position >= entries_.size() || name.size() > BagEntry::longestName) return none;
-    if (!index_) return scan(position, name);
-    const auto from = static_cast<std::uint32_t>(position);
-    // A walk stands behind the entry that it found last, and goes on from there in one step.
-    if (from > 0 && has(position - 1, name)) return index_->after(from - 1);
-    std::uint32_t at = find(name);
-    while (at != none && at < from) at = index_->after(at);
-    return at;
+void BagStore::roomForEntries(std::size_t more) {
+    const std::size_t needed = size() + more;
+    if (needed > entries_.capacity())
+        entries_.reserve(std::max({needed, 2 * entries_.capacity(), fewestEntries}));
 }
 
-std::vector<std::uint32_t> BagStore::repetitions(std::uint32_t first, std::wstring_view name) const {
-    std::vector<std::uint32_t> found;
-    for (std::uint32_t at = after(first, name); at != none; at = after(at, name)) found.push_back(at);
-    return found;
+// Leaves behind the bags that belong to no entry.
+void BagStore::roomForBags(std::size_t more) {
+    if (bags_.size() + more <= bags_.capacity()) return;
+    const auto used = static_cast<std::size_t>(
+        std::count_if(entries_.begin(), entries_.end(), [](const BagEntry& entry) { return entry.isBag; }));
+    std::vector<PropertyBag> larger;
+    larger.reserve(std::max({used + more, 2 * used, fewestEntries}));
+    for (BagEntry& entry : entries_) {
+        if (!entry.isBag) continue;
+        larger.push_back(std::move(bags_[entry.value]));
+        entry.value = static_cast<std::uint32_t>(larger.size() - 1);
+    }
+    bags_.swap(larger);
 }
 
-void BagStore::roomFor(std::size_t more) {
-    const std::size_t needed = entries_.size() + more;
-    if (needed >= none) throw coreException(L"A property bag cannot hold so many entries");
-    constexpr std::size_t first = 4;
-    if (needed > entries_.capacity()) entries_.reserve(std::max({needed, entries_.capacity() * 2, first}));
+// Makes a larger block where the present one is full, without what nobody uses. The old one is returned: a
+// text that is to be added may lie in it.
+WipedText BagStore::roomForText(std::size_t bytes) {
+    if (bytes <= text_.room()) return {};
+    const std::size_t used = text_.size() - garbage_;
+    if (bytes > mostText - used) throw coreException(L"A property bag cannot hold more than 4 GB of text");
+    WipedText larger(std::min(mostText, std::max({used + bytes, 2 * used, smallestBlock})));
+    if (garbage_ == 0) {
+        larger.append(text_.view(0, used));
+    } else {
+        const auto move = [&](std::uint32_t& offset, std::size_t length) {
+            const std::string_view piece = text_.view(offset, length);
+            offset = static_cast<std::uint32_t>(larger.size());
+            larger.append(piece);
+        };
+        for (BagEntry& entry : entries_) move(entry.offset, entry.length());
+        move(errorOffset_, errorLength_);
+        garbage_ = 0;
+    }
+    text_.swap(larger);
+    return larger;
 }
 
-BagStore::Spans BagStore::appendText(const SourceText& name, const SourceText& value) {
-    if (name.size() > BagEntry::longestName) throw coreException(L"A name in a property bag is too long");
-    if (value.size() > WipedText::limit - name.size())
-        throw coreException(L"A property bag cannot hold more than 4 GB of text");
-    const std::uint32_t offset = text_.append(name.size() + value.size(), [&](char* to) {
-        name.write(to);
-        value.write(to + name.size());
+BagEntry BagStore::written(const SourceText& name, const SourceText& value, PropertyBag* bag) {
+    if (name.size() > longestName) throw coreException(L"A name in a property bag is too long");
+    const unsigned depth = !bag ? 0 : bag->store_ ? bag->store_->depth_ + 1 : 1;
+    if (depth > deepestNesting) throw coreException(L"Property bags are nested too deep");
+    if (bag) roomForBags(1);
+    const WipedText before = roomForText(name.size() + value.size());
+    const std::size_t offset = text_.size();
+    name.write(text_.extend(name.size()));
+    value.write(text_.extend(value.size()));
+    depth_ = std::max(depth_, depth);
+    unicodeNames_ = unicodeNames_ || !name.ascii();
+    if (bag) bags_.push_back(std::move(*bag));
+    return {.key = name.ascii() ? nameKey(text_.view(offset, name.size())) : unicodeNameKey,
+            .offset = static_cast<std::uint32_t>(offset),
+            .value = static_cast<std::uint32_t>(bag ? bags_.size() - 1 : value.size()),
+            .nameLength = static_cast<std::uint16_t>(name.size()),
+            .isBag = bag != nullptr};
+}
+
+void BagStore::append(const SourceText& name, const SourceText& value, PropertyBag* bag) {
+    roomForEntries(1);
+    entries_.push_back(written(name, value, bag));
+}
+
+void BagStore::set(std::wstring_view name, const SourceText& value, PropertyBag* bag) {
+    const BagEntry* const found = find(name);
+    if (!found) return append(SourceText(name), value, bag);
+    const std::size_t first = position(found);
+    std::vector<std::size_t> repeated;
+    for (const BagEntry* next = find(name, first + 1); next; next = find(name, position(next) + 1))
+        repeated.push_back(position(next));
+    const BagEntry entry = written(SourceText(name), value, bag);
+    discard(entries_[first]);
+    entries_[first] = entry;
+    erase(repeated);
+}
+
+int BagStore::compareNames(const BagEntry& mine, const BagStore& other,
+                           const BagEntry& theirs) const noexcept {
+    if (mine.key != theirs.key) return mine.key < theirs.key ? -1 : 1;
+    return name(mine) == other.name(theirs) ? 0 : compareUnicode(name(mine), other.name(theirs));
+}
+
+// Entries of one name are paired in order: the first there replaces the first here, and so on.
+void BagStore::merge(BagStore&& other) {
+    // Their positions by name; those of one name stand together and in order.
+    std::vector<std::size_t> byName(other.size());
+    std::iota(byName.begin(), byName.end(), std::size_t{0});
+    std::sort(byName.begin(), byName.end(), [&other](std::size_t a, std::size_t b) {
+        const int order = other.compareNames(other.entries_[a], other, other.entries_[b]);
+        return order != 0 ? order < 0 : a < b;
     });
-    const auto nameLength = static_cast<std::uint32_t>(name.size());
-    return {{offset, nameLength}, {offset + nameLength, static_cast<std::uint32_t>(value.size())}};
-}
-
-void BagStore::append(const SourceText& name, const SourceText& value) {
-    roomFor(1);
-    const bool ascii = name.ascii();
-    const Spans spans = appendText(name, value);
-    entries_.emplace_back(spans.name, ascii, spans.value);
-    noteNewest();
-}
-
-void BagStore::append(const SourceText& name, PropertyBag&& bag) {
-    roomFor(1);
-    const bool ascii = name.ascii();
-    const Spans spans = appendText(name, SourceText(std::string_view()));
-    entries_.emplace_back(spans.name, ascii, std::move(bag));
-    noteNewest();
-}
-
-void BagStore::set(std::wstring_view name, const SourceText& value) {
-    const std::uint32_t at = find(name);
-    if (at == none) return append(SourceText(name), value);
-    const std::vector<std::uint32_t> repeated = repetitions(at, name);
-    replace(at, SourceText(name), value);
-    erase(repeated);
-}
-
-void BagStore::set(std::wstring_view name, PropertyBag&& bag) {
-    const std::uint32_t at = find(name);
-    if (at == none) return append(SourceText(name), std::move(bag));
-    const std::vector<std::uint32_t> repeated = repetitions(at, name);
-    replace(at, SourceText(name), std::move(bag));
-    erase(repeated);
-}
-
-void BagStore::remove(std::wstring_view name) {
-    const std::uint32_t at = find(name);
-    if (at == none) return;
-    std::vector<std::uint32_t> all = repetitions(at, name);
-    all.insert(all.begin(), at);
-    erase(all);
-}
-
-void BagStore::replace(std::uint32_t at, const SourceText& name, const SourceText& value) {
-    BagEntry& entry = entries_[at];
-    Spans spans = {entry.name(), entry.value()};
-    const bool ascii = name.ascii();
-    if (name.size() == spans.name.length && value.size() <= spans.value.length) {
-        const auto length = static_cast<std::uint32_t>(value.size());
-        value.write(text_.at(spans.value.offset));  // first: it may lie where the name is
-        name.write(text_.at(spans.name.offset));
-        discard({spans.value.offset + length, spans.value.length - length});
-        spans.value.length = length;
-    } else {
-        spans = appendText(name, value);
-        discardTextOf(entry);
+    std::vector<std::size_t> targets(other.size(),
+                                     none);         // which entry here each replaces; none: it is added
+    std::vector<std::size_t> paired(other.size());  // by the first place of a name: how many of it are
+    std::vector<std::size_t> surplus;               // entries here whose names repeat less often there
+    for (std::size_t mine = 0; mine < size(); ++mine) {
+        const auto order = [&](std::size_t theirs) {
+            return compareNames(entries_[mine], other, other.entries_[theirs]);
+        };
+        const auto first = std::partition_point(byName.begin(), byName.end(),
+                                                [&](std::size_t theirs) { return order(theirs) > 0; });
+        if (first == byName.end() || order(*first) != 0) continue;
+        const std::size_t place = static_cast<std::size_t>(first - byName.begin());
+        const std::size_t next = place + paired[place]++;
+        if (next < byName.size() && order(byName[next]) == 0)
+            targets[byName[next]] = mine;
+        else
+            surplus.push_back(mine);
     }
-    entry = BagEntry(spans.name, ascii, spans.value);
-    tag(at);
-    compactWhenWorthIt();
-}
+    roomForEntries(static_cast<std::size_t>(std::count(targets.begin(), targets.end(), none)));
+    roomForBags(other.bags_.size());
+    const WipedText before = roomForText(other.text_.size() - other.garbage_);
 
-void BagStore::replace(std::uint32_t at, const SourceText& name, PropertyBag&& bag) {
-    BagEntry& entry = entries_[at];
-    TextSpan span = entry.name();
-    const bool ascii = name.ascii();
-    if (name.size() == span.length) {
-        name.write(text_.at(span.offset));
-        discard(entry.value());
-    } else {
-        span = appendText(name, SourceText(std::string_view())).name;
-        discardTextOf(entry);
-    }
-    entry = BagEntry(span, ascii, std::move(bag));
-    tag(at);
-    compactWhenWorthIt();
-}
-
-// The positions ascend.
-void BagStore::erase(std::span<const std::uint32_t> positions) noexcept {
-    if (positions.empty()) return;
-    std::size_t to = positions.front();
-    auto gone = positions.begin();
-    for (std::size_t from = to; from < entries_.size(); ++from) {
-        if (gone != positions.end() && *gone == from) {
-            discardTextOf(entries_[from]);
-            ++gone;
+    for (std::size_t at = 0; at < other.size(); ++at) {
+        BagEntry entry = other.entries_[at];
+        const std::string_view text = other.text_.view(entry.offset, entry.length());
+        entry.offset = static_cast<std::uint32_t>(text_.size());
+        text_.append(text);
+        if (entry.isBag) {
+            bags_.push_back(std::move(other.bags_[entry.value]));
+            entry.value = static_cast<std::uint32_t>(bags_.size() - 1);
+        }
+        if (targets[at] == none) {
+            entries_.push_back(entry);
         } else {
-            entries_[to++] = std::move(entries_[from]);
+            discard(entries_[targets[at]]);
+            entries_[targets[at]] = entry;
         }
     }
-    entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(to), entries_.end());
-    for (std::size_t at = positions.front(); at < std::min(entries_.size(), BagTags::room); ++at) tag(at);
-    indexAll();
-    compactWhenWorthIt();
-}
-
-void BagStore::noteNewest() noexcept {
-    tag(entries_.size() - 1);
-    indexNewest();
-}
-
-void BagStore::tag(std::size_t at) noexcept {
-    tags_.note(at, BagTags::tagOf(name(at)));
-    if (!entries_[at].asciiName()) unusual_ = true;
-}
-
-void BagStore::discard(TextSpan span) noexcept {
-    text_.wipe(span);
-    garbage_ += span.length;
-}
-
-void BagStore::discardTextOf(const BagEntry& entry) noexcept {
-    discard(entry.name());
-    discard(entry.value());
-}
-
-void BagStore::compactWhenWorthIt() noexcept try {
-    if (garbage_ < tolerableGarbage || garbage_ <= text_.size() / 2) return;
-    WipedText tight(text_.size() - garbage_);
-    const auto move = [&](TextSpan span) {
-        return tight.append(span.length, [&](char* to) { text_.view(span).copy(to, span.length); });
-    };
-    for (BagEntry& entry : entries_) {
-        const std::uint32_t nameOffset = move(entry.name());
-        entry.relocate(nameOffset, move(entry.value()));
-    }
-    text_.swap(tight);
-    garbage_ = 0;
-} catch (const std::bad_alloc&) {
-    // Only entries change that the block has room for, so nothing was moved: the garbage stays for now.
-}
-
-// Without memory for the index a bag works on, only more slowly.
-void BagStore::indexNewest() noexcept try {
-    if (index_)
-        indexOne(size() - 1);
-    else if (entries_.size() >= indexedFrom)
-        indexAll();
-} catch (const std::bad_alloc&) {
-    index_.reset();
-    unusual_ = true;
-}
-
-void BagStore::indexAll() noexcept try {
-    index_.reset();
-    if (entries_.size() < indexedFrom) return;
-    index_ = std::make_unique<BagIndex>();
-    for (std::uint32_t at = 0; at < size(); ++at) indexOne(at);
-} catch (const std::bad_alloc&) {
-    index_.reset();
-    unusual_ = true;
-}
-
-void BagStore::indexOne(std::uint32_t at) {
-    const std::string_view name = this->name(at);
-    index_->add(names::hash(name), [&](std::uint32_t other) { return has(other, name); });
+    erase(surplus);
+    depth_ = std::max(depth_, other.depth_);
+    unicodeNames_ = unicodeNames_ || other.unicodeNames_;
+    if (other.errorCode_ != 0) setError(other.errorCode_, SourceText(other.errorText()));
 }
 
 void BagStore::reserve(std::size_t entries, std::size_t textBytes) {
-    if (entries >= none) throw coreException(L"A property bag cannot hold so many entries");
-    text_.reserve(textBytes);
     entries_.reserve(entries);
+    if (textBytes > text_.size()) static_cast<void>(roomForText(textBytes - text_.size()));
 }
 
 void BagStore::setError(int code, const SourceText& text) {
-    if (code == 0) return error_.reset();
-    auto error = std::make_unique<Error>(Error{code, WipedText(text.size())});
-    error->text.append(text.size(), [&](char* to) { text.write(to); });
-    error_ = std::move(error);
+    const WipedText before = roomForText(text.size());
+    const std::size_t offset = text_.size();
+    text.write(text_.extend(text.size()));
+    discard(errorOffset_, errorLength_);
+    errorOffset_ = static_cast<std::uint32_t>(offset);
+    errorLength_ = static_cast<std::uint32_t>(text.size());
+    errorCode_ = code;
 }
 
-std::size_t BagStore::bytes() const noexcept {
-    return sizeof *this + text_.capacity() + entries_.capacity() * sizeof(BagEntry) +
-           (index_ ? sizeof *index_ + index_->bytes() : 0) +
-           (error_ ? sizeof *error_ + error_->text.capacity() : 0);
+void BagStore::discard(std::size_t offset, std::size_t length) noexcept {
+    text_.wipe(offset, length);
+    garbage_ += length;
+}
+
+void BagStore::discard(const BagEntry& entry) noexcept {
+    discard(entry.offset, entry.length());
+    if (entry.isBag) bags_[entry.value].clear();
+}
+
+// The positions ascend.
+void BagStore::erase(const std::vector<std::size_t>& positions) noexcept {
+    if (positions.empty()) return;
+    std::size_t to = positions.front();
+    auto gone = positions.begin();
+    for (std::size_t from = to; from < size(); ++from) {
+        if (gone != positions.end() && *gone == from) {
+            discard(entries_[from]);
+            ++gone;
+        } else {
+            entries_[to++] = entries_[from];
+        }
+    }
+    entries_.resize(to);
 }
 
 }  // namespace CORE

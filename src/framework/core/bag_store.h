@@ -1,143 +1,157 @@
-// What a bag that is not empty has: one block of text with all names and values, the entries in order, from
-// some size upwards an index, and seldom an error. Bags may be nested to any depth: nothing here recurses
-// into them. What throws has changed nothing.
+// What a bag that is not empty consists of: one block of text with all names and values, and the entries in
+// order. Calls that throw have changed nothing.
 #pragma once
 
-#include <bit>
-#include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <span>
+#include <string>
 #include <string_view>
-#include <utility>
+#include <type_traits>
 #include <vector>
 
-#include "framework/core/bag_entry.h"
-#include "framework/core/bag_index.h"
-#include "framework/core/bag_names.h"
-#include "framework/core/bag_tags.h"
+#include "framework/core/ascii.h"
 #include "framework/core/property_bag.h"
-#include "framework/core/source_text.h"
+#include "framework/core/unicode.h"
 #include "framework/core/wiped_text.h"
 
 namespace CORE {
 
+// Text on its way into a bag, wide or UTF-8 already, measured once. It may lie in the bag's own text.
+class SourceText {
+  public:
+    explicit SourceText(std::wstring_view text) noexcept
+        : wide_(text), isWide_(true), size_(unicode::encodedSize(text, unicode::Policy::lossless)) {}
+    explicit SourceText(std::string_view text) noexcept : utf8_(text), size_(text.size()) {}
+
+    std::size_t size() const noexcept { return size_; }  // bytes
+    bool ascii() const noexcept { return isWide_ ? size_ == wide_.size() : isAscii(utf8_); }
+    void write(char* to) const noexcept {
+        if (isWide_)
+            unicode::encode(wide_, to, unicode::Policy::lossless);
+        else if (size_ > 0)
+            std::memcpy(to, utf8_.data(), size_);
+    }
+
+  private:
+    std::wstring_view wide_;
+    std::string_view utf8_;
+    bool isWide_ = false;
+    std::size_t size_;
+};
+
+// What is compared before a name is read. Of a name in ASCII: its length and its last two letters without
+// regard to case.
+template <class Ch>
+inline std::uint32_t nameKey(std::basic_string_view<Ch> name) noexcept {
+    const auto letter = [name](std::size_t fromEnd) -> std::uint32_t {
+        if (name.size() < fromEnd) return 0;
+        return (static_cast<std::uint32_t>(name[name.size() - fromEnd]) | 0x20) & 0xFF;
+    };
+    return static_cast<std::uint32_t>(name.size()) << 16 | letter(2) << 8 | letter(1);
+}
+inline constexpr std::uint32_t unicodeNameKey = 0xFFFFFFFF;  // of all others: no letter of ASCII gives it
+
+struct BagEntry {
+    std::uint32_t key;     // of the name
+    std::uint32_t offset;  // of the name in the text; the value follows it
+    std::uint32_t value;   // the length of the value; of a bag, its place among the bags
+    std::uint16_t nameLength;
+    bool isBag;
+
+    std::size_t valueLength() const noexcept { return isBag ? 0 : value; }
+    std::size_t length() const noexcept { return nameLength + valueLength(); }
+};
+
 class BagStore {
   public:
-    static constexpr std::uint32_t none = BagIndex::none;
-
-    BagStore() = default;
-    ~BagStore();
-    BagStore(const BagStore&) = delete;
-    BagStore& operator=(const BagStore&) = delete;
-    static std::unique_ptr<BagStore> copyOf(const BagStore& source);
-
-    std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(entries_.size()); }
-    const BagEntry& entry(std::size_t at) const noexcept { return entries_[at]; }
-    std::string_view name(std::size_t at) const noexcept { return text_.view(entries_[at].name()); }
-    std::string_view value(std::size_t at) const noexcept { return text_.view(entries_[at].value()); }
-    // The first entry of the name, or the first at or behind the position.
-    template <class Ch>
-    std::uint32_t find(std::basic_string_view<Ch> name) const {
-        if (name.size() > BagEntry::longestName) return none;
-        return index_ ? findIndexed(name) : scan(0, name);
+    std::size_t size() const noexcept { return entries_.size(); }
+    const BagEntry* entry(std::size_t at) const noexcept { return at < size() ? &entries_[at] : nullptr; }
+    std::size_t position(const BagEntry* entry) const noexcept {
+        return static_cast<std::size_t>(entry - entries_.data());
     }
-    std::uint32_t findFrom(std::wstring_view name, std::size_t position) const;
+    std::string_view name(const BagEntry& entry) const noexcept {
+        return text_.view(entry.offset, entry.nameLength);
+    }
+    std::string_view value(const BagEntry& entry) const noexcept {
+        return text_.view(entry.offset + entry.nameLength, entry.valueLength());
+    }
+    const PropertyBag* bag(const BagEntry& entry) const noexcept {  // null for a text
+        return entry.isBag ? &bags_[entry.value] : nullptr;
+    }
 
-    void append(const SourceText& name, const SourceText& value);
-    void append(const SourceText& name, PropertyBag&& bag);
-    void set(std::wstring_view name, const SourceText& value);
-    void set(std::wstring_view name, PropertyBag&& bag);
-    void remove(std::wstring_view name);
-    // As PropertyBag's operator &=. The const store may be one that is nested in this one.
-    void merge(const BagStore& other);
-    void merge(BagStore&& other);
+    // The first entry of that name at a position, which is at most size(), or behind it; null when there is
+    // none.
+    template <class Ch>
+    [[gnu::always_inline]] const BagEntry* find(std::basic_string_view<Ch> name, std::size_t from = 0) const {
+        return unicodeNames_ ? findAmongUnicode(name, from) : findAscii(name, from);
+    }
+
+    // Adds a text, or a bag, which is taken over; `value` is then empty.
+    void append(const SourceText& name, const SourceText& value, PropertyBag* bag);
+    void set(std::wstring_view name, const SourceText& value, PropertyBag* bag);
+    void merge(BagStore&& other);  // as PropertyBag's operator &=
     void reserve(std::size_t entries, std::size_t textBytes);
 
     void setError(int code, const SourceText& text);
-    int errorCode() const noexcept { return error_ ? error_->code : 0; }
-    std::string_view errorText() const noexcept { return error_ ? error_->text.view() : std::string_view(); }
-
-    std::size_t bytes() const noexcept;  // without those of nested bags
+    int errorCode() const noexcept { return errorCode_; }
+    std::string_view errorText() const noexcept { return text_.view(errorOffset_, errorLength_); }
 
   private:
-    struct Error {
-        int code;
-        WipedText text;
-    };
-    struct Spans {
-        TextSpan name;
-        TextSpan value;
-    };
-    struct MergePlan;
-    using NestedCopies = std::vector<std::pair<const BagStore*, PropertyBag*>>;
-
-    // Is that the name of the entry? A name in ASCII is never the same as one that is not.
+    // Looks at the entries whose names are ASCII.
     template <class Ch>
-    bool has(std::size_t at, std::basic_string_view<Ch> name) const {
-        const BagEntry& entry = entries_[at];
-        if (entry.hasAsciiName(static_cast<std::uint32_t>(name.size())))
-            return blocks::same(name.data(), this->name(at).data(), name.size());
-        return !entry.asciiName() && names::sameUnicode(name, this->name(at));
+    [[gnu::always_inline]] const BagEntry* findAscii(std::basic_string_view<Ch> name,
+                                                     std::size_t from) const {
+        const auto hasKey = [key = nameKey(name)](const BagEntry& entry) { return entry.key == key; };
+        const BagEntry* const end = entries_.data() + entries_.size();
+        for (const BagEntry* entry = entries_.data() + from;; ++entry) {
+            entry = std::find_if(entry, end, hasKey);
+            if (entry == end) return nullptr;
+            if (sameAscii(name, this->name(*entry))) return entry;
+        }
     }
-    // In most cases the tags tell the one entry that can be meant, or that there is none. Inline, because
-    // then looking up in a small bag is a leaf: half of its time was calls.
+    // The same but for case; the second is ASCII.
     template <class Ch>
-    [[gnu::always_inline]] std::uint32_t scan(std::size_t from, std::basic_string_view<Ch> name) const {
-        const std::uint32_t likely =
-            from < BagTags::room ? tags_.having(BagTags::tagOf(name)) >> from << from : 0;
-        if (likely == 0 && !unusual_) return none;
-        const auto at = static_cast<std::uint32_t>(std::countr_zero(likely));
-        const bool found = likely != 0 && at < entries_.size() &&
-                           entries_[at].hasAsciiName(static_cast<std::uint32_t>(name.size())) &&
-                           blocks::equal(name.data(), this->name(at).data(), name.size());
-        return found ? at : scanEach(from, name);
+    static inline bool sameAscii(std::basic_string_view<Ch> asked, std::string_view own) noexcept {
+        if (asked.size() != own.size()) return false;
+        // Most names are spelt alike: four characters need one comparison.
+        const auto differ = [&](std::size_t at) { return asked[at] ^ static_cast<Ch>(own[at]); };
+        std::size_t left = asked.size();
+        for (; left >= 4; left -= 4)
+            if ((differ(left - 1) | differ(left - 2) | differ(left - 3) | differ(left - 4)) != 0) break;
+        for (; left > 0; --left)
+            if (differ(left - 1) != 0) return sameFolded(asked.substr(0, left), own);
+        return true;
     }
+    // As many characters of both as the first has.
     template <class Ch>
-    [[gnu::noinline]] std::uint32_t scanEach(std::size_t from, std::basic_string_view<Ch> name) const {
-        for (std::size_t at = from; at < entries_.size(); ++at)
-            if (has(at, name)) return static_cast<std::uint32_t>(at);
-        return none;
+    [[gnu::noinline]] static bool sameFolded(std::basic_string_view<Ch> asked,
+                                             std::string_view own) noexcept {
+        for (std::size_t left = asked.size(); left > 0; --left)
+            if (asciiLower(asked[left - 1]) != static_cast<Ch>(asciiLower(own[left - 1]))) return false;
+        return true;
     }
-    std::uint32_t findIndexed(std::wstring_view name) const;
-    std::uint32_t findIndexed(std::string_view name) const;
-    template <class Ch>
-    std::uint32_t after(std::uint32_t at, std::basic_string_view<Ch> name) const {
-        return index_ ? index_->after(at) : scan(std::size_t{at} + 1, name);
-    }
-    std::vector<std::uint32_t> repetitions(std::uint32_t first, std::wstring_view name) const;
+    const BagEntry* findAmongUnicode(std::string_view name, std::size_t from) const;
+    const BagEntry* findAmongUnicode(std::wstring_view name, std::size_t from) const;
+    // Order of two names without regard to case: below, equal to or above 0.
+    int compareNames(const BagEntry& mine, const BagStore& other, const BagEntry& theirs) const noexcept;
 
-    void roomFor(std::size_t more);
-    Spans appendText(const SourceText& name, const SourceText& value);
-    void replace(std::uint32_t at, const SourceText& name, const SourceText& value);
-    void replace(std::uint32_t at, const SourceText& name, PropertyBag&& bag);
-    void erase(std::span<const std::uint32_t> positions) noexcept;
-    void discard(TextSpan span) noexcept;
-    void discardTextOf(const BagEntry& entry) noexcept;
-    void compactWhenWorthIt() noexcept;
-
-    void noteNewest() noexcept;
-    void tag(std::size_t at) noexcept;
-    void indexNewest() noexcept;
-    void indexAll() noexcept;
-    void indexOne(std::uint32_t at);
-
-    MergePlan planMerge(const BagStore& other) const;
-    void absorb(const MergePlan& plan, const WipedText& text, std::uint32_t garbage,
-                std::vector<BagEntry> entries);
-    std::vector<BagEntry> copyEntries(NestedCopies& nested) const;
-    std::unique_ptr<BagStore> copyFlat(NestedCopies& nested) const;
-    static void copyNested(NestedCopies nested);
-    void unchainNested(BagStore*& chain) noexcept;
+    // An entry whose text is in the block already.
+    BagEntry written(const SourceText& name, const SourceText& value, PropertyBag* bag);
+    void roomForEntries(std::size_t more);
+    void roomForBags(std::size_t more);
+    [[nodiscard]] WipedText roomForText(std::size_t bytes);
+    void discard(std::size_t offset, std::size_t length) noexcept;
+    void discard(const BagEntry& entry) noexcept;
+    void erase(const std::vector<std::size_t>& positions) noexcept;
 
     WipedText text_;
     std::vector<BagEntry> entries_;
-    std::unique_ptr<BagIndex> index_;
-    std::unique_ptr<Error> error_;
-    BagStore* doomed_ = nullptr;  // chains stores that are about to go
-    std::uint32_t garbage_ = 0;   // bytes of the text that no entry uses, wiped already
-    bool unusual_ = false;        // names outside ASCII, or no memory for an index: tags do not tell
-    BagTags tags_;
+    std::vector<PropertyBag> bags_;  // some may belong to no entry any more: they are empty
+    std::size_t garbage_ = 0;        // bytes of the text that nobody uses, wiped already
+    std::uint32_t errorOffset_ = 0;
+    std::uint32_t errorLength_ = 0;
+    int errorCode_ = 0;
+    bool unicodeNames_ = false;  // has there been a name that is not all ASCII?
+    unsigned depth_ = 0;         // how deep bags are nested in it, at most
 };
 
 }  // namespace CORE

@@ -4,7 +4,6 @@
 
 #include "framework/core/bag_store.h"
 #include "framework/core/system.h"
-#include "framework/core/unicode.h"
 
 namespace CORE {
 
@@ -15,46 +14,55 @@ const PropertyBag& emptyBag() {
     return empty;
 }
 
-std::uint32_t find(const BagStore* store, std::wstring_view name) {
-    return store != nullptr ? store->find(name) : BagStore::none;
+wstr wide(std::string_view utf8) {
+    return unicode::decodeAll(utf8, unicode::Policy::lossless);
 }
 
-std::uint32_t findFrom(const BagStore* store, std::wstring_view name, std::size_t position) {
-    return store != nullptr ? store->findFrom(name, position) : BagStore::none;
+// Inlined where it is called: half the time of a look-up in a small bag would be the call.
+[[gnu::always_inline]] inline const BagEntry* find(const std::unique_ptr<BagStore>& store,
+                                                   std::wstring_view name) {
+    return store ? store->find(name) : nullptr;
+}
+
+const BagEntry* findFrom(const std::unique_ptr<BagStore>& store, std::wstring_view name,
+                         std::size_t position) {
+    return store && position <= store->size() ? store->find(name, position) : nullptr;
+}
+
+const BagEntry* entryAt(const std::unique_ptr<BagStore>& store, std::size_t index) {
+    return store ? store->entry(index) : nullptr;
+}
+
+SourceText noText() noexcept {
+    return SourceText(std::string_view());
 }
 
 }  // namespace
 
 PropertyBag::PropertyBag() noexcept = default;
 PropertyBag::PropertyBag(PropertyBag&& other) noexcept = default;
+PropertyBag& PropertyBag::operator=(PropertyBag&& other) noexcept = default;
 PropertyBag::~PropertyBag() = default;
 
 PropertyBag::PropertyBag(const PropertyBag& other)
-    : store_(other.store_ ? BagStore::copyOf(*other.store_) : nullptr) {}
+    : store_(other.store_ ? std::make_unique<BagStore>(*other.store_) : nullptr) {}
 
 PropertyBag& PropertyBag::operator=(const PropertyBag& other) {
-    // Copied first: the other may be nested in this one.
-    if (this != &other) store_ = other.store_ ? BagStore::copyOf(*other.store_) : nullptr;
-    return *this;
-}
-
-PropertyBag& PropertyBag::operator=(PropertyBag&& other) noexcept {
-    if (this != &other) store_ = std::exchange(other.store_, nullptr);
-    return *this;
+    return *this = PropertyBag(other);  // copied first: the other may be nested in this one
 }
 
 PropertyBag& PropertyBag::operator&=(const PropertyBag& other) {
-    if (this != &other && other.store_) writable().merge(*other.store_);
-    return *this;
+    return this == &other ? *this : *this &= PropertyBag(other);
 }
 
 PropertyBag& PropertyBag::operator&=(PropertyBag&& other) {
     if (this == &other || !other.store_) return *this;
-    if (store_)
+    if (empty() && (getError() == 0 || other.getError() != 0)) {
+        store_ = std::move(other.store_);
+    } else {
         store_->merge(std::move(*other.store_));
-    else
-        store_.swap(other.store_);
-    other.store_.reset();
+        other.store_.reset();
+    }
     return *this;
 }
 
@@ -63,35 +71,32 @@ BagStore& PropertyBag::writable() {
     return *store_;
 }
 
-const BagEntry* PropertyBag::entryAt(std::size_t index) const noexcept {
-    return index < size() ? &store_->entry(index) : nullptr;
-}
-
 wstr PropertyBag::get(std::wstring_view name, std::wstring_view fallback) const {
-    const std::uint32_t at = find(store_.get(), name);
-    return at == BagStore::none ? wstr(fallback)
-                                : wstr(unicode::decodeAll(store_->value(at), unicode::Policy::lossless));
+    const BagEntry* const entry = find(store_, name);
+    return entry ? wide(store_->value(*entry)) : wstr(fallback);
 }
 
 wstr PropertyBag::get(std::size_t index) const {
-    return unicode::decodeAll(utf8(index), unicode::Policy::lossless);
+    return wide(utf8(index));
 }
 
 wstr PropertyBag::getName(std::size_t index) const {
-    return unicode::decodeAll(nameUtf8(index), unicode::Policy::lossless);
+    return wide(nameUtf8(index));
 }
 
 std::string_view PropertyBag::utf8(std::wstring_view name, std::string_view fallback) const {
-    const std::uint32_t at = find(store_.get(), name);
-    return at == BagStore::none ? fallback : store_->value(at);
+    const BagEntry* const entry = find(store_, name);
+    return entry ? store_->value(*entry) : fallback;
 }
 
 std::string_view PropertyBag::utf8(std::size_t index) const {
-    return index < size() ? store_->value(index) : std::string_view();
+    const BagEntry* const entry = entryAt(store_, index);
+    return entry ? store_->value(*entry) : std::string_view();
 }
 
 std::string_view PropertyBag::nameUtf8(std::size_t index) const {
-    return index < size() ? store_->name(index) : std::string_view();
+    const BagEntry* const entry = entryAt(store_, index);
+    return entry ? store_->name(*entry) : std::string_view();
 }
 
 std::size_t PropertyBag::size() const noexcept {
@@ -107,81 +112,73 @@ int PropertyBag::getInt(std::wstring_view name, int fallback) const {
 }
 
 bool PropertyBag::contains(std::wstring_view name) const {
-    return find(store_.get(), name) != BagStore::none;
+    return find(store_, name) != nullptr;
 }
 
 bool PropertyBag::isBag(std::wstring_view name) const {
-    return isBag(find(store_.get(), name));
+    const BagEntry* const entry = find(store_, name);
+    return entry && entry->isBag;
 }
 
 bool PropertyBag::isBag(std::size_t index) const {
-    const BagEntry* entry = entryAt(index);
-    return entry != nullptr && entry->isBag();
+    const BagEntry* const entry = entryAt(store_, index);
+    return entry && entry->isBag;
 }
 
 const PropertyBag& PropertyBag::getBag(std::wstring_view name) const {
-    return getBag(find(store_.get(), name));
+    const BagEntry* const entry = find(store_, name);
+    return entry && entry->isBag ? *store_->bag(*entry) : emptyBag();
 }
 
 const PropertyBag& PropertyBag::getBag(std::size_t index) const {
-    const BagEntry* entry = entryAt(index);
-    return entry != nullptr && entry->isBag() ? entry->bag() : emptyBag();
+    const BagEntry* const entry = entryAt(store_, index);
+    return entry && entry->isBag ? *store_->bag(*entry) : emptyBag();
 }
 
 std::vector<BagProperty> PropertyBag::props() const {
     std::vector<BagProperty> all;
     all.reserve(size());
-    for (std::size_t at = 0; at < size(); ++at)
-        all.push_back({nameUtf8(at), utf8(at), isBag(at) ? &getBag(at) : nullptr});
+    for (std::size_t at = 0; at < size(); ++at) {
+        const BagEntry& entry = *store_->entry(at);
+        all.push_back({store_->name(entry), store_->value(entry), store_->bag(entry)});
+    }
     return all;
 }
 
 bool PropertyBag::getNext(std::wstring_view name, wstr& value, std::size_t& position) const {
-    const std::uint32_t at = findFrom(store_.get(), name, position);
-    if (at == BagStore::none) return false;
-    value = get(at);
-    position = std::size_t{at} + 1;
+    const BagEntry* const entry = findFrom(store_, name, position);
+    if (!entry) return false;
+    value = wide(store_->value(*entry));
+    position = store_->position(entry) + 1;
     return true;
 }
 
 const PropertyBag* PropertyBag::getNextBag(std::wstring_view name, std::size_t& position) const {
-    std::uint32_t at = 0;
-    do {
-        at = findFrom(store_.get(), name, position);
-        if (at == BagStore::none) return nullptr;
-        position = std::size_t{at} + 1;
-    } while (!isBag(at));
-    return &getBag(at);
-}
-
-template <class Name, class Value>
-void PropertyBag::append(Name name, Value&& value) {
-    writable().append(SourceText(name), std::forward<Value>(value));
-}
-
-template <class Value>
-void PropertyBag::assign(std::wstring_view name, Value&& value) {
-    writable().set(name, std::forward<Value>(value));
+    while (const BagEntry* const entry = findFrom(store_, name, position)) {
+        position = store_->position(entry) + 1;
+        if (entry->isBag) return store_->bag(*entry);
+    }
+    return nullptr;
 }
 
 void PropertyBag::set(std::wstring_view name, std::wstring_view value) {
-    assign(name, SourceText(value));
+    writable().set(name, SourceText(value), nullptr);
 }
 
 void PropertyBag::set(std::wstring_view name, std::string_view utf8Value) {
-    assign(name, SourceText(utf8Value));
+    writable().set(name, SourceText(utf8Value), nullptr);
 }
 
 void PropertyBag::add(std::wstring_view name, std::wstring_view value) {
-    append(name, SourceText(value));
+    writable().append(SourceText(name), SourceText(value), nullptr);
 }
 
 void PropertyBag::add(std::wstring_view name, std::string_view utf8Value) {
-    append(name, SourceText(utf8Value));
+    writable().append(SourceText(name), SourceText(utf8Value), nullptr);
 }
 
 void PropertyBag::addUtf8(std::string_view utf8Name, std::string_view utf8Value) {
-    append(utf8Name, SourceText(utf8Value));
+    writable().append(SourceText(utf8Name), SourceText(utf8Value), nullptr);
 }
 
 void PropertyBag::setInt(std::wstring_view name, int value) {
@@ -196,17 +193,23 @@ void PropertyBag::addBool(std::wstring_view name, bool value) {
     add(name, value ? std::string_view("true") : std::string_view("false"));
 }
 
+void PropertyBag::appendBag(const SourceText& name, PropertyBag&& bag) {
+    if (this != &bag) return writable().append(name, noText(), &bag);
+    PropertyBag outer;
+    outer.appendBag(name, std::move(bag));
+    *this = std::move(outer);
+}
+
 void PropertyBag::addBag(std::wstring_view name, PropertyBag& bag, bool copy) {
     copy ? addBag(name, std::as_const(bag)) : addBag(name, std::move(bag));
 }
 
 void PropertyBag::addBag(std::wstring_view name, const PropertyBag& bag) {
-    append(name, PropertyBag(bag));
+    addBag(name, PropertyBag(bag));
 }
 
 void PropertyBag::addBag(std::wstring_view name, PropertyBag&& bag) {
-    if (this == &bag) return addBag(name, PropertyBag(std::move(bag)));
-    append(name, std::move(bag));
+    appendBag(SourceText(name), std::move(bag));
 }
 
 void PropertyBag::setBag(std::wstring_view name, PropertyBag& bag, bool copy) {
@@ -214,25 +217,20 @@ void PropertyBag::setBag(std::wstring_view name, PropertyBag& bag, bool copy) {
 }
 
 void PropertyBag::setBag(std::wstring_view name, const PropertyBag& bag) {
-    assign(name, PropertyBag(bag));
+    setBag(name, PropertyBag(bag));
 }
 
 void PropertyBag::setBag(std::wstring_view name, PropertyBag&& bag) {
-    if (this == &bag) return setBag(name, PropertyBag(std::move(bag)));
-    assign(name, std::move(bag));
+    if (this == &bag) return addBag(name, std::move(bag));  // nothing else stays in it
+    writable().set(name, noText(), &bag);
 }
 
 void PropertyBag::addBagUtf8(std::string_view utf8Name, PropertyBag&& bag) {
-    if (this == &bag) return addBagUtf8(utf8Name, PropertyBag(std::move(bag)));
-    append(utf8Name, std::move(bag));
+    appendBag(SourceText(utf8Name), std::move(bag));
 }
 
 void PropertyBag::attach(PropertyBag&& bag, std::wstring_view name) {
     addBag(name, std::move(bag));
-}
-
-void PropertyBag::remove(std::wstring_view name) {
-    if (store_) store_->remove(name);
 }
 
 void PropertyBag::clear() noexcept {
@@ -244,7 +242,7 @@ void PropertyBag::reserve(std::size_t entries, std::size_t textBytes) {
 }
 
 void PropertyBag::setError(int code, std::wstring_view text) {
-    if (store_ || code != 0) writable().setError(code, SourceText(text));
+    if (store_ || code != 0) writable().setError(code, code != 0 ? SourceText(text) : noText());
 }
 
 int PropertyBag::getError() const noexcept {
@@ -252,26 +250,12 @@ int PropertyBag::getError() const noexcept {
 }
 
 wstr PropertyBag::getErrorText() const {
-    return store_ ? unicode::decodeAll(store_->errorText(), unicode::Policy::lossless) : std::wstring();
+    return store_ ? wide(store_->errorText()) : wstr();
 }
 
 bool PropertyBag::loadFromRegistry(std::wstring_view key) {
     return sys::registryValues(key,
                                [this](std::wstring_view name, std::wstring_view value) { add(name, value); });
-}
-
-std::size_t PropertyBag::memoryUsed() const {
-    std::size_t bytes = 0;
-    std::vector<const PropertyBag*> pending = {this};
-    while (!pending.empty()) {
-        const PropertyBag& bag = *pending.back();
-        pending.pop_back();
-        if (!bag.store_) continue;
-        bytes += bag.store_->bytes();
-        for (std::size_t at = 0; at < bag.size(); ++at)
-            if (bag.isBag(at)) pending.push_back(&bag.getBag(at));
-    }
-    return bytes;
 }
 
 }  // namespace CORE

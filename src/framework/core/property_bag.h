@@ -2,16 +2,16 @@
 // without regard to case; order is kept. Every request and response of every operation is one. A bag also has
 // an error state.
 //
-// A bag is compact (one block of text for all names and values, UTF-8 inside), finds names in a large bag
-// through an index, and moves nested and merged bags instead of copying them where it is given them as
-// rvalues. All its memory is overwritten when it is given back, because requests carry passwords. Reading the
-// same bag from several threads is safe, changing it is not.
+// All its memory is overwritten when it is given back, because requests carry passwords. Adding and walking
+// the entries take time proportional to their number; each look-up by name compares the names in order.
+// Nested and merged bags are moved instead of copied where they are rvalues. Reading the same bag from
+// several threads is safe, changing it is not.
 //
-// Nothing that is put in is lost: a wchar_t that is no character has a form of its own inside, so that it
-// comes out of get as it went in, and bytes that are not valid UTF-8 come out of utf8 as they went in (get
-// shows U+FFFD for them). What utf8 gives is therefore valid UTF-8 only if that was put in. A bag holds at
-// most 4 GB of text, and a name at most 1 GB; beyond that, coreException. A call that throws has changed
-// nothing.
+// Text is kept as UTF-8, and nothing that is put in is lost: a wchar_t that is no character has a form of its
+// own inside, so that it comes out of get as it went in, and bytes that are not valid UTF-8 come out of utf8
+// as they went in (get shows U+FFFD for them). What utf8 gives is therefore valid UTF-8 only if that was put
+// in. A bag holds at most 4 GB of text, a name at most 65,535 bytes, and bags nest at most 200 deep; beyond
+// that, coreException. A call that throws has changed nothing.
 #pragma once
 
 #include <cstddef>
@@ -25,8 +25,8 @@
 
 namespace CORE {
 
-class BagEntry;
 class BagStore;
+class SourceText;
 struct BagProperty;
 
 class MFWCORE_API PropertyBag {
@@ -88,7 +88,6 @@ class MFWCORE_API PropertyBag {
     void setBag(std::wstring_view name, PropertyBag&& bag);
     void addBagUtf8(std::string_view utf8Name, PropertyBag&& bag);
     void attach(PropertyBag&& bag, std::wstring_view name);  // as addBag of an rvalue
-    void remove(std::wstring_view name);                     // all entries of the name
     void clear() noexcept;                                   // entries and error
     void reserve(std::size_t entries, std::size_t textBytes);
 
@@ -105,17 +104,11 @@ class MFWCORE_API PropertyBag {
     // Adds every value of the registry key as an entry; false when there is no such key.
     bool loadFromRegistry(std::wstring_view key);
 
-    std::size_t memoryUsed() const;  // bytes, nested bags included
-
   private:
     friend class BagStore;
 
-    template <class Name, class Value>
-    void append(Name name, Value&& value);
-    template <class Value>
-    void assign(std::wstring_view name, Value&& value);
-    const BagEntry* entryAt(std::size_t index) const noexcept;
     BagStore& writable();
+    void appendBag(const SourceText& name, PropertyBag&& bag);
 
     std::unique_ptr<BagStore> store_;  // null until something is put in
 };

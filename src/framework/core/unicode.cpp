@@ -14,7 +14,6 @@ namespace CORE::unicode {
 namespace {
 
 constexpr bool wideIsUtf16 = sizeof(wchar_t) == 2;
-constexpr char32_t replacement = 0xFFFD;
 constexpr char32_t lastCodePoint = 0x10FFFF;
 
 // A unit is a number from 0 up, though char and wchar_t are signed on some platforms.
@@ -68,19 +67,6 @@ void forEach(std::wstring_view wide, Policy policy, Each&& each) {
         each(next.valid || policy == Policy::lossless ? next.c : replacement);
         at += next.length;
     }
-}
-
-// How many units at the beginning are ASCII.
-template <class Ch>
-std::size_t asciiPrefix(std::basic_string_view<Ch> text) noexcept {
-    std::size_t at = 0;
-    for (; at + 8 <= text.size(); at += 8) {
-        char32_t bits = 0;
-        for (std::size_t i = 0; i < 8; ++i) bits |= unit(text[at + i]);
-        if (bits >= 0x80) break;
-    }
-    while (at < text.size() && unit(text[at]) < 0x80) ++at;
-    return at;
 }
 
 // Order of two code points, or malformed units, which stand behind all code points.
@@ -193,7 +179,7 @@ std::string toUtf8(std::wstring_view wide) {
 }
 
 bool isValidUtf8(std::string_view text) noexcept {
-    for (std::size_t at = unicode::asciiPrefix(text); at < text.size();) {
+    for (std::size_t at = asciiPrefix(text); at < text.size();) {
         const unicode::Decoded next = unicode::decode(text, at);
         if (!next.valid) return false;
         at += next.length;

@@ -8,11 +8,13 @@
 
 namespace CORE::unicode {
 
+inline constexpr char32_t replacement = 0xFFFD;
+
 // What becomes of text that is not valid Unicode. In both, malformed bytes are decoded to U+FFFD, one each.
 enum class Policy {
     replacing,  // a lone surrogate becomes U+FFFD: what is written is always valid UTF-8
     lossless,   // every wchar_t, lone surrogates and numbers beyond Unicode too, has a form of its own (WTF-8
-               // and the original seven-byte scheme), so that decoding gives back what was encoded
+                // and the original seven-byte scheme), so that decoding gives back what was encoded
 };
 
 struct Decoded {

@@ -1,68 +1,55 @@
-// One growing block of text whose memory is overwritten before it is given back, also when it grows away from
-// it.
+// A block of text that is overwritten before it is given back. It never grows: who needs more makes a larger
+// one.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string_view>
 #include <utility>
 
-namespace CORE {
+#include "framework/core/corestring.h"
 
-// A piece of the text.
-struct TextSpan {
-    std::uint32_t offset = 0;
-    std::uint32_t length = 0;
-};
+namespace CORE {
 
 class WipedText {
   public:
-    static constexpr std::size_t limit = 0xFFFFFFFF;  // bytes: what a TextSpan can reach
-
     WipedText() = default;
-    explicit WipedText(std::size_t capacity);
-    WipedText(const WipedText& other);
+    explicit WipedText(std::size_t capacity)
+        : block_(capacity > 0 ? std::make_unique_for_overwrite<char[]>(capacity) : nullptr),
+          capacity_(capacity) {}
+    WipedText(const WipedText& other) : WipedText(other.size_) { append(other.view(0, other.size_)); }
     WipedText(WipedText&& other) noexcept { swap(other); }
     WipedText& operator=(WipedText other) noexcept {
         swap(other);
         return *this;
     }
-    ~WipedText();
-    void swap(WipedText& other) noexcept;
-
-    std::uint32_t size() const noexcept { return size_; }
-    std::uint32_t capacity() const noexcept { return capacity_; }
-    std::string_view view() const noexcept { return {block_.get(), size_}; }
-    std::string_view view(TextSpan span) const noexcept { return {block_.get() + span.offset, span.length}; }
-    char* at(std::uint32_t offset) noexcept { return block_.get() + offset; }
-
-    // More than `limit` bytes throw a coreException.
-    void reserve(std::size_t capacity);
-    // Appends `bytes` bytes that `write(char*)` writes, and tells where. What it reads may lie in this very
-    // text: the old block lives until it has written. Changes nothing when it throws.
-    template <class Write>
-    std::uint32_t append(std::size_t bytes, Write&& write) {
-        const std::uint32_t offset = size_;
-        if (bytes <= capacity_ - size_) {
-            write(block_.get() + offset);
-            size_ = static_cast<std::uint32_t>(offset + bytes);
-        } else {
-            WipedText larger = grown(bytes);
-            write(larger.block_.get() + offset);
-            larger.size_ = static_cast<std::uint32_t>(offset + bytes);
-            swap(larger);
-        }
-        return offset;
+    ~WipedText() { wipe(0, size_); }
+    void swap(WipedText& other) noexcept {
+        block_.swap(other.block_);
+        std::swap(size_, other.size_);
+        std::swap(capacity_, other.capacity_);
     }
-    void wipe(TextSpan span) noexcept;
+
+    std::size_t size() const noexcept { return size_; }
+    std::size_t room() const noexcept { return capacity_ - size_; }
+    std::string_view view(std::size_t offset, std::size_t length) const noexcept {
+        return {block_.get() + offset, length};
+    }
+    // So many bytes more, not more than there is room for; where to write them.
+    char* extend(std::size_t bytes) noexcept { return block_.get() + std::exchange(size_, size_ + bytes); }
+    void append(std::string_view text) noexcept {
+        if (!text.empty()) std::memcpy(extend(text.size()), text.data(), text.size());
+    }
+    void wipe(std::size_t offset, std::size_t length) noexcept {
+        if (length > 0) wipeMemory(block_.get() + offset, length);
+    }
 
   private:
-    WipedText grown(std::size_t bytes) const;  // a copy with room for so many more
-
     std::unique_ptr<char[]> block_;
-    std::uint32_t size_ = 0;
-    std::uint32_t capacity_ = 0;
+    std::size_t size_ = 0;
+    std::size_t capacity_ = 0;
 };
 
 }  // namespace CORE
