@@ -4,7 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <numeric>
 
+#include "framework/core/ascii.h"
 #include "framework/operations/accounts.h"
 #include "framework/operations/agents.h"
 #include "framework/operations/clientauth.h"
@@ -89,51 +91,22 @@ constexpr std::array table{
 };
 
 // Operation names are ASCII, so nothing beyond ASCII can be another spelling of one.
-constexpr wchar_t lower(wchar_t c) noexcept {
-    return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + (L'a' - L'A')) : c;
+constexpr bool before(std::wstring_view a, std::wstring_view b) noexcept {
+    return std::ranges::lexicographical_compare(a, b, {}, CORE::asciiLower<wchar_t>,
+                                                CORE::asciiLower<wchar_t>);
 }
 
-constexpr bool sameName(std::wstring_view a, std::wstring_view b) noexcept {
-    if (a == b) return true;  // how nearly everybody writes it
-    if (a.size() != b.size()) return false;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        if (lower(a[i]) != lower(b[i])) return false;
-    return true;
+constexpr std::wstring_view nameOf(std::uint8_t row) noexcept {
+    return table[row].name;
 }
 
-// The look-up index: a hash table with open addressing, made by the compiler.
-constexpr std::size_t slots = 256;
-constexpr std::uint8_t freeSlot = 0xFF;
-static_assert(table.size() < slots / 2, "a fuller index would be a slow one");
-
-// The length and four characters tell nearly all names apart, and cost less than reading a name twice.
-constexpr std::size_t homeSlot(std::wstring_view name) noexcept {
-    std::size_t hash = name.size();
-    const std::size_t step = name.size() / 4 + 1;
-    for (std::size_t i = 0; i < name.size(); i += step)
-        hash = hash * 31 + static_cast<unsigned char>(lower(name[i]));
-    return hash % slots;
-}
-
-constexpr std::size_t nextSlot(std::size_t slot) noexcept {
-    return (slot + 1) % slots;
-}
-
-// Rows go in by the table's order, so the first of two equal names would be found first.
-constexpr auto slotRows = [] {
-    std::array<std::uint8_t, slots> rows{};
-    rows.fill(freeSlot);
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        std::size_t slot = homeSlot(table[i].name);
-        while (rows[slot] != freeSlot) slot = nextSlot(slot);
-        rows[slot] = static_cast<std::uint8_t>(i);
-    }
+// The rows sorted by name, for the look-up.
+constexpr auto byName = [] {
+    std::array<std::uint8_t, table.size()> rows{};
+    std::iota(rows.begin(), rows.end(), std::uint8_t{0});
+    std::ranges::sort(rows, before, nameOf);
     return rows;
 }();
-
-constexpr std::size_t longestName = std::ranges::max_element(table, {}, [](const Operation& operation) {
-                                        return operation.name.size();
-                                    })->name.size();
 
 }  // namespace
 
@@ -142,12 +115,8 @@ std::span<const Operation> operationTable() noexcept {
 }
 
 const Operation* findOperation(std::wstring_view name) noexcept {
-    if (name.size() > longestName) return nullptr;  // no work for a name of a megabyte
-    for (std::size_t slot = homeSlot(name); slotRows[slot] != freeSlot; slot = nextSlot(slot)) {
-        const Operation& operation = table[slotRows[slot]];
-        if (sameName(operation.name, name)) return &operation;
-    }
-    return nullptr;
+    const auto found = std::ranges::lower_bound(byName, name, before, nameOf);
+    return found != byName.end() && !before(name, nameOf(*found)) ? &table[*found] : nullptr;
 }
 
 }  // namespace wsadmin
