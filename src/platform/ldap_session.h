@@ -106,7 +106,7 @@ inline constexpr char treeDelete[] = "1.2.840.113556.1.4.805";
 inline constexpr char domainScope[] = "1.2.840.113556.1.4.1339";
 }  // namespace controls
 
-enum class LdapScope { base, oneLevel, subtree };
+enum class LdapScope { base, oneLevel, subtree };  // numbered as in the protocol
 
 struct LdapAttribute {
     std::string name;  // as the server spells it; a range keeps its option ("member;range=0-1499")
@@ -136,7 +136,7 @@ struct LdapSearchResult {
     std::vector<LdapControl> controls;  // of the search's result message
 };
 
-enum class LdapModify { add, remove, replace };
+enum class LdapModify { add, remove, replace };  // numbered as in the protocol
 
 struct LdapModification {
     LdapModify operation = LdapModify::replace;

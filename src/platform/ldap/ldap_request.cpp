@@ -107,4 +107,14 @@ Result<void> checkModifications(const std::vector<LdapModification>& changes) {
     return {};
 }
 
+bool isSuccess(int code, bool ofSearch) noexcept {
+    return code == ldapSuccess || (ofSearch && code == ldapPartialResults);
+}
+
+Failure ldapFailure(int code, std::wstring_view said) {
+    Failure failure = ldapFailure(code);
+    if (!said.empty()) logDebug(L"LDAP error %d (%s): %s", code, failure.text, said);
+    return failure;
+}
+
 }  // namespace wsadmin::platform

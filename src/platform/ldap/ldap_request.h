@@ -1,5 +1,5 @@
-// What an adapter does to a request before an LDAP client library gets it: lax texts become strict ones, and
-// what no library could carry is refused. The same on every platform.
+// What an adapter does to a request before an LDAP client library gets it, and with what comes back: lax texts
+// become strict ones, and what no library could carry is refused. The same on every platform.
 #pragma once
 
 #include <string>
@@ -32,5 +32,10 @@ Result<std::string> wireDn(std::string_view dn);
 Result<LdapSearch> wireSearch(const LdapSearch& search);
 Result<LdapEntry> wireEntry(const LdapEntry& entry);
 Result<void> checkModifications(const std::vector<LdapModification>& changes);
+
+// Of a search, partial results are a success too: what other servers have is no reason to drop the rest.
+bool isSuccess(int code, bool ofSearch) noexcept;
+// A failure with the server's own words, which go into the log where there are any.
+Failure ldapFailure(int code, std::wstring_view said);
 
 }  // namespace wsadmin::platform

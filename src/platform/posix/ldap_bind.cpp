@@ -29,9 +29,11 @@ Result<void> simpleBind(const LdapConnection& connection, const std::string& nam
                         const Deadline& deadline) {
     berval secret{password.size(), const_cast<char*>(password.data())};
     int id = 0;
-    const int sent = ldap_sasl_bind(connection.handle(), name.empty() ? nullptr : name.c_str(),
+    const int code = ldap_sasl_bind(connection.handle(), name.empty() ? nullptr : name.c_str(),
                                     LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, &id);
-    return connection.finish(sent, id, deadline.left());
+    const auto sent = connection.sent(code, id);
+    if (!sent) return fail(sent.error());
+    return connection.finish(*sent, deadline.left());
 }
 
 // The best of the server's mechanisms that work with the process's ticket; empty when it has none.
@@ -47,8 +49,8 @@ Result<std::string> ticketMechanism(const LdapConnection& connection, const Dead
     while (true) {
         const auto message = connection.receive(id, deadline.left());
         if (!message) return fail(message.error());
-        if (ldap_msgtype(message->get()) == LDAP_RES_SEARCH_RESULT) break;
-        berval** values = ldap_get_values_len(connection.handle(), message->get(), attribute);
+        if (message->type == LDAP_RES_SEARCH_RESULT) break;
+        berval** values = ldap_get_values_len(connection.handle(), message->message.get(), attribute);
         for (berval** value = values; value && *value; ++value)
             offered.emplace_back((*value)->bv_val, (*value)->bv_len);
         ldap_value_free_len(values);
@@ -80,13 +82,13 @@ Result<void> ticketBind(const LdapConnection& connection, const Deadline& deadli
         ldap_set_option(handle, LDAP_OPT_X_SASL_SECPROPS, "maxssf=0");
         ldap_set_option(handle, LDAP_OPT_X_SASL_CBINDING, &binding);
     }
-    Message answer;
+    LdapMessage answer;
     const char* used = nullptr;
     int id = 0;
     while (true) {
         const int code =
             ldap_sasl_interactive_bind(handle, nullptr, mechanism->c_str(), nullptr, nullptr, LDAP_SASL_QUIET,
-                                       answerByDefault, nullptr, answer.get(), &used, &id);
+                                       answerByDefault, nullptr, answer.message.get(), &used, &id);
         if (code != LDAP_SASL_BIND_IN_PROGRESS) {
             if (code != LDAP_SUCCESS) return fail(connection.failure(code));
             return {};
@@ -124,14 +126,12 @@ Result<void> protectPassword(const LdapConnection& connection, const std::string
 
 // Negotiate means Kerberos with the process's ticket. libldap cannot make one from a user and a password, so
 // with these the bind is a simple one, inside TLS where it leaves the machine and the server offers that.
-Result<void> bindConnection(const LdapConnection& connection, const LdapCredentials& credentials) {
-    if (auto ok = checkCredentials(credentials); !ok) return ok;
-    const Deadline deadline(connection.endpoint().connectTimeout);
-    if (credentials.method == LdapCredentials::Method::anonymous)
-        return simpleBind(connection, {}, {}, deadline);
-    if (credentials.user.empty()) return ticketBind(connection, deadline);
-    if (auto ok = protectPassword(connection, credentials.user, deadline); !ok) return ok;
-    return simpleBind(connection, simpleBindName(credentials), credentials.password.view(), deadline);
+Result<void> LdapConnection::bind(const LdapCredentials& credentials) const {
+    const Deadline deadline(endpoint_.connectTimeout);
+    if (credentials.method == LdapCredentials::Method::anonymous) return simpleBind(*this, {}, {}, deadline);
+    if (credentials.user.empty()) return ticketBind(*this, deadline);
+    if (auto ok = protectPassword(*this, credentials.user, deadline); !ok) return ok;
+    return simpleBind(*this, simpleBindName(credentials), credentials.password.view(), deadline);
 }
 
 }  // namespace wsadmin::platform::posix

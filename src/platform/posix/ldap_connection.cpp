@@ -1,22 +1,12 @@
 #include "platform/posix/ldap_connection.h"
 
-#include <algorithm>
-
-#include "platform/ldap/ldap_request.h"
-#include "platform/module/module_log.h"
-#include "platform/posix/pipe_signal.h"
+#include "platform/ldap/library_session.h"
 
 namespace wsadmin::platform::posix {
 
 namespace {
 
 using std::chrono::milliseconds;
-
-timeval toTimeval(milliseconds time) noexcept {
-    // Nothing waits without a limit, and libldap takes 0 as "do not wait".
-    const auto count = std::max<milliseconds::rep>(time.count(), 1);
-    return {static_cast<time_t>(count / 1000), static_cast<suseconds_t>(count % 1000 * 1000)};
-}
 
 std::string uriOf(const LdapEndpoint& endpoint) {
     std::string host = hostOf(endpoint);
@@ -45,7 +35,6 @@ int ldapCodeOf(int libraryCode) noexcept {
 }
 
 Result<std::shared_ptr<LdapConnection>> LdapConnection::open(const LdapEndpoint& endpoint) {
-    if (auto ok = checkEndpoint(endpoint); !ok) return fail(ok.error());
     LDAP* handle = nullptr;
     if (const int code = ldap_initialize(&handle, uriOf(endpoint).c_str()); code != LDAP_SUCCESS)
         return fail(ldapFailure(ldapCodeOf(code)));
@@ -63,8 +52,8 @@ LdapConnection::~LdapConnection() {
 int LdapConnection::setOptions() {
     const int version = LDAP_VERSION3;
     const int none = 0;
-    const timeval connect = toTimeval(endpoint_.connectTimeout);
-    const timeval operation = toTimeval(endpoint_.operationTimeout);
+    const timeval connect = timevalOf<Library>(endpoint_.connectTimeout);
+    const timeval operation = timevalOf<Library>(endpoint_.operationTimeout);
     const struct {
         int option;
         const void* value;
@@ -103,8 +92,8 @@ int LdapConnection::setTlsOptions() const {
 Result<bool> LdapConnection::startTls(milliseconds limit) const {
     if (setTlsOptions() != LDAP_OPT_SUCCESS) return fail(ldapFailure(ldapConnectError));
     int id = 0;
-    if (const int sent = ldap_start_tls(handle_, nullptr, nullptr, &id); sent != LDAP_SUCCESS)
-        return fail(failure(sent));
+    if (const int code = ldap_start_tls(handle_, nullptr, nullptr, &id); code != LDAP_SUCCESS)
+        return fail(failure(code));
     const auto answer = receive(id, limit);
     if (!answer) return fail(answer.error());
     if (!outcome(*answer)) return false;
@@ -112,11 +101,16 @@ Result<bool> LdapConnection::startTls(milliseconds limit) const {
     return true;
 }
 
-Result<Message> LdapConnection::receive(int id, milliseconds limit) const {
-    timeval time = toTimeval(limit);
+Result<int> LdapConnection::sent(int code, int id) const {
+    if (code != LDAP_SUCCESS) return fail(failure(code));
+    return id;
+}
+
+Result<LdapMessage> LdapConnection::receive(int id, milliseconds limit) const {
+    timeval time = timevalOf<Library>(limit);
     LDAPMessage* message = nullptr;
     const int type = ldap_result(handle_, id, LDAP_MSG_ONE, &time, &message);
-    if (type > 0) return Message(message);
+    if (type > 0) return LdapMessage{type, {message, {}}};
     if (type == 0) {
         abandon(id);
         return fail(ldapFailure(ldapTimeout));
@@ -126,29 +120,21 @@ Result<Message> LdapConnection::receive(int id, milliseconds limit) const {
     return fail(failure(code == LDAP_SUCCESS ? LDAP_SERVER_DOWN : code));
 }
 
-Result<void> LdapConnection::finish(int sent, int id, milliseconds limit) const {
-    if (sent != LDAP_SUCCESS) return fail(failure(sent));
+Result<void> LdapConnection::finish(int id, milliseconds limit) const {
     const auto message = receive(id, limit);
     if (!message) return fail(message.error());
     return outcome(*message);
 }
 
-Result<void> LdapConnection::outcome(const Message& message, std::vector<LdapControl>* controls) const {
+Result<void> LdapConnection::outcome(const LdapMessage& message, std::vector<LdapControl>* controls) const {
     int code = LDAP_SUCCESS;
     LDAPControl** found = nullptr;
-    const int parsed =
-        ldap_parse_result(handle_, message.get(), &code, nullptr, nullptr, nullptr, &found, /*freeit=*/0);
+    const int parsed = ldap_parse_result(handle_, message.message.get(), &code, nullptr, nullptr, nullptr,
+                                         &found, /*freeit=*/0);
     const std::unique_ptr<LDAPControl*, ControlsFreer> owner(found);
     if (parsed != LDAP_SUCCESS) return fail(failure(parsed));
-    // A part of the answer that stands elsewhere is no reason to drop the rest.
-    const bool partial = controls && code == LDAP_PARTIAL_RESULTS;
-    if (code != LDAP_SUCCESS && !partial) return fail(failure(code));
-    for (LDAPControl** control = found; controls && control && *control; ++control) {
-        const berval& value = (*control)->ldctl_value;
-        controls->push_back({(*control)->ldctl_oid,
-                             value.bv_val ? std::string(value.bv_val, value.bv_len) : std::string(),
-                             (*control)->ldctl_iscritical != 0});
-    }
+    if (!isSuccess(code, controls != nullptr)) return fail(failure(code));
+    if (controls) appendControls<Library>(found, *controls);
     return {};
 }
 
@@ -157,12 +143,10 @@ void LdapConnection::abandon(int id) const noexcept {
 }
 
 Failure LdapConnection::failure(int libraryCode) const {
-    Failure failure = ldapFailure(ldapCodeOf(libraryCode));
     char* text = nullptr;
     ldap_get_option(handle_, LDAP_OPT_DIAGNOSTIC_MESSAGE, &text);
     const LdapText said(text);
-    if (said && *said) logDebug(L"LDAP error %d (%s): %s", failure.code, failure.text, said.get());
-    return failure;
+    return ldapFailure(ldapCodeOf(libraryCode), said ? CORE::toWide(said.get()) : std::wstring());
 }
 
 }  // namespace wsadmin::platform::posix

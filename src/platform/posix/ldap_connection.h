@@ -7,13 +7,26 @@
 #include <memory>
 
 #include "platform/ldap_session.h"
+#include "platform/posix/pipe_signal.h"
 
 namespace wsadmin::platform::posix {
+
+// The types of libldap.
+struct Library {
+    using Character = char;
+    using Berval = berval;
+    using Timeval = timeval;
+    using Control = LDAPControl;
+    using Modification = LDAPMod;
+};
 
 struct MessageFreer {
     void operator()(LDAPMessage* message) const noexcept { ldap_msgfree(message); }
 };
-using Message = std::unique_ptr<LDAPMessage, MessageFreer>;
+struct LdapMessage {
+    int type = 0;
+    std::unique_ptr<LDAPMessage, MessageFreer> message;
+};
 
 // libldap numbers its own failures below 0; the system knows them by the numbers of ldap_session.h.
 int ldapCodeOf(int libraryCode) noexcept;
@@ -21,6 +34,9 @@ int ldapCodeOf(int libraryCode) noexcept;
 // Shared by a session and its searches on their way; unbinds when the last of them goes.
 class LdapConnection {
   public:
+    using Scope = PipeSignalBlock;
+    using Id = int;
+
     static Result<std::shared_ptr<LdapConnection>> open(const LdapEndpoint& endpoint);
     ~LdapConnection();
     LdapConnection(const LdapConnection&) = delete;
@@ -29,14 +45,26 @@ class LdapConnection {
     LDAP* handle() const noexcept { return handle_; }
     const LdapEndpoint& endpoint() const noexcept { return endpoint_; }
 
+    Result<void> bind(const LdapCredentials& credentials) const;  // ldap_bind.cpp
+    // Requests, on their way when these return (ldap_requests.cpp).
+    Result<int> sendSearch(const LdapSearch& wire) const;
+    Result<int> sendAdd(const LdapEntry& wire) const;
+    Result<int> sendModify(const std::string& dn, const std::vector<LdapModification>& changes,
+                           const std::vector<LdapControl>& controls) const;
+    Result<int> sendRemove(const std::string& dn, const std::vector<LdapControl>& controls) const;
+    Result<int> sendRename(const std::string& dn, const std::string& newRdn, const std::string& newParent,
+                           bool deleteOldRdn) const;
+    // `attributes`: how many it may have, a guess.
+    Result<LdapEntry> readEntry(const LdapMessage& message, std::size_t attributes) const;
+
+    // The identifier of an operation that libldap answered with `code` when it was to be sent.
+    Result<int> sent(int code, int id) const;
     // The next message that answers an operation, 85 when none comes in time; the operation is then
     // abandoned.
-    Result<Message> receive(int id, std::chrono::milliseconds limit) const;
-    // The end of an operation that libldap answered with `sent` when it was to be sent.
-    Result<void> finish(int sent, int id, std::chrono::milliseconds limit) const;
-    Result<void> finish(int sent, int id) const { return finish(sent, id, endpoint_.operationTimeout); }
-    // The outcome in a result message; controls are what came with it.
-    Result<void> outcome(const Message& message, std::vector<LdapControl>* controls = nullptr) const;
+    Result<LdapMessage> receive(int id, std::chrono::milliseconds limit) const;
+    Result<void> finish(int id, std::chrono::milliseconds limit) const;
+    // The outcome in a result message; controls, of a search, are what came with it.
+    Result<void> outcome(const LdapMessage& message, std::vector<LdapControl>* controls = nullptr) const;
     void abandon(int id) const noexcept;
     Failure failure(int libraryCode) const;  // with what the server said, in the log
     // Turns the connection to TLS, with its endpoint's checks; nothing may be on its way. False when the
@@ -51,8 +79,5 @@ class LdapConnection {
     LDAP* handle_;
     LdapEndpoint endpoint_;
 };
-
-// ldap_bind.cpp
-Result<void> bindConnection(const LdapConnection& connection, const LdapCredentials& credentials);
 
 }  // namespace wsadmin::platform::posix

@@ -4,26 +4,20 @@
 
 #include <algorithm>
 
-#include "platform/ldap/ldap_request.h"
-#include "platform/module/module_log.h"
+#include "platform/ldap/library_session.h"
 #include "platform/windows/wide_secret.h"
 
 namespace wsadmin::platform::windows {
 
-// A code that is no LDAP code was left behind by the network's own layers: the server is out of reach.
-Failure failureOf(ULONG code) {
-    return ldapFailure(code <= LDAP_REFERRAL_LIMIT_EXCEEDED ? static_cast<int>(code) : ldapServerDown);
-}
-
 namespace {
+
+// A code that is no LDAP code was left behind by the network's own layers: the server is out of reach.
+int ldapCodeOf(ULONG code) noexcept {
+    return code <= LDAP_REFERRAL_LIMIT_EXCEEDED ? static_cast<int>(code) : ldapServerDown;
+}
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
-
-l_timeval toTimeval(milliseconds time) noexcept {
-    const auto count = std::max<milliseconds::rep>(time.count(), 1);  // nothing waits without a limit
-    return {static_cast<LONG>(count / 1000), static_cast<LONG>(count % 1000 * 1000)};
-}
 
 // The client counts some of its limits in whole seconds, 0 meaning none.
 ULONG toSeconds(milliseconds time) noexcept {
@@ -46,8 +40,11 @@ Failure lastLdapFailure() {
 
 }  // namespace
 
+Failure failureOf(ULONG code) {
+    return ldapFailure(ldapCodeOf(code));
+}
+
 Result<std::shared_ptr<LdapConnection>> LdapConnection::open(const LdapEndpoint& endpoint) {
-    if (auto ok = checkEndpoint(endpoint); !ok) return fail(ok.error());
     // The client trusts whom the machine trusts; a file of one's own it cannot be given.
     if (endpoint.tls && !endpoint.caFile.empty()) return fail(ldapFailure(ldapNotSupported));
     std::wstring host = CORE::toWide(hostOf(endpoint));
@@ -82,9 +79,8 @@ ULONG LdapConnection::setOptions() const {
 }
 
 Result<void> LdapConnection::bind(const LdapCredentials& credentials) const {
-    if (auto ok = checkCredentials(credentials); !ok) return ok;
     const auto end = steady_clock::now() + endpoint_.connectTimeout;
-    l_timeval time = toTimeval(endpoint_.connectTimeout);
+    l_timeval time = timevalOf<Library>(endpoint_.connectTimeout);
     if (const ULONG code = ldap_connect(handle_.get(), &time); code != LDAP_SUCCESS)
         return fail(failureOf(code));
     const auto left = std::chrono::duration_cast<milliseconds>(end - steady_clock::now());
@@ -106,8 +102,8 @@ Result<void> LdapConnection::bindSimply(const std::wstring& name, std::wstring& 
     std::wstring user = name;
     const ULONG id = ldap_simple_bindW(handle_.get(), user.empty() ? nullptr : user.data(),
                                        password.empty() ? nullptr : password.data());
-    return finish(id == static_cast<ULONG>(-1) ? LdapGetLastError() : static_cast<ULONG>(LDAP_SUCCESS), id,
-                  limit);
+    if (id == static_cast<ULONG>(-1)) return fail(lastLdapFailure());
+    return finish(id, limit);
 }
 
 // A negotiated bind can only be waited for without a limit of ours. A server that answers a question first,
@@ -158,19 +154,22 @@ Result<void> LdapConnection::negotiate(const LdapCredentials& credentials, milli
 }
 
 Result<LdapMessage> LdapConnection::receive(ULONG id, milliseconds limit) const {
-    l_timeval time = toTimeval(limit);
+    l_timeval time = timevalOf<Library>(limit);
     LDAPMessage* message = nullptr;
     const ULONG type = ldap_result(handle_.get(), id, LDAP_MSG_ONE, &time, &message);
     if (type == static_cast<ULONG>(-1)) return fail(lastLdapFailure());
     if (type == 0) {
-        ldap_abandon(handle_.get(), id);
+        abandon(id);
         return fail(ldapFailure(ldapTimeout));
     }
-    return LdapMessage{type, UniqueLdapMessage(message)};
+    return LdapMessage{static_cast<int>(type), UniqueLdapMessage(message)};
 }
 
-Result<void> LdapConnection::finish(ULONG sent, ULONG id, milliseconds limit) const {
-    if (sent != LDAP_SUCCESS) return fail(failureOf(sent));
+void LdapConnection::abandon(ULONG id) const noexcept {
+    ldap_abandon(handle_.get(), id);
+}
+
+Result<void> LdapConnection::finish(ULONG id, milliseconds limit) const {
     const auto message = receive(id, limit);
     if (!message) return fail(message.error());
     return outcome(*message);
@@ -185,19 +184,10 @@ Result<void> LdapConnection::outcome(const LdapMessage& message, std::vector<Lda
     const UniqueLdapText said(text);
     const UniqueLdapControls owner(found);
     if (parsed != LDAP_SUCCESS) return fail(failureOf(parsed));
-    // A part of the answer that stands elsewhere is no reason to drop the rest.
-    const bool partial = controls && code == static_cast<ULONG>(ldapPartialResults);
-    if (code != LDAP_SUCCESS && !partial) {
-        if (said && *said)
-            logDebug(L"LDAP error %d (%s): %s", code, ldapErrorText(static_cast<int>(code)), said.get());
-        return fail(failureOf(code));
-    }
-    for (LDAPControlW** control = found; controls && control && *control; ++control) {
-        const berval& value = (*control)->ldctl_value;
-        controls->push_back({CORE::toUtf8((*control)->ldctl_oid),
-                             value.bv_val ? std::string(value.bv_val, value.bv_len) : std::string(),
-                             (*control)->ldctl_iscritical != 0});
-    }
+    if (!isSuccess(static_cast<int>(code), controls != nullptr))
+        return fail(
+            ldapFailure(ldapCodeOf(code), said ? std::wstring_view(said.get()) : std::wstring_view()));
+    if (controls) appendControls<Library>(found, *controls);
     return {};
 }
 

@@ -10,8 +10,17 @@
 
 namespace wsadmin::platform::windows {
 
+// The types of the platform's client.
+struct Library {
+    using Character = wchar_t;
+    using Berval = berval;
+    using Timeval = l_timeval;
+    using Control = LDAPControlW;
+    using Modification = LDAPModW;
+};
+
 struct LdapMessage {
-    ULONG type = 0;
+    int type = 0;
     UniqueLdapMessage message;
 };
 
@@ -21,20 +30,32 @@ Failure failureOf(ULONG code);
 // Shared by a session and its searches on their way; unbinds when the last of them goes.
 class LdapConnection {
   public:
+    struct Scope {};  // nothing is to be kept away from the client
+    using Id = ULONG;
+
     static Result<std::shared_ptr<LdapConnection>> open(const LdapEndpoint& endpoint);
 
     LDAP* handle() const noexcept { return handle_.get(); }
     const LdapEndpoint& endpoint() const noexcept { return endpoint_; }
 
     Result<void> bind(const LdapCredentials& credentials) const;
+    // Requests, on their way when these return (ldap_requests.cpp).
+    Result<ULONG> sendSearch(const LdapSearch& wire) const;
+    Result<ULONG> sendAdd(const LdapEntry& wire) const;
+    Result<ULONG> sendModify(const std::string& dn, const std::vector<LdapModification>& changes,
+                             const std::vector<LdapControl>& controls) const;
+    Result<ULONG> sendRemove(const std::string& dn, const std::vector<LdapControl>& controls) const;
+    Result<ULONG> sendRename(const std::string& dn, const std::string& newRdn, const std::string& newParent,
+                             bool deleteOldRdn) const;
+    Result<LdapEntry> readEntry(const LdapMessage& message, std::size_t) const;
+
     // The next message that answers an operation, 85 when none comes in time; the operation is then
     // abandoned.
     Result<LdapMessage> receive(ULONG id, std::chrono::milliseconds limit) const;
-    // The end of an operation that the client answered with `sent` when it was to be sent.
-    Result<void> finish(ULONG sent, ULONG id, std::chrono::milliseconds limit) const;
-    Result<void> finish(ULONG sent, ULONG id) const { return finish(sent, id, endpoint_.operationTimeout); }
-    // The outcome in a result message; controls are what came with it.
+    Result<void> finish(ULONG id, std::chrono::milliseconds limit) const;
+    // The outcome in a result message; controls, of a search, are what came with it.
     Result<void> outcome(const LdapMessage& message, std::vector<LdapControl>* controls = nullptr) const;
+    void abandon(ULONG id) const noexcept;
 
   private:
     LdapConnection(UniqueLdap handle, LdapEndpoint endpoint)
