@@ -59,7 +59,6 @@ std::optional<Sid> usernameToSid(ServiceContext& service, AccountAuthority& acco
 }
 
 std::optional<Sid> userOf(ServiceContext& service, std::wstring_view username) {
-    const platform::DirectoryThread thread(*service.platform().directoryServices);
     const auto accounts = accountsOf(service);
     return usernameToSid(service, *accounts, username);
 }

@@ -14,7 +14,6 @@
 namespace wsadmin {
 
 using platform::AccountAuthority;
-using platform::DirectoryThread;
 using platform::Sid;
 using platform::TokenStep;
 
@@ -65,7 +64,6 @@ Result<SidList> callingToken(AccountAuthority& accounts) {
 Result<void> AdminPermission::check() {
     if (namesLocalSystem(request().texts(key::adminSids))) return permit();
     if (const auto session = directory(); !session) return fail(session.error());
-    const DirectoryThread thread(*service().platform().directoryServices);
     const auto sids = principals();
     if (!sids) return fail(sids.error());
     if (std::ranges::any_of(*sids, isLocalSystem)) return permit();

@@ -13,7 +13,6 @@
 namespace wsadmin {
 
 using platform::DirectorySearch;
-using platform::DirectoryThread;
 
 namespace {
 
@@ -116,7 +115,6 @@ Result<Entitlement::Rows> Entitlement::search(const Query& query) {
     if (query.baseLine) logDebug(query.baseLine, layout::namingContext);
 
     platform::DirectoryServices& services = *service().platform().directoryServices;
-    const DirectoryThread thread(services);
     const auto base = openQuery(services, configurationPath(layout::namingContext));
     if (!base) return fail(query.openFailed);
     if (sids->empty()) return Rows();  // "(|)" matches nothing, and some directories refuse it
@@ -134,7 +132,6 @@ Result<Entitlement::Rows> Entitlement::searchGlobal() {
     logDebug(L"BaseDn is %s", base);
 
     platform::DirectoryServices& services = *service().platform().directoryServices;
-    const DirectoryThread thread(services);
     const auto layer = openQuery(services, federationPath(base));
     if (!layer) return fail(noEntitlements);
     if (sids->empty()) return Rows();

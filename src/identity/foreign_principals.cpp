@@ -15,7 +15,6 @@
 namespace wsadmin {
 
 using CORE::PropertyBag;
-using platform::DirectoryThread;
 using platform::LdapEntry;
 using platform::LdapSession;
 using platform::Sid;
@@ -114,7 +113,6 @@ Result<void> ForeignPrincipals::updateAll() {
     if (!principals)
         return fail(L"Failed to search for Foreign Security Principals - " + principals.error().text);
 
-    const DirectoryThread thread(*service().platform().directoryServices);
     const auto sids = sidsOf(*principals);
     const auto users = readUsers(service(), validSids(sids));  // in batches: no search for each principal
     for (std::size_t i = 0; i < sids.size(); ++i) {
@@ -136,7 +134,6 @@ Result<void> ForeignPrincipals::updateAll() {
 
 Result<void> ForeignPrincipals::updateSingle() {
     const CORE::wstr username = request().text(key::fspUsername);
-    const DirectoryThread thread(*service().platform().directoryServices);
     const auto sid = usernameToSid(service(), *accountsOf(service()), username);
     if (!sid) return fail(L"Cannot find user " + username.str());
     logDebug(L"SID %s found for user %s", sid->text(), username);

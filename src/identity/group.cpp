@@ -59,9 +59,7 @@ Result<UserWithGroups> readUserWithGroups(ServiceContext& service, const FoundSi
 }  // namespace
 
 Group::Group(ServiceContext& service, const Request& request)
-    : Worker(service, request),
-      thread_(*service.platform().directoryServices),
-      accounts_(accountsOf(service)) {}
+    : Worker(service, request), accounts_(accountsOf(service)) {}
 
 Result<void> Group::usernameToSID() {
     const auto sid = usernameToSid(service(), *accounts_, request().text(key::username));

@@ -37,7 +37,6 @@ class Group : public Worker {
     void addOwnSid(platform::Token& token);
     CORE::PropertyBag groupList(const std::vector<platform::Sid>& groups, bool listNames);
 
-    platform::DirectoryThread thread_;
     std::shared_ptr<platform::AccountAuthority> accounts_;
 };
 

@@ -12,7 +12,7 @@ ConnectionMgr::ConnectionMgr(DirectoryAccess access, CORE::ThreadGroup& threads)
     : coretimer(&threads),
       access_(std::move(access)),
       threads_(threads),
-      residence_(access_.services),
+      creatorThread_(access_.services),
       lock_(L"ConnectionMgr"),
       noReuse_(std::make_unique<NoReuseConnectionList>(access_)) {
     logDebug(L"Creating connection manager at 0x%x", this);

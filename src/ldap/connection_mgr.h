@@ -50,7 +50,7 @@ class ConnectionMgr : public CORE::coretimer {
 
     DirectoryAccess access_;
     CORE::ThreadGroup& threads_;
-    DirectoryResidence residence_;
+    CreatorDirectoryThread creatorThread_;
     mutable CORE::corecritsec lock_;
     std::map<std::string, std::shared_ptr<ConnectionList>, std::less<>> lists_;
     std::unique_ptr<NoReuseConnectionList> noReuse_;

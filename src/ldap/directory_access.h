@@ -19,19 +19,19 @@ struct DirectoryAccess {
     }
 };
 
-// Makes its creator's thread fit for directory calls for as long as it lives. The last user of a shared
-// object may be another thread, which then owes nothing.
-class DirectoryResidence {
+// Keeps its creator's thread initialised for directory calls for as long as it lives. An initialisation ends
+// on its own thread only: a shared object that another thread destroys leaves it.
+class CreatorDirectoryThread {
   public:
-    explicit DirectoryResidence(std::shared_ptr<platform::DirectoryServices> services)
+    explicit CreatorDirectoryThread(std::shared_ptr<platform::DirectoryServices> services)
         : services_(std::move(services)),
           creator_(std::this_thread::get_id()),
           initialised_(services_->initialiseThread()) {}
-    ~DirectoryResidence() {
+    ~CreatorDirectoryThread() {
         if (initialised_ && creator_ == std::this_thread::get_id()) services_->uninitialiseThread();
     }
-    DirectoryResidence(const DirectoryResidence&) = delete;
-    DirectoryResidence& operator=(const DirectoryResidence&) = delete;
+    CreatorDirectoryThread(const CreatorDirectoryThread&) = delete;
+    CreatorDirectoryThread& operator=(const CreatorDirectoryThread&) = delete;
 
   private:
     std::shared_ptr<platform::DirectoryServices> services_;

@@ -1,5 +1,7 @@
 #include "ldap/domain.h"
 
+#include <optional>
+#include <thread>
 #include <utility>
 
 #include "framework/core/message.h"
@@ -27,7 +29,7 @@ Domain::Domain(DirectoryAccess access, CORE::ThreadGroup& threads, bool initiate
     : coretimer(&threads),
       access_(std::move(access)),
       threads_(threads),
-      residence_(access_.services),
+      creatorThread_(access_.services),
       lock_(L"Domain") {
     logDebug(L"Created a domain instance at 0x%x", this);
     if (initiateChecks) StartTimer(firstCheckMs);
@@ -98,7 +100,6 @@ std::string Domain::rootNamingContext(std::wstring_view domain) const {
 
 // Asks one domain for its forest and, where nobody has stated its trust, what domains it trusts itself.
 void Domain::contact(DomainFacts& domain, const DomainSurvey& survey) {
-    const DirectoryThread thread(*access_.services);
     domain.rootNamingContext = rootNamingContext(domain.dns);
     const bool primary = CORE::equalFolded(domain.dns, survey.primaryDns);
     if (primary || !domain.statedTrust.empty() || domain.rootNamingContext.empty()) return;
@@ -107,10 +108,12 @@ void Domain::contact(DomainFacts& domain, const DomainSurvey& survey) {
 
 // The primary domain and all others side by side: one that does not answer must not hold up the rest.
 void Domain::contactAll(DomainSurvey& survey) {
+    const auto caller = std::this_thread::get_id();  // is initialised already
     concurrently(survey.domains.size() + 1, contactsAtOnce, threads_, L"DomainContactThread",
                  [&](std::size_t index) {
+                     std::optional<DirectoryThread> thread;
+                     if (std::this_thread::get_id() != caller) thread.emplace(*access_.services);
                      if (index > 0) return contact(survey.domains[index - 1], survey);
-                     const DirectoryThread thread(*access_.services);
                      survey.primaryRoot = rootNamingContext(survey.primaryDns);
                  });
 }
@@ -179,7 +182,6 @@ std::string Domain::defaultNamingContext() const {
 }
 
 bool Domain::isMixedMode() const {
-    const DirectoryThread thread(*access_.services);
     const std::string context = defaultNamingContext();
     if (context.empty()) return true;
     const std::string path = "LDAP://" + context;

@@ -28,11 +28,12 @@ class Domain : public CORE::coretimer {
     ~Domain() override;
 
     // A copy of the map, built first where there is none yet or where it is forced. When the build fails, the
-    // bag has its error and what the last build gave.
+    // bag has its error and what the last build gave. The calling thread holds a DirectoryThread.
     CORE::PropertyBag getDomainMap(bool force);
     void setMinimumCheckInterval(int seconds);
     int minimumCheckInterval() const;
-    // Whether the default domain is in mixed mode; also when that cannot be found out.
+    // Whether the default domain is in mixed mode; also when that cannot be found out. The calling thread
+    // holds a DirectoryThread.
     bool isMixedMode() const;
     // What the timer's thread does: rebuilds a map that is missing or too old.
     void check();
@@ -54,7 +55,7 @@ class Domain : public CORE::coretimer {
 
     DirectoryAccess access_;
     CORE::ThreadGroup& threads_;
-    DirectoryResidence residence_;
+    CreatorDirectoryThread creatorThread_;
     std::atomic<bool> stopping_{false};
     mutable CORE::corecritsec lock_;  // guards what follows
     CORE::PropertyBag map_;

@@ -1,5 +1,6 @@
 // The base of all workers: one object per request, with the service, the request, the result, and a session
-// to the configuration directory that is opened when it is first wanted.
+// to the configuration directory that is opened when it is first wanted. Around its methods the dispatcher
+// holds a DirectoryThread.
 #pragma once
 
 #include <memory>

@@ -21,7 +21,6 @@ std::optional<std::string> given(const Request& request, const Key& key) {
 // All pages of the search as one list, or the failure of one of them.
 Result<CORE::PropertyBag> listMachines(ServiceContext& service, platform::LdapSession& session,
                                        const std::string& base, const std::string& filter, bool full) {
-    const platform::DirectoryThread thread(*service.platform().directoryServices);
     PagedSearch pages(session, base, filter, full ? fullAttributes() : briefAttributes());
     MachineListing listing(service, full);
     for (std::vector<platform::LdapEntry> page;;) {

@@ -18,8 +18,7 @@ namespace wsadmin {
 
 class Unentitled : public Worker {
   public:
-    Unentitled(ServiceContext& service, const Request& request)
-        : Worker(service, request), thread_(*service.platform().directoryServices), check_(service) {}
+    Unentitled(ServiceContext& service, const Request& request) : Worker(service, request), check_(service) {}
 
     // "unentitled-machine-report"
     Result<void> getUnentitledMachines();
@@ -72,7 +71,6 @@ class Unentitled : public Worker {
     static Result<std::optional<UserPolicy>> userPolicyOf(const platform::LdapEntry& link);
     void examine(UserPolicy policy, DesktopCache& desktops);
 
-    platform::DirectoryThread thread_;
     EntitlementCheck check_;
     std::map<platform::Sid, UserInformation> users_;  // of the findings
     std::vector<Finding> findings_;
