@@ -6,7 +6,7 @@
 namespace wsadmin {
 
 using platform::AccountAuthority;
-using platform::AccountRoom;
+using platform::AccountBufferSizes;
 using platform::Sid;
 
 namespace {
@@ -28,8 +28,8 @@ std::optional<std::wstring> asPrincipalName(const std::wstring& name, const Doma
     return name.substr(0, at) + L"@" + dns;
 }
 
-bool found(const AccountRoom& room) {
-    return room.error == 0 || room.error == platform::accountInsufficientBuffer;
+bool found(const AccountBufferSizes& sizes) {
+    return sizes.error == 0 || sizes.error == platform::accountInsufficientBuffer;
 }
 
 }  // namespace
@@ -42,18 +42,18 @@ std::shared_ptr<AccountAuthority> accountsOf(ServiceContext& service) {
 std::optional<Sid> usernameToSid(ServiceContext& service, AccountAuthority& accounts,
                                  std::wstring_view username) {
     std::wstring name(username);
-    AccountRoom room = accounts.roomFor(name);
-    if (!found(room)) {
+    AccountBufferSizes sizes = accounts.bufferSizesFor(name);
+    if (!found(sizes)) {
         const auto domains = DomainBindings::of(service);
         const auto changed = domains ? asPrincipalName(name, *domains) : std::nullopt;
         if (!changed) return std::nullopt;
         logDebug(L"Account name '%s' changed to '%s' for sid lookup", name, *changed);
         name = *changed;
-        room = accounts.roomFor(name);
-        if (!found(room)) return std::nullopt;
+        sizes = accounts.bufferSizesFor(name);
+        if (!found(sizes)) return std::nullopt;
     }
-    if (room.sid == 0 || room.domain == 0) return std::nullopt;
-    const auto account = accounts.lookUp(name, room);
+    if (sizes.sid == 0 || sizes.domain == 0) return std::nullopt;
+    const auto account = accounts.lookUp(name, sizes);
     if (!account || account->kind != platform::AccountKind::user) return std::nullopt;
     return account->sid;
 }

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "ldap/service_context.h"
-#include "platform/accounts.h"
+#include "platform/account_authority.h"
 #include "platform/ldap/sid.h"
 
 namespace wsadmin {

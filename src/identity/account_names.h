@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/accounts.h"
+#include "platform/account_authority.h"
 
 namespace wsadmin {
 

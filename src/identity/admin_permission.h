@@ -3,7 +3,7 @@
 
 #include "identity/entitlement_filters.h"
 #include "ldap/worker.h"
-#include "platform/accounts.h"
+#include "platform/account_authority.h"
 
 namespace wsadmin {
 

@@ -13,9 +13,9 @@ namespace wsadmin {
 using CORE::toUtf8;
 using CORE::toWide;
 using platform::Account;
+using platform::AccountBufferSizes;
 using platform::AccountKind;
 using platform::AccountName;
-using platform::AccountRoom;
 using platform::LogonStep;
 using platform::Sid;
 using platform::Token;
@@ -160,7 +160,7 @@ Result<Account> DirectoryAccounts::find(const std::wstring& name) {
     return name.find(L'@') == std::wstring::npos ? findBare(name) : findByPrincipalName(name);
 }
 
-AccountRoom DirectoryAccounts::roomFor(const std::wstring& name) {
+AccountBufferSizes DirectoryAccounts::bufferSizesFor(const std::wstring& name) {
     lastName_ = name;
     last_ = find(name);
     if (!*last_) return {.error = last_->error().code};
@@ -169,9 +169,9 @@ AccountRoom DirectoryAccounts::roomFor(const std::wstring& name) {
             .domain = static_cast<std::uint32_t>((*last_)->domain.size() + 1)};
 }
 
-Result<Account> DirectoryAccounts::lookUp(const std::wstring& name, const AccountRoom& room) {
-    if (!last_ || lastName_ != name) static_cast<void>(roomFor(name));
-    if (*last_ && (room.sid < (*last_)->sid.bytes().size() || room.domain <= (*last_)->domain.size()))
+Result<Account> DirectoryAccounts::lookUp(const std::wstring& name, const AccountBufferSizes& sizes) {
+    if (!last_ || lastName_ != name) static_cast<void>(bufferSizesFor(name));
+    if (*last_ && (sizes.sid < (*last_)->sid.bytes().size() || sizes.domain <= (*last_)->domain.size()))
         return refuse(platform::accountInsufficientBuffer);
     return *last_;
 }

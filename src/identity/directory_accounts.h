@@ -2,7 +2,7 @@
 #pragma once
 
 #include "identity/domain_bindings.h"
-#include "platform/accounts.h"
+#include "platform/account_authority.h"
 
 namespace wsadmin {
 
@@ -13,8 +13,9 @@ class DirectoryAccounts final : public platform::AccountAuthority {
   public:
     explicit DirectoryAccounts(ServiceContext& service) : service_(service) {}
 
-    platform::AccountRoom roomFor(const std::wstring& name) override;
-    Result<platform::Account> lookUp(const std::wstring& name, const platform::AccountRoom& room) override;
+    platform::AccountBufferSizes bufferSizesFor(const std::wstring& name) override;
+    Result<platform::Account> lookUp(const std::wstring& name,
+                                     const platform::AccountBufferSizes& sizes) override;
     Result<std::vector<std::optional<platform::AccountName>>> namesOf(
         const std::vector<platform::Sid>& sids) override;
     Result<std::unique_ptr<platform::Token>> threadToken() override;
@@ -33,7 +34,7 @@ class DirectoryAccounts final : public platform::AccountAuthority {
 
     ServiceContext& service_;
     std::optional<Result<DomainBindings>> domains_;  // nothing: not read yet
-    // The cached account of the last look-up: roomFor and lookUp of one name search once.
+    // The cached account of the last look-up: bufferSizesFor and lookUp of one name search once.
     std::wstring lastName_;
     std::optional<Result<platform::Account>> last_;
 };

@@ -7,7 +7,7 @@
 #include "identity/user_information.h"
 #include "identity/user_search.h"
 #include "ldap/worker.h"
-#include "platform/accounts.h"
+#include "platform/account_authority.h"
 
 namespace wsadmin {
 

@@ -14,9 +14,9 @@ namespace wsadmin {
 // The worker "winauth", which knows the trusted domains.
 class ws_winauth {
   public:
-    // Asks whether the worker is there; it has ten seconds to come. The answer comes once, on a framework
-    // thread that `owner` counts. The number is the message's, whose cancelling makes the answer come at
-    // once; 0: no answer comes.
+    // Asks whether the worker is installed, with a timeout of ten seconds. The callback runs once, on a
+    // framework thread that `owner` counts. The result identifies the message, and cancelling that ends the
+    // wait; 0: the message could not be sent and there is no callback.
     static std::uint64_t askAvailable(CORE::ThreadGroup& owner, std::function<void(bool)> answer);
     // The worker's answer, or a bag with the error "Failed to issue request to winauth service".
     static CORE::PropertyBag getTrustedDomains(std::wstring_view initialDomain = {});

@@ -9,8 +9,7 @@
 namespace wsadmin {
 namespace {
 
-// Shared with the threads, which may come to it late: after the caller has left it holds nothing of the
-// caller's.
+// Shared with the threads. May outlive the call; `task` is dereferenced only while `next < count`.
 struct Work {
     std::mutex mutex;
     std::condition_variable idle;

@@ -15,7 +15,7 @@ namespace {
 
 constexpr char globalCatalog[] = "GC:";
 
-// Nobody holds a null interface: an entry that has none yet is being opened by another thread.
+// A caller never releases a null interface; an entry without one is being opened by another thread.
 bool holds(const ConnectionEntry& entry, const DirectorySearch* search) {
     return search && entry.search.get() == search;
 }

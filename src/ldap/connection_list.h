@@ -29,8 +29,8 @@ struct BindingAges {
 };
 
 // Any thread may call; the list's lock guards its two lists of entries. An entry in use belongs to the thread
-// that took it, which opens it without the lock. What a call puts into `closing` is closed by the caller
-// after it has left all locks: that may take its time.
+// that took it, which opens it without the lock. The caller closes the entries in `closing` after it has left
+// all locks, because closing a connection may block.
 class ConnectionList {
   public:
     ConnectionList(DirectoryAccess access, std::string binding);

@@ -89,7 +89,7 @@ void ConnectionMgr::releaseConnection(const DirectorySearchPtr& search) {
 }
 
 void ConnectionMgr::trim(ConnectionEntries& closing) {
-    if (lists_.size() <= mostLists) return;
+    if (lists_.size() <= maxLists) return;
     auto longest = lists_.end();
     std::int64_t since = 0;
     for (auto list = lists_.begin(); list != lists_.end(); ++list)
@@ -120,7 +120,7 @@ std::size_t ConnectionMgr::listCount() const {
     return lists_.size();
 }
 
-// The timer thread must not wait for directories: the work gets a thread of its own, which holds the manager.
+// Closing a binding may block, so it runs on a thread of its own (not the timer's) that holds a reference.
 void ConnectionMgr::OnTimer() {
     const bool started =
         threads_.start(L"StodeikConnectiomMgrTimerThread", [self = CORE::refptr<ConnectionMgr>::share(this)] {

@@ -18,9 +18,9 @@ class ConnectionMgr : public CORE::coretimer {
   public:
     static constexpr int subtree = 2;  // the usual search scope
     static constexpr unsigned cleanupMs = 120000;
-    // How many binding strings are kept at most: each user whose groups are read is one, and each may be a
-    // connection. Beyond it the one that has been idle for longest goes.
-    static constexpr std::size_t mostLists = 256;
+    // The limit of the cache: each user whose groups are read adds a binding string, and each may hold a
+    // connection. Beyond it the least recently used list is closed.
+    static constexpr std::size_t maxLists = 256;
 
     // Starts the cleanup timer. `threads` counts the pool's threads and outlives it.
     ConnectionMgr(DirectoryAccess access, CORE::ThreadGroup& threads);

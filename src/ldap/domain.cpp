@@ -61,8 +61,7 @@ int Domain::minimumCheckInterval() const {
     return minimumInterval_;
 }
 
-// Gives the filter lists to the authentication service, once per process. The bag has an error or is of no
-// interest.
+// Gives the filter lists to the authentication service, once per process. Of the bag only its error counts.
 PropertyBag Domain::pushConfiguration() {
     {
         const CORE::coresync hold(lock_);
@@ -98,7 +97,8 @@ std::string Domain::rootNamingContext(std::wstring_view domain) const {
     return platform::directoryText(*context);
 }
 
-// Asks one domain for its forest and, where nobody has stated its trust, what domains it trusts itself.
+// Asks one domain for its forest and, where the authentication service gives no trust type, for the domains
+// that it trusts itself.
 void Domain::contact(DomainFacts& domain, const DomainSurvey& survey) {
     domain.rootNamingContext = rootNamingContext(domain.dns);
     const bool primary = CORE::equalFolded(domain.dns, survey.primaryDns);

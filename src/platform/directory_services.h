@@ -37,8 +37,8 @@ enum AdsCode : int {
 
 // The platform's text for a code of the list above; empty for another.
 std::wstring_view adsCodeText(int code) noexcept;
-// The code's own text, followed, where the provider has said more, by "Error=" its code " Info=" its text;
-// "SUCCEEDED" for a code that is none of a failure.
+// The code's own text, followed by "Error=" and " Info=" with the provider's extended code and text where
+// there are any; "SUCCEEDED" for a code that is no failure.
 std::wstring directoryErrorText(int code, std::wstring_view codeText, std::uint32_t extended,
                                 std::wstring_view info);
 
@@ -110,7 +110,7 @@ class DirectorySearch {
     // No attributes: all that the directory gives. A search that cannot run may fail only at the first row.
     virtual Result<std::unique_ptr<DirectoryRows>> execute(const std::string& filter,
                                                            const std::vector<std::string>& attributes) = 0;
-    // False once the connection under it is known to be lost: such a binding is not used again.
+    // False once the connection is known to be lost; a pool then drops this binding.
     virtual bool usable() const noexcept = 0;
 };
 
@@ -150,13 +150,13 @@ class DirectoryServices {
     virtual Result<std::unique_ptr<DirectoryObject>> openObject(const std::string& path,
                                                                 const DirectoryCredentials& credentials,
                                                                 std::uint32_t flags) = 0;
-    // Where the platform needs it (COM), a thread calls the services between these two. True: the second is
-    // owed.
+    // Initialise the calling thread for the services and end that (COM), where the platform needs it. True:
+    // the thread has to call uninitialiseThread.
     virtual bool initialiseThread() { return false; }
     virtual void uninitialiseThread() {}
 };
 
-// The calling thread's directory calls happen while this lives.
+// Keeps the calling thread initialised for directory calls during a scope. One per thread: it is not nested.
 class DirectoryThread {
   public:
     explicit DirectoryThread(DirectoryServices& services)

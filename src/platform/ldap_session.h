@@ -70,8 +70,8 @@ std::wstring ldapErrorText(int code);
 // A failure with that code and its text.
 Failure ldapFailure(int code);
 
-// When a connection without TLS turns to it before a password is sent, where the server offers that. Linux
-// only: the Windows client protects what it sends by its own means.
+// When a connection without TLS is upgraded to TLS (StartTLS) before a password is sent, if the server offers
+// it. Linux only: the Windows client signs and encrypts by its own means.
 enum class StartTls { never, leavingTheMachine, always };
 
 struct LdapEndpoint {
@@ -82,7 +82,7 @@ struct LdapEndpoint {
     bool verifyCertificate = true;                      // for either
     std::string caFile{};                               // who may sign; empty: the machine's own list
     std::chrono::milliseconds connectTimeout{5000};     // connecting, and the answer to a bind
-    std::chrono::milliseconds operationTimeout{60000};  // without any answer, an operation fails with 85
+    std::chrono::milliseconds operationTimeout{60000};  // inactivity timeout; then an operation fails with 85
 };
 
 struct LdapCredentials {
@@ -144,7 +144,7 @@ struct LdapModification {
     std::vector<std::string> values{};  // remove without values removes the attribute
 };
 
-// A search on its way. Dropping it abandons the search.
+// A search that was sent. Destroying it abandons the search.
 class LdapPendingSearch {
   public:
     virtual ~LdapPendingSearch() = default;

@@ -6,11 +6,11 @@
 
 #include "framework/core/plugin_api.h"
 #include "framework/core/property_bag.h"
-#include "platform/accounts.h"
+#include "platform/account_authority.h"
 #include "platform/clock.h"
 #include "platform/directory_services.h"
 #include "platform/ldap_session.h"
-#include "platform/machine.h"
+#include "platform/local_machine.h"
 #include "platform/result.h"
 
 namespace wsadmin::platform {

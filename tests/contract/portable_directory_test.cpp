@@ -110,7 +110,7 @@ class SmallLab {
     explicit SmallLab(lab::Faults faults = {}) {
         auto clock = makeSystemClock();
         lab::DirectorySettings settings{"LDAP", {"DC=x"}, "LAB", "lab.example"};
-        settings.valuesAtOnce = 3;
+        settings.rangeSize = 3;
         settings.pageSize = 20;
         auto directory = std::make_unique<lab::Directory>(settings, *clock);
         std::string content, members;

@@ -52,7 +52,7 @@ TEST(UsernameToSid, AsksAgainByPrincipalNameWhereAUserIsTooLongForALogonName) {
 TEST(UsernameToSid, TakesUsersOnlyAndWhatCanBeLookedUp) {
     const int enough = platform::accountInsufficientBuffer;
     const struct {
-        platform::AccountRoom room;
+        platform::AccountBufferSizes sizes;
         AccountKind kind;
         int lookUpCode;
         bool found;
@@ -67,7 +67,7 @@ TEST(UsernameToSid, TakesUsersOnlyAndWhatCanBeLookedUp) {
     for (const auto& row : rows) {
         ScriptedPeople people;
         people.accounts->users = {{L"alice", sidOf(1102)}};
-        people.accounts->room = row.room;
+        people.accounts->sizes = row.sizes;
         people.accounts->kind = row.kind;
         people.accounts->lookUpCode = row.lookUpCode;
         const auto result = ask<&Group::usernameToSID>(people.service, requestOf({{L"username", "alice"}}));
@@ -79,14 +79,14 @@ TEST(UsernameToSid, TakesUsersOnlyAndWhatCanBeLookedUp) {
 TEST(DirectoryAccounts, ABareNameIsLookedForInTheOwnDomainItsForestAndBeyond) {
     ScriptedPeople people;
     DirectoryAccounts accounts(people.service);
-    EXPECT_EQ(accounts.roomFor(L"zoe").error, platform::accountNoneMapped);
+    EXPECT_EQ(accounts.bufferSizesFor(L"zoe").error, platform::accountNoneMapped);
     std::vector<std::string> asked;
     for (const Asked& search : people.searches) asked.push_back(search.path);
     EXPECT_EQ(asked, (std::vector<std::string>{ScriptedPeople::corp, "LDAP://lab.corp.example",
                                                ScriptedPeople::partner}));
     people.searches.clear();
     for (const wchar_t* name : {L"OLD\\zoe", L"ELSE\\zoe", L"\\zoe"})
-        EXPECT_EQ(accounts.roomFor(name).error, platform::accountNoneMapped) << name;
+        EXPECT_EQ(accounts.bufferSizesFor(name).error, platform::accountNoneMapped) << name;
     EXPECT_TRUE(people.searches.empty());
     people.expectAllGivenBack();
 }

@@ -183,7 +183,7 @@ TEST(LabDirectory, PagesAndTheirCookies) {
 TEST(LabDirectory, LimitsOfOneAnswer) {
     DirectorySettings settings;
     settings.pageSize = 10;
-    settings.valuesAtOnce = 4;
+    settings.rangeSize = 4;
     std::string content = manyEntries(12) + "\ndn: CN=g,DC=t\nobjectClass: group\n";
     for (int i = 1; i <= 9; ++i) content += "member: CN=e" + std::to_string(i) + ",OU=a,DC=t\n";
     TestDirectory test(content, settings);

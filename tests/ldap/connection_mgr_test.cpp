@@ -88,14 +88,14 @@ TEST(ConnectionMgr, KeepsNoMoreThanSoManyStrings) {
     Pool pool;
     const auto held = pool->getConnection("LDAP://held");
     const auto name = [](std::size_t i) { return "LDAP://dc" + std::to_string(i); };
-    for (std::size_t i = 0; i < ConnectionMgr::mostLists + 10; ++i) {
+    for (std::size_t i = 0; i < ConnectionMgr::maxLists + 10; ++i) {
         pool.clock->advance(1);
         pool->releaseConnection(pool->getConnection(name(i)));
     }
-    EXPECT_EQ(pool->listCount(), ConnectionMgr::mostLists);
-    EXPECT_EQ(pool.services->live, static_cast<int>(ConnectionMgr::mostLists));
+    EXPECT_EQ(pool->listCount(), ConnectionMgr::maxLists);
+    EXPECT_EQ(pool.services->live, static_cast<int>(ConnectionMgr::maxLists));
     const int opens = pool.services->opens;
-    pool->releaseConnection(pool->getConnection(name(ConnectionMgr::mostLists + 9)));
+    pool->releaseConnection(pool->getConnection(name(ConnectionMgr::maxLists + 9)));
     EXPECT_EQ(pool.services->opens, opens) << "the last ones stayed";
     pool->releaseConnection(held);
     pool->releaseConnection(pool->getConnection(name(0)));

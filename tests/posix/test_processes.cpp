@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "framework/core/corestring.h"
-#include "platform/posix/machine.h"
+#include "platform/posix/posix_machine.h"
 
 namespace wsadmin::platform::posix {
 namespace {

@@ -284,16 +284,16 @@ class CountingAccounts : public CountingPort<wsadmin::platform::AccountAuthority
   public:
     using CountingPort::CountingPort;
     using Sid = wsadmin::platform::Sid;
-    using Room = wsadmin::platform::AccountRoom;
+    using Sizes = wsadmin::platform::AccountBufferSizes;
     using Names = std::vector<std::optional<wsadmin::platform::AccountName>>;
     using OpenedToken = wsadmin::Result<std::unique_ptr<wsadmin::platform::Token>>;
 
-    Room roomFor(const std::wstring& name) override {
-        if (const int code = calls_->enter("accounts roomFor " + CORE::toUtf8(name))) return {.error = code};
-        return real_->roomFor(name);
+    Sizes bufferSizesFor(const std::wstring& name) override {
+        if (const int code = calls_->enter("accounts bufferSizesFor " + CORE::toUtf8(name))) return {.error = code};
+        return real_->bufferSizesFor(name);
     }
-    wsadmin::Result<wsadmin::platform::Account> lookUp(const std::wstring& name, const Room& room) override {
-        return call("accounts lookUp " + CORE::toUtf8(name), [&] { return real_->lookUp(name, room); });
+    wsadmin::Result<wsadmin::platform::Account> lookUp(const std::wstring& name, const Sizes& sizes) override {
+        return call("accounts lookUp " + CORE::toUtf8(name), [&] { return real_->lookUp(name, sizes); });
     }
     wsadmin::Result<Names> namesOf(const std::vector<Sid>& sids) override {
         return call("accounts namesOf", [&] { return real_->namesOf(sids); });

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/accounts.h"
+#include "platform/account_authority.h"
 
 namespace wstest {
 
@@ -33,22 +33,22 @@ class ScriptedAccounts : public wsadmin::platform::AccountAuthority {
     ScriptedToken logon{.openCode = wsadmin::platform::accountNoToken};
     wsadmin::platform::LogonStep logonStep = wsadmin::platform::LogonStep::logon;  // where it fails
     // Of accounts that are known.
-    wsadmin::platform::AccountRoom room{
+    wsadmin::platform::AccountBufferSizes sizes{
         .error = wsadmin::platform::accountInsufficientBuffer, .sid = 28, .domain = 5};
     wsadmin::platform::AccountKind kind = wsadmin::platform::AccountKind::user;
     int lookUpCode = 0;
     int namesCode = 0;
-    std::vector<std::wstring> asked;  // names that room was asked for, and principal names that logged on
+    std::vector<std::wstring> asked;  // names that sizes was asked for, and principal names that logged on
     int tokensOpen = 0;
     int tokensOpened = 0;
 
-    wsadmin::platform::AccountRoom roomFor(const std::wstring& name) override {
+    wsadmin::platform::AccountBufferSizes bufferSizesFor(const std::wstring& name) override {
         asked.push_back(name);
         if (!users.contains(name)) return {.error = wsadmin::platform::accountNoneMapped};
-        return room;
+        return sizes;
     }
-    wsadmin::Result<wsadmin::platform::Account> lookUp(const std::wstring& name,
-                                                       const wsadmin::platform::AccountRoom&) override {
+    wsadmin::Result<wsadmin::platform::Account> lookUp(
+        const std::wstring& name, const wsadmin::platform::AccountBufferSizes&) override {
         if (lookUpCode) return wsadmin::fail(lookUpCode, L"scripted");
         return wsadmin::platform::Account{sid(users.at(name)), L"CORP", kind};
     }

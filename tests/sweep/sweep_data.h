@@ -78,7 +78,7 @@ inline const std::vector<Code>& codesOf(std::string_view call) {
         {"ads get", {{adsServerDown, true}, {adsPropertyNotFound}}},
         {"ads next", {{adsServerDown, true}, {adsAccessDenied}}},
         {"ads ", {{adsServerDown, true}, {adsAccessDenied}, {adsNoSuchObject}}},
-        {"accounts roomFor", {{accountNoServer, true}, {accountNoneMapped}}},
+        {"accounts bufferSizesFor", {{accountNoServer, true}, {accountNoneMapped}}},
         {"accounts token", {{accountInsufficientBuffer}, {accountNotEnoughMemory}, {accountNoServer}}},
         {"accounts logOn", {{accountNoServer}, {accountNoSuchPackage}, {accountDisabled}}},
         {"accounts ", {{accountNoServer, true}, {accountNoToken}}},

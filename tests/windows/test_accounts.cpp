@@ -42,9 +42,9 @@ class Accounts : public testing::Test {
     }
     static test::SecurityAuthority& authority() { return test::securityAuthority(); }
     Result<Account> find(const std::wstring& name) {
-        const AccountRoom room = accounts->roomFor(name);
-        EXPECT_EQ(room.error, accountInsufficientBuffer) << CORE::toUtf8(name);
-        return accounts->lookUp(name, room);
+        const AccountBufferSizes sizes = accounts->bufferSizesFor(name);
+        EXPECT_EQ(sizes.error, accountInsufficientBuffer) << CORE::toUtf8(name);
+        return accounts->lookUp(name, sizes);
     }
     std::shared_ptr<AccountAuthority> accounts = makePlatform()->accounts;
 };
@@ -71,28 +71,28 @@ TEST_F(Accounts, AreFoundByName) {
 }
 
 TEST_F(Accounts, SayWhatRoomTheyNeed) {
-    const AccountRoom room = accounts->roomFor(L"Administrators");
-    EXPECT_EQ(room.sid, sid("S-1-5-32-544").bytes().size());
-    EXPECT_EQ(room.domain, std::wstring(L"BUILTIN").size() + 1);
-    AccountRoom small = room;
+    const AccountBufferSizes sizes = accounts->bufferSizesFor(L"Administrators");
+    EXPECT_EQ(sizes.sid, sid("S-1-5-32-544").bytes().size());
+    EXPECT_EQ(sizes.domain, std::wstring(L"BUILTIN").size() + 1);
+    AccountBufferSizes small = sizes;
     --small.domain;
     EXPECT_EQ(accounts->lookUp(L"Administrators", small).error().code, accountInsufficientBuffer);
 
     authority().contentWithoutRoom = true;
-    const AccountRoom content = accounts->roomFor(L"Administrators");
+    const AccountBufferSizes content = accounts->bufferSizesFor(L"Administrators");
     EXPECT_EQ(content.error, accountInsufficientBuffer);
-    EXPECT_EQ(content.sid, room.sid);
-    EXPECT_EQ(content.domain, room.domain);
+    EXPECT_EQ(content.sid, sizes.sid);
+    EXPECT_EQ(content.domain, sizes.domain);
 }
 
 TEST_F(Accounts, ThatAreNotThereHaveNoRoom) {
-    EXPECT_EQ(accounts->roomFor(L"nobody-of-that-name").error, accountNoneMapped);
+    EXPECT_EQ(accounts->bufferSizesFor(L"nobody-of-that-name").error, accountNoneMapped);
     const auto found = accounts->lookUp(L"nobody-of-that-name", {accountInsufficientBuffer, 68, 256});
     ASSERT_FALSE(found);
     EXPECT_EQ(found.error().code, accountNoneMapped);
     EXPECT_FALSE(found.error().text.empty());
     const std::wstring cut(L"SYSTEM\0x", 8);
-    EXPECT_EQ(accounts->roomFor(cut).error, accountInvalidParameter);
+    EXPECT_EQ(accounts->bufferSizesFor(cut).error, accountInvalidParameter);
     EXPECT_EQ(accounts->lookUp(cut, {accountInsufficientBuffer, 68, 256}).error().code,
               accountInvalidParameter);
 }

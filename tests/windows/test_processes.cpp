@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "framework/core/corestring.h"
-#include "platform/windows/machine.h"
+#include "platform/windows/windows_machine.h"
 
 namespace wsadmin::platform::windows {
 namespace {

@@ -13,7 +13,8 @@ bool isThisServer(std::string_view host) {
     return std::ranges::any_of(names, [&](auto name) { return CORE::equalFolded(host, name); });
 }
 
-// How well a route fits: 0 when it is not for that endpoint, more for the very host and the very port.
+// The specificity of a route for an endpoint, 0 where it does not match: an exact host counts more than an
+// exact port.
 int fitOf(const DirectoryRoute& route, const LdapEndpoint& asked) {
     const bool sameHost = CORE::equalFolded(route.askedHost, asked.host);
     const bool host = sameHost || (route.askedHost.empty() && isThisServer(asked.host));

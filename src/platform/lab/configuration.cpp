@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "platform/lab/changes.h"
-#include "platform/lab/directory.h"
+#include "platform/lab/lab_directory.h"
 
 namespace wsadmin::platform::lab {
 

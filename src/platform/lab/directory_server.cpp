@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/lab/directory_session.h"
+#include "platform/lab/lab_session.h"
 
 namespace wsadmin::platform::lab {
 
@@ -112,7 +112,7 @@ Result<std::unique_ptr<LdapSession>> LabNetwork::open(const LdapEndpoint& endpoi
         return host && std::find(ports.begin(), ports.end(), endpoint.port) != ports.end();
     });
     // As with any LDAP client, that nobody is there shows only at the bind.
-    return std::make_unique<DirectorySession>(found == servers_.end() ? nullptr : found->second, endpoint);
+    return std::make_unique<LabSession>(found == servers_.end() ? nullptr : found->second, endpoint);
 }
 
 }  // namespace wsadmin::platform::lab

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "framework/core/corestring.h"
-#include "platform/lab/directory.h"
+#include "platform/lab/lab_directory.h"
 
 namespace wsadmin::platform::lab {
 

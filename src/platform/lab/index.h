@@ -23,7 +23,7 @@ class Indexes {
     // Entries that refer to this one by any attribute.
     std::vector<NodeId> referrers(const Store& store, NodeId target) const;
 
-    // To be told of every change of what is stored, by who holds the store alone.
+    // The store calls these with every change, under its exclusive lock.
     void valueAdded(const Store& store, NodeId id, AttributeId attribute, std::string_view stored);
     void valueRemoved(const Store& store, NodeId id, AttributeId attribute, std::string_view stored);
     void entryAdded(const Store& store, NodeId id) { entryChanged(store, id, true); }

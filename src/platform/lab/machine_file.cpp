@@ -162,7 +162,7 @@ void readDirectory(Section& section, MachineDescription& machine) {
     section.ports("tls-ports", directory.address.tlsPorts);
     tomlChoice<bool>(section, "kind", directory.settings.activeDirectory, {{"lds", false}, {"ad", true}});
     section.number("page-size", directory.settings.pageSize, 1, 1000000);
-    section.number("values-at-once", directory.settings.valuesAtOnce, 1, 1000000);
+    section.number("range-size", directory.settings.rangeSize, 1, 1000000);
     section.tables("account", [&](Section& account) { readAccount(account, directory.accounts); });
     section.table("faults", [&](Section& faults) { readFaults(faults, directory.faults); });
     if (directory.settings.suffixes.empty())

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "platform/lab/directory_server.h"
-#include "platform/machine.h"
+#include "platform/local_machine.h"
 
 namespace wsadmin::platform::lab {
 

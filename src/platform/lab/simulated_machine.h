@@ -62,7 +62,8 @@ class LabRegistry final : public Registry {
     Result<void> remove(std::wstring_view key, std::wstring_view value) override;
     Result<std::vector<std::pair<std::wstring, RegistryData>>> values(std::wstring_view key) const override;
 
-    // The whole content when it changed since the last call; who could not write it says so.
+    // The whole content if it changed since the last call; keepChanged marks a content that could not be
+    // written.
     std::optional<std::vector<RegistryKey>> takeChanges();
     void keepChanged();
 

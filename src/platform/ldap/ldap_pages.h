@@ -1,5 +1,5 @@
-// A search in pages, walked page by page: what every paged search of the system is made of. While the caller
-// works on a page the next one is on its way.
+// A paged search, the base of every paged search of the system. The next page is requested before the current
+// one is handed out, so that the server works while the caller does.
 #pragma once
 
 #include <memory>
@@ -22,8 +22,8 @@ struct PageFailure {
 class LdapPages {
   public:
     static constexpr int defaultPageSize = 250;
-    // One page, whatever its size; pages of the usual size where the server refuses to give so much at once.
-    // Servers read each entry of a paged search again, so a small answer comes sooner in one piece.
+    // All in one page; in pages of the default size where the server refuses such a large answer. Servers
+    // read each entry of a paged search again, so a small answer is faster without pages.
     static constexpr int onlyWhereNeeded = 0;
 
     // The search's own controls stay; the paged-results control is added, critical.

@@ -152,7 +152,7 @@ class ModificationArray {
 };
 
 // The session of a Connection, which is shared with the searches on their way. A Connection has
-//   Scope            what each use of the library stands in
+//   Scope            a guard, held around each use of the library
 //   bind, send...    a request, made fit for the library; answers the identifier of its messages
 //   receive          the next message for an identifier, abandoned where it does not come in time
 //   finish           waits for the end of an operation without entries

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t headSize = 8;  // revision, count and authority
 constexpr std::size_t partSize = 4;
-constexpr std::size_t mostParts = 15;
+constexpr std::size_t maxSubAuthorities = 15;
 constexpr std::size_t authorityBits = 48;
 
 std::uint64_t byteAt(std::string_view bytes, std::size_t at) {
@@ -45,7 +45,7 @@ std::optional<Sid> Sid::parse(std::string_view text) {
     };
     const auto parts = static_cast<std::size_t>(std::ranges::count(text, '-'));
     const auto authority = authorityOf(takePiece());
-    if (parts > mostParts || !authority || *authority >> authorityBits) return std::nullopt;
+    if (parts > maxSubAuthorities || !authority || *authority >> authorityBits) return std::nullopt;
     std::string bytes;
     bytes.reserve(headSize + partSize * parts);
     bytes = {1, static_cast<char>(parts)};
@@ -66,7 +66,7 @@ std::optional<Sid> Sid::parse(std::wstring_view text) {
 std::optional<Sid> Sid::fromBytes(std::string_view bytes) {
     if (bytes.size() < headSize || byteAt(bytes, 0) != 1) return std::nullopt;
     const std::size_t parts = byteAt(bytes, 1);
-    if (parts > mostParts || bytes.size() != headSize + partSize * parts) return std::nullopt;
+    if (parts > maxSubAuthorities || bytes.size() != headSize + partSize * parts) return std::nullopt;
     return Sid(std::string(bytes));
 }
 

@@ -110,7 +110,7 @@ std::vector<std::string> AttributeTypes::missing(const std::vector<std::string>&
     return unknown;
 }
 
-Result<void> AttributeTypes::learn(LdapSession& session, const std::vector<std::string>& names) {
+Result<void> AttributeTypes::load(LdapSession& session, const std::vector<std::string>& names) {
     const std::vector<std::string> unknown = missing(names);
     if (unknown.empty()) return {};
     const auto root = session.search({.base = "",

@@ -18,13 +18,12 @@ enum class AttributeType { text, integer, largeInteger, boolean, time, bytes, na
 // no text.
 DirectoryValue typedValue(AttributeType type, const std::string& wire);
 
-// Types by attribute name, learned from the schema as they are needed and kept. One for each server; any
-// thread.
+// Types by attribute name, a cache of the schema that is filled on demand. One per server; any thread.
 class AttributeTypes {
   public:
     // Looks up all names that are not known yet with one search. What the schema does not list is text; so is
     // everything on a server without a schema of AD's kind. A failure leaves the names unknown.
-    Result<void> learn(LdapSession& session, const std::vector<std::string>& names);
+    Result<void> load(LdapSession& session, const std::vector<std::string>& names);
     AttributeType of(std::string_view name) const;
 
   private:

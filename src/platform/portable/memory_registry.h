@@ -4,7 +4,7 @@
 #include <map>
 #include <mutex>
 
-#include "platform/machine.h"
+#include "platform/local_machine.h"
 
 namespace wsadmin::platform {
 

@@ -94,8 +94,8 @@ Result<std::vector<DirectoryValue>> PortableObject::getEx(std::string_view name)
     if (wire->empty()) return fail(adsFailure(adsPropertyNotFound));
     AttributeType type = AttributeType::text;
     if (!dn().empty()) {  // no schema lists what the root entry has
-        if (auto learned = binding_.types->learn(*binding_.session, {std::string(name)}); !learned)
-            return fail(binding_.failure(learned.error()));
+        if (auto loaded = binding_.types->load(*binding_.session, {std::string(name)}); !loaded)
+            return fail(binding_.failure(loaded.error()));
         type = binding_.types->of(name);
         if (type == AttributeType::name) type = AttributeType::text;  // as an object's variant has it
     }

@@ -28,9 +28,9 @@ class PortableRows final : public DirectoryRows {
             if (!more) return fail(binding_.failure(more.error().cause));
             if (!*more) return false;
         } while (page_.empty());
-        if (auto learned = learnTypes(); !learned) {
+        if (auto loaded = loadTypes(); !loaded) {
             page_.clear();
-            return fail(binding_.failure(learned.error()));
+            return fail(binding_.failure(loaded.error()));
         }
         return true;
     }
@@ -74,7 +74,7 @@ class PortableRows final : public DirectoryRows {
     }
 
     // Looks up the types of the page's attributes that no page before had.
-    Result<void> learnTypes() {
+    Result<void> loadTypes() {
         std::vector<std::string> names;
         const auto has = [](const auto& list, const std::string& name, auto member) {
             return std::ranges::find(list, name, member) != list.end();
@@ -85,7 +85,7 @@ class PortableRows final : public DirectoryRows {
                     !has(names, attribute.name, std::identity()))
                     names.push_back(attribute.name);
         if (names.empty()) return {};
-        if (auto learned = binding_.types->learn(*binding_.session, names); !learned) return learned;
+        if (auto loaded = binding_.types->load(*binding_.session, names); !loaded) return loaded;
         for (std::string& name : names) {
             const AttributeType type = binding_.types->of(name);
             types_.emplace_back(std::move(name), type);

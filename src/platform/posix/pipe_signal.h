@@ -1,4 +1,4 @@
-// Keeps SIGPIPE away for a scope.
+// Blocks SIGPIPE during a scope.
 #pragma once
 
 #include <csignal>
@@ -6,8 +6,8 @@
 namespace wsadmin::platform::posix {
 
 // libldap writes to its socket with write(2), so a server that hung up would end the whole process by
-// SIGPIPE. The process's own disposition of the signal is not ours to change: it is held back in this thread
-// and taken off again.
+// SIGPIPE. A library must not change the process's disposition of the signal, so this thread blocks it and
+// consumes the one that libldap has raised.
 class PipeSignalBlock {
   public:
     PipeSignalBlock() noexcept {

@@ -10,7 +10,7 @@
 #include <csignal>
 #include <optional>
 
-#include "platform/posix/machine.h"
+#include "platform/posix/posix_machine.h"
 #include "platform/posix/system_failure.h"
 
 namespace wsadmin::platform::posix {
@@ -21,7 +21,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds graceBeforeKill{500};
-constexpr milliseconds lookAround{20};  // how often the stop event is looked at while the program is silent
+constexpr milliseconds pollInterval{20};  // of the stop event, while the program writes nothing
 
 class FileDescriptor {
   public:
@@ -104,7 +104,7 @@ class Run {
 
     Result<ProcessOutcome> finish() {
         while (!ended()) {
-            readOutput(std::min(lookAround, untilNextStep()));
+            readOutput(std::min(pollInterval, untilNextStep()));
             endWhenDue();
         }
         // What it started in the background ends with it only when it had to be ended itself.
@@ -127,7 +127,7 @@ class Run {
     }
 
     milliseconds untilNextStep() const {
-        if (!deadline_) return lookAround;
+        if (!deadline_) return pollInterval;
         const auto left = std::chrono::duration_cast<milliseconds>(*deadline_ - steady_clock::now());
         return std::max(left, milliseconds(0));
     }

@@ -8,10 +8,6 @@ namespace wsadmin::platform::windows {
 
 namespace {
 
-struct EnumeratorFreer {
-    void operator()(IEnumVARIANT* enumerator) const noexcept { ADsFreeEnumerator(enumerator); }
-};
-
 // Written out, where fail(adsRefusal(...)) would hide what the line is about.
 tl::unexpected<Failure> refuse(AdsCode code) {
     return fail(adsRefusal(code));
@@ -125,7 +121,7 @@ class AdsObject final : public DirectoryObject {
         IEnumVARIANT* made = nullptr;
         HRESULT hr = ADsBuildEnumerator(container.get(), &made);
         if (FAILED(hr)) return fail(adsFailure(hr));
-        const std::unique_ptr<IEnumVARIANT, EnumeratorFreer> enumerator(made);
+        const std::unique_ptr<IEnumVARIANT, Freer<ADsFreeEnumerator>> enumerator(made);
         std::vector<std::string> paths;
         while (true) {
             Variant child;

@@ -1,23 +1,16 @@
-// Owners of COM's pointers, texts and variants.
+// COM's texts and variants, and the way from one interface of an object to another.
 #pragma once
 
 #include "platform/windows/handles.h"
 // After the platform's base headers:
 #include <oleauto.h>
 
-#include <memory>
 #include <string>
 #include <string_view>
 
 #include "framework/core/corestring.h"
 
 namespace wsadmin::platform::windows {
-
-struct ComReleaser {
-    void operator()(IUnknown* object) const noexcept { object->Release(); }
-};
-template <class T>
-using UniqueCom = std::unique_ptr<T, ComReleaser>;
 
 // Another interface of the object; null where it has none.
 template <class T>

@@ -1,4 +1,4 @@
-// Owners of the platform's handles: one alias for each kind.
+// Owners of the platform's handles and memory: one alias for each kind.
 #pragma once
 
 #include <windows.h>
@@ -9,9 +9,7 @@
 #include <winber.h>
 
 #include <memory>
-
-#include "framework/core/corestring.h"
-#include "platform/result.h"
+#include <type_traits>
 
 namespace wsadmin::platform::windows {
 
@@ -28,7 +26,20 @@ struct BerFreer {
     void operator()(BerElement* ber) const noexcept { ber_free(ber, 0); }
 };
 
+struct ComReleaser {
+    template <class T>
+    void operator()(T* object) const noexcept {
+        object->Release();
+    }
+};
+
 using UniqueHandle = std::unique_ptr<void, Freer<CloseHandle>>;  // null, never INVALID_HANDLE_VALUE
+// Of a function that answers INVALID_HANDLE_VALUE where it fails, as CreateFile does.
+inline UniqueHandle validHandle(HANDLE handle) noexcept {
+    return UniqueHandle(handle == INVALID_HANDLE_VALUE ? nullptr : handle);
+}
+template <class T>
+using UniqueLocal = std::unique_ptr<T, Freer<LocalFree>>;
 using UniqueKey = std::unique_ptr<std::remove_pointer_t<HKEY>, Freer<RegCloseKey>>;
 using UniqueLsaLogon = std::unique_ptr<void, Freer<LsaDeregisterLogonProcess>>;
 using UniqueLsaProfile = std::unique_ptr<void, Freer<LsaFreeReturnBuffer>>;
@@ -41,15 +52,7 @@ using UniqueLdapText = std::unique_ptr<wchar_t, Freer<ldap_memfreeW>>;
 using UniqueLdapValues = std::unique_ptr<berval*, Freer<ldap_value_free_len>>;
 using UniqueLdapControls = std::unique_ptr<LDAPControlW*, Freer<ldap_controls_freeW>>;
 using UniqueBer = std::unique_ptr<BerElement, BerFreer>;
-
-inline Failure systemFailure(DWORD error) {
-    return {static_cast<int>(error), CORE::wstr::formatError(error).str()};
-}
-inline Failure lastFailure() {
-    return systemFailure(GetLastError());
-}
-inline Failure statusFailure(NTSTATUS status) {
-    return systemFailure(LsaNtStatusToWinError(status));
-}
+template <class T>
+using UniqueCom = std::unique_ptr<T, ComReleaser>;
 
 }  // namespace wsadmin::platform::windows

@@ -3,7 +3,7 @@
 #include <limits>
 #include <new>
 
-#include "platform/windows/accounts.h"
+#include "platform/windows/windows_accounts.h"
 
 namespace wsadmin::platform::windows {
 

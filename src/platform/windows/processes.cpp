@@ -3,8 +3,8 @@
 #include <array>
 #include <optional>
 
-#include "platform/windows/handles.h"
-#include "platform/windows/machine.h"
+#include "platform/windows/system_failure.h"
+#include "platform/windows/windows_machine.h"
 
 namespace wsadmin::platform::windows {
 
@@ -13,10 +13,9 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds lookAround{
-    20};  // how often output and stop event are looked at while the program is silent
+constexpr milliseconds pollInterval{20};  // of output and stop event, while the program writes nothing
 constexpr DWORD pipeSize = 1 << 16;
-constexpr UINT endedByUs = 1;
+constexpr UINT terminatedExitCode = 1;
 
 // One argument as CommandLineToArgvW and the runtime libraries read it back.
 void appendArgument(std::wstring& line, std::wstring_view argument) {
@@ -89,18 +88,17 @@ Result<Started> start(const ProcessRequest& request, std::wstring line) {
     Started started;
     started.output.reset(readEnd);
     const UniqueHandle toPipe(writeEnd);
-    HANDLE nothing = CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
-                                 OPEN_EXISTING, 0, nullptr);
-    if (nothing == INVALID_HANDLE_VALUE) return fail(lastFailure());
-    const UniqueHandle input(nothing);
+    const UniqueHandle input = validHandle(CreateFileW(
+        L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable, OPEN_EXISTING, 0, nullptr));
+    if (!input) return fail(lastFailure());
     started.job.reset(CreateJobObjectW(nullptr, nullptr));
-    InheritedHandles inherited({writeEnd, nothing});
+    InheritedHandles inherited({writeEnd, input.get()});
     if (!started.job || !inherited.good()) return fail(lastFailure());
 
     STARTUPINFOEXW startup{};
     startup.StartupInfo.cb = sizeof startup;
     startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
-    startup.StartupInfo.hStdInput = nothing;
+    startup.StartupInfo.hStdInput = input.get();
     startup.StartupInfo.hStdOutput = writeEnd;
     startup.StartupInfo.hStdError = writeEnd;
     startup.lpAttributeList = inherited.list();
@@ -116,7 +114,7 @@ Result<Started> start(const ProcessRequest& request, std::wstring line) {
     if (!AssignProcessToJobObject(started.job.get(), process.hProcess) ||
         ResumeThread(process.hThread) == static_cast<DWORD>(-1)) {
         const Failure failure = lastFailure();
-        TerminateProcess(process.hProcess, endedByUs);
+        TerminateProcess(process.hProcess, terminatedExitCode);
         return fail(failure);
     }
     return started;
@@ -143,7 +141,8 @@ Result<ProcessOutcome> finish(const Started& started, const ProcessRequest& requ
     bool ending = false;
     while (true) {
         const bool read = readOutput(started.output.get(), outcome.output);
-        const DWORD waited = WaitForSingleObject(started.process.get(), read ? 0 : DWORD{lookAround.count()});
+        const DWORD waited =
+            WaitForSingleObject(started.process.get(), read ? 0 : DWORD{pollInterval.count()});
         if (waited == WAIT_OBJECT_0) break;
         if (waited == WAIT_FAILED) return fail(lastFailure());
         if (ending) continue;
@@ -151,7 +150,7 @@ Result<ProcessOutcome> finish(const Started& started, const ProcessRequest& requ
         outcome.timedOut =
             !outcome.stopped && request.timeout.count() > 0 && steady_clock::now() - begin >= request.timeout;
         ending = outcome.stopped || outcome.timedOut;
-        if (ending && !TerminateJobObject(started.job.get(), endedByUs)) return fail(lastFailure());
+        if (ending && !TerminateJobObject(started.job.get(), terminatedExitCode)) return fail(lastFailure());
     }
     // A background process may keep the pipe open; it is not waited for.
     readOutput(started.output.get(), outcome.output);

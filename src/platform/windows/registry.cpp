@@ -2,8 +2,8 @@
 #include <array>
 #include <cstring>
 
-#include "platform/windows/handles.h"
-#include "platform/windows/machine.h"
+#include "platform/windows/system_failure.h"
+#include "platform/windows/windows_machine.h"
 
 namespace wsadmin::platform::windows {
 

@@ -1,7 +1,7 @@
 // The tokens of logons.
 #include <new>
 
-#include "platform/windows/accounts.h"
+#include "platform/windows/windows_accounts.h"
 
 namespace wsadmin::platform::windows {
 

@@ -45,8 +45,8 @@ class LdapConnection {
     LDAP* handle() const noexcept { return handle_; }
     const LdapEndpoint& endpoint() const noexcept { return endpoint_; }
 
-    Result<void> bind(const LdapCredentials& credentials) const;  // ldap_bind.cpp
-    // Requests, on their way when these return (ldap_requests.cpp).
+    Result<void> bind(const LdapCredentials& credentials) const;  // libldap_bind.cpp
+    // Requests, on their way when these return (libldap_requests.cpp).
     Result<int> sendSearch(const LdapSearch& wire) const;
     Result<int> sendAdd(const LdapEntry& wire) const;
     Result<int> sendModify(const std::string& dn, const std::vector<LdapModification>& changes,

@@ -42,9 +42,9 @@ enum AccountError : int {
     accountLockedOut = 1909,
 };
 
-// What a look-up answers that is given no room: the room that it needs. The error is then
-// accountInsufficientBuffer; with any other there is no such account, or nobody could be asked.
-struct AccountRoom {
+// The buffer sizes that the lookup of a name requires; the error is then accountInsufficientBuffer. Any other
+// error means that there is no such account, or that no authority could be reached.
+struct AccountBufferSizes {
     int error = 0;
     std::uint32_t sid = 0;     // bytes
     std::uint32_t domain = 0;  // characters, with the terminating one
@@ -62,7 +62,7 @@ struct AccountName {
     AccountKind kind = AccountKind::unknown;
 };
 
-// Where asking a token failed.
+// The step at which reading a token's information failed.
 enum class TokenStep { size, memory, data };
 struct TokenFailure {
     TokenStep step = TokenStep::size;
@@ -79,7 +79,7 @@ class Token {
     virtual TokenResult<std::vector<Sid>> groups() = 0;
 };
 
-// Where a logon failed.
+// The step at which a logon failed.
 enum class LogonStep { connect, package, logon };
 struct LogonFailure {
     LogonStep step = LogonStep::logon;
@@ -91,17 +91,17 @@ class AccountAuthority {
   public:
     virtual ~AccountAuthority() = default;
 
-    // DOMAIN\user, user@domain or a bare name. The two calls of a look-up: how much room it needs, and with
-    // such room the account.
-    virtual AccountRoom roomFor(const std::wstring& name) = 0;
-    virtual Result<Account> lookUp(const std::wstring& name, const AccountRoom& room) = 0;
-    // The names of many at once, in their order; nothing for those that are not known.
+    // DOMAIN\user, user@domain or a bare name. A lookup takes two calls: one for the buffer sizes, and one
+    // with buffers of these sizes for the account.
+    virtual AccountBufferSizes bufferSizesFor(const std::wstring& name) = 0;
+    virtual Result<Account> lookUp(const std::wstring& name, const AccountBufferSizes& sizes) = 0;
+    // The names of several SIDs, in their order; nullopt for an unknown SID.
     virtual Result<std::vector<std::optional<AccountName>>> namesOf(const std::vector<Sid>& sids) = 0;
 
-    // accountNoToken where the thread acts as nobody but the process.
+    // Fails with accountNoToken where the thread does not impersonate.
     virtual Result<std::unique_ptr<Token>> threadToken() = 0;
     virtual Result<std::unique_ptr<Token>> processToken() = 0;
-    // A network logon by user principal name, without a password. The origin names the caller to the
+    // A network logon by user principal name, without a password (S4U). The origin names the caller to the
     // authority.
     virtual LogonResult logOn(const std::wstring& upn, const std::string& origin) = 0;
 };

@@ -7,10 +7,10 @@
 
 namespace wsadmin::platform::lab {
 
-class DirectorySession final : public LdapSession {
+class LabSession final : public LdapSession {
   public:
     // Without a server every call answers that it is down.
-    DirectorySession(std::shared_ptr<DirectoryServer> server, LdapEndpoint endpoint);
+    LabSession(std::shared_ptr<DirectoryServer> server, LdapEndpoint endpoint);
 
     Result<void> bind(const LdapCredentials& credentials) override;
     Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override;

@@ -1,8 +1,8 @@
 // The parts of the authority on the accounts of this machine and its domain.
 #pragma once
 
-#include "platform/accounts.h"
-#include "platform/windows/handles.h"
+#include "platform/account_authority.h"
+#include "platform/windows/system_failure.h"
 
 namespace wsadmin::platform::windows {
 

@@ -1,5 +1,5 @@
 // Names and folders of this machine.
-#include "platform/posix/machine.h"
+#include "platform/posix/posix_machine.h"
 
 #include <pwd.h>
 #include <unistd.h>

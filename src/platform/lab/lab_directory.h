@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "framework/core/corelock.h"
-#include "platform/lab/search.h"
+#include "platform/lab/selection.h"
 #include "platform/lab/store.h"
 
 namespace wsadmin::platform::lab {
@@ -18,7 +18,7 @@ struct DirectorySettings {
     std::string dnsHostName;
     bool activeDirectory = false;  // a domain's directory: its configuration stands below its suffix
     int pageSize = 1000;           // the most entries that one answer holds
-    int valuesAtOnce = 1500;       // the most values of one attribute that one answer holds
+    int rangeSize = 1500;          // the most values of one attribute that one answer holds
 };
 
 class Directory {
@@ -47,9 +47,8 @@ class Directory {
                         bool deleteOldRdn);
 
     std::size_t size() const;  // entries, tombstones and what was generated included
-    // Content files that changed since they were read, with their new text; their numbers count from 0 in the
-    // order of reading. Asking forgets the changes;
-    // who could not write a file says so.
+    // Content files that changed since they were read, with their new text, by number (from 0, in the order
+    // of reading). Taking them resets the changes; keepChanged marks a file that could not be written.
     std::vector<std::pair<std::size_t, std::string>> takeChangedFiles();
     void keepChanged(std::size_t file);
 

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "platform/machine.h"
+#include "platform/local_machine.h"
 
 namespace wsadmin::platform::posix {
 

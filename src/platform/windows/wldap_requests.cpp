@@ -1,7 +1,7 @@
 // Requests and entries as the platform's LDAP client takes and gives them.
 #include "platform/ldap/library_session.h"
-#include "platform/windows/ldap_connection.h"
 #include "platform/windows/windows_platform.h"
+#include "platform/windows/wldap_connection.h"
 
 namespace wsadmin::platform::windows {
 

@@ -1,4 +1,4 @@
-#include "platform/lab/search.h"
+#include "platform/lab/selection.h"
 
 #include <algorithm>
 #include <charconv>
@@ -77,8 +77,8 @@ Result<std::vector<NodeId>> findEntries(const Store& store, const LdapSearch& se
     return found;
 }
 
-Selection::Selection(const Store& store, const LdapSearch& search, std::size_t valuesAtOnce)
-    : store_(store), scope_(search.scope), valuesAtOnce_(valuesAtOnce), all_(search.attributes.empty()) {
+Selection::Selection(const Store& store, const LdapSearch& search, std::size_t rangeSize)
+    : store_(store), scope_(search.scope), rangeSize_(rangeSize), all_(search.attributes.empty()) {
     for (const auto& name : search.attributes) {
         if (name == "*")
             all_ = true;
@@ -92,17 +92,17 @@ void Selection::want(std::string_view name) {
     const auto option = name.find(';');
     const auto attribute = store_.schema.find(name.substr(0, option));
     if (!attribute || store_.schema.attribute(*attribute).hidden) return;
-    Wanted wanted{*attribute, false, 0, valuesAtOnce_};
+    Wanted wanted{*attribute, false, 0, rangeSize_};
     constexpr std::string_view rangeOption = ";range=";
     if (option != name.npos && equalFolded(name.substr(option, rangeOption.size()), rangeOption)) {
         const auto range = name.substr(option + rangeOption.size());
         const auto dash = range.find('-');
         const auto from = bound(range.substr(0, dash));
         if (dash == range.npos || !from) return;
-        const auto to = range.substr(dash + 1) == "*" ? std::optional(*from + valuesAtOnce_ - 1)
+        const auto to = range.substr(dash + 1) == "*" ? std::optional(*from + rangeSize_ - 1)
                                                       : bound(range.substr(dash + 1));
         if (!to || *to < *from) return;
-        wanted = {*attribute, true, *from, std::min(*to - *from + 1, valuesAtOnce_)};
+        wanted = {*attribute, true, *from, std::min(*to - *from + 1, rangeSize_)};
     }
     const bool known = std::any_of(wanted_.begin(), wanted_.end(), [&](const Wanted& has) {
         return has.attribute == wanted.attribute && has.ranged == wanted.ranged && has.from == wanted.from;
@@ -115,7 +115,7 @@ void Selection::wantAll(NodeId id, std::vector<Wanted>& wanted) const {
         const bool known = std::any_of(wanted.begin(), wanted.end(),
                                        [&](const Wanted& has) { return has.attribute == attribute; });
         if (!known && !store_.schema.attribute(attribute).hidden)
-            wanted.push_back({attribute, false, 0, valuesAtOnce_});
+            wanted.push_back({attribute, false, 0, rangeSize_});
     };
     const Node& node = store_.tree.at(id);
     if (id == rootNode) {

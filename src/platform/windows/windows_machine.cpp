@@ -1,14 +1,14 @@
 // Names and folders of this machine.
-#include "platform/windows/machine.h"
+#include "platform/windows/windows_machine.h"
 
-#include "platform/windows/handles.h"
+#include "platform/windows/system_failure.h"
 // After the platform's base headers:
 #include <shlobj.h>
 
 #include <array>
 
 #include "platform/portable/system_clock.h"
-#include "platform/windows/accounts.h"
+#include "platform/windows/windows_accounts.h"
 #include "platform/windows/windows_platform.h"
 
 namespace wsadmin::platform::windows {
@@ -52,7 +52,7 @@ class RealFolders final : public Folders {
   public:
     Result<std::wstring> get(Folder folder) const override {
         std::array<wchar_t, MAX_PATH> path{};
-        SetLastError(ERROR_PATH_NOT_FOUND);  // the call does not always say why it failed
+        SetLastError(ERROR_PATH_NOT_FOUND);  // the call does not always set an error
         if (!SHGetSpecialFolderPathW(nullptr, path.data(), shellFolderOf(folder), TRUE))
             return fail(lastFailure());
         return std::wstring(path.data());

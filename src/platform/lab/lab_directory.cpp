@@ -1,4 +1,4 @@
-#include "platform/lab/directory.h"
+#include "platform/lab/lab_directory.h"
 
 #include <mutex>
 
@@ -41,7 +41,7 @@ Result<std::vector<LdapEntry>> Directory::show(const std::vector<NodeId>& ids, s
     const auto filter = parseFilter(search.filter);
     if (!filter) return fail(filter.error());
     const Matcher matcher(store_, *filter);
-    const Selection selection(store_, search, static_cast<std::size_t>(settings_.valuesAtOnce));
+    const Selection selection(store_, search, static_cast<std::size_t>(settings_.rangeSize));
     std::vector<LdapEntry> entries;
     for (; at < ids.size() && entries.size() < count; ++at) {
         const Node& node = store_.tree.at(ids[at]);

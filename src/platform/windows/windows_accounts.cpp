@@ -1,5 +1,5 @@
 // Names and SIDs of accounts.
-#include "platform/windows/accounts.h"
+#include "platform/windows/windows_accounts.h"
 
 #include <algorithm>
 #include <span>
@@ -17,7 +17,7 @@ constexpr std::size_t sidsAtOnce = 1000;
 
 using Names = std::vector<std::optional<AccountName>>;
 
-// The look-up would take what stands before it for the name.
+// The lookup takes a C string: it would look up what precedes the NUL.
 bool hasNul(const std::wstring& name) {
     return name.find(L'\0') != std::wstring::npos;
 }
@@ -32,7 +32,7 @@ std::wstring domainOf(const LSA_TRANSLATED_NAME& name, const LSA_REFERENCED_DOMA
     return textOf(domains->Domains[name.DomainIndex].Name);
 }
 
-// The authority gives what it does not know its SID for a name.
+// For an unknown account the authority returns its SID as the name.
 bool isKnown(SID_NAME_USE use) {
     return use != SidTypeUnknown && use != SidTypeInvalid && use != SidTypeDeletedAccount;
 }
@@ -66,23 +66,23 @@ Result<void> appendNames(LSA_HANDLE policy, std::span<const Sid> sids, Names& fo
 
 class Authority final : public AccountAuthority {
   public:
-    AccountRoom roomFor(const std::wstring& name) override {
+    AccountBufferSizes bufferSizesFor(const std::wstring& name) override {
         if (hasNul(name)) return {ERROR_INVALID_PARAMETER};
         DWORD sid = 0;
         DWORD domain = 0;
         SID_NAME_USE use = SidTypeUnknown;
         const BOOL ok = LookupAccountNameW(nullptr, name.c_str(), nullptr, &sid, nullptr, &domain, &use);
-        // Even if it were content without buffers: what counts is the room.
+        // Success without buffers leaves the sizes to be used all the same.
         const DWORD error = ok ? ERROR_INSUFFICIENT_BUFFER : GetLastError();
         return {static_cast<int>(error), sid, domain};
     }
 
-    Result<Account> lookUp(const std::wstring& name, const AccountRoom& room) override {
+    Result<Account> lookUp(const std::wstring& name, const AccountBufferSizes& sizes) override {
         if (hasNul(name)) return fail(systemFailure(ERROR_INVALID_PARAMETER));
-        std::vector<std::byte> sid(room.sid);
-        std::wstring domain(room.domain, L'\0');
-        DWORD sidSize = room.sid;
-        DWORD domainSize = room.domain;
+        std::vector<std::byte> sid(sizes.sid);
+        std::wstring domain(sizes.domain, L'\0');
+        DWORD sidSize = sizes.sid;
+        DWORD domainSize = sizes.domain;
         SID_NAME_USE use = SidTypeUnknown;
         if (!LookupAccountNameW(nullptr, name.c_str(), sid.data(), &sidSize, domain.data(), &domainSize,
                                 &use))

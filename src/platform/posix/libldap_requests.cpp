@@ -1,6 +1,6 @@
 // Requests and entries as OpenLDAP's client library takes and gives them.
 #include "platform/ldap/library_session.h"
-#include "platform/posix/ldap_connection.h"
+#include "platform/posix/libldap_connection.h"
 #include "platform/posix/posix_platform.h"
 
 namespace wsadmin::platform::posix {

@@ -9,8 +9,8 @@ namespace wsadmin::platform::lab {
 
 struct SearchLimits {
     bool showDeleted = false;
-    bool allContexts = false;         // base "" stands above every naming context, as in a global catalogue
-    std::size_t valuesAtOnce = 1500;  // an attribute with more is shown in ranges
+    bool allContexts = false;      // base "" stands above every naming context, as in a global catalogue
+    std::size_t rangeSize = 1500;  // an attribute with more is shown in ranges
 };
 
 // The entries that a search finds, in order of creation. Fails with 32, 34 or 87.
@@ -20,7 +20,7 @@ Result<std::vector<NodeId>> findEntries(const Store& store, const LdapSearch& se
 // Which attributes a search shows.
 class Selection {
   public:
-    Selection(const Store& store, const LdapSearch& search, std::size_t valuesAtOnce);
+    Selection(const Store& store, const LdapSearch& search, std::size_t rangeSize);
     // Fails with 1 when a range begins past the last value.
     Result<LdapEntry> show(NodeId id) const;
 
@@ -37,7 +37,7 @@ class Selection {
 
     const Store& store_;
     LdapScope scope_;
-    std::size_t valuesAtOnce_;
+    std::size_t rangeSize_;
     bool all_ = false;
     std::vector<Wanted> wanted_;
 };

@@ -1,4 +1,4 @@
-#include "platform/windows/ldap_connection.h"
+#include "platform/windows/wldap_connection.h"
 
 #include <rpc.h>
 
@@ -11,7 +11,7 @@ namespace wsadmin::platform::windows {
 
 namespace {
 
-// A code that is no LDAP code was left behind by the network's own layers: the server is out of reach.
+// Codes beyond those of LDAP come from the network layers: the server cannot be reached.
 int ldapCodeOf(ULONG code) noexcept {
     return code <= LDAP_REFERRAL_LIMIT_EXCEEDED ? static_cast<int>(code) : ldapServerDown;
 }
@@ -19,7 +19,7 @@ int ldapCodeOf(ULONG code) noexcept {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// The client counts some of its limits in whole seconds, 0 meaning none.
+// For limits that the client takes in whole seconds, 0 meaning none.
 ULONG toSeconds(milliseconds time) noexcept {
     return static_cast<ULONG>(std::max<milliseconds::rep>((time.count() + 999) / 1000, 1));
 }
@@ -32,7 +32,7 @@ unsigned short* identityText(std::wstring& text) noexcept {
     return text.empty() ? nullptr : reinterpret_cast<unsigned short*>(text.data());
 }
 
-// After a call that answered with a mark of failure instead of a code.
+// After a call that reports failure by null or -1 instead of a code.
 Failure lastLdapFailure() {
     const ULONG code = LdapGetLastError();
     return failureOf(code == LDAP_SUCCESS ? static_cast<ULONG>(LDAP_SERVER_DOWN) : code);
@@ -45,10 +45,10 @@ Failure failureOf(ULONG code) {
 }
 
 Result<std::shared_ptr<LdapConnection>> LdapConnection::open(const LdapEndpoint& endpoint) {
-    // The client trusts whom the machine trusts; a file of one's own it cannot be given.
+    // The client uses the machine's certificate store and takes no CA file.
     if (endpoint.tls && !endpoint.caFile.empty()) return fail(ldapFailure(ldapNotSupported));
     std::wstring host = CORE::toWide(hostOf(endpoint));
-    // Bare, the address's own colons would be taken for the one before a port.
+    // Without brackets the client would take a colon of the address for the one before a port.
     if (host.find(L':') != std::wstring::npos) host = L'[' + host + L"]:" + std::to_wstring(endpoint.port);
     UniqueLdap handle(endpoint.tls ? ldap_sslinitW(host.data(), endpoint.port, 1)
                                    : ldap_initW(host.data(), endpoint.port));
@@ -66,8 +66,8 @@ ULONG LdapConnection::setOptions() const {
     // LDAP_OPT_OFF itself: a pointer to a 0 would switch it on.
     if (const ULONG code = ldap_set_optionW(handle, LDAP_OPT_REFERRALS, LDAP_OPT_OFF); code != LDAP_SUCCESS)
         return code;
-    // Wishes, which an older client may not know: the host is a host and no domain; a session that is lost
-    // stays lost; sending does not wait for ever.
+    // Optional, because older clients lack them: no domain lookup of the host name, no automatic
+    // reconnection, a send timeout.
     ULONG seconds = toSeconds(endpoint_.operationTimeout);
     ldap_set_optionW(handle, LDAP_OPT_AREC_EXCLUSIVE, LDAP_OPT_ON);
     ldap_set_optionW(handle, LDAP_OPT_AUTO_RECONNECT, LDAP_OPT_OFF);
@@ -106,8 +106,8 @@ Result<void> LdapConnection::bindSimply(const std::wstring& name, std::wstring& 
     return finish(id, limit);
 }
 
-// A negotiated bind can only be waited for without a limit of ours. A server that answers a question first,
-// whatever it answers, is there and talks LDAP.
+// A negotiated bind takes no timeout, so a search of the root entry with a timeout goes first: a server that
+// answers it in any way is alive and speaks LDAP.
 Result<void> LdapConnection::awaitAnswer(milliseconds limit) const {
     wchar_t root[] = L"";
     wchar_t filter[] = L"(objectClass=*)";
@@ -141,8 +141,8 @@ Result<void> LdapConnection::negotiate(const LdapCredentials& credentials, milli
     identity.PasswordLength = static_cast<ULONG>(password.text().size());
     identity.Flags = SEC_WINNT_AUTH_IDENTITY_UNICODE;
 
-    // The bind takes several messages, which only the synchronous call exchanges; it keeps to the handle's
-    // time limit, which is no other operation's.
+    // Only the synchronous call exchanges the several messages of this bind. It obeys the handle's time
+    // limit, which is reset afterwards.
     ULONG seconds = toSeconds(limit);
     ULONG none = 0;
     ldap_set_optionW(handle_.get(), LDAP_OPT_TIMELIMIT, &seconds);

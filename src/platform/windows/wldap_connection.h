@@ -30,7 +30,7 @@ Failure failureOf(ULONG code);
 // Shared by a session and its searches on their way; unbinds when the last of them goes.
 class LdapConnection {
   public:
-    struct Scope {};  // nothing is to be kept away from the client
+    struct Scope {};  // the client needs no guard
     using Id = ULONG;
 
     static Result<std::shared_ptr<LdapConnection>> open(const LdapEndpoint& endpoint);
@@ -39,7 +39,7 @@ class LdapConnection {
     const LdapEndpoint& endpoint() const noexcept { return endpoint_; }
 
     Result<void> bind(const LdapCredentials& credentials) const;
-    // Requests, on their way when these return (ldap_requests.cpp).
+    // Requests, on their way when these return (wldap_requests.cpp).
     Result<ULONG> sendSearch(const LdapSearch& wire) const;
     Result<ULONG> sendAdd(const LdapEntry& wire) const;
     Result<ULONG> sendModify(const std::string& dn, const std::vector<LdapModification>& changes,

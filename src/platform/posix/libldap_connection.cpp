@@ -1,4 +1,4 @@
-#include "platform/posix/ldap_connection.h"
+#include "platform/posix/libldap_connection.h"
 
 #include "platform/ldap/library_session.h"
 
@@ -60,14 +60,14 @@ int LdapConnection::setOptions() {
     } options[] = {
         {LDAP_OPT_PROTOCOL_VERSION, &version},
         {LDAP_OPT_REFERRALS, LDAP_OPT_OFF},
-        {LDAP_OPT_RESTART, LDAP_OPT_ON},  // a signal of the host's is no reason to fail
+        {LDAP_OPT_RESTART, LDAP_OPT_ON},  // a signal that the host handles (EINTR) does not fail a call
         {LDAP_OPT_NETWORK_TIMEOUT, &connect},
         {LDAP_OPT_TIMEOUT, &operation},
         {LDAP_OPT_TIMELIMIT, &none},  // whatever the machine's ldap.conf says
         {LDAP_OPT_SIZELIMIT, &none},
         {LDAP_OPT_DEREF, &none},
-        // The ticket is for the host as it was named; a reverse look-up would let the network choose another
-        // one.
+        // The service ticket is for the configured host name; canonicalising it by reverse DNS would let
+        // whoever answers DNS choose another one.
         {LDAP_OPT_X_SASL_NOCANON, LDAP_OPT_ON},
     };
     for (const auto& [option, value] : options)
@@ -76,8 +76,8 @@ int LdapConnection::setOptions() {
 }
 
 int LdapConnection::setTlsOptions() const {
-    // Without this libldap asks a silent server for its side of the handshake in an endless loop, whatever
-    // the time-out.
+    // Without this libldap loops forever on a server that stays silent in the TLS handshake, despite the
+    // timeout.
     ldap_set_option(handle_, LDAP_OPT_CONNECT_ASYNC, LDAP_OPT_ON);
     const int verify = endpoint_.verifyCertificate ? LDAP_OPT_X_TLS_DEMAND : LDAP_OPT_X_TLS_NEVER;
     int code = ldap_set_option(handle_, LDAP_OPT_X_TLS_REQUIRE_CERT, &verify);

@@ -6,7 +6,7 @@
 
 #include "platform/ldap/ldap_request.h"
 #include "platform/module/module_log.h"
-#include "platform/posix/ldap_connection.h"
+#include "platform/posix/libldap_connection.h"
 
 namespace wsadmin::platform::posix {
 
@@ -15,7 +15,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// What is left of the time for connecting and binding together.
+// The deadline of connecting and binding, which share one timeout.
 class Deadline {
   public:
     explicit Deadline(milliseconds time) : end_(steady_clock::now() + time) {}
@@ -60,7 +60,7 @@ Result<std::string> ticketMechanism(const LdapConnection& connection, const Dead
     return fail(ldapFailure(ldapAuthMethodNotSupported));
 }
 
-// A ticket answers everything; what the mechanism asks for gets its own default.
+// The ticket holds all credentials, so every prompt of the mechanism gets its default.
 int answerByDefault(LDAP*, unsigned, void*, void* questions) {
     for (auto* question = static_cast<sasl_interact_t*>(questions); question->id != SASL_CB_LIST_END;
          ++question) {
@@ -76,8 +76,7 @@ Result<void> ticketBind(const LdapConnection& connection, const Deadline& deadli
     if (!mechanism) return fail(mechanism.error());
     LDAP* handle = connection.handle();
     if (connection.endpoint().tls) {
-        // TLS protects already; domain controllers refuse a second layer inside it and want to see the
-        // channel's name.
+        // Inside TLS domain controllers refuse a second security layer and require a channel binding.
         const int binding = LDAP_OPT_X_SASL_CBINDING_TLS_ENDPOINT;
         ldap_set_option(handle, LDAP_OPT_X_SASL_SECPROPS, "maxssf=0");
         ldap_set_option(handle, LDAP_OPT_X_SASL_CBINDING, &binding);
@@ -103,8 +102,8 @@ bool isThisMachine(const std::string& host) {
     return host == "localhost" || host == "::1" || host.starts_with("127.");
 }
 
-// Before a password is sent: TLS where the server offers it, and a warning where it does not. A server that
-// offers TLS and then fails to prove who it is gets no password.
+// Before a password is sent: StartTLS where the server offers it, and a warning where it does not. A server
+// that offers TLS and whose certificate then fails verification gets no password.
 Result<void> protectPassword(const LdapConnection& connection, const std::string& user,
                              const Deadline& deadline) {
     const LdapEndpoint& endpoint = connection.endpoint();
@@ -113,7 +112,7 @@ Result<void> protectPassword(const LdapConnection& connection, const std::string
     if (endpoint.tls) return {};
     if (endpoint.startTls == StartTls::always ||
         (leaves && endpoint.startTls == StartTls::leavingTheMachine)) {
-        // Asked outright: not every server says among its extensions that it has this one.
+        // Requested without looking at supportedExtension: not every server lists StartTLS there.
         const auto started = connection.startTls(deadline.left());
         if (!started) return fail(started.error());
         if (*started) return {};

@@ -1,4 +1,4 @@
-#include "platform/lab/directory_session.h"
+#include "platform/lab/lab_session.h"
 
 #include <algorithm>
 
@@ -8,7 +8,7 @@ namespace wsadmin::platform::lab {
 
 namespace {
 
-// The answer is there before it is asked for, as if the server had been quick.
+// Computed when the search is sent; wait() only hands it out.
 class ReadySearch final : public LdapPendingSearch {
   public:
     explicit ReadySearch(Result<LdapSearchResult> result) : result_(std::move(result)) {}
@@ -36,7 +36,7 @@ Result<void> checkControls(const std::vector<LdapControl>& given, std::initializ
     return {};
 }
 
-// The search without its controls, to tell one paged search from another.
+// Identifies a paged search: its parameters without the controls.
 std::string questionOf(const LdapSearch& search, bool showDeleted) {
     std::string text =
         search.base + '\0' + std::to_string(static_cast<int>(search.scope)) + '\0' + search.filter;
@@ -46,14 +46,14 @@ std::string questionOf(const LdapSearch& search, bool showDeleted) {
 
 }  // namespace
 
-DirectorySession::DirectorySession(std::shared_ptr<DirectoryServer> server, LdapEndpoint endpoint)
+LabSession::LabSession(std::shared_ptr<DirectoryServer> server, LdapEndpoint endpoint)
     : server_(std::move(server)), endpoint_(std::move(endpoint)) {
     constexpr std::uint16_t globalCataloguePort = 3268, globalCatalogueTlsPort = 3269;
     globalCatalogue_ = endpoint_.port == globalCataloguePort || endpoint_.port == globalCatalogueTlsPort;
     if (server_) number_ = server_->nextSession();
 }
 
-Result<void> DirectorySession::bind(const LdapCredentials& credentials) {
+Result<void> LabSession::bind(const LdapCredentials& credentials) {
     bound_ = false;
     if (auto possible = checkCredentials(credentials); !possible) return possible;
     if (!server_ || !server_->reachable()) return fail(ldapFailure(ldapServerDown));
@@ -68,7 +68,7 @@ Result<void> DirectorySession::bind(const LdapCredentials& credentials) {
     return {};
 }
 
-Result<void> DirectorySession::arrive(std::string_view operation, const std::string& dn) {
+Result<void> LabSession::arrive(std::string_view operation, const std::string& dn) {
     if (!server_) return fail(ldapFailure(ldapServerDown));
     if (const int code = server_->arrive(operation, dn); code != ldapSuccess) return fail(ldapFailure(code));
     const bool rootOnly = operation == "search" && dn.empty();  // which anybody may read
@@ -76,7 +76,7 @@ Result<void> DirectorySession::arrive(std::string_view operation, const std::str
     return {};
 }
 
-Result<std::unique_ptr<LdapPendingSearch>> DirectorySession::startSearch(const LdapSearch& search) {
+Result<std::unique_ptr<LdapPendingSearch>> LabSession::startSearch(const LdapSearch& search) {
     if (!parseFilter(search.filter))
         return fail(ldapFailure(ldapFilterError));  // clients do not send what is no filter
     auto result = answer(search);
@@ -84,7 +84,7 @@ Result<std::unique_ptr<LdapPendingSearch>> DirectorySession::startSearch(const L
     return std::make_unique<ReadySearch>(std::move(result));
 }
 
-Result<DirectorySession::SearchControls> DirectorySession::readControls(const LdapSearch& search) const {
+Result<LabSession::SearchControls> LabSession::readControls(const LdapSearch& search) const {
     const auto checked = checkControls(
         search.controls, {controls::pagedResults, controls::showDeleted, controls::domainScope});
     if (!checked) return fail(checked.error());
@@ -98,7 +98,7 @@ Result<DirectorySession::SearchControls> DirectorySession::readControls(const Ld
     return given;
 }
 
-Result<LdapSearchResult> DirectorySession::answer(const LdapSearch& search) {
+Result<LdapSearchResult> LabSession::answer(const LdapSearch& search) {
     if (const auto arrived = arrive("search", search.base); !arrived) return fail(arrived.error());
     if (!bound_ && search.scope != LdapScope::base) return fail(ldapFailure(ldapOperationsError));
     const auto given = readControls(search);
@@ -108,7 +108,7 @@ Result<LdapSearchResult> DirectorySession::answer(const LdapSearch& search) {
     return answerPage(search, *given);
 }
 
-Result<LdapSearchResult> DirectorySession::answerWhole(const LdapSearch& search, bool showDeleted) {
+Result<LdapSearchResult> LabSession::answerWhole(const LdapSearch& search, bool showDeleted) {
     Directory& directory = server_->directory();
     const auto ids = directory.find(search, showDeleted, globalCatalogue_);
     if (!ids) return fail(ldapFailure(ids.error().code));
@@ -121,9 +121,8 @@ Result<LdapSearchResult> DirectorySession::answerWhole(const LdapSearch& search,
     return LdapSearchResult{std::move(*entries), {}};
 }
 
-Result<DirectorySession::Cursor> DirectorySession::takeCursor(const LdapSearch& search,
-                                                              const SearchControls& given,
-                                                              const std::string& question) {
+Result<LabSession::Cursor> LabSession::takeCursor(const LdapSearch& search, const SearchControls& given,
+                                                  const std::string& question) {
     if (given.page->cookie.empty()) {
         auto ids = server_->directory().find(search, given.showDeleted, globalCatalogue_);
         if (!ids) return fail(ldapFailure(ids.error().code));
@@ -137,7 +136,7 @@ Result<DirectorySession::Cursor> DirectorySession::takeCursor(const LdapSearch& 
     return cursor;
 }
 
-Result<LdapSearchResult> DirectorySession::answerPage(const LdapSearch& search, const SearchControls& given) {
+Result<LdapSearchResult> LabSession::answerPage(const LdapSearch& search, const SearchControls& given) {
     if (const int code = server_->pageArrives(); code != ldapSuccess) return fail(ldapFailure(code));
     Directory& directory = server_->directory();
     const auto question = questionOf(search, given.showDeleted);
@@ -155,19 +154,19 @@ Result<LdapSearchResult> DirectorySession::answerPage(const LdapSearch& search, 
     return LdapSearchResult{std::move(*entries), {{controls::pagedResults, encodePageControl(next), false}}};
 }
 
-Result<void> DirectorySession::add(const LdapEntry& entry) {
+Result<void> LabSession::add(const LdapEntry& entry) {
     if (auto arrived = arrive("add", entry.dn); !arrived) return arrived;
     return plain(server_->directory().add(entry));
 }
 
-Result<void> DirectorySession::modify(const std::string& dn, const std::vector<LdapModification>& changes,
-                                      const std::vector<LdapControl>& controls) {
+Result<void> LabSession::modify(const std::string& dn, const std::vector<LdapModification>& changes,
+                                const std::vector<LdapControl>& controls) {
     if (auto arrived = arrive("modify", dn); !arrived) return arrived;
     if (auto checked = checkControls(controls, {controls::domainScope}); !checked) return checked;
     return plain(server_->directory().modify(dn, changes));
 }
 
-Result<void> DirectorySession::remove(const std::string& dn, const std::vector<LdapControl>& controls) {
+Result<void> LabSession::remove(const std::string& dn, const std::vector<LdapControl>& controls) {
     if (auto arrived = arrive("delete", dn); !arrived) return arrived;
     if (auto checked = checkControls(controls, {controls::treeDelete, controls::domainScope}); !checked)
         return checked;
@@ -177,8 +176,8 @@ Result<void> DirectorySession::remove(const std::string& dn, const std::vector<L
     return plain(server_->directory().remove(dn, wholeTree));
 }
 
-Result<void> DirectorySession::rename(const std::string& dn, const std::string& newRdn,
-                                      const std::string& newParent, bool deleteOldRdn) {
+Result<void> LabSession::rename(const std::string& dn, const std::string& newRdn,
+                                const std::string& newParent, bool deleteOldRdn) {
     if (auto arrived = arrive("rename", dn); !arrived) return arrived;
     return plain(server_->directory().rename(dn, newRdn, newParent, deleteOldRdn));
 }
