@@ -1,12 +1,11 @@
-#include <windows.h>
-
+#include "platform/windows/handles.h"
+// After the platform's base headers:
 #include <fcntl.h>
 #include <io.h>
 #include <shellapi.h>
 
 #include <array>
 #include <cstdio>
-#include <memory>
 #include <string>
 
 #include "framework/core/console.h"
@@ -17,18 +16,13 @@ namespace {
 
 constexpr DWORD longestLine = 4096;
 
-struct HandleCloser {
-    void operator()(void* handle) const noexcept { CloseHandle(handle); }
-};
-struct LocalFreer {
-    void operator()(void* memory) const noexcept { LocalFree(memory); }
-};
-using UniqueHandle = std::unique_ptr<void, HandleCloser>;
+using wsadmin::platform::windows::UniqueHandle;
+using wsadmin::platform::windows::UniqueLocal;
+using wsadmin::platform::windows::validHandle;
 
 UniqueHandle openConsole(const wchar_t* name) {
-    HANDLE handle = CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                nullptr, OPEN_EXISTING, 0, nullptr);
-    return UniqueHandle(handle == INVALID_HANDLE_VALUE ? nullptr : handle);
+    return validHandle(CreateFileW(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                   nullptr, OPEN_EXISTING, 0, nullptr));
 }
 
 void show(void* console, std::wstring_view text) {
@@ -41,7 +35,7 @@ void show(void* console, std::wstring_view text) {
 ProgramArguments programArguments(int, char**) {
     ProgramArguments arguments;
     int count = 0;
-    const std::unique_ptr<wchar_t*, LocalFreer> words(CommandLineToArgvW(GetCommandLineW(), &count));
+    const UniqueLocal<wchar_t*> words(CommandLineToArgvW(GetCommandLineW(), &count));
     for (int i = 1; words && i < count; ++i) {
         const std::wstring_view word = words.get()[i];
         arguments.values.push_back(toUtf8(word));

@@ -1,9 +1,7 @@
 // Files for their owner alone.
-#include <windows.h>
-
+#include "platform/windows/handles.h"
+// After the platform's base headers:
 #include <sddl.h>
-
-#include <memory>
 
 #include "framework/core/coreexception.h"
 #include "framework/core/corestring.h"
@@ -13,21 +11,13 @@ namespace CORE::sys {
 
 namespace {
 
+using wsadmin::platform::windows::UniqueHandle;
+using wsadmin::platform::windows::UniqueLocal;
+using wsadmin::platform::windows::validHandle;
+
 [[noreturn]] void fail(const wchar_t* what, const std::wstring& path, DWORD error = GetLastError()) {
     throw coreException(formatText(L"Cannot %s %s: %s", what, path, errorText(error)));
 }
-
-struct FreeLocal {
-    void operator()(void* memory) const noexcept { LocalFree(memory); }
-};
-
-struct CloseFile {
-    using pointer = HANDLE;
-    void operator()(HANDLE file) const noexcept {
-        if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
-    }
-};
-using File = std::unique_ptr<HANDLE, CloseFile>;
 
 // A file under a passing name, gone with the object.
 struct PassingName {
@@ -36,14 +26,14 @@ struct PassingName {
 };
 
 // Makes a file with full access for its owner and the system, and nothing inherited.
-File createForOwner(const std::wstring& path) {
+UniqueHandle createForOwner(const std::wstring& path) {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)(A;;FA;;;SY)", SDDL_REVISION_1,
                                                               &descriptor, nullptr))
         fail(L"make", path);
-    const std::unique_ptr<void, FreeLocal> owner(descriptor);
+    const UniqueLocal<void> owner(descriptor);
     SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor, FALSE};
-    return File(
+    return validHandle(
         CreateFileW(path.c_str(), GENERIC_WRITE, 0, &attributes, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
@@ -52,8 +42,8 @@ File createForOwner(const std::wstring& path) {
 bool createPrivateFile(const std::wstring& path, std::span<const unsigned char> content) {
     const PassingName passing{path + L"." + wstr::newGuid().str()};
     {
-        const File file = createForOwner(passing.name);
-        if (file.get() == INVALID_HANDLE_VALUE) fail(L"make", path);
+        const UniqueHandle file = createForOwner(passing.name);
+        if (!file) fail(L"make", path);
         DWORD written = 0;
         if (!WriteFile(file.get(), content.data(), static_cast<DWORD>(content.size()), &written, nullptr) ||
             written != content.size() || !FlushFileBuffers(file.get()))
@@ -67,10 +57,10 @@ bool createPrivateFile(const std::wstring& path, std::span<const unsigned char> 
 
 std::optional<std::size_t> readFileStart(const std::wstring& path, std::span<unsigned char> buffer) {
     // Shared with everything: whoever has just made the file may still hold it.
-    const File file(CreateFileW(path.c_str(), GENERIC_READ,
-                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (file.get() == INVALID_HANDLE_VALUE) {
+    const UniqueHandle file = validHandle(
+        CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) {
         const DWORD error = GetLastError();
         if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return std::nullopt;
         fail(L"read", path, error);

@@ -1,13 +1,11 @@
 // What the framework asks of the operating system, on Windows.
 #include "framework/core/system.h"
 
-// windows.h comes first: the others need its types.
-#include <windows.h>
-
+#include "platform/windows/handles.h"
+// After the platform's base headers:
 #include <array>
 #include <climits>
 #include <cstring>
-#include <memory>
 #include <span>
 #include <utility>
 #include <vector>
@@ -17,20 +15,9 @@
 namespace CORE::sys {
 namespace {
 
-struct CloseHandleOf {
-    void operator()(HANDLE handle) const noexcept { CloseHandle(handle); }
-};
-using UniqueHandle = std::unique_ptr<void, CloseHandleOf>;
-
-struct FreeLocal {
-    void operator()(void* memory) const noexcept { LocalFree(memory); }
-};
-
-struct CloseKey {
-    using pointer = HKEY;
-    void operator()(HKEY key) const noexcept { RegCloseKey(key); }
-};
-using UniqueKey = std::unique_ptr<HKEY, CloseKey>;
+using wsadmin::platform::windows::UniqueHandle;
+using wsadmin::platform::windows::UniqueKey;
+using wsadmin::platform::windows::UniqueLocal;
 
 int intSize(std::size_t size) noexcept {
     return size > INT_MAX ? INT_MAX : static_cast<int>(size);
@@ -153,7 +140,7 @@ std::wstring errorText(std::uint32_t error) {
     const DWORD size = FormatMessageW(
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
         error, 0, reinterpret_cast<wchar_t*>(&memory), 0, nullptr);
-    const std::unique_ptr<wchar_t, FreeLocal> owner(memory);
+    const UniqueLocal<wchar_t> owner(memory);
     std::wstring text(memory ? std::wstring_view(memory, size) : std::wstring_view());
     while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r' || text.back() == L' '))
         text.pop_back();
