@@ -22,7 +22,7 @@
 #include "framework/core/library.h"
 #include "framework/core/message.h"
 #include "framework/core/plugin_api.h"
-#include "identity/accounts.h"
+#include "identity/account_lookup.h"
 #include "identity/entitlement_filters.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/text/hex.h"

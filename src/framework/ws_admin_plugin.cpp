@@ -13,8 +13,10 @@ bool ws_admin_plugin::initialise() {
 
     auto platform = platform::createPlatform(parameters());
     if (!platform) throw CORE::coreException(platform.error().text);
-    auto service = CORE::refptr<ws_admin_service>::adopt(
-        new ws_admin_service(parameters(), std::move(*platform), threads()));
+    CORE::PropertyBag startup = (*platform)->startup;
+    startup &= parameters();  // what the host gives counts more
+    auto service =
+        CORE::refptr<ws_admin_service>::adopt(new ws_admin_service(startup, std::move(*platform), threads()));
     ws_admin_service::setCurrent(service);
     service->registerWorker();
     return true;

@@ -4,6 +4,7 @@
 
 #include "framework/ws_admin_operation.h"
 #include "platform/module/module_log.h"
+#include "platform/startup.h"
 
 namespace wsadmin {
 
@@ -29,7 +30,7 @@ ws_admin_service::ws_admin_service(const CORE::PropertyBag& parameters,
     if (!platform_->directoryServices) return;
     const DirectoryAccess access{platform_->directoryServices, platform_->clock};
     connections_ = CORE::refptr<ConnectionMgr>::adopt(new ConnectionMgr(access, threads_));
-    const bool initiateChecks = configuration_.getBool(L"InitiateDomainChecks", true);
+    const bool initiateChecks = configuration_.getBool(platform::startup::initiateDomainChecks, true);
     domain_ = CORE::refptr<Domain>::adopt(new Domain(access, threads_, initiateChecks));
 }
 

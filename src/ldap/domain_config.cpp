@@ -9,8 +9,11 @@
 #include "ldap/search.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
+#include "platform/startup.h"
 
 namespace wsadmin {
+
+namespace startup = platform::startup;
 
 using CORE::equalFolded;
 using CORE::toUtf8;
@@ -20,9 +23,7 @@ using platform::LdapModify;
 
 namespace {
 
-constexpr std::wstring_view useDirectoryKey = L"EnableLdapDomainConfig";  // of the start-up bag
-
-// Everything that there is to say of a list type.
+// The names of a list type.
 struct ListNames {
     DomainListType type;
     std::wstring_view request;  // as "listtype" names it
@@ -32,11 +33,11 @@ struct ListNames {
     std::vector<std::wstring> DomainLists::*values;
 };
 const std::array<ListNames, 3> listNames = {{
-    {DomainListType::include, L"include", layout::attribute::includeList, L"includeList", L"include list ",
-     &DomainLists::include},
-    {DomainListType::exclude, L"exclude", layout::attribute::excludeList, L"excludeList", L"exclude list ",
-     &DomainLists::exclude},
-    {DomainListType::search, L"search", layout::attribute::searchExcludeList, L"searchExclusionList",
+    {DomainListType::include, L"include", layout::attribute::includeList, startup::includeList,
+     L"include list ", &DomainLists::include},
+    {DomainListType::exclude, L"exclude", layout::attribute::excludeList, startup::excludeList,
+     L"exclude list ", &DomainLists::exclude},
+    {DomainListType::search, L"search", layout::attribute::searchExcludeList, startup::searchExclusionList,
      L"search list ", &DomainLists::search},
 }};
 
@@ -165,8 +166,8 @@ Result<std::vector<BrokerDomains>> DomainConfig::readBrokers(platform::LdapSessi
 
 Result<DomainFilters> DomainConfig::readFilters() {
     const CORE::PropertyBag configuration = service().configuration();
-    const bool readLdap = configuration.getBool(useDirectoryKey, true);
-    const bool readRegistry = configuration.getBool(L"EnableRegistryDomainConfig", false);
+    const bool readLdap = configuration.getBool(startup::enableLdapDomainConfig, true);
+    const bool readRegistry = configuration.getBool(startup::enableRegistryDomainConfig, false);
     logDebug(L"Load domain config: readLdap=%s, readReg=%s", readLdap ? L"true" : L"false",
              readRegistry ? L"true" : L"false");
     DomainFilters filters;
@@ -249,8 +250,9 @@ Result<void> DomainConfig::change(const DomainListRequest& wanted, const DomainF
 Result<void> DomainConfig::save() {
     const auto wanted = readRequest();
     if (!wanted) return fail(wanted.error());
-    // Where the lists of the directory are not in use, a change of them would be one that nobody sees.
-    if (!service().configuration().getBool(useDirectoryKey, true)) return fail(L"LDAP not initialized");
+    // A change of lists that are not in use would have no effect.
+    if (!service().configuration().getBool(startup::enableLdapDomainConfig, true))
+        return fail(L"LDAP not initialized");
     const auto filters = readFilters();
     if (!filters) return fail(filters.error());
     const auto allowed = checkDomainChange(*filters, *wanted);

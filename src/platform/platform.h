@@ -9,6 +9,7 @@
 #include "platform/account_authority.h"
 #include "platform/clock.h"
 #include "platform/directory_services.h"
+#include "platform/installation.h"
 #include "platform/ldap_session.h"
 #include "platform/local_machine.h"
 #include "platform/result.h"
@@ -23,10 +24,15 @@ struct Platform {
     std::shared_ptr<Registry> registry;
     std::shared_ptr<Processes> processes;
     std::shared_ptr<Clock> clock;
-    // Null where the machine knows no accounts: they are then those of the directories.
+    // Null where the machine has no account database of its own: accounts are then looked up in the
+    // directories.
     std::shared_ptr<AccountAuthority> accounts;
 
-    // Where there is no authority: the account that the process is taken to run as. Empty: nobody knows.
+    Installation installation;
+    // Start-up parameters of the lab or the configuration file.
+    CORE::PropertyBag startup;
+
+    // Without an authority: the account that the process is assumed to run as. Empty: unknown.
     std::wstring processAccount;
     // The account that the configuration directory is bound with. Empty: the identity of the process.
     std::wstring directoryAccount;

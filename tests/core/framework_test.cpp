@@ -262,7 +262,18 @@ TEST(InstRole, IsWhatTheHostSays) {
     framework.setInstRole(CORE::InstType::securityServer);
     EXPECT_EQ(CORE::GetInstRole().GetType(), CORE::InstType::securityServer);
     framework.setInstRole(CORE::InstType::connectionServer);
-    EXPECT_GE(CORE::coreosver::level(), 600);
+}
+
+TEST(OperatingSystem, HasALevelForEveryVersion) {
+    const struct {
+        unsigned major, minor;
+        int level;
+    } rows[] = {{4, 0, 1}, {5, 0, 2}, {5, 1, 3}, {5, 2, 4}, {6, 0, 5},   {6, 1, 7},
+                {6, 2, 8}, {6, 3, 9}, {6, 4, 9}, {7, 0, 9}, {10, 0, 10}, {11, 0, 10}};
+    for (const auto& row : rows)
+        EXPECT_EQ(CORE::coreosver::levelOf(row.major, row.minor), row.level) << row.major << '.' << row.minor;
+    EXPECT_GE(CORE::coreosver::level(), CORE::coreosver::oldest);
+    EXPECT_LE(CORE::coreosver::level(), CORE::coreosver::newest);
 }
 
 }  // namespace

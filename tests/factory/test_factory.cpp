@@ -139,6 +139,41 @@ TEST(Factory, KnowsTheAccountsThatAreConfigured) {
     }
 }
 
+TEST(Factory, ReadsTheInstallationAndTheStartUpParameters) {
+    const TemporaryFolder folder;
+    const struct {
+        const char *machine, *startup;
+        std::uint32_t role;
+        int osLevel;
+        const char* parameters;
+    } rows[] = {
+        {"role = \"security-server\"\nos-level = 4\n", "", 2, 4, ""},
+        {"role = \"none\"\nos-level = 10\n",
+         "[startup]\nInitiateDomainChecks = false\nIPsecRuleCheckInterval = -1\nincludeList = \"a b\"\n", 0,
+         10, "InitiateDomainChecks=false;IPsecRuleCheckInterval=-1;includeList=a b"},
+    };
+    for (const auto& row : rows) {
+        folder.write("machine.toml", std::string("[machine]\n") + row.machine + row.startup);
+        const auto file = folder.write("c.toml", std::string(row.machine) + row.startup);
+        for (const auto& bag :
+             {startup(labFolderKey, utf8Of(folder.path())), startup(configurationKey, utf8Of(file))}) {
+            const auto platform = createPlatform(bag);
+            ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
+            EXPECT_EQ((*platform)->installation.role, row.role) << row.machine;
+            EXPECT_EQ((*platform)->installation.osLevel, row.osLevel) << row.machine;
+            EXPECT_EQ(CORE::toUtf8((*platform)->startup.flattenForDisplay(L";")), row.parameters);
+        }
+    }
+}
+
+TEST(Factory, TakesTheRoleOfTheRealMachineFromTheHost) {
+    CORE::MessageFrameWork::System().setInstRole(CORE::InstType::securityServer);
+    EXPECT_EQ(createPlatform({}).value()->installation.role, CORE::InstType::securityServer);
+    CORE::MessageFrameWork::System().setInstRole(CORE::InstType::connectionServer);
+    EXPECT_EQ(createPlatform({}).value()->installation.role, CORE::InstType::connectionServer);
+    EXPECT_EQ(createPlatform({}).value()->installation.osLevel, CORE::coreosver::level());
+}
+
 TEST(Factory, RefusesWhatItCannotMake) {
     const TemporaryFolder folder;
     const auto wrong = folder.write("wrong.toml", "[directory]\nhots = 1\n");

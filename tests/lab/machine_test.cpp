@@ -22,9 +22,10 @@ TEST(MachineFile, RefusesWithTheLine) {
         {"machine = 1\n", ":1: machine is a table, [machine]"},
         {"[machine]\nnetbios-name = 1\n", ":2: machine.netbios-name is a text in quotes"},
         {"[machine]\nrole = \"king\"\n",
-         ":2: role is one of connection-server, security-server, replica-server, transfer-server, not "
-         "\"king\""},
-        {"[machine]\nos-level = 7\n", ":2: machine.os-level is a number from 500 to 9999"},
+         ":2: role is one of connection-server, security-server, none, not \"king\""},
+        {"[machine]\nos-level = 11\n", ":2: machine.os-level is a number from 1 to 10"},
+        {"[startup]\nlabFolder = \"x\"\n", ":2: there is no key \"startup.labFolder\""},
+        {"[startup]\nInitiateDomainChecks = 1\n", ":2: startup.InitiateDomainChecks is true or false"},
         {"[clock]\nnow = \"2026-01-01\"\n",
          ":2: clock.now is a time such as \"2026-01-01T00:00:00Z\", not \"2026-01-01\""},
         {"[clock]\nnow = \"2026-02-30T00:00:00Z\"\n",
@@ -68,7 +69,8 @@ TEST(MachineFile, RefusesWithTheLine) {
 TEST(MachineFile, EverythingHasADefault) {
     const auto machine = read("[[directory]]\nsuffixes = [\"dc=t\"]\n");
     EXPECT_EQ(machine.netBiosName, L"LAB");
-    EXPECT_EQ(machine.role, MachineRole::connectionServer);
+    EXPECT_EQ(machine.installation.role, CORE::InstType::connectionServer);
+    EXPECT_EQ(machine.installation.osLevel, CORE::coreosver::newest);
     EXPECT_EQ(machine.account, L"");
     EXPECT_EQ(machine.directories.at(0).address.ports, std::vector<std::uint16_t>{389});
     EXPECT_EQ(machine.directories.at(0).settings.pageSize, 1000);

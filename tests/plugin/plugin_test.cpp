@@ -202,6 +202,23 @@ TEST(Plugin, NullParametersChangeNothing) {
     EXPECT_EQ(log.lines().back(), (wstest::LogLine{CORE::logDebug, L"mfwPluginDll: all threads gone"}));
 }
 
+TEST(Plugin, TakesStartUpParametersOfTheLabThatTheHostDoesNotGive) {
+    const wstest::TempFolder folder;
+    CORE::PropertyBag startup = smallLab(folder);
+    startup.set(L"excludeList", L"host.example");
+    folder.write("machine.toml", folder.read("machine.toml") +
+                                     "[startup]\nEnableLdapDomainConfig = false\n"
+                                     "EnableRegistryDomainConfig = true\n"
+                                     "includeList = \"lab.example\"\nexcludeList = \"lab.example\"\n");
+    const Loaded plugin;
+    ASSERT_TRUE(plugin.start(startup));
+    CORE::PropertyBag response;
+    ASSERT_TRUE(CORE::MessageHandler::SendMsg(worker, L"loadDomainConfig", {}, response));
+    EXPECT_EQ(CORE::toUtf8(response.getBag(L"cluster").flattenForDisplay(L";")),
+              "includeList={lab.example=};excludeList={host.example=};searchExclusionList={}");
+    plugin.exit();
+}
+
 TEST(Plugin, BadRequestsGetAnErrorAndNothingElse) {
     const Loaded plugin;
     ASSERT_TRUE(plugin.start(sampleLab()));

@@ -78,7 +78,7 @@ InstRole MessageFrameWork::GetInstRole() const noexcept {
     return InstRole(state_->role);
 }
 
-void MessageFrameWork::setInstRole(InstType type) noexcept {
+void MessageFrameWork::setInstRole(std::uint32_t type) noexcept {
     state_->role = type;
 }
 

@@ -1,7 +1,9 @@
 // The framework instance of this process: workers by name, and the threads that requests run on.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -15,15 +17,18 @@ namespace CORE {
 
 using WorkItemFactory = WorkItem* (*)();
 
-enum class InstType { connectionServer, securityServer, replicaServer, transferServer };
+// What an installation is, as bits. One with neither is no server.
+namespace InstType {
+inline constexpr std::uint32_t connectionServer = 1, securityServer = 2;
+}
 
 class MFWCORE_API InstRole {
   public:
-    explicit InstRole(InstType type) noexcept : type_(type) {}
-    InstType GetType() const noexcept { return type_; }
+    explicit InstRole(std::uint32_t type) noexcept : type_(type) {}
+    std::uint32_t GetType() const noexcept { return type_; }  // bits of InstType
 
   private:
-    InstType type_;
+    std::uint32_t type_;
 };
 
 class MFWCORE_API MessageFrameWork {
@@ -62,9 +67,9 @@ class MFWCORE_API MessageFrameWork {
     // do so safely.
     void shutdown();
 
-    // What the host says of this installation.
+    // What the host says of this installation, a connection server until it does.
     InstRole GetInstRole() const noexcept;
-    void setInstRole(InstType type) noexcept;
+    void setInstRole(std::uint32_t type) noexcept;
 
     MessageFrameWork(const MessageFrameWork&) = delete;
     MessageFrameWork& operator=(const MessageFrameWork&) = delete;
@@ -83,8 +88,25 @@ inline InstRole GetInstRole() {
 }
 
 struct coreosver {
-    // The generation of the operating system: major * 100 + minor (601: 6.1). Linux counts as the newest.
+    static constexpr int oldest = 1, newest = 10;
+    // The generation of the operating system, 0 where it cannot be found out. Linux counts as the newest.
+    //   1  older than Windows 2000
+    //   2  2000 (version 5.0)
+    //   3  XP (5.1)
+    //   4  Server 2003 (5.2)
+    //   5  Vista, Server 2008 (6.0): the first with the filtering engine and "netsh advfirewall"
+    //   7  7, Server 2008 R2 (6.1)
+    //   8  8, Server 2012 (6.2)
+    //   9  8.1, Server 2012 R2 (6.3)
+    //  10  10, 11, Server 2016 (10.0) and later
     MFWCORE_API static int level() noexcept;
+    // The level of a version of Windows.
+    static constexpr int levelOf(unsigned major, unsigned minor) noexcept {
+        if (major >= 10) return newest;
+        if (major > 6) return 9;
+        if (major == 6) return minor == 0 ? 5 : std::min(6 + static_cast<int>(minor), 9);
+        return major == 5 ? std::min(2 + static_cast<int>(minor), 4) : oldest;
+    }
 };
 
 }  // namespace CORE

@@ -19,7 +19,7 @@ struct MessageFrameWork::State {
     WorkerRegistry workers;
     ThreadPool pool;
     AsyncMessages messages{workers, pool};
-    std::atomic<InstType> role{InstType::connectionServer};
+    std::atomic<std::uint32_t> role{InstType::connectionServer};
 };
 
 }  // namespace CORE

@@ -21,7 +21,7 @@ std::wstring errorText(std::uint32_t error);  // without the line end; a text wi
 // Unicode's simple mapping of one character of the basic plane, whatever the locale.
 wchar_t upperCase(wchar_t c) noexcept;
 wchar_t lowerCase(wchar_t c) noexcept;
-int osLevel() noexcept;     // major * 100 + minor; Linux counts as the newest
+int osLevel() noexcept;     // as coreosver::level
 bool isAdmin(void* token);  // null: this process. Without tokens on the platform every other one is nobody's
 // Encodings other than UTF-8; nothing when the platform does not know the code page.
 std::optional<std::string> encode(std::wstring_view text, unsigned codePage);

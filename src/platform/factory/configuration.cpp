@@ -7,7 +7,7 @@
 #include "platform/factory/paths.h"
 #include "platform/ldap/ldap_request.h"
 #include "platform/module/module_log.h"
-#include "platform/text/toml_section.h"
+#include "platform/text/toml_machine.h"
 
 namespace wsadmin::platform {
 
@@ -157,6 +157,8 @@ Result<Configuration> readConfiguration(const path& file) {
         readDefaultDomain(top, configuration);
         readDirectoryServices(top, configuration);
         top.text("process-account", configuration.processAccount);
+        readInstallation(top, configuration.installation);
+        readStartup(top, configuration.startup);
         const auto own = [&](std::uint16_t port) {
             return
                 [&, port](TomlSection& section) { addRoute(section, file, thisServer(port), configuration); };

@@ -5,11 +5,13 @@
 #include <optional>
 #include <vector>
 
+#include "framework/core/property_bag.h"
+#include "platform/installation.h"
 #include "platform/ldap_session.h"
 
 namespace wsadmin::platform {
 
-// What the system asks for, and what it gets.
+// How a connection to a host and port is redirected.
 struct DirectoryRoute {
     std::string askedHost;                   // empty: this server
     std::optional<std::uint16_t> askedPort;  // nothing: any
@@ -22,7 +24,7 @@ struct DirectoryRoute {
     StartTls startTls = StartTls::leavingTheMachine;
     bool verifyCertificate = true;
     std::string caFile;
-    // How to bind where the system would bind as the identity of the process; nothing: as that.
+    // Credentials in place of the identity of the process; nullopt: the identity of the process.
     std::optional<LdapCredentials> credentials;
 };
 
@@ -35,7 +37,9 @@ inline constexpr std::uint16_t globalDirectoryPort = 22389;
 struct Configuration {
     std::vector<DirectoryRoute> routes;
     std::string defaultDomain;   // empty: the machine's own
-    std::string processAccount;  // empty: nobody says
+    std::string processAccount;  // empty: unknown
+    Installation installation;
+    CORE::PropertyBag startup;
     DirectoryServicesKind directoryServices = DirectoryServicesKind::automatic;
 };
 

@@ -30,7 +30,7 @@ std::string domainOf(const Platform& machine) {
     return dot == std::wstring::npos ? std::string() : CORE::toUtf8(name->substr(dot + 1));
 }
 
-// Whose directories are reached portably, its accounts are those of these directories.
+// With the portable directory services, accounts are looked up in the directories too.
 std::shared_ptr<Platform> withPortableDirectory(std::shared_ptr<Platform> platform, std::string domain) {
     if (domain.empty()) domain = domainOf(*platform);
     platform->directoryServices = makePortableDirectoryServices(platform->ldap, std::move(domain));
@@ -45,8 +45,8 @@ Result<std::shared_ptr<Platform>> makeLab(std::string_view folder, bool save) {
     return withPortableDirectory(std::move(*lab), {});
 }
 
-// The platform's own, where it has them and nothing speaks against it: only the portable ones follow what a
-// configuration says of directories.
+// Whether the platform's own directory services (ADSI) are kept. They ignore the routes of a configuration,
+// so routes select the portable ones unless the file says otherwise.
 bool keepsOwnDirectoryServices(const Platform& platform, const Configuration& configuration) {
     using Kind = DirectoryServicesKind;
     if (!platform.directoryServices || configuration.directoryServices == Kind::portable) return false;
@@ -66,6 +66,8 @@ Result<std::shared_ptr<Platform>> makeConfigured(std::string_view file) {
     auto platform = makePlatform();
     platform->processAccount = CORE::toWide(configuration->processAccount);
     platform->directoryAccount = CORE::toWide(directoryAccountOf(*configuration));
+    platform->installation = configuration->installation;
+    platform->startup = std::move(configuration->startup);
     std::string domain = std::move(configuration->defaultDomain);
     const bool keep = keepsOwnDirectoryServices(*platform, *configuration);
     platform->ldap = makeRoutedLdapClient(platform->ldap, std::move(*configuration));

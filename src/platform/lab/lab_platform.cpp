@@ -148,6 +148,8 @@ Result<std::shared_ptr<Platform>> openLab(const fs::path& folder) {
     platform->registry = lab->registry;
     platform->processes = std::make_shared<LabProcesses>(machine->programs, lab->clock);
     platform->clock = lab->clock;
+    platform->installation = machine->installation;
+    platform->startup = std::move(machine->startup);
     platform->processAccount = machine->account;
     platform->save = [lab] { return save(*lab); };
     return platform;

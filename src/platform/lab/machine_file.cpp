@@ -5,7 +5,7 @@
 #include <set>
 
 #include "framework/core/corestring.h"
-#include "platform/text/toml_section.h"
+#include "platform/text/toml_machine.h"
 
 namespace wsadmin::platform::lab {
 
@@ -17,12 +17,7 @@ using Wrong = TomlMistake;
 void readMachine(Section& section, MachineDescription& machine) {
     section.text("netbios-name", machine.netBiosName);
     section.text("dns-name", machine.dnsName);
-    tomlChoice<MachineRole>(section, "role", machine.role,
-                            {{"connection-server", MachineRole::connectionServer},
-                             {"security-server", MachineRole::securityServer},
-                             {"replica-server", MachineRole::replicaServer},
-                             {"transfer-server", MachineRole::transferServer}});
-    section.number("os-level", machine.osLevel, 500, 9999);
+    readInstallation(section, machine.installation);
     section.text("account", machine.account);
 }
 
@@ -225,6 +220,7 @@ Result<MachineDescription> readMachineFile(std::string_view text, std::string_vi
                        {Folder::programFiles, L"C:\\Program Files"}};
     const auto read = readToml(text, file, [&](Section& top) {
         top.table("machine", [&](Section& section) { readMachine(section, machine); });
+        readStartup(top, machine.startup);
         top.table("clock", [&](Section& section) { readClock(section, machine); });
         top.table("folders", [&](Section& section) { readFolders(section, machine); });
         if (const auto* registry = top.find("registry")) readRegistry(*registry, machine);

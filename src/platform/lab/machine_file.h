@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "framework/core/property_bag.h"
+#include "platform/installation.h"
 #include "platform/lab/directory_server.h"
 #include "platform/local_machine.h"
 
@@ -34,12 +36,10 @@ struct RegistryKey {
     std::vector<std::pair<std::wstring, RegistryData>> values;
 };
 
-enum class MachineRole { connectionServer, securityServer, replicaServer, transferServer };
-
 struct MachineDescription {
     std::wstring netBiosName = L"LAB", dnsName = L"lab.example";
-    MachineRole role = MachineRole::connectionServer;
-    int osLevel = 603;
+    Installation installation{CORE::InstType::connectionServer, CORE::coreosver::newest};
+    CORE::PropertyBag startup;
     std::wstring account;  // that the process is taken to run as; empty: nobody knows
     std::optional<std::chrono::sys_seconds> fixedTime;
     std::map<Folder, std::wstring> folders;  // empty: cannot be obtained

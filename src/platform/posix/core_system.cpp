@@ -17,6 +17,7 @@
 #include <memory>
 
 #include "framework/core/corestring.h"
+#include "framework/core/framework.h"
 
 namespace CORE::sys {
 namespace {
@@ -126,7 +127,7 @@ wchar_t lowerCase(wchar_t c) noexcept {
 }
 
 int osLevel() noexcept {
-    return 1000;
+    return coreosver::newest;
 }
 
 bool isAdmin(void* token) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "framework/core/corestring.h"
+#include "framework/core/framework.h"
 
 namespace CORE::sys {
 namespace {
@@ -164,7 +165,7 @@ int osLevel() noexcept {
     const auto ask = reinterpret_cast<RtlGetVersion>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion")));
     if (!ask || ask(&version) != 0) return 0;
-    return static_cast<int>(version.dwMajorVersion * 100 + version.dwMinorVersion);
+    return coreosver::levelOf(version.dwMajorVersion, version.dwMinorVersion);
 }
 
 bool isAdmin(void* token) {
