@@ -289,10 +289,12 @@ class CountingAccounts : public CountingPort<wsadmin::platform::AccountAuthority
     using OpenedToken = wsadmin::Result<std::unique_ptr<wsadmin::platform::Token>>;
 
     Sizes bufferSizesFor(const std::wstring& name) override {
-        if (const int code = calls_->enter("accounts bufferSizesFor " + CORE::toUtf8(name))) return {.error = code};
+        if (const int code = calls_->enter("accounts bufferSizesFor " + CORE::toUtf8(name)))
+            return {.error = code};
         return real_->bufferSizesFor(name);
     }
-    wsadmin::Result<wsadmin::platform::Account> lookUp(const std::wstring& name, const Sizes& sizes) override {
+    wsadmin::Result<wsadmin::platform::Account> lookUp(const std::wstring& name,
+                                                       const Sizes& sizes) override {
         return call("accounts lookUp " + CORE::toUtf8(name), [&] { return real_->lookUp(name, sizes); });
     }
     wsadmin::Result<Names> namesOf(const std::vector<Sid>& sids) override {

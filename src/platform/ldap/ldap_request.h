@@ -1,5 +1,5 @@
-// What an adapter does to a request before an LDAP client library gets it, and with what comes back: lax texts
-// become strict ones, and what no library could carry is refused. The same on every platform.
+// What an adapter does to a request before an LDAP client library gets it, and with what comes back: lax
+// texts become strict ones, and what no library could carry is refused. The same on every platform.
 #pragma once
 
 #include <string>
