@@ -18,14 +18,18 @@ rm -rf "$results"
 mkdir -p "$results"
 pod=tests/servers/with-pod
 wine=tests/servers/with-wine
+all_cpu=0
 
-# stage NAME COMMAND...: runs one stage into its log and tells how long it took; the log of a failed stage is shown.
+# stage NAME COMMAND...: runs one stage into its log and tells how long it took and what processor time (user and
+# system) its processes needed; the log of a failed stage is shown.
 stage() {
-    local name=$1 start=$SECONDS status=0
+    local name=$1 start=$SECONDS status=0 cpu TIMEFORMAT='%0U %0S'
     shift
     printf '%-22s' "$name"
-    "$@" >"$results/$name.log" 2>&1 || status=$?
-    printf '%-8s%4d s\n' "$([ $status = 0 ] && echo ok || echo FAILED)" $((SECONDS - start))
+    cpu=$({ time "$@" >"$results/$name.log" 2>&1; } 2>&1) || status=$?
+    cpu=$((${cpu/ / + }))
+    all_cpu=$((all_cpu + cpu))
+    printf '%-8s%4d s%6d s cpu\n' "$([ $status = 0 ] && echo ok || echo FAILED)" $((SECONDS - start)) $cpu
     [ $status = 0 ] || sed 's/^/    /' "$results/$name.log" | tail -n 200
     return $status
 }
@@ -75,5 +79,5 @@ else
     build native-tsan && tests unit-tsan native-tsan "$fixed $pod" -LE integration
 fi
 
-printf '\n'
+printf '%-30s%4d s%6d s cpu\n\n' "" $SECONDS $all_cpu
 exec scripts/totals.py "$results"
