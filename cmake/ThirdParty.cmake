@@ -24,15 +24,11 @@ endif()
 
 add_library(crypto INTERFACE)
 if(WIN32)
-  # Cross-built from Debian's source tarball, cached by version outside the tree.
-  set(WS_OPENSSL_ROOT "$ENV{WS_OPENSSL_ROOT}" CACHE PATH "Cross-built OpenSSL (include/, libcrypto.a)")
-  if(NOT EXISTS ${WS_OPENSSL_ROOT}/libcrypto.a)
-    execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/openssl-mingw.sh OUTPUT_VARIABLE root
-      OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-    set(WS_OPENSSL_ROOT ${root} CACHE PATH "Cross-built OpenSSL (include/, libcrypto.a)" FORCE)
-  endif()
-  target_include_directories(crypto SYSTEM INTERFACE ${WS_OPENSSL_ROOT}/include)
-  target_link_libraries(crypto INTERFACE ${WS_OPENSSL_ROOT}/libcrypto.a ws2_32 crypt32)
+  # Cross-built from Debian's source tarball, cached outside the tree.
+  execute_process(COMMAND ${CMAKE_SOURCE_DIR}/scripts/openssl-mingw.sh OUTPUT_VARIABLE openssl
+    OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  target_include_directories(crypto SYSTEM INTERFACE ${openssl}/include)
+  target_link_libraries(crypto INTERFACE ${openssl}/libcrypto.a ws2_32 crypt32)
 else()
   find_package(OpenSSL 3 REQUIRED)
   target_link_libraries(crypto INTERFACE OpenSSL::Crypto)

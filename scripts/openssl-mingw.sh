@@ -1,10 +1,19 @@
 #!/usr/bin/env bash
-# Cross-builds OpenSSL for 64-bit Windows from Debian's source tarball, once per version, and prints the folder with
-# the result (include/, libcrypto.a, libssl.a). Debian has no OpenSSL for mingw-w64. Needs no root and leaves the
-# machine's package configuration alone. WS_OPENSSL_ROOT, when set, is taken as it is.
+# Cross-builds OpenSSL's libcrypto for 64-bit Windows from Debian's source tarball, once per version and recipe, and
+# prints the folder with the result (include/, libcrypto.a). Debian has no OpenSSL for mingw-w64. Needs no root and
+# leaves the machine's package configuration alone. WS_OPENSSL_ROOT, when set, is taken as it is.
 set -euo pipefail
 
-complete() { [ -f "$1/libcrypto.a" ] && [ -f "$1/libssl.a" ] && [ -d "$1/include/openssl" ]; }
+# Random bytes, digests, key derivation, AES and RSA with their encodings are linked; every protocol and cipher beside
+# them costs build time only.
+options=(no-shared no-tests no-engine no-legacy no-deprecated no-ssl no-tls no-dtls no-cms no-ts no-ocsp no-srp no-ct
+    no-comp no-cmp no-psk no-sock no-dgram no-ui-console no-autoload-config no-aria no-bf no-blake2 no-camellia no-cast
+    no-chacha no-cmac no-des no-dh no-dsa no-ec no-gost no-idea no-md4 no-mdc2 no-ocb no-poly1305 no-rc2 no-rc4
+    no-rmd160 no-scrypt no-seed no-siphash no-siv no-sm2 no-sm3 no-sm4 no-whirlpool)
+targets=(build_generated libcrypto.a)
+recipe=$(sha256sum <<<"${options[*]} ${targets[*]}" | cut -c1-8)
+
+complete() { [ -f "$1/libcrypto.a" ] && [ -d "$1/include/openssl" ]; }
 
 if [ -n "${WS_OPENSSL_ROOT:-}" ] && complete "$WS_OPENSSL_ROOT"; then
     echo "$WS_OPENSSL_ROOT"
@@ -15,7 +24,7 @@ cache=${XDG_CACHE_HOME:-$HOME/.cache}/ws_admin
 # Both builds shall have the same OpenSSL, so the native library's version says which one is wanted.
 wanted=$(dpkg-query -W -f='${source:Upstream-Version}' libssl-dev 2>/dev/null) ||
     { echo "openssl-mingw.sh: libssl-dev is missing: run scripts/install-packages.sh" >&2; exit 1; }
-target=$cache/openssl-$wanted-mingw64
+target=$cache/openssl-$wanted-mingw64-$recipe
 if complete "$target"; then
     echo "$target"
     exit 0
@@ -66,7 +75,7 @@ private=(-o Dir::Etc::sourcelist="$work/apt/machine.list" -o Dir::Etc::sourcepar
          -o Dir::State::lists="$work/apt/lists" -o Dir::Cache="$work/apt/cache" -o APT::Sandbox::User=
          -o Acquire::Retries=3 -o Acquire::Languages=none)
 
-echo "building OpenSSL $wanted for Windows (once, about two minutes)" >&2
+echo "building OpenSSL $wanted for Windows (once, about a minute)" >&2
 apt-get "${private[@]}" -qq update >"$work/log" 2>&1 || true # another vendor's entry may have no sources
 versions=$(apt-cache "${private[@]}" showsrc openssl 2>>"$work/log" | sed -n 's/^Version: //p' | sort -rV)
 [ -n "$versions" ] || failed "the package archive offers no source of openssl"
@@ -79,15 +88,15 @@ mkdir "$work/source" "$work/result"
 tar -xf "$work"/openssl_*.orig.tar.* -C "$work/source" --strip-components=1 || failed "the tarball cannot be unpacked"
 (
     cd "$work/source"
-    perl ./Configure mingw64 --cross-compile-prefix=x86_64-w64-mingw32- no-shared no-tests no-engine no-legacy
-    make -j"$(nproc)" build_libs
+    perl ./Configure mingw64 --cross-compile-prefix=x86_64-w64-mingw32- "${options[@]}"
+    make -j"$(nproc)" "${targets[@]}"
 ) >>"$work/log" 2>&1 9>&- || failed "OpenSSL does not build"
-cp -r "$work/source/include" "$work/source/libcrypto.a" "$work/source/libssl.a" "$work/result/"
+cp -r "$work/source/include" "$work/source/libcrypto.a" "$work/result/"
 complete "$work/result" || failed "the build left no library"
 
 # Renamed into place when it is whole: nobody ever sees half a folder.
 upstream=${version%-*}
-built=$cache/openssl-${upstream#*:}-mingw64
+built=$cache/openssl-${upstream#*:}-mingw64-$recipe
 complete "$built" || { rm -rf "$built"; mv "$work/result" "$built"; }
 [ "$built" = "$target" ] || ln -sfn "$(basename "$built")" "$target"
 echo "$target"
