@@ -5,8 +5,8 @@ set -euo pipefail
 
 build="g++ cmake ninja-build ccache libldap-dev libsasl2-dev libssl-dev libasio-dev nlohmann-json3-dev
        libtomlplusplus-dev libcli11-dev libexpected-dev libsasl2-modules-gssapi-mit"
-test="googletest libbenchmark-dev g++-mingw-w64-x86-64-posix wine wine64 samba samba-ad-dc samba-ad-provision
-      samba-dsdb-modules ldb-tools ldap-utils krb5-user slapd openssl python3 perl make clang-format clang-tidy"
+test="googletest libgmock-dev libbenchmark-dev g++-mingw-w64-x86-64-posix wine wine64 samba samba-ad-dc
+      samba-ad-provision samba-dsdb-modules ldb-tools ldap-utils krb5-user slapd openssl python3 perl make clang-format clang-tidy"
 
 wanted=""
 for group in "${@:-build}"; do
