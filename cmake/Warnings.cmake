@@ -13,9 +13,15 @@ endfunction()
 
 # Line numbers are what a backtrace needs; full debug information doubles the time that a build takes.
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g1 -DNDEBUG")
+if(WIN32)  # the linker strips it
+  set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -DNDEBUG")
+endif()
 
 if(WS_SANITIZE)
   set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1")
   add_compile_options(-fsanitize=${WS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  # These three check every access through a pointer, a sixth of the build's time; the address sanitizer stops at what
+  # they would find, but for misaligned reads, which the processor allows.
+  add_compile_options(-fno-sanitize=null,alignment,object-size)
   add_link_options(-fsanitize=${WS_SANITIZE})
 endif()
