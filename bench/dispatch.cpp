@@ -41,15 +41,15 @@ void ours(benchmark::State& state, const wchar_t* name) {
 void peer(benchmark::State& state, const wchar_t* name) {
     const Service setup;
     const CORE::PropertyBag request;
-    using Handler = std::function<CORE::PropertyBag(ServiceContext&, const CORE::PropertyBag&)>;
-    std::unordered_map<std::wstring, Handler> handlers;
-    for (const Operation& operation : operationTable())
-        handlers.emplace(operation.name, operation.bag ? Handler(operation.bag) : Handler());
+    std::unordered_map<std::wstring, std::function<bool(ServiceContext&, const Request&, CORE::PropertyBag&)>>
+        handlers;
+    for (const Operation& operation : operationTable()) handlers.emplace(operation.name, operation.run);
     for (auto unused : state) {
         (void)unused;
         CORE::PropertyBag response;
         const auto found = handlers.find(name);
-        if (found != handlers.end() && found->second) response = found->second(*setup.service, request);
+        if (found != handlers.end() && found->second)
+            found->second(*setup.service, Request(request), response);
         benchmark::DoNotOptimize(response);
     }
 }
