@@ -15,7 +15,6 @@ using platform::Sid;
 
 namespace {
 
-constexpr std::size_t namesPerSearch = 100;
 const std::vector<std::string> groupAttributes = {"objectSid", "groupType", "memberOf", "distinguishedName"};
 
 std::optional<Sid> primaryGroupOf(const Sid& user, const DirectoryRow& row) {

@@ -17,8 +17,9 @@ struct SidSearchResult {
     bool incomplete = false;
 };
 
-// How many SIDs one search asks for.
+// How many SIDs, or distinguished names, one search asks for.
 inline constexpr std::size_t sidsPerSearch = 250;
+inline constexpr std::size_t namesPerSearch = 100;
 
 // The entries with these SIDs that meet the condition, a filter, with these attributes as their own domain
 // has them, "objectSid" and "distinguishedName" among them. The primary domain, the rest of its forest and

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "identity/domain_bindings.h"
+#include "identity/sid_search.h"
 #include "ldap/connection_mgr.h"
 #include "platform/ldap/batches.h"
 #include "platform/ldap/ldap_text.h"
@@ -19,13 +20,10 @@ using platform::Sid;
 
 namespace {
 
-constexpr int baseScope = 0;
 constexpr std::string_view tokenGroups = "tokenGroups";
 // groupType
 constexpr std::uint32_t domainLocal = 0x4;
 constexpr std::uint32_t security = 0x80000000;
-// How many names one search asks for.
-constexpr std::size_t namesPerSearch = 100;
 
 tl::unexpected<Failure> failed(const std::wstring& sentence, int code = 1) {
     logError(L"%s", sentence);
@@ -138,7 +136,7 @@ Result<std::vector<Sid>> userTokenGroupsFromDirectory(ServiceContext& service, s
     const auto pool = service.connections();
     const bool named = platform::parseDn(userDn).value_or(platform::Dn()).size() > 0;
     if (!pool || !named) return failed(L"Failed to bind to " + CORE::toWide(binding));
-    const PooledSearch search(*pool, pool->getConnection(binding, baseScope));
+    const PooledSearch search(*pool, pool->getConnection(binding, ConnectionMgr::base));
     if (!search) return failed(L"Failed to bind to " + CORE::toWide(binding));
 
     const auto values = tokenGroupValues(*search);

@@ -18,9 +18,7 @@ using platform::Sid;
 
 namespace {
 
-constexpr char sidAttribute[] = "objectSid";
 constexpr wchar_t noDomains[] = L"Could not determine SID for UPN - no domains identified";
-constexpr int baseScope = 0;
 
 // The SID of the first entry that the filter finds on a binding. Failures are logged.
 Result<FoundSid> searchBinding(ConnectionMgr& pool, const std::string& binding, const std::string& filter,
@@ -31,10 +29,10 @@ Result<FoundSid> searchBinding(ConnectionMgr& pool, const std::string& binding, 
     };
     const PooledSearch search(pool, pool.getConnection(binding, scope));
     if (!search) return failed(L"Bind to %s failed");
-    const auto rows = readRows(*search, filter, {sidAttribute}, 1);
+    const auto rows = readRows(*search, filter, {"objectSid"}, 1);
     if (!rows) return failed(L"Search failed on binding %s");
     if (rows->empty()) return FoundSid();
-    return Sid::fromBytes(rows->front().text(sidAttribute));
+    return Sid::fromBytes(rows->front().text("objectSid"));
 }
 
 FoundSid searchDomains(ServiceContext& service, const PropertyBag& domains, const std::string& filter) {
@@ -132,7 +130,7 @@ FoundSid sidForUserDn(ServiceContext& service, std::string_view dn) {
     FoundSid sid;
     if (const auto name = platform::parseDn(dn); pool && name && !name->empty())
         sid = searchBinding(*pool, platform::directoryPathText({.dn = std::string(dn)}), "(objectClass=user)",
-                            baseScope)
+                            ConnectionMgr::base)
                   .value_or(std::nullopt);
     if (!sid) logWarning(L"User dn %s not found in Active Directory", dn);
     return sid;

@@ -13,7 +13,7 @@ using platform::SearchPreference;
 
 namespace {
 
-constexpr char globalCatalog[] = "GC:";
+constexpr char catalogue[] = "GC:";
 
 // A caller never releases a null interface; an entry without one is being opened by another thread.
 bool holds(const ConnectionEntry& entry, const DirectorySearch* search) {
@@ -89,7 +89,7 @@ DirectorySearchPtr ConnectionList::openEntry(ConnectionEntry& entry, const std::
                                              const DirectoryCredentials& credentials) const {
     if (!entry.search) {
         auto opened =
-            binding == globalCatalog ? openGlobalCatalog(credentials) : openBinding(binding, credentials);
+            binding == catalogue ? openGlobalCatalog(credentials) : openBinding(binding, credentials);
         if (!opened) return nullptr;
         const CORE::coresync hold(lock_);  // a release of another binding looks at this entry meanwhile
         entry.search = std::move(opened);
@@ -113,7 +113,7 @@ DirectorySearchPtr ConnectionList::openBinding(const std::string& binding,
 // The root of the global catalogue's namespace cannot be searched; its only child, the forest, can. Looking
 // at the namespace takes no credentials; the binding to the forest is the caller's own.
 DirectorySearchPtr ConnectionList::openGlobalCatalog(const DirectoryCredentials& credentials) const {
-    const auto root = access_.services->openObject(globalCatalog, {}, platform::adsSecureAuthentication);
+    const auto root = access_.services->openObject(catalogue, {}, platform::adsSecureAuthentication);
     if (!root) {
         logError(L"Failed to bind to \"GC:\" error=0x%x (%s)", root.error().code, root.error().text);
         return nullptr;

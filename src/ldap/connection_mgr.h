@@ -16,7 +16,9 @@ namespace wsadmin {
 // Reference counted; any thread may call. Lock order: the manager's lock before a list's.
 class ConnectionMgr : public CORE::coretimer {
   public:
-    static constexpr int subtree = 2;  // the usual search scope
+    // Search scopes; subtree is the usual one.
+    static constexpr int base = 0;
+    static constexpr int subtree = 2;
     static constexpr unsigned cleanupMs = 120000;
     // The limit of the cache: each user whose groups are read adds a binding string, and each may hold a
     // connection. Beyond it the least recently used list is closed.

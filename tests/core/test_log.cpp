@@ -14,9 +14,9 @@ namespace {
 
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 using CORE::__SysMessage;
-using Lines = std::vector<std::string>;
+using Texts = std::vector<std::string>;
 
-CORE::LogSink into(Lines& lines) {
+CORE::LogSink into(Texts& lines) {
     return [&lines](int level, std::wstring_view module, std::wstring_view text) {
         lines.push_back(CORE::toUtf8(CORE::logLevelName(level)) + " " + CORE::toUtf8(module) + ": " +
                         CORE::toUtf8(text));
@@ -29,18 +29,18 @@ void logOneOfEach() {
 }
 
 TEST(Log, SinksGetTheirLevelAndAbove) {
-    Lines all;
-    Lines grave;
+    Texts all;
+    Texts grave;
     const auto everything = CORE::addLogSink(CORE::logDebug, into(all));
     const auto errors = CORE::addLogSink(CORE::logWarning, into(grave));
     logOneOfEach();
-    EXPECT_EQ(all, (Lines{"DEBUG m: 0", "VERBOSE m: 1", "INFO m: 2", "WARNING m: 3", "ERROR m: 4"}));
-    EXPECT_EQ(grave, (Lines{"WARNING m: 3", "ERROR m: 4"}));
+    EXPECT_EQ(all, (Texts{"DEBUG m: 0", "VERBOSE m: 1", "INFO m: 2", "WARNING m: 3", "ERROR m: 4"}));
+    EXPECT_EQ(grave, (Texts{"WARNING m: 3", "ERROR m: 4"}));
 }
 
 TEST(Log, NobodyListensToWhatNobodyWants) {
     EXPECT_FALSE(CORE::logWanted(CORE::logError));
-    Lines lines;
+    Texts lines;
     auto info = CORE::addLogSink(CORE::logInfo, into(lines));
     EXPECT_FALSE(CORE::logWanted(CORE::logVerbose));
     EXPECT_TRUE(CORE::logWanted(CORE::logInfo));
@@ -51,21 +51,21 @@ TEST(Log, NobodyListensToWhatNobodyWants) {
     info.reset();
     EXPECT_FALSE(CORE::logWanted(CORE::logError));
     logOneOfEach();
-    EXPECT_EQ(lines, Lines{});
+    EXPECT_EQ(lines, Texts{});
 }
 
 TEST(Log, ThrowingAndLoggingSinksHarmNobody) {
-    Lines lines;
+    Texts lines;
     const auto throwing = CORE::addLogSink(0, [](auto&&...) { throw std::runtime_error("sink"); });
     const auto logging =
         CORE::addLogSink(0, [](auto&&...) { __SysMessage(CORE::logError, L"sink", L"again"); });
     const auto after = CORE::addLogSink(0, into(lines));
     EXPECT_NO_THROW(__SysMessage(CORE::logInfo, L"m", L"%s: %s", L"class", "n\xC3\xA4me"));
-    EXPECT_EQ(lines, Lines{"INFO m: class: n\xC3\xA4me"});
+    EXPECT_EQ(lines, Texts{"INFO m: class: n\xC3\xA4me"});
 }
 
 TEST(Log, LoadedLibrariesAreAnnounced) {
-    Lines lines;
+    Texts lines;
     const auto sink = CORE::addLogSink(CORE::logDebug, into(lines));
     CORE::sysmsgLogLoaded(L"ws_admin", true);
     CORE::sysmsgLogLoaded(L"ws_admin", false);

@@ -11,10 +11,6 @@ namespace {
 
 using CORE::wstr;
 
-std::string shown(const wstr& text) {
-    return CORE::toUtf8(text);
-}
-
 void setVariable(const char* name, const char* value) {
 #if defined(_WIN32)
     _putenv_s(name, value);
@@ -40,14 +36,15 @@ TEST(MachineText, ExpandsVariables) {
         {L"100% %WS_TEST_A%", "100% one"},
         {L"%% %", "%% %"},
     };
-    for (const auto& c : cases) EXPECT_EQ(shown(wstr(c.text).expandEnv()), c.expanded) << shown(c.text);
+    for (const auto& c : cases)
+        EXPECT_EQ(CORE::toUtf8(wstr(c.text).expandEnv()), c.expanded) << CORE::toUtf8(c.text);
     EXPECT_EQ(CORE::mstr("%WS_TEST_A%").expandEnv().str(), "one");
 }
 
 TEST(MachineText, GuidsAreDifferentAndWellFormed) {
     std::set<std::string> seen;
     for (int i = 0; i < 100; ++i) {
-        const std::string guid = shown(wstr::newGuid());
+        const std::string guid = CORE::toUtf8(wstr::newGuid());
         ASSERT_EQ(guid.size(), 36U) << guid;
         for (std::size_t at = 0; at < guid.size(); ++at) {
             const bool dash = at == 8 || at == 13 || at == 18 || at == 23;
@@ -74,24 +71,25 @@ TEST(MachineText, NamesOfThisMachine) {
 
 TEST(MachineText, ModulesHavePaths) {
     const wstr program = wstr::getModuleName(nullptr);
-    EXPECT_EQ(shown(program.lastPath().dropSuffix()), "test_core");
+    EXPECT_EQ(CORE::toUtf8(program.lastPath().dropSuffix()), "test_core");
     EXPECT_NE(program.findr(program.lastPath()), 0U) << "a full path";
 }
 
 TEST(MachineText, ErrorsHaveOneLineOfText) {
     for (const std::uint32_t code : {2U, 5U, 0x7FFFFFF0U}) {
-        const std::string text = shown(wstr::formatError(code));
+        const std::string text = CORE::toUtf8(wstr::formatError(code));
         EXPECT_GT(text.size(), 5U) << code;
         EXPECT_EQ(text.find_first_of("\r\n"), std::string::npos) << code;
     }
-    EXPECT_NE(shown(wstr::errorText(0x7FFFFFF0U)).find("2147483632"), std::string::npos);
+    EXPECT_NE(CORE::toUtf8(wstr::errorText(0x7FFFFFF0U)).find("2147483632"), std::string::npos);
 }
 
 TEST(MachineText, MissingRegistryValuesAreTheDefault) {
     for (const wchar_t* key : {L"HKLM\\Software\\Nobody\\Nothing", L"HKXX\\Software", L"", L"HKLM"}) {
-        EXPECT_EQ(shown(wstr::readRegistry(key, L"none", L"default")), "default") << shown(key);
-        EXPECT_EQ(shown(wstr::readRegistryPolicyOverride(key, L"none", L"default")), "default") << shown(key);
-        EXPECT_EQ(shown(wstr::readRegistry(key, L"none")), "") << shown(key);
+        EXPECT_EQ(CORE::toUtf8(wstr::readRegistry(key, L"none", L"default")), "default") << CORE::toUtf8(key);
+        EXPECT_EQ(CORE::toUtf8(wstr::readRegistryPolicyOverride(key, L"none", L"default")), "default")
+            << CORE::toUtf8(key);
+        EXPECT_EQ(CORE::toUtf8(wstr::readRegistry(key, L"none")), "") << CORE::toUtf8(key);
     }
 }
 
@@ -108,13 +106,14 @@ TEST(MachineText, RegistryValuesAndTheirPolicies) {
     add("WsAdminTest\\Core", "/v Both /d normal");
     add("Policies\\WsAdminTest\\Core", "/v Both /d policy");
     const wchar_t* key = L"HKCU\\Software\\WsAdminTest\\Core";
-    EXPECT_EQ(shown(wstr::readRegistry(key, L"Text")), "plain");
-    EXPECT_EQ(shown(wstr::readRegistry(L"HKEY_CURRENT_USER\\SOFTWARE\\wsadmintest\\core", L"text")), "plain");
-    EXPECT_EQ(shown(wstr::readRegistry(key, L"Number")), "4000000000");
-    EXPECT_EQ(shown(wstr::readRegistry(key, L"Bytes")), "00ff1a");
-    EXPECT_EQ(shown(wstr::readRegistry(key, L"Both")), "normal");
-    EXPECT_EQ(shown(wstr::readRegistryPolicyOverride(key, L"Both")), "policy");
-    EXPECT_EQ(shown(wstr::readRegistryPolicyOverride(key, L"Text")), "plain");
+    EXPECT_EQ(CORE::toUtf8(wstr::readRegistry(key, L"Text")), "plain");
+    EXPECT_EQ(CORE::toUtf8(wstr::readRegistry(L"HKEY_CURRENT_USER\\SOFTWARE\\wsadmintest\\core", L"text")),
+              "plain");
+    EXPECT_EQ(CORE::toUtf8(wstr::readRegistry(key, L"Number")), "4000000000");
+    EXPECT_EQ(CORE::toUtf8(wstr::readRegistry(key, L"Bytes")), "00ff1a");
+    EXPECT_EQ(CORE::toUtf8(wstr::readRegistry(key, L"Both")), "normal");
+    EXPECT_EQ(CORE::toUtf8(wstr::readRegistryPolicyOverride(key, L"Both")), "policy");
+    EXPECT_EQ(CORE::toUtf8(wstr::readRegistryPolicyOverride(key, L"Text")), "plain");
 }
 #endif
 

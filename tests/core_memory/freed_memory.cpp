@@ -47,9 +47,9 @@ void operator delete[](void* block, std::size_t) noexcept {
 
 namespace test {
 
-FreedMemory::FreedMemory(std::string_view marker) {
+FreedMemory::FreedMemory(std::string_view secret) {
     found = 0;
-    wanted = marker;
+    wanted = secret;
 }
 FreedMemory::~FreedMemory() {
     wanted = {};

@@ -6,9 +6,13 @@
 
 namespace test {
 
+// The secret that is looked for. Literals, so that looking for them leaves no copies on the heap.
+inline constexpr char marker[] = "correct-horse-battery-staple";
+inline constexpr wchar_t wideMarker[] = L"correct-horse-battery-staple";
+
 class FreedMemory {
   public:
-    explicit FreedMemory(std::string_view marker);  // one at a time; the marker must outlive it
+    explicit FreedMemory(std::string_view secret);  // one at a time; the secret must outlive it
     ~FreedMemory();
     FreedMemory(const FreedMemory&) = delete;
     FreedMemory& operator=(const FreedMemory&) = delete;

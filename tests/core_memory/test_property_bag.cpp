@@ -11,10 +11,8 @@
 namespace {
 
 using CORE::PropertyBag;
-
-// Literals, so that looking for them leaves no copies on the heap.
-constexpr char marker[] = "hunter2-hunter2-hunter2";
-constexpr wchar_t wideMarker[] = L"hunter2-hunter2-hunter2";
+using test::marker;
+using test::wideMarker;
 
 PropertyBag withSecret() {
     PropertyBag bag;
@@ -37,7 +35,7 @@ TEST(PropertyBagMemory, HoldsNoTextWhenItIsGivenBack) {
         {"reserved", [](PropertyBag& bag) { bag.reserve(100, 100'000); }},
         {"set",
          [](PropertyBag& bag) {
-             bag.set(L"password", "hunter2-hunter2-hunter2 and more of it");
+             bag.set(L"password", "correct-horse-battery-staple and more of it");
              bag.clear();
          }},
         {"set to less",

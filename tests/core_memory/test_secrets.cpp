@@ -13,10 +13,8 @@ using CORE::mstr;
 using CORE::secretstring;
 using CORE::wstr;
 using test::FreedMemory;
-
-// Literals, so that looking for them leaves no copies on the heap.
-constexpr char marker[] = "correct-horse-battery-staple";
-constexpr wchar_t wideMarker[] = L"correct-horse-battery-staple";
+using test::marker;
+using test::wideMarker;
 
 bool holds(const void* memory, std::size_t size, std::string_view bytes) {
     return std::string_view(static_cast<const char*>(memory), size).find(bytes) != std::string_view::npos;

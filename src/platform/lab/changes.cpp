@@ -9,10 +9,6 @@ namespace wsadmin::platform::lab {
 
 namespace {
 
-std::wstring quoted(std::string_view text) {
-    return L"\"" + CORE::toWide(text) + L"\"";
-}
-
 std::uint64_t fnv(std::string_view text, std::uint64_t hash) {
     for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3ULL;
     return hash;

@@ -20,10 +20,6 @@ std::vector<std::string_view> splitWords(std::string_view line) {
     return words;
 }
 
-std::wstring quoted(std::string_view text) {
-    return L"\"" + CORE::toWide(text) + L"\"";
-}
-
 }  // namespace
 
 Schema::Schema() {

@@ -57,6 +57,10 @@ bool equalFolded(std::string_view a, std::string_view folded) {
     return CORE::isAscii(a) ? CORE::equalAscii(a, folded) : foldText(a) == folded;
 }
 
+std::wstring quoted(std::string_view text) {
+    return L"\"" + CORE::toWide(text) + L"\"";
+}
+
 std::optional<std::string> storedValue(Syntax syntax, std::string_view value) {
     switch (syntax) {
         case Syntax::integer:

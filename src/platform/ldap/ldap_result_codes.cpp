@@ -10,7 +10,7 @@ namespace {
 
 // As the Windows LDAP client words them (ldap_err2string), spellings and gaps included: the texts stand in
 // answers.
-constexpr std::pair<int, const wchar_t*> texts[] = {
+constexpr std::pair<int, const wchar_t*> resultTexts[] = {
     {0, L"Success"},
     {1, L"Operations Error"},
     {2, L"Protocol Error"},
@@ -77,9 +77,9 @@ constexpr std::pair<int, const wchar_t*> texts[] = {
 }  // namespace
 
 std::wstring ldapErrorText(int code) {
-    const auto found = std::lower_bound(std::begin(texts), std::end(texts), code,
+    const auto found = std::lower_bound(std::begin(resultTexts), std::end(resultTexts), code,
                                         [](const auto& row, int wanted) { return row.first < wanted; });
-    return found != std::end(texts) && found->first == code ? found->second : L"";
+    return found != std::end(resultTexts) && found->first == code ? found->second : L"";
 }
 
 Failure ldapFailure(int code) {

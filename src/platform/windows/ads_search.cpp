@@ -11,7 +11,7 @@ namespace {
 constexpr int filterUnknown = static_cast<int>(0x8007203E);
 
 // The directory-search interface with what is known of its connection; its rows share it.
-struct Connection {
+struct SearchedObject {
     std::shared_ptr<Apartment> apartment;  // released last
     UniqueCom<IDirectorySearch> search;
     std::atomic<bool> lost{false};
@@ -26,7 +26,7 @@ struct Connection {
 
 class AdsRows final : public DirectoryRows {
   public:
-    AdsRows(std::shared_ptr<Connection> connection, ADS_SEARCH_HANDLE handle)
+    AdsRows(std::shared_ptr<SearchedObject> connection, ADS_SEARCH_HANDLE handle)
         : connection_(std::move(connection)), handle_(handle) {}
     ~AdsRows() override { search().CloseSearchHandle(handle_); }
     AdsRows(const AdsRows&) = delete;
@@ -94,7 +94,7 @@ class AdsRows final : public DirectoryRows {
         return SUCCEEDED(ADsGetLastError(&code, info, 2, provider, 2)) && code == ERROR_MORE_DATA;
     }
 
-    std::shared_ptr<Connection> connection_;
+    std::shared_ptr<SearchedObject> connection_;
     ADS_SEARCH_HANDLE handle_;
     bool started_ = false;
     bool onRow_ = false;
@@ -103,7 +103,7 @@ class AdsRows final : public DirectoryRows {
 
 class AdsSearch final : public DirectorySearch {
   public:
-    explicit AdsSearch(std::shared_ptr<Connection> connection) : connection_(std::move(connection)) {
+    explicit AdsSearch(std::shared_ptr<SearchedObject> connection) : connection_(std::move(connection)) {
         // Without pages the server's limit would cut the answer short in silence.
         constexpr int usualPageSize = 250;
         (void)setPreference(SearchPreference::pageSize, usualPageSize);
@@ -150,14 +150,14 @@ class AdsSearch final : public DirectorySearch {
     bool usable() const noexcept override { return !connection_->lost.load(); }
 
   private:
-    std::shared_ptr<Connection> connection_;
+    std::shared_ptr<SearchedObject> connection_;
 };
 
 }  // namespace
 
 std::shared_ptr<DirectorySearch> makeAdsSearch(std::shared_ptr<Apartment> apartment,
                                                UniqueCom<IDirectorySearch> search) {
-    auto connection = std::make_shared<Connection>();
+    auto connection = std::make_shared<SearchedObject>();
     connection->apartment = std::move(apartment);
     connection->search = std::move(search);
     return std::make_shared<AdsSearch>(std::move(connection));

@@ -37,7 +37,7 @@ Result<Place> placeOf(std::wstring_view key) {
 bool isAbsent(LSTATUS status) noexcept {
     return status == ERROR_FILE_NOT_FOUND || status == ERROR_PATH_NOT_FOUND;
 }
-Failure failureOf(LSTATUS status) {
+Failure registryFailure(LSTATUS status) {
     return systemFailure(static_cast<DWORD>(status));
 }
 
@@ -127,7 +127,7 @@ class RealRegistry final : public Registry {
         std::optional<RegistryData> data;
         LSTATUS status = openKey(*place, KEY_QUERY_VALUE, opened);
         if (status == ERROR_SUCCESS) status = readValue(opened.get(), std::wstring(value), data);
-        if (status != ERROR_SUCCESS && !isAbsent(status)) return fail(failureOf(status));
+        if (status != ERROR_SUCCESS && !isAbsent(status)) return fail(registryFailure(status));
         return data;
     }
 
@@ -144,7 +144,7 @@ class RealRegistry final : public Registry {
             status = RegSetValueExW(made, std::wstring(value).c_str(), 0, written.type, written.bytes.data(),
                                     static_cast<DWORD>(written.bytes.size()));
         }
-        if (status != ERROR_SUCCESS) return fail(failureOf(status));
+        if (status != ERROR_SUCCESS) return fail(registryFailure(status));
         return {};
     }
 
@@ -154,7 +154,7 @@ class RealRegistry final : public Registry {
         UniqueKey opened;
         LSTATUS status = openKey(*place, KEY_SET_VALUE, opened);
         if (status == ERROR_SUCCESS) status = RegDeleteValueW(opened.get(), std::wstring(value).c_str());
-        if (status != ERROR_SUCCESS && !isAbsent(status)) return fail(failureOf(status));
+        if (status != ERROR_SUCCESS && !isAbsent(status)) return fail(registryFailure(status));
         return {};
     }
 
@@ -175,7 +175,7 @@ class RealRegistry final : public Registry {
             if (!isAbsent(read)) status = read;  // removed in between: passed over
         }
         if (status != ERROR_SUCCESS && status != ERROR_NO_MORE_ITEMS && !isAbsent(status))
-            return fail(failureOf(status));
+            return fail(registryFailure(status));
         return found;
     }
 };

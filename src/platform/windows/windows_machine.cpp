@@ -29,7 +29,7 @@ Result<std::wstring> computerName(COMPUTER_NAME_FORMAT format) {
     return fail(lastFailure());
 }
 
-class Names final : public ComputerNames {
+class WindowsNames final : public ComputerNames {
   public:
     Result<std::wstring> netBios() const override { return computerName(ComputerNameNetBIOS); }
     Result<std::wstring> dnsFullyQualified() const override {
@@ -69,7 +69,7 @@ class RealFolders final : public Folders {
 }  // namespace
 
 std::shared_ptr<ComputerNames> makeComputerNames() {
-    return std::make_shared<Names>();
+    return std::make_shared<WindowsNames>();
 }
 std::shared_ptr<Folders> makeFolders() {
     return std::make_shared<RealFolders>();
