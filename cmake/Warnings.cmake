@@ -2,6 +2,11 @@
 function(ws_rules target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
     -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+  # Where a folder is compiled at once, a local name may be that of another file's function, and what is unnamed stands
+  # in an included file.
+  if(CMAKE_UNITY_BUILD)
+    target_compile_options(${target} PRIVATE -Wno-shadow -Wshadow=local -Wno-subobject-linkage)
+  endif()
   target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR}/src)
   if(WIN32)
     target_compile_definitions(${target} PRIVATE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
