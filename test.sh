@@ -72,14 +72,11 @@ else
         tests integration native "$wine $pod tests/servers/with-corp" -L integration
     [ -x build/native/bin/hdqadmin ] &&
         GTEST_FILTER='*native_samba_maintenance*:*native_samba_domain_lists*' tests integration-openldap native tests/servers/with-slapd -L integration
-    # The sweep and the cases in process are new, and nobody has run them under the sanitizers yet: they come once that
-    # has been done.
-    unready='^test_(sweep|cases)$'
-    build native-asan && tests unit-asan native-asan "$pod" -LE integration -E "$unready"
+    build native-asan && tests unit-asan native-asan "$pod" -LE integration
     # The thread sanitizer wants the addresses where it expects them.
     fixed=""
     setarch -R true 2>/dev/null && fixed="setarch -R"
-    build native-tsan && tests unit-tsan native-tsan "$fixed $pod" -LE integration -E "$unready"
+    build native-tsan && tests unit-tsan native-tsan "$fixed $pod" -LE integration
 fi
 
 printf '%-30s%4d s%6d s cpu\n\n' "" $SECONDS $all_cpu
