@@ -13,6 +13,10 @@
 #include "support/log_capture.h"
 #include "support/temp_folder.h"
 
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
+
 namespace {
 
 using namespace wstest;
@@ -103,13 +107,48 @@ TEST_F(Security, KeepsTheKeyInAFileOfItsOwners) {
 #if !defined(_WIN32)
     using std::filesystem::perms;
     EXPECT_EQ(std::filesystem::status(keyFile()).permissions(), perms::owner_read | perms::owner_write);
+    EXPECT_EQ(std::filesystem::status(keyFile().parent_path()).permissions(), perms::owner_all);
 #endif
 }
+
+#if !defined(_WIN32)
+TEST_F(Security, UsesNoKeyThatIsNotItsOwnersAlone) {
+    namespace fs = std::filesystem;
+    using fs::perms;
+    const std::wstring text = security().Encrypt("x").str();
+    const auto refused = [&](const fs::path& file) {
+        security().setKeyFile(file.wstring());
+        const LogCapture log(CORE::logError);
+        EXPECT_THROW(security().Encrypt("x"), CORE::coreException);
+        EXPECT_TRUE(security().Decrypt(text).empty());
+        return log.lines().size() == 1 ? CORE::toUtf8(log.lines()[0].text) : "";
+    };
+    const std::string start = "An encrypted text cannot be read: ";
+    for (const perms others :
+         {perms::group_read, perms::others_read, perms::group_write, perms::others_exec}) {
+        fs::permissions(keyFile(), perms::owner_read | perms::owner_write | others);
+        EXPECT_EQ(refused(keyFile()),
+                  start + keyFile().string() + " is not used: others than its owner may use it");
+    }
+    fs::permissions(keyFile(), perms::owner_read | perms::owner_write);
+    const fs::path link = folder_.path() / "link.key";
+    fs::create_symlink(keyFile(), link);
+    EXPECT_EQ(refused(link), start + link.string() + " is not used: it is a link");
+    EXPECT_EQ(refused(folder_.path() / "keys"),
+              start + (folder_.path() / "keys").string() + " is not used: it is no file");
+    security().setKeyFile(keyFile().wstring());
+    EXPECT_EQ(security().Decrypt(text).str(), "x");
+    if (chown(keyFile().c_str(), 65534, static_cast<gid_t>(-1)) == 0) {  // the superuser's to do
+        EXPECT_EQ(refused(keyFile()), start + keyFile().string() + " is not used: somebody else owns it");
+    }
+}
+#endif
 
 TEST_F(Security, NeverOverwritesAFileThatIsNoKey) {
     for (const std::size_t size : {std::size_t{0}, std::size_t{31}, std::size_t{33}}) {
         const std::string content(size, 'k');
         folder_.write("bad.key", content);
+        std::filesystem::permissions(folder_.path() / "bad.key", std::filesystem::perms::owner_all);
         security().setKeyFile((folder_.path() / "bad.key").wstring());
         EXPECT_THROW(security().Encrypt("x"), CORE::coreException) << size;
         const LogCapture log(CORE::logError);

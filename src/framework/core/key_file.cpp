@@ -16,7 +16,7 @@ namespace {
 // False when there is no such file.
 bool readKey(const std::wstring& path, SecretKey& key) {
     std::array<unsigned char, secretKeySize + 1> content{};  // one more, to see a file that is too long
-    const auto size = sys::readFileStart(path, content);
+    const auto size = sys::readPrivateFile(path, content);
     const bool whole = size == secretKeySize;
     if (whole) std::copy_n(content.begin(), key.size(), key.begin());
     wipeMemory(content.data(), content.size());
@@ -25,8 +25,7 @@ bool readKey(const std::wstring& path, SecretKey& key) {
 }
 
 void makeKey(const std::wstring& path) {
-    std::error_code refused;  // then the file cannot be made either, and says why
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), refused);
+    sys::createPrivateFolder(std::filesystem::path(path).parent_path().wstring());
     SecretKey key{};
     if (RAND_priv_bytes(key.data(), static_cast<int>(key.size())) != 1)
         throw coreException(L"There are no random bytes to be had for a key");

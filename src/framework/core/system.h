@@ -34,12 +34,15 @@ bool registryValues(std::wstring_view key,
                     const std::function<void(std::wstring_view, std::wstring_view)>& each);
 
 std::wstring defaultKeyFile();  // where the host's key is kept; the folder may be missing
+// Makes the folder for its owner alone, below folders of any mode. One that is there stays as it is.
+void createPrivateFolder(const std::wstring& path);
 // Makes a file that nobody but its owner may ever read. It appears with all its content or not at all; false
 // when there is one of that name already, which stays as it is. The folder must be there.
 bool createPrivateFile(const std::wstring& path, std::span<const unsigned char> content);
-// The beginning of a file, as much as fits; how much that was. Nothing when there is no such file. Like its
-// opposite throws coreException when the system refuses.
-std::optional<std::size_t> readFileStart(const std::wstring& path, std::span<unsigned char> buffer);
+// The beginning of such a file, as much as fits; how much that was. Nothing when there is no such file. A
+// link and a file that others own or may use are refused. Like the other two throws coreException when the
+// system refuses.
+std::optional<std::size_t> readPrivateFile(const std::wstring& path, std::span<unsigned char> buffer);
 void nameThisThread(std::wstring_view name) noexcept;
 
 }  // namespace CORE::sys

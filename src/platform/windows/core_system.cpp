@@ -242,7 +242,7 @@ bool registryValues(std::wstring_view key,
 }
 
 std::wstring defaultKeyFile() {
-    return environment(L"ProgramData").value_or(L"C:\\ProgramData") + L"\\Talvex\\HDQ\\host.key";
+    return environment(L"ProgramData").value_or(L"C:\\ProgramData") + L"\\Talvex\\HDQ\\Key\\host.key";
 }
 
 // Looked up at run time: early systems of this generation export it from elsewhere.

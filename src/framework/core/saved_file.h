@@ -1,0 +1,45 @@
+// Files that are replaced whole: whoever reads one finds the old content or the new one, also after a power
+// failure. What fails throws coreException with the file and the system's reason.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string_view>
+
+#include "framework/core/export.h"
+
+namespace CORE {
+
+// Where the file really stands, behind all links. It must exist.
+MFWCORE_API std::filesystem::path fileBehindLinks(const std::filesystem::path& file);
+
+// The new content of a file that exists, written and synchronised beside it under a name that nobody can
+// foretell. Links are followed; mode or access list stay and, where the system permits it, the owner. A file
+// whose mode forbids writing is refused. Whatever is not put in place is gone with the object.
+class MFWCORE_API FileReplacement {
+  public:
+    FileReplacement(const std::filesystem::path& file, std::string_view content);
+    ~FileReplacement();
+    FileReplacement(const FileReplacement&) = delete;
+    FileReplacement& operator=(const FileReplacement&) = delete;
+
+    void commit();  // takes the file's place in one step, for good
+
+  private:
+    std::filesystem::path file_, temporary_;
+};
+
+// Held for a folder by one object at a time, of all processes of the machine. Waits up to ten seconds for it.
+class MFWCORE_API FolderLock {
+  public:
+    explicit FolderLock(const std::filesystem::path& folder);
+    ~FolderLock();
+    FolderLock(const FolderLock&) = delete;
+    FolderLock& operator=(const FolderLock&) = delete;
+
+  private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace CORE

@@ -1,0 +1,250 @@
+// Files for their owner alone, and files that are replaced whole.
+#include "platform/windows/handles.h"
+// After the platform's base headers:
+#include <aclapi.h>
+#include <sddl.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <utility>
+
+#include "framework/core/coreexception.h"
+#include "framework/core/corestring.h"
+#include "framework/core/saved_file.h"
+#include "framework/core/system.h"
+
+namespace fs = std::filesystem;
+
+namespace CORE {
+
+namespace {
+
+using wsadmin::platform::windows::UniqueHandle;
+using wsadmin::platform::windows::UniqueLocal;
+using wsadmin::platform::windows::validHandle;
+
+constexpr DWORD sharedWithAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+// Full access for the owner, the system and administrators, and nothing inherited; of a folder also for what
+// is in it.
+constexpr wchar_t privateFile[] = L"D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FA;;;BA)";
+constexpr wchar_t privateFolder[] = L"D:P(A;OICI;FA;;;OW)(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";
+
+[[noreturn]] void fail(const wchar_t* what, const std::wstring& path, DWORD error = GetLastError()) {
+    throw coreException(formatText(L"Cannot %s %s: %s", what, path, sys::errorText(error)));
+}
+
+// A file under a passing name, gone with the object.
+struct PassingName {
+    std::wstring name;
+    ~PassingName() {
+        if (!name.empty()) DeleteFileW(name.c_str());
+    }
+};
+
+UniqueLocal<void> descriptorOf(const wchar_t* text, const std::wstring& path) {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(text, SDDL_REVISION_1, &descriptor, nullptr))
+        fail(L"make", path);
+    return UniqueLocal<void>(descriptor);
+}
+
+// Null for the descriptor: the folder's.
+UniqueHandle createNew(const std::wstring& path, PSECURITY_DESCRIPTOR descriptor, DWORD attributes) {
+    SECURITY_ATTRIBUTES security{sizeof(security), descriptor, FALSE};
+    return validHandle(CreateFileW(path.c_str(), GENERIC_WRITE, 0, descriptor ? &security : nullptr,
+                                   CREATE_NEW, attributes, nullptr));
+}
+
+bool writeAll(HANDLE file, std::string_view content) {
+    constexpr std::size_t atOnce = 1 << 24;
+    while (!content.empty()) {
+        DWORD written = 0;
+        if (!WriteFile(file, content.data(), static_cast<DWORD>(std::min(content.size(), atOnce)), &written,
+                       nullptr))
+            return false;
+        content.remove_prefix(written);
+    }
+    return FlushFileBuffers(file) != 0;
+}
+
+// The process's own account, the system, administrators, and whoever owns the file.
+bool trusted(PSID sid) {
+    if (IsWellKnownSid(sid, WinLocalSystemSid) || IsWellKnownSid(sid, WinBuiltinAdministratorsSid) ||
+        IsWellKnownSid(sid, WinCreatorOwnerRightsSid))
+        return true;
+    HANDLE opened = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened)) return false;
+    const UniqueHandle token(opened);
+    alignas(TOKEN_USER) std::array<unsigned char, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user{};
+    DWORD size = 0;
+    return GetTokenInformation(token.get(), TokenUser, user.data(), static_cast<DWORD>(user.size()), &size) &&
+           EqualSid(sid, reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid);
+}
+
+// Whether the list lets in nobody but those who are trusted. A kind of entry that is not known may let in
+// anybody.
+bool isPrivate(PACL list) {
+    if (!list) return false;  // no list: everybody
+    for (DWORD i = 0; i < list->AceCount; ++i) {
+        void* found = nullptr;
+        if (!GetAce(list, i, &found)) return false;
+        auto* const entry = static_cast<ACCESS_ALLOWED_ACE*>(found);
+        if ((entry->Header.AceFlags & INHERIT_ONLY_ACE) || entry->Header.AceType == ACCESS_DENIED_ACE_TYPE)
+            continue;
+        if (entry->Header.AceType != ACCESS_ALLOWED_ACE_TYPE) return false;
+        if (entry->Mask != 0 && !trusted(&entry->SidStart)) return false;
+    }
+    return true;
+}
+
+// Why the open file is no private one, null when it is.
+const wchar_t* exposure(HANDLE file, const std::wstring& path) {
+    BY_HANDLE_FILE_INFORMATION information{};
+    if (!GetFileInformationByHandle(file, &information)) fail(L"read", path);
+    if (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) return L"it is a link";
+    PSID owner = nullptr;
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    const DWORD error =
+        GetSecurityInfo(file, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &owner,
+                        nullptr, &list, nullptr, &descriptor);
+    if (error != ERROR_SUCCESS) fail(L"read", path, error);
+    const UniqueLocal<void> held(descriptor);
+    if (!owner || !trusted(owner)) return L"somebody else owns it";
+    return isPrivate(list) ? nullptr : L"others than its owner may use it";
+}
+
+}  // namespace
+
+void sys::createPrivateFolder(const std::wstring& path) {
+    const fs::path parent = fs::path(path).parent_path();
+    std::error_code error;
+    fs::create_directories(parent, error);
+    if (error) fail(L"make", parent.wstring(), static_cast<DWORD>(error.value()));
+    const auto descriptor = descriptorOf(privateFolder, path);
+    SECURITY_ATTRIBUTES security{sizeof(security), descriptor.get(), FALSE};
+    if (!CreateDirectoryW(path.c_str(), &security) && GetLastError() != ERROR_ALREADY_EXISTS)
+        fail(L"make", path);
+}
+
+bool sys::createPrivateFile(const std::wstring& path, std::span<const unsigned char> content) {
+    const PassingName passing{path + L"." + wstr::newGuid().str()};
+    {
+        const auto descriptor = descriptorOf(privateFile, path);
+        const UniqueHandle file = createNew(passing.name, descriptor.get(), FILE_ATTRIBUTE_NORMAL);
+        if (!file) fail(L"make", path);
+        if (!writeAll(file.get(), {reinterpret_cast<const char*>(content.data()), content.size()}))
+            fail(L"write", path);
+    }
+    if (MoveFileExW(passing.name.c_str(), path.c_str(), MOVEFILE_WRITE_THROUGH)) return true;
+    const DWORD error = GetLastError();
+    if (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS) return false;
+    fail(L"make", path, error);
+}
+
+std::optional<std::size_t> sys::readPrivateFile(const std::wstring& path, std::span<unsigned char> buffer) {
+    // Shared with everything: whoever has just made the file may still hold it.
+    const UniqueHandle file = validHandle(CreateFileW(path.c_str(), GENERIC_READ, sharedWithAll, nullptr,
+                                                      OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    if (!file) {
+        const DWORD error = GetLastError();
+        if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return std::nullopt;
+        fail(L"read", path, error);
+    }
+    if (const wchar_t* why = exposure(file.get(), path))
+        throw coreException(formatText(L"%s is not used: %s", path, why));
+    DWORD got = 0;
+    if (!ReadFile(file.get(), buffer.data(), static_cast<DWORD>(buffer.size()), &got, nullptr))
+        fail(L"read", path);
+    return got;
+}
+
+fs::path fileBehindLinks(const fs::path& file) {
+    const UniqueHandle open = validHandle(CreateFileW(file.c_str(), 0, sharedWithAll, nullptr, OPEN_EXISTING,
+                                                      FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    if (!open) fail(L"find", file.wstring());
+    std::wstring path(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length =
+            GetFinalPathNameByHandleW(open.get(), path.data(), static_cast<DWORD>(path.size()), 0);
+        if (length == 0) fail(L"find", file.wstring());
+        const bool fits = length < path.size();
+        path.resize(length);
+        if (fits) return path;
+    }
+}
+
+FileReplacement::FileReplacement(const fs::path& file, std::string_view content)
+    : file_(fileBehindLinks(file)) {
+    const DWORD attributes = GetFileAttributesW(file_.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) fail(L"write", file_.wstring());
+    if (attributes & FILE_ATTRIBUTE_READONLY) fail(L"write", file_.wstring(), ERROR_ACCESS_DENIED);
+    if (!validHandle(
+            CreateFileW(file_.c_str(), GENERIC_WRITE, sharedWithAll, nullptr, OPEN_EXISTING, 0, nullptr)))
+        fail(L"write", file_.wstring());
+
+    PSID owner = nullptr;
+    PSID group = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    GetNamedSecurityInfoW(file_.c_str(), SE_FILE_OBJECT,
+                          OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION, &owner, &group, nullptr,
+                          nullptr, &descriptor);
+    const UniqueLocal<void> owners(descriptor);
+    descriptor = nullptr;  // stays so on a file system without access lists
+    GetNamedSecurityInfoW(file_.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr,
+                          nullptr, &descriptor);
+    const UniqueLocal<void> access(descriptor);
+
+    PassingName passing{file_.wstring() + L"." + wstr::newGuid().str()};
+    const UniqueHandle temporary = createNew(passing.name, access.get(), attributes);
+    if (!temporary) {
+        const DWORD error = GetLastError();
+        passing.name.clear();
+        fail(L"write", file_.wstring(), error);
+    }
+    if (!writeAll(temporary.get(), content)) {
+        const DWORD error = GetLastError();
+        fail(L"write", file_.wstring(), error);
+    }
+    // Another owner takes a privilege.
+    if (owner)
+        SetNamedSecurityInfoW(passing.name.data(), SE_FILE_OBJECT,
+                              OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION, owner, group, nullptr,
+                              nullptr);
+    temporary_ = std::exchange(passing.name, {});
+}
+
+FileReplacement::~FileReplacement() {
+    if (!temporary_.empty()) DeleteFileW(temporary_.c_str());
+}
+
+void FileReplacement::commit() {
+    if (!MoveFileExW(temporary_.c_str(), file_.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        fail(L"write", file_.wstring());
+    temporary_.clear();
+}
+
+struct FolderLock::State {
+    UniqueHandle mutex;
+};
+
+// Folders cannot be locked, and a lock file would stay behind: a mutex that all processes know by the
+// folder's name.
+FolderLock::FolderLock(const fs::path& folder) : state_(new State) {
+    constexpr DWORD longestWaitMs = 10000;
+    const std::string name = foldText(toUtf8(fileBehindLinks(folder).wstring()));
+    const auto number = static_cast<unsigned long long>(std::hash<std::string>()(name));
+    state_->mutex.reset(
+        CreateMutexW(nullptr, FALSE, formatText(L"Global\\ws_admin-saving-%llx", number).c_str()));
+    if (!state_->mutex) fail(L"lock", folder.wstring());
+    const DWORD waited = WaitForSingleObject(state_->mutex.get(), longestWaitMs);
+    if (waited == WAIT_TIMEOUT) throw coreException(L"Another process is saving in " + folder.wstring());
+    if (waited == WAIT_FAILED) fail(L"lock", folder.wstring());
+}
+
+FolderLock::~FolderLock() {
+    ReleaseMutex(state_->mutex.get());
+}
+
+}  // namespace CORE
