@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "framework/ws_admin_operation.h"
-#include "platform/module/module_log.h"
+#include "platform/module/topic_log.h"
 #include "platform/startup.h"
 
 namespace wsadmin {
@@ -39,7 +39,7 @@ ws_admin_service::~ws_admin_service() {
     connections_.reset();
     if (!platform_->save) return;
     if (const auto saved = platform_->save(); !saved)
-        logError(L"Failed to save changes - %s (%d)", saved.error().text, saved.error().code);
+        logSavingError(L"Failed to save changes - %s (%d)", saved.error().text, saved.error().code);
 }
 
 CORE::refptr<ws_admin_service> ws_admin_service::current() {

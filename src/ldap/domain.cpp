@@ -247,7 +247,7 @@ void Domain::check() {
         return;
     }
     const PropertyBag map = getDomainMap(true);
-    if (map.getError()) logError(L"The domain map could not be built: %s", map.getErrorText());
+    if (map.getError() && !stopping_) logError(L"The domain map could not be built: %s", map.getErrorText());
 }
 
 void Domain::OnTimer() {

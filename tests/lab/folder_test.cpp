@@ -1,13 +1,21 @@
 // A lab's folder: what is wrong with it, and what is written back.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <thread>
 
 #include "lab/directory_fixture.h"
 #include "platform/lab/lab_platform.h"
+#include "support/log_capture.h"
+
+#if !defined(_WIN32)
+#include <sys/resource.h>
+#endif
 
 namespace wsadmin::platform::lab {
 namespace {
@@ -132,22 +140,6 @@ TEST_F(LabFolder, SavesOnlyWhatChanged) {
     EXPECT_EQ(times().size(), 3U);  // no temporary file is left
 }
 
-TEST_F(LabFolder, SavingKeepsWhoMayReadAFile) {
-    const auto readers = [&](const char* name) {
-        return fs::status(folder_ / name).permissions() & (fs::perms::group_read | fs::perms::others_read);
-    };
-    write("machine.toml", machineText);
-    write("a.ldif", fileA);
-    write("b.ldif", fileB);
-    fs::permissions(folder_ / "machine.toml", fs::perms::owner_read | fs::perms::owner_write);
-    const auto before = readers("machine.toml");
-    const auto platform = open();
-    EXPECT_TRUE(platform->registry->write(L"HKLM\\A", L"x", std::wstring(L"y")));
-    EXPECT_TRUE(platform->save());
-    EXPECT_NE(content("machine.toml").find("x = "), std::string::npos);
-    EXPECT_EQ(readers("machine.toml"), before);
-}
-
 TEST_F(LabFolder, WhatWasSavedIsReadAgain) {
     write("machine.toml", machineText);
     write("a.ldif", fileA);
@@ -188,21 +180,134 @@ TEST_F(LabFolder, WhatWasSavedIsReadAgain) {
     EXPECT_TRUE(content("machine.toml").starts_with(machineText));
 }
 
-TEST_F(LabFolder, AnUnwritableFileIsAFailure) {
-    write("machine.toml", machineText);
-    write("a.ldif", fileA);
-    write("b.ldif", fileB);
-    const auto platform = open();
+class Saving : public LabFolder {
+  protected:
+    void SetUp() override {
+        LabFolder::SetUp();
+        write("machine.toml", machineText);
+        write("a.ldif", fileA);
+        write("b.ldif", fileB);
+    }
+    // A lab that is open, with an attribute of entries of its files set.
+    std::shared_ptr<Platform> changed(const std::string& value,
+                                      const std::vector<std::string>& names = {"OU=a,DC=t", "OU=b,DC=t"}) {
+        auto platform = open();
+        for (const auto& name : names)
+            EXPECT_EQ(codeOf(session(*platform)->modify(name, {{LdapModify::add, "url", {value}}})),
+                      ldapSuccess);
+        return platform;
+    }
+    std::string failure(Platform& platform) {
+        const auto saved = platform.save();
+        return saved ? "" : failureText(saved.error());
+    }
+    // Nothing changed, and nothing was left behind.
+    void expectUntouched() {
+        EXPECT_EQ(content("a.ldif"), fileA);
+        EXPECT_EQ(content("b.ldif"), fileB);
+        EXPECT_EQ(times().size(), 3U);
+    }
+};
+
+TEST_F(Saving, OfTwoAtOnceTheSecondIsRefused) {
+    const auto first = changed("one"), second = changed("two");
+    EXPECT_EQ(failure(*first), "");
+    EXPECT_EQ(failure(*first), "");  // its own files are no surprise to it
+    const std::string after = content("a.ldif");
+    EXPECT_EQ(failure(*second),
+              "a.ldif was changed by somebody else since it was read, and nothing is saved");
+    EXPECT_EQ(content("a.ldif"), after);
+    EXPECT_EQ(failure(*changed("three", {"CN=two,OU=b,DC=t"})), "");
+
+    const auto registry = open();
+    EXPECT_TRUE(registry->registry->write(L"HKLM\\A", L"x", std::wstring(L"y")));
+    write("machine.toml", std::string(machineText) + "# by hand\n");
+    EXPECT_TRUE(failure(*registry).starts_with("machine.toml was changed"));
+}
+
+// Whoever reports success is found in the file.
+TEST_F(Saving, ManyAtOnceLoseNothingThatWasReported) {
+    write("a.ldif", "dn: OU=a,DC=t\nobjectClass: organizationalUnit\n");
+    std::atomic<int> saved{0};
+    std::vector<std::thread> savers;
+    for (int i = 0; i < 6; ++i)
+        savers.emplace_back([&, i] {
+            for (int round = 0; round < 8; ++round)
+                if (changed(std::to_string(i) + "-" + std::to_string(round), {"OU=a,DC=t"})->save()) ++saved;
+        });
+    for (auto& saver : savers) saver.join();
+    std::string text = content("a.ldif");
+    int found = 0;
+    for (std::size_t at = 0; (at = text.find("url: ", at)) != std::string::npos; ++at) ++found;
+    EXPECT_GT(found, 0);
+    EXPECT_EQ(found, saved);
+}
+
+TEST_F(Saving, KeepsModeAndLinks) {
+    const auto mode = fs::perms::owner_read | fs::perms::owner_write;
+    fs::permissions(folder_ / "a.ldif", mode);
+    const auto before = fs::status(folder_ / "a.ldif").permissions();
+    EXPECT_EQ(failure(*changed("x")), "");
+    EXPECT_EQ(fs::status(folder_ / "a.ldif").permissions(), before);
+    EXPECT_NE(content("a.ldif").find("url: x"), std::string::npos);
+    EXPECT_EQ(times().size(), 3U);
+#if !defined(_WIN32)
+    fs::create_directory(folder_ / "real");
+    fs::rename(folder_ / "a.ldif", folder_ / "real" / "a");
+    fs::create_symlink("real/a", folder_ / "a.ldif");
+    EXPECT_EQ(failure(*changed("y")), "");
+    EXPECT_TRUE(fs::is_symlink(folder_ / "a.ldif"));
+    EXPECT_NE(content("real/a").find("url: y"), std::string::npos);
+#endif
+}
+
+TEST_F(Saving, AFileThatMayNotBeWrittenIsRefusedAndNothingIsSaved) {
+    const auto platform = changed("x");
+    fs::permissions(folder_ / "b.ldif",
+                    fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+    const std::string refused = failure(*platform);
+    EXPECT_NE(refused.find("b.ldif: "), std::string::npos) << refused;
+    expectUntouched();
+    fs::permissions(folder_ / "b.ldif", fs::perms::owner_all);
+    EXPECT_EQ(failure(*platform), "");  // nothing was lost
+    EXPECT_NE(content("b.ldif").find("url: x"), std::string::npos);
+}
+
+#if !defined(_WIN32)
+// As on a full disk: the system takes the beginning of what is written and no more.
+TEST_F(Saving, AFullDiskLeavesAllFilesAsTheyWere) {
+    const auto platform = changed("x", {"OU=a,DC=t"});
+    EXPECT_EQ(codeOf(session(*platform)->modify("OU=b,DC=t",
+                                                {{LdapModify::add, "info", {std::string(5000, 'x')}}})),
+              ldapSuccess);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    rlimit full = before;
+    full.rlim_cur = 4000;
+    const auto signal = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &full);
+    const std::string refused = failure(*platform);
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, signal);
+    EXPECT_TRUE(refused.starts_with("Cannot write ") && refused.ends_with("b.ldif: File too large"))
+        << refused;
+    expectUntouched();
+}
+#endif
+
+TEST_F(Saving, ALabThatIsNotSavedSaysWhatIsNotKept) {
+    const wstest::LogCapture log(CORE::logWarning);
+    const auto platform = openLab(folder_, Changes::dropped).value();
+    EXPECT_TRUE(platform->save());
+    EXPECT_TRUE(log.lines().empty());
     EXPECT_EQ(codeOf(session(*platform)->modify("OU=b,DC=t", {{LdapModify::add, "url", {"x"}}})),
               ldapSuccess);
-    fs::create_directory(folder_ / "b.ldif.new");  // where the temporary file would go
-    const auto saved = platform->save();
-    ASSERT_FALSE(saved);
-    EXPECT_NE(failureText(saved.error()).find("b.ldif.new: the file cannot be written"), std::string::npos);
-    EXPECT_EQ(content("b.ldif"), fileB);
-    fs::remove(folder_ / "b.ldif.new");
-    EXPECT_TRUE(platform->save());  // nothing was lost
-    EXPECT_NE(content("b.ldif").find("url: x"), std::string::npos);
+    EXPECT_TRUE(platform->registry->write(L"HKLM\\A", L"x", std::wstring(L"y")));
+    EXPECT_TRUE(platform->save());
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(log.lines()[0].text,
+              L"What changed in b.ldif, machine.toml is not kept: nothing was to be saved");
+    expectUntouched();
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 #include "platform/factory/paths.h"
 #include "platform/ldap/ldap_request.h"
-#include "platform/module/module_log.h"
+#include "platform/module/topic_log.h"
 #include "platform/text/toml_machine.h"
 
 namespace wsadmin::platform {
@@ -37,7 +37,7 @@ void warnWhenOthersCanRead(const path& file) {
     std::error_code error;
     const perms permissions = std::filesystem::status(file, error).permissions();
     if (!isWindows && !error && (permissions & (perms::group_read | perms::others_read)) != perms::none)
-        logWarning(L"%s holds a password and others than its owner can read it", utf8Of(file));
+        logSecurityWarning(L"%s holds a password and others than its owner can read it", utf8Of(file));
 }
 
 CORE::secretstring passwordFromFile(const TomlSection& section, const path& file) {

@@ -39,9 +39,8 @@ std::shared_ptr<Platform> withPortableDirectory(std::shared_ptr<Platform> platfo
 }
 
 Result<std::shared_ptr<Platform>> makeLab(std::string_view folder, bool save) {
-    auto lab = lab::openLab(pathOf(folder));
+    auto lab = lab::openLab(pathOf(folder), save ? lab::Changes::saved : lab::Changes::dropped);
     if (!lab) return lab;
-    if (!save) (*lab)->save = [] { return Result<void>(); };
     return withPortableDirectory(std::move(*lab), {});
 }
 

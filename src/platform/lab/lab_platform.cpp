@@ -1,11 +1,15 @@
 #include "platform/lab/lab_platform.h"
 
-#include <algorithm>
 #include <fstream>
+#include <list>
+#include <set>
 #include <sstream>
 
+#include "framework/core/coreexception.h"
 #include "framework/core/corestring.h"
+#include "framework/core/saved_file.h"
 #include "platform/lab/simulated_machine.h"
+#include "platform/module/topic_log.h"
 #include "platform/portable/system_clock.h"
 
 namespace wsadmin::platform::lab {
@@ -24,53 +28,52 @@ Result<std::string> readFile(const fs::path& path) {
     return std::string(CORE::withoutByteOrderMark(text.view()));
 }
 
-Result<void> writeFile(const fs::path& path, std::string_view text) {
-    auto temporary = path;
-    temporary += ".new";
-    std::error_code error;
-    {
-        std::ofstream stream(temporary, std::ios::binary);
-        // What only its owner may read stays so, from the first byte on: labs hold passwords.
-        if (const auto before = fs::status(path, error); !error)
-            fs::permissions(temporary, before.permissions(), error);
-        stream << text;
-        if (!stream.flush()) return fail(1, temporary.wstring() + L": the file cannot be written");
-    }
-    fs::rename(temporary, path, error);
-    if (error) return fail(error.value(), path.wstring() + L": " + CORE::toWide(error.message()));
-    return {};
+// A file of the lab, with what tells its content from any other.
+struct KeptFile {
+    std::string name;
+    std::size_t digest = 0;  // of the content that was read or written last
+};
+
+std::size_t digestOf(std::string_view text) {
+    return std::hash<std::string_view>()(text);
 }
 
 // A lab that is open: what its parts are made of, and where they are kept.
 struct Lab {
     fs::path folder;
     std::string machineText;
+    KeptFile machine{machineFile};
     std::shared_ptr<Clock> clock;
     std::shared_ptr<LabRegistry> registry;
     std::shared_ptr<LabNetwork> network = std::make_shared<LabNetwork>();
     struct Served {
         std::shared_ptr<DirectoryServer> server;
-        std::vector<std::string> files;
+        std::vector<KeptFile> files;
     };
     std::vector<Served> directories;
     std::mutex saving;
 };
 
-Result<void> loadFiles(const Lab& lab, const DirectoryDescription& description, Directory& directory) {
-    const auto each = [&](const std::vector<std::string>& names, auto read) -> Result<void> {
+// The content files as they were read.
+Result<std::vector<KeptFile>> loadFiles(const Lab& lab, const DirectoryDescription& description,
+                                        Directory& directory) {
+    std::vector<KeptFile> read;
+    const auto each = [&](const std::vector<std::string>& names, auto reader) -> Result<void> {
+        read.clear();
         for (const auto& name : names) {
             const auto text = readFile(lab.folder / name);
             if (!text)
                 return fail(1, CORE::toWide(machineFile) + L":" + std::to_wstring(description.line) + L": " +
                                    CORE::toWide(name) + L": " + text.error().text);
-            if (auto done = (directory.*read)(*text, name); !done) return done;
+            if (auto done = (directory.*reader)(*text, name); !done) return done;
+            read.push_back({name, digestOf(*text)});
         }
         return {};
     };
-    if (auto done = each(description.schemaFiles, &Directory::readSchema); !done) return done;
-    if (auto done = each(description.files, &Directory::readContent); !done) return done;
+    if (auto done = each(description.schemaFiles, &Directory::readSchema); !done) return fail(done.error());
+    if (auto done = each(description.files, &Directory::readContent); !done) return fail(done.error());
     directory.finish();
-    return {};
+    return read;
 }
 
 Result<void> openDirectory(Lab& lab, const MachineDescription& machine, DirectoryDescription& description) {
@@ -78,7 +81,8 @@ Result<void> openDirectory(Lab& lab, const MachineDescription& machine, Director
     description.settings.hostName = netBios;
     description.settings.dnsHostName = dns;
     auto directory = std::make_unique<Directory>(description.settings, *lab.clock);
-    if (auto loaded = loadFiles(lab, description, *directory); !loaded) return loaded;
+    auto files = loadFiles(lab, description, *directory);
+    if (!files) return fail(files.error());
     auto address = description.address;
     if (address.hosts.empty()) address.hosts = {"", "localhost", "127.0.0.1", "::1", netBios, dns};
     auto server = std::make_shared<DirectoryServer>(std::move(directory), description.accounts,
@@ -86,50 +90,102 @@ Result<void> openDirectory(Lab& lab, const MachineDescription& machine, Director
     if (const auto taken = lab.network->listen(std::move(address), server))
         return fail(1, CORE::toWide(machineFile) + L":" + std::to_wstring(description.line) +
                            L": another directory is reached at " + CORE::toWide(*taken));
-    lab.directories.push_back({std::move(server), description.files});
+    lab.directories.push_back({std::move(server), std::move(*files)});
     return {};
 }
 
-Result<void> saveRegistry(Lab& lab) {
-    const auto registry = lab.registry->takeChanges();
-    if (!registry) return {};
-    auto text = replaceRegistry(lab.machineText, *registry);
-    Result<void> written;
-    if (const auto readAgain = readMachineFile(text, machineFile); !readAgain)
-        written = fail(readAgain.error());
-    else
-        written = writeFile(lab.folder / machineFile, text);
-    if (written)
-        lab.machineText = std::move(text);
-    else
-        lab.registry->keepChanged();
-    return written;
+// A file that is to be written, and what brings its change back when it is not.
+struct Change {
+    KeptFile* file;
+    std::string text;
+    std::function<void()> keep;
+};
+
+// What changed since the last call.
+std::vector<Change> takeChanges(Lab& lab) {
+    std::vector<Change> changes;
+    for (auto& [server, files] : lab.directories) {
+        Directory& directory = server->directory();
+        for (auto& [number, text] : directory.takeChangedFiles())
+            changes.push_back({&files.at(number), std::move(text),
+                               [&directory, number = number] { directory.keepChanged(number); }});
+    }
+    if (const auto registry = lab.registry->takeChanges())
+        changes.push_back({&lab.machine, replaceRegistry(lab.machineText, *registry),
+                           [&lab] { lab.registry->keepChanged(); }});
+    return changes;
 }
 
-// Writes all that changed. What cannot be written is kept for the next time, and the first such failure is
-// told.
+// Nobody else has changed the files since they were read: their changes would be lost. The folders are
+// locked.
+void requireUnchanged(const Lab& lab, const std::vector<Change>& changes) {
+    for (const Change& change : changes) {
+        const auto now = readFile(lab.folder / change.file->name);
+        if (!now || digestOf(*now) != change.file->digest)
+            throw CORE::coreException(
+                CORE::toWide(change.file->name) +
+                L" was changed by somebody else since it was read, and nothing is saved");
+    }
+}
+
+// Puts the files in their places, one after the other, and takes the changes that were out of the list. All
+// new contents are on the disk before the first takes its place, so that a full disk leaves all files as they
+// were.
+void replaceFiles(Lab& lab, std::vector<Change>& changes) {
+    std::set<fs::path>
+        folders;  // in one order for everybody, so that two who save cannot wait for each other
+    for (const Change& change : changes)
+        folders.insert(CORE::fileBehindLinks(lab.folder / change.file->name).parent_path());
+    const std::list<CORE::FolderLock> locks(folders.begin(), folders.end());
+    requireUnchanged(lab, changes);
+    std::list<CORE::FileReplacement> replacements;
+    for (const Change& change : changes)
+        replacements.emplace_back(lab.folder / change.file->name, change.text);
+    for (; !changes.empty(); changes.erase(changes.begin()), replacements.pop_front()) {
+        replacements.front().commit();
+        KeptFile& file = *changes.front().file;
+        file.digest = digestOf(changes.front().text);
+        if (&file == &lab.machine) lab.machineText = std::move(changes.front().text);
+    }
+}
+
+// Writes all that changed. What is not written is kept for the next time.
 Result<void> save(Lab& lab) {
     const std::lock_guard lock(lab.saving);
+    auto changes = takeChanges(lab);
     Result<void> outcome;
-    for (auto& [server, files] : lab.directories)
-        for (const auto& [number, text] : server->directory().takeChangedFiles())
-            if (auto written = writeFile(lab.folder / files.at(number), text); !written) {
-                server->directory().keepChanged(number);
-                if (outcome) outcome = std::move(written);
-            }
-    if (auto written = saveRegistry(lab); !written && outcome) outcome = std::move(written);
+    try {
+        for (const Change& change : changes)
+            if (change.file == &lab.machine)
+                if (auto readAgain = readMachineFile(change.text, machineFile); !readAgain)
+                    throw CORE::coreException(readAgain.error().text);
+        replaceFiles(lab, changes);
+    } catch (const CORE::coreException& error) {
+        outcome = fail(1, error.text());
+    }
+    for (const Change& change : changes) change.keep();
     return outcome;
+}
+
+// For a lab that is not saved: an administrator has to know that what was changed is gone.
+Result<void> tellDropped(Lab& lab) {
+    const std::lock_guard lock(lab.saving);
+    std::string names;
+    for (const Change& change : takeChanges(lab)) names += (names.empty() ? "" : ", ") + change.file->name;
+    if (!names.empty()) logSavingWarning(L"What changed in %s is not kept: nothing was to be saved", names);
+    return {};
 }
 
 }  // namespace
 
-Result<std::shared_ptr<Platform>> openLab(const fs::path& folder) {
+Result<std::shared_ptr<Platform>> openLab(const fs::path& folder, Changes changes) {
     auto lab = std::make_shared<Lab>();
     lab->folder = folder;
     auto text = readFile(folder / machineFile);
     if (!text) return fail(1, (folder / machineFile).wstring() + L": " + text.error().text);
     auto machine = readMachineFile(*text, machineFile);
     if (!machine) return fail(machine.error());
+    lab->machine.digest = digestOf(*text);
     lab->machineText = std::move(*text);
     if (machine->fixedTime)
         lab->clock = std::make_shared<FixedClock>(*machine->fixedTime);
@@ -151,7 +207,7 @@ Result<std::shared_ptr<Platform>> openLab(const fs::path& folder) {
     platform->installation = machine->installation;
     platform->startup = std::move(machine->startup);
     platform->processAccount = machine->account;
-    platform->save = [lab] { return save(*lab); };
+    platform->save = [lab, changes] { return changes == Changes::saved ? save(*lab) : tellDropped(*lab); };
     return platform;
 }
 

@@ -7,7 +7,11 @@
 
 namespace wsadmin::platform::lab {
 
-// The failure's text is "file:line: what is wrong".
-Result<std::shared_ptr<Platform>> openLab(const std::filesystem::path& folder);
+enum class Changes { saved, dropped };
+
+// The failure's text is "file:line: what is wrong". Where changes are dropped, the platform's save says in
+// the log what is not kept.
+Result<std::shared_ptr<Platform>> openLab(const std::filesystem::path& folder,
+                                          Changes changes = Changes::saved);
 
 }  // namespace wsadmin::platform::lab

@@ -5,7 +5,7 @@
 #include <array>
 
 #include "platform/ldap/ldap_request.h"
-#include "platform/module/module_log.h"
+#include "platform/module/topic_log.h"
 #include "platform/posix/libldap_connection.h"
 
 namespace wsadmin::platform::posix {
@@ -117,7 +117,7 @@ Result<void> protectPassword(const LdapConnection& connection, const std::string
         if (!started) return fail(started.error());
         if (*started) return {};
     }
-    if (leaves) logWarning(L"The password of %s is sent to %s without TLS", user, host);
+    if (leaves) logSecurityWarning(L"The password of %s is sent to %s without TLS", user, host);
     return {};
 }
 
