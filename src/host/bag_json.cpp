@@ -92,10 +92,11 @@ Outcome<CORE::PropertyBag> readBag(json& value, int depth) {
 
 // The library's text without its own tag and without the piece of input that it quotes: that may hold a
 // secret.
-std::string problemOf(const json::parse_error& error) {
+std::string problemOf(const json::exception& error) {
     std::string text = error.what();
     if (const auto tag = text.find("] "); tag != std::string::npos) text.erase(0, tag + 2);
-    if (const auto quote = text.find("; last read:"); quote != std::string::npos) text.erase(quote);
+    for (const char* before : {"; last read:", " parsing '"})
+        if (const auto quote = text.find(before); quote != std::string::npos) text.erase(quote);
     return text;
 }
 
@@ -116,7 +117,8 @@ void writeJson(std::ostream& out, const CORE::PropertyBag& bag) {
 Outcome<json> parseJson(std::string_view text) {
     try {
         return json::parse(text);
-    } catch (const json::parse_error& error) {
+    } catch (
+        const json::exception& error) {  // a number that is too great is no error of parsing to the library
         return refuse(problemOf(error));
     }
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/bag_json.h"
+#include "host/described.h"
 
 namespace hdqadmin {
 
@@ -19,21 +20,6 @@ namespace {
 
 constexpr wchar_t requestKeys[] = L"request-key";
 constexpr wchar_t resultKeys[] = L"result-key";
-
-std::vector<const PropertyBag*> bagsOf(const PropertyBag& bag, std::wstring_view name) {
-    std::vector<const PropertyBag*> bags;
-    std::size_t position = 0;
-    while (const PropertyBag* found = bag.getNextBag(name, position)) bags.push_back(found);
-    return bags;
-}
-
-// Null when there is none of that name.
-const PropertyBag* operationNamed(const PropertyBag& operations, std::string_view name) {
-    const auto all = bagsOf(operations, L"operation");
-    const auto found = std::ranges::find_if(
-        all, [&](const PropertyBag* operation) { return CORE::equalFolded(operation->utf8(L"name"), name); });
-    return found == all.end() ? nullptr : *found;
-}
 
 std::string text(const PropertyBag& bag, std::wstring_view name) {
     return std::string(bag.utf8(name));

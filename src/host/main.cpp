@@ -6,12 +6,14 @@
 #include "framework/core/console.h"
 #include "framework/core/log.h"
 #include "host/answer.h"
-#include "host/error_lines.h"
+#include "host/described.h"
 #include "host/listing.h"
 #include "host/options.h"
 #include "host/plugin.h"
 #include "host/request.h"
+#include "host/request_check.h"
 #include "host/sample_lab.h"
+#include "host/shown_log.h"
 #include "host/terminal_text.h"
 
 namespace hdqadmin {
@@ -34,16 +36,52 @@ CORE::PropertyBag startupBag(const Options& options) {
     return startup;
 }
 
-std::shared_ptr<CORE::LogHandle> printLog(int fromLevel) {
-    return CORE::addLogSink(fromLevel, [](int level, std::wstring_view module, std::wstring_view text) {
-        std::cerr << logLine(level, module, text) + "\n";
-    });
+// Where requests go, for a person who may have meant another place.
+std::string targetOf(const CORE::PropertyBag& startup) {
+    if (const auto file = startup.utf8(CORE::startupConfiguration); !file.empty())
+        return "works on the directories of " + std::string(file);
+    return "works on the lab " + std::string(startup.utf8(CORE::startupLabFolder)) +
+           (startup.getBool(CORE::startupLabSave) ? " and saves what changes"
+                                                  : "; changes are not kept without --save");
 }
 
+// What a line of standard error says of a failed answer. Null: the table does not have the operation.
+std::string sentenceOf(const Answer& answer, const CORE::PropertyBag* operation) {
+    if (!operation || operation->getBool(L"built")) return answer.sentence();
+    return std::string(operation->utf8(L"name")) + " is not available yet (error " +
+           std::to_string(answer.response.getError()) + ").";
+}
+
+// Whether the answer is less than was asked for. An operation that changes something may succeed without a
+// word.
+bool lacksSomething(const Answer& answer, const CORE::PropertyBag* operation) {
+    const bool changes = operation && operation->getBool(L"changes");
+    return answer.failed() || !answer.nested().empty() || (answer.empty() && !changes);
+}
+
+// The plug-ins, and what is said of them while they work.
+struct Session {
+    ShownLog log;
+    Outcome<std::unique_ptr<Plugin>> authentication, administration;
+    CORE::PropertyBag operations;
+
+    explicit Session(int logLevel)
+        : log(std::cerr, logLevel),
+          authentication(Plugin::load(Plugin::authentication)),
+          administration(Plugin::load()) {
+        if (administration) operations = (*administration)->describe();
+    }
+    // Why an answer lacks something: what was logged, and that the authentication worker is missing.
+    void explain() {
+        log.showWarnings();
+        if (!authentication) std::cerr << "hdqadmin: " << terminalText(authentication.error()) << '\n';
+    }
+};
+
 // Sends one request and prints its answer.
-ExitStatus answer(Plugin& plugin, const Request& request, const Options& options) {
+ExitStatus answer(Session& session, const Request& request, const Options& options) {
     Answer answer;
-    answer.handled = plugin.send(request.operation, request.bag, answer.response);
+    answer.handled = (*session.administration)->send(request.operation, request.bag, answer.response);
     if (options.json) {
         printAnswerJson(std::cout, answer);
     } else {
@@ -51,8 +89,17 @@ ExitStatus answer(Plugin& plugin, const Request& request, const Options& options
         printTree(std::cout, answer.response);
     }
     std::cout.flush();
+    const CORE::PropertyBag* operation = operationNamed(session.operations, request.operation);
+    if (lacksSomething(answer, operation))
+        session.explain();
+    else
+        session.log.forgetWarnings();
+    for (const NestedError& error : answer.nested())
+        std::cerr << terminalText(error.path + ": " + error.text + " (error " + std::to_string(error.code) +
+                                  ")")
+                  << '\n';
     if (!answer.failed()) return exitAnswered;
-    std::cerr << terminalText(answer.sentence()) << '\n';
+    std::cerr << terminalText(sentenceOf(answer, operation)) << '\n';
     return exitError;
 }
 
@@ -63,8 +110,7 @@ int describe(const Options& options) {
     if (options.task == Options::Task::describe) {
         const auto print = options.json ? printOperationJson : printOperation;
         if (print(std::cout, operations, *options.operation)) return exitAnswered;
-        return complain(exitUsage,
-                        "there is no operation \"" + *options.operation + "\"; see hdqadmin --list");
+        return complain(exitUsage, noOperation(operations, *options.operation));
     }
     if (options.json)
         printListJson(std::cout, operations);
@@ -79,22 +125,27 @@ int send(const Options& options) {
     if (options.connect)
         return complain(exitUnreachable, "there is no transport to a running host in this build yet");
 
-    const auto log = options.logLevel ? printLog(*options.logLevel) : nullptr;
-    // Where it is missing, the operations that want to ask it say so.
-    const auto authentication = Plugin::load(Plugin::authentication);
-    const auto plugin = Plugin::load();
+    Session session(options.logLevel.value_or(CORE::logError));
+    const auto& plugin = session.administration;
     if (!plugin) return complain(exitUnreachable, plugin.error());
-    if (authentication) static_cast<void>((*authentication)->start(startupBag(options)));
-    if (const auto started = (*plugin)->start(startupBag(options)); !started)
-        return complain(exitUnreachable, started.error());
+    if (!options.unchecked)
+        if (const auto checked = checkRequests(session.operations, *requests); !checked)
+            return complain(exitUsage, checked.error());
 
+    const CORE::PropertyBag startup = startupBag(options);
+    if (CORE::standardErrorIsTerminal()) std::cerr << "hdqadmin: " << terminalText(targetOf(startup)) << '\n';
+    // Where it does not start, the operations that ask it say so.
+    if (session.authentication) static_cast<void>((*session.authentication)->start(startup));
+    if (const auto started = (*plugin)->start(startup); !started) {
+        session.explain();
+        return complain(exitUnreachable, started.error());
+    }
     int status = exitAnswered;
     for (const Request& request : *requests)
-        status = std::max<int>(status, answer(**plugin, request, options));
-    const auto stopped = (*plugin)->stop();
+        status = std::max<int>(status, answer(session, request, options));
+    (*plugin)->stop();
     // Changes that were to be saved and are not must not pass for success.
-    if (!stopped)
-        status = complain(options.save ? exitUnreachable : static_cast<ExitStatus>(status), stopped.error());
+    if (session.log.savingFailed()) status = complain(exitUnreachable, "what was changed is not saved");
     return status;
 }
 

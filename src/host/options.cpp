@@ -36,13 +36,18 @@ struct Parser {
         app.add_flag("--list", list, "list the operations");
         app.add_option("--lab", options.lab, "work on the lab in DIR (default: the sample lab)")
             ->type_name("DIR");
-        app.add_flag("--save", options.save, "write what the requests changed back into the lab's files");
+        app.add_flag("--save", options.save,
+                     "write what the requests changed back into the lab's files (with --lab)");
         app.add_option("--config", options.configuration, "work on the real directories named in FILE")
             ->type_name("FILE");
         app.add_option("--connect", options.connect, "work through a running host")->type_name("HOST:PORT");
         app.add_option("--ticket", options.ticket, "the ticket for --connect")->type_name("FILE");
         app.add_flag("--json", options.json, "print answers as JSON and nothing else");
-        app.add_option("--log", logLevel, "log lines of that level and above on standard error")
+        app.add_flag(
+            "--unchecked", options.unchecked,
+            "send operations, keys and values as they are, also those that the operation does not have");
+        app.add_option("--log", logLevel,
+                       "log lines of that level and above on standard error (errors are there in any case)")
             ->type_name("debug|verbose|info|warning|error");
         app.add_option("--request", options.requestFile,
                        "read request entries as JSON from FILE (-: standard input)")
@@ -58,7 +63,7 @@ std::string contradiction(const Options& o, bool list) {
     if (o.lab.has_value() + o.configuration.has_value() + o.connect.has_value() > 1)
         return "--lab, --config and --connect exclude each other";
     if (o.connect.has_value() != o.ticket.has_value()) return "--connect and --ticket belong together";
-    if (o.save && (o.configuration || o.connect)) return "--save is for a lab";
+    if (o.save && !o.lab) return "--save needs --lab";
     if (list && (o.operation || o.batchFile || o.requestFile))
         return "--list takes no operation and no request";
     if (o.batchFile && (o.operation || o.requestFile))

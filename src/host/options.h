@@ -23,6 +23,7 @@ struct Options {
     std::optional<std::string> ticket;
     bool save = false;
     bool json = false;
+    bool unchecked = false;
     std::optional<int> logLevel;  // CORE::LogLevel
 };
 

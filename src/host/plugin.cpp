@@ -2,7 +2,6 @@
 
 #include "framework/core/framework.h"
 #include "framework/core/message.h"
-#include "host/error_lines.h"
 
 namespace hdqadmin {
 
@@ -40,7 +39,7 @@ Outcome<std::unique_ptr<Plugin>> Plugin::load(std::wstring_view name) {
 }
 
 Plugin::~Plugin() {
-    if (started_) exit_();
+    stop();
 }
 
 CORE::PropertyBag Plugin::describe() const {
@@ -50,13 +49,12 @@ CORE::PropertyBag Plugin::describe() const {
 }
 
 Outcome<void> Plugin::start(const CORE::PropertyBag& startup) {
-    const ErrorLines errors;
     params_(&startup);
     started_ = true;  // also a plug-in that failed to start is told to exit
     const bool answered = init_(nullptr, nullptr, nullptr, nullptr);
     // An initialisation that fails answers true all the same; only the worker is not there then.
     if (answered && CORE::MessageFrameWork::System().IsWorkerInstalled(name_, 0)) return {};
-    return refuse("the plug-in did not start" + errors.asSentence());
+    return refuse("the plug-in did not start");
 }
 
 bool Plugin::send(const std::string& operation, const CORE::PropertyBag& request,
@@ -64,13 +62,9 @@ bool Plugin::send(const std::string& operation, const CORE::PropertyBag& request
     return CORE::MessageHandler::SendMsg(name_, CORE::toWide(operation), request, response);
 }
 
-Outcome<void> Plugin::stop() {
-    if (!started_) return {};
-    const ErrorLines errors;
+void Plugin::stop() {
+    if (started_) exit_();
     started_ = false;
-    exit_();
-    if (!errors.any()) return {};
-    return refuse("the plug-in did not end well" + errors.asSentence());
 }
 
 }  // namespace hdqadmin

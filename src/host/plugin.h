@@ -26,12 +26,12 @@ class Plugin {
 
     // The operations, as CORE::PluginDescribeFunction states; none where it does not tell. Needs no start.
     CORE::PropertyBag describe() const;
-    // The sentence carries the error lines that were logged meanwhile.
+    // Why it fails is in the log.
     Outcome<void> start(const CORE::PropertyBag& startup);
     // True when the worker handled the request.
     bool send(const std::string& operation, const CORE::PropertyBag& request, CORE::PropertyBag& response);
-    // Ends the worker and writes back what is to be saved; the error lines logged meanwhile are the sentence.
-    Outcome<void> stop();
+    // Ends the worker and writes back what is to be saved; what cannot be is a line of CORE::savingTopic.
+    void stop();
 
   private:
     Plugin() = default;

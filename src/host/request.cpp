@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "framework/core/console.h"
+#include "framework/core/coreexception.h"
 #include "host/bag_json.h"
 
 namespace hdqadmin {
@@ -85,7 +86,7 @@ Outcome<CORE::PropertyBag> bagFromText(std::string_view text) {
 }
 
 Outcome<std::vector<Request>> singleRequest(const Options& options) {
-    Request request{options.operation.value_or(std::string()), {}};
+    Request request{options.operation.value_or(std::string()), {}, {}};
     if (options.requestFile) {
         const auto text = readFileOrInput(*options.requestFile);
         if (!text) return refuse(text.error());
@@ -109,7 +110,7 @@ Outcome<Request> requestFromLine(std::string_view line) {
     for (const auto& [key, unused] : value->items()) {
         if (key != "operation" && key != "request") return refuse("a request has no \"" + key + "\"");
     }
-    Request request{(*value)["operation"].get<std::string>(), {}};
+    Request request{(*value)["operation"].get<std::string>(), {}, {}};
     // The framework's names end at a NUL: one inside would name another operation.
     if (request.operation.find('\0') != std::string::npos) return refuse("the operation's name holds a NUL");
     if (!value->contains("request")) return request;
@@ -129,9 +130,10 @@ Outcome<std::vector<Request>> batchRequests(const std::string& file) {
         const std::string_view line = withoutLineEnd(rest.substr(0, end));
         rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
         if (line.find_first_not_of(" \t") == std::string_view::npos) continue;
+        const std::string origin = "--batch " + file + ", line " + std::to_string(number) + ": ";
         auto request = requestFromLine(line);
-        if (!request)
-            return refuse("--batch " + file + ", line " + std::to_string(number) + ": " + request.error());
+        if (!request) return refuse(origin + request.error());
+        request->origin = origin;
         requests.push_back(std::move(*request));
     }
     return requests;
@@ -140,7 +142,11 @@ Outcome<std::vector<Request>> batchRequests(const std::string& file) {
 }  // namespace
 
 Outcome<std::vector<Request>> buildRequests(const Options& options) {
-    return options.batchFile ? batchRequests(*options.batchFile) : singleRequest(options);
+    try {
+        return options.batchFile ? batchRequests(*options.batchFile) : singleRequest(options);
+    } catch (const CORE::coreException& error) {
+        return refuse(error.what());  // more than a bag takes, a name of 65,536 bytes say
+    }
 }
 
 }  // namespace hdqadmin

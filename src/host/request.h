@@ -13,6 +13,7 @@ namespace hdqadmin {
 struct Request {
     std::string operation;  // UTF-8
     CORE::PropertyBag bag;
+    std::string origin;  // of a request of a batch: "--batch FILE, line N: "
 };
 
 // Reads the files, standard input and the terminal that the options name. The sentence says which text is

@@ -6,6 +6,7 @@
 #include "framework/core/framework.h"
 #include "framework/core/message.h"
 #include "framework/ws_admin_service.h"
+#include "host/answer.h"
 #include "host/bag_json.h"
 #include "platform/lab/directory_server.h"
 #include "platform/portable/portable_directory.h"
@@ -58,34 +59,16 @@ class Workers {
     CORE::refptr<ws_admin_service> admin_;
 };
 
-Json jsonOf(const PropertyBag& bag) {
-    std::ostringstream text;
-    hdqadmin::writeJson(text, bag);
-    return Json::parse(text.str());
-}
-
-void nestedErrors(const PropertyBag& bag, const std::string& path, Json& found) {
-    for (const CORE::BagProperty& entry : bag.props()) {
-        if (!entry.bag) continue;
-        const std::string below = path + (path.empty() ? "" : "/") + std::string(entry.name);
-        if (const int code = entry.bag->getError())
-            found.push_back(
-                {{"path", below}, {"code", code}, {"text", CORE::toUtf8(entry.bag->getErrorText())}});
-        nestedErrors(*entry.bag, below, found);
-    }
-}
-
 Outcome ask(const Case& one) {
     auto request = nlohmann::json::parse(one.request().dump());
     auto bag = hdqadmin::bagFromJson(request);
     if (!bag) throw std::runtime_error(bag.error());
-    PropertyBag response;
-    const bool handled =
-        CORE::MessageHandler::SendMsg(L"ws_admin", CORE::toWide(one.operation()), *bag, response);
-    Outcome outcome{handled,          response.getError(), CORE::toUtf8(response.getErrorText()),
-                    jsonOf(response), Json::array(),       true};
-    nestedErrors(response, "", outcome.nested);
-    return outcome;
+    hdqadmin::Answer answer;
+    answer.handled =
+        CORE::MessageHandler::SendMsg(L"ws_admin", CORE::toWide(one.operation()), *bag, answer.response);
+    std::ostringstream text;
+    hdqadmin::printAnswerJson(text, answer);
+    return outcomeOf(Json::parse(text.str()));
 }
 
 std::vector<std::string> linesOf(const LogCapture& log) {

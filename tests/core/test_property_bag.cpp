@@ -316,6 +316,12 @@ TEST(PropertyBag, ShowsItselfOnOneLineWithoutSecrets) {
     EXPECT_EQ(bag.flattenForDisplay(),
               L"a=1\\r\\n2\\t\\x01\\x7f\u00E9, credentials=*****, list={x=, secret=*****}"sv);
     EXPECT_TRUE(bag.flattenForDisplay(L"\u00B7").str().ends_with(L"\u00B7list={x=\u00B7secret=*****}"));
+    PropertyBag failed, whole;
+    failed.setError(7, L"one\ntwo");
+    whole.addBag(L"empty", failed);
+    failed.add(L"x", L"1");
+    whole.addBag(L"list", failed);
+    EXPECT_EQ(shown(whole), L"empty={error 7: one\\ntwo} list={error 7: one\\ntwo x=1}");
 }
 
 TEST(PropertyBag, HasLimitsThatChangeNothing) {

@@ -60,6 +60,7 @@ TEST(BagJson, WhatIsNoBagIsRefused) {
         {"[[1, \"b\"]]", "a pair [name, value]"},
         {"[[\"\", \"b\"]]", "empty name"},
         {"[[\"n\", 5]]", "the value of \"n\""},
+        {"[[\"a\", 1e999]]", "number overflow"},
         {"[[\"n\", null]]", "the value of \"n\""},
         {"[[\"n\", {}]]", "the value of \"n\""},
         {"[[\"n\", [[\"inner\", true]]]]", "the value of \"inner\""},
@@ -77,10 +78,12 @@ TEST(BagJson, WhatIsNoBagIsRefused) {
 }
 
 TEST(BagJson, ABadDocumentIsNotQuoted) {
-    const auto bag = read(R"([["password", "s3cret" oops]])");
-    ASSERT_FALSE(bag);
-    EXPECT_EQ(bag.error().find("oops"), std::string::npos) << bag.error();
-    EXPECT_EQ(bag.error().find("s3cret"), std::string::npos) << bag.error();
+    for (const char* text : {R"([["password", "s3cret" oops]])", R"([["password", 53e999]])"}) {
+        const auto bag = read(text);
+        ASSERT_FALSE(bag);
+        for (const char* part : {"oops", "s3cret", "53e"})
+            EXPECT_EQ(bag.error().find(part), std::string::npos) << bag.error();
+    }
 }
 
 TEST(BagJson, NestingHasALimit) {

@@ -4,9 +4,10 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "framework/core/log_topic.h"
 #include "host/answer.h"
-#include "host/error_lines.h"
 #include "host/listing.h"
+#include "host/shown_log.h"
 #include "host/terminal_text.h"
 
 namespace hdqadmin {
@@ -128,16 +129,63 @@ TEST(Print, ListsAndHelp) {
     EXPECT_FALSE(printOperation(help, operations, "setClusterName "));
 }
 
-TEST(Print, LogLinesAndCollectedErrors) {
+TEST(Print, ErrorsOfNestedBags) {
+    CORE::PropertyBag inner, outer;
+    inner.setError(7, L"Say \"no\"");
+    outer.add(L"x", L"");
+    outer.addBag(L"inner", inner);
+    outer.setError(1, L"one\ntwo");
+    Answer answer;
+    answer.handled = true;
+    answer.response.addBag(L"outer", outer);
+    EXPECT_FALSE(answer.failed());
+    EXPECT_TRUE(answer.empty());
+
+    std::ostringstream tree, json;
+    printTree(tree, answer.response);
+    EXPECT_EQ(tree.str(), "outer: error 1: one\n  two\n  x:\n  inner: error 7: Say \"no\"\n");
+    printAnswerJson(json, answer);
+    EXPECT_EQ(
+        json.str(),
+        R"({"handled": true, "error": null, "nested": [{"path": "outer", "code": 1, "text": "one\ntwo"}, )"
+        R"({"path": "outer/inner", "code": 7, "text": "Say \"no\""}], )"
+        R"("result": [["outer", [["x", ""], ["inner", []]]]]})"
+        "\n");
+}
+
+TEST(Print, LogLines) {
     EXPECT_EQ(logLine(CORE::logError, L"ws_admin", L"a %s\r\nb\x1b[2J\r\n"),
               "ERROR ws_admin: a %s\\nb\\x1b[2J");
-    const ErrorLines errors;
-    CORE::__SysMessage(CORE::logWarning, L"m", L"not this");
-    EXPECT_FALSE(errors.any());
-    EXPECT_EQ(errors.asSentence(), "");
-    CORE::__SysMessage(CORE::logError, L"m", L"this %d\n", 1);
-    EXPECT_TRUE(errors.any());
-    EXPECT_EQ(errors.asSentence(), ":\n  ERROR m: this 1");
+    const std::wstring m = L"m", saving = m + std::wstring(CORE::savingTopic);
+    const struct {
+        int fromLevel, level;
+        std::wstring source;
+        bool atOnce, afterwards, failsSaving;
+    } rows[] = {
+        {CORE::logError, CORE::logError, m, true, true, false},
+        {CORE::logError, CORE::logWarning, m, false, true, false},
+        {CORE::logError, CORE::logInfo, m, false, false, false},
+        {CORE::logInfo, CORE::logInfo, m, true, true, false},
+        {CORE::logInfo, CORE::logWarning, m, true, true, false},
+        {CORE::logError + 1, CORE::logError, m, true, true, false},
+        {CORE::logError, CORE::logWarning, m + std::wstring(CORE::securityTopic), true, true, false},
+        {CORE::logError, CORE::logWarning, saving, true, true, false},
+        {CORE::logError, CORE::logError, saving, true, true, true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        std::ostringstream out;
+        ShownLog log(out, row.fromLevel);
+        CORE::__SysMessage(CORE::logWarning, m, L"of an earlier answer");
+        log.forgetWarnings();
+        out.str("");
+        CORE::__SysMessage(row.level, row.source, L"this");
+        EXPECT_EQ(!out.str().empty(), row.atOnce);
+        log.showWarnings();
+        log.showWarnings();
+        EXPECT_EQ(out.str(), row.afterwards ? logLine(row.level, row.source, L"this") + "\n" : "");
+        EXPECT_EQ(log.savingFailed(), row.failsSaving);
+    }
 }
 
 }  // namespace

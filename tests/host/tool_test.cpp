@@ -55,11 +55,21 @@ TEST_F(Tool, ExitStatusAndStreams) {
         {"setServiceConfiguration forestCheckInterval=15", 0, nullptr},
         {"setServiceConfiguration forestCheckInterval=14", 1,
          "forestCheckInterval must be a minimum of 15 minutes\n"},
-        {"noSuchOperation", 1, "The operation is not known or not available (error 120).\n"},
-        {"\"\"", 1, "(error 120)"},
-        {"\"getAppdataLocation \"", 1, "(error 120)"},
+        {"noSuchOperation", 2, "there is no operation"},
+        {"\"\"", 2, "there is no operation"},
+        {"getEntitledDesktops sids=S-1-1-0", 2, "did you mean \"sid\"?"},
+        {"noSuchOperation --unchecked", 1, "The operation is not known or not available (error 120).\n"},
+        {"\"\" --unchecked", 1, "(error 120)"},
+        {"\"getAppdataLocation \" --unchecked", 1, "(error 120)"},
+        {"getAppdataLocation any=key --unchecked", 0, nullptr},
+        {"clientAuthList", 1, "clientAuthList is not available yet (error 120).\n"},
         {"", 2, "no operation"},
         {"getAppdataLocation novalue", 2, "NAME=VALUE"},
+        {"setClusterName --request " + quoted(folder.write("great", "[[\"a\", 1e999]]")), 2,
+         "number overflow"},
+        {"setClusterName --request " +
+             quoted(folder.write("long", "[[\"" + std::string(70000, 'n') + "\", \"\"]]")),
+         2, "name"},
         {"getAppdataLocation p=@" + quoted(folder.utf8("missing")), 2, "missing"},
         {"--frobnicate", 2, "--frobnicate"},
         {"noSuchOperation --help", 2, "noSuchOperation"},
@@ -92,13 +102,13 @@ TEST_F(Tool, JsonIsAloneOnStandardOutput) {
     EXPECT_NE(good.err.find("DEBUG ws_admin: ws_admin_operation: getAppdataLocation\n"), std::string::npos)
         << good.err;
 
-    const Run bad = run("noSuchOperation --json");
+    const Run bad = run("noSuchOperation --unchecked --json");
     EXPECT_EQ(bad.out, "{\"handled\": false, \"error\": {\"code\": 120, \"text\": \"\"}, \"result\": []}\n");
     EXPECT_EQ(bad.status, 1);
 
     folder.write("name", "VCS\x1b[2J");
-    EXPECT_EQ(run("deleteConnectionServerEntry servername=@" + quoted(folder.utf8("name"))).err,
-              "Server \"VCS\\x1b[2J\" is not present in this configuration.\n");
+    EXPECT_TRUE(run("deleteConnectionServerEntry servername=@" + quoted(folder.utf8("name")))
+                    .err.ends_with("\nServer \"VCS\\x1b[2J\" is not present in this configuration.\n"));
 
     const Run people = run("getAppdataLocation");
     EXPECT_EQ(people.out, "appdataLocation: " + answer["result"][0][1].get<std::string>() + "\n");
@@ -141,6 +151,14 @@ TEST_F(Tool, ABatchIsAnsweredInOrderOrNotAtAll) {
     EXPECT_EQ(bad.status, 2);
     EXPECT_EQ(bad.out, "");
 
+    const Run mistyped =
+        run("--json --batch " + quoted(folder.write("batch", lines + R"({"operation": "Diags"})")));
+    EXPECT_EQ(mistyped.status, 2);
+    EXPECT_EQ(mistyped.out, "");
+    EXPECT_NE(mistyped.err.find("batch, line 3: there is no operation \"Diags\" (did you mean \"Diag\"?)"),
+              std::string::npos)
+        << mistyped.err;
+
     const Run input = run("setServiceConfiguration --request - < " +
                           quoted(folder.write("request", R"([["forestCheckInterval", "1"]])")));
     EXPECT_EQ(input.status, 1) << input.err;
@@ -161,13 +179,82 @@ TEST_F(Tool, ChangesAreWrittenBackOnlyWhenAsked) {
         "setClusterName \"clustername=A New Name\" --lab " + quoted(folder.utf8("lab"));
     const Run unsaved = run(change);
     EXPECT_EQ(unsaved.status, 0) << unsaved.err;
+    EXPECT_EQ(
+        unsaved.err,
+        "WARNING ws_admin saving: What changed in pod/settings.ldif is not kept: nothing was to be saved\n");
     EXPECT_FALSE(namedInLab());
     const Run saved = run(change + " --save");
     EXPECT_EQ(saved.status, 0) << saved.err;
+    EXPECT_EQ(saved.err, "");
     EXPECT_TRUE(namedInLab());
+    fs::permissions(lab / "pod" / "settings.ldif", fs::perms::owner_read | fs::perms::group_read);
+    const Run refused = run("setClusterName clustername=Other --save --lab " + quoted(folder.utf8("lab")));
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_NE(refused.err.find("ERROR ws_admin saving: Failed to save changes - "), std::string::npos)
+        << refused.err;
+    EXPECT_EQ(run("setClusterName clustername=x --save").status, 2);
+}
+
+// A pod whose directory refuses everybody, and a domain that cannot be asked for its trusts.
+TEST_F(Tool, WhatIsMissingInAnAnswerIsExplained) {
+    folder.write("machine.toml",
+                 "[machine]\ndns-name = \"lab.corp.example\"\n[[directory]]\nsuffixes = "
+                 "[\"dc=vdi,dc=talvex,dc=int\"]\n"
+                 "[directory.faults]\nrefuse-binds = true\n");
+    const std::string lab = " --lab " + quoted(folder.utf8(""));
+    const Run empty = run("checkLdapConnectivity --json" + lab);
+    EXPECT_EQ(empty.status, 0);
+    EXPECT_EQ(json::parse(empty.out)["result"], json::array());
+    EXPECT_NE(empty.err.find("ERROR ws_admin: Failed to bind to LDAP - Invalid Credentials (49)\n"),
+              std::string::npos)
+        << empty.err;
+
+    const Run nested = run("Diag --json" + lab);
+    EXPECT_EQ(nested.status, 0);
+    const json answer = json::parse(nested.out);
+    EXPECT_TRUE(answer["error"].is_null());
+    ASSERT_EQ(answer["nested"].size(), 1u) << nested.out;
+    EXPECT_EQ(answer["nested"][0]["path"], "DOMAINHEALTH");
+    const std::string text = answer["nested"][0]["text"];
+    EXPECT_NE(nested.err.find("DOMAINHEALTH: " + text + " (error 1)\n"), std::string::npos) << nested.err;
+    EXPECT_NE(run("Diag" + lab).out.find("DOMAINHEALTH: error 1: " + text + "\n"), std::string::npos);
 }
 
 #if !defined(_WIN32)
+TEST_F(Tool, IsWholeWhereverItIsCopied) {
+    for (const char* name : {"hdqadmin", "libmfwcore.so", "ws_admin.so"})
+        fs::copy(fs::path(WS_BIN_DIR) / name, folder.path() / name);
+    const std::string copy = quoted(folder.utf8("hdqadmin"));
+    const auto shell = [&](const std::string& line) {
+        return WEXITSTATUS(std::system(
+            (line + " > " + quoted(folder.utf8("out")) + " 2> " + quoted(folder.utf8("err"))).c_str()));
+    };
+    EXPECT_EQ(shell("LD_TRACE_LOADED_OBJECTS=1 " + copy), 0);
+    EXPECT_NE(folder.read("out").find(folder.utf8("libmfwcore.so")), std::string::npos) << folder.read("out");
+
+    // Without the authentication worker there are no domains, and why is told.
+    EXPECT_EQ(shell(copy + " --json Diag"), 0);
+    EXPECT_EQ(json::parse(folder.read("out"))["nested"][0]["text"],
+              "Failed to issue request to winauth service");
+    EXPECT_NE(folder.read("err").find("cannot load " + folder.utf8("winauth.so")), std::string::npos)
+        << folder.read("err");
+}
+
+TEST_F(Tool, NamesItsTargetOnATerminal) {
+    const std::string tool = std::string(WS_BIN_DIR) + "/hdqadmin getAppdataLocation";
+    const std::string typescript = folder.utf8("typescript");
+    const auto shown = [&](const std::string& options) {
+        EXPECT_EQ(
+            std::system(("script -qec '" + tool + options + "' " + typescript + " > /dev/null").c_str()), 0);
+        return folder.read("typescript");
+    };
+    EXPECT_NE(shown("").find("hdqadmin: works on the lab "), std::string::npos);
+    EXPECT_NE(shown("").find("labs/sample; changes are not kept without --save"), std::string::npos);
+    const std::string file = folder.write("pod.toml", "");
+    EXPECT_NE(shown(" --config " + file).find("hdqadmin: works on the directories of " + file),
+              std::string::npos);
+}
+
 TEST_F(Tool, WhatOnlyAPosixShellCanDo) {
     const Run invalid = run("getAppdataLocation \"a=$(printf '\\377')\"");
     EXPECT_EQ(invalid.status, 2);

@@ -13,8 +13,8 @@ TEST(SampleLab, GivesBothBuildsTheSameAnswers) {
     const std::vector<std::vector<std::string>> questions = {
         {"--list"},
         {"getAppdataLocation"},
-        {"noSuchOperation"},
-        {"setClusterName "},
+        {"--unchecked", "noSuchOperation"},
+        {"--unchecked", "setClusterName "},
     };
     for (const auto& question : questions) {
         SCOPED_TRACE(question.front());

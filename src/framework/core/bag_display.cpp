@@ -66,8 +66,13 @@ void append(std::string& line, const PropertyBag& bag, std::string_view separato
         if (isSecret(name)) {
             line += "*****";
         } else if (bag.isBag(at)) {
+            const PropertyBag& nested = bag.getBag(at);
             line += '{';
-            append(line, bag.getBag(at), separator);
+            if (const int code = nested.getError(); code != 0) {
+                appendOneLine(line, "error " + std::to_string(code) + ": " + toUtf8(nested.getErrorText()));
+                if (!nested.empty()) line += separator;
+            }
+            append(line, nested, separator);
             line += '}';
         } else {
             appendOneLine(line, bag.utf8(at));

@@ -21,6 +21,8 @@ MFWCORE_API ProgramArguments programArguments(int argc, char** argv);
 // Standard input, output and error carry bytes as they are, and a terminal takes them as UTF-8.
 MFWCORE_API void prepareStandardStreams();
 
+MFWCORE_API bool standardErrorIsTerminal() noexcept;
+
 // Asks for one line on the terminal without showing it. Nothing when there is no terminal or the input ended.
 MFWCORE_API std::optional<secretstring> readUnseenLine(std::string_view prompt);
 

@@ -95,6 +95,10 @@ ProgramArguments programArguments(int argc, char** argv) {
 
 void prepareStandardStreams() {}
 
+bool standardErrorIsTerminal() noexcept {
+    return isatty(STDERR_FILENO) == 1;
+}
+
 std::optional<secretstring> readUnseenLine(std::string_view prompt) {
     const Interruptions interruptions;
     const Terminal terminal;

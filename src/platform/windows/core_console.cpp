@@ -52,6 +52,11 @@ void prepareStandardStreams() {
     SetConsoleCP(CP_UTF8);
 }
 
+bool standardErrorIsTerminal() noexcept {
+    DWORD mode = 0;  // only a console has one
+    return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
+}
+
 std::optional<secretstring> readUnseenLine(std::string_view prompt) {
     const UniqueHandle input = openConsole(L"CONIN$");
     const UniqueHandle output = openConsole(L"CONOUT$");

@@ -97,8 +97,7 @@ Outcome outcomeOf(const Json& answer) {
         outcome.code = answer["error"].at("code");
         outcome.sentence = answer["error"].at("text");
     }
-    outcome.showsNested = answer.contains("nested");
-    if (outcome.showsNested) outcome.nested = answer["nested"];
+    outcome.nested = answer.value("nested", Json::array());
     return outcome;
 }
 
@@ -128,7 +127,7 @@ Problems judgeAnswer(const Case& one, const Outcome& outcome) {
             expect(comparison.sameValues(wanted, got, path), path, wanted, got, problems);
         }
     const Json nested = keys.contains("nested") ? keys["nested"] : Json::array();
-    if (outcome.showsNested) expect(nested == outcome.nested, "nested", nested, outcome.nested, problems);
+    expect(nested == outcome.nested, "nested", nested, outcome.nested, problems);
     return problems;
 }
 

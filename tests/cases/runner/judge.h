@@ -20,7 +20,6 @@ struct Outcome {
     std::string sentence;
     Json result = Json::array();
     Json nested = Json::array();  // bags inside the result that carry an error: {"path", "code", "text"}
-    bool showsNested = false;
 };
 
 // As the tool prints it.
