@@ -244,8 +244,8 @@ TEST_F(Saving, ManyAtOnceLoseNothingThatWasReported) {
 }
 
 TEST_F(Saving, KeepsModeAndLinks) {
-    const auto mode = fs::perms::owner_read | fs::perms::owner_write;
-    fs::permissions(folder_ / "a.ldif", mode);
+    fs::permissions(folder_ / "a.ldif",
+                    fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
     const auto before = fs::status(folder_ / "a.ldif").permissions();
     EXPECT_EQ(failure(*changed("x")), "");
     EXPECT_EQ(fs::status(folder_ / "a.ldif").permissions(), before);

@@ -218,6 +218,17 @@ TEST(Domain, AStoppedMapEndsTheBuildUnderWayAndBuildsNoMore) {
     forest.threads.waitForAll();
 }
 
+TEST(Domain, AStopIsNoErrorOfTheBuildThatItEnds) {
+    Forest forest;
+    const LogCapture log(CORE::logError);
+    forest.services->onOpenObject = [&](const std::string& path) {
+        if (path != "LDAP://rootDSE") forest.domain->stop();  // once the build is under way
+    };
+    forest.domain->OnTimer();
+    forest.threads.waitForAll();
+    EXPECT_FALSE(log.contains(CORE::logError, L"The domain map could not be built: The service is stopping"));
+}
+
 TEST(Domain, AStopEndsTheWaitForAnAuthenticationServiceThatDoesNotCome) {
     const auto services = std::make_shared<ScriptedDirectoryServices>();
     CORE::ThreadGroup threads(L"test");
