@@ -52,16 +52,13 @@ TEST(SendMsg, AnswersOnTheSendersThread) {
 }
 
 TEST(SendMsg, SaysWhyNobodyAnswers) {
-    const ScriptedWorker exact({}, {.foldNames = false}, nullptr, L"Exact");
-    const ScriptedWorker folded({}, {.foldNames = true}, nullptr, L"Folded");
+    const ScriptedWorker folded({}, {}, nullptr, L"Folded");
     const ScriptedWorker deaf({}, {.local = false, .remote = true}, nullptr, L"Deaf");
     const struct {
         const wchar_t* worker;
         const wchar_t* operation;
         const wchar_t* error;
     } rows[] = {
-        {L"Exact", L"x", L""},
-        {L"EXACT", L"x", L"Worker EXACT is not installed"},
         {L"Folded", L"x", L""},
         {L"fOLDED", L"x", L""},
         {L"Folded ", L"x", L"Worker Folded  is not installed"},
@@ -128,27 +125,29 @@ TEST(SendMsg, CarriesAttachments) {
     EXPECT_TRUE(send(L"scripted", L"x").handled) << "attachments are optional";
 }
 
-TEST(AddWorker, RefusesNamesThatCannotBeToldApart) {
+TEST(AddWorker, RefusesWhatItCannotKeepApartOrDoesNotHave) {
+    const ScriptedWorker first({}, {}, nullptr, L"Name");
     const struct {
-        bool firstFolds;
-        const wchar_t* second;
-        bool secondFolds;
+        const wchar_t* name;
+        bool serialised;
+        bool foldNames;
         bool refused;
     } rows[] = {
-        {true, L"Name", true, true},    {true, L"NAME", true, true},  {true, L"NAME", false, true},
-        {false, L"NAME", false, false}, {false, L"NAME", true, true}, {false, L"Name", false, true},
-        {true, L"Other", true, false},  {true, L"", true, true},      {true, L"system", true, true},
+        {L"Other", false, true, false}, {L"Name", false, true, true},   {L"NAME", false, true, true},
+        {L"", false, true, true},       {L"system", false, true, true}, {L"Other", true, true, true},
+        {L"Other", false, false, true},
     };
     for (const auto& row : rows) {
-        const ScriptedWorker first({}, {.foldNames = row.firstFolds}, nullptr, L"Name");
         bool refused = false;
         try {
-            const ScriptedWorker second({}, {.foldNames = row.secondFolds}, nullptr, row.second);
+            MessageFrameWork::System().AddWorker(&ScriptedItem::make, row.name, L"", true, false,
+                                                 row.serialised, row.foldNames);
+            EXPECT_TRUE(MessageFrameWork::System().RemoveWorker(row.name, true));
         } catch (const CORE::coreException& e) {
             refused = true;
             EXPECT_FALSE(e.text().empty());
         }
-        EXPECT_EQ(refused, row.refused) << row.firstFolds << " " << row.second << " " << row.secondFolds;
+        EXPECT_EQ(refused, row.refused) << row.name << row.serialised << row.foldNames;
     }
 }
 
@@ -227,24 +226,27 @@ TEST(SystemWorker, WaitsForAWorkerThatComes) {
     asker.join();
 }
 
-TEST(SystemWorker, WaitsNoLongerWhenTheMessageIsCancelled) {
+TEST(SystemWorker, WaitsNoLongerWhenTheMessageIsCancelledOrItsTimeIsUp) {
     PropertyBag request;
     request.set(L"QueueName", std::wstring_view(L"never"));
     request.setInt(L"Timeout", std::numeric_limits<int>::max());
     std::atomic<bool> answered{false};
-    const auto number = CORE::MessageHandler::SendAsyncMsg(L"System", L"IsWorkerInstalled", request,
-                                                           [&](CORE::RespType type, PropertyBag& response) {
-                                                               EXPECT_NE(type, CORE::RespType::handled);
-                                                               EXPECT_EQ(response.getError(), 1);
-                                                               answered = true;
-                                                           });
-    while (MessageFrameWork::System().poolThreads() == 0) std::this_thread::yield();
-    CORE::MessageHandler::CancelMsg(number);
-    while (!answered) {
-        CORE::MessageHandler::CancelMsg(number);  // it may just have begun
-        std::this_thread::yield();
-    }
-    MessageFrameWork::System().drain();
+    CORE::ThreadGroup sent(L"sender");
+    const auto number = MessageHandler::SendAsyncMsg(L"System", L"IsWorkerInstalled", request,
+                                                     [&](CORE::RespType type, PropertyBag& response) {
+                                                         EXPECT_NE(type, CORE::RespType::handled);
+                                                         EXPECT_EQ(response.getError(), 1);
+                                                         answered = true;
+                                                     },
+                                                     {.callbackOwner = &sent});
+    MessageHandler::CancelMsg(number);  // it may have begun or not
+    sent.waitForAll();
+    EXPECT_TRUE(answered);
+
+    PropertyBag response;
+    EXPECT_FALSE(
+        MessageHandler::SendMsg(L"System", L"IsWorkerInstalled", request, response, {.timeoutMs = 1}));
+    EXPECT_EQ(response.getError(), 1);
 }
 
 TEST(Channels, AreRefusedWithoutShowingTheTicket) {

@@ -45,8 +45,6 @@ class ScriptedItem : public CORE::WorkItem {
 struct WorkerFlags {
     bool local = true;
     bool remote = false;
-    bool serialised = false;
-    bool foldNames = true;
 };
 
 // Installs the scripted worker for a scope.
@@ -57,10 +55,9 @@ class ScriptedWorker {
         : name_(std::move(name)) {
         ScriptedItem::script = std::move(script);
         CORE::MessageFrameWork::System().AddWorker(&ScriptedItem::make, name_, L"", flags.local, flags.remote,
-                                                   flags.serialised, flags.foldNames, owner);
+                                                   false, true, owner);
     }
     ~ScriptedWorker() {
-        CORE::MessageFrameWork::System().drain();
         CORE::MessageFrameWork::System().RemoveWorker(name_, true);
         ScriptedItem::script = {};
         ScriptedItem::onAbort = {};

@@ -73,6 +73,7 @@ TEST(Domains, TheModulesGoWhileMapsAreBuilt) {
     constexpr int rounds = 20, requests = 20;
     for (int round = 0; round < rounds; ++round) {
         std::atomic<int> answered{0};
+        CORE::ThreadGroup sent(L"sender");
         {
             auto winauth = std::make_unique<Module>("winauth", sampleLab(false));
             const Module admin("ws_admin", sampleLab(true));
@@ -80,11 +81,12 @@ TEST(Domains, TheModulesGoWhileMapsAreBuilt) {
                 PropertyBag request;
                 request.setBool(L"forceReload", true);
                 CORE::MessageHandler::SendAsyncMsg(L"ws_admin", L"getDomainHealth", std::move(request),
-                                                   [&](CORE::RespType, PropertyBag&) { ++answered; });
+                                                   [&](CORE::RespType, PropertyBag&) { ++answered; },
+                                                   {.callbackOwner = &sent});
             }
             if (round % 2) winauth.reset();
         }
-        CORE::MessageFrameWork::System().drain();
+        sent.waitForAll();
         EXPECT_EQ(answered, requests);
     }
 }

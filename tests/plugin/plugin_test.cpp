@@ -116,6 +116,7 @@ TEST(Plugin, ExitsWhileAHundredRequestsRun) {
     for (int round = 0; round < 5; ++round) {
         constexpr int requests = 100;
         std::atomic<int> answered{0};
+        CORE::ThreadGroup sent(L"sender");
         {
             const Loaded plugin;
             ASSERT_TRUE(plugin.start(sampleLab()));
@@ -131,12 +132,13 @@ TEST(Plugin, ExitsWhileAHundredRequestsRun) {
                                   EXPECT_TRUE(ran ? !response.empty() : type == CORE::RespType::noWorker)
                                       << testing::PrintToString(CORE::respTypeName(type));
                                   ++answered;
-                              }),
+                              },
+                              {.callbackOwner = &sent}),
                           0u);
             }
             plugin.exit();
         }
-        CORE::MessageFrameWork::System().drain();
+        sent.waitForAll();
         EXPECT_EQ(answered, requests);
         EXPECT_FALSE(installed());
     }

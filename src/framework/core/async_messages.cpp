@@ -1,34 +1,46 @@
 #include "framework/core/async_messages.h"
 
+#include <atomic>
+#include <optional>
 #include <utility>
 
+#include "framework/core/coreexception.h"
 #include "framework/core/delivery.h"
 #include "framework/core/log.h"
+#include "framework/core/timer_thread.h"
 
 namespace CORE {
 
 struct AsyncMessages::Message {
-    // Leaves `waiting` once; who moves it on decides what becomes of the message.
-    enum class Fate { waiting, begun, cancelled, aborted };
+    // Changes once from `waiting`, by whichever thread comes first: the one that delivers the message,
+    // cancels it or times it out.
+    enum class Fate { waiting, begun, cancelled, timedOut };
 
     std::wstring worker;
     std::wstring operation;
     PropertyBag request;
     MsgBinary requestBinary;
-    MsgBinary* responseBinary = nullptr;
-    ThreadGroup::Visit sender;  // goes after the callback
+    MsgBinary responseBinary;  // the worker's; moved to the sender's unless the message timed out
+    MsgBinary* senderBinary = nullptr;
+    ThreadGroup::Visit sender;  // released after the callback is destroyed
     ResponseCallback callback;
+    unsigned timeoutMs = 0;
+    std::optional<asio::steady_timer> timer;
     std::atomic<Fate> fate{Fate::waiting};
+    std::atomic<bool> answered{false};
     RunningItem running;
 
     bool decide(Fate what) noexcept {
         Fate expected = Fate::waiting;
         return fate.compare_exchange_strong(expected, what);
     }
-    void answer(RespType type, PropertyBag& response);
+    bool answer(RespType type, PropertyBag& response);
 };
 
-void AsyncMessages::Message::answer(RespType type, PropertyBag& response) {
+// The first answer counts: the worker's, or the timeout's. False for the second one, which is dropped.
+bool AsyncMessages::Message::answer(RespType type, PropertyBag& response) {
+    if (answered.exchange(true)) return false;
+    if (senderBinary && type != RespType::timedOut) *senderBinary = std::move(responseBinary);
     try {
         if (callback) callback(type, response);
     } catch (...) {
@@ -37,6 +49,7 @@ void AsyncMessages::Message::answer(RespType type, PropertyBag& response) {
     }
     callback = nullptr;
     sender = ThreadGroup::Visit();
+    return true;
 }
 
 std::uint64_t AsyncMessages::send(std::wstring_view worker, std::wstring_view operation, PropertyBag request,
@@ -46,42 +59,72 @@ std::uint64_t AsyncMessages::send(std::wstring_view worker, std::wstring_view op
     message->operation = operation;
     message->request = std::move(request);
     if (options.requestBinary) message->requestBinary = *options.requestBinary;
-    message->responseBinary = options.responseBinary;
+    message->senderBinary = options.responseBinary;
     message->sender = ThreadGroup::Visit(options.callbackOwner);
     message->callback = std::move(callback);
+    message->timeoutMs = options.timeoutMs;
 
     std::lock_guard lock(mutex_);
-    if (closed_) return 0;
     const std::uint64_t number = ++lastNumber_;
     messages_.emplace(number, message);
-    if (pool_.submit([this, number, message] { run(number, *message); })) return number;
+    try {
+        if (message->timeoutMs > 0) startTimer(message);
+        if (pool_.submit([this, number, message] { run(number, *message); })) return number;
+    } catch (const coreException& e) {
+        __SysMessage(logError, L"mfwcore", L"Worker %s, operation %s: %s", worker, operation, e.text());
+    }
+    message->answered = true;  // for an expiry that has begun already
+    if (message->timer) message->timer->cancel();
     messages_.erase(number);
     return 0;
+}
+
+// The timer thread only starts the expiry on a pool thread: the sender's callback and the worker's
+// AbortHandler may block.
+void AsyncMessages::startTimer(const std::shared_ptr<Message>& message) {
+    TimerThread::System().ensureRunning();
+    message->timer.emplace(TimerThread::System().context(), std::chrono::milliseconds(message->timeoutMs));
+    message->timer->async_wait([this, message](const asio::error_code& cancelled) {
+        if (!cancelled) static_cast<void>(pool_.submit([this, message] { expire(*message); }));
+    });
+}
+
+// The sender is freed first, because AbortHandler may block.
+void AsyncMessages::expire(Message& message) {
+    const bool begun = !message.decide(Message::Fate::timedOut);
+    if (message.fate == Message::Fate::cancelled) return;  // run answers it
+    PropertyBag response;
+    response.setError(1, formatText(L"Worker %s did not answer operation %s within %u milliseconds",
+                                    message.worker, message.operation, message.timeoutMs));
+    if (message.answer(RespType::timedOut, response) && begun) abort(message);
+}
+
+void AsyncMessages::abort(Message& message) {
+    message.running.abort();
+    workers_.wake();  // the aborted request may be one that waits for a worker
 }
 
 void AsyncMessages::run(std::uint64_t number, Message& message) {
     {
         PropertyBag response;
         const RespType type = attempt(message, response);
-        message.answer(type, response);
+        // A message that timed out before it began is answered by its expiry.
+        if (message.fate != Message::Fate::timedOut) static_cast<void>(message.answer(type, response));
     }
     std::lock_guard lock(mutex_);
+    if (message.timer) message.timer->cancel();
     messages_.erase(number);
-    gone_.notify_all();
 }
 
 RespType AsyncMessages::attempt(Message& message, PropertyBag& response) {
-    using Fate = Message::Fate;
-    auto claim = workers_.claim(message.worker);
-    if (claim) claim.takeTurn([&] { return message.fate != Fate::waiting; });
-    if (!message.decide(Fate::begun)) {
-        const bool cancelled = message.fate == Fate::cancelled;
-        response.setError(1, cancelled ? L"The message was cancelled" : L"The framework was shut down");
-        return cancelled ? RespType::cancelled : RespType::aborted;
+    const auto claim = workers_.claim(message.worker);
+    if (!message.decide(Message::Fate::begun)) {
+        response.setError(1, L"The message was cancelled");
+        return RespType::cancelled;
     }
     if (refuse(claim, message.worker, response)) return RespType::noWorker;
     return deliver(claim, message.operation, message.request, response, &message.requestBinary,
-                   message.responseBinary, &message.running);
+                   &message.responseBinary, &message.running);
 }
 
 bool AsyncMessages::cancel(std::uint64_t number) {
@@ -90,38 +133,9 @@ bool AsyncMessages::cancel(std::uint64_t number) {
     if (found == messages_.end()) return false;
     const std::shared_ptr<Message> message = found->second;
     lock.unlock();
-    if (message->decide(Message::Fate::cancelled)) {
-        workers_.wake();
-        return true;
-    }
-    if (message->fate == Message::Fate::begun) message->running.abort();
-    workers_.wake();  // the aborted request may be one that waits for a worker
+    if (message->decide(Message::Fate::cancelled)) return true;
+    if (message->fate == Message::Fate::begun) abort(*message);
     return false;
-}
-
-int AsyncMessages::pending() const {
-    std::lock_guard lock(mutex_);
-    return static_cast<int>(messages_.size());
-}
-
-void AsyncMessages::drain() {
-    std::unique_lock lock(mutex_);
-    gone_.wait(lock, [&] { return messages_.empty(); });
-}
-
-void AsyncMessages::close() {
-    {
-        std::lock_guard lock(mutex_);
-        closed_ = true;
-        for (const auto& [number, message] : messages_) message->decide(Message::Fate::aborted);
-    }
-    workers_.wake();
-    drain();
-}
-
-void AsyncMessages::open() {
-    std::lock_guard lock(mutex_);
-    closed_ = false;
 }
 
 }  // namespace CORE

@@ -12,9 +12,6 @@ void corecritsec::enter() {
 void corecritsec::leave() {
     mutex_.unlock();
 }
-bool corecritsec::tryEnter() {
-    return mutex_.try_lock();
-}
 
 coresync::coresync(corecritsec& lock, bool take) : lock_(take ? &lock : nullptr) {
     if (lock_) lock_->enter();

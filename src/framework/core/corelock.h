@@ -20,7 +20,6 @@ class MFWCORE_API corecritsec {
     corecritsec& operator=(const corecritsec&) = delete;
     void enter();
     void leave();
-    bool tryEnter();
     const std::wstring& name() const noexcept { return name_; }
 
   private:

@@ -56,7 +56,6 @@ class refptr {
         if (T* object = std::exchange(object_, nullptr)) object->Release();
     }
     T* get() const noexcept { return object_; }
-    T* detach() noexcept { return std::exchange(object_, nullptr); }  // the reference goes to the caller
     T* operator->() const noexcept { return object_; }
     T& operator*() const noexcept { return *object_; }
     explicit operator bool() const noexcept { return object_ != nullptr; }

@@ -9,28 +9,15 @@
 #include "framework/core/ascii.h"
 #include "framework/core/coreexception.h"
 #include "framework/core/machine_text.h"
+#include "framework/core/system.h"
 #include "framework/core/unicode.h"
 
 namespace CORE {
 namespace {
 
-template <class Ch>
-constexpr bool isWide = std::is_same_v<Ch, wchar_t>;
-
-template <class Ch>
-std::basic_string<Ch> fromWide(std::wstring_view text) {
-    if constexpr (isWide<Ch>)
-        return std::wstring(text);
-    else
-        return toUtf8(text);
-}
-
-template <class Ch>
-std::wstring asWide(std::basic_string_view<Ch> text) {
-    if constexpr (isWide<Ch>)
-        return std::wstring(text);
-    else
-        return toWide(text);
+void requireUtf8(unsigned codePage) {
+    if (codePage != codePageUtf8)
+        throw coreException(formatText(L"Code page %u is not known here, only UTF-8", codePage));
 }
 
 // ASCII literals in either width.
@@ -117,7 +104,7 @@ template <class Ch>
 corestring<Ch>::corestring(Ch c) : text_(1, c) {}
 template <class Ch>
 corestring<Ch>::corestring(const std::exception& exception) {
-    if constexpr (isWide<Ch>) {
+    if constexpr (wideCharacter<Ch>) {
         const auto* own = dynamic_cast<const coreException*>(&exception);
         text_ = own ? own->text() : toWide(exception.what());
     } else {
@@ -215,9 +202,10 @@ corestring<Ch>& corestring<Ch>::trim(view_type set) {
 
 template <class Ch>
 corestring<Ch>& corestring<Ch>::toLower() {
-    std::wstring wide = asWide<Ch>(text_);
-    std::transform(wide.begin(), wide.end(), wide.begin(), lowerCase);
-    text_ = fromWide<Ch>(wide);
+    if constexpr (wideCharacter<Ch>)
+        std::transform(text_.begin(), text_.end(), text_.begin(), lowerCase);
+    else
+        text_ = toUtf8(wstr(toWide(text_)).toLower());
     return *this;
 }
 
@@ -257,18 +245,19 @@ bool corestring<Ch>::isNum() const noexcept {
 
 template <class Ch>
 corestring<char> corestring<Ch>::to_mstr(unsigned codePage) const {
-    if constexpr (isWide<Ch>) {
-        return machine::encode(text_, codePage);
-    } else {
-        return codePage == codePageUtf8 ? *this : corestring<char>(machine::encode(toWide(text_), codePage));
-    }
+    requireUtf8(codePage);
+    if constexpr (wideCharacter<Ch>)
+        return toUtf8(text_);
+    else
+        return *this;
 }
 template <class Ch>
 corestring<wchar_t> corestring<Ch>::to_wstr(unsigned codePage) const {
-    if constexpr (isWide<Ch>)
+    requireUtf8(codePage);
+    if constexpr (wideCharacter<Ch>)
         return *this;
     else
-        return machine::decode(text_, codePage);
+        return toWide(text_);
 }
 
 template <class Ch>
@@ -285,39 +274,40 @@ corestring<Ch> corestring<Ch>::dropSuffix() const {
 }
 
 template <class Ch>
-corestring<Ch> corestring<Ch>::expandEnv() const {
-    return fromWide<Ch>(machine::expandEnvironment(asWide<Ch>(text_)));
+corestring<Ch> corestring<Ch>::expandEnv() const requires wideCharacter<Ch> {
+    return machine::expandEnvironment(text_);
 }
 template <class Ch>
-corestring<Ch> corestring<Ch>::getComputerName() {
+corestring<Ch> corestring<Ch>::getComputerName() requires wideCharacter<Ch> {
     return getComputerNameEx(ComputerNameFormat::netBios);
 }
 template <class Ch>
-corestring<Ch> corestring<Ch>::getComputerNameEx(ComputerNameFormat format) {
-    return fromWide<Ch>(machine::computerName(format));
+corestring<Ch> corestring<Ch>::getComputerNameEx(ComputerNameFormat format) requires wideCharacter<Ch> {
+    const auto name = format == ComputerNameFormat::netBios ? sys::netBiosName() : sys::dnsName();
+    return name.value_or(std::wstring());
 }
 template <class Ch>
-corestring<Ch> corestring<Ch>::getModuleName(void* module) {
-    return fromWide<Ch>(machine::modulePath(module));
+corestring<Ch> corestring<Ch>::getModuleName(void* module) requires wideCharacter<Ch> {
+    return sys::modulePath(module);
 }
 template <class Ch>
-corestring<Ch> corestring<Ch>::newGuid() {
-    return ascii<Ch>(machine::newGuid());
+corestring<Ch> corestring<Ch>::newGuid() requires wideCharacter<Ch> {
+    return machine::newGuid();
 }
 template <class Ch>
-corestring<Ch> corestring<Ch>::formatError(std::uint32_t systemError) {
-    return fromWide<Ch>(machine::errorText(systemError));
+corestring<Ch> corestring<Ch>::formatError(std::uint32_t systemError) requires wideCharacter<Ch> {
+    return sys::errorText(systemError);
 }
 template <class Ch>
-corestring<Ch> corestring<Ch>::readRegistry(view_type key, view_type valueName, view_type fallback) {
-    const auto value = machine::registryText(asWide<Ch>(key), asWide<Ch>(valueName));
-    return value ? corestring(fromWide<Ch>(*value)) : corestring(fallback);
+corestring<Ch> corestring<Ch>::readRegistry(view_type key, view_type valueName,
+                                            view_type fallback) requires wideCharacter<Ch> {
+    return sys::registryValue(key, valueName).value_or(std::wstring(fallback));
 }
 template <class Ch>
 corestring<Ch> corestring<Ch>::readRegistryPolicyOverride(view_type key, view_type valueName,
-                                                          view_type fallback) {
-    const auto value = machine::policyOrRegistryText(asWide<Ch>(key), asWide<Ch>(valueName));
-    return value ? corestring(fromWide<Ch>(*value)) : corestring(fallback);
+                                                          view_type fallback) requires wideCharacter<Ch> {
+    const auto policy = machine::policyText(key, valueName);
+    return policy ? *policy : readRegistry(key, valueName, fallback);
 }
 
 template <class Ch>
@@ -341,14 +331,6 @@ corestring<Ch> corestring<Ch>::fromNumber(std::int64_t number) {
 template <class Ch>
 corestring<Ch> corestring<Ch>::fromUnsigned(std::uint64_t number) {
     return decimal<Ch>(number);
-}
-
-template <class Ch>
-corestring<Ch>& corestring<Ch>::assignFormatted(view_type format, std::initializer_list<FormatArg> args) {
-    // Formatted before it is assigned: the arguments may be views of this very string.
-    text_ =
-        fromWide<Ch>(formatText(asWide<Ch>(format), std::span<const FormatArg>(args.begin(), args.size())));
-    return *this;
 }
 
 template class corestring<wchar_t>;

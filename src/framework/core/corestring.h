@@ -5,7 +5,6 @@
 #include <compare>
 #include <cstdint>
 #include <exception>
-#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -51,6 +50,8 @@ MFWCORE_API void wipeMemory(void* data, std::size_t bytes) noexcept;
 
 enum class ComputerNameFormat { netBios, dnsFullyQualified };
 
+template <class Ch>
+concept wideCharacter = std::is_same_v<Ch, wchar_t>;
 template <class I, class Ch>
 concept numberBeside = std::is_integral_v<I> && !std::is_same_v<I, Ch> && !std::is_same_v<I, bool>;
 
@@ -115,8 +116,9 @@ class corestring {
 
     // Formats with the framework's rules (format.h) and replaces the text.
     template <class... Args>
-    corestring& printf(view_type format, const Args&... args) {
-        return assignFormatted(format, {FormatArg(args)...});
+    corestring& printf(view_type format, const Args&... args) requires wideCharacter<Ch> {
+        text_ = formatText(format, args...);
+        return *this;
     }
 
     // Numbers as people write them: blanks around, a sign; anything else (also overflow) gives the default.
@@ -125,8 +127,7 @@ class corestring {
     MFWCORE_API bool toBool(bool fallback = false) const noexcept;  // "true", "false" (any case) and numbers
     MFWCORE_API bool isNum() const noexcept;                        // digits, with or without a leading sign
 
-    // Narrow and wide forms. Code pages other than UTF-8 are those that the platform knows; unknown ones are
-    // UTF-8.
+    // Narrow and wide forms. The narrow one is UTF-8: another code page throws coreException.
     MFWCORE_API corestring<char> to_mstr(unsigned codePage = codePageUtf8) const;
     corestring<char> _mstr(unsigned codePage = codePageUtf8) const { return to_mstr(codePage); }
     MFWCORE_API corestring<wchar_t> to_wstr(unsigned codePage = codePageUtf8) const;
@@ -137,19 +138,24 @@ class corestring {
     MFWCORE_API corestring lastPath() const;
     MFWCORE_API corestring dropSuffix() const;
 
-    // What the system knows. %NAME% of an unknown variable stays as it is.
-    MFWCORE_API corestring expandEnv() const;
-    MFWCORE_API static corestring getComputerName();
-    MFWCORE_API static corestring getComputerNameEx(ComputerNameFormat format);
-    MFWCORE_API static corestring getModuleName(void* module);  // full path; null is the executable
-    MFWCORE_API static corestring newGuid();  // "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx", lower case
-    MFWCORE_API static corestring formatError(std::uint32_t systemError);
-    static corestring errorText(std::uint32_t systemError) { return formatError(systemError); }
+    // What the system knows; of wide strings only. %NAME% of an unknown variable stays as it is.
+    MFWCORE_API corestring expandEnv() const requires wideCharacter<Ch>;
+    MFWCORE_API static corestring getComputerName() requires wideCharacter<Ch>;
+    MFWCORE_API static corestring getComputerNameEx(ComputerNameFormat format) requires wideCharacter<Ch>;
+    MFWCORE_API static corestring getModuleName(void* module)  // full path; null is the executable
+        requires wideCharacter<Ch>;
+    MFWCORE_API static corestring newGuid()  // "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx", lower case
+        requires wideCharacter<Ch>;
+    MFWCORE_API static corestring formatError(std::uint32_t systemError) requires wideCharacter<Ch>;
+    static corestring errorText(std::uint32_t systemError) requires wideCharacter<Ch> {
+        return formatError(systemError);
+    }
     // "HKLM\..." key and value name; the default when the value is not there. The policy form looks first at
     // the same key below "SOFTWARE\Policies".
-    MFWCORE_API static corestring readRegistry(view_type key, view_type valueName, view_type fallback = {});
-    MFWCORE_API static corestring readRegistryPolicyOverride(view_type key, view_type valueName,
-                                                             view_type fallback = {});
+    MFWCORE_API static corestring readRegistry(view_type key, view_type valueName,
+                                               view_type fallback = {}) requires wideCharacter<Ch>;
+    MFWCORE_API static corestring readRegistryPolicyOverride(
+        view_type key, view_type valueName, view_type fallback = {}) requires wideCharacter<Ch>;
 
     MFWCORE_API corestring& operator<<(view_type text);
     MFWCORE_API corestring& operator<<(const Ch* text);
@@ -179,7 +185,6 @@ class corestring {
     static view_type viewOf(const Ch* text) noexcept { return text ? view_type(text) : view_type(); }
     MFWCORE_API static corestring fromNumber(std::int64_t number);
     MFWCORE_API static corestring fromUnsigned(std::uint64_t number);
-    MFWCORE_API corestring& assignFormatted(view_type format, std::initializer_list<FormatArg> args);
 
     std_type text_;
 };

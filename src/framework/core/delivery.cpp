@@ -6,14 +6,16 @@
 
 namespace CORE {
 
-void RunningItem::set(WorkItem* item, const WorkerRegistry::Claim* claim) {
+bool RunningItem::set(WorkItem* item, const WorkerRegistry::Claim* claim) {
     std::lock_guard lock(mutex_);
     item_ = item;
     claim_ = claim;
+    return aborted_;
 }
 
 void RunningItem::abort() {
     std::unique_lock lock(mutex_);
+    aborted_ = true;
     if (!item_) return;
     const WorkerRegistry::Claim claim =
         claim_->again();  // outlives the reference: the release may be the last
@@ -32,17 +34,18 @@ namespace {
 // Keeps an object findable for a scope.
 class Findable {
   public:
-    Findable(RunningItem* place, WorkItem* item, const WorkerRegistry::Claim* claim) : place_(place) {
-        if (place_) place_->set(item, claim);
-    }
+    Findable(RunningItem* place, WorkItem* item, const WorkerRegistry::Claim* claim)
+        : place_(place), aborted_(place && place->set(item, claim)) {}
     ~Findable() {
-        if (place_) place_->set(nullptr, nullptr);
+        if (place_) static_cast<void>(place_->set(nullptr, nullptr));
     }
     Findable(const Findable&) = delete;
     Findable& operator=(const Findable&) = delete;
+    bool aborted() const noexcept { return aborted_; }  // before it could be found
 
   private:
     RunningItem* place_;
+    bool aborted_;
 };
 
 void reportException(const WorkerRegistry::Claim& claim, std::wstring_view operation, PropertyBag& response,
@@ -69,6 +72,7 @@ RespType deliver(const WorkerRegistry::Claim& claim, const std::wstring& operati
         }
         item->attach(requestBinary, responseBinary);
         const Findable findable(running, item.get(), &claim);
+        if (findable.aborted()) item->AbortHandler();
         if (!item->VisibilityHandler(operation.c_str())) {
             response.setError(1, L"Operation " + operation + L" is not available");
             return RespType::notHandled;

@@ -12,13 +12,15 @@ namespace CORE {
 // Where another thread finds the object of a running request.
 class RunningItem {
   public:
-    void set(WorkItem* item, const WorkerRegistry::Claim* claim);  // null: it runs no more
-    void abort();                                                  // tells the object, when there is one
+    // Null: it runs no more. True when it was aborted before it could be found.
+    [[nodiscard]] bool set(WorkItem* item, const WorkerRegistry::Claim* claim);
+    void abort();  // tells the object, when there is one
 
   private:
     std::mutex mutex_;
     WorkItem* item_ = nullptr;
     const WorkerRegistry::Claim* claim_ = nullptr;
+    bool aborted_ = false;
 };
 
 // Makes the worker's object, lets it answer and releases it. Nothing is thrown: what the worker throws is

@@ -1,14 +1,15 @@
 // The framework's printf-style wide formats, type safe: an argument brings its own type, so a format that
 // names another type prints what is there and never reads wrong memory.
 //
-// %s %ws %ls %S %hs print text of either width; %d %i %u %x %X %o with h, l, ll, I64 and z; %c; %p; %%; flags
-// "-+ #0", width and precision, "*" among them; %f %g %e. A format without its argument prints itself; spare
-// arguments are ignored.
+// %s %S print text of either width; %d %u %x %X numbers; %c a character; %p an address; %% a percent sign.
+// Sizes (h l w) are read and mean nothing, because an argument knows its own. Flags "-" and "0", and a width.
+// A format without its argument prints itself; spare arguments are ignored.
 #pragma once
 
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 #include <string>
 #include <string_view>
@@ -27,9 +28,8 @@ concept enumeration = std::is_enum_v<E>;
 // One argument: a view of what the caller passed, good for the duration of the call.
 class FormatArg {
   public:
-    enum class Kind { none, signedInteger, unsignedInteger, floating, wide, narrow, pointer };
+    enum class Kind { signedInteger, unsignedInteger, wide, narrow, pointer };
 
-    FormatArg() = default;
     template <std::integral I>
     FormatArg(I value)  // NOLINT(google-explicit-constructor)
         : kind_(std::is_signed_v<I> ? Kind::signedInteger : Kind::unsignedInteger), bytes_(sizeof(I)) {
@@ -40,7 +40,6 @@ class FormatArg {
     }
     template <enumeration E>
     FormatArg(E value) : FormatArg(static_cast<std::underlying_type_t<E>>(value)) {}  // NOLINT
-    FormatArg(double value) : kind_(Kind::floating), floating_(value) {}              // NOLINT
     FormatArg(const wchar_t* text)                                                    // NOLINT
         : kind_(Kind::wide), wide_(text ? std::wstring_view(text) : std::wstring_view(L"(null)")) {}
     FormatArg(const char* text)  // NOLINT
@@ -59,15 +58,13 @@ class FormatArg {
     Kind kind() const noexcept { return kind_; }
     std::uint64_t integer() const noexcept { return integer_; }
     std::size_t bytes() const noexcept { return bytes_; }  // the size of the integer's own type
-    double floating() const noexcept { return floating_; }
     std::wstring_view wide() const noexcept { return wide_; }
     std::string_view narrow() const noexcept { return narrow_; }
 
   private:
-    Kind kind_ = Kind::none;
+    Kind kind_;
     std::size_t bytes_ = 0;
     std::uint64_t integer_ = 0;
-    double floating_ = 0;
     std::wstring_view wide_;
     std::string_view narrow_;
 };
@@ -76,8 +73,8 @@ MFWCORE_API std::wstring formatText(std::wstring_view format, std::span<const Fo
 
 template <class... Args>
 std::wstring formatText(std::wstring_view format, const Args&... args) {
-    const FormatArg list[sizeof...(args) + 1] = {FormatArg(args)...};
-    return formatText(format, std::span<const FormatArg>(list, sizeof...(args)));
+    const std::initializer_list<FormatArg> list = {FormatArg(args)...};
+    return formatText(format, std::span<const FormatArg>(list.begin(), list.size()));
 }
 
 }  // namespace CORE

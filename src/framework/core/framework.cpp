@@ -2,11 +2,11 @@
 
 #include <utility>
 
+#include "framework/core/coreexception.h"
 #include "framework/core/corestring.h"
 #include "framework/core/framework_state.h"
 #include "framework/core/log.h"
 #include "framework/core/system.h"
-#include "framework/core/timer_thread.h"
 
 namespace CORE {
 
@@ -22,11 +22,13 @@ MessageFrameWork::MessageFrameWork() : state_(std::make_unique<State>()) {
 
 MessageFrameWork::~MessageFrameWork() = default;
 
-void MessageFrameWork::AddWorker(WorkItemFactory factory, std::wstring_view name,
-                                 std::wstring_view description, bool local, bool remote, bool serialised,
-                                 bool foldNames, ThreadGroup* owner) {
-    state_->workers.add({factory, std::wstring(name), std::wstring(description), local, remote, serialised,
-                         foldNames, owner});
+void MessageFrameWork::AddWorker(WorkItemFactory factory, std::wstring_view name, std::wstring_view,
+                                 bool local, bool remote, bool serialised, bool foldNames,
+                                 ThreadGroup* owner) {
+    if (serialised || !foldNames)
+        throw coreException(L"Worker " + std::wstring(name) +
+                            L" asks for turns or for case-sensitive names, which there are not");
+    state_->workers.add({factory, std::wstring(name), local, remote, owner});
 }
 
 bool MessageFrameWork::RemoveWorker(std::wstring_view name, bool wait) {
@@ -48,31 +50,6 @@ std::shared_ptr<MessageChannel> MessageFrameWork::ConnectChannelByTicket(std::ws
 }
 
 void MessageFrameWork::CloseChannel(const std::shared_ptr<MessageChannel>&) {}
-
-int MessageFrameWork::pending() const {
-    return state_->messages.pending();
-}
-
-void MessageFrameWork::drain() {
-    state_->messages.drain();
-}
-
-int MessageFrameWork::poolThreads() const {
-    return state_->pool.threads();
-}
-
-void MessageFrameWork::setPoolIdleLimit(std::chrono::milliseconds limit) {
-    state_->pool.setIdleLimit(limit);
-}
-
-void MessageFrameWork::shutdown() {
-    TimerThread::System().stop();  // first: callbacks start new work
-    state_->workers.endWaits(true);
-    state_->messages.close();
-    state_->pool.stop();
-    state_->messages.open();
-    state_->workers.endWaits(false);
-}
 
 InstRole MessageFrameWork::GetInstRole() const noexcept {
     return InstRole(state_->role);

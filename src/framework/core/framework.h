@@ -1,8 +1,8 @@
-// The framework instance of this process: workers by name, and the threads that requests run on.
+// The framework instance of this process: workers by name, and the threads that requests run on. A process
+// may end while such threads still run.
 #pragma once
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -35,18 +35,19 @@ class MFWCORE_API MessageFrameWork {
   public:
     static MessageFrameWork& System();
 
-    // Registers a worker. The four flags, in order: the worker takes messages of this machine; of remote
-    // machines; only one request at a time, in their order (a request that the running one sends to its own
-    // worker on the same thread runs inside it); names compare without regard to case. `owner` counts the
-    // threads that run its code, from the look-up of the name until the WorkItem is gone. A factory that
-    // answers null refuses as if the worker were gone. Throws coreException when the name is taken or empty.
+    // Registers a worker; the description is for people. Of the four flags, in order: the worker takes
+    // messages of this machine; of remote machines; the last two must be false and true, because a worker's
+    // requests always run at the same time and names always compare without regard to case. `owner` counts
+    // the threads that run its code, from the look-up of the name until the WorkItem is gone. A factory that
+    // answers null refuses as if the worker were gone. Throws coreException when the name is taken or empty,
+    // or a flag is not one of these.
     void AddWorker(WorkItemFactory factory, std::wstring_view name, std::wstring_view description, bool local,
                    bool remote, bool serialised, bool foldNames, ThreadGroup* owner = nullptr);
     // New requests no longer find it, those that run go on. `wait` waits for them, and must not be asked for
     // from inside one of them. False when there was none. The framework's own worker "System" stays.
     bool RemoveWorker(std::wstring_view name, bool wait);
-    // Waits up to so many milliseconds for a worker of that name; a shutdown ends the wait, and so does the
-    // cancelling of any message once `givenUp` says so.
+    // Waits up to so many milliseconds for a worker of that name; the cancelling of any message ends the wait
+    // once `givenUp` says so.
     bool IsWorkerInstalled(std::wstring_view name, unsigned timeoutMs,
                            const std::function<bool()>& givenUp = {});
 
@@ -54,18 +55,6 @@ class MFWCORE_API MessageFrameWork {
     std::shared_ptr<MessageChannel> ConnectChannelByTicket(std::wstring_view type, std::wstring_view ticket,
                                                            std::wstring_view address);
     void CloseChannel(const std::shared_ptr<MessageChannel>& channel);
-
-    // Asynchronous messages that wait for a thread or run on one, until their callbacks have gone.
-    int pending() const;
-    void drain();  // waits until nothing is pending; not from inside a request or callback
-    // Threads of the pool, and how long one stays idle before it ends (30 seconds when nothing is set).
-    int poolThreads() const;
-    void setPoolIdleLimit(std::chrono::milliseconds limit);
-    // The orderly end, before the process ends: no timer fires any more, messages that have not begun are
-    // aborted, what runs is waited for, and the pool's threads and the timer thread are joined. Later
-    // messages and timers start them anew. Not from one of those threads. A process that ends without it may
-    // do so safely.
-    void shutdown();
 
     // What the host says of this installation, a connection server until it does.
     InstRole GetInstRole() const noexcept;

@@ -3,21 +3,10 @@
 #include <array>
 #include <random>
 
+#include "framework/core/corestring.h"
 #include "framework/core/system.h"
 
 namespace CORE::machine {
-
-std::string encode(std::wstring_view text, unsigned codePage) {
-    if (codePage != codePageUtf8)
-        if (auto bytes = sys::encode(text, codePage)) return *std::move(bytes);
-    return toUtf8(text);
-}
-
-std::wstring decode(std::string_view text, unsigned codePage) {
-    if (codePage != codePageUtf8)
-        if (auto wide = sys::decode(text, codePage)) return *std::move(wide);
-    return toWide(text);
-}
 
 std::wstring expandEnvironment(std::wstring_view text) {
     std::wstring out;
@@ -38,46 +27,28 @@ std::wstring expandEnvironment(std::wstring_view text) {
     return out;
 }
 
-std::wstring computerName(ComputerNameFormat format) {
-    const auto name = format == ComputerNameFormat::netBios ? sys::netBiosName() : sys::dnsName();
-    return name.value_or(std::wstring());
-}
-
-std::wstring modulePath(void* module) {
-    return sys::modulePath(module);
-}
-
 // RFC 9562, version 4.
-std::string newGuid() {
+std::wstring newGuid() {
     std::random_device source;
     std::array<std::uint32_t, 4> words{source(), source(), source(), source()};
     words[1] = (words[1] & 0xFFFF0FFFU) | 0x00004000U;
     words[2] = (words[2] & 0x3FFFFFFFU) | 0x80000000U;
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string text;
+    static constexpr wchar_t digits[] = L"0123456789abcdef";
+    std::wstring text;
     for (const std::uint32_t word : words)
         for (int shift = 28; shift >= 0; shift -= 4) text.push_back(digits[(word >> shift) & 0xF]);
-    for (const std::size_t dash : {20U, 16U, 12U, 8U}) text.insert(dash, 1, '-');
+    for (const std::size_t dash : {20U, 16U, 12U, 8U}) text.insert(dash, 1, L'-');
     return text;
 }
 
-std::wstring errorText(std::uint32_t error) {
-    return sys::errorText(error);
-}
-
-std::optional<std::wstring> registryText(std::wstring_view key, std::wstring_view name) {
-    return sys::registryValue(key, name);
-}
-
-std::optional<std::wstring> policyOrRegistryText(std::wstring_view key, std::wstring_view name) {
+std::optional<std::wstring> policyText(std::wstring_view key, std::wstring_view name) {
     static constexpr std::wstring_view software = L"\\Software\\";
     const std::size_t root = key.find(L'\\');
-    if (root != std::wstring_view::npos && equalFolded(key.substr(root, software.size()), software)) {
-        std::wstring policy(key);
-        policy.insert(root + software.size(), L"Policies\\");
-        if (auto value = sys::registryValue(policy, name)) return value;
-    }
-    return sys::registryValue(key, name);
+    if (root == std::wstring_view::npos || !equalFolded(key.substr(root, software.size()), software))
+        return std::nullopt;
+    std::wstring policy(key);
+    policy.insert(root + software.size(), L"Policies\\");
+    return sys::registryValue(policy, name);
 }
 
 }  // namespace CORE::machine

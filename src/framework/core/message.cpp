@@ -1,7 +1,9 @@
 #include "framework/core/message.h"
 
 #include <array>
+#include <utility>
 
+#include "framework/core/corelock.h"
 #include "framework/core/delivery.h"
 #include "framework/core/framework_state.h"
 #include "framework/core/log.h"
@@ -13,13 +15,18 @@ MsgBinary::MsgBinary(std::vector<std::uint8_t> bytes) : bytes_(std::move(bytes))
 MsgBinary::~MsgBinary() = default;
 
 const wchar_t* respTypeName(RespType type) noexcept {
-    static constexpr std::array names{L"handled",  L"notHandled", L"noWorker",
-                                      L"timedOut", L"cancelled",  L"aborted"};
+    static constexpr std::array names{L"handled", L"notHandled", L"noWorker", L"timedOut", L"cancelled"};
     const auto index = static_cast<std::size_t>(type);
     return index < names.size() ? names[index] : L"unknown";
 }
 
 namespace {
+
+struct Answer {
+    coreevent come;
+    RespType type = RespType::notHandled;
+    PropertyBag response;
+};
 
 // No channel can be had yet, so whoever names one cannot be served.
 bool refuseChannel(std::wstring_view worker, PropertyBag& response) {
@@ -35,9 +42,24 @@ MessageHandler::~MessageHandler() = default;
 bool MessageHandler::SendMsg(std::wstring_view worker, std::wstring_view operation,
                              const PropertyBag& request, PropertyBag& response, const SendOptions& options) {
     if (options.channel) return refuseChannel(worker, response);
-    auto claim = MessageFrameWork::System().state_->workers.claim(worker);
+    if (options.timeoutMs > 0) {
+        // Shared: the callback that sets the event may still be returning from it.
+        const auto answer = std::make_shared<Answer>();
+        const auto note = [answer](RespType type, PropertyBag& result) {
+            answer->type = type;
+            answer->response = std::move(result);
+            answer->come.set();
+        };
+        if (SendAsyncMsg(worker, operation, request, note, options) == 0) {
+            response.setError(1, L"The framework has no thread for the message");
+            return false;
+        }
+        answer->come.wait();
+        response &= std::move(answer->response);
+        return answer->type == RespType::handled;
+    }
+    const auto claim = MessageFrameWork::System().state_->workers.claim(worker);
     if (refuse(claim, worker, response)) return false;
-    claim.takeTurn();
     return deliver(claim, std::wstring(operation), request, response, options.requestBinary,
                    options.responseBinary, nullptr) == RespType::handled;
 }

@@ -32,13 +32,16 @@ class MFWCORE_API MsgBinary {
 // A connection with a remote machine's framework.
 class MessageChannel;
 
-// How a message ended. `aborted`: the framework was shut down before it was delivered.
-enum class RespType { handled, notHandled, noWorker, timedOut, cancelled, aborted };
+// How a message ended.
+enum class RespType { handled, notHandled, noWorker, timedOut, cancelled };
 MFWCORE_API const wchar_t* respTypeName(RespType type) noexcept;
 
 // How a message is sent; everything has a default.
 struct SendOptions {
-    unsigned timeoutMs = 0;  // 0: no limit. A local worker answers on the sender's thread and has none.
+    // 0: no limit. A message that has not been answered by then is answered as timed out: when it has not
+    // begun it is not delivered, otherwise its WorkItem is told by AbortHandler and what it answers later is
+    // dropped.
+    unsigned timeoutMs = 0;
     MessageChannel* channel = nullptr;         // null: this machine
     const MsgBinary* requestBinary = nullptr;  // copied by an asynchronous message
     MsgBinary* responseBinary = nullptr;       // stays the sender's: until the callback, when asynchronous
@@ -49,18 +52,19 @@ struct SendOptions {
 
 using ResponseCallback = std::function<void(RespType type, PropertyBag& response)>;
 
-// The sending side. Failures of the framework itself (no such worker, an exception) are error 1 of the
-// response bag with a sentence. Any thread may send.
+// The sending side. Failures of the framework itself (no such worker, a time-out, an exception) are error 1
+// of the response bag with a sentence. Any thread may send.
 class MFWCORE_API MessageHandler : public coreref {
   public:
     MessageHandler();
     ~MessageHandler() override;
 
-    // Waits for the answer; true when the worker handled the request.
+    // Waits for the answer; true when the worker handled the request. A local worker runs on the sender's own
+    // thread; with a time-out it runs on a framework thread, so under the identity of the process.
     static bool SendMsg(std::wstring_view worker, std::wstring_view operation, const PropertyBag& request,
                         PropertyBag& response, const SendOptions& options = {});
-    // Runs on a framework thread; the callback comes once, there, whatever happens to the message. The number
-    // identifies the message. 0: the framework takes no messages, and no callback comes.
+    // Runs on a framework thread; the callback comes once, on such a thread, whatever happens to the message.
+    // The number identifies the message. 0: no thread can be had, and no callback comes.
     static std::uint64_t SendAsyncMsg(std::wstring_view worker, std::wstring_view operation,
                                       PropertyBag request, ResponseCallback callback,
                                       const SendOptions& options = {});

@@ -4,7 +4,7 @@
 
 namespace CORE {
 
-mfwPluginDll::mfwPluginDll() : lock_(L"mfwPluginDll"), threads_(L"mfwPluginDll") {}
+mfwPluginDll::mfwPluginDll() : threads_(L"mfwPluginDll") {}
 
 mfwPluginDll::~mfwPluginDll() {
     threads_.abandon();  // runs while the module goes: waiting here could be for ever
@@ -41,10 +41,6 @@ bool mfwPluginDll::init(std::wstring_view module) {
 }
 
 void mfwPluginDll::exit(std::wstring_view module) {
-    {
-        const coresync hold(lock_);
-        exiting_ = true;
-    }
     try {
         cleanup();
     } catch (const coreException& e) {
@@ -55,11 +51,6 @@ void mfwPluginDll::exit(std::wstring_view module) {
     __SysMessage(logDebug, module, L"mfwPluginDll wait for threads to go");
     threads_.waitForAll();
     __SysMessage(logDebug, module, L"mfwPluginDll: all threads gone");
-}
-
-bool mfwPluginDll::exiting() const {
-    const coresync hold(lock_);
-    return exiting_;
 }
 
 }  // namespace CORE

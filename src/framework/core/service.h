@@ -88,15 +88,12 @@ class MFWCORE_API mfwPluginDll : public coreref {
     // Returns when no thread runs the module's code any more, so not from a thread that threads() counts.
     void exit(std::wstring_view module);
 
-    bool exiting() const;
     void setModule(void* handle) noexcept { module_ = handle; }
     void* module() const noexcept { return module_; }
     const PropertyBag& parameters() const noexcept { return parameters_; }
     ThreadGroup& threads() noexcept { return threads_; }
 
   private:
-    mutable corecritsec lock_;
-    bool exiting_ = false;
     void* module_ = nullptr;
     PropertyBag parameters_;
     ThreadGroup threads_;

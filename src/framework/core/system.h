@@ -23,9 +23,6 @@ wchar_t upperCase(wchar_t c) noexcept;
 wchar_t lowerCase(wchar_t c) noexcept;
 int osLevel() noexcept;     // as coreosver::level
 bool isAdmin(void* token);  // null: this process. Without tokens on the platform every other one is nobody's
-// Encodings other than UTF-8; nothing when the platform does not know the code page.
-std::optional<std::string> encode(std::wstring_view text, unsigned codePage);
-std::optional<std::wstring> decode(std::string_view text, unsigned codePage);
 
 // Registry: key as "HKLM\...". Values as text; numbers in decimal, bytes in hexadecimal, lists by line. A
 // platform without one has no keys.

@@ -77,10 +77,6 @@ void ThreadGroup::waitForAll() {
     state->threads.joinAll();
 }
 
-int ThreadGroup::running() const {
-    return state_->count.load(std::memory_order_relaxed);
-}
-
 void ThreadGroup::abandon() noexcept {
     state_.reset();
 }

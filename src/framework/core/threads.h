@@ -28,7 +28,6 @@ class MFWCORE_API ThreadGroup {
     // Without time limit; afterwards the threads started here are joined and nobody visits. Not from a thread
     // that is itself counted here.
     void waitForAll();
-    int running() const;
     // For the end of the process or an unload without notice, when waiting could be for ever: the destructor
     // waits for nobody, and threads that still run keep the count alive among themselves. No other call may
     // follow.

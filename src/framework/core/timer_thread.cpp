@@ -21,16 +21,4 @@ void TimerThread::ensureRunning() {
     running_ = true;
 }
 
-void TimerThread::stop() {
-    {
-        std::lock_guard lock(mutex_);
-        if (!running_) return;
-        work_.reset();
-        context_.stop();
-    }
-    thread_.joinAll();  // without the lock: the callback that runs may start a timer
-    std::lock_guard lock(mutex_);
-    running_ = false;
-}
-
 }  // namespace CORE

@@ -11,15 +11,11 @@ namespace CORE {
 
 class TimerThread {
   public:
-    // Never destroyed: timers of modules may be stopped while the process ends.
+    // Lives as long as the process: timers of modules may be stopped while it ends.
     static TimerThread& System();
 
     asio::io_context& context() noexcept { return context_; }
     void ensureRunning();  // throws coreException when no thread can be had
-    // Ends the thread after the callback that runs; timers still due stay due until ensureRunning. Not from a
-    // callback.
-    void stop();
-
   private:
     TimerThread() = default;
     ~TimerThread() = default;

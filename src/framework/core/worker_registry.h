@@ -19,11 +19,8 @@ namespace CORE {
 struct Registration {
     WorkItemFactory factory = nullptr;
     std::wstring name;
-    std::wstring description;
     bool local = true;
     bool remote = false;
-    bool serialised = false;
-    bool foldNames = true;
     ThreadGroup* owner = nullptr;
 };
 
@@ -42,9 +39,6 @@ class WorkerRegistry {
         explicit operator bool() const noexcept { return worker_ != nullptr; }
         const Registration& registration() const noexcept;
         Claim again() const;  // another hold on the same worker
-        // A serialised worker's requests run one at a time, in the order in which they ask. False when
-        // `givenUp` says so before the turn has come (see wake).
-        bool takeTurn(const std::function<bool()>& givenUp = {});
 
       private:
         friend class WorkerRegistry;
@@ -52,7 +46,6 @@ class WorkerRegistry {
         WorkerRegistry* registry_ = nullptr;
         std::shared_ptr<Worker> worker_;
         ThreadGroup::Visit visit_;
-        bool turn_ = false;
     };
 
     void add(Registration registration);  // throws coreException when the name is empty or taken
@@ -62,22 +55,18 @@ class WorkerRegistry {
     bool waitFor(std::wstring_view name, std::chrono::milliseconds limit,
                  const std::function<bool()>& givenUp = {});
     std::vector<std::wstring> localNames() const;
-    void wake();               // whoever waits looks again whether it was given up
-    void endWaits(bool ends);  // waitFor waits no more, or again
+    void wake();  // whoever waits for a worker looks again whether it was given up
 
   private:
     struct FoldedLess {
         using is_transparent = void;
         bool operator()(std::wstring_view a, std::wstring_view b) const noexcept;
     };
-    using Workers = std::multimap<std::wstring, std::shared_ptr<Worker>, FoldedLess>;
-    Workers::const_iterator find(std::wstring_view name) const;
-    void letGo(Worker& worker, bool turn);
+    void letGo(Worker& worker);
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
-    Workers workers_;
-    bool waitsEnd_ = false;
+    std::map<std::wstring, std::shared_ptr<Worker>, FoldedLess> workers_;
 };
 
 }  // namespace CORE

@@ -2,7 +2,6 @@
 #include "framework/core/system.h"
 
 #include <dlfcn.h>
-#include <iconv.h>
 #include <netdb.h>
 #include <pthread.h>
 #include <unistd.h>
@@ -32,44 +31,6 @@ std::optional<std::string> hostName() {
     std::array<char, HOST_NAME_MAX + 1> name{};
     if (gethostname(name.data(), name.size() - 1) != 0 || name[0] == '\0') return std::nullopt;
     return name.data();
-}
-
-std::string iconvName(unsigned codePage) {
-    if (codePage == 20127) return "US-ASCII";
-    if (codePage > 28590 && codePage < 28606) return "ISO-8859-" + std::to_string(codePage - 28590);
-    return "CP" + std::to_string(codePage);
-}
-
-// Units that have no counterpart become a question mark; `unit` is the size of one on the reading side.
-std::optional<std::string> convert(const std::string& to, const std::string& from, std::string_view text,
-                                   std::size_t unit, std::string_view mark) {
-    iconv_t conversion = iconv_open(to.c_str(), from.c_str());
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): the interface's own way to say that it failed
-    if (conversion == reinterpret_cast<iconv_t>(-1)) return std::nullopt;
-    const std::unique_ptr<void, int (*)(iconv_t)> closer(conversion, iconv_close);
-
-    std::string out;
-    std::array<char, 512> buffer;
-    char* in = const_cast<char*>(text.data());
-    std::size_t left = text.size();
-    while (left > 0) {
-        char* end = buffer.data();
-        std::size_t room = buffer.size();
-        const std::size_t done = iconv(conversion, &in, &left, &end, &room);
-        const int error = done == static_cast<std::size_t>(-1) ? errno : 0;
-        out.append(buffer.data(), end);
-        if (error == EILSEQ || error == EINVAL) {
-            out.append(mark);
-            const std::size_t skipped = std::min(unit, left);
-            in += skipped;
-            left -= skipped;
-        }
-    }
-    return out;
-}
-
-std::string_view bytesOf(std::wstring_view text) {
-    return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)};
 }
 
 }  // namespace
@@ -132,18 +93,6 @@ int osLevel() noexcept {
 
 bool isAdmin(void* token) {
     return !token && geteuid() == 0;
-}
-
-std::optional<std::string> encode(std::wstring_view text, unsigned codePage) {
-    return convert(iconvName(codePage), "WCHAR_T", bytesOf(text), sizeof(wchar_t), "?");
-}
-
-std::optional<std::wstring> decode(std::string_view text, unsigned codePage) {
-    const auto bytes = convert("WCHAR_T", iconvName(codePage), text, 1, bytesOf(L"\uFFFD"));
-    if (!bytes) return std::nullopt;
-    std::wstring wide(bytes->size() / sizeof(wchar_t), L'\0');
-    memcpy(wide.data(), bytes->data(), bytes->size());
-    return wide;
 }
 
 std::optional<std::wstring> registryValue(std::wstring_view, std::wstring_view) {

@@ -4,7 +4,6 @@
 #include "platform/windows/handles.h"
 // After the platform's base headers:
 #include <array>
-#include <climits>
 #include <cstring>
 #include <span>
 #include <utility>
@@ -19,10 +18,6 @@ namespace {
 using wsadmin::platform::windows::UniqueHandle;
 using wsadmin::platform::windows::UniqueKey;
 using wsadmin::platform::windows::UniqueLocal;
-
-int intSize(std::size_t size) noexcept {
-    return size > INT_MAX ? INT_MAX : static_cast<int>(size);
-}
 
 // The whole basic plane mapped once, by the file system's rules; a character that maps to nothing single
 // stays.
@@ -47,10 +42,6 @@ std::optional<std::wstring> computerName(COMPUTER_NAME_FORMAT format) {
     if (size == 0 || !GetComputerNameExW(format, name.data(), &size)) return std::nullopt;
     name.resize(size);
     return name;
-}
-
-bool knownCodePage(unsigned codePage) noexcept {
-    return codePage == CP_ACP || IsValidCodePage(codePage);
 }
 
 UniqueKey openKey(std::wstring_view path) {
@@ -178,24 +169,6 @@ bool isAdmin(void* token) {
     const UniqueHandle owner(duplicate);
     BOOL member = FALSE;
     return CheckTokenMembership(duplicate, administrators.data(), &member) && member;
-}
-
-std::optional<std::string> encode(std::wstring_view text, unsigned codePage) {
-    if (!knownCodePage(codePage)) return std::nullopt;
-    const int length = intSize(text.size());
-    const int size = WideCharToMultiByte(codePage, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-    std::string bytes(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(codePage, 0, text.data(), length, bytes.data(), size, nullptr, nullptr);
-    return bytes;
-}
-
-std::optional<std::wstring> decode(std::string_view text, unsigned codePage) {
-    if (!knownCodePage(codePage)) return std::nullopt;
-    const int length = intSize(text.size());
-    const int size = MultiByteToWideChar(codePage, 0, text.data(), length, nullptr, 0);
-    std::wstring wide(static_cast<std::size_t>(size), L'\0');
-    MultiByteToWideChar(codePage, 0, text.data(), length, wide.data(), size);
-    return wide;
 }
 
 std::optional<std::wstring> registryValue(std::wstring_view key, std::wstring_view name) {
