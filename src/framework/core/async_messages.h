@@ -1,4 +1,4 @@
-// Messages that run on a thread of the pool, so that their sender can wait for a limited time or not at all.
+// Messages that run on a pool thread, so that their sender waits with a timeout or not at all.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ class AsyncMessages {
   public:
     AsyncMessages(WorkerRegistry& workers, ThreadPool& pool) : workers_(workers), pool_(pool) {}
 
-    // The message's number; 0 when no thread can be had, and then no callback comes.
+    // The message's number; 0 when no thread could be started, and then the callback is not called.
     std::uint64_t send(std::wstring_view worker, std::wstring_view operation, PropertyBag request,
                        ResponseCallback callback, const SendOptions& options);
     bool cancel(std::uint64_t number);

@@ -1,5 +1,5 @@
-// What a bag that is not empty consists of: one block of text with all names and values, and the entries in
-// order. Calls that throw have changed nothing.
+// The contents of a bag: one block of text with all names and values, and the entries in order. Calls that
+// throw have changed nothing.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,8 @@
 
 namespace CORE {
 
-// Text on its way into a bag, wide or UTF-8 already, measured once. It may lie in the bag's own text.
+// A name or value to be put into a bag, wide or UTF-8, with its size in UTF-8. It may be a view of the bag's
+// own text.
 class SourceText {
   public:
     explicit SourceText(std::wstring_view text) noexcept
@@ -38,8 +39,8 @@ class SourceText {
     std::size_t size_;
 };
 
-// What is compared before a name is read. Of a name in ASCII: its length and its last two letters without
-// regard to case.
+// A hash of a name that is compared before the name is read. Of an ASCII name: its length and its last two
+// letters without regard to case.
 template <class Ch>
 inline std::uint32_t nameKey(std::basic_string_view<Ch> name) noexcept {
     const auto letter = [name](std::size_t fromEnd) -> std::uint32_t {
@@ -48,12 +49,12 @@ inline std::uint32_t nameKey(std::basic_string_view<Ch> name) noexcept {
     };
     return static_cast<std::uint32_t>(name.size()) << 16 | letter(2) << 8 | letter(1);
 }
-inline constexpr std::uint32_t unicodeNameKey = 0xFFFFFFFF;  // of all others: no letter of ASCII gives it
+inline constexpr std::uint32_t unicodeNameKey = 0xFFFFFFFF;  // of all other names; no ASCII name has it
 
 struct BagEntry {
-    std::uint32_t key;     // of the name
+    std::uint32_t key;     // nameKey of the name
     std::uint32_t offset;  // of the name in the text; the value follows it
-    std::uint32_t value;   // the length of the value; of a bag, its place among the bags
+    std::uint32_t value;   // the length of the value, or the index of the bag
     std::uint16_t nameLength;
     bool isBag;
 
@@ -78,14 +79,14 @@ class BagStore {
         return entry.isBag ? &bags_[entry.value] : nullptr;
     }
 
-    // The first entry of that name at a position, which is at most size(), or behind it; null when there is
+    // The first entry of that name at or after the position, which is at most size(); null when there is
     // none.
     template <class Ch>
     [[gnu::always_inline]] const BagEntry* find(std::basic_string_view<Ch> name, std::size_t from = 0) const {
         return unicodeNames_ ? findAmongUnicode(name, from) : findAscii(name, from);
     }
 
-    // Adds a text, or a bag, which is taken over; `value` is then empty.
+    // Appends a text, or moves a bag in; `value` is then empty.
     void append(const SourceText& name, const SourceText& value, PropertyBag* bag);
     void set(std::wstring_view name, const SourceText& value, PropertyBag* bag);
     void merge(BagStore&& other);  // as PropertyBag's operator &=
@@ -96,7 +97,7 @@ class BagStore {
     std::string_view errorText() const noexcept { return text_.view(errorOffset_, errorLength_); }
 
   private:
-    // Looks at the entries whose names are ASCII.
+    // Searches the entries whose names are ASCII.
     template <class Ch>
     [[gnu::always_inline]] const BagEntry* findAscii(std::basic_string_view<Ch> name,
                                                      std::size_t from) const {
@@ -108,11 +109,11 @@ class BagStore {
             if (sameAscii(name, this->name(*entry))) return entry;
         }
     }
-    // The same but for case; the second is ASCII.
+    // Equal without regard to case; `own` is ASCII.
     template <class Ch>
     static inline bool sameAscii(std::basic_string_view<Ch> asked, std::string_view own) noexcept {
         if (asked.size() != own.size()) return false;
-        // Most names are spelt alike: four characters need one comparison.
+        // Most names are equal including case: compares four characters at a time.
         const auto differ = [&](std::size_t at) { return asked[at] ^ static_cast<Ch>(own[at]); };
         std::size_t left = asked.size();
         for (; left >= 4; left -= 4)
@@ -121,7 +122,7 @@ class BagStore {
             if (differ(left - 1) != 0) return sameFolded(asked.substr(0, left), own);
         return true;
     }
-    // As many characters of both as the first has.
+    // Compares as many characters as `asked` has.
     template <class Ch>
     [[gnu::noinline]] static bool sameFolded(std::basic_string_view<Ch> asked,
                                              std::string_view own) noexcept {
@@ -131,10 +132,10 @@ class BagStore {
     }
     const BagEntry* findAmongUnicode(std::string_view name, std::size_t from) const;
     const BagEntry* findAmongUnicode(std::wstring_view name, std::size_t from) const;
-    // Order of two names without regard to case: below, equal to or above 0.
+    // Three-way comparison without regard to case.
     int compareNames(const BagEntry& mine, const BagStore& other, const BagEntry& theirs) const noexcept;
 
-    // An entry whose text is in the block already.
+    // Writes name and value into the text and returns the entry for them.
     BagEntry written(const SourceText& name, const SourceText& value, PropertyBag* bag);
     void roomForEntries(std::size_t more);
     void roomForBags(std::size_t more);
@@ -145,13 +146,13 @@ class BagStore {
 
     WipedText text_;
     std::vector<BagEntry> entries_;
-    std::vector<PropertyBag> bags_;  // some may belong to no entry any more: they are empty
-    std::size_t garbage_ = 0;        // bytes of the text that nobody uses, wiped already
+    std::vector<PropertyBag> bags_;  // those of removed entries stay, empty, until the vector grows
+    std::size_t garbage_ = 0;        // bytes of removed entries in the text, wiped already
     std::uint32_t errorOffset_ = 0;
     std::uint32_t errorLength_ = 0;
     int errorCode_ = 0;
-    bool unicodeNames_ = false;  // has there been a name that is not all ASCII?
-    unsigned depth_ = 0;         // how deep bags are nested in it, at most
+    bool unicodeNames_ = false;  // whether a name outside ASCII was ever added
+    unsigned depth_ = 0;         // upper bound of the nesting depth
 };
 
 }  // namespace CORE

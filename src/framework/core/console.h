@@ -23,7 +23,7 @@ MFWCORE_API void prepareStandardStreams();
 
 MFWCORE_API bool standardErrorIsTerminal() noexcept;
 
-// Asks for one line on the terminal without showing it. Nothing when there is no terminal or the input ended.
+// Prompts for one line on the terminal without echo. Nothing when there is no terminal or the input ended.
 MFWCORE_API std::optional<secretstring> readUnseenLine(std::string_view prompt);
 
 }  // namespace CORE

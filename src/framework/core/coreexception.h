@@ -1,5 +1,4 @@
-// The framework's exception: a broken promise, not an expected failure. It carries its text in the working
-// form.
+// The framework's exception, for broken promises and not for expected failures. It carries a wide text.
 #pragma once
 
 #include <exception>

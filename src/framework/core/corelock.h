@@ -11,7 +11,7 @@
 
 namespace CORE {
 
-// A lock that its holder may take again, with a name for diagnostics.
+// A recursive mutex with a name for diagnostics.
 class MFWCORE_API corecritsec {
   public:
     explicit corecritsec(std::wstring name);
@@ -27,7 +27,7 @@ class MFWCORE_API corecritsec {
     std::wstring name_;
 };
 
-// Holds a lock for a scope. With `take` false the lock is not taken, and not given back.
+// A scoped lock. With `take` false it neither locks nor unlocks.
 class MFWCORE_API coresync {
   public:
     explicit coresync(corecritsec& lock, bool take = true);
@@ -39,9 +39,8 @@ class MFWCORE_API coresync {
     corecritsec* lock_;
 };
 
-// A lock of one writer or many readers. To be used instead of std::shared_mutex, whose first users can get
-// past each other in the Windows runtime of this compiler when they come at the same time: there the first
-// use, not the constructor, makes the lock.
+// A readers-writer lock, to be used instead of std::shared_mutex: the Windows runtime of this compiler
+// initialises that one on first use instead of in the constructor, and concurrent first uses race.
 class SharedMutex : public std::shared_mutex {
   public:
     SharedMutex() {
@@ -50,7 +49,7 @@ class SharedMutex : public std::shared_mutex {
     }
 };
 
-// A manual-reset event: once set it stays set, and everybody waiting goes on.
+// A manual-reset event: set wakes all waiting threads, and the event stays signalled until reset.
 class MFWCORE_API coreevent {
   public:
     coreevent();

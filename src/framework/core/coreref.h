@@ -1,5 +1,5 @@
-// Reference-counted objects. A new object has one reference, its maker's; the last Release destroys it. Both
-// calls may come from any thread.
+// Reference-counted objects. A new object has one reference, its creator's; the last Release deletes it.
+// AddRef and Release are thread safe.
 #pragma once
 
 #include <atomic>
@@ -16,10 +16,9 @@ class MFWCORE_API coreref {
     coreref& operator=(const coreref&) = delete;
     virtual ~coreref();
     virtual long AddRef() noexcept;   // the count afterwards
-    virtual long Release() noexcept;  // the count afterwards; 0: the object is gone
+    virtual long Release() noexcept;  // the count afterwards; 0: the object was deleted
     long RefCount() const noexcept { return count_.load(std::memory_order_relaxed); }
-    // Adds a reference unless the last one has gone; for whoever knows the object, but holds no reference
-    // yet.
+    // Adds a reference unless the count has reached 0 already; for a pointer that holds no reference itself.
     bool TryAddRef() noexcept {
         long count = count_.load(std::memory_order_relaxed);
         while (count > 0)

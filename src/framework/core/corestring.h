@@ -1,5 +1,5 @@
 // Value strings of the framework: corestring<wchar_t> is the working form, corestring<char> holds UTF-8 (or,
-// around encryption, plain bytes). Not thread safe; copies are independent.
+// around encryption, plain bytes). Not thread safe.
 #pragma once
 
 #include <compare>
@@ -18,21 +18,21 @@ namespace CORE {
 
 inline constexpr unsigned codePageUtf8 = 65001;
 
-// UTF-8 to wide and back. What is not valid UTF-8 becomes U+FFFD, a lone surrogate likewise; nothing throws.
+// UTF-8 to wide and back. Each invalid byte and each lone surrogate becomes U+FFFD; no error is reported.
 MFWCORE_API std::wstring toWide(std::string_view utf8);
 MFWCORE_API std::string toUtf8(std::wstring_view wide);
 MFWCORE_API bool isValidUtf8(std::string_view text) noexcept;
-// A file's text without the mark that some editors put before it.
+// A file's text without a byte order mark.
 inline std::string_view withoutByteOrderMark(std::string_view utf8) noexcept {
     constexpr std::string_view mark = "\xEF\xBB\xBF";
     return utf8.substr(utf8.starts_with(mark) ? mark.size() : 0);
 }
 
-// One character folded for comparisons without regard to case: Unicode's simple mapping where upper and lower
-// form are a pair, whatever the locale. Nothing outside ASCII folds into ASCII.
+// Case folding of one character, independent of the locale: Unicode's simple mapping to upper case where that
+// can be reversed. Nothing outside ASCII folds into ASCII.
 MFWCORE_API wchar_t foldCase(wchar_t c) noexcept;
-MFWCORE_API wchar_t lowerCase(wchar_t c) noexcept;  // the simple mapping the other way, for showing
-// Order of two texts without regard to case: below, equal to or above 0.
+MFWCORE_API wchar_t lowerCase(wchar_t c) noexcept;  // the simple mapping to lower case, for display
+// Three-way comparison without regard to case: below, equal to or above 0.
 MFWCORE_API int compareFolded(std::wstring_view a, std::wstring_view b) noexcept;
 MFWCORE_API int compareFolded(std::string_view a, std::string_view b) noexcept;  // both UTF-8
 inline bool equalFolded(std::wstring_view a, std::wstring_view b) noexcept {
@@ -41,11 +41,11 @@ inline bool equalFolded(std::wstring_view a, std::wstring_view b) noexcept {
 inline bool equalFolded(std::string_view a, std::string_view b) noexcept {
     return compareFolded(a, b) == 0;
 }
-// One spelling for all texts that are equal without regard to case. Of bytes that are not UTF-8 only the
-// ASCII letters fold, so that they stay apart.
+// The same text for all texts that are equal without regard to case. In invalid UTF-8 only ASCII letters are
+// folded, so that different bytes stay different.
 MFWCORE_API std::string foldText(std::string_view utf8);
 
-// Overwrites memory in a way that the compiler does not remove.
+// Overwrites memory; the compiler does not optimise it away.
 MFWCORE_API void wipeMemory(void* data, std::size_t bytes) noexcept;
 
 enum class ComputerNameFormat { netBios, dnsFullyQualified };
@@ -55,9 +55,9 @@ concept wideCharacter = std::is_same_v<Ch, wchar_t>;
 template <class I, class Ch>
 concept numberBeside = std::is_integral_v<I> && !std::is_same_v<I, Ch> && !std::is_same_v<I, bool>;
 
-// Both kinds are instantiated in the library. What is defined there is marked function by function: a mark on
-// the whole class, or an extern template, would make the inline functions the library's too, and its linker
-// does not export those.
+// Both instances are compiled into mfwcore. MFWCORE_API stands at each function that is defined there: on the
+// whole class, or on an extern template, it would import the inline functions too, which the linker does not
+// export.
 template <class Ch>
 class corestring {
   public:
@@ -109,8 +109,7 @@ class corestring {
     MFWCORE_API corestring& append(view_type text);
     MFWCORE_API corestring& trim(view_type set);
     MFWCORE_API corestring& toLower();
-    // Empty pieces are left out, as lists that people typed have them. Without a separator: , ; and white
-    // space.
+    // Splits without empty pieces. Without a separator: at commas, semicolons and white space.
     MFWCORE_API std::vector<corestring> split(Ch separator) const;
     MFWCORE_API std::vector<corestring> split() const;
 
@@ -121,7 +120,8 @@ class corestring {
         return *this;
     }
 
-    // Numbers as people write them: blanks around, a sign; anything else (also overflow) gives the default.
+    // A decimal number with an optional sign and white space around; anything else, also overflow, gives the
+    // fallback.
     MFWCORE_API int toInt(int fallback = 0) const noexcept;
     MFWCORE_API unsigned toUInt(unsigned fallback = 0) const noexcept;
     MFWCORE_API bool toBool(bool fallback = false) const noexcept;  // "true", "false" (any case) and numbers
@@ -134,11 +134,11 @@ class corestring {
     corestring<wchar_t> _wstr(unsigned codePage = codePageUtf8) const { return to_wstr(codePage); }
     corestring<wchar_t> _tstr(unsigned codePage = codePageUtf8) const { return to_wstr(codePage); }
 
-    // The last component of a path (both slashes count), and the text without its last ".suffix".
+    // The last component of a path with either slash, and the path without its last ".suffix".
     MFWCORE_API corestring lastPath() const;
     MFWCORE_API corestring dropSuffix() const;
 
-    // What the system knows; of wide strings only. %NAME% of an unknown variable stays as it is.
+    // Questions to the operating system. expandEnv leaves %NAME% of an unknown variable as it is.
     MFWCORE_API corestring expandEnv() const requires wideCharacter<Ch>;
     MFWCORE_API static corestring getComputerName() requires wideCharacter<Ch>;
     MFWCORE_API static corestring getComputerNameEx(ComputerNameFormat format) requires wideCharacter<Ch>;
@@ -150,8 +150,8 @@ class corestring {
     static corestring errorText(std::uint32_t systemError) requires wideCharacter<Ch> {
         return formatError(systemError);
     }
-    // "HKLM\..." key and value name; the default when the value is not there. The policy form looks first at
-    // the same key below "SOFTWARE\Policies".
+    // A registry value by key ("HKLM\...") and name; the fallback when there is none. The policy form looks
+    // in the same key below "Software\Policies" first.
     MFWCORE_API static corestring readRegistry(view_type key, view_type valueName,
                                                view_type fallback = {}) requires wideCharacter<Ch>;
     MFWCORE_API static corestring readRegistryPolicyOverride(
@@ -192,7 +192,7 @@ class corestring {
 using wstr = corestring<wchar_t>;
 using mstr = corestring<char>;
 
-// UTF-8 or binary text that is overwritten when it goes, moves away or grows. For passwords and keys.
+// A password or key, as UTF-8 or bytes. Its memory is overwritten before it is freed, also when it grows.
 class MFWCORE_API secretstring {
   public:
     secretstring() noexcept;
@@ -211,7 +211,7 @@ class MFWCORE_API secretstring {
     std::string_view view() const noexcept { return {c_str(), size_}; }
 
   private:
-    // Not a std::string: what is short lives inside that object, and a swap leaves parts of it behind.
+    // Not a std::string: that keeps short text inside the object, and swap and move leave copies behind.
     std::unique_ptr<char[]> text_;
     std::size_t size_ = 0;
 };

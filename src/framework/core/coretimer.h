@@ -1,5 +1,5 @@
 // A one-shot timer: derive, override OnTimer, and start it again from there for periodic work. Callbacks run
-// on the framework's one timer thread and must not block; a throwing callback is logged.
+// on the framework's single timer thread and must not block; an exception in a callback is logged.
 #pragma once
 
 #include <memory>
@@ -11,20 +11,20 @@ namespace CORE {
 
 class ThreadGroup;
 
-// While a callback runs the timer holds a reference to the object, so it may be released meanwhile, also by
-// the callback; an object whose last reference has gone gets no callback any more. Any thread may call.
+// The framework holds a reference to the timer while its callback runs, so the timer may be released
+// meanwhile, even by the callback. After the last Release no callback begins. Thread safe.
 class MFWCORE_API coretimer : public coreref {
   public:
-    // `owner` counts the timer thread while it runs the callback, as a module does whose code that is.
+    // `owner` counts the timer thread while the callback runs, so that the callback's module stays loaded.
     explicit coretimer(ThreadGroup* owner = nullptr);
-    // A derived class whose objects are not destroyed by their last Release calls StopTimerWithWait in its
-    // destructor.
+    // A derived class whose objects are not deleted by Release must call StopTimerWithWait in its destructor:
+    // a callback could otherwise use a partly destroyed object.
     ~coretimer() override;  // NOLINT(bugprone-exception-escape)
-    // Starts anew when it already runs. Throws coreException when there is no timer thread to be had.
+    // Restarts a running timer. Throws coreException when the timer thread cannot be started.
     void StartTimer(unsigned milliseconds);
-    // A callback that already runs goes on, but does not start the timer again.
+    // A running callback continues, but when it restarts the timer that is ignored.
     void StopTimer();
-    void StopTimerWithWait();  // waits for such a callback, unless called from that very callback
+    void StopTimerWithWait();  // also waits for a running callback, unless called from it
 
   protected:
     virtual void OnTimer() = 0;

@@ -1,4 +1,4 @@
-// Handing one message to one worker's object.
+// Delivers one message to one WorkItem.
 #pragma once
 
 #include <mutex>
@@ -9,12 +9,12 @@
 
 namespace CORE {
 
-// Where another thread finds the object of a running request.
+// The WorkItem of a running request, for the thread that aborts it.
 class RunningItem {
   public:
-    // Null: it runs no more. True when it was aborted before it could be found.
+    // Null when the request has ended. True when abort was called before.
     [[nodiscard]] bool set(WorkItem* item, const WorkerRegistry::Claim* claim);
-    void abort();  // tells the object, when there is one
+    void abort();  // calls AbortHandler of the running object, if any
 
   private:
     std::mutex mutex_;
@@ -23,14 +23,13 @@ class RunningItem {
     bool aborted_ = false;
 };
 
-// Makes the worker's object, lets it answer and releases it. Nothing is thrown: what the worker throws is
-// logged and becomes an error of the response. `running` may be null.
+// Creates the WorkItem, lets it answer and releases it. Throws nothing: an exception of the worker is logged
+// and becomes an error of the response. `running` may be null.
 RespType deliver(const WorkerRegistry::Claim& claim, const std::wstring& operation,
                  const PropertyBag& request, PropertyBag& response, const MsgBinary* requestBinary,
                  MsgBinary* responseBinary, RunningItem* running);
 
-// The error of a message that finds no worker, or only one that takes no messages of this machine; true when
-// so.
+// True, with the error in the response, when there is no worker or it takes no messages of this machine.
 bool refuse(const WorkerRegistry::Claim& claim, std::wstring_view worker, PropertyBag& response);
 
 }  // namespace CORE

@@ -1,9 +1,9 @@
-// The framework's printf-style wide formats, type safe: an argument brings its own type, so a format that
-// names another type prints what is there and never reads wrong memory.
+// The framework's printf-style wide formats, type safe: an argument carries its own type, so a conversion
+// that names another type prints the argument in its own form and never reads wrong memory.
 //
 // %s %S print text of either width; %d %u %x %X numbers; %c a character; %p an address; %% a percent sign.
-// Sizes (h l w) are read and mean nothing, because an argument knows its own. Flags "-" and "0", and a width.
-// A format without its argument prints itself; spare arguments are ignored.
+// Size modifiers (h l w) are ignored, because an argument knows its size. Flags "-" and "0", and a width. A
+// conversion without an argument prints itself; surplus arguments are ignored.
 #pragma once
 
 #include <concepts>
@@ -25,7 +25,7 @@ class corestring;
 template <class E>
 concept enumeration = std::is_enum_v<E>;
 
-// One argument: a view of what the caller passed, good for the duration of the call.
+// One argument: a view of what the caller passed, valid during the call.
 class FormatArg {
   public:
     enum class Kind { signedInteger, unsignedInteger, wide, narrow, pointer };

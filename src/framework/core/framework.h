@@ -17,7 +17,7 @@ namespace CORE {
 
 using WorkItemFactory = WorkItem* (*)();
 
-// What an installation is, as bits. One with neither is no server.
+// The role of an installation as bit flags. Both clear is invalid.
 namespace InstType {
 inline constexpr std::uint32_t connectionServer = 1, securityServer = 2;
 }
@@ -35,28 +35,29 @@ class MFWCORE_API MessageFrameWork {
   public:
     static MessageFrameWork& System();
 
-    // Registers a worker; the description is for people. Of the four flags, in order: the worker takes
-    // messages of this machine; of remote machines; the last two must be false and true, because a worker's
-    // requests always run at the same time and names always compare without regard to case. `owner` counts
-    // the threads that run its code, from the look-up of the name until the WorkItem is gone. A factory that
-    // answers null refuses as if the worker were gone. Throws coreException when the name is taken or empty,
-    // or a flag is not one of these.
+    // Registers a worker; the description is for people. `local` and `remote`: whether it takes messages of
+    // this machine and of remote ones. `serialised` must be false and `foldNames` true: requests of one
+    // worker always run concurrently, and names are always compared without regard to case. `owner` counts
+    // the threads that run the worker's code, from the lookup of the name until the WorkItem is destroyed. A
+    // factory that returns null makes the worker look uninstalled. Throws coreException when the name is
+    // taken or empty, or for other flags.
     void AddWorker(WorkItemFactory factory, std::wstring_view name, std::wstring_view description, bool local,
                    bool remote, bool serialised, bool foldNames, ThreadGroup* owner = nullptr);
-    // New requests no longer find it, those that run go on. `wait` waits for them, and must not be asked for
-    // from inside one of them. False when there was none. The framework's own worker "System" stays.
+    // New requests no longer find the worker; running requests continue. With `wait` the call returns when
+    // they have ended, and is a deadlock from inside one of them. False when there is no such worker. The
+    // framework's own worker "System" cannot be removed.
     bool RemoveWorker(std::wstring_view name, bool wait);
-    // Waits up to so many milliseconds for a worker of that name; the cancelling of any message ends the wait
-    // once `givenUp` says so.
+    // Waits up to the timeout for a worker of that name. `givenUp` is asked again whenever a message is
+    // cancelled or times out; true ends the wait early.
     bool IsWorkerInstalled(std::wstring_view name, unsigned timeoutMs,
                            const std::function<bool()>& givenUp = {});
 
-    // Channels to remote machines: not carried by this host yet, so opening one answers null.
+    // Channels to remote machines. This host carries none, so opening one returns null.
     std::shared_ptr<MessageChannel> ConnectChannelByTicket(std::wstring_view type, std::wstring_view ticket,
                                                            std::wstring_view address);
     void CloseChannel(const std::shared_ptr<MessageChannel>& channel);
 
-    // What the host says of this installation, a connection server until it does.
+    // The role of this installation, set by the host; a connection server by default.
     InstRole GetInstRole() const noexcept;
     void setInstRole(std::uint32_t type) noexcept;
 
@@ -78,7 +79,7 @@ inline InstRole GetInstRole() {
 
 struct coreosver {
     static constexpr int oldest = 1, newest = 10;
-    // The generation of the operating system, 0 where it cannot be found out. Linux counts as the newest.
+    // The generation of the operating system, 0 where it is unknown. Linux counts as the newest.
     //   1  older than Windows 2000
     //   2  2000 (version 5.0)
     //   3  XP (5.1)

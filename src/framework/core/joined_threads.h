@@ -1,6 +1,6 @@
-// Threads that are always joined: one that ends puts itself aside, and the next start, or joinAll, joins it.
-// So nothing of a thread, not even what its end runs, outlives joinAll. Any thread may call; joinAll not from
-// one of the threads.
+// Threads that are always joined: a thread that ends is joined by the next start or by joinAll. So nothing of
+// a thread, not even its thread-local destructors, runs after joinAll. Thread safe; joinAll is a deadlock
+// from one of the threads.
 #pragma once
 
 #include <functional>
@@ -12,12 +12,12 @@ namespace CORE {
 class JoinedThreads {
   public:
     JoinedThreads();
-    // Waits for nobody and takes no lock: threads that still run go on, detached.
+    // Does not wait: running threads are detached.
     ~JoinedThreads();
     JoinedThreads(const JoinedThreads&) = delete;
     JoinedThreads& operator=(const JoinedThreads&) = delete;
 
-    // False when no thread could be had. The body must not throw.
+    // False when no thread could be started. The body must not throw.
     [[nodiscard]] bool start(std::wstring name, std::function<void()> body);
     void joinAll();
 

@@ -10,10 +10,10 @@ namespace CORE {
 
 class MFWCORE_API library {
   public:
-    // Null when it cannot be loaded; `failure` is then the system's reason. A path without folder is searched
-    // for as the system does.
+    // Null when it cannot be loaded, with the system's reason in `failure`. A path without a folder is looked
+    // up in the system's search path.
     static std::unique_ptr<library> load(const std::wstring& path, std::wstring& failure);
-    // Unloads it: nothing of it may still run, and nothing that it made may still be held.
+    // Unloads it: none of its code may still run, and no object of it may still be in use.
     ~library();
     library(const library&) = delete;
     library& operator=(const library&) = delete;

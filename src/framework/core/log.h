@@ -1,5 +1,5 @@
-// The framework's log. One call, one line: level, module, and a format of format.h. Lines go to every sink
-// that wants their level; without such a sink nothing is formatted. Any thread may log.
+// The framework's log. One call writes one line: level, module, and a format of format.h. Lines go to every
+// sink that takes their level; without such a sink nothing is formatted. Thread safe.
 #pragma once
 
 #include <functional>
@@ -16,8 +16,8 @@ enum LogLevel : int { logDebug = 0, logVerbose = 1, logInfo = 2, logWarning = 3,
 
 using LogSink = std::function<void(int level, std::wstring_view module, std::wstring_view text)>;
 
-// The sink is called for lines of that level and above, from any thread, one call at a time, until the handle
-// goes. A sink must not log, nor add or drop sinks.
+// The sink is called for lines of that level and above until the handle is destroyed, on any thread, one call
+// at a time. A sink must not log, nor add or remove sinks.
 class LogHandle;
 [[nodiscard]] MFWCORE_API std::shared_ptr<LogHandle> addLogSink(int fromLevel, LogSink sink);
 MFWCORE_API bool logWanted(int level) noexcept;
@@ -30,7 +30,7 @@ void __SysMessage(int level, std::wstring_view module, std::wstring_view format,
     if (logWanted(level)) writeLogLine(level, module, formatText(format, args...));
 }
 
-// Announces at the debug level that a library was loaded or is going.
+// Logs at the debug level that a library was loaded or unloaded.
 MFWCORE_API void sysmsgLogLoaded(std::wstring_view module, bool loaded);
 
 }  // namespace CORE

@@ -1,5 +1,4 @@
-// What takes more than a call of the system, behind the strings' functions of the same names. Inside the
-// framework.
+// The system functions of strings that need more than one call of the system. Internal to the framework.
 #pragma once
 
 #include <optional>

@@ -2,16 +2,15 @@
 // without regard to case; order is kept. Every request and response of every operation is one. A bag also has
 // an error state.
 //
-// All its memory is overwritten when it is given back, because requests carry passwords. Adding and walking
-// the entries take time proportional to their number; each look-up by name compares the names in order.
-// Nested and merged bags are moved instead of copied where they are rvalues. Reading the same bag from
-// several threads is safe, changing it is not.
+// All its memory is overwritten before it is freed, because requests carry passwords. Adding an entry takes
+// constant time on average; a lookup by name is a linear search. Bags passed as rvalues are moved instead of
+// copied. Concurrent reading is safe, changing is not.
 //
-// Text is kept as UTF-8, and nothing that is put in is lost: a wchar_t that is no character has a form of its
-// own inside, so that it comes out of get as it went in, and bytes that are not valid UTF-8 come out of utf8
-// as they went in (get shows U+FFFD for them). What utf8 gives is therefore valid UTF-8 only if that was put
-// in. A bag holds at most 4 GB of text, a name at most 65,535 bytes, and bags nest at most 200 deep; beyond
-// that, coreException. A call that throws has changed nothing.
+// Text is stored as UTF-8 without loss: get returns a lone surrogate, or a wchar_t beyond Unicode, as it was
+// put in, and utf8 returns invalid bytes as they were put in (get returns U+FFFD for them). So the result of
+// utf8 is valid UTF-8 only if that was put in. A bag holds at most 4 GB of text, a name at most 65,535 bytes,
+// and bags nest at most 200 deep; beyond that a call throws coreException. A call that throws has changed
+// nothing.
 #pragma once
 
 #include <cstddef>
@@ -45,9 +44,9 @@ class MFWCORE_API PropertyBag {
     PropertyBag& operator&=(const PropertyBag& other);
     PropertyBag& operator&=(PropertyBag&& other);
 
-    // Looking up. The first entry of that name counts. The text of a nested bag is empty; a fallback is given
-    // only where there is no entry, or no number or truth value in it. Views and nested bags are good until
-    // the bag changes.
+    // Lookup. The first entry of that name counts. The text of a nested bag is empty; the fallback is
+    // returned only where there is no entry, or no number or truth value in it. Views and nested bags are
+    // valid until the bag changes.
     wstr get(std::wstring_view name, std::wstring_view fallback = {}) const;
     wstr get(std::size_t index) const;  // empty past the end
     wstr getName(std::size_t index) const;
@@ -69,8 +68,8 @@ class MFWCORE_API PropertyBag {
     bool getNext(std::wstring_view name, wstr& value, std::size_t& position) const;
     const PropertyBag* getNextBag(std::wstring_view name, std::size_t& position) const;
 
-    // Changing. set replaces the first entry of the name, spelling included, and removes its repetitions, or
-    // adds; add always appends. Values may be views of this very bag.
+    // Changes. set replaces the first entry of the name, including the name's spelling, and removes its
+    // repetitions; without such an entry it appends. add always appends. Values may be views of this bag.
     void set(std::wstring_view name, std::wstring_view value);
     void set(std::wstring_view name, std::string_view utf8Value);
     void add(std::wstring_view name, std::wstring_view value);
@@ -97,9 +96,8 @@ class MFWCORE_API PropertyBag {
     int getError() const noexcept;
     wstr getErrorText() const;
 
-    // For logs, one line: name=value pairs in order, nested bags in braces; entries are separated by
-    // `separator`, and control characters are written as in C. Values, and whole bags, under names that speak
-    // of secrets are "*****".
+    // One line for logs: name=value pairs in order, nested bags in braces, control characters escaped as in
+    // C. Values and bags whose names stand for secrets are shown as "*****".
     wstr flattenForDisplay(std::wstring_view separator = L", ") const;
     // Adds every value of the registry key as an entry; false when there is no such key.
     bool loadFromRegistry(std::wstring_view key);
@@ -110,10 +108,10 @@ class MFWCORE_API PropertyBag {
     BagStore& writable();
     void appendBag(const SourceText& name, PropertyBag&& bag);
 
-    std::unique_ptr<BagStore> store_;  // null until something is put in
+    std::unique_ptr<BagStore> store_;  // null in an empty bag without error
 };
 
-// An entry as it is kept; good until the bag changes.
+// A view of one entry, valid until the bag changes.
 struct BagProperty {
     std::string_view name;
     std::string_view value;  // empty for a nested bag

@@ -11,16 +11,18 @@
 namespace CORE {
 
 // AES-256-GCM with a random nonce; the text form is "{1}" and base64 of nonce, cipher text and tag. The key
-// is the host's: 32 bytes in a file that only its owner may read, made on first use. Any thread.
+// is the host's: 32 bytes in a file that only its owner may read, created on first use. Thread safe.
 class MFWCORE_API SecurityManager {
   public:
     static SecurityManager& System();
-    // Another place for the key, instead of the platform's; a key that is in use is forgotten.
+    // Replaces the platform's default path of the key file, and forgets the present key.
     void setKeyFile(std::wstring_view path);
 
-    // Empty when the text was not made under this key or was changed; the failure is logged without the text.
+    // Empty when the text was encrypted with another key or was changed; logged as an error, without the
+    // text.
     mstr Decrypt(std::wstring_view encrypted);
-    wstr Encrypt(std::string_view plain);  // throws coreException when there is no key to be had
+    wstr Encrypt(
+        std::string_view plain);  // throws coreException when the key can be neither read nor created
 
   private:
     SecurityManager();

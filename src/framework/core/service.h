@@ -27,11 +27,11 @@ class MFWCORE_API service : public coreref {
     bool stopped() const noexcept { return stopped_; }
     const coreevent* stopEvent() const noexcept { return stopEvent_.get(); }  // null without one
 
-    // Stores the name and registers the worker. A coreException of AddWorker ends here, as a warning in the
-    // log, and leaves the worker unregistered.
+    // Stores the name and registers the worker. A coreException of AddWorker is caught and logged as a
+    // warning, and leaves the worker unregistered.
     void registerWorker(WorkItem* (*factory)(), std::wstring_view name, std::wstring_view description,
                         bool local, bool remote, bool serialised, bool foldNames, ThreadGroup* owner);
-    void unregisterWorker();  // when registered; running requests go on
+    void unregisterWorker();  // when registered; running requests continue
     void stop();              // sets the flag and signals the event
 
   private:
@@ -41,7 +41,8 @@ class MFWCORE_API service : public coreref {
     std::unique_ptr<coreevent> stopEvent_;
 };
 
-// Where a module keeps its one service for the requests that come, null while there is none. Any thread.
+// The module's pointer to its one service, from which each request takes its reference; null while there is
+// none. Thread safe.
 template <class Service>
 class CurrentService {
   public:
@@ -49,7 +50,7 @@ class CurrentService {
         const std::lock_guard hold(mutex_);
         return service_;
     }
-    // What was there goes only after the lock is free again: its destruction may take long.
+    // The former service is released after unlocking, because its destruction may take long.
     void set(refptr<Service> service) {
         const std::lock_guard hold(mutex_);
         std::swap(service_, service);
@@ -71,7 +72,7 @@ class MFWCORE_API serviceOperation : public WorkItem {
     virtual void afterOperation(const wchar_t* operation, PropertyBag& response);        // base: nothing
 };
 
-// One static instance per module, which the exported functions of the module hand their calls to.
+// One static instance per module, which the module's exported functions forward to.
 class MFWCORE_API mfwPluginDll : public coreref {
   public:
     mfwPluginDll();
@@ -81,11 +82,11 @@ class MFWCORE_API mfwPluginDll : public coreref {
     virtual void initialiseAsync();          // on "PluginInitThread"; base: nothing
     virtual void cleanup();                  // base: nothing
 
-    // What the three exported functions do. `module` is the source name of their log lines. No exception
-    // leaves them.
+    // The bodies of the three exported functions. `module` is the source name of their log lines. They throw
+    // nothing.
     bool params(const PropertyBag* bag);  // true; a null bag changes nothing
     bool init(std::wstring_view module);
-    // Returns when no thread runs the module's code any more, so not from a thread that threads() counts.
+    // Returns when no thread runs the module's code any more: a deadlock on a thread that threads() counts.
     void exit(std::wstring_view module);
 
     void setModule(void* handle) noexcept { module_ = handle; }

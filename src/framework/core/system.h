@@ -1,5 +1,5 @@
 // What the framework itself asks of the operating system. Each platform implements these few functions;
-// nothing else in core/ touches it.
+// nothing else in core/ calls the system.
 #pragma once
 
 #include <cstdint>
@@ -22,23 +22,24 @@ std::wstring errorText(std::uint32_t error);  // without the line end; a text wi
 wchar_t upperCase(wchar_t c) noexcept;
 wchar_t lowerCase(wchar_t c) noexcept;
 int osLevel() noexcept;     // as coreosver::level
-bool isAdmin(void* token);  // null: this process. Without tokens on the platform every other one is nobody's
+bool isAdmin(void* token);  // null: this process. False for a token on a platform without tokens
 
-// Registry: key as "HKLM\...". Values as text; numbers in decimal, bytes in hexadecimal, lists by line. A
-// platform without one has no keys.
+// Registry: key as "HKLM\...". Values as text: 32-bit numbers in decimal, lists by line, %NAME% expanded,
+// other types in hexadecimal. A platform without a registry has no keys.
 std::optional<std::wstring> registryValue(std::wstring_view key, std::wstring_view name);
+// False when there is no such key.
 bool registryValues(std::wstring_view key,
                     const std::function<void(std::wstring_view, std::wstring_view)>& each);
 
-std::wstring defaultKeyFile();  // where the host's key is kept; the folder may be missing
-// Makes the folder for its owner alone, below folders of any mode. One that is there stays as it is.
+std::wstring defaultKeyFile();  // default path of the host's key; the folder may be missing
+// Creates the folder for its owner alone, below folders of any mode. An existing one stays unchanged.
 void createPrivateFolder(const std::wstring& path);
-// Makes a file that nobody but its owner may ever read. It appears with all its content or not at all; false
-// when there is one of that name already, which stays as it is. The folder must be there.
+// Creates a file that only its owner may read at any time, atomically with all its content. False when there
+// is a file of that name already, which stays unchanged. The folder must exist.
 bool createPrivateFile(const std::wstring& path, std::span<const unsigned char> content);
-// The beginning of such a file, as much as fits; how much that was. Nothing when there is no such file. A
-// link and a file that others own or may use are refused. Like the other two throws coreException when the
-// system refuses.
+// Reads the beginning of such a file into the buffer; returns how many bytes, or nothing when there is no
+// such file. A link and a file that others own or may use are refused. All three throw coreException on other
+// errors.
 std::optional<std::size_t> readPrivateFile(const std::wstring& path, std::span<unsigned char> buffer);
 void nameThisThread(std::wstring_view name) noexcept;
 

@@ -1,5 +1,5 @@
-// The elastic pool that requests run on: it grows when no thread is idle, because a request may block for
-// minutes, and threads that stay idle end.
+// The elastic thread pool that requests run on: it grows when no thread is idle, because a request may block
+// for minutes, and a thread that has been idle for 30 seconds ends.
 #pragma once
 
 #include <condition_variable>
@@ -16,7 +16,7 @@ class ThreadPool {
   public:
     using Task = std::function<void()>;  // must not throw
 
-    // False when the pool has no thread and can get none; the task is gone then.
+    // False, with the task dropped, when the pool has no thread and none can be started.
     [[nodiscard]] bool submit(Task task);
 
   private:

@@ -1,5 +1,5 @@
-// Threads that a module starts, and framework threads that run its code, counted, so that its exit can wait
-// for all.
+// Counts the threads that run a module's code, its own and the framework's, so that PluginExit can wait until
+// the module may be unloaded.
 #pragma once
 
 #include <functional>
@@ -11,8 +11,8 @@
 
 namespace CORE {
 
-// The count is kept apart from the object, in the framework's own memory: who is counted out last touches
-// nothing of the module, which may be unloaded at that very moment.
+// The counter is allocated by mfwcore, apart from this object: a thread that has decremented it touches
+// nothing of the module any more, because the module may be unloaded at that moment.
 class MFWCORE_API ThreadGroup {
   public:
     explicit ThreadGroup(std::wstring_view module);  // the source name of log lines about its threads
@@ -21,23 +21,21 @@ class MFWCORE_API ThreadGroup {
     ThreadGroup& operator=(const ThreadGroup&) = delete;
 
     void nameModule(std::wstring_view module);
-    // Runs the function on a new thread of that name. False when no thread could be started. What the
-    // function throws is logged at the error level. The function object is destroyed before the thread counts
-    // as gone.
+    // Runs the function on a new thread of that name. False when no thread could be started. An exception is
+    // logged at the error level. The function object is destroyed before the counter is decremented.
     [[nodiscard]] bool start(const std::wstring& name, std::function<void()> function);
-    // Without time limit; afterwards the threads started here are joined and nobody visits. Not from a thread
-    // that is itself counted here.
+    // Waits without a timeout until the counter is 0, and joins the threads started here. A deadlock when
+    // called from a thread that is counted here.
     void waitForAll();
-    // For the end of the process or an unload without notice, when waiting could be for ever: the destructor
-    // waits for nobody, and threads that still run keep the count alive among themselves. No other call may
-    // follow.
+    // For process exit, or an unload without PluginExit, where waiting could be a deadlock: the destructor
+    // does not wait, and running threads keep the counter alive. No other call may follow.
     void abandon() noexcept;
 
   private:
     struct State;
 
   public:
-    // Counts the caller's own thread for a scope, or for as long as the object is kept; a copy counts again.
+    // Counts the calling thread for as long as this object exists; each copy counts once more.
     class MFWCORE_API Visit {
       public:
         explicit Visit(ThreadGroup* group = nullptr);  // null counts nowhere

@@ -1,4 +1,4 @@
-// The framework's one timer thread. It starts with the first timer.
+// The framework's single timer thread, started with the first timer.
 #pragma once
 
 #include <mutex>
@@ -11,11 +11,12 @@ namespace CORE {
 
 class TimerThread {
   public:
-    // Lives as long as the process: timers of modules may be stopped while it ends.
+    // Never destroyed: modules may still stop their timers during process exit.
     static TimerThread& System();
 
     asio::io_context& context() noexcept { return context_; }
-    void ensureRunning();  // throws coreException when no thread can be had
+    void ensureRunning();  // throws coreException when no thread can be started
+
   private:
     TimerThread() = default;
     ~TimerThread() = default;

@@ -1,5 +1,4 @@
-// A block of text that is overwritten before it is given back. It never grows: who needs more makes a larger
-// one.
+// A block of text that is overwritten before it is freed. Its capacity is fixed.
 #pragma once
 
 #include <cstddef>
@@ -37,7 +36,7 @@ class WipedText {
     std::string_view view(std::size_t offset, std::size_t length) const noexcept {
         return {block_.get() + offset, length};
     }
-    // So many bytes more, not more than there is room for; where to write them.
+    // Lengthens the text by so many bytes, at most room(), and returns where to write them.
     char* extend(std::size_t bytes) noexcept { return block_.get() + std::exchange(size_, size_ + bytes); }
     void append(std::string_view text) noexcept {
         if (!text.empty()) std::memcpy(extend(text.size()), text.data(), text.size());

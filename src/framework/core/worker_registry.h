@@ -1,4 +1,4 @@
-// The workers of this process by name, and the claims that running requests have on them.
+// The workers of this process by name, and the claims of running requests on them.
 #pragma once
 
 #include <chrono>
@@ -28,8 +28,8 @@ class WorkerRegistry {
     struct Worker;
 
   public:
-    // One request's hold on a worker: taken under the lock that finds the name, so that whoever removes the
-    // worker afterwards sees it counted, and kept until the request's object is gone. Moved, not copied.
+    // One request's hold on a worker. It is taken under the same lock as the lookup of the name, so that a
+    // later removal counts the request, and is kept until the WorkItem is destroyed.
     class Claim {
       public:
         Claim() = default;
@@ -51,11 +51,11 @@ class WorkerRegistry {
     void add(Registration registration);  // throws coreException when the name is empty or taken
     bool remove(std::wstring_view name, bool wait);
     Claim claim(std::wstring_view name);  // empty when there is none
-    // False also when `givenUp` says so before the worker has come (see wake).
+    // False after the limit, or when `givenUp` returns true (see wake).
     bool waitFor(std::wstring_view name, std::chrono::milliseconds limit,
                  const std::function<bool()>& givenUp = {});
     std::vector<std::wstring> localNames() const;
-    void wake();  // whoever waits for a worker looks again whether it was given up
+    void wake();  // makes every waitFor ask its `givenUp` again
 
   private:
     struct FoldedLess {
