@@ -11,6 +11,9 @@
 #include "framework/core/plugin_api.h"
 #include "support/log_capture.h"
 #include "support/temp_folder.h"
+#if !defined(_WIN32)
+#include <dlfcn.h>
+#endif
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
@@ -79,6 +82,17 @@ bool answers() {
            response.get(L"result") == L"ok";
 }
 
+// Whether the process still has the library; told by the loader where it can be asked.
+bool isLoaded() {
+#if defined(_WIN32)
+    return false;
+#else
+    void* const library = dlopen(CORE::toUtf8(libraryPath()).c_str(), RTLD_NOW | RTLD_NOLOAD);
+    if (library) dlclose(library);
+    return library != nullptr;
+#endif
+}
+
 std::size_t heapInUse() {
 #if defined(__GLIBC__)
     return mallinfo2().uordblks;
@@ -91,24 +105,31 @@ TEST(Plugin, LoadsAndUnloadsAThousandTimes) {
     constexpr int times = 1000;
     const wstest::TempFolder folder;
     const CORE::PropertyBag startup = smallLab(folder);
-    // The announcement of each load shows that the library had really gone before.
-    std::atomic<int> loads{0};
+    // "loaded" is the first line of PluginInit and "unloaded" the last one of PluginExit.
+    std::atomic<int> loads{0}, unloads{0};
+    std::wstring last;
     const auto sink = CORE::addLogSink(CORE::logDebug, [&](int, std::wstring_view, std::wstring_view text) {
-        if (text.find(L"oaded") != std::wstring_view::npos) ++loads;
+        if (text == L"ws_admin loaded" && (last.empty() || last == L"ws_admin unloaded")) ++loads;
+        if (text == L"ws_admin unloaded" && last == L"mfwPluginDll: all threads gone") ++unloads;
+        last = text;
     });
     // As in a host, which has the platform's own libraries already: loading those is what takes the time.
     std::wstring none;
     const auto platformLibrary = CORE::library::load(L"wldap32.dll", none);
     std::size_t settled = 0;
     for (int i = 0; i < times; ++i) {
-        const Loaded plugin;
-        ASSERT_TRUE(plugin.start(startup));
-        ASSERT_TRUE(answers()) << "round " << i;
-        plugin.exit();
-        ASSERT_FALSE(installed());
+        {
+            const Loaded plugin;
+            ASSERT_TRUE(plugin.start(startup));
+            ASSERT_TRUE(answers()) << "round " << i;
+            plugin.exit();
+            ASSERT_FALSE(installed());
+        }
+        ASSERT_FALSE(isLoaded());
         if (i == times / 10) settled = heapInUse();
     }
     EXPECT_EQ(loads, times);
+    EXPECT_EQ(unloads, times);
     EXPECT_LT(heapInUse(), settled + 64 * 1024);
 }
 
@@ -184,7 +205,7 @@ TEST(Plugin, ANameThatIsTakenStaysItsOwners) {
     const wstest::LogCapture log;
     plugin.exit();
     EXPECT_TRUE(installed());
-    EXPECT_EQ(log.lines().back(), (wstest::LogLine{CORE::logDebug, L"mfwPluginDll: all threads gone"}));
+    EXPECT_EQ(log.lines().back(), (wstest::LogLine{CORE::logDebug, L"ws_admin unloaded"}));
     EXPECT_TRUE(framework.RemoveWorker(worker, true));
 }
 
@@ -201,7 +222,7 @@ TEST(Plugin, NullParametersChangeNothing) {
     EXPECT_FALSE(installed());
     ASSERT_GE(log.lines().size(), 2u);
     EXPECT_TRUE(log.contains(CORE::logDebug, L"mfwPluginDll wait for threads to go"));
-    EXPECT_EQ(log.lines().back(), (wstest::LogLine{CORE::logDebug, L"mfwPluginDll: all threads gone"}));
+    EXPECT_EQ(log.lines().back(), (wstest::LogLine{CORE::logDebug, L"ws_admin unloaded"}));
 }
 
 TEST(Plugin, TakesStartUpParametersOfTheLabThatTheHostDoesNotGive) {

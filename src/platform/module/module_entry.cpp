@@ -9,10 +9,11 @@
 
 namespace wsadmin {
 
+// Logs nothing: the loader holds its lock, and a log sink that loads a library or waits for a thread would be a
+// deadlock.
 void onAttach(void* module) {
     setModuleName(CORE::wstr::getModuleName(module).lastPath().dropSuffix().str());
     modulePlugin().setModule(module);
-    CORE::sysmsgLogLoaded(moduleName(), true);
 }
 
 }  // namespace wsadmin
@@ -22,11 +23,13 @@ WS_EXPORT bool PluginParams(const CORE::PropertyBag* bag) {
 }
 
 WS_EXPORT bool PluginInit(void*, void*, void*, void*) {
+    CORE::sysmsgLogLoaded(wsadmin::moduleName(), true);
     return wsadmin::modulePlugin().init(wsadmin::moduleName());
 }
 
 WS_EXPORT void PluginExit() {
     wsadmin::modulePlugin().exit(wsadmin::moduleName());
+    CORE::sysmsgLogLoaded(wsadmin::moduleName(), false);
 }
 
 static_assert(std::is_same_v<decltype(&PluginParams), CORE::PluginParamsFunction>);
