@@ -1,5 +1,6 @@
 #include "framework/ws_admin_service.h"
 
+#include <new>
 #include <utility>
 
 #include "framework/ws_admin_operation.h"
@@ -21,6 +22,16 @@ CORE::WorkItem* makeOperation() {
     return service ? new ws_admin_operation(std::move(service)) : nullptr;
 }
 
+// Null without memory for it: the service works on without that part, and every use of it asks.
+template <class T, class... Args>
+CORE::refptr<T> makePart(Args&&... args) {
+    try {
+        return CORE::refptr<T>::adopt(new T(std::forward<Args>(args)...));
+    } catch (const std::bad_alloc&) {
+        return {};
+    }
+}
+
 }  // namespace
 
 ws_admin_service::ws_admin_service(const CORE::PropertyBag& parameters,
@@ -29,9 +40,9 @@ ws_admin_service::ws_admin_service(const CORE::PropertyBag& parameters,
     configuration_ &= parameters;
     if (!platform_->directoryServices) return;
     const DirectoryAccess access{platform_->directoryServices, platform_->clock};
-    connections_ = CORE::refptr<ConnectionMgr>::adopt(new ConnectionMgr(access, threads_));
+    connections_ = makePart<ConnectionMgr>(access, threads_);
     const bool initiateChecks = configuration_.getBool(platform::startup::initiateDomainChecks, true);
-    domain_ = CORE::refptr<Domain>::adopt(new Domain(access, threads_, initiateChecks));
+    domain_ = makePart<Domain>(access, threads_, initiateChecks);
 }
 
 ws_admin_service::~ws_admin_service() {

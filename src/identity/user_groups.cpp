@@ -107,6 +107,7 @@ Result<void> addLocalGroups(ServiceContext& service, std::string_view userDn, st
     const auto pool = service.connections();
     const std::string binding = "LDAP://" + platform::dnsDomainOf(userDn);
     logDebug(L"Will bind to %s for domain local groups", binding);
+    if (!pool) return failed(L"Failed to bind to " + CORE::toWide(binding));
     const PooledSearch search(*pool, pool->getConnection(binding));
     if (!search) return failed(L"Failed to bind to " + CORE::toWide(binding));
     std::set<Sid> known(groups.begin(), groups.end());

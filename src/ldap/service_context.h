@@ -24,7 +24,8 @@ class ServiceContext {
     virtual CORE::PropertyBag configuration() const = 0;  // a copy of the start-up bag
     // Runs the function on a framework thread that the module's exit waits for.
     [[nodiscard]] virtual bool startThread(std::wstring name, std::function<void()> function) = 0;
-    // The pool of directory bindings, and the map of domains; null on a platform without directory services.
+    // The pool of directory bindings, and the map of domains. Each is null on a platform without directory
+    // services, or when there was no memory for it.
     virtual CORE::refptr<ConnectionMgr> connections() const = 0;
     virtual CORE::refptr<Domain> domain() const = 0;
     // How old the domain map may get, in seconds.

@@ -1,6 +1,7 @@
 // The service's life: what it starts with, who keeps it alive, what happens when it goes.
 #include <future>
 
+#include "failing_allocation.h"
 #include "frame_fixture.h"
 #include "support/framework_worker.h"
 
@@ -32,6 +33,36 @@ TEST_F(Service, MakesPoolAndMapInOrderAndLetsGoOfThemTheOtherWay) {
     EXPECT_EQ(kinds,
               (std::vector<std::wstring>{L"Creating connection manager", L"Created a domain instance",
                                          L"Destroyed a domain instance", L"Removing connection manager"}));
+}
+
+TEST_F(Service, APartWithoutMemoryIsNullAndTheRequestsThatNeedItFail) {
+    const struct {
+        std::size_t size;
+        bool pool, map;
+        const wchar_t *operation, *key, *value, *error;
+    } rows[] = {
+        {sizeof(ConnectionMgr), false, true, L"getUserInformation", L"dn", L"cn=u,dc=x",
+         L"Failed to obtain sid for user with dn=cn=u,dc=x"},
+        {sizeof(Domain), true, false, L"upnToSid", L"upn", L"u@x",
+         L"Could not determine SID for UPN - no domains identified"},
+        {sizeof(Domain), true, false, L"getDomainHealth", L"forceReload", L"true", L"There is no domain map"},
+    };
+    for (const auto& row : rows) {
+        {
+            const wstest::FailingAllocation none(row.size);
+            service = makeService({});
+            EXPECT_EQ(none.failures(), 1) << row.operation;
+        }
+        EXPECT_EQ(static_cast<bool>(service->connections()), row.pool);
+        EXPECT_EQ(static_cast<bool>(service->domain()), row.map);
+        CORE::PropertyBag request;
+        request.set(row.key, std::wstring_view(row.value));
+        const Outcome outcome = dispatch(row.operation, request);
+        EXPECT_TRUE(outcome.handled);
+        EXPECT_EQ(outcome.response.getErrorText(), row.error);
+        service->setMinimumDomainCheckInterval(60);
+        service->shutDown();
+    }
 }
 
 TEST_F(Service, ChecksTheDomainsUnlessItIsToldNotTo) {
