@@ -1,4 +1,4 @@
-// Names and folders of this machine.
+// Folders of this machine, and the parts that it consists of.
 #include "platform/posix/posix_machine.h"
 
 #include <pwd.h>
@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "platform/portable/computer_names.h"
 #include "platform/portable/memory_registry.h"
 #include "platform/portable/system_clock.h"
 #include "platform/posix/posix_platform.h"
@@ -16,19 +17,6 @@
 namespace wsadmin::platform::posix {
 
 namespace {
-
-Result<std::wstring> known(const CORE::wstr& name) {
-    if (name.empty()) return fail(systemFailure(ENOENT));
-    return name.str();
-}
-
-class Names final : public ComputerNames {
-  public:
-    Result<std::wstring> netBios() const override { return known(CORE::wstr::getComputerName()); }
-    Result<std::wstring> dnsFullyQualified() const override {
-        return known(CORE::wstr::getComputerNameEx(CORE::ComputerNameFormat::dnsFullyQualified));
-    }
-};
 
 std::filesystem::path absoluteFromEnvironment(const char* variable) {
     const char* value =
@@ -74,9 +62,6 @@ class RealFolders final : public Folders {
 
 }  // namespace
 
-std::shared_ptr<ComputerNames> makeComputerNames() {
-    return std::make_shared<Names>();
-}
 std::shared_ptr<Folders> makeFolders() {
     return std::make_shared<RealFolders>();
 }

@@ -7,8 +7,6 @@
 
 namespace wsadmin::platform::posix {
 
-std::shared_ptr<ComputerNames> makeComputerNames();
-
 // commonAppData is /var/lib, where a service keeps what it writes; programFiles is /opt, where packages stand
 // that are not the distribution's; localAppData is XDG_DATA_HOME or ~/.local/share. There is no Windows
 // directory.

@@ -11,13 +11,14 @@
 
 #include "framework/core/corestring.h"
 #include "framework/core/framework.h"
+#include "platform/windows/registry_reader.h"
 
 namespace CORE::sys {
 namespace {
 
-using wsadmin::platform::windows::UniqueHandle;
-using wsadmin::platform::windows::UniqueKey;
-using wsadmin::platform::windows::UniqueLocal;
+namespace windows = wsadmin::platform::windows;
+using windows::UniqueHandle;
+using windows::UniqueLocal;
 
 // The whole basic plane mapped once, by the file system's rules; a character that maps to nothing single
 // stays.
@@ -44,52 +45,20 @@ std::optional<std::wstring> computerName(COMPUTER_NAME_FORMAT format) {
     return name;
 }
 
-UniqueKey openKey(std::wstring_view path) {
-    static const std::pair<std::wstring_view, HKEY> roots[] = {
-        {L"HKLM", HKEY_LOCAL_MACHINE}, {L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
-        {L"HKCU", HKEY_CURRENT_USER},  {L"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
-        {L"HKCR", HKEY_CLASSES_ROOT},  {L"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT},
-        {L"HKU", HKEY_USERS},          {L"HKEY_USERS", HKEY_USERS},
-    };
-    const std::size_t slash = path.find(L'\\');
-    const std::wstring_view root = path.substr(0, slash);
-    const std::wstring below(slash == path.npos ? std::wstring_view() : path.substr(slash + 1));
-    HKEY key = nullptr;
-    for (const auto& [name, handle] : roots)
-        if (equalFolded(root, name) &&
-            RegOpenKeyExW(handle, below.c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS)
-            return UniqueKey(key);
-    return nullptr;
-}
-
-// Registry text ends with a NUL, or several, or (badly written) with none.
-std::wstring textOf(std::span<const std::uint8_t> data) {
-    std::wstring text(reinterpret_cast<const wchar_t*>(data.data()), data.size() / sizeof(wchar_t));
-    while (!text.empty() && text.back() == L'\0') text.pop_back();
-    return text;
-}
-
-std::wstring valueText(DWORD type, std::span<const std::uint8_t> data) {
-    std::uint64_t number = 0;
-    std::wstring text;
-    switch (type) {
-        case REG_DWORD:
-        case REG_QWORD:
-            memcpy(&number, data.data(), std::min(data.size(), sizeof(number)));
-            return std::to_wstring(number);
-        case REG_SZ:
-        case REG_EXPAND_SZ:
-            return textOf(data);
-        case REG_MULTI_SZ:
-            text = textOf(data);
-            for (wchar_t& c : text)
-                if (c == L'\0') c = L'\n';
-            return text;
-        default:
-            for (const std::uint8_t byte : data) text += formatText(L"%02x", byte);
-            return text;
+struct RegistryText {
+    std::wstring operator()(std::uint32_t number) const { return std::to_wstring(number); }
+    std::wstring operator()(std::wstring& text) const { return std::move(text); }
+    std::wstring operator()(const std::vector<std::wstring>& lines) const {
+        std::wstring text;
+        for (const std::wstring& line : lines) (text.empty() ? text : text += L'\n') += line;
+        return text;
     }
-}
+    std::wstring operator()(const std::vector<std::uint8_t>& bytes) const {
+        std::wstring text;
+        for (const std::uint8_t byte : bytes) text += formatText(L"%02x", byte);
+        return text;
+    }
+};
 
 }  // namespace
 
@@ -172,46 +141,17 @@ bool isAdmin(void* token) {
 }
 
 std::optional<std::wstring> registryValue(std::wstring_view key, std::wstring_view name) {
-    const UniqueKey open = openKey(key);
-    if (!open) return std::nullopt;
-    const std::wstring value(name);
-    std::vector<std::uint8_t> data(256);
-    for (;;) {
-        DWORD type = 0;
-        DWORD size = static_cast<DWORD>(data.size());
-        const LSTATUS status =
-            RegQueryValueExW(open.get(), value.c_str(), nullptr, &type, data.data(), &size);
-        if (status == ERROR_SUCCESS) return valueText(type, std::span(data).first(size));
-        if (status != ERROR_MORE_DATA) return std::nullopt;
-        data.resize(size);
-    }
+    auto data = windows::readRegistryValue(key, name);
+    if (!data || !*data) return std::nullopt;
+    return std::visit(RegistryText(), **data);
 }
 
 bool registryValues(std::wstring_view key,
                     const std::function<void(std::wstring_view, std::wstring_view)>& each) {
-    const UniqueKey open = openKey(key);
-    if (!open) return false;
-    DWORD longestName = 0;
-    DWORD longestData = 0;
-    RegQueryInfoKeyW(open.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longestName,
-                     &longestData, nullptr, nullptr);
-    std::wstring name(longestName + 1, L'\0');
-    std::vector<std::uint8_t> data(longestData + 1);
-    for (DWORD index = 0;;) {
-        DWORD nameSize = static_cast<DWORD>(name.size());
-        DWORD dataSize = static_cast<DWORD>(data.size());
-        DWORD type = 0;
-        const LSTATUS status =
-            RegEnumValueW(open.get(), index, name.data(), &nameSize, nullptr, &type, data.data(), &dataSize);
-        if (status == ERROR_MORE_DATA) {  // somebody writes meanwhile
-            name.resize(name.size() * 2);
-            data.resize(std::max<std::size_t>(dataSize, data.size() * 2));
-            continue;
-        }
-        if (status != ERROR_SUCCESS) return true;
-        each({name.data(), nameSize}, valueText(type, std::span(data).first(dataSize)));
-        ++index;
-    }
+    auto values = windows::readRegistryValues(key);
+    if (!values || !*values) return false;
+    for (auto& [name, data] : **values) each(name, std::visit(RegistryText(), data));
+    return true;
 }
 
 std::wstring defaultKeyFile() {

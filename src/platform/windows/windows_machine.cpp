@@ -1,4 +1,4 @@
-// Names and folders of this machine.
+// Folders of this machine, and the parts that it consists of.
 #include "platform/windows/windows_machine.h"
 
 #include "platform/windows/system_failure.h"
@@ -7,6 +7,7 @@
 
 #include <array>
 
+#include "platform/portable/computer_names.h"
 #include "platform/portable/system_clock.h"
 #include "platform/windows/windows_accounts.h"
 #include "platform/windows/windows_platform.h"
@@ -14,28 +15,6 @@
 namespace wsadmin::platform::windows {
 
 namespace {
-
-Result<std::wstring> computerName(COMPUTER_NAME_FORMAT format) {
-    std::wstring name;
-    DWORD size = 0;
-    GetComputerNameExW(format, nullptr, &size);
-    do {
-        name.resize(size);
-        if (GetComputerNameExW(format, name.data(), &size)) {
-            name.resize(size);
-            return name;
-        }
-    } while (GetLastError() == ERROR_MORE_DATA && size > name.size());
-    return fail(lastFailure());
-}
-
-class WindowsNames final : public ComputerNames {
-  public:
-    Result<std::wstring> netBios() const override { return computerName(ComputerNameNetBIOS); }
-    Result<std::wstring> dnsFullyQualified() const override {
-        return computerName(ComputerNameDnsFullyQualified);
-    }
-};
 
 int shellFolderOf(Folder folder) noexcept {
     switch (folder) {
@@ -68,9 +47,6 @@ class RealFolders final : public Folders {
 
 }  // namespace
 
-std::shared_ptr<ComputerNames> makeComputerNames() {
-    return std::make_shared<WindowsNames>();
-}
 std::shared_ptr<Folders> makeFolders() {
     return std::make_shared<RealFolders>();
 }

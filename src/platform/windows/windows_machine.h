@@ -7,7 +7,6 @@
 
 namespace wsadmin::platform::windows {
 
-std::shared_ptr<ComputerNames> makeComputerNames();
 std::shared_ptr<Folders> makeFolders();
 // The 64-bit view. Texts with %NAME% are read expanded; values of other types than the port's are read as
 // bytes.
