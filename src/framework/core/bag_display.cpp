@@ -12,7 +12,8 @@ namespace CORE {
 
 namespace {
 
-// Does a word of the name begin here? Words are "private-key", "private_key", "privateKey" and "RSAKey".
+// Whether a word of the name begins at the position. Words are "private-key", "private_key", "privateKey" and
+// "RSAKey".
 bool wordBegins(std::string_view name, std::size_t at) {
     if (at == 0 || !isAsciiLetter(name[at - 1])) return true;
     if (!isAsciiUpper(name[at])) return false;
@@ -23,7 +24,7 @@ bool wordEnds(std::string_view name, std::size_t end) {
     return end == name.size() || !isAsciiLetter(name[end]) || wordBegins(name, end);
 }
 
-// "key" and "keys" as the end of a word: "privatekey" is as secret as "private-key", a "keyboard" is not.
+// Whether a word of the name ends in "key" or "keys": "privatekey" is secret, "keyboard" is not.
 bool speaksOfKeys(std::string_view name, std::string_view low) {
     for (std::size_t at = low.find("key"); at != std::string_view::npos; at = low.find("key", at + 1)) {
         const std::size_t end = at + 3;

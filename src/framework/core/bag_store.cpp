@@ -10,18 +10,18 @@ namespace CORE {
 namespace {
 
 constexpr std::size_t none = static_cast<std::size_t>(-1);
-constexpr std::size_t mostText = 0xFFFFFFFF;  // bytes: what an entry's offset can reach
-constexpr std::size_t longestName = 0xFFFF;   // bytes: what an entry's length of the name can say
+constexpr std::size_t mostText = 0xFFFFFFFF;  // bytes: the range of BagEntry::offset
+constexpr std::size_t longestName = 0xFFFF;   // bytes: the range of BagEntry::nameLength
 constexpr std::size_t smallestBlock = 64;
 constexpr std::size_t fewestEntries = 4;
-// Copying, destroying and showing a bag recurse into nested ones, on stacks of a megabyte.
+// Copying, destroying and displaying a bag recurse into nested bags, on stacks of 1 MB.
 constexpr unsigned deepestNesting = 200;
 
 char32_t folded(const unicode::Decoded& decoded) noexcept {
     return decoded.valid ? unicode::fold(decoded.c) : unicode::replacement;
 }
 
-// Order of two names without regard to case: below, equal to or above 0.
+// Three-way comparison without regard to case.
 int compareUnicode(std::string_view a, std::string_view b) noexcept {
     std::size_t i = 0;
     std::size_t j = 0;
@@ -58,7 +58,7 @@ void BagStore::roomForEntries(std::size_t more) {
         entries_.reserve(std::max({needed, 2 * entries_.capacity(), fewestEntries}));
 }
 
-// Leaves behind the bags that belong to no entry.
+// A reallocation drops the bags that belong to no entry.
 void BagStore::roomForBags(std::size_t more) {
     if (bags_.size() + more <= bags_.capacity()) return;
     const auto used = static_cast<std::size_t>(
@@ -73,8 +73,8 @@ void BagStore::roomForBags(std::size_t more) {
     bags_.swap(larger);
 }
 
-// Makes a larger block where the present one is full, without what nobody uses. The old one is returned: a
-// text that is to be added may lie in it.
+// Allocates a larger block when the present one is full, and copies the text that is still in use. Returns
+// the old block, because the text to be added may be a view of it.
 WipedText BagStore::roomForText(std::size_t bytes) {
     if (bytes <= text_.room()) return {};
     const std::size_t used = text_.size() - garbage_;
@@ -139,9 +139,9 @@ int BagStore::compareNames(const BagEntry& mine, const BagStore& other,
     return name(mine) == other.name(theirs) ? 0 : compareUnicode(name(mine), other.name(theirs));
 }
 
-// Entries of one name are paired in order: the first there replaces the first here, and so on.
+// Entries of the same name are paired in order: the first of `other` replaces the first here, and so on.
 void BagStore::merge(BagStore&& other) {
-    // Their positions by name; those of one name stand together and in order.
+    // Positions in `other`, sorted by name; equal names keep their order.
     std::vector<std::size_t> byName(other.size());
     std::iota(byName.begin(), byName.end(), std::size_t{0});
     std::sort(byName.begin(), byName.end(), [&other](std::size_t a, std::size_t b) {
@@ -149,9 +149,9 @@ void BagStore::merge(BagStore&& other) {
         return order != 0 ? order < 0 : a < b;
     });
     std::vector<std::size_t> targets(other.size(),
-                                     none);         // which entry here each replaces; none: it is added
-    std::vector<std::size_t> paired(other.size());  // by the first place of a name: how many of it are
-    std::vector<std::size_t> surplus;               // entries here whose names repeat less often there
+                                     none);  // which entry here each one replaces; none: it is appended
+    std::vector<std::size_t> paired(other.size());  // by a name's first index in byName: how many are paired
+    std::vector<std::size_t> surplus;               // entries here without a partner of the same name
     for (std::size_t mine = 0; mine < size(); ++mine) {
         const auto order = [&](std::size_t theirs) {
             return compareNames(entries_[mine], other, other.entries_[theirs]);
@@ -217,7 +217,7 @@ void BagStore::discard(const BagEntry& entry) noexcept {
     if (entry.isBag) bags_[entry.value].clear();
 }
 
-// The positions ascend.
+// The positions must be sorted.
 void BagStore::erase(const std::vector<std::size_t>& positions) noexcept {
     if (positions.empty()) return;
     std::size_t to = positions.front();

@@ -26,7 +26,7 @@ coreevent::~coreevent() = default;
 void coreevent::set() {
     const std::lock_guard hold(mutex_);
     set_ = true;
-    changed_.notify_all();  // under the lock: a waiter may destroy the event as soon as it goes on
+    changed_.notify_all();  // under the lock, because a woken thread may destroy the event
 }
 
 void coreevent::reset() {

@@ -9,7 +9,7 @@ long coreref::AddRef() noexcept {
 }
 
 long coreref::Release() noexcept {
-    // What other holders wrote to the object is seen by the thread that destroys it.
+    // acq_rel: the thread that deletes the object sees what other holders wrote to it.
     const long left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
     if (left == 0) delete this;
     return left;

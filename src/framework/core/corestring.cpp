@@ -20,7 +20,7 @@ void requireUtf8(unsigned codePage) {
         throw coreException(formatText(L"Code page %u is not known here, only UTF-8", codePage));
 }
 
-// ASCII literals in either width.
+// An ASCII literal as narrow or wide text.
 template <class Ch>
 std::basic_string<Ch> ascii(std::string_view text) {
     return {text.begin(), text.end()};
@@ -33,7 +33,7 @@ std::basic_string_view<Ch> trimmed(std::basic_string_view<Ch> text, std::basic_s
     return text.substr(first, text.find_last_not_of(set) - first + 1);
 }
 
-// A sign and at least one digit, with blanks around; nothing else, and nothing that does not fit.
+// An optional sign and at least one digit, with white space around. Nothing for other texts and on overflow.
 template <class Ch>
 std::optional<std::int64_t> readNumber(std::basic_string_view<Ch> whole) {
     const std::basic_string<Ch> blanks = ascii<Ch>(" \t\r\n");
@@ -120,7 +120,7 @@ Ch* corestring<Ch>::p_upd(std::size_t length) {
 
 template <class Ch>
 void corestring<Ch>::clearAndWipe() noexcept {
-    text_.resize(text_.capacity());  // never allocates; all of the buffer is the string's to write to
+    text_.resize(text_.capacity());  // does not allocate, and makes the whole buffer writable
     wipeMemory(text_.data(), text_.size() * sizeof(Ch));
     text_.clear();
 }

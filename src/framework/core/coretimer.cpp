@@ -12,7 +12,7 @@
 
 namespace CORE {
 
-// Shared with the expiry that is under way, which may come when the object has gone.
+// Shared with the pending expiry, which may outlive the timer object.
 struct coretimer::State : std::enable_shared_from_this<State> {
     State(coretimer* timer, ThreadGroup* group)
         : object(timer), owner(group), clock(TimerThread::System().context()) {}
@@ -22,9 +22,9 @@ struct coretimer::State : std::enable_shared_from_this<State> {
     coretimer* object;  // null once it is destroyed
     ThreadGroup* owner;
     asio::steady_timer clock;
-    std::uint64_t turn = 0;  // of the latest start or stop; the expiry of an earlier one is void
+    std::uint64_t turn = 0;  // counts starts and stops: an expiry of an earlier turn is ignored
     bool running = false;
-    bool stoppedMeanwhile = false;  // by another thread than the callback's
+    bool stoppedMeanwhile = false;  // while the callback ran, by another thread
     std::thread::id runner;
 
     bool inCallback() const { return running && runner == std::this_thread::get_id(); }
@@ -57,7 +57,8 @@ void coretimer::State::stop(bool wait) {
 void coretimer::State::expire(std::uint64_t which) {
     std::unique_lock lock(mutex);
     if (which != turn || !object) return;
-    const ThreadGroup::Visit visit(owner);  // first: a module that has lost its last thread is unloaded
+    const ThreadGroup::Visit visit(
+        owner);  // before the object is used: without threads its module may be unloaded
     coretimer* const timer = object;
     if (!timer->TryAddRef()) return;
     running = true;
@@ -85,7 +86,7 @@ void coretimer::State::call(coretimer& timer) {
 
 coretimer::coretimer(ThreadGroup* owner) : state_(std::make_shared<State>(this, owner)) {}
 
-// NOLINTNEXTLINE(bugprone-exception-escape): a lock that cannot be taken may end the process
+// NOLINTNEXTLINE(bugprone-exception-escape): a mutex that fails may end the process
 coretimer::~coretimer() {
     state_->stop(true);
     std::lock_guard lock(state_->mutex);

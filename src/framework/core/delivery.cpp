@@ -18,7 +18,7 @@ void RunningItem::abort() {
     aborted_ = true;
     if (!item_) return;
     const WorkerRegistry::Claim claim =
-        claim_->again();  // outlives the reference: the release may be the last
+        claim_->again();  // outlives `item`, whose release may delete the object
     const auto item = refptr<WorkItem>::share(item_);
     lock.unlock();
     try {
@@ -31,7 +31,7 @@ void RunningItem::abort() {
 
 namespace {
 
-// Keeps an object findable for a scope.
+// Enters the object in the RunningItem for a scope.
 class Findable {
   public:
     Findable(RunningItem* place, WorkItem* item, const WorkerRegistry::Claim* claim)
@@ -41,7 +41,7 @@ class Findable {
     }
     Findable(const Findable&) = delete;
     Findable& operator=(const Findable&) = delete;
-    bool aborted() const noexcept { return aborted_; }  // before it could be found
+    bool aborted() const noexcept { return aborted_; }  // before the object was entered
 
   private:
     RunningItem* place_;
@@ -66,7 +66,7 @@ RespType deliver(const WorkerRegistry::Claim& claim, const std::wstring& operati
                  MsgBinary* responseBinary, RunningItem* running) {
     try {
         const auto item = refptr<WorkItem>::adopt(claim.registration().factory());
-        if (!item) {  // the worker is on its way out
+        if (!item) {  // the worker is being removed
             notInstalled(claim.registration().name, response);
             return RespType::noWorker;
         }

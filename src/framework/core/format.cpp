@@ -11,7 +11,7 @@
 namespace CORE {
 namespace {
 
-// A field wider than that is a mistake in a format; it must not cost memory.
+// Limits the memory that a mistaken width costs.
 constexpr std::size_t widest = 1024;
 
 // One conversion of a format: %[flags][width][size]letter
@@ -26,14 +26,14 @@ bool isOneOf(wchar_t c, std::wstring_view characters) {
     return characters.find(c) != std::wstring_view::npos;
 }
 
-// Reads what stands behind the percent sign and moves `at` past it; nothing when that is no conversion.
+// Reads a conversion after its percent sign and moves `at` past it; nothing when there is none.
 std::optional<Conversion> readConversion(std::wstring_view format, std::size_t& at) {
     const auto peek = [&] { return at < format.size() ? format[at] : L'\0'; };
     Conversion how;
     for (; peek() == L'-' || peek() == L'0'; ++at) (peek() == L'-' ? how.left : how.zeros) = true;
     for (; isAsciiDigit(peek()); ++at)
         how.width = std::min(widest, how.width * 10 + static_cast<std::size_t>(peek() - L'0'));
-    while (peek() != L'\0' && isOneOf(peek(), L"hlw")) ++at;  // sizes are the arguments' own
+    while (peek() != L'\0' && isOneOf(peek(), L"hlw")) ++at;  // size modifiers
     if (peek() == L'\0' || !isOneOf(peek(), L"sSduxXcp")) return std::nullopt;
     how.letter = format[at++];
     return how;
@@ -46,7 +46,7 @@ void appendField(std::wstring& out, const Conversion& how, std::wstring_view tex
     if (how.left) out.append(blanks, L' ');
 }
 
-// The letter says how the argument's bits are read, its type how many there are.
+// The letter decides how the argument's bits are interpreted, the argument's type how many there are.
 void appendInteger(std::wstring& out, const Conversion& how, const FormatArg& arg) {
     const std::size_t bits = arg.bytes() * 8;
     const std::uint64_t mask = ~std::uint64_t{0} >> (64 - bits);
@@ -67,7 +67,7 @@ void appendInteger(std::wstring& out, const Conversion& how, const FormatArg& ar
     appendField(out, how, text);
 }
 
-// What a letter makes of an argument of another kind: the argument's own plainest form.
+// The conversion for an argument that does not fit the letter: the argument's default form.
 Conversion plain(const Conversion& how, wchar_t letter) {
     return {.left = how.left, .width = how.width, .letter = letter};
 }
@@ -106,7 +106,7 @@ std::wstring formatText(std::wstring_view format, std::span<const FormatArg> arg
             appendArgument(out, *how, args.front());
             args = args.subspan(1);
             at = end;
-        } else {  // what is no conversion, or has no argument, prints itself
+        } else {  // no conversion, or one without an argument, prints itself
             out.push_back(L'%');
             if (format.substr(at, 1) == L"%") ++at;
         }

@@ -10,7 +10,7 @@
 
 namespace CORE {
 
-// Never destroyed: threads that still run while the process ends find it whole.
+// Never destroyed, because threads may still use it during process exit.
 MessageFrameWork& MessageFrameWork::System() {
     static auto* const instance = new MessageFrameWork;
     return *instance;

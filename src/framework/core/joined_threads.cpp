@@ -22,7 +22,7 @@ struct JoinedThreads::Data {
             for (std::thread& thread : *list) thread.detach();
     }
 
-    // Joins what has ended, without the lock.
+    // Joins the threads that have ended, with the mutex unlocked.
     void reap(std::unique_lock<std::mutex>& lock) {
         std::list<std::thread> mine = std::move(ended);
         ended.clear();

@@ -15,7 +15,7 @@ namespace {
 
 // False when there is no such file.
 bool readKey(const std::wstring& path, SecretKey& key) {
-    std::array<unsigned char, secretKeySize + 1> content{};  // one more, to see a file that is too long
+    std::array<unsigned char, secretKeySize + 1> content{};  // one more byte, to detect a longer file
     const auto size = sys::readPrivateFile(path, content);
     const bool whole = size == secretKeySize;
     if (whole) std::copy_n(content.begin(), key.size(), key.begin());
@@ -30,7 +30,7 @@ void makeKey(const std::wstring& path) {
     if (RAND_priv_bytes(key.data(), static_cast<int>(key.size())) != 1)
         throw coreException(L"There are no random bytes to be had for a key");
     try {
-        sys::createPrivateFile(path, key);  // another process may have been first: its key counts
+        sys::createPrivateFile(path, key);  // false when another process was first: its key is used
     } catch (...) {
         wipeMemory(key.data(), key.size());
         throw;

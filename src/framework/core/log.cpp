@@ -12,12 +12,12 @@ namespace {
 constexpr int nobody = std::numeric_limits<int>::max();
 
 struct Sinks {
-    std::mutex mutex;  // held while sinks run: one line at a time, and none to a sink whose handle is gone
+    std::mutex mutex;  // held while sinks run, so that none is called after its handle is destroyed
     std::vector<const LogHandle*> list;
 };
 
-// Made on first use: other modules may log while this one is still being initialised. Never destroyed:
-// threads may still log while the process ends.
+// Created on first use, because other modules may log during static initialisation. Never destroyed, because
+// threads may still log during process exit.
 Sinks& sinks() {
     static auto* const all = new Sinks;
     return *all;
@@ -48,7 +48,7 @@ class LogHandle {
         try {
             sink_(level, module, text);
         } catch (...) {
-            // Whoever logs must not fail because somebody's log does.
+            // A failing sink must not make the caller of the log fail.
         }
     }
 
@@ -72,7 +72,7 @@ bool logWanted(int level) noexcept {
 }
 
 void writeLogLine(int level, std::wstring_view module, std::wstring_view text) {
-    if (insideSink) return;  // a sink that logs all the same must neither recurse nor lock up
+    if (insideSink) return;  // a sink that logs all the same: no recursion, no deadlock
     const std::lock_guard hold(sinks().mutex);
     insideSink = true;
     for (const LogHandle* handle : sinks().list) handle->write(level, module, text);

@@ -21,7 +21,7 @@ std::wstring expandEnvironment(std::wstring_view text) {
             out.append(*value);
             text.remove_prefix(close + 1);
         } else {
-            out.push_back(L'%');  // the closing sign of an unknown name may open the next one
+            out.push_back(L'%');  // the closing sign of an unknown name may open the next name
         }
     }
     return out;

@@ -28,7 +28,7 @@ struct Answer {
     PropertyBag response;
 };
 
-// No channel can be had yet, so whoever names one cannot be served.
+// This host opens no channels, so a message that names one cannot be sent.
 bool refuseChannel(std::wstring_view worker, PropertyBag& response) {
     response.setError(1, L"Worker " + std::wstring(worker) + L" cannot be reached: there is no channel");
     return false;
@@ -43,7 +43,7 @@ bool MessageHandler::SendMsg(std::wstring_view worker, std::wstring_view operati
                              const PropertyBag& request, PropertyBag& response, const SendOptions& options) {
     if (options.channel) return refuseChannel(worker, response);
     if (options.timeoutMs > 0) {
-        // Shared: the callback that sets the event may still be returning from it.
+        // Shared, because the callback may still be returning from set when this thread has woken.
         const auto answer = std::make_shared<Answer>();
         const auto note = [answer](RespType type, PropertyBag& result) {
             answer->type = type;

@@ -7,7 +7,7 @@ namespace CORE {
 mfwPluginDll::mfwPluginDll() : threads_(L"mfwPluginDll") {}
 
 mfwPluginDll::~mfwPluginDll() {
-    threads_.abandon();  // runs while the module goes: waiting here could be for ever
+    threads_.abandon();  // runs during unloading, where waiting for threads could be a deadlock
 }
 
 bool mfwPluginDll::initialiseSynchronously() {

@@ -18,7 +18,7 @@ wstr wide(std::string_view utf8) {
     return unicode::decodeAll(utf8, unicode::Policy::lossless);
 }
 
-// Inlined where it is called: half the time of a look-up in a small bag would be the call.
+// Inlined, because in a small bag the call would take half the time of the lookup.
 [[gnu::always_inline]] inline const BagEntry* find(const std::unique_ptr<BagStore>& store,
                                                    std::wstring_view name) {
     return store ? store->find(name) : nullptr;
@@ -48,7 +48,7 @@ PropertyBag::PropertyBag(const PropertyBag& other)
     : store_(other.store_ ? std::make_unique<BagStore>(*other.store_) : nullptr) {}
 
 PropertyBag& PropertyBag::operator=(const PropertyBag& other) {
-    return *this = PropertyBag(other);  // copied first: the other may be nested in this one
+    return *this = PropertyBag(other);  // copied first, because `other` may be nested in this bag
 }
 
 PropertyBag& PropertyBag::operator&=(const PropertyBag& other) {
@@ -221,7 +221,7 @@ void PropertyBag::setBag(std::wstring_view name, const PropertyBag& bag) {
 }
 
 void PropertyBag::setBag(std::wstring_view name, PropertyBag&& bag) {
-    if (this == &bag) return addBag(name, std::move(bag));  // nothing else stays in it
+    if (this == &bag) return addBag(name, std::move(bag));  // the bag becomes its own only entry
     writable().set(name, noText(), &bag);
 }
 

@@ -20,11 +20,11 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-// The text's form, authenticated with it, so that a later form can never pass for this one.
+// The version of the text form. It is authenticated with the text, so that other versions are rejected.
 constexpr std::string_view formMark = "{1}";
 constexpr std::size_t nonceSize = 12;
 constexpr std::size_t tagSize = 16;
-constexpr std::size_t longestText = std::numeric_limits<int>::max() / 2;  // the cipher counts in int
+constexpr std::size_t longestText = std::numeric_limits<int>::max() / 2;  // the cipher's lengths are int
 
 struct CipherDeleter {
     void operator()(EVP_CIPHER_CTX* context) const noexcept { EVP_CIPHER_CTX_free(context); }
@@ -43,8 +43,8 @@ std::string toBase64(const Bytes& bytes) {
     return text;
 }
 
-// Nothing unless the text is exactly what toBase64 writes: other spellings of the same bytes are changed
-// texts too.
+// Nothing unless the text is exactly what toBase64 writes: another spelling of the same bytes counts as a
+// changed text.
 std::optional<Bytes> fromBase64(std::string_view text) {
     Bytes bytes(text.size() / 4 * 3 + 3);
     const int length = EVP_DecodeBlock(bytes.data(), unsignedBytes(text), static_cast<int>(text.size()));
@@ -75,7 +75,7 @@ std::optional<Bytes> seal(const SecretKey& key, std::string_view plain) {
     return sealed;
 }
 
-// False when the tag does not vouch for the text; `plain` is empty then.
+// False, with `plain` empty, when the tag does not match the text.
 bool unseal(const SecretKey& key, Bytes& sealed, mstr& plain) {
     if (sealed.size() < nonceSize + tagSize) return false;
     const std::size_t length = sealed.size() - nonceSize - tagSize;
@@ -95,7 +95,7 @@ bool unseal(const SecretKey& key, Bytes& sealed, mstr& plain) {
     return genuine;
 }
 
-// The bytes of a text in its form, or nothing.
+// The bytes of a text with the version mark, or nothing.
 std::optional<Bytes> fromText(std::wstring_view encrypted) {
     if (encrypted.size() > longestText) return std::nullopt;
     std::string text;
@@ -112,7 +112,7 @@ std::optional<Bytes> fromText(std::wstring_view encrypted) {
 
 struct SecurityManager::State {
     std::mutex mutex;
-    std::wstring path;  // empty: the platform's place
+    std::wstring path;  // empty: the platform's default
     bool loaded = false;
     SecretKey key{};
 

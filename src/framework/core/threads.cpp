@@ -22,7 +22,7 @@ struct ThreadGroup::State {
     void enter() noexcept { count.fetch_add(1, std::memory_order_relaxed); }
     void leave() {
         if (count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-        std::lock_guard lock(mutex);  // whoever has just seen a count above 0 already waits
+        std::lock_guard lock(mutex);  // a thread that has just seen a count above 0 waits by now
         gone.notify_all();
     }
     void logEnd(std::wstring_view thread, std::wstring_view error) {
@@ -62,7 +62,7 @@ bool ThreadGroup::start(const std::wstring& name, std::function<void()> function
     const bool started =
         state_->threads.start(name, [state = state_, name, function = std::move(function)]() mutable {
             state->run(name, function);
-            function = nullptr;  // the module's code too
+            function = nullptr;  // its destructor is code of the module too
             state->leave();
         });
     if (!started) state_->leave();

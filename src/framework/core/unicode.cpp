@@ -16,7 +16,7 @@ namespace {
 constexpr bool wideIsUtf16 = sizeof(wchar_t) == 2;
 constexpr char32_t lastCodePoint = 0x10FFFF;
 
-// A unit is a number from 0 up, though char and wchar_t are signed on some platforms.
+// The code unit as an unsigned number: char and wchar_t are signed on some platforms.
 template <class Ch>
 constexpr char32_t unit(Ch c) noexcept {
     return static_cast<std::make_unsigned_t<Ch>>(c);
@@ -29,7 +29,8 @@ constexpr bool isCodePoint(char32_t c) noexcept {
     return c <= lastCodePoint && !isSurrogate(c);
 }
 
-// Bytes of a number's form: 7 bits fit into one byte, 11 into two, and five more into each further one.
+// The number of bytes that encode c: 7 bits fit into one byte, 11 into two, and five more into each further
+// one.
 std::size_t encodedLength(char32_t c) noexcept {
     if (c < 0x80) return 1;
     std::size_t length = 2;
@@ -59,7 +60,7 @@ void put(std::wstring& to, char32_t c) {
     }
 }
 
-// Calls `each(code point)` for the whole text as the policy has it.
+// Calls `each` with every code point of the text, as the policy says.
 template <class Each>
 void forEach(std::wstring_view wide, Policy policy, Each&& each) {
     for (std::size_t at = 0; at < wide.size();) {
@@ -69,7 +70,7 @@ void forEach(std::wstring_view wide, Policy policy, Each&& each) {
     }
 }
 
-// Order of two code points, or malformed units, which stand behind all code points.
+// The sort key of a code point; malformed units sort after all code points.
 std::uint64_t orderOf(const Decoded& decoded) noexcept {
     return decoded.valid ? fold(decoded.c) : std::uint64_t{1} << 32 | decoded.c;
 }
@@ -99,7 +100,7 @@ Decoded decode(std::string_view utf8, std::size_t at, Policy policy) noexcept {
     const char32_t first = unit(utf8[at]);
     if (first < 0x80) return {first, 1, true};
     const Decoded malformed{first, 1, false};
-    std::size_t length = 0;  // as many as the first byte has leading ones
+    std::size_t length = 0;  // the number of leading ones of the first byte
     while (length < 8 && (first & (0x80U >> length)) != 0) ++length;
     const std::size_t longest = policy == Policy::lossless ? 7 : 4;
     if (length < 2 || length > longest || length > utf8.size() - at) return malformed;
@@ -110,7 +111,7 @@ Decoded decode(std::string_view utf8, std::size_t at, Policy policy) noexcept {
         number = number << 6 | (next & 0x3F);
     }
     const auto c = static_cast<char32_t>(number);
-    if (c != number || encodedLength(c) != length) return malformed;  // a longer form than it needs
+    if (c != number || encodedLength(c) != length) return malformed;  // overlong
     if (policy == Policy::replacing && !isCodePoint(c)) return malformed;
     return {c, length, true};
 }
@@ -142,7 +143,7 @@ std::wstring decodeAll(std::string_view utf8, Policy policy) {
     const std::size_t ascii = asciiPrefix(utf8);
     std::wstring wide(utf8.begin(), utf8.begin() + static_cast<std::ptrdiff_t>(ascii));
     if (ascii == utf8.size()) return wide;
-    wide.reserve(utf8.size());  // no form becomes more units than it has bytes
+    wide.reserve(utf8.size());  // no character has more units than bytes
     for (std::size_t at = ascii; at < utf8.size();) {
         const Decoded next = decode(utf8, at, policy);
         put(wide, next.valid ? next.c : replacement);
@@ -153,7 +154,7 @@ std::wstring decodeAll(std::string_view utf8, Policy policy) {
 
 char32_t fold(char32_t c) noexcept {
     if (c < 0x80) return asciiUpper(c);
-    // Outside the basic plane nothing folds: so do the directory and the file system.
+    // Outside the basic plane nothing is folded, as in the directory and the file system.
     return c < 0x10000 ? unit(foldCase(static_cast<wchar_t>(c))) : c;
 }
 
@@ -191,8 +192,8 @@ wchar_t foldCase(wchar_t c) noexcept {
     const char32_t code = unicode::unit(c);
     if (code < 0x80) return asciiUpper(c);
     if (code > 0xFFFF || unicode::isSurrogate(code)) return c;
-    // Pairs only, as the directory and the file system fold: final sigma, dotless i, long s and the like have
-    // no way back and stay. So no look-alike meets a name in ASCII either.
+    // Only reversible mappings, as in the directory and the file system: final sigma, dotless i and long s
+    // are not folded. So no other character becomes equal to an ASCII letter.
     const wchar_t upper = sys::upperCase(c);
     return sys::lowerCase(upper) == c ? upper : c;
 }

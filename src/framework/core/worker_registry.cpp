@@ -9,7 +9,7 @@ namespace CORE {
 
 struct WorkerRegistry::Worker {
     const Registration registration;
-    int running = 0;  // claims; under the registry's lock
+    int running = 0;  // number of claims; guarded by the registry's mutex
 };
 
 bool WorkerRegistry::FoldedLess::operator()(std::wstring_view a, std::wstring_view b) const noexcept {
