@@ -1,12 +1,10 @@
-// Registration, look-up and synchronous messages.
+// Registration, lookup and synchronous messages.
 #include "framework/core/framework.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <limits>
 #include <stdexcept>
-#include <thread>
 
 #include "core/scripted_worker.h"
 #include "framework/core/coreexception.h"
@@ -19,17 +17,6 @@ using CORE::MessageFrameWork;
 using CORE::MessageHandler;
 using CORE::PropertyBag;
 
-struct Sent {
-    bool handled = false;
-    PropertyBag response;
-};
-
-Sent send(std::wstring_view worker, std::wstring_view operation, const PropertyBag& request = {}) {
-    Sent sent;
-    sent.handled = MessageHandler::SendMsg(worker, operation, request, sent.response);
-    return sent;
-}
-
 TEST(SendMsg, AnswersOnTheSendersThread) {
     std::thread::id ranOn;
     const ScriptedWorker worker(
@@ -40,20 +27,19 @@ TEST(SendMsg, AnswersOnTheSendersThread) {
         });
     PropertyBag request;
     request.set(L"text", std::wstring_view(L"hello"));
-
-    const Sent sent = send(L"scripted", L"greet", request);
-    EXPECT_TRUE(sent.handled);
-    EXPECT_EQ(sent.response.get(L"echo"), L"hello/greet");
-    EXPECT_EQ(ranOn, std::this_thread::get_id());
-
-    const Sent refused = send(L"scripted", L"refused", request);
-    EXPECT_FALSE(refused.handled);
-    EXPECT_EQ(refused.response.getError(), 0) << "not handled is no error of the framework's";
+    for (const wchar_t* operation : {L"greet", L"refused"}) {
+        const Sent sent = send(L"scripted", operation, request);
+        EXPECT_EQ(sent.handled, operation != std::wstring_view(L"refused"));
+        EXPECT_EQ(sent.response.get(L"echo"), std::wstring(L"hello/") + operation);
+        EXPECT_EQ(sent.response.getError(), 0) << "not handled is no error of the framework's";
+        EXPECT_EQ(ranOn, std::this_thread::get_id());
+    }
 }
 
 TEST(SendMsg, SaysWhyNobodyAnswers) {
-    const ScriptedWorker folded({}, {}, nullptr, L"Folded");
-    const ScriptedWorker deaf({}, {.local = false, .remote = true}, nullptr, L"Deaf");
+    const ScriptedWorker folded({}, L"Folded");
+    const ScriptedWorker deaf({}, L"Deaf", false);
+    addWorker(L"none", nullptr, &ScriptedItem::makeNone);
     const struct {
         const wchar_t* worker;
         const wchar_t* operation;
@@ -63,16 +49,19 @@ TEST(SendMsg, SaysWhyNobodyAnswers) {
         {L"fOLDED", L"x", L""},
         {L"Folded ", L"x", L"Worker Folded  is not installed"},
         {L"", L"x", L"Worker  is not installed"},
+        {L"none", L"x", L"Worker none is not installed"},  // its factory returns null
         {L"Deaf", L"x", L"Worker Deaf takes no messages of this machine"},
         {L"Folded", L"hidden", L"Operation hidden is not available"},
     };
-    for (const auto& row : rows) {
-        const Sent sent = send(row.worker, row.operation);
-        const bool fine = *row.error == 0;
-        EXPECT_EQ(sent.handled, fine) << row.worker;
-        EXPECT_EQ(sent.response.getError(), fine ? 0 : 1) << row.worker;
-        EXPECT_EQ(sent.response.getErrorText(), row.error) << row.worker;
-    }
+    for (const unsigned timeoutMs : {0U, 3'600'000U})
+        for (const auto& row : rows) {
+            const Sent sent = send(row.worker, row.operation, {}, {.timeoutMs = timeoutMs});
+            const bool fine = *row.error == 0;
+            EXPECT_EQ(sent.handled, fine) << row.worker;
+            EXPECT_EQ(sent.response.getError(), fine ? 0 : 1) << row.worker;
+            EXPECT_EQ(sent.response.getErrorText(), row.error) << row.worker;
+        }
+    MessageFrameWork::System().RemoveWorker(L"none", true);
 }
 
 TEST(SendMsg, TurnsExceptionsIntoErrors) {
@@ -81,32 +70,21 @@ TEST(SendMsg, TurnsExceptionsIntoErrors) {
         if (operation == L"standard") throw std::runtime_error("out of range");
         throw 42;
     });
-    const struct {
-        const wchar_t* operation;
-        const wchar_t* error;
-    } rows[] = {
+    const std::pair<const wchar_t*, std::wstring> rows[] = {
         {L"framework", L"broken promise"},
         {L"standard", L"Unexpected exception: out of range"},
         {L"other", L"Unexpected exception"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [operation, error] : rows) {
         const LogCapture log;
-        const Sent sent = send(L"scripted", row.operation);
+        const Sent sent = send(L"scripted", operation);
         EXPECT_FALSE(sent.handled);
         EXPECT_EQ(sent.response.getError(), 1);
-        EXPECT_EQ(sent.response.getErrorText(), row.error);
-        EXPECT_TRUE(log.contains(CORE::logError, std::wstring(L"Worker scripted, operation ") +
-                                                     row.operation + L": " + row.error));
+        EXPECT_EQ(sent.response.getErrorText(), error);
+        EXPECT_TRUE(log.contains(CORE::logError,
+                                 std::wstring(L"Worker scripted, operation ") + operation + L": " + error));
         EXPECT_EQ(ScriptedItem::alive, 0) << "an exception must not leak the object";
     }
-}
-
-TEST(SendMsg, TakesAFactoryWithoutObjectForAnAbsentWorker) {
-    MessageFrameWork::System().AddWorker(&ScriptedItem::makeNone, L"none", L"", true, false, false, true);
-    const Sent sent = send(L"none", L"x");
-    MessageFrameWork::System().RemoveWorker(L"none", true);
-    EXPECT_FALSE(sent.handled);
-    EXPECT_EQ(sent.response.getErrorText(), L"Worker none is not installed");
 }
 
 TEST(SendMsg, CarriesAttachments) {
@@ -118,20 +96,16 @@ TEST(SendMsg, CarriesAttachments) {
     });
     const CORE::MsgBinary question({1, 2});
     CORE::MsgBinary answer;
-    PropertyBag response;
-    EXPECT_TRUE(MessageHandler::SendMsg(L"scripted", L"x", {}, response,
-                                        {.requestBinary = &question, .responseBinary = &answer}));
+    EXPECT_TRUE(send(L"scripted", L"x", {}, {.requestBinary = &question, .responseBinary = &answer}).handled);
     EXPECT_EQ(answer.bytes(), (std::vector<std::uint8_t>{1, 2, 9}));
     EXPECT_TRUE(send(L"scripted", L"x").handled) << "attachments are optional";
 }
 
-TEST(AddWorker, RefusesWhatItCannotKeepApartOrDoesNotHave) {
-    const ScriptedWorker first({}, {}, nullptr, L"Name");
+TEST(AddWorker, RefusesTakenNamesAndUnknownFlags) {
+    const ScriptedWorker first({}, L"Name");
     const struct {
         const wchar_t* name;
-        bool serialised;
-        bool foldNames;
-        bool refused;
+        bool serialised, foldNames, refused;
     } rows[] = {
         {L"Other", false, true, false}, {L"Name", false, true, true},   {L"NAME", false, true, true},
         {L"", false, true, true},       {L"system", false, true, true}, {L"Other", true, true, true},
@@ -154,7 +128,7 @@ TEST(AddWorker, RefusesWhatItCannotKeepApartOrDoesNotHave) {
 TEST(RemoveWorker, AnswersWhetherThereWasOne) {
     MessageFrameWork& framework = MessageFrameWork::System();
     EXPECT_FALSE(framework.RemoveWorker(L"scripted", false));
-    framework.AddWorker(&ScriptedItem::make, L"scripted", L"", true, false, false, true);
+    addWorker(L"scripted");
     EXPECT_TRUE(framework.RemoveWorker(L"SCRIPTED", false));
     EXPECT_FALSE(send(L"scripted", L"x").handled);
     EXPECT_FALSE(framework.RemoveWorker(L"System", false)) << "the framework's own worker stays";
@@ -170,26 +144,28 @@ TEST(RemoveWorker, LeavesOrAwaitsWhatRuns) {
             answered = true;
             return true;
         };
-        MessageFrameWork& framework = MessageFrameWork::System();
-        framework.AddWorker(&ScriptedItem::make, L"slow", L"", true, false, false, true);
+        addWorker(L"slow");
         std::thread sender([] { EXPECT_TRUE(send(L"slow", L"x").handled); });
         await(inside);
-        if (wait) {
-            std::thread release([&] {
-                while (framework.IsWorkerInstalled(L"slow", 0)) std::this_thread::yield();
-                go.set();  // the removal has begun
-            });
-            EXPECT_TRUE(framework.RemoveWorker(L"slow", true));
-            EXPECT_TRUE(answered) << "the running request was to be waited for";
-            release.join();
-        } else {
-            EXPECT_TRUE(framework.RemoveWorker(L"slow", false));
-            EXPECT_FALSE(send(L"slow", L"x").handled) << "a removed worker is not found";
-            go.set();
-        }
+        std::thread release([&] {  // once the removal has begun
+            while (MessageFrameWork::System().IsWorkerInstalled(L"slow", 0)) std::this_thread::yield();
+            if (wait) go.set();
+        });
+        EXPECT_TRUE(MessageFrameWork::System().RemoveWorker(L"slow", wait));
+        EXPECT_EQ(answered, wait);
+        EXPECT_FALSE(send(L"slow", L"x").handled) << "a removed worker is not found";
+        go.set();
+        release.join();
         sender.join();
         ScriptedItem::script = {};
     }
+}
+
+PropertyBag workerQuestion(std::wstring_view worker, int timeoutMs) {
+    PropertyBag request;
+    request.set(L"QueueName", worker);
+    request.setInt(L"Timeout", timeoutMs);
+    return request;
 }
 
 TEST(SystemWorker, TellsWhetherAWorkerIsInstalled) {
@@ -207,10 +183,7 @@ TEST(SystemWorker, TellsWhetherAWorkerIsInstalled) {
         {L"Unknown", L"scripted", 120, L""},
     };
     for (const auto& row : rows) {
-        PropertyBag request;
-        request.set(L"QueueName", std::wstring_view(row.queue));
-        request.setInt(L"Timeout", -5);  // no time at all
-        const Sent sent = send(L"System", row.operation, request);
+        const Sent sent = send(L"System", row.operation, workerQuestion(row.queue, -5));  // no time at all
         EXPECT_EQ(sent.handled, row.error == 0) << row.operation << row.queue;
         EXPECT_EQ(sent.response.getError(), row.error) << row.operation << row.queue;
         EXPECT_EQ(sent.response.getErrorText(), row.text);
@@ -218,18 +191,14 @@ TEST(SystemWorker, TellsWhetherAWorkerIsInstalled) {
 }
 
 TEST(SystemWorker, WaitsForAWorkerThatComes) {
-    PropertyBag request;
-    request.set(L"QueueName", std::wstring_view(L"late"));
-    request.setInt(L"Timeout", 60'000);
-    std::thread asker([&] { EXPECT_TRUE(send(L"System", L"IsWorkerInstalled", request).handled); });
-    const ScriptedWorker worker({}, {}, nullptr, L"late");
+    std::thread asker(
+        [] { EXPECT_TRUE(send(L"System", L"IsWorkerInstalled", workerQuestion(L"late", 60'000)).handled); });
+    const ScriptedWorker worker({}, L"late");
     asker.join();
 }
 
-TEST(SystemWorker, WaitsNoLongerWhenTheMessageIsCancelledOrItsTimeIsUp) {
-    PropertyBag request;
-    request.set(L"QueueName", std::wstring_view(L"never"));
-    request.setInt(L"Timeout", std::numeric_limits<int>::max());
+TEST(SystemWorker, StopsWaitingWhenTheMessageIsCancelledOrTimesOut) {
+    const PropertyBag request = workerQuestion(L"never", std::numeric_limits<int>::max());
     std::atomic<bool> answered{false};
     CORE::ThreadGroup sent(L"sender");
     const auto number = MessageHandler::SendAsyncMsg(L"System", L"IsWorkerInstalled", request,
@@ -242,28 +211,25 @@ TEST(SystemWorker, WaitsNoLongerWhenTheMessageIsCancelledOrItsTimeIsUp) {
     MessageHandler::CancelMsg(number);  // it may have begun or not
     sent.waitForAll();
     EXPECT_TRUE(answered);
-
-    PropertyBag response;
-    EXPECT_FALSE(
-        MessageHandler::SendMsg(L"System", L"IsWorkerInstalled", request, response, {.timeoutMs = 1}));
-    EXPECT_EQ(response.getError(), 1);
+    EXPECT_EQ(send(L"System", L"IsWorkerInstalled", request, {.timeoutMs = 1}).response.getErrorText(),
+              L"Worker System did not answer operation IsWorkerInstalled within 1 milliseconds");
 }
 
 TEST(Channels, AreRefusedWithoutShowingTheTicket) {
     const LogCapture log;
     EXPECT_EQ(MessageFrameWork::System().ConnectChannelByTicket(L"agent", L"s3cret", L"host:4001"), nullptr);
-    ASSERT_EQ(log.lines().size(), 1u);
-    EXPECT_EQ(log.lines()[0].level, CORE::logWarning);
-    EXPECT_EQ(log.lines()[0].text, L"No channel of type agent to host:4001: this host carries no channels");
+    EXPECT_EQ(
+        log.lines(),
+        (std::vector<LogLine>{
+            {CORE::logWarning, L"No channel of type agent to host:4001: this host carries no channels"}}));
     MessageFrameWork::System().CloseChannel(nullptr);
 }
 
 TEST(InstRole, IsWhatTheHostSays) {
-    MessageFrameWork& framework = MessageFrameWork::System();
     EXPECT_EQ(CORE::GetInstRole().GetType(), CORE::InstType::connectionServer);
-    framework.setInstRole(CORE::InstType::securityServer);
+    MessageFrameWork::System().setInstRole(CORE::InstType::securityServer);
     EXPECT_EQ(CORE::GetInstRole().GetType(), CORE::InstType::securityServer);
-    framework.setInstRole(CORE::InstType::connectionServer);
+    MessageFrameWork::System().setInstRole(CORE::InstType::connectionServer);
 }
 
 TEST(OperatingSystem, HasALevelForEveryVersion) {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "framework/core/corelock.h"
@@ -42,20 +43,21 @@ class ScriptedItem : public CORE::WorkItem {
     }
 };
 
-struct WorkerFlags {
-    bool local = true;
-    bool remote = false;
-};
+// Registers a worker as this system's modules do.
+inline void addWorker(std::wstring_view name, CORE::ThreadGroup* owner = nullptr,
+                      CORE::WorkItemFactory factory = &ScriptedItem::make) {
+    CORE::MessageFrameWork::System().AddWorker(factory, name, L"", true, false, false, true, owner);
+}
 
 // Installs the scripted worker for a scope.
 class ScriptedWorker {
   public:
-    explicit ScriptedWorker(ScriptedItem::Script script = {}, WorkerFlags flags = {},
-                            CORE::ThreadGroup* owner = nullptr, std::wstring name = L"scripted")
+    explicit ScriptedWorker(ScriptedItem::Script script = {}, std::wstring name = L"scripted",
+                            bool local = true)
         : name_(std::move(name)) {
         ScriptedItem::script = std::move(script);
-        CORE::MessageFrameWork::System().AddWorker(&ScriptedItem::make, name_, L"", flags.local, flags.remote,
-                                                   false, true, owner);
+        CORE::MessageFrameWork::System().AddWorker(&ScriptedItem::make, name_, L"", local, !local, false,
+                                                   true);
     }
     ~ScriptedWorker() {
         CORE::MessageFrameWork::System().RemoveWorker(name_, true);
@@ -70,9 +72,24 @@ class ScriptedWorker {
     std::wstring name_;
 };
 
+struct Sent {
+    bool handled = false;
+    CORE::PropertyBag response;
+};
+inline Sent send(std::wstring_view worker, std::wstring_view operation, const CORE::PropertyBag& request = {},
+                 const CORE::SendOptions& options = {}) {
+    Sent sent;
+    sent.handled = CORE::MessageHandler::SendMsg(worker, operation, request, sent.response, options);
+    return sent;
+}
+
 // Waits for an event without letting a fault hang the test.
 inline void await(const CORE::coreevent& event) {
     ASSERT_TRUE(event.waitFor(longTime));
+}
+// Lets other threads run, where a test gives a fault its chance.
+inline void yield(int times = 100) {
+    for (; times > 0; --times) std::this_thread::yield();
 }
 
 }  // namespace wstest

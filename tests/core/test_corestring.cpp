@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <limits>
+#include <stdexcept>
 
 #include "framework/core/coreexception.h"
 
@@ -11,6 +11,7 @@ namespace {
 
 using CORE::mstr;
 using CORE::wstr;
+using Texts = std::vector<std::string>;
 
 // A failure shows readable text.
 std::string shown(const wstr& text) {
@@ -20,39 +21,38 @@ std::string shown(const mstr& text) {
     return text.str();
 }
 template <class Ch>
-std::vector<std::string> shown(const std::vector<CORE::corestring<Ch>>& list) {
-    std::vector<std::string> result(list.size());
-    std::transform(list.begin(), list.end(), result.begin(), [](const auto& text) { return shown(text); });
+Texts shown(const std::vector<CORE::corestring<Ch>>& list) {
+    Texts result;
+    for (const auto& text : list) result.push_back(shown(text));
     return result;
 }
 
-using Texts = std::vector<std::string>;
-
 TEST(CoreString, IsMadeOfManyThings) {
-    EXPECT_EQ(shown(wstr(L"text")), "text");
-    EXPECT_EQ(shown(wstr(L"text", 2)), "te");
-    EXPECT_EQ(shown(wstr(L"text", -1)), "text");
-    EXPECT_EQ(shown(wstr(static_cast<const wchar_t*>(nullptr))), "");
-    EXPECT_EQ(shown(wstr(L'c')), "c");
-    EXPECT_EQ(shown(wstr(-42)), "-42");
-    EXPECT_EQ(shown(wstr(std::numeric_limits<std::uint64_t>::max())), "18446744073709551615");
-    EXPECT_EQ(shown(mstr(std::numeric_limits<std::int64_t>::min())), "-9223372036854775808");
-    const CORE::coreException bad(L"b\u00e4d");
-    EXPECT_EQ(shown(wstr(bad)),
-              "b\xC3\xA4"
-              "d");
-    EXPECT_EQ(shown(mstr(bad)),
-              "b\xC3\xA4"
-              "d");
-    EXPECT_STREQ(bad.what(),
-                 "b\xC3\xA4"
-                 "d");
-    EXPECT_EQ(shown(wstr(std::runtime_error("std"))), "std");
-
-    wstr streamed;
-    streamed << L"a" << L'b' << 1 << 2U << -3LL << 4ULL << wstr(L"c") << std::wstring(L"d");
-    EXPECT_EQ(shown(streamed), "ab12-34cd");
-    EXPECT_EQ(shown(L"<" + wstr(L"x") + L">" + wstr(L"y")), "<x>y");
+    const CORE::coreException bad(L"\u00e4");
+    const std::pair<std::string, const char*> cases[] = {
+        {shown(wstr(L"text")), "text"},
+        {shown(wstr(L"text", 2)), "te"},
+        {shown(wstr(L"text", -1)), "text"},
+        {shown(wstr(static_cast<const wchar_t*>(nullptr))), ""},
+        {shown(wstr(L'c')), "c"},
+        {shown(wstr(-42)), "-42"},
+        {shown(wstr(std::numeric_limits<std::uint64_t>::max())), "18446744073709551615"},
+        {shown(mstr(std::numeric_limits<std::int64_t>::min())), "-9223372036854775808"},
+        {shown(wstr(bad)), "\xC3\xA4"},
+        {shown(mstr(bad)), "\xC3\xA4"},
+        {bad.what(), "\xC3\xA4"},
+        {shown(wstr(std::runtime_error("std"))), "std"},
+        {shown(wstr() << L"a" << L'b' << 1 << 2U << -3LL << 4ULL << wstr(L"c") << std::wstring(L"d")),
+         "ab12-34cd"},
+        {shown(L"<" + wstr(L"x") + L">" + wstr(L"y")), "<x>y"},
+        {shown(wstr(L"\u20ac").to_mstr()), "\xE2\x82\xAC"},
+        {shown(mstr("\xE2\x82\xAC")._tstr(65001)), "\xE2\x82\xAC"},
+    };
+    for (const auto& [text, expected] : cases) EXPECT_EQ(text, expected);
+    const std::string binary("\xFF\0\xFE", 3);
+    EXPECT_EQ(mstr(std::string_view(binary)).to_mstr().str(), binary);
+    EXPECT_THROW(wstr(L"x").to_mstr(1252), CORE::coreException);
+    EXPECT_THROW(mstr("x").to_wstr(1252), CORE::coreException);
 }
 
 TEST(CoreString, BufferCanBeWrittenTo) {
@@ -108,22 +108,15 @@ TEST(CoreString, Edits) {
     EXPECT_EQ(text.findAndReplace(L":::", L""), 2);
     EXPECT_EQ(shown(text), "abc");
     EXPECT_EQ(
-        shown(text.substr(1)) + shown(text.substr(1, 1)) + shown(text.substr(3)) + shown(text.substr(99)),
-        "bcb");
-    EXPECT_EQ(shown(text.left(2)) + shown(text.left(99)), "ababc");
+        shown(std::vector{text.substr(1), text.substr(1, 1), text.substr(3), text.substr(99), text.left(2)}),
+        (Texts{"bc", "b", "", "", "ab"}));
     EXPECT_EQ(shown(text.replace(1, 1, L"XY")), "aXYc");
     EXPECT_EQ(shown(text.replace(99, 1, L"no")), "aXYc");
     EXPECT_EQ(shown(text.append(L"!")), "aXYc!");
     EXPECT_EQ(shown(wstr(L" \t x y\r\n").trim(L" \t\r\n")), "x y");
     EXPECT_EQ(shown(wstr(L" \t ").trim(L" \t\r\n")), "");
-    EXPECT_EQ(shown(wstr(L"\u00c4B\u03a3\u0130").toLower()),
-              "\xC3\xA4"
-              "b\xCF\x83\xC4\xB0");
-    EXPECT_EQ(shown(mstr("\xC3\x84"
-                         "B")
-                        .toLower()),
-              "\xC3\xA4"
-              "b");
+    EXPECT_EQ(shown(wstr(L"\u00c4\u03a3\u0130 B").toLower()), "\xC3\xA4\xCF\x83\xC4\xB0 b");
+    EXPECT_EQ(shown(mstr("\xC3\x84 B").toLower()), "\xC3\xA4 b");
 }
 
 TEST(CoreString, Splits) {
@@ -134,70 +127,48 @@ TEST(CoreString, Splits) {
     EXPECT_EQ(shown(mstr("x;y").split(';')), (Texts{"x", "y"}));
 }
 
-TEST(CoreString, ReadsNumbers) {
+TEST(CoreString, ReadsNumbersAndFlags) {
     const struct {
         const wchar_t* text;
         int asInt;            // 77 is the fallback
         unsigned asUnsigned;  // 88 is the fallback
         bool isNum;
+        std::optional<bool> asFlag;  // nothing: the fallback
     } cases[] = {
-        {L"0", 0, 0, true},
-        {L"15", 15, 15, true},
-        {L"-7", -7, 88, true},
-        {L"+7", 7, 7, true},
-        {L" 42\r\n", 42, 42, false},
-        {L"007", 7, 7, true},
-        {L"", 77, 88, false},
-        {L" ", 77, 88, false},
-        {L"-", 77, 88, false},
-        {L"--1", 77, 88, false},
-        {L"1x", 77, 88, false},
-        {L"0x10", 77, 88, false},
-        {L"1.5", 77, 88, false},
-        {L"1 2", 77, 88, false},
-        {L"2147483647", 2147483647, 2147483647, true},
-        {L"2147483648", 77, 2147483648U, true},
-        {L"-2147483648", -2147483647 - 1, 88, true},
-        {L"4294967296", 77, 88, true},
-        {L"18446744073709551617", 77, 88, true},
-        {L"\u0661", 77, 88, false},
+        {L"0", 0, 0, true, false},
+        {L"-7", -7, 88, true, true},
+        {L"+7", 7, 7, true, true},
+        {L" 42\r\n", 42, 42, false, true},
+        {L" 0 ", 0, 0, false, false},
+        {L"007", 7, 7, true, true},
+        {L"", 77, 88, false, {}},
+        {L"-", 77, 88, false, {}},
+        {L"1x", 77, 88, false, {}},
+        {L"1 2", 77, 88, false, {}},
+        {L"2147483647", 2147483647, 2147483647, true, true},
+        {L"2147483648", 77, 2147483648U, true, true},
+        {L"-2147483648", -2147483647 - 1, 88, true, true},
+        {L"4294967296", 77, 88, true, true},
+        {L"18446744073709551617", 77, 88, true, {}},
+        {L"\u0661", 77, 88, false, {}},
+        {L"true", 77, 88, false, true},
+        {L" True ", 77, 88, false, true},
+        {L"FALSE", 77, 88, false, false},
+        {L"yes", 77, 88, false, {}},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(wstr(c.text).toInt(77), c.asInt) << shown(c.text);
-        EXPECT_EQ(wstr(c.text).toUInt(88), c.asUnsigned) << shown(c.text);
-        EXPECT_EQ(wstr(c.text).isNum(), c.isNum) << shown(c.text);
-        EXPECT_EQ(wstr(c.text).to_mstr().toInt(77), c.asInt) << shown(c.text);
+        const wstr text = c.text;
+        EXPECT_EQ(text.toInt(77), c.asInt) << shown(text);
+        EXPECT_EQ(text.to_mstr().toInt(77), c.asInt) << shown(text);
+        EXPECT_EQ(text.toUInt(88), c.asUnsigned) << shown(text);
+        EXPECT_EQ(text.isNum(), c.isNum) << shown(text);
+        for (const bool fallback : {false, true})
+            EXPECT_EQ(text.toBool(fallback), c.asFlag.value_or(fallback)) << shown(text);
     }
-}
-
-TEST(CoreString, ReadsFlags) {
-    for (const wchar_t* text : {L"true", L"TRUE", L" True ", L"1", L"-1", L"42"}) {
-        EXPECT_TRUE(wstr(text).toBool(false)) << shown(text);
-        EXPECT_TRUE(wstr(text).toBool(true)) << shown(text);
-    }
-    for (const wchar_t* text : {L"false", L"FALSE", L"0", L" 0 "})
-        EXPECT_FALSE(wstr(text).toBool(true)) << shown(text);
-    for (const wchar_t* text : {L"", L"yes", L"truely", L"1x"}) {
-        EXPECT_FALSE(wstr(text).toBool(false)) << shown(text);
-        EXPECT_TRUE(wstr(text).toBool(true)) << shown(text);
-    }
-}
-
-TEST(CoreString, ConvertsBetweenWidths) {
-    EXPECT_EQ(wstr(L"\u20ac").to_mstr().str(), "\xE2\x82\xAC");
-    EXPECT_EQ(shown(mstr("\xE2\x82\xAC")._tstr(65001)), "\xE2\x82\xAC");
-    const std::string binary("\xFF\0\xFE", 3);
-    EXPECT_EQ(mstr(std::string_view(binary)).to_mstr().str(), binary);
-    EXPECT_THROW(wstr(L"x").to_mstr(1252), CORE::coreException);
-    EXPECT_THROW(mstr("x").to_wstr(1252), CORE::coreException);
 }
 
 TEST(CoreString, TakesPathsApart) {
-    const struct {
-        const wchar_t* path;
-        const char* last;
-        const char* name;
-    } cases[] = {
+    const std::tuple<const wchar_t*, const char*, const char*> cases[] = {
         {L"C:\\Program Files\\Talvex\\ws_admin.dll", "ws_admin.dll", "ws_admin"},
         {L"/opt/ws.d/libws_admin.so", "libws_admin.so", "libws_admin"},
         {L"mixed\\a/b.c.d", "b.c.d", "b.c"},
@@ -205,9 +176,9 @@ TEST(CoreString, TakesPathsApart) {
         {L"folder.d/", "", ""},
         {L"", "", ""},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(shown(wstr(c.path).lastPath()), c.last);
-        EXPECT_EQ(shown(wstr(c.path).lastPath().dropSuffix()), c.name);
+    for (const auto& [path, last, name] : cases) {
+        EXPECT_EQ(shown(wstr(path).lastPath()), last);
+        EXPECT_EQ(shown(wstr(path).lastPath().dropSuffix()), name);
     }
     EXPECT_EQ(shown(wstr(L"/opt/ws.d/plain").dropSuffix()), "/opt/ws.d/plain");
 }

@@ -7,14 +7,12 @@ namespace {
 using CORE::compareFolded;
 using CORE::foldCase;
 using CORE::isValidUtf8;
+using CORE::lowerCase;
 using CORE::toUtf8;
 using CORE::toWide;
 
 TEST(Unicode, Utf8ToWideAndBack) {
-    const struct {
-        std::string utf8;
-        std::wstring wide;
-    } cases[] = {
+    const std::pair<std::string, std::wstring> cases[] = {
         {"", L""},
         {"ASCII \x7F", L"ASCII \x7F"},
         {std::string("a\0b", 3), std::wstring(L"a\0b", 3)},
@@ -23,19 +21,15 @@ TEST(Unicode, Utf8ToWideAndBack) {
         {"\xED\x9F\xBF\xEE\x80\x80", L"\uD7FF\uE000"},
         {"\xF0\x90\x80\x80\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF", L"\U00010000\U0001F600\U0010FFFF"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(toWide(c.utf8), c.wide) << c.utf8;
-        EXPECT_EQ(toUtf8(c.wide), c.utf8) << c.utf8;
-        EXPECT_TRUE(isValidUtf8(c.utf8)) << c.utf8;
+    for (const auto& [utf8, wide] : cases) {
+        EXPECT_EQ(toWide(utf8), wide) << utf8;
+        EXPECT_EQ(toUtf8(wide), utf8) << utf8;
+        EXPECT_TRUE(isValidUtf8(utf8)) << utf8;
     }
 }
 
-TEST(Unicode, WhatIsNotUtf8BecomesReplacementCharacters) {
-    const struct {
-        const char* what;
-        std::string utf8;
-        std::wstring wide;
-    } cases[] = {
+TEST(Unicode, WhatIsInvalidBecomesReplacementCharacters) {
+    const std::tuple<const char*, std::string, std::wstring> cases[] = {
         {"lone continuation", "a\x80z", L"a\uFFFDz"},
         {"truncated in the middle", "\xE2\x82z", L"\uFFFD\uFFFDz"},
         {"truncated at the end", "z\xF0\x9F\x98", L"z\uFFFD\uFFFD\uFFFD"},
@@ -47,37 +41,25 @@ TEST(Unicode, WhatIsNotUtf8BecomesReplacementCharacters) {
         {"never a lead byte", "\xF8\xFE\xFF", L"\uFFFD\uFFFD\uFFFD"},
         {"text after a broken lead", "\xC3\x41", L"\uFFFDA"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(toWide(c.utf8), c.wide) << c.what;
-        EXPECT_FALSE(isValidUtf8(c.utf8)) << c.what;
+    for (const auto& [what, utf8, wide] : cases) {
+        EXPECT_EQ(toWide(utf8), wide) << what;
+        EXPECT_FALSE(isValidUtf8(utf8)) << what;
     }
-}
-
-TEST(Unicode, LoneSurrogatesBecomeReplacementCharacters) {
-    const auto high = static_cast<wchar_t>(0xD83D);
-    const auto low = static_cast<wchar_t>(0xDE00);
-    EXPECT_EQ(toUtf8(std::wstring{L'a', high}), "a\xEF\xBF\xBD");
-    EXPECT_EQ(toUtf8(std::wstring{high, L'a'}),
-              "\xEF\xBF\xBD"
-              "a");
-    EXPECT_EQ(toUtf8(std::wstring{low, high}), "\xEF\xBF\xBD\xEF\xBF\xBD");
+    const auto high = static_cast<wchar_t>(0xD83D), low = static_cast<wchar_t>(0xDE00);
+    const std::string replacement = "\xEF\xBF\xBD";
+    EXPECT_EQ(toUtf8(std::wstring{L'a', high}), "a" + replacement);
+    EXPECT_EQ(toUtf8(std::wstring{high, L'a'}), replacement + "a");
+    EXPECT_EQ(toUtf8(std::wstring{low, high}), replacement + replacement);
 }
 
 TEST(Unicode, CaseFoldsWhateverTheLocale) {
-    for (const auto& [a, b] : std::initializer_list<std::pair<wchar_t, wchar_t>>{{L'a', L'A'},
-                                                                                 {L'z', L'Z'},
-                                                                                 {L'\u00e4', L'\u00c4'},
-                                                                                 {L'\u0161', L'\u0160'},
-                                                                                 {L'\u03c3', L'\u03a3'},
-
-                                                                                 {L'\u0436', L'\u0416'},
-                                                                                 {L'\u00ff', L'\u0178'}}) {
-        EXPECT_EQ(foldCase(a), foldCase(b)) << static_cast<unsigned>(a);
-    }
-    for (const auto& [lower, upper] : std::initializer_list<std::pair<wchar_t, wchar_t>>{
-             {L'a', L'A'}, {L'\u00e4', L'\u00c4'}, {L'\u03c3', L'\u03a3'}, {L'\u0436', L'\u0416'}}) {
-        EXPECT_EQ(CORE::lowerCase(upper), lower);
-        EXPECT_EQ(CORE::lowerCase(lower), lower);
+    const std::pair<wchar_t, wchar_t> pairs[] = {
+        {L'a', L'A'},           {L'z', L'Z'},           {L'\u00e4', L'\u00c4'}, {L'\u0161', L'\u0160'},
+        {L'\u03c3', L'\u03a3'}, {L'\u0436', L'\u0416'}, {L'\u00ff', L'\u0178'}};
+    for (const auto& [lower, upper] : pairs) {
+        EXPECT_EQ(foldCase(lower), foldCase(upper)) << static_cast<unsigned>(lower);
+        EXPECT_EQ(lowerCase(upper), lower);
+        EXPECT_EQ(lowerCase(lower), lower);
     }
     for (const wchar_t c :
          {L'@', L'[', L'`', L'{', L'0', L'\u00df', L'\u00f7', L'\u00b5', L'\u03c2', L'\u4e2d', L'\uFFFF'})
@@ -89,7 +71,7 @@ TEST(Unicode, NothingFoldsIntoAscii) {
     for (unsigned code = 0x80; code <= 0xFFFF; ++code) {
         const auto c = static_cast<wchar_t>(code);
         ASSERT_GE(static_cast<unsigned>(foldCase(c)) & 0xFFFFU, 0x80U) << code;
-        ASSERT_GE(static_cast<unsigned>(CORE::lowerCase(c)) & 0xFFFFU, 0x80U) << code;
+        ASSERT_GE(static_cast<unsigned>(lowerCase(c)) & 0xFFFFU, 0x80U) << code;
     }
     EXPECT_NE(compareFolded(L"TITLE", L"t\u0131tle"), 0);
     EXPECT_NE(compareFolded(L"title", L"T\u0130TLE"), 0);
@@ -97,30 +79,24 @@ TEST(Unicode, NothingFoldsIntoAscii) {
 }
 
 TEST(Unicode, OrderWithoutRegardToCase) {
-    const struct {
-        const wchar_t* a;
-        const wchar_t* b;
-        int order;
-    } cases[] = {
+    const std::tuple<const wchar_t*, const wchar_t*, int> cases[] = {
         {L"", L"", 0},
         {L"", L"a", -1},
         {L"getDomainType", L"GETDOMAINTYPE", 0},
         {L"getDomainType", L"getDomainType ", -1},
         {L"abc", L"ABD", -1},
-        {L"B", L"a", 1},
         {L"a_", L"AB", 1},
         {L"M\u00fcller", L"M\u00dcLLER", 0},
         {L"\u03a3\u03c3", L"\u03c3\u03a3", 0},
         {L"z", L"\u00e4", -1},
-        {L"\u00e4", L"z", 1},
         {L"\U0001F600", L"\U0001F601", -1},
         {L"\U0001F600a", L"\U0001F600A", 0},
     };
     const auto sign = [](int n) { return n < 0 ? -1 : n > 0 ? 1 : 0; };
-    for (const auto& c : cases) {
-        EXPECT_EQ(sign(compareFolded(c.a, c.b)), c.order) << toUtf8(c.a);
-        EXPECT_EQ(sign(compareFolded(c.b, c.a)), -c.order) << toUtf8(c.a);
-        EXPECT_EQ(sign(compareFolded(toUtf8(c.a), toUtf8(c.b))), c.order) << toUtf8(c.a);
+    for (const auto& [a, b, order] : cases) {
+        EXPECT_EQ(sign(compareFolded(a, b)), order) << toUtf8(a);
+        EXPECT_EQ(sign(compareFolded(b, a)), -order) << toUtf8(a);
+        EXPECT_EQ(sign(compareFolded(toUtf8(a), toUtf8(b))), order) << toUtf8(a);
     }
     // Bytes that are not text differ from each other and from the replacement character.
     EXPECT_NE(compareFolded("\xFE", "\xFF"), 0);

@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <stdexcept>
-#include <vector>
 
 #include "core/scripted_worker.h"
 #include "framework/core/coreexception.h"
@@ -37,22 +35,20 @@ TEST(ThreadGroup, DestroysTheFunctionBeforeTheThreadCountsAsGone) {
 }
 
 TEST(ThreadGroup, LogsWhatAThreadThrows) {
-    const struct {
-        void (*function)();
-        const wchar_t* error;
-    } rows[] = {
+    const std::pair<void (*)(), const wchar_t*> rows[] = {
         {[] { throw CORE::coreException(L"broken promise"); }, L"broken promise"},
         {[] { throw std::runtime_error("out of range"); }, L"out of range"},
         {[] { throw 42; }, L"unknown"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [function, error] : rows) {
         const LogCapture log;
         ThreadGroup group(L"module");
-        ASSERT_TRUE(group.start(L"Worker", row.function));
+        ASSERT_TRUE(group.start(L"Worker", function));
         group.waitForAll();
-        ASSERT_EQ(log.lines().size(), 1u);
-        EXPECT_TRUE(log.contains(CORE::logError,
-                                 std::wstring(L"Thread Worker ended with an exception, error ") + row.error));
+        EXPECT_EQ(
+            log.lines(),
+            (std::vector<LogLine>{
+                {CORE::logError, std::wstring(L"Thread Worker ended with an exception, error ") + error}}));
     }
 }
 
@@ -62,12 +58,10 @@ TEST(ThreadGroup, WaitsForVisitorsForAsLongAsAnyCopyLives) {
     std::atomic<bool> left{false};
     std::thread visitor([&] {
         auto first = std::make_unique<ThreadGroup::Visit>(&group);
-        const ThreadGroup::Visit copy(*first);
-        const ThreadGroup::Visit moved(std::move(*first));
-        const ThreadGroup::Visit nowhere(nullptr);
+        const ThreadGroup::Visit copy(*first), moved(std::move(*first)), nowhere(nullptr);
         first.reset();
         inside.set();
-        for (int i = 0; i < 100; ++i) std::this_thread::yield();
+        yield();
         left = true;
     });
     await(inside);

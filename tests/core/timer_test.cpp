@@ -2,13 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <functional>
-#include <thread>
 
 #include "core/scripted_worker.h"
 #include "framework/core/coreexception.h"
-#include "framework/core/threads.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -42,13 +39,22 @@ void passTheTimerThread() {
     await(passed);
 }
 
-TEST(CoreTimer, RepeatsWhenTheCallbackStartsItAgain) {
+// Blocks the callback that calls it until the test lets it go on.
+struct Gate {
+    CORE::coreevent inside, open;
+    void pass() {
+        inside.set();
+        EXPECT_TRUE(open.waitFor(longTime));
+    }
+};
+
+TEST(CoreTimer, RepeatsOnOneThreadWhenTheCallbackStartsItAgain) {
     int count = 0;
     std::thread::id thread;
     CORE::coreevent done;
     Timer timer([&](Timer& self) {
         if (count++ == 0) thread = std::this_thread::get_id();
-        EXPECT_EQ(thread, std::this_thread::get_id()) << "one timer thread";
+        EXPECT_EQ(thread, std::this_thread::get_id());
         if (count == 5) return done.set();
         self.StartTimer(1);
     });
@@ -61,54 +67,49 @@ TEST(CoreTimer, RepeatsWhenTheCallbackStartsItAgain) {
 
 TEST(CoreTimer, StartingAgainReplacesTheEarlierStart) {
     std::atomic<int> count{0};
-    CORE::coreevent blocked, go;
-    Timer blocker([&](Timer&) {
-        blocked.set();
-        EXPECT_TRUE(go.waitFor(longTime));
-    });
+    Gate gate;
+    Timer blocker([&](Timer&) { gate.pass(); });
     blocker.StartTimer(0);
-    await(blocked);
+    await(gate.inside);
     Timer twice([&](Timer&) { ++count; });
     Timer stopped([&](Timer&) { ADD_FAILURE() << "a stopped timer was called"; });
     twice.StartTimer(1);
     stopped.StartTimer(1);
     twice.StartTimer(2);
     stopped.StopTimer();
-    go.set();
+    gate.open.set();
     passTheTimerThread();
     EXPECT_EQ(count, 1);
 }
 
 TEST(CoreTimer, StopWithWaitAwaitsTheRunningCallback) {
-    CORE::coreevent inside, go;
+    Gate gate;
     std::atomic<bool> finished{false};
     Timer timer([&](Timer&) {
-        inside.set();
-        EXPECT_TRUE(go.waitFor(longTime));
-        for (int i = 0; i < 100; ++i) std::this_thread::yield();
+        gate.pass();
+        yield();
         finished = true;
     });
     timer.StartTimer(0);
-    await(inside);
-    std::thread release([&] { go.set(); });
+    await(gate.inside);
+    std::thread release([&] { gate.open.set(); });
     timer.StopTimerWithWait();
     EXPECT_TRUE(finished);
     release.join();
 }
 
 TEST(CoreTimer, StopFromElsewhereVoidsTheCallbacksOwnRestart) {
-    CORE::coreevent inside, go;
+    Gate gate;
     std::atomic<int> count{0};
     Timer timer([&](Timer& self) {
         ++count;
-        inside.set();
-        EXPECT_TRUE(go.waitFor(longTime));
+        gate.pass();
         self.StartTimer(1);
     });
     timer.StartTimer(0);
-    await(inside);
+    await(gate.inside);
     timer.StopTimer();
-    go.set();
+    gate.open.set();
     passTheTimerThread();
     EXPECT_EQ(count, 1);
 
@@ -117,19 +118,12 @@ TEST(CoreTimer, StopFromElsewhereVoidsTheCallbacksOwnRestart) {
     timer.StopTimerWithWait();
 }
 
-TEST(CoreTimer, CallbackMayStopItsOwnTimerWithWait) {
-    CORE::coreevent done;
-    Timer timer([&](Timer& self) {
-        self.StopTimerWithWait();
-        done.set();
-    });
-    timer.StartTimer(0);
-    await(done);
-}
-
-TEST(CoreTimer, LogsAnExceptionAndGoesOn) {
+TEST(CoreTimer, CallbackMayStopItsOwnTimerWithWaitAndThrow) {
     const LogCapture log;
-    Timer timer([](Timer&) { throw CORE::coreException(L"broken promise"); });
+    Timer timer([](Timer& self) {
+        self.StopTimerWithWait();
+        throw CORE::coreException(L"broken promise");
+    });
     timer.StartTimer(0);
     passTheTimerThread();
     EXPECT_TRUE(log.contains(CORE::logError, L"Exception in a timer callback, error broken promise"));
@@ -177,7 +171,7 @@ TEST(CoreTimer, ReleaseAndExpiryMayMeetInEveryOrder) {
             },
             &module);
         timer->StartTimer(0);
-        for (int spins = i % 7; spins > 0; --spins) std::this_thread::yield();
+        yield(i % 7);
         timer->Release();
     }
     passTheTimerThread();

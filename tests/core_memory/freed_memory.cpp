@@ -29,19 +29,10 @@ void* operator new(std::size_t size) {
     live += malloc_usable_size(block);
     return block;
 }
-void* operator new[](std::size_t size) {
-    return operator new(size);
-}
 void operator delete(void* block) noexcept {
     giveBack(block);
 }
 void operator delete(void* block, std::size_t) noexcept {
-    giveBack(block);
-}
-void operator delete[](void* block) noexcept {
-    giveBack(block);
-}
-void operator delete[](void* block, std::size_t) noexcept {
     giveBack(block);
 }
 

@@ -9,6 +9,9 @@ namespace test {
 // The secret that is looked for. Literals, so that looking for them leaves no copies on the heap.
 inline constexpr char marker[] = "correct-horse-battery-staple";
 inline constexpr wchar_t wideMarker[] = L"correct-horse-battery-staple";
+inline std::string_view wideMarkerBytes() {
+    return {reinterpret_cast<const char*>(wideMarker), sizeof(wideMarker) - sizeof(wchar_t)};
+}
 
 class FreedMemory {
   public:

@@ -22,59 +22,32 @@ PropertyBag withSecret() {
     return bag;
 }
 
+void repeat(int times, const std::function<void(int)>& action) {
+    for (int i = 0; i < times; ++i) action(i);
+}
+std::wstring textOf(int length) {
+    return std::wstring(static_cast<std::size_t>(length), L'z');
+}
+
 TEST(PropertyBagMemory, HoldsNoTextWhenItIsGivenBack) {
     const std::pair<const char*, std::function<void(PropertyBag&)>> cases[] = {
         {"destroyed", [](PropertyBag& bag) { PropertyBag last(std::move(bag)); }},
         {"cleared", [](PropertyBag& bag) { bag.clear(); }},
         {"assigned to", [](PropertyBag& bag) { bag = PropertyBag(); }},
         {"copied", [](PropertyBag& bag) { PropertyBag copy = bag; }},
-        {"grown",
-         [](PropertyBag& bag) {
-             for (int i = 0; i < 200; ++i) bag.add(L"name", L"value");
-         }},
+        {"grown", [](PropertyBag& bag) { repeat(200, [&](int) { bag.add(L"name", L"value"); }); }},
         {"reserved", [](PropertyBag& bag) { bag.reserve(100, 100'000); }},
-        {"set",
-         [](PropertyBag& bag) {
-             bag.set(L"password", "correct-horse-battery-staple and more of it");
-             bag.clear();
-         }},
-        {"set to less",
-         [](PropertyBag& bag) {
-             bag.set(L"password", L"x");
-             bag.clear();
-         }},
-        {"set to a bag",
-         [](PropertyBag& bag) {
-             bag.setBag(L"password", withSecret());
-             bag.clear();
-         }},
-        {"nested",
-         [](PropertyBag& bag) {
-             bag.setBag(L"z", bag);
-             bag.set(L"z", L"x");
-         }},
-        {"merged",
-         [](PropertyBag& bag) {
-             bag &= withSecret();
-             PropertyBag other;
-             other.add(L"b", L"1");
-             other &= bag;
-         }},
-        {"compacted",
-         [](PropertyBag& bag) {
-             for (int i = 1; i < 99; ++i) bag.set(L"z", std::wstring(static_cast<std::size_t>(i * 9), L'z'));
-         }},
-        {"an error",
-         [](PropertyBag& bag) {
-             bag.setError(1, wideMarker);
-             bag.setError(2);
-         }},
+        {"set", [](PropertyBag& bag) { bag.set(L"password", "correct-horse-battery-staple and more"); }},
+        {"set to less", [](PropertyBag& bag) { bag.set(L"password", L"x"); }},
+        {"set to a bag", [](PropertyBag& bag) { bag.setBag(L"password", withSecret()); }},
+        {"nested", [](PropertyBag& bag) { bag.setBag(L"z", bag), bag.set(L"z", L"x"); }},
+        {"merged", [](PropertyBag& bag) { bag &= withSecret(), withSecret() &= bag; }},
+        {"compacted", [](PropertyBag& bag) { repeat(99, [&](int i) { bag.set(L"z", textOf(9 * i)); }); }},
+        {"an error", [](PropertyBag& bag) { bag.setError(1, wideMarker), bag.setError(2); }},
     };
-    const std::string_view wideBytes(reinterpret_cast<const char*>(wideMarker),
-                                     sizeof(wideMarker) - sizeof(wchar_t));
     for (const auto& [what, change] : cases) {
         SCOPED_TRACE(what);
-        for (const std::string_view wanted : {std::string_view(marker), wideBytes}) {
+        for (const std::string_view wanted : {std::string_view(marker), test::wideMarkerBytes()}) {
             PropertyBag bag = withSecret();
             const test::FreedMemory freed(wanted);
             change(bag);
@@ -89,7 +62,7 @@ TEST(PropertyBagMemory, OfAReplacedValueIsWipedAtOnce) {
     bag.reserve(8, 4096);
     const std::string_view old = bag.utf8(L"password");
     bag.set(L"password", L"x");
-    EXPECT_EQ(old.find("hunter2"), std::string_view::npos);
+    EXPECT_EQ(old.find("horse"), std::string_view::npos);
 }
 
 TEST(PropertyBagMemory, IsBoundedByWhatABagHolds) {
@@ -97,13 +70,12 @@ TEST(PropertyBagMemory, IsBoundedByWhatABagHolds) {
     PropertyBag bag;
     EXPECT_EQ(test::heapBytes(), before);
     bag = withSecret();
-    bag.setError(1, wideMarker);
-    for (std::size_t i = 0; i < 10'000; ++i) {
-        bag.set(L"a", std::wstring(i % 100, L'v'));
+    repeat(10'000, [&](int i) {
+        bag.set(L"a", textOf(i % 100));
         bag.setBag(L"z", PropertyBag());
         bag.set(L"z", L"2");
-        bag.setError(static_cast<int>(i), wideMarker);
-    }
+        bag.setError(i, wideMarker);
+    });
     EXPECT_LT(test::heapBytes() - before, 2000U);
     EXPECT_EQ(bag.get(L"password").str(), wideMarker);
     EXPECT_EQ(bag.getErrorText().str(), wideMarker);

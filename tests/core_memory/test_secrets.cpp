@@ -27,31 +27,20 @@ TEST(Secrets, OrdinaryTextIsLeftBehind) {
     EXPECT_EQ(freed.blocksWithMarker(), 1);
 }
 
+// The buffer may be longer than the text: what stood behind its present end is wiped too.
 TEST(Secrets, WipedTextIsNot) {
-    {
-        const FreedMemory freed(marker);
+    for (const std::size_t length : {sizeof(marker) - 1, std::size_t{3}}) {
+        const FreedMemory freed("battery-staple");
         mstr text = marker;
+        text.p_upd(length);
         text.clearAndWipe();
         EXPECT_TRUE(text.empty());
         text = mstr();
         EXPECT_EQ(freed.blocksWithMarker(), 0);
     }
-    const std::string_view bytes(reinterpret_cast<const char*>(wideMarker),
-                                 sizeof(wideMarker) - sizeof(wchar_t));
-    const FreedMemory freed(bytes);
+    const FreedMemory freed(test::wideMarkerBytes());
     {
         wstr text = wideMarker;
-        text.clearAndWipe();
-    }
-    EXPECT_EQ(freed.blocksWithMarker(), 0);
-}
-
-// The buffer is longer than the text: what stood behind its present end goes too.
-TEST(Secrets, TheWholeBufferIsWiped) {
-    const FreedMemory freed("battery-staple");
-    {
-        mstr text = marker;
-        text.p_upd(3);
         text.clearAndWipe();
     }
     EXPECT_EQ(freed.blocksWithMarker(), 0);
