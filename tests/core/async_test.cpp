@@ -211,9 +211,9 @@ TEST_F(Blocked, ASenderWaitsNoLongerThanItsTimeout) {
     Answers answers;
     answers.send(L"x", L"scripted", 1);
     EXPECT_EQ(answers.of(L"x"), (Outcomes{{RespType::timedOut, late}}));
-    while (aborts_ != delivered_) std::this_thread::yield();  // each request that had begun is told
+    EXPECT_TRUE(eventually([&] { return aborts_ == delivered_; })) << "each request that had begun is told";
     go_.set();
-    while (ScriptedItem::alive > 0) std::this_thread::yield();
+    EXPECT_TRUE(eventually([] { return ScriptedItem::alive == 0; }));
     EXPECT_EQ(answers.of(L"x").size(), 1U) << "what comes late is dropped";
     EXPECT_TRUE(sent.response.empty());
     EXPECT_TRUE(binary.empty());

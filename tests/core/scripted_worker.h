@@ -87,6 +87,11 @@ inline Sent send(std::wstring_view worker, std::wstring_view operation, const CO
 inline void await(const CORE::coreevent& event) {
     ASSERT_TRUE(event.waitFor(longTime));
 }
+inline bool eventually(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + longTime;
+    while (!condition() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    return condition();
+}
 // Lets other threads run, where a test gives a fault its chance.
 inline void yield(int times = 100) {
     for (; times > 0; --times) std::this_thread::yield();

@@ -63,7 +63,8 @@ void appendInteger(std::wstring& out, const Conversion& how, const FormatArg& ar
                                : how.zeros && !how.left ? how.width
                                                         : 0;
     if (const std::size_t size = text.size() + digits.size(); size < wanted) text.append(wanted - size, L'0');
-    for (const char digit : digits) text.push_back(how.letter == L'x' ? digit : asciiUpper(digit));
+    for (const char digit : digits)
+        text.push_back(static_cast<wchar_t>(how.letter == L'x' ? digit : asciiUpper(digit)));
     appendField(out, how, text);
 }
 
