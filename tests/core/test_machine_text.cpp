@@ -82,7 +82,7 @@ TEST(MachineText, RegistryValuesAndTheirPolicies) {
                               "WsAdminTest\\Core\" /v Bytes /t REG_BINARY /d 00ff1a",
                               "WsAdminTest\\Core\" /v Lines /t REG_MULTI_SZ /d one\\0two",
                               "Policies\\WsAdminTest\\Core\" /v Both /d policy"}) {
-        const std::string command = std::string("reg add /f \"HKCU\\Software\\") + value + " > NUL";
+        const std::string command = std::string("reg add \"HKCU\\Software\\") + value + " /f > NUL";
         ASSERT_EQ(std::system(command.c_str()), 0) << command;
     }
     const wchar_t* key = L"HKCU\\Software\\WsAdminTest\\Core";
