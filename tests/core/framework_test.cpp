@@ -103,25 +103,22 @@ TEST(SendMsg, CarriesAttachments) {
 
 TEST(AddWorker, RefusesTakenNamesAndUnknownFlags) {
     const ScriptedWorker first({}, L"Name");
-    const struct {
-        const wchar_t* name;
-        bool serialised, foldNames, refused;
-    } rows[] = {
-        {L"Other", false, true, false}, {L"Name", false, true, true},   {L"NAME", false, true, true},
-        {L"", false, true, true},       {L"system", false, true, true}, {L"Other", true, true, true},
-        {L"Other", false, false, true},
+    const std::tuple<const wchar_t*, bool, bool, bool> rows[] = {
+        {L"Other", false, true, true},   {L"Name", false, true, false},   {L"NAME", false, true, false},
+        {L"", false, true, false},       {L"system", false, true, false}, {L"Other", true, true, false},
+        {L"Other", false, false, false},
     };
-    for (const auto& row : rows) {
-        bool refused = false;
-        try {
-            MessageFrameWork::System().AddWorker(&ScriptedItem::make, row.name, L"", true, false,
-                                                 row.serialised, row.foldNames);
-            EXPECT_TRUE(MessageFrameWork::System().RemoveWorker(row.name, true));
-        } catch (const CORE::coreException& e) {
-            refused = true;
-            EXPECT_FALSE(e.text().empty());
-        }
-        EXPECT_EQ(refused, row.refused) << row.name << row.serialised << row.foldNames;
+    for (const auto& [name, serialised, foldNames, taken] : rows) {
+        const auto add = [&] {
+            MessageFrameWork::System().AddWorker(&ScriptedItem::make, name, L"", true, false, serialised,
+                                                 foldNames);
+        };
+        if (taken)
+            EXPECT_NO_THROW(add());
+        else
+            EXPECT_THROW(add(), CORE::coreException) << name << serialised << foldNames;
+        EXPECT_EQ(taken,
+                  name == std::wstring_view(L"Other") && MessageFrameWork::System().RemoveWorker(name, true));
     }
 }
 

@@ -18,7 +18,8 @@ using CORE::wstr;
 
 namespace {
 
-// One line for a whole bag: what the tests compare.
+// What set, add and merge do to entries is compared with a model (test_property_bag_model.cpp); the rest is
+// here. One line for a whole bag: what the tests compare.
 std::wstring shown(const PropertyBag& bag) {
     return bag.flattenForDisplay(L" ").str();
 }
@@ -82,21 +83,6 @@ TEST(PropertyBag, LooksUpWithoutRegardToCaseAlsoBeyondAscii) {
             EXPECT_EQ(bag.get(name), found ? L"w"sv : L"v"sv);
         }
     }
-}
-
-TEST(PropertyBag, SetReplacesTheFirstAndRemovesTheRest) {
-    const auto start = bagOf({{L"a", L"1"}, {L"x", L"2"}, {L"A", L"3"}, {L"y", L"4"}, {L"a", L"5"}});
-    for (const std::wstring& value : {std::wstring(), std::wstring(L"short"), std::wstring(90, L'l')}) {
-        PropertyBag bag = start;
-        bag.set(L"A", value);
-        EXPECT_EQ(shown(bag), L"A=" + value + L" x=2 y=4");
-    }
-    PropertyBag bag = start;
-    bag.setBag(L"a", bagOf({{L"n", L"1"}}));
-    bag.set(L"new", L"6");
-    EXPECT_EQ(shown(bag), L"a={n=1} x=2 y=4 new=6");
-    bag.set(L"a", "text");
-    EXPECT_EQ(shown(bag), L"a=text x=2 y=4 new=6");
 }
 
 TEST(PropertyBag, ValuesMayBeViewsOfTheBagItself) {
@@ -230,7 +216,6 @@ TEST(PropertyBag, CopiesAndMoves) {
     EXPECT_EQ(last.getError(), 3);
 }
 
-// The entries that result are compared with a model elsewhere.
 TEST(PropertyBag, MergesItselfAndEmptiesWhatIsMovedIn) {
     const auto axa = bagOf({{L"a", L"1"}, {L"x", L"2"}, {L"A", L"3"}});
     PropertyBag bag = axa, source = axa;

@@ -108,28 +108,25 @@ TEST(CoreEvent, EverybodyWaitingGoesOn) {
 TEST(SharedMutex, KeepsAWriterAwayFromEverybodyElse) {
     for (int round = 0; round < 200; ++round) {
         CORE::SharedMutex mutex;
-        std::atomic<int> readers{0}, writers{0}, together{0};
-        std::atomic<bool> go{false};
+        CORE::coreevent go;
+        std::atomic<int> first{0}, second{0}, torn{0};
         std::vector<std::thread> threads;
         for (int i = 0; i < 4; ++i)
             threads.emplace_back([&, i] {
-                while (!go) std::this_thread::yield();
-                for (int turn = 0; turn < 50; ++turn) {
+                go.wait();
+                for (int turn = 0; turn < 50; ++turn)
                     if ((i + turn) % 3) {
                         const std::shared_lock reading(mutex);
-                        ++readers;
-                        if (writers != 0) ++together;
-                        --readers;
+                        if (first != second) ++torn;
                     } else {
                         const std::unique_lock writing(mutex);
-                        if (++writers != 1 || readers != 0) ++together;
-                        --writers;
+                        if (++first != second + 1) ++torn;
+                        ++second;
                     }
-                }
             });
-        go = true;
+        go.set();
         for (auto& thread : threads) thread.join();
-        ASSERT_EQ(together, 0) << "round " << round;
+        ASSERT_EQ(torn, 0) << "round " << round;
     }
 }
 
