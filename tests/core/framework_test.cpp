@@ -103,22 +103,25 @@ TEST(SendMsg, CarriesAttachments) {
 
 TEST(AddWorker, RefusesTakenNamesAndUnknownFlags) {
     const ScriptedWorker first({}, L"Name");
-    const std::tuple<const wchar_t*, bool, bool, bool> rows[] = {
+    const struct {
+        const wchar_t* name;
+        bool serialised, foldNames, added;
+    } rows[] = {
         {L"Other", false, true, true},   {L"Name", false, true, false},   {L"NAME", false, true, false},
         {L"", false, true, false},       {L"system", false, true, false}, {L"Other", true, true, false},
         {L"Other", false, false, false},
     };
-    for (const auto& [name, serialised, foldNames, taken] : rows) {
+    for (const auto& row : rows) {
         const auto add = [&] {
-            MessageFrameWork::System().AddWorker(&ScriptedItem::make, name, L"", true, false, serialised,
-                                                 foldNames);
+            MessageFrameWork::System().AddWorker(&ScriptedItem::make, row.name, L"", true, false,
+                                                 row.serialised, row.foldNames);
         };
-        if (taken)
-            EXPECT_NO_THROW(add());
-        else
-            EXPECT_THROW(add(), CORE::coreException) << name << serialised << foldNames;
-        EXPECT_EQ(taken,
-                  name == std::wstring_view(L"Other") && MessageFrameWork::System().RemoveWorker(name, true));
+        if (!row.added) {
+            EXPECT_THROW(add(), CORE::coreException) << row.name << row.serialised << row.foldNames;
+            continue;
+        }
+        EXPECT_NO_THROW(add());
+        EXPECT_TRUE(MessageFrameWork::System().RemoveWorker(row.name, true));
     }
 }
 

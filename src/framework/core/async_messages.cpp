@@ -40,7 +40,7 @@ struct AsyncMessages::Message {
 // The first answer counts: the worker's, or the timeout's. False for the second one, which is dropped.
 bool AsyncMessages::Message::answer(RespType type, PropertyBag& response) {
     if (answered.exchange(true)) return false;
-    if (senderBinary && type != RespType::timedOut) *senderBinary = std::move(responseBinary);
+    if (senderBinary && type != RespType::timedOut) senderBinary->bytes().swap(responseBinary.bytes());
     try {
         if (callback) callback(type, response);
     } catch (...) {
