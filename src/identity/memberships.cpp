@@ -15,6 +15,9 @@ using platform::Sid;
 
 namespace {
 
+// A limit against directories that name ever new groups, far above what a forest holds.
+constexpr std::size_t mostGroups = 1'000'000;
+
 const std::vector<std::string> groupAttributes = {"objectSid", "groupType", "memberOf", "distinguishedName"};
 
 std::optional<Sid> primaryGroupOf(const Sid& user, const DirectoryRow& row) {
@@ -97,6 +100,11 @@ const Memberships::GroupNumbers& Memberships::addGroup(const DirectoryRow& row) 
 
 void Memberships::loadGroups(GroupNumbers numbers) {
     while (!numbers.empty()) {
+        if (groups_.size() > mostGroups) {
+            logWarning(L"The directories name groups without end");
+            incomplete_ = true;
+            return;
+        }
         std::map<std::string, GroupNumbers> byDomain;
         for (const GroupNumber number : numbers) {
             Group& group = groups_[number];

@@ -21,6 +21,9 @@ using platform::Sid;
 namespace {
 
 constexpr std::string_view tokenGroups = "tokenGroups";
+// Limits of what a directory may say about one user, far above what a token can hold.
+constexpr std::size_t mostGroups = 20'000;
+constexpr int mostRanges = 1000;
 // groupType
 constexpr std::uint32_t domainLocal = 0x4;
 constexpr std::uint32_t security = 0x80000000;
@@ -57,7 +60,10 @@ Result<std::optional<DirectoryColumn>> wholeOrRange(platform::DirectoryRows& row
 
 Result<std::vector<DirectoryValue>> tokenGroupValues(platform::DirectorySearch& search) {
     std::vector<DirectoryValue> values;
+    int ranges = 0;
     for (std::string asked(tokenGroups); !asked.empty();) {
+        if (++ranges > mostRanges || values.size() > mostGroups)
+            return failed(L"The directory gives ranges of tokenGroups without end");
         const auto rows = search.execute("(objectclass=*)", {asked});
         const Result<bool> found = rows ? (*rows)->next() : fail(rows.error());
         if (!found || !*found) return failed(L"User object not found in Active Directory");
@@ -115,6 +121,8 @@ Result<void> addLocalGroups(ServiceContext& service, std::string_view userDn, st
     while (!members.empty()) {
         std::vector<std::string> next;
         for (const auto batch : platform::batchesOf(members, namesPerSearch)) {
+            if (groups.size() > mostGroups)
+                return failed(L"The directory gives domain local groups without end");
             auto found = groupsThatList(*search, batch);
             if (!found)
                 return failed(L"Search failed on binding " + CORE::toWide(binding), found.error().code);

@@ -125,13 +125,22 @@ Result<FoundSid> sidForCertificate(ServiceContext& service, std::string_view sub
     return FoundSid();
 }
 
+// The name comes with the request, and its domain components would choose the host that the service connects
+// to: it is read in a domain of the map only, or by the forest's catalogue.
 FoundSid sidForUserDn(ServiceContext& service, std::string_view dn) {
     const auto pool = service.connections();
     FoundSid sid;
-    if (const auto name = platform::parseDn(dn); pool && name && !name->empty())
-        sid = searchBinding(*pool, platform::directoryPathText({.dn = std::string(dn)}), "(objectClass=user)",
-                            ConnectionMgr::base)
-                  .value_or(std::nullopt);
+    if (const auto name = platform::parseDn(dn); pool && name && !name->empty()) {
+        const auto domains = DomainBindings::of(service);
+        const bool known = domains && domains->all.contains(toWide(platform::dnsDomainOf(dn)));
+        const auto found =
+            known ? searchBinding(*pool, platform::directoryPathText({.dn = std::string(dn)}),
+                                  "(objectClass=user)", ConnectionMgr::base)
+                  : searchBinding(
+                        *pool,
+                        "GC:", "(&(objectClass=user)" + platform::filterTerm("distinguishedName", dn) + ")");
+        sid = found.value_or(std::nullopt);
+    }
     if (!sid) logWarning(L"User dn %s not found in Active Directory", dn);
     return sid;
 }

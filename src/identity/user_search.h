@@ -30,7 +30,7 @@ Result<FoundSid> sidForUpnMostLikelyDomain(ServiceContext& service, const std::v
 // By a certificate: subject and issuer together, then the subject alone. Fails when no domains are known.
 Result<FoundSid> sidForCertificate(ServiceContext& service, std::string_view subject,
                                    std::string_view issuer);
-// The user's entry at that name.
+// The user's entry at that name, in a domain of the domain map or of the forest.
 FoundSid sidForUserDn(ServiceContext& service, std::string_view dn);
 
 // The value of altSecurityIdentities, "X509:<I>...<S>...", with the components of the names in reverse order.

@@ -65,6 +65,9 @@ TEST(UserGroups, WithoutAllOfThemThereIsNoAnswer) {
          L"GetColumn failed, error 80072020"},
         {{}, ScriptedPeople::corp, L"Failed to bind to LDAP://corp.example"},
         {{.local = first}, "", L"Search failed on binding LDAP://corp.example"},
+        {{.token = {.rows = {{{"tokenGroups;range=0-0", {sidValue(10)}}}}}},
+         "",
+         L"The directory gives ranges of tokenGroups without end"},
     };
     for (const auto& row : rows)
         for (const auto handler : {ask<&Group::getUserInformation>, ask<&Group::getEntitlementGroups>,
@@ -87,6 +90,21 @@ TEST(UserGroups, WithoutAllOfThemThereIsNoAnswer) {
             EXPECT_TRUE(log.contains(CORE::logError, row.line));
             people.expectAllGivenBack();
         }
+}
+
+TEST(UserGroups, EndWhereADirectoryNamesThemWithoutEnd) {
+    ScriptedPeople people;
+    Alice alice;
+    people.answer = [&alice, next = 2000](const Asked& asked) mutable {
+        alice.local.rows.clear();
+        for (int i = 0; i < 1000; ++i) alice.local.rows.push_back(localGroup(next++, 0x80000004));
+        return alice(asked);
+    };
+    const LogCapture log(CORE::logError);
+    EXPECT_EQ(
+        ask<&Group::getUserInformation>(people.service, requestOf({{L"SID", sidOf(1102)}})).getErrorText(),
+        noInformation);
+    EXPECT_TRUE(log.contains(CORE::logError, L"The directory gives domain local groups without end"));
 }
 
 TEST(UserGroups, WithoutNamesKeepTheirSids) {

@@ -37,4 +37,38 @@ TEST(UserSearch, PassesOverDomainsThatCannotBeAsked) {
     }
 }
 
+TEST(UserSearch, ANameOfTheRequestChoosesNoHost) {
+    const std::string ofForest = "CN=Bob,DC=new,DC=corp,DC=example";
+    const struct {
+        std::string dn;
+        const char* searched;  // path
+        bool found;
+    } rows[] = {
+        {"CN=Alice,DC=Corp,DC=Example", "LDAP://CN=Alice,DC=Corp,DC=Example", true},
+        {"CN=Eve,DC=partner,DC=example", "LDAP://CN=Eve,DC=partner,DC=example", true},
+        {ofForest, ScriptedPeople::catalogue, true},
+        {"CN=x,DC=127,DC=77,DC=0,DC=9", ScriptedPeople::catalogue, false},
+        {"CN=x,DC=evil,DC=example", ScriptedPeople::catalogue, false},
+        {"CN=x", ScriptedPeople::catalogue, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.dn);
+        ScriptedPeople people;
+        people.answer = [&](const Asked& asked) {
+            const bool isOurs = asked.path != ScriptedPeople::catalogue ||
+                                asked.filter == "(&(objectClass=user)(distinguishedName=" + ofForest + "))";
+            return isOurs ? Answer{.rows = {{{"objectSid", {sidValue(1102)}}}}} : Answer{};
+        };
+        const LogCapture log(CORE::logWarning);
+        EXPECT_EQ(sidForUserDn(people.service, row.dn).has_value(), row.found);
+        ASSERT_EQ(people.searches.size(), 1U);
+        EXPECT_EQ(people.searches.front().path, row.searched);
+        for (const auto& opened : people.directories->opened())
+            EXPECT_EQ(opened.path.find("127"), std::string::npos) << opened.path;
+        EXPECT_EQ(log.contains(CORE::logWarning,
+                               L"User dn " + CORE::toWide(row.dn) + L" not found in Active Directory"),
+                  !row.found);
+    }
+}
+
 }  // namespace
