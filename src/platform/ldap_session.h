@@ -27,6 +27,7 @@ enum LdapCode : int {
     ldapReferral = 10,
     ldapAdminLimitExceeded = 11,
     ldapUnavailableCriticalExtension = 12,
+    ldapConfidentialityRequired = 13,
     ldapNoSuchAttribute = 16,
     ldapUndefinedType = 17,
     ldapConstraintViolation = 19,
@@ -45,6 +46,7 @@ enum LdapCode : int {
     ldapNotAllowedOnNonLeaf = 66,
     ldapNotAllowedOnRdn = 67,
     ldapAlreadyExists = 68,
+    ldapResultsTooLarge = 70,
     ldapAffectsMultipleDsas = 71,
     ldapOther = 80,
     ldapServerDown = 81,
@@ -70,19 +72,32 @@ std::wstring ldapErrorText(int code);
 // A failure with that code and its text.
 Failure ldapFailure(int code);
 
-// When a connection without TLS is upgraded to TLS (StartTLS) before a password is sent, if the server offers
-// it. Linux only: the Windows client signs and encrypts by its own means.
-enum class StartTls { never, leavingTheMachine, always };
+// When a connection without TLS is upgraded to TLS (StartTLS).
+enum class StartTls {
+    never,
+    leavingTheMachine,  // before a password leaves the machine in a simple bind
+    required,           // before every bind
+};
+
+// What one search may bring, with all its pages or ranges, before this client gives it up. Nothing of it is
+// sent to the server.
+struct LdapLimits {
+    std::size_t entries = 1'000'000;            // also of an attribute's values
+    std::uint64_t bytes = 1'073'741'824;        // of names and values
+    std::chrono::milliseconds time{1'800'000};  // of waiting for the server
+};
 
 struct LdapEndpoint {
     std::string host;  // empty: this server. A name, an IPv4 or an IPv6 address (without brackets)
     std::uint16_t port = 389;
     bool tls = false;                                   // from the first byte on
     StartTls startTls = StartTls::leavingTheMachine;    // without tls
+    bool passwordInClear = false;                       // may leave the machine without TLS
     bool verifyCertificate = true;                      // for either
     std::string caFile{};                               // who may sign; empty: the machine's own list
-    std::chrono::milliseconds connectTimeout{5000};     // connecting, and the answer to a bind
+    std::chrono::milliseconds connectTimeout{5000};     // connecting, TLS and bind together
     std::chrono::milliseconds operationTimeout{60000};  // inactivity timeout; then an operation fails with 85
+    LdapLimits limits{};
 };
 
 struct LdapCredentials {
@@ -167,6 +182,9 @@ class LdapSession {
     virtual Result<void> rename(const std::string& dn, const std::string& newRdn,
                                 const std::string& newParent, bool deleteOldRdn) = 0;
 
+    // What one search may bring; a paged search counts its pages against them.
+    virtual LdapLimits limits() const { return {}; }
+
     Result<LdapSearchResult> search(const LdapSearch& search);  // start and wait
 };
 
@@ -175,6 +193,9 @@ class LdapClient {
     virtual ~LdapClient() = default;
     // Makes a session. Whether the server is there may show only at the bind; the time-out covers both.
     virtual Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) = 0;
+    // The service stops: whatever a session waits for, now or later, fails with 88. The outcome of a change
+    // that was sent is awaited for one more second. Any thread.
+    virtual void stop() {}
 };
 
 }  // namespace wsadmin::platform

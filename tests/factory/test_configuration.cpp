@@ -5,6 +5,7 @@
 #include "factory/temporary_folder.h"
 #include "framework/core/corestring.h"
 #include "framework/core/log.h"
+#include "support/log_capture.h"
 
 namespace wsadmin::platform {
 namespace {
@@ -44,6 +45,11 @@ password-file = "pod.password"
 for = "dc1.corp.example"
 for-port = 3268
 host = "::1"
+tls = "starttls"
+allow-password-in-clear = true
+search-timeout = 9000
+max-entries = 77
+max-bytes = 88
 )"));
     ASSERT_TRUE(read) << CORE::toUtf8(read.error().text);
     EXPECT_EQ(read->defaultDomain, "corp.example");
@@ -79,6 +85,15 @@ host = "::1"
     EXPECT_EQ(catalogue.host, "::1");
     EXPECT_EQ(catalogue.askedPort, 3268);
     EXPECT_FALSE(catalogue.credentials);
+
+    EXPECT_EQ(pod.startTls, StartTls::leavingTheMachine);
+    EXPECT_FALSE(pod.passwordInClear);
+    EXPECT_EQ(pod.limits.entries, LdapLimits{}.entries);
+    EXPECT_EQ(catalogue.startTls, StartTls::required);
+    EXPECT_TRUE(catalogue.passwordInClear);
+    EXPECT_EQ(catalogue.limits.time, milliseconds(9000));
+    EXPECT_EQ(catalogue.limits.entries, 77U);
+    EXPECT_EQ(catalogue.limits.bytes, 88U);
 }
 
 TEST(Configuration, SaysWhatIsWrongAndWhere) {
@@ -98,10 +113,16 @@ TEST(Configuration, SaysWhatIsWrongAndWhere) {
         {"[directory]\nport = 65536", ":2: directory.port is a number from 1 to 65535"},
         {"[directory]\nhost = 5", ":2: directory.host is a text in quotes"},
         {"[directory]\nhost = \"a b\"", ":2: \"a b\" is no host"},
-        {"[directory]\ntls = 1", ":2: directory.tls is true or false"},
+        {"[directory]\ntls = 1", ":2: tls is true, false or \"starttls\""},
+        {"[directory]\ntls = \"StartTLS\"", ":2: tls is true, false or \"starttls\""},
+        {"[directory]\nmax-entries = 0", ":2: directory.max-entries is a number from 1 to 1000000000"},
+#if defined(_WIN32)
+        {"directory-services = \"adsi\"\n[directory]\nuser = \"u\"\npassword = \"p\"",
+         ":1: ADSI binds as the process and not as a configured user; use \"portable\""},
+#endif
         {"[directory]\nconnect-timeout = 0", ":2: directory.connect-timeout is a number from 1 to 3600000"},
-        {"[directory]\ntls = false\nca-file = \"x\"", ":3: ca-file needs tls = true"},
-        {"[directory]\ntls = false\nverify-certificate = false", ":3: verify-certificate needs tls = true"},
+        {"[directory]\ntls = false\nca-file = \"x\"", ":3: ca-file needs TLS"},
+        {"[directory]\ntls = false\nverify-certificate = false", ":3: verify-certificate needs TLS"},
         {"[directory]\n\nmethod = \"kerberos\"",
          ":3: method is one of negotiate, simple, anonymous, not \"kerberos\""},
         {"[directory]\nmethod = \"simple\"", ":2: the method simple needs a user"},
@@ -146,6 +167,16 @@ TEST(Configuration, NamesAFileThatCannotBeRead) {
     const auto absent = readConfiguration(folder.path() / "absent.toml");
     ASSERT_FALSE(absent);
     EXPECT_TRUE(absent.error().text.ends_with(L"absent.toml: the file cannot be read"));
+}
+
+TEST(Configuration, WarnsOfCertificatesThatAreNotChecked) {
+    const wstest::LogCapture log(CORE::logWarning);
+    const TemporaryFolder folder;
+    ASSERT_TRUE(readConfiguration(
+        folder.write("c.toml", "[directory]\nhost = \"a.example\"\ntls = true\nverify-certificate = false")));
+    EXPECT_TRUE(log.contains(
+        CORE::logWarning,
+        L"The certificate of a.example is not checked: whoever answers in its place gets what is sent"));
 }
 
 #if !defined(_WIN32)

@@ -79,6 +79,8 @@ Configuration configuration() {
     any.host = "10.0.0.1";
     any.tls = true;
     any.caFile = "ca.pem";
+    any.passwordInClear = true;
+    any.limits.entries = 7;
     DirectoryRoute& catalogue = made.routes.emplace_back();
     catalogue.askedHost = "dc.example";
     catalogue.askedPort = 3268;
@@ -118,6 +120,8 @@ TEST(RoutedLdapClient, ChoosesTheRouteByHostAndPort) {
         EXPECT_EQ(recorded.endpoint.tls, row.tls);
         EXPECT_EQ(recorded.endpoint.startTls, row.startTls);
         EXPECT_EQ(recorded.endpoint.caFile, row.tls ? "ca.pem" : "");
+        EXPECT_EQ(recorded.endpoint.passwordInClear, row.tls);
+        EXPECT_EQ(recorded.endpoint.limits.entries, row.tls ? 7U : LdapLimits{}.entries);
         EXPECT_EQ(recorded.endpoint.connectTimeout, milliseconds(row.connectTimeout));
     }
 }

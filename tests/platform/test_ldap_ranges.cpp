@@ -39,6 +39,7 @@ TEST(LdapRanges, AreNeverHalf) {
         {"a search fails", {part("member;range=3-5", values(3, 5)), {.waitCode = 51}}, 51},
         {"the entry is gone", {{}}, ldapNoSuchObject},
         {"the same range again", {part("member;range=0-2", values(0, 2))}, ldapDecodingError},
+        {"too many", {part("member;range=3-5", values(3, 5)), part("member;range=6-*", values(6, 6))}, 70},
         {"an end that no number holds",
          {part("member;range=3-18446744073709551615", values(3, 5))},
          ldapDecodingError},
@@ -46,6 +47,7 @@ TEST(LdapRanges, AreNeverHalf) {
     for (const auto& row : rows) {
         ScriptedSession session;
         session.answers = {row.answers.begin(), row.answers.end()};
+        session.most.entries = 3;
         const auto all = allValues(session, "cn=d", {"member;range=0-2", values(0, 2)});
         ASSERT_FALSE(all) << row.what;
         EXPECT_EQ(all.error().code, row.code) << row.what;

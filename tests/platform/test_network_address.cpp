@@ -43,4 +43,13 @@ TEST(NetworkAddress, IsAnAddressOrANameAndNothingBesides) {
     for (const auto& row : rows) EXPECT_EQ(isNetworkAddress(row.text), row.isAddress) << row.text;
 }
 
+TEST(NetworkAddress, OnlyLoopbackIsThisMachine) {
+    for (const char* host :
+         {"", "localhost", "LocalHost", "127.0.0.1", "127.77.0.9", "::1", "::ffff:127.0.0.1"})
+        EXPECT_TRUE(wsadmin::platform::isThisMachine(host)) << host;
+    for (const char* host : {"127.evil.example", "tls.example", "localhost.example", "127.1", "0.0.0.0",
+                             "10.0.0.1", "::2", "::ffff:10.0.0.1", "fe80::1"})
+        EXPECT_FALSE(wsadmin::platform::isThisMachine(host)) << host;
+}
+
 }  // namespace

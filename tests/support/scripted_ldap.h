@@ -46,7 +46,9 @@ class ScriptedSession : public LdapSession {
     std::vector<LdapSearch> searches;
     std::vector<ModifyCall> modifies;
     int bindCode = 0;
+    LdapLimits most;
 
+    LdapLimits limits() const override { return most; }
     Result<void> bind(const LdapCredentials&) override { return outcome(bindCode); }
     Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override {
         searches.push_back(search);

@@ -20,6 +20,9 @@ using Method = LdapCredentials::Method;
 constexpr bool isWindows = path::preferred_separator == '\\';
 
 constexpr std::int64_t longestTimeout = 3'600'000;  // milliseconds: an hour
+constexpr std::int64_t longestSearch = 24 * longestTimeout;
+constexpr std::int64_t mostEntries = 1'000'000'000;
+constexpr std::int64_t mostBytes = std::int64_t{1} << 40;
 
 // What a file holds, overwritten when it goes.
 std::optional<CORE::secretstring> contentOf(const path& file) {
@@ -82,24 +85,30 @@ std::optional<LdapCredentials> readCredentials(TomlSection& section, const path&
     return credentials;
 }
 
-// The keys that every directory has.
-void readEndpoint(TomlSection& section, const path& file, DirectoryRoute& route) {
-    section.text("host", route.host);
-    section.number("port", route.port, 1, 65535);
-    section.flag("tls", route.tls);
-    const bool plain = section.raw().contains("tls") && !route.tls;
-    if (plain) route.startTls = StartTls::never;
+// tls = true, false or "starttls". Answers whether the file rules TLS out.
+bool readTls(TomlSection& section, DirectoryRoute& route) {
+    const auto* node = section.find("tls");
+    if (!node) return false;
+    if (node->is_string() && node->as_string()->get() == "starttls")
+        route.startTls = StartTls::required;
+    else if (node->is_boolean())
+        route.tls = node->as_boolean()->get();
+    else
+        section.wrong("tls", R"(tls is true, false or "starttls")");
+    if (route.tls || route.startTls == StartTls::required) return false;
+    route.startTls = StartTls::never;
+    return true;
+}
+
+void readCertificates(TomlSection& section, const path& file, bool plain, DirectoryRoute& route) {
     section.flag("verify-certificate", route.verifyCertificate);
     section.text("ca-file", route.caFile);
-    section.number("connect-timeout", route.connectTimeout, 1, longestTimeout);
-    section.number("operation-timeout", route.operationTimeout, 1, longestTimeout);
-
-    LdapEndpoint endpoint;
-    endpoint.host = route.host;
-    if (!checkEndpoint(endpoint)) section.wrong("host", "\"" + route.host + "\" is no host");
     for (const char* key : {"ca-file", "verify-certificate"})
-        if (section.raw().contains(key) && (plain || (isWindows && !route.tls)))
-            section.wrong(key, std::string(key) + " needs tls = true");
+        if (plain && section.raw().contains(key)) section.wrong(key, std::string(key) + " needs TLS");
+    if (!route.verifyCertificate)
+        logSecurityWarning(
+            L"The certificate of %s is not checked: whoever answers in its place gets what is sent",
+            hostOf({.host = route.host}));
     if (route.caFile.empty()) return;
     if (isWindows)
         section.wrong("ca-file",
@@ -107,6 +116,21 @@ void readEndpoint(TomlSection& section, const path& file, DirectoryRoute& route)
     const path ca = file.parent_path() / pathOf(route.caFile);
     if (!std::ifstream(ca)) section.wrong("ca-file", "the file " + utf8Of(ca) + " cannot be read");
     route.caFile = utf8Of(ca);
+}
+
+// The keys that every directory has.
+void readEndpoint(TomlSection& section, const path& file, DirectoryRoute& route) {
+    section.text("host", route.host);
+    if (!checkEndpoint({.host = route.host})) section.wrong("host", "\"" + route.host + "\" is no host");
+    section.number("port", route.port, 1, 65535);
+    const bool plain = readTls(section, route);
+    readCertificates(section, file, plain, route);
+    section.flag("allow-password-in-clear", route.passwordInClear);
+    section.number("connect-timeout", route.connectTimeout, 1, longestTimeout);
+    section.number("operation-timeout", route.operationTimeout, 1, longestTimeout);
+    section.number("search-timeout", route.limits.time, 1, longestSearch);
+    section.number("max-entries", route.limits.entries, 1, mostEntries);
+    section.number("max-bytes", route.limits.bytes, 1, mostBytes);
 }
 
 void addRoute(TomlSection& section, const path& file, DirectoryRoute route, Configuration& configuration) {
@@ -147,6 +171,15 @@ void readDirectoryServices(TomlSection& top, Configuration& configuration) {
         top.wrong("directory-services", "there is no ADSI but under Windows");
 }
 
+// ADSI binds as the process, whatever the file says: the configured user's permissions would not count.
+void refuseUsersWithAdsi(const TomlSection& top, const Configuration& configuration) {
+    const bool user = std::ranges::any_of(
+        configuration.routes, [](const DirectoryRoute& route) { return route.credentials.has_value(); });
+    if (user && configuration.directoryServices == DirectoryServicesKind::adsi)
+        top.wrong("directory-services",
+                  "ADSI binds as the process and not as a configured user; use \"portable\"");
+}
+
 }  // namespace
 
 Result<Configuration> readConfiguration(const path& file) {
@@ -166,6 +199,7 @@ Result<Configuration> readConfiguration(const path& file) {
         top.table("directory", own(configurationDirectoryPort));
         top.table("global", own(globalDirectoryPort));
         top.tables("server", [&](TomlSection& section) { readServer(section, file, configuration); });
+        refuseUsersWithAdsi(top, configuration);
     });
     if (!read) return fail(read.error());
     return configuration;

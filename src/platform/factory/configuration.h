@@ -22,8 +22,10 @@ struct DirectoryRoute {
     std::optional<std::chrono::milliseconds> operationTimeout;
     bool tls = false;
     StartTls startTls = StartTls::leavingTheMachine;
+    bool passwordInClear = false;
     bool verifyCertificate = true;
     std::string caFile;
+    LdapLimits limits;
     // Credentials in place of the identity of the process; nullopt: the identity of the process.
     std::optional<LdapCredentials> credentials;
 };

@@ -30,8 +30,10 @@ LdapEndpoint endpointOf(const DirectoryRoute& route, const LdapEndpoint& asked) 
     endpoint.operationTimeout = route.operationTimeout.value_or(asked.operationTimeout);
     endpoint.tls = asked.tls || route.tls;
     endpoint.startTls = route.startTls;
+    endpoint.passwordInClear = route.passwordInClear;
     endpoint.verifyCertificate = route.verifyCertificate;
     endpoint.caFile = route.caFile;
+    endpoint.limits = route.limits;
     return endpoint;
 }
 
@@ -62,6 +64,7 @@ class RoutedSession final : public LdapSession {
                         bool deleteOldRdn) override {
         return session_->rename(dn, newRdn, newParent, deleteOldRdn);
     }
+    LdapLimits limits() const override { return session_->limits(); }
 
   private:
     std::unique_ptr<LdapSession> session_;
@@ -80,6 +83,7 @@ class RoutedClient final : public LdapClient {
         if (!session || !route->credentials) return session;
         return std::make_unique<RoutedSession>(std::move(*session), *route->credentials);
     }
+    void stop() override { client_->stop(); }
 
   private:
     const DirectoryRoute* routeFor(const LdapEndpoint& asked) const {

@@ -20,7 +20,11 @@ PageStep stepOf(int code) {
 }  // namespace
 
 LdapPages::LdapPages(LdapSession& session, LdapSearch search, int pageSize)
-    : session_(session), search_(std::move(search)), ownControls_(search_.controls), pageSize_(pageSize) {}
+    : session_(session),
+      search_(std::move(search)),
+      ownControls_(search_.controls),
+      pageSize_(pageSize),
+      allowance_(session.limits()) {}
 
 tl::expected<void, PageFailure> LdapPages::request(std::string cookie) {
     search_.controls = ownControls_;
@@ -36,6 +40,7 @@ tl::expected<void, PageFailure> LdapPages::request(std::string cookie) {
 }
 
 tl::expected<LdapSearchResult, PageFailure> LdapPages::answer() {
+    const auto asked = std::chrono::steady_clock::now();
     auto result = std::exchange(pending_, nullptr)->wait();
     if (!result && result.error().code == ldapSizeLimitExceeded && pageSize_ == onlyWhereNeeded) {
         pageSize_ = defaultPageSize;
@@ -43,16 +48,34 @@ tl::expected<LdapSearchResult, PageFailure> LdapPages::answer() {
         result = std::exchange(pending_, nullptr)->wait();
     }
     if (!result) return failed(stepOf(result.error().code), result.error());
+    if (auto ok = allowance_.wait(std::chrono::steady_clock::now() - asked); !ok)
+        return failed(PageStep::search, ok.error());
+    for (const LdapEntry& entry : result->entries)
+        if (auto ok = allowance_.take(entry); !ok) return failed(PageStep::search, ok.error());
     return std::move(*result);
 }
 
-tl::expected<std::string, PageFailure> LdapPages::nextCookie(const LdapSearchResult& result) const {
+// Some servers use one cookie for all pages of a search, so the cookie alone says nothing.
+tl::expected<void, PageFailure> LdapPages::checkProgress(const LdapSearchResult& result,
+                                                         const std::string& cookie) {
+    std::string firstName = result.entries.empty() ? std::string() : result.entries.front().dn;
+    if (!cookie.empty() && cookie == cookie_ && (firstName.empty() || firstName == firstName_))
+        return failed(PageStep::pageControl, {ldapDecodingError, L"The directory gives the same page again"});
+    if (result.entries.empty())
+        if (auto ok = allowance_.take(cookie.size()); !ok) return failed(PageStep::search, ok.error());
+    cookie_ = cookie;
+    firstName_ = std::move(firstName);
+    return {};
+}
+
+tl::expected<std::string, PageFailure> LdapPages::nextCookie(const LdapSearchResult& result) {
     if (pageSize_ == onlyWhereNeeded) return std::string();
     const auto control = std::ranges::find(result.controls, controls::pagedResults, &LdapControl::oid);
     if (control == result.controls.end())
         return failed(PageStep::pageControl, ldapFailure(ldapControlNotFound));
     auto page = decodePageControl(control->value);
     if (!page) return failed(PageStep::pageControl, ldapFailure(ldapDecodingError));
+    if (auto ok = checkProgress(result, page->cookie); !ok) return tl::unexpected<PageFailure>(ok.error());
     return std::move(page->cookie);
 }
 

@@ -1,4 +1,5 @@
-// A paged search, the base of every paged search of the system. The next page is requested before the current
+// A paged search, the base of every paged search of the system. It fails when all its pages together exceed
+// the session's limits, or when a page brings nothing new. The next page is requested before the current
 // one is handed out, so that the server works while the caller does.
 #pragma once
 
@@ -6,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/ldap_session.h"
+#include "platform/ldap/ldap_limits.h"
 
 namespace wsadmin::platform {
 
@@ -37,12 +38,16 @@ class LdapPages {
   private:
     tl::expected<void, PageFailure> request(std::string cookie);
     tl::expected<LdapSearchResult, PageFailure> answer();
-    tl::expected<std::string, PageFailure> nextCookie(const LdapSearchResult& result) const;
+    tl::expected<std::string, PageFailure> nextCookie(const LdapSearchResult& result);
+    tl::expected<void, PageFailure> checkProgress(const LdapSearchResult& result, const std::string& cookie);
 
     LdapSession& session_;
     LdapSearch search_;
     std::vector<LdapControl> ownControls_;
     int pageSize_;
+    LdapAllowance allowance_;  // of all pages together
+    std::string cookie_;       // of the last page, with its first name
+    std::string firstName_;
     std::unique_ptr<LdapPendingSearch> pending_;
     bool started_ = false;
     bool finished_ = false;

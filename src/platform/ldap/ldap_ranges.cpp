@@ -4,6 +4,8 @@
 #include <charconv>
 #include <optional>
 
+#include "platform/ldap/ldap_limits.h"
+
 namespace wsadmin::platform {
 
 namespace {
@@ -46,16 +48,21 @@ Result<std::vector<std::string>> allValues(LdapSession& session, const std::stri
                                            const LdapAttribute& attribute) {
     std::vector<std::string> values = attribute.values;
     const std::string name = attribute.name.substr(0, optionOf(attribute.name));
+    LdapAllowance allowance(session.limits());
     for (auto next = nextOfRange(attribute.name); next;) {
+        const auto asked = std::chrono::steady_clock::now();
         const auto found =
             session.search({.base = dn,
                             .scope = LdapScope::base,
                             .filter = "(objectClass=*)",
                             .attributes = {name + std::string(rangeOption) + std::to_string(*next) + "-*"}});
         if (!found) return fail(found.error());
+        if (auto ok = allowance.wait(std::chrono::steady_clock::now() - asked); !ok) return fail(ok.error());
         if (found->entries.empty()) return fail(ldapFailure(ldapNoSuchObject));
         const LdapAttribute* more = findValues(found->entries.front().attributes, name);
         if (!more) break;
+        for (const std::string& value : more->values)
+            if (auto ok = allowance.take(value.size()); !ok) return fail(ok.error());
         values.insert(values.end(), more->values.begin(), more->values.end());
         const auto following = nextOfRange(more->name);
         // A server that gives the same range again would be asked for ever.

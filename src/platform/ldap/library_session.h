@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/ldap/ldap_limits.h"
 #include "platform/ldap/ldap_request.h"
 
 namespace wsadmin::platform {
@@ -152,7 +153,6 @@ class ModificationArray {
 };
 
 // The session of a Connection, which is shared with the searches on their way. A Connection has
-//   Scope            a guard, held around each use of the library
 //   bind, send...    a request, made fit for the library; answers the identifier of its messages
 //   receive          the next message for an identifier, abandoned where it does not come in time
 //   finish           waits for the end of an operation without entries
@@ -163,59 +163,61 @@ class LibrarySearch final : public LdapPendingSearch {
   public:
     using Id = typename Connection::Id;
 
-    LibrarySearch(std::shared_ptr<const Connection> connection, Id id)
+    LibrarySearch(std::shared_ptr<Connection> connection, Id id)
         : connection_(std::move(connection)), id_(id) {}
     ~LibrarySearch() override {
-        [[maybe_unused]] const typename Connection::Scope scope{};
         if (id_) connection_->abandon(*id_);
     }
 
     Result<LdapSearchResult> wait() override {
         constexpr int entryMessage = 0x64, resultMessage = 0x65;  // others refer to servers: not followed
-        [[maybe_unused]] const typename Connection::Scope scope{};
+        const LdapEndpoint& endpoint = connection_->endpoint();
+        LdapAllowance allowance(endpoint.limits);
         LdapSearchResult result;
         while (id_) {
-            const auto message = connection_->receive(*id_, connection_->endpoint().operationTimeout);
-            if (!message) {
-                id_.reset();  // gone, or given up already
-                return fail(message.error());
-            }
-            if (message->type == entryMessage) {
-                // The entries of one search have much the same number of attributes.
-                auto entry = connection_->readEntry(
-                    *message, result.entries.empty() ? 0 : result.entries.back().attributes.size());
-                if (!entry) return fail(entry.error());
-                result.entries.push_back(std::move(*entry));
-            } else if (message->type == resultMessage) {
+            const auto asked = std::chrono::steady_clock::now();
+            const auto message = connection_->receive(
+                *id_, {.until = asked + std::min(endpoint.operationTimeout, allowance.timeLeft()),
+                       .bytes = endpoint.limits.bytes});
+            if (!message) id_.reset();  // gone, or given up already
+            if (auto ok = allowance.wait(std::chrono::steady_clock::now() - asked); !ok)
+                return fail(ok.error());
+            if (!message) return fail(message.error());
+            if (message->type == resultMessage) {
                 id_.reset();
                 if (auto ok = connection_->outcome(*message, &result.controls); !ok) return fail(ok.error());
                 return result;
             }
+            LdapEntry entry;
+            if (message->type == entryMessage) {
+                // The entries of one search have much the same number of attributes.
+                auto read = connection_->readEntry(
+                    *message, result.entries.empty() ? 0 : result.entries.back().attributes.size());
+                if (!read) return fail(read.error());
+                entry = std::move(*read);
+            }
+            if (auto ok = allowance.take(entry); !ok) return fail(ok.error());
+            if (message->type == entryMessage) result.entries.push_back(std::move(entry));
         }
         return fail(ldapFailure(ldapParamError));  // waited for twice
     }
 
   private:
-    std::shared_ptr<const Connection> connection_;
+    std::shared_ptr<Connection> connection_;
     std::optional<Id> id_;
 };
 
 template <class Connection>
 class LibrarySession final : public LdapSession {
-    using Scope = typename Connection::Scope;
-
   public:
-    explicit LibrarySession(std::shared_ptr<const Connection> connection)
-        : connection_(std::move(connection)) {}
+    explicit LibrarySession(std::shared_ptr<Connection> connection) : connection_(std::move(connection)) {}
 
     Result<void> bind(const LdapCredentials& credentials) override {
-        [[maybe_unused]] const Scope scope{};
         if (auto ok = checkCredentials(credentials); !ok) return ok;
         return connection_->bind(credentials);
     }
 
     Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override {
-        [[maybe_unused]] const Scope scope{};
         const auto wire = wireSearch(search);
         if (!wire) return fail(wire.error());
         const auto id = connection_->sendSearch(*wire);
@@ -224,7 +226,6 @@ class LibrarySession final : public LdapSession {
     }
 
     Result<void> add(const LdapEntry& entry) override {
-        [[maybe_unused]] const Scope scope{};
         const auto wire = wireEntry(entry);
         if (!wire) return fail(wire.error());
         return finish(connection_->sendAdd(*wire));
@@ -232,7 +233,6 @@ class LibrarySession final : public LdapSession {
 
     Result<void> modify(const std::string& dn, const std::vector<LdapModification>& changes,
                         const std::vector<LdapControl>& controls) override {
-        [[maybe_unused]] const Scope scope{};
         const auto wire = wireDn(dn);
         if (!wire) return fail(wire.error());
         if (auto ok = checkModifications(changes); !ok) return ok;
@@ -240,7 +240,6 @@ class LibrarySession final : public LdapSession {
     }
 
     Result<void> remove(const std::string& dn, const std::vector<LdapControl>& controls) override {
-        [[maybe_unused]] const Scope scope{};
         const auto wire = wireDn(dn);
         if (!wire) return fail(wire.error());
         return finish(connection_->sendRemove(*wire, controls));
@@ -248,7 +247,6 @@ class LibrarySession final : public LdapSession {
 
     Result<void> rename(const std::string& dn, const std::string& newRdn, const std::string& newParent,
                         bool deleteOldRdn) override {
-        [[maybe_unused]] const Scope scope{};
         const auto wire = wireDn(dn), rdn = wireDn(newRdn), parent = wireDn(newParent);
         for (const auto* part : {&wire, &rdn, &parent})
             if (!*part) return fail(part->error());
@@ -256,13 +254,19 @@ class LibrarySession final : public LdapSession {
         return finish(connection_->sendRename(*wire, *rdn, *parent, deleteOldRdn));
     }
 
+    LdapLimits limits() const override { return connection_->endpoint().limits; }
+
   private:
     Result<void> finish(const Result<typename Connection::Id>& sent) {
         if (!sent) return fail(sent.error());
-        return connection_->finish(*sent, connection_->endpoint().operationTimeout);
+        const LdapEndpoint& endpoint = connection_->endpoint();
+        return connection_->finish(*sent,
+                                   {.until = std::chrono::steady_clock::now() + endpoint.operationTimeout,
+                                    .bytes = endpoint.limits.bytes,
+                                    .ofChange = true});
     }
 
-    std::shared_ptr<const Connection> connection_;
+    std::shared_ptr<Connection> connection_;
 };
 
 template <class Connection>
@@ -270,10 +274,14 @@ class LibraryClient final : public LdapClient {
   public:
     Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override {
         if (auto ok = checkEndpoint(endpoint); !ok) return fail(ok.error());
-        auto connection = Connection::open(endpoint);
+        auto connection = Connection::open(endpoint, stop_);
         if (!connection) return fail(connection.error());
         return std::make_unique<LibrarySession<Connection>>(std::move(*connection));
     }
+    void stop() override { stop_->set(); }
+
+  private:
+    std::shared_ptr<LdapStop> stop_ = std::make_shared<LdapStop>();
 };
 
 }  // namespace wsadmin::platform

@@ -23,6 +23,7 @@ constexpr Mapping mappings[] = {
     {ldapAuthMethodNotSupported, 0x80072027},
     {ldapReferral, 0x8007202B},
     {ldapUnavailableCriticalExtension, 0x8007202C},
+    {ldapConfidentialityRequired, 0x8007202D},
     {ldapNoSuchAttribute, 0x8007200A},
     {ldapUndefinedType, 0x8007200C},
     {ldapConstraintViolation, 0x8007202F},
@@ -41,6 +42,7 @@ constexpr Mapping mappings[] = {
     {ldapNotAllowedOnNonLeaf, 0x80072015},
     {ldapNotAllowedOnRdn, 0x80072016},
     {ldapAlreadyExists, 0x80071392},
+    {ldapResultsTooLarge, 0x80072038},
     {ldapAffectsMultipleDsas, 0x80072039},
     {ldapServerDown, 0x8007203A},
     {ldapLocalError, 0x8007203B},
@@ -81,9 +83,9 @@ DirectoryPath PortableBinding::pathTo(std::string dn) const {
 }
 
 Failure PortableBinding::failure(const Failure& cause) const {
-    const bool gone =
-        cause.code == ldapServerDown || cause.code == ldapTimeout || cause.code == ldapConnectError;
-    if (gone) lost->store(true);
+    // A server that sends without end may go on with it.
+    constexpr int gone[] = {ldapServerDown, ldapTimeout, ldapConnectError, ldapResultsTooLarge};
+    if (std::ranges::find(gone, cause.code) != std::end(gone)) lost->store(true);
     return adsFailure(cause);
 }
 

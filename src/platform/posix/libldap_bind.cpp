@@ -5,60 +5,15 @@
 #include <array>
 
 #include "platform/ldap/ldap_request.h"
-#include "platform/module/topic_log.h"
+#include "platform/ldap/ldap_transport.h"
 #include "platform/posix/libldap_connection.h"
+#include "platform/text/network_address.h"
 
 namespace wsadmin::platform::posix {
 
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
-
-// The deadline of connecting and binding, which share one timeout.
-class Deadline {
-  public:
-    explicit Deadline(milliseconds time) : end_(steady_clock::now() + time) {}
-    milliseconds left() const { return std::chrono::duration_cast<milliseconds>(end_ - steady_clock::now()); }
-
-  private:
-    steady_clock::time_point end_;
-};
-
-Result<void> simpleBind(const LdapConnection& connection, const std::string& name, std::string_view password,
-                        const Deadline& deadline) {
-    berval secret{password.size(), const_cast<char*>(password.data())};
-    int id = 0;
-    const int code = ldap_sasl_bind(connection.handle(), name.empty() ? nullptr : name.c_str(),
-                                    LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, &id);
-    const auto sent = connection.sent(code, id);
-    if (!sent) return fail(sent.error());
-    return connection.finish(*sent, deadline.left());
-}
-
-// The best of the server's mechanisms that work with the process's ticket; empty when it has none.
-Result<std::string> ticketMechanism(const LdapConnection& connection, const Deadline& deadline) {
-    char attribute[] = "supportedSASLMechanisms";
-    char* attributes[] = {attribute, nullptr};
-    timeval time{static_cast<time_t>(connection.endpoint().connectTimeout.count() / 1000) + 1, 0};
-    int id = 0;
-    const int sent = ldap_search_ext(connection.handle(), "", LDAP_SCOPE_BASE, "(objectClass=*)", attributes,
-                                     0, nullptr, nullptr, &time, 0, &id);
-    if (sent != LDAP_SUCCESS) return fail(connection.failure(sent));
-    std::vector<std::string> offered;
-    while (true) {
-        const auto message = connection.receive(id, deadline.left());
-        if (!message) return fail(message.error());
-        if (message->type == LDAP_RES_SEARCH_RESULT) break;
-        berval** values = ldap_get_values_len(connection.handle(), message->message.get(), attribute);
-        for (berval** value = values; value && *value; ++value)
-            offered.emplace_back((*value)->bv_val, (*value)->bv_len);
-        ldap_value_free_len(values);
-    }
-    for (const char* mechanism : {"GSS-SPNEGO", "GSSAPI"})
-        if (std::find(offered.begin(), offered.end(), mechanism) != offered.end()) return mechanism;
-    return fail(ldapFailure(ldapAuthMethodNotSupported));
-}
+constexpr std::size_t mostMechanisms = 1000;
 
 // The ticket holds all credentials, so every prompt of the mechanism gets its default.
 int answerByDefault(LDAP*, unsigned, void*, void* questions) {
@@ -71,66 +26,91 @@ int answerByDefault(LDAP*, unsigned, void*, void* questions) {
     return LDAP_SUCCESS;
 }
 
-Result<void> ticketBind(const LdapConnection& connection, const Deadline& deadline) {
-    const auto mechanism = ticketMechanism(connection, deadline);
+}  // namespace
+
+// The best of the server's mechanisms that work with the process's ticket; empty when it has none.
+Result<std::string> LdapConnection::ticketMechanism(const LdapWait& wait) {
+    char attribute[] = "supportedSASLMechanisms";
+    char* attributes[] = {attribute, nullptr};
+    int id = 0;
+    const int sent = ldap_search_ext(handle_, "", LDAP_SCOPE_BASE, "(objectClass=*)", attributes, 0, nullptr,
+                                     nullptr, nullptr, 0, &id);
+    if (sent != LDAP_SUCCESS) return fail(failure(sent));
+    std::vector<std::string> offered;
+    while (true) {
+        const auto message = receive(id, wait);
+        if (!message) return fail(message.error());
+        if (message->type == LDAP_RES_SEARCH_RESULT) break;
+        if (offered.size() > mostMechanisms) return fail(ldapFailure(ldapResultsTooLarge));
+        berval** values = ldap_get_values_len(handle_, message->message.get(), attribute);
+        for (berval** value = values; value && *value; ++value)
+            offered.emplace_back((*value)->bv_val, (*value)->bv_len);
+        ldap_value_free_len(values);
+    }
+    for (const char* mechanism : {"GSS-SPNEGO", "GSSAPI"})
+        if (std::find(offered.begin(), offered.end(), mechanism) != offered.end()) return mechanism;
+    return fail(ldapFailure(ldapAuthMethodNotSupported));
+}
+
+Result<void> LdapConnection::ticketBind(const LdapWait& wait) {
+    const auto mechanism = ticketMechanism(wait);
     if (!mechanism) return fail(mechanism.error());
-    LDAP* handle = connection.handle();
-    if (connection.endpoint().tls) {
+    if (ldap_tls_inplace(handle_)) {
         // Inside TLS domain controllers refuse a second security layer and require a channel binding.
         const int binding = LDAP_OPT_X_SASL_CBINDING_TLS_ENDPOINT;
-        ldap_set_option(handle, LDAP_OPT_X_SASL_SECPROPS, "maxssf=0");
-        ldap_set_option(handle, LDAP_OPT_X_SASL_CBINDING, &binding);
+        ldap_set_option(handle_, LDAP_OPT_X_SASL_SECPROPS, "maxssf=0");
+        ldap_set_option(handle_, LDAP_OPT_X_SASL_CBINDING, &binding);
     }
     LdapMessage answer;
     const char* used = nullptr;
     int id = 0;
     while (true) {
-        const int code =
-            ldap_sasl_interactive_bind(handle, nullptr, mechanism->c_str(), nullptr, nullptr, LDAP_SASL_QUIET,
-                                       answerByDefault, nullptr, answer.message.get(), &used, &id);
+        const int code = ldap_sasl_interactive_bind(handle_, nullptr, mechanism->c_str(), nullptr, nullptr,
+                                                    LDAP_SASL_QUIET, answerByDefault, nullptr,
+                                                    answer.message.get(), &used, &id);
         if (code != LDAP_SASL_BIND_IN_PROGRESS) {
-            if (code != LDAP_SUCCESS) return fail(connection.failure(code));
+            if (code != LDAP_SUCCESS) return fail(failure(code));
             return {};
         }
-        auto next = connection.receive(id, deadline.left());
+        auto next = receive(id, wait);
         if (!next) return fail(next.error());
         answer = std::move(*next);
     }
 }
 
-bool isThisMachine(const std::string& host) {
-    return host == "localhost" || host == "::1" || host.starts_with("127.");
+Result<void> LdapConnection::simpleBind(const std::string& name, std::string_view password,
+                                        const LdapWait& wait) {
+    berval secret{password.size(), const_cast<char*>(password.data())};
+    int id = 0;
+    const int code = ldap_sasl_bind(handle_, name.empty() ? nullptr : name.c_str(), LDAP_SASL_SIMPLE, &secret,
+                                    nullptr, nullptr, &id);
+    if (code != LDAP_SUCCESS) return fail(failure(code));
+    return finish(id, wait);
 }
 
-// Before a password is sent: StartTLS where the server offers it, and a warning where it does not. A server
-// that offers TLS and whose certificate then fails verification gets no password.
-Result<void> protectPassword(const LdapConnection& connection, const std::string& user,
-                             const Deadline& deadline) {
-    const LdapEndpoint& endpoint = connection.endpoint();
-    const std::string host = hostOf(endpoint);
-    const bool leaves = !isThisMachine(host);
-    if (endpoint.tls) return {};
-    if (endpoint.startTls == StartTls::always ||
-        (leaves && endpoint.startTls == StartTls::leavingTheMachine)) {
-        // Requested without looking at supportedExtension: not every server lists StartTLS there.
-        const auto started = connection.startTls(deadline.left());
-        if (!started) return fail(started.error());
-        if (*started) return {};
-    }
-    if (leaves) logSecurityWarning(L"The password of %s is sent to %s without TLS", user, host);
+// StartTLS is requested without looking at supportedExtension: not every server lists it there.
+Result<void> LdapConnection::protect(bool simple, std::string_view user, const LdapWait& wait) {
+    if (ldap_tls_inplace(handle_)) return {};
+    const BindProtection needed = protectionOf(endpoint_, simple);
+    if (needed.startTls)
+        if (auto ok = startTls(needed.inClear, wait); !ok) return ok;
+    if (ldap_tls_inplace(handle_)) return {};
+    if (!needed.inClear) return fail(passwordInClear(endpoint_));
+    if (simple && !isThisMachine(endpoint_.host)) warnOfPasswordInClear(endpoint_, user);
     return {};
 }
 
-}  // namespace
-
 // Negotiate means Kerberos with the process's ticket. libldap cannot make one from a user and a password, so
-// with these the bind is a simple one, inside TLS where it leaves the machine and the server offers that.
-Result<void> LdapConnection::bind(const LdapCredentials& credentials) const {
-    const Deadline deadline(endpoint_.connectTimeout);
-    if (credentials.method == LdapCredentials::Method::anonymous) return simpleBind(*this, {}, {}, deadline);
-    if (credentials.user.empty()) return ticketBind(*this, deadline);
-    if (auto ok = protectPassword(*this, credentials.user, deadline); !ok) return ok;
-    return simpleBind(*this, simpleBindName(credentials), credentials.password.view(), deadline);
+// with these the bind is a simple one.
+Result<void> LdapConnection::bind(const LdapCredentials& credentials) {
+    const LdapWait wait{.until = std::chrono::steady_clock::now() + endpoint_.connectTimeout,
+                        .bytes = bindBytes};
+    const bool simple = credentials.method != LdapCredentials::Method::anonymous && !credentials.user.empty();
+    if (auto ok = connect(wait); !ok) return ok;
+    if (auto ok = protect(simple, credentials.user, wait); !ok) return ok;
+    if (simple) return simpleBind(simpleBindName(credentials), credentials.password.view(), wait);
+    return credentials.method == LdapCredentials::Method::anonymous ? simpleBind({}, {}, wait)
+                                                                    : ticketBind(wait);
 }
 
 }  // namespace wsadmin::platform::posix

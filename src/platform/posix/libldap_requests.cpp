@@ -13,48 +13,45 @@ struct BerFreer {
 
 }  // namespace
 
-Result<int> LdapConnection::sendSearch(const LdapSearch& wire) const {
+Result<int> LdapConnection::sendSearch(const LdapSearch& wire) {
     NameArray<Library> attributes(wire.attributes);
     ControlArray<Library> controls(wire.controls);
-    int id = 0;
-    const int code = ldap_search_ext(handle_, wire.base.c_str(), static_cast<int>(wire.scope),
-                                     wire.filter.c_str(), attributes.get(),
-                                     /*attrsonly=*/0, controls.get(), nullptr, nullptr, wire.sizeLimit, &id);
-    return sent(code, id);
+    return send([&](int* id) {
+        return ldap_search_ext(handle_, wire.base.c_str(), static_cast<int>(wire.scope), wire.filter.c_str(),
+                               attributes.get(), /*attrsonly=*/0, controls.get(), nullptr, nullptr,
+                               wire.sizeLimit, id);
+    });
 }
 
-Result<int> LdapConnection::sendAdd(const LdapEntry& wire) const {
+Result<int> LdapConnection::sendAdd(const LdapEntry& wire) {
     ModificationArray<Library> attributes(wire.attributes);
-    int id = 0;
-    const int code = ldap_add_ext(handle_, wire.dn.c_str(), attributes.get(), nullptr, nullptr, &id);
-    return sent(code, id);
+    return send([&](int* id) {
+        return ldap_add_ext(handle_, wire.dn.c_str(), attributes.get(), nullptr, nullptr, id);
+    });
 }
 
 Result<int> LdapConnection::sendModify(const std::string& dn, const std::vector<LdapModification>& changes,
-                                       const std::vector<LdapControl>& controls) const {
+                                       const std::vector<LdapControl>& controls) {
     ModificationArray<Library> modifications(changes);
     ControlArray<Library> sentControls(controls);
-    int id = 0;
-    const int code =
-        ldap_modify_ext(handle_, dn.c_str(), modifications.get(), sentControls.get(), nullptr, &id);
-    return sent(code, id);
+    return send([&](int* id) {
+        return ldap_modify_ext(handle_, dn.c_str(), modifications.get(), sentControls.get(), nullptr, id);
+    });
 }
 
-Result<int> LdapConnection::sendRemove(const std::string& dn,
-                                       const std::vector<LdapControl>& controls) const {
+Result<int> LdapConnection::sendRemove(const std::string& dn, const std::vector<LdapControl>& controls) {
     ControlArray<Library> sentControls(controls);
-    int id = 0;
-    const int code = ldap_delete_ext(handle_, dn.c_str(), sentControls.get(), nullptr, &id);
-    return sent(code, id);
+    return send(
+        [&](int* id) { return ldap_delete_ext(handle_, dn.c_str(), sentControls.get(), nullptr, id); });
 }
 
 Result<int> LdapConnection::sendRename(const std::string& dn, const std::string& newRdn,
-                                       const std::string& newParent, bool deleteOldRdn) const {
-    int id = 0;
-    const int code =
-        ldap_rename(handle_, dn.c_str(), newRdn.c_str(), newParent.empty() ? nullptr : newParent.c_str(),
-                    deleteOldRdn, nullptr, nullptr, &id);
-    return sent(code, id);
+                                       const std::string& newParent, bool deleteOldRdn) {
+    return send([&](int* id) {
+        return ldap_rename(handle_, dn.c_str(), newRdn.c_str(),
+                           newParent.empty() ? nullptr : newParent.c_str(), deleteOldRdn, nullptr, nullptr,
+                           id);
+    });
 }
 
 Result<LdapEntry> LdapConnection::readEntry(const LdapMessage& message, std::size_t attributes) const {

@@ -56,4 +56,13 @@ bool isNetworkAddress(std::string_view text) {
     return isIpAddress(text) || isDnsName(text);
 }
 
+bool isThisMachine(std::string_view host) {
+    if (host.empty() || CORE::equalAscii(host, "localhost")) return true;
+    if (!isIpAddress(host)) return false;
+    const auto address = asio::ip::make_address(host);
+    const bool mapped = address.is_v6() && address.to_v6().is_v4_mapped();
+    return mapped ? asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6()).is_loopback()
+                  : address.is_loopback();
+}
+
 }  // namespace wsadmin::platform

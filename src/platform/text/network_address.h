@@ -8,5 +8,8 @@ namespace wsadmin::platform {
 // An IPv4 or IPv6 address, or a DNS name: labels of letters, digits, "-" and "_", up to 63 characters each
 // and 253 in all.
 bool isNetworkAddress(std::string_view text);
+// This machine itself: nothing, "localhost" or a loopback address. No other name is: whoever answers DNS says
+// what it means.
+bool isThisMachine(std::string_view host);
 
 }  // namespace wsadmin::platform

@@ -1,6 +1,7 @@
 // Objects by ADSI.
 
 #include "platform/ldap/ldap_text.h"
+#include "platform/ldap_session.h"
 #include "platform/windows/ads_directory.h"
 #include "platform/windows/ads_values.h"
 
@@ -123,7 +124,7 @@ class AdsObject final : public DirectoryObject {
         if (FAILED(hr)) return fail(adsFailure(hr));
         const std::unique_ptr<IEnumVARIANT, Freer<ADsFreeEnumerator>> enumerator(made);
         std::vector<std::string> paths;
-        while (true) {
+        while (paths.size() < LdapLimits{}.entries) {
             Variant child;
             ULONG fetched = 0;
             hr = ADsEnumerateNext(enumerator.get(), 1, child.receive(), &fetched);
@@ -137,6 +138,7 @@ class AdsObject final : public DirectoryObject {
                 paths.push_back(path.utf8());
             }
         }
+        return refuse(adsTimeout);
     }
 
   private:

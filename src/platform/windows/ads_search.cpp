@@ -1,5 +1,6 @@
 // Searches by ADSI.
 
+#include "platform/ldap/ldap_limits.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/windows/ads_directory.h"
 #include "platform/windows/ads_values.h"
@@ -9,6 +10,7 @@ namespace wsadmin::platform::windows {
 namespace {
 
 constexpr int filterUnknown = static_cast<int>(0x8007203E);
+constexpr int resultsTooLarge = static_cast<int>(0x80072038);
 
 // The directory-search interface with what is known of its connection; its rows share it.
 struct SearchedObject {
@@ -34,11 +36,18 @@ class AdsRows final : public DirectoryRows {
 
     Result<bool> next() override {
         if (finished_) return false;
+        const auto asked = std::chrono::steady_clock::now();
         const HRESULT hr = nextRow();
         onRow_ = hr == S_OK;
         finished_ = !onRow_;
         if (FAILED(hr)) return fail(connection_->failure(hr));
-        return onRow_;
+        auto within = allowance_.wait(std::chrono::steady_clock::now() - asked);
+        if (within && onRow_) within = allowance_.take(std::uint64_t{0});  // of sizes ADSI says nothing
+        if (within) return onRow_;
+        onRow_ = false;
+        finished_ = true;
+        return fail(within.error().code == ldapTimeout ? static_cast<int>(adsTimeout) : resultsTooLarge,
+                    within.error().text);
     }
 
     Result<std::optional<DirectoryColumn>> column(std::string_view name) override {
@@ -78,8 +87,11 @@ class AdsRows final : public DirectoryRows {
 
     // Between two pages the provider may say that there are no more rows, and that there is more data.
     HRESULT nextRow() {
+        constexpr int mostEmptyPages = 1000;  // in a row
         HRESULT hr = S_OK;
+        int pages = 0;
         do {
+            if (++pages > mostEmptyPages) return static_cast<HRESULT>(adsTimeout);
             ADsSetLastError(ERROR_SUCCESS, nullptr, nullptr);
             hr = started_ ? search().GetNextRow(handle_) : search().GetFirstRow(handle_);
             started_ = true;
@@ -96,6 +108,7 @@ class AdsRows final : public DirectoryRows {
 
     std::shared_ptr<SearchedObject> connection_;
     ADS_SEARCH_HANDLE handle_;
+    LdapAllowance allowance_{LdapLimits{}};
     bool started_ = false;
     bool onRow_ = false;
     bool finished_ = false;

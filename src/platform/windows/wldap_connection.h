@@ -3,10 +3,9 @@
 
 #include "platform/windows/handles.h"
 // After the platform's headers:
-#include <chrono>
 #include <memory>
 
-#include "platform/ldap_session.h"
+#include "platform/ldap/ldap_limits.h"
 
 namespace wsadmin::platform::windows {
 
@@ -30,10 +29,10 @@ Failure failureOf(ULONG code);
 // Shared by a session and its searches on their way; unbinds when the last of them goes.
 class LdapConnection {
   public:
-    struct Scope {};  // the client needs no guard
     using Id = ULONG;
 
-    static Result<std::shared_ptr<LdapConnection>> open(const LdapEndpoint& endpoint);
+    static Result<std::shared_ptr<LdapConnection>> open(const LdapEndpoint& endpoint,
+                                                        std::shared_ptr<const LdapStop> stop);
 
     LDAP* handle() const noexcept { return handle_.get(); }
     const LdapEndpoint& endpoint() const noexcept { return endpoint_; }
@@ -49,25 +48,27 @@ class LdapConnection {
                              bool deleteOldRdn) const;
     Result<LdapEntry> readEntry(const LdapMessage& message, std::size_t) const;
 
-    // The next message that answers an operation, 85 when none comes in time; the operation is then
-    // abandoned.
-    Result<LdapMessage> receive(ULONG id, std::chrono::milliseconds limit) const;
-    Result<void> finish(ULONG id, std::chrono::milliseconds limit) const;
+    // The next message that answers an operation; the operation is abandoned when the wait ends without one.
+    Result<LdapMessage> receive(ULONG id, const LdapWait& wait) const;
+    Result<void> finish(ULONG id, const LdapWait& wait) const;
     // The outcome in a result message; controls, of a search, are what came with it.
     Result<void> outcome(const LdapMessage& message, std::vector<LdapControl>* controls = nullptr) const;
     void abandon(ULONG id) const noexcept;
 
   private:
-    LdapConnection(UniqueLdap handle, LdapEndpoint endpoint)
-        : handle_(std::move(handle)), endpoint_(std::move(endpoint)) {}
+    LdapConnection(UniqueLdap handle, LdapEndpoint endpoint, std::shared_ptr<const LdapStop> stop)
+        : handle_(std::move(handle)), endpoint_(std::move(endpoint)), stop_(std::move(stop)) {}
     ULONG setOptions() const;
-    Result<void> bindSimply(const std::wstring& name, std::wstring& password,
-                            std::chrono::milliseconds limit) const;
-    Result<void> awaitAnswer(std::chrono::milliseconds limit) const;
-    Result<void> negotiate(const LdapCredentials& credentials, std::chrono::milliseconds limit) const;
+    Result<void> connectAndBind(const LdapCredentials& credentials) const;
+    Result<void> protect(bool simple, std::string_view user) const;
+    Result<void> checkTlsVersion() const;
+    Result<void> bindSimply(const std::wstring& name, std::wstring& password, const LdapWait& wait) const;
+    Result<void> awaitAnswer(const LdapWait& wait) const;
+    Result<void> negotiate(const LdapCredentials& credentials, const LdapWait& wait) const;
 
     UniqueLdap handle_;
     LdapEndpoint endpoint_;
+    std::shared_ptr<const LdapStop> stop_;
 };
 
 }  // namespace wsadmin::platform::windows

@@ -1,0 +1,236 @@
+// Servers that stall, flood, lie or cut, and what a listener on the wire hears. A row that did not end would
+// hang: the servers give up after some seconds, which is another code.
+#include <gtest/gtest.h>
+
+#include "adapters/real_platform.h"
+#include "support/hostile_ldap.h"
+#include "support/log_capture.h"
+
+namespace wsadmin::platform {
+namespace {
+
+using namespace wstest;
+using std::chrono::milliseconds;
+using Method = LdapCredentials::Method;
+using Codes = std::vector<int>;
+
+#if defined(_WIN32)
+constexpr bool isWindows = true;  // whose client ends neither inside a message nor inside a TLS handshake
+#else
+constexpr bool isWindows = false;
+#endif
+
+constexpr char password[] = "Tr0ub4dor";
+constexpr char startTlsOid[] = "1.3.6.1.4.1.1466.20037";
+const LdapSearch anything{.base = "dc=a", .filter = "(objectClass=*)"};
+
+LdapEndpoint endpointOf(const HostileLdap& server, milliseconds timeout) {
+    LdapEndpoint endpoint;
+    endpoint.host = "127.0.0.1";
+    endpoint.port = server.port();
+    endpoint.connectTimeout = endpoint.operationTimeout = timeout;
+    return endpoint;
+}
+
+LdapCredentials simple() {
+    return {Method::simple, "cn=admin", "", CORE::secretstring(password)};
+}
+
+// --- scripts: what comes in answer to the first request, whose identifier it gets
+
+using Then = std::function<void(HostileConnection& client, const std::string& id)>;
+
+HostileLdap::Script answer(Then then) {
+    return [then = std::move(then)](HostileConnection& client) { then(client, client.next().id); };
+}
+HostileLdap::Script flood(std::function<std::string(int)> operation, milliseconds pause = milliseconds(0)) {
+    return answer([=](HostileConnection& client, const std::string& id) {
+        client.flood([&](int number) { return ldapMessage(id, operation(number)); }, pause);
+    });
+}
+HostileLdap::Script floodOf(const std::string& message) {
+    return answer([=](HostileConnection& client, auto&) { client.flood([&](int) { return message; }); });
+}
+HostileLdap::Script send(const std::string& bytes) {
+    return [=](HostileConnection& client) { client.send(bytes); };
+}
+void stall(HostileConnection& client) {
+    client.stall();
+}
+const std::string photo(1500, 'x');
+const std::string anotherId("\x02\x01\x7f", 3), noticeId("\x02\x01\x00", 3);
+// The beginning of a long ServerHello, byte by byte.
+void dribbleTls(HostileConnection& client) {
+    client.dribble(std::string("\x16\x03\x03\x3f\x00\x02\x00\x3e\xfc\x03\x03", 11) + photo);
+}
+const auto startTls = [](auto then) {
+    return answer([=](HostileConnection& client, const std::string& id) {
+        client.send(ldapMessage(id, ldapResult(0x78, 0)));
+        then(client);
+    });
+};
+const auto numbered = [](int number) { return ldapEntry("cn=" + std::to_string(number)); };
+
+TEST(HostileServers, EndNoLaterThanTheLimits) {
+    enum Step { bind, bindByTls, bindByStartTls, search };
+    const Codes late = {ldapTimeout}, gone = {ldapServerDown, ldapDecodingError},
+                lateOrTooMuch = {ldapTimeout, ldapResultsTooLarge}, tooMuch = {ldapResultsTooLarge};
+    const LdapLimits usual, few{.entries = 500}, small{.bytes = 100'000}, brief{.time = milliseconds(100)};
+    const std::wstring entries = L"The directory's answer has more than 500 entries (max-entries)",
+                       bytes = L"The directory's answer has more than 100000 bytes (max-bytes)",
+                       time = L"The directory's answer takes longer than 100 ms (search-timeout)";
+    const auto slowly = [](const std::string& operation) {
+        return answer([=](auto& client, const auto& id) { client.dribble(ldapMessage(id, operation)); });
+    };
+    const auto cut = answer([](auto& client, const auto& id) {
+        client.send(ldapMessage(id, ldapEntry("cn=a", "photo", photo)).substr(0, 40));
+    });
+    const struct {
+        Step step;
+        const char* what;
+        HostileLdap::Script script;
+        Codes codes;
+        bool onWindows = true;
+        LdapLimits limits{};
+        std::wstring sentence{};
+    } rows[] = {
+        {bind, "silence", stall, {ldapTimeout, ldapServerDown}},
+        {bind, "no word", [](auto&) {}, gone},
+        {bind, "a cut answer", cut, gone},
+        {bind, "no LDAP", send("220 mail.example ESMTP\r\n"), gone},
+        {bind, "an answer byte by byte", slowly(ldapResult(0x61, 0) + photo), late, false},
+        {bind, "answers to others", floodOf(ldapMessage(anotherId, numbered(1))), lateOrTooMuch, false},
+        {bind, "notices", floodOf(ldapMessage(noticeId, ldapResult(0x78, 0))), lateOrTooMuch, false},
+        {bindByTls, "silence", stall, late, false},
+        {bindByTls, "a handshake byte by byte", dribbleTls, late, false},
+        {bindByTls, "no TLS", send("HTTP/1.1 400 Bad Request\r\n\r\n"), {ldapConnectError}, false},
+        {bindByStartTls, "silence", stall, late, false},
+        {bindByStartTls, "a handshake byte by byte", startTls(dribbleTls), late, false},
+        {search, "silence", stall, late},
+        {search, "a cut entry", cut, gone},
+        {search, "an entry byte by byte", slowly(ldapEntry("cn=a", "photo", photo)), late, false},
+        {search, "a length that lies", send(std::string("\x30\x84\x7f\xff\xff\xff\x02\x01\x01", 9)), gone},
+        {search, "entries", flood(numbered), tooMuch, true, few, entries},
+        {search, "referrals", flood([](int) { return berElement(0x73, berText("ldap://x/")); }), tooMuch,
+         true, few, entries},
+        {search, "large entries", flood([](int) { return ldapEntry("cn=a", "photo", photo); }), tooMuch, true,
+         small, bytes},
+        {search, "an entry now and then", flood(numbered, milliseconds(10)), late, true, brief, time},
+    };
+    for (const auto& row : rows) {
+        if (isWindows && !row.onWindows) continue;
+        SCOPED_TRACE(std::to_string(row.step) + " " + row.what);
+        const HostileLdap server(row.script);
+        const bool waits = row.codes.front() == ldapTimeout && row.sentence.empty();
+        LdapEndpoint endpoint = endpointOf(server, milliseconds(waits ? 150 : 10'000));
+        endpoint.tls = row.step == bindByTls;
+        endpoint.startTls = row.step == bindByStartTls ? StartTls::required : StartTls::never;
+        endpoint.limits = row.limits;
+        const auto session = realPlatform()->ldap->open(endpoint);
+        ASSERT_TRUE(session);
+        Failure failure;
+        if (row.step == search)
+            failure = (*session)->search(anything).error();
+        else
+            failure = (*session)->bind(simple()).error();
+        EXPECT_NE(std::ranges::find(row.codes, failure.code), row.codes.end())
+            << failure.code << " " << CORE::toUtf8(failure.text);
+        EXPECT_TRUE(row.sentence.empty() || failure.text == row.sentence) << CORE::toUtf8(failure.text);
+    }
+}
+
+TEST(HostileServers, EndWhenTheServiceStops) {
+    enum Step { bind, bindByTls, search };
+    for (const Step step : {bind, bindByTls, search}) {
+        if (isWindows && step == bindByTls) continue;
+        SCOPED_TRACE(step);
+        const HostileLdap server(stall);
+        LdapEndpoint endpoint = endpointOf(server, milliseconds(10'000));
+        endpoint.tls = step == bindByTls;
+        const auto client = realPlatform()->ldap;
+        const auto session = client->open(endpoint);
+        ASSERT_TRUE(session);
+        std::jthread stopping([&] {
+            server.awaitClient();
+            client->stop();
+        });
+        Failure failure;
+        if (step == search)
+            failure = (*session)->search(anything).error();
+        else
+            failure = (*session)->bind(simple()).error();
+        EXPECT_EQ(failure.code, ldapUserCancelled) << CORE::toUtf8(failure.text);
+        EXPECT_EQ(failure.text, L"The service is stopping");
+        EXPECT_EQ(client->open(endpoint).value()->bind(simple()).error().code, ldapUserCancelled);
+    }
+}
+
+// A name of this machine that does not say so: a password to it counts as leaving the machine.
+TEST(HostileServers, HearNoPasswordUnlessItIsAllowed) {
+    const struct {
+        const char* what;
+        StartTls startTls;
+        bool allowed;
+        int refusal;          // of StartTLS
+        bool bound;           // and the password was heard
+        const wchar_t* line;  // the end of what is logged
+        int level = CORE::logError;
+    } rows[] = {
+        {"refused", StartTls::leavingTheMachine, false, 2, false,
+         L" refuses StartTLS (Protocol Error), and nothing is sent to it without TLS"},
+        {"refused, required", StartTls::required, true, 2, false,
+         L" refuses StartTLS (Protocol Error), and nothing is sent to it without TLS"},
+        {"no TLS", StartTls::never, false, 2, false,
+         L", because the connection has no TLS and allow-password-in-clear is not set"},
+        {"allowed", StartTls::never, true, 2, true, L" without TLS", CORE::logWarning},
+        {"offered, then no TLS", StartTls::leavingTheMachine, true, 0, false, L""},
+#if !defined(_WIN32)
+        {"refused, allowed", StartTls::leavingTheMachine, true, 2, true, L" without TLS", CORE::logWarning},
+#endif
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        const HostileLdap server(
+            [&row](HostileConnection& client) {
+                for (auto request = client.next();; request = client.next()) {
+                    if (request.tag == extendedRequest) {
+                        client.send(ldapMessage(request.id, ldapResult(0x78, row.refusal)));
+                        if (row.refusal == 0) client.send("no TLS record");
+                    }
+                    if (request.tag == bindRequest) client.send(ldapMessage(request.id, ldapResult(0x61, 0)));
+                }
+            },
+            asio::ip::address_v4::any());
+        LdapEndpoint endpoint = endpointOf(server, milliseconds(10'000));
+        endpoint.host = asio::ip::host_name();
+        endpoint.startTls = row.startTls;
+        endpoint.passwordInClear = row.allowed;
+        const LogCapture log(CORE::logWarning);
+        const auto session = realPlatform()->ldap->open(endpoint);
+        ASSERT_TRUE(session);
+        const auto bound = (*session)->bind(simple());
+        EXPECT_EQ(bound.has_value(), row.bound);
+        EXPECT_EQ(server.heard().find(password) != std::string::npos, row.bound);
+        EXPECT_EQ(server.heard().find(startTlsOid) != std::string::npos, row.startTls != StartTls::never);
+        ASSERT_EQ(log.lines().size(), 1U);
+        EXPECT_EQ(log.lines().front().level, row.level);
+        EXPECT_TRUE(log.lines().front().text.ends_with(row.line)) << CORE::toUtf8(log.lines().front().text);
+        EXPECT_TRUE(bound || bound.error().text == log.lines().front().text);
+    }
+}
+
+#if !defined(_WIN32)
+// The versions that a client offers stand in its first message: the extension 43, TLS 1.3 and 1.2.
+TEST(HostileServers, AreOfferedTls12AtLeast) {
+    const HostileLdap server(stall);
+    LdapEndpoint endpoint = endpointOf(server, milliseconds(150));
+    endpoint.tls = true;
+    const auto session = realPlatform()->ldap->open(endpoint);
+    ASSERT_TRUE(session);
+    EXPECT_FALSE((*session)->bind(simple()));
+    EXPECT_NE(server.heard().find(std::string("\x00\x2b\x00\x05\x04\x03\x04\x03\x03", 9)), std::string::npos);
+}
+#endif
+
+}  // namespace
+}  // namespace wsadmin::platform
