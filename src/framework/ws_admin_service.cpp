@@ -69,6 +69,7 @@ void ws_admin_service::registerWorker() {
 void ws_admin_service::shutDown() {
     stop();
     if (domain_) domain_->stop();
+    if (platform_->ldap) platform_->ldap->stop();
 }
 
 void ws_admin_service::setMinimumDomainCheckInterval(int seconds) {

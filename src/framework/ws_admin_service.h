@@ -25,7 +25,8 @@ class ws_admin_service : public CORE::service, public ServiceContext {
     static CORE::refptr<ws_admin_service> current();
     static void setCurrent(CORE::refptr<ws_admin_service> service);
 
-    // Ends waiting and what the domain map does. Requests that run go on.
+    // Ends waiting, for directories too, and what the domain map does. Requests that run go on, and fail
+    // where they would wait.
     void shutDown();
     // Makes the worker known to the framework. The service must be the current one: the factory binds to
     // that.

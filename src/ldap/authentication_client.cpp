@@ -11,18 +11,19 @@ using CORE::PropertyBag;
 
 namespace {
 
-PropertyBag send(const wchar_t* worker, const wchar_t* operation, const PropertyBag& request,
-                 const wchar_t* failure) {
+constexpr wchar_t noWinauth[] = L"Failed to issue request to winauth service";
+
+PropertyBag notSent(const wchar_t* failure) {
     PropertyBag response;
-    if (!MessageHandler::SendMsg(worker, operation, request, response)) {
-        response.clear();
-        response.setError(1, failure);
-    }
+    response.setError(1, failure);
     return response;
 }
 
-PropertyBag sendToWinauth(const wchar_t* operation, const PropertyBag& request) {
-    return send(L"winauth", operation, request, L"Failed to issue request to winauth service");
+PropertyBag send(const wchar_t* worker, const wchar_t* operation, const PropertyBag& request,
+                 const wchar_t* failure) {
+    PropertyBag response;
+    const bool handled = MessageHandler::SendMsg(worker, operation, request, response);
+    return handled ? response : notSent(failure);
 }
 
 }  // namespace
@@ -39,14 +40,19 @@ std::uint64_t ws_winauth::askAvailable(CORE::ThreadGroup& owner, std::function<v
                                         {.callbackOwner = &owner});
 }
 
-PropertyBag ws_winauth::getTrustedDomains(std::wstring_view initialDomain) {
+std::uint64_t ws_winauth::getTrustedDomains(CORE::ThreadGroup& owner, std::wstring_view initialDomain,
+                                            std::function<void(PropertyBag)> answer) {
     PropertyBag request;
     if (!initialDomain.empty()) request.set(L"initialDomain", initialDomain);
-    return sendToWinauth(L"getTrustedDomains", request);
+    const auto done = [answer = std::move(answer)](CORE::RespType type, const PropertyBag& response) {
+        answer(type == CORE::RespType::handled ? response : notSent(noWinauth));
+    };
+    return MessageHandler::SendAsyncMsg(L"winauth", L"getTrustedDomains", std::move(request), done,
+                                        {.callbackOwner = &owner});
 }
 
 PropertyBag ws_winauth::setDomainConfig(const PropertyBag& configuration) {
-    return sendToWinauth(L"setDomainConfig", configuration);
+    return send(L"winauth", L"setDomainConfig", configuration, noWinauth);
 }
 
 PropertyBag ws_adminaccess::loadDomainConfig() {

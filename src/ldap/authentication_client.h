@@ -18,8 +18,10 @@ class ws_winauth {
     // framework thread that `owner` counts. The result identifies the message, and cancelling that ends the
     // wait; 0: the message could not be sent and there is no callback.
     static std::uint64_t askAvailable(CORE::ThreadGroup& owner, std::function<void(bool)> answer);
-    // The worker's answer, or a bag with the error "Failed to issue request to winauth service".
-    static CORE::PropertyBag getTrustedDomains(std::wstring_view initialDomain = {});
+    // The answer is the worker's, or a bag with the error "Failed to issue request to winauth service". In
+    // the same manner: the worker asks directories, which may be silent.
+    static std::uint64_t getTrustedDomains(CORE::ThreadGroup& owner, std::wstring_view initialDomain,
+                                           std::function<void(CORE::PropertyBag)> answer);
     static CORE::PropertyBag setDomainConfig(const CORE::PropertyBag& configuration);
 };
 

@@ -41,14 +41,14 @@ Domain::~Domain() {
 }
 
 void Domain::stop() {
-    std::uint64_t question = 0;
+    std::set<std::uint64_t> questions;
     {
         const CORE::coresync hold(lock_);
         stopping_ = true;
-        question = question_;
+        questions = questions_;
     }
     StopTimer();
-    if (question) CORE::MessageHandler::CancelMsg(question);
+    for (const std::uint64_t question : questions) CORE::MessageHandler::CancelMsg(question);
 }
 
 void Domain::setMinimumCheckInterval(int seconds) {
@@ -77,8 +77,19 @@ PropertyBag Domain::pushConfiguration() {
 }
 
 PropertyBag Domain::trustedDomains(std::wstring_view initialDomain) {
-    PropertyBag pushed = pushConfiguration();
-    return pushed.getError() ? pushed : ws_winauth::getTrustedDomains(initialDomain);
+    PropertyBag answer = pushConfiguration();
+    if (answer.getError()) return answer;
+    const bool asked = ask([&](std::function<void()> answered) {
+        return ws_winauth::getTrustedDomains(threads_, initialDomain,
+                                             [&answer, answered](PropertyBag response) {
+                                                 answer = std::move(response);
+                                                 answered();
+                                             });
+    });
+    if (asked && !stopping_) return answer;
+    PropertyBag failed;
+    failed.setError(L"The service is stopping");
+    return failed;
 }
 
 std::string Domain::rootNamingContext(std::wstring_view domain) const {
@@ -212,23 +223,31 @@ bool Domain::isMixedMode() const {
     return *value != 0;
 }
 
-// Whether the authentication service is there, which the host may still be starting. Ends when the map stops.
-bool Domain::awaitAuthentication() {
+bool Domain::ask(const std::function<std::uint64_t(std::function<void()>)>& send) {
     CORE::coreevent answered;
-    bool installed = false;
+    std::uint64_t question = 0;
     {
         const CORE::coresync hold(lock_);
-        if (stopping_) return false;
-        question_ = ws_winauth::askAvailable(threads_, [&](bool there) {
-            installed = there;
-            answered.set();
-        });
-        if (!question_) return false;
+        if (!stopping_) question = send([&answered] { answered.set(); });
+        if (!question) return false;
+        questions_.insert(question);
     }
     answered.wait();
     const CORE::coresync hold(lock_);
-    question_ = 0;
-    return installed;
+    questions_.erase(question);
+    return true;
+}
+
+// Whether the authentication service is there, which the host may still be starting. Ends when the map stops.
+bool Domain::awaitAuthentication() {
+    bool installed = false;
+    return ask([&](std::function<void()> answered) {
+               return ws_winauth::askAvailable(threads_, [&installed, answered](bool there) {
+                   installed = there;
+                   answered();
+               });
+           }) &&
+           installed;
 }
 
 void Domain::check() {

@@ -4,6 +4,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <set>
 #include <string>
 
 #include "framework/core/corelock.h"
@@ -44,6 +46,9 @@ class Domain : public CORE::coretimer {
     void OnTimer() override;
 
   private:
+    // Sends a message and waits until its callback calls `answered`, or the map stops. False: it was not
+    // sent.
+    bool ask(const std::function<std::uint64_t(std::function<void()> answered)>& send);
     bool awaitAuthentication();
     CORE::PropertyBag trustedDomains(std::wstring_view initialDomain);
     CORE::PropertyBag pushConfiguration();
@@ -63,7 +68,7 @@ class Domain : public CORE::coretimer {
     bool configurationPushed_ = false;
     std::int64_t builtAt_ = 0;  // seconds since 1970-01-01 UTC
     int minimumInterval_ = defaultMinimumInterval;
-    std::uint64_t question_ = 0;  // the message that asks for the authentication service, while it does
+    std::set<std::uint64_t> questions_;  // the messages that are waited for
 };
 
 }  // namespace wsadmin

@@ -17,6 +17,7 @@ void winauth_plugin::cleanup() {
     if (!service) return;
     service->unregisterWorker();
     service->stop();
+    service->endWaiting();
     winauth_service::setCurrent({});
 }
 

@@ -20,7 +20,7 @@ CORE::CurrentService<winauth_service>& module() {
 
 constexpr int errorNotImplemented = 120;
 
-using Method = PropertyBag (winauth_service::*)(const PropertyBag& request);
+using Method = PropertyBag (winauth_service::*)(const PropertyBag& request, const std::atomic<bool>& givenUp);
 constexpr std::array<std::pair<std::wstring_view, Method>, 2> operations = {
     {{L"getTrustedDomains", &winauth_service::getTrustedDomains},
      {L"setDomainConfig", &winauth_service::setDomainConfig}}};
@@ -33,15 +33,20 @@ class Operation : public CORE::serviceOperation {
                         PropertyBag& response) override {
         for (const auto& [name, method] : operations) {
             if (!CORE::equalFolded(name, operation)) continue;
-            response &= (service_.get()->*method)(request);
+            response &= (service_.get()->*method)(request, givenUp_);
             return true;
         }
         response.setError(errorNotImplemented);
         return false;
     }
+    void AbortHandler() override {
+        givenUp_ = true;
+        service_->endWaiting();
+    }
 
   private:
     CORE::refptr<winauth_service> service_;
+    std::atomic<bool> givenUp_{false};
 };
 
 CORE::WorkItem* makeOperation() {
@@ -77,11 +82,24 @@ Result<std::shared_ptr<platform::Platform>> winauth_service::platform() {
     return made;
 }
 
-PropertyBag winauth_service::getTrustedDomains(const PropertyBag& request) {
+void winauth_service::endWaiting() {
+    std::shared_ptr<platform::Platform> abandoned;
+    {
+        const std::lock_guard hold(mutex_);
+        std::swap(abandoned, platform_);
+    }
+    if (abandoned && abandoned->ldap) abandoned->ldap->stop();
+}
+
+PropertyBag winauth_service::getTrustedDomains(const PropertyBag& request, const std::atomic<bool>& givenUp) {
     PropertyBag result;
     const auto machine = platform();
     if (!machine) {
         result.setError(machine.error().text);
+        return result;
+    }
+    if (givenUp) {
+        result.setError(L"The request was given up");
         return result;
     }
     platform::DirectoryServices& services = *(*machine)->directoryServices;
@@ -99,7 +117,7 @@ PropertyBag winauth_service::getTrustedDomains(const PropertyBag& request) {
     return renderKnownDomains(*known);
 }
 
-PropertyBag winauth_service::setDomainConfig(const PropertyBag& request) {
+PropertyBag winauth_service::setDomainConfig(const PropertyBag& request, const std::atomic<bool>&) {
     const std::lock_guard hold(mutex_);
     domainConfiguration_ = request;
     return {};

@@ -1,6 +1,7 @@
 // The worker "winauth": says which domains are trusted, from what the domains' own directories tell.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 
@@ -20,9 +21,12 @@ class winauth_service : public CORE::service {
     static void setCurrent(CORE::refptr<winauth_service> service);
     void registerWorker(CORE::ThreadGroup& threads);  // the service must be the current one
 
-    // The two operations. Any thread.
-    CORE::PropertyBag getTrustedDomains(const CORE::PropertyBag& request);
-    CORE::PropertyBag setDomainConfig(const CORE::PropertyBag& request);
+    // The two operations. Any thread. `givenUp` is set when nobody waits for the answer any more, before
+    // endWaiting is called.
+    CORE::PropertyBag getTrustedDomains(const CORE::PropertyBag& request, const std::atomic<bool>& givenUp);
+    CORE::PropertyBag setDomainConfig(const CORE::PropertyBag& request, const std::atomic<bool>& givenUp);
+    // Ends what requests wait for; later ones work on a platform made anew.
+    void endWaiting();
 
   private:
     Result<std::shared_ptr<platform::Platform>> platform();

@@ -245,6 +245,28 @@ TEST(Domain, AStopEndsTheWaitForAnAuthenticationServiceThatDoesNotCome) {
         CORE::logError, L"The domain map could not be built: the authentication service is not installed"));
 }
 
+TEST(Domain, AStopEndsTheWaitForAnAuthenticationServiceThatWaitsItself) {
+    CORE::coreevent asked, givenUp;
+    const FrameworkWorker<2> winauth(
+        L"winauth",
+        [&](std::wstring_view operation, const PropertyBag&, PropertyBag&) {
+            if (operation != L"getTrustedDomains") return true;
+            asked.set();
+            givenUp.wait();
+            return true;
+        },
+        [&] { givenUp.set(); });
+    const FrameworkWorker<1> admin(L"ws_admin", [](auto, const auto&, auto&) { return true; });
+    CORE::ThreadGroup threads(L"test");
+    const auto domain = CORE::refptr<TimedDomain>::adopt(new TimedDomain(
+        {std::make_shared<ScriptedDirectoryServices>(), std::make_shared<ManualClock>()}, threads, false));
+    std::jthread stopping([&] {
+        asked.wait();
+        domain->stop();
+    });
+    EXPECT_EQ(domain->getDomainMap(true).getErrorText(), L"The service is stopping");
+}
+
 struct ModeCase {
     const char* what;
     std::optional<std::string> context;

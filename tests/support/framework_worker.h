@@ -25,7 +25,9 @@ class FrameworkWorker {
         CORE::PropertyBag request;
     };
 
-    FrameworkWorker(std::wstring name, Answer answer) : name_(std::move(name)), answer_(std::move(answer)) {
+    FrameworkWorker(
+        std::wstring name, Answer answer, std::function<void()> onAbort = [] {})
+        : name_(std::move(name)), answer_(std::move(answer)), onAbort_(std::move(onAbort)) {
         current_ = this;
         CORE::MessageFrameWork::System().AddWorker([]() -> CORE::WorkItem* { return new Item; }, name_,
                                                    L"scripted", true, false, false, true);
@@ -52,11 +54,13 @@ class FrameworkWorker {
             }
             return current_->answer_(operation, request, response);
         }
+        void AbortHandler() override { current_->onAbort_(); }
     };
 
     inline static FrameworkWorker* current_ = nullptr;
     std::wstring name_;
     Answer answer_;
+    std::function<void()> onAbort_;
     mutable std::mutex mutex_;
     std::vector<Sent> sent_;
 };

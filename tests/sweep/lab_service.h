@@ -164,9 +164,9 @@ class LabService {
         if (code)
             response.setError(code, L"injected");
         else if (operation == L"getTrustedDomains")
-            response &= authentication_->getTrustedDomains(request);
+            response &= authentication_->getTrustedDomains(request, false);
         else
-            response &= authentication_->setDomainConfig(request);
+            response &= authentication_->setDomainConfig(request, false);
         return true;
     }
 

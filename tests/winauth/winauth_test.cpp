@@ -1,6 +1,8 @@
 // What the authentication worker says of the domains in a lab.
 #include <gtest/gtest.h>
 
+#include "platform/platform.h"
+#include "support/hostile_ldap.h"
 #include "support/temp_folder.h"
 #include "winauth/known_domains.h"
 #include "winauth/winauth_service.h"
@@ -141,24 +143,46 @@ TEST(KnownDomains, PassTheListInForce) {
 TEST(WinauthService, AnswersItsTwoOperations) {
     const DomainLab lab(ownNames + trust("BOTH", "both.example", 3, 2));
     winauth_service service(lab.startup());
-    EXPECT_EQ(service.getTrustedDomains({}).getBag(L"dnsBag").size(), 2U);
+    EXPECT_EQ(service.getTrustedDomains({}, false).getBag(L"dnsBag").size(), 2U);
     PropertyBag configuration, cluster, list;
     list.add(L"both.example", std::wstring_view());
     cluster.addBag(L"excludeList", list);
     configuration.addBag(L"cluster", cluster);
     configuration.set(L"effectiveList", L"clusterExclude");
-    EXPECT_EQ(service.setDomainConfig(configuration).getError(), 0);
-    EXPECT_EQ(service.getTrustedDomains({}).getBag(L"dnsBag").size(), 1U);
+    EXPECT_EQ(service.setDomainConfig(configuration, false).getError(), 0);
+    EXPECT_EQ(service.getTrustedDomains({}, false).getBag(L"dnsBag").size(), 1U);
     PropertyBag elsewhere;
     elsewhere.set(L"initialDomain", L"gone.example");
-    EXPECT_EQ(service.getTrustedDomains(elsewhere).getError(), 1);
+    EXPECT_EQ(service.getTrustedDomains(elsewhere, false).getError(), 1);
+}
+
+TEST(WinauthService, ARequestThatIsGivenUpWaitsForNoDirectory) {
+    const wstest::HostileLdap server([](wstest::HostileConnection& client) { client.stall(); });
+    const wstest::TempFolder folder;
+    PropertyBag startup;
+    startup.set(
+        platform::configurationKey,
+        std::string_view(folder.write("silent.toml",
+                                      "directory-services = \"portable\"\n"
+                                      "default-domain = \"localhost\"\n"
+                                      "[[server]]\nfor = \"localhost\"\nport = " +
+                                          std::to_string(server.port()) + "\nconnect-timeout = 3600000\n")));
+    winauth_service service(startup);
+    std::atomic<bool> givenUp{false};
+    std::jthread givingUp([&] {
+        server.awaitClient();
+        givenUp = true;
+        service.endWaiting();
+    });
+    EXPECT_NE(service.getTrustedDomains({}, givenUp).getError(), 0);
+    EXPECT_EQ(service.getTrustedDomains({}, givenUp).getErrorText(), L"The request was given up");
 }
 
 TEST(WinauthService, APlatformThatCannotBeHadIsItsSentence) {
     PropertyBag nowhere;
     nowhere.set(platform::labFolderKey, L"no such folder");
     winauth_service service(nowhere);
-    EXPECT_FALSE(service.getTrustedDomains({}).getErrorText().empty());
+    EXPECT_FALSE(service.getTrustedDomains({}, false).getErrorText().empty());
 }
 
 }  // namespace
