@@ -132,8 +132,8 @@ void requireUnchanged(const Lab& lab, const std::vector<Change>& changes) {
 // new contents are on the disk before the first takes its place, so that a full disk leaves all files as they
 // were.
 void replaceFiles(Lab& lab, std::vector<Change>& changes) {
-    std::set<fs::path>
-        folders;  // in one order for everybody, so that two who save cannot wait for each other
+    // In one order for everybody, so that two who save never wait for each other.
+    std::set<fs::path> folders;
     for (const Change& change : changes)
         folders.insert(CORE::fileBehindLinks(lab.folder / change.file->name).parent_path());
     const std::list<CORE::FolderLock> locks(folders.begin(), folders.end());
@@ -141,9 +141,16 @@ void replaceFiles(Lab& lab, std::vector<Change>& changes) {
     std::list<CORE::FileReplacement> replacements;
     for (const Change& change : changes)
         replacements.emplace_back(lab.folder / change.file->name, change.text);
+    std::wstring replaced;
     for (; !changes.empty(); changes.erase(changes.begin()), replacements.pop_front()) {
-        replacements.front().commit();
         KeptFile& file = *changes.front().file;
+        try {
+            replacements.front().commit();
+        } catch (const CORE::coreException& error) {
+            if (replaced.empty()) throw;
+            throw CORE::coreException(error.text() + L"; saved before that:" + replaced);
+        }
+        replaced += L" " + CORE::toWide(file.name);
         file.digest = digestOf(changes.front().text);
         if (&file == &lab.machine) lab.machineText = std::move(changes.front().text);
     }
