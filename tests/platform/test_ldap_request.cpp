@@ -31,46 +31,6 @@ TEST(LdapRequest, RefusesCredentialsThatBindAsNobody) {
     }
 }
 
-TEST(LdapRequest, JoinsUserAndDomain) {
-    const struct {
-        const char* user;
-        const char* domain;
-        const char* name;
-    } rows[] = {
-        {"alice", "", "alice"},
-        {"alice", "corp.example", "alice@corp.example"},
-        {"alice", "CORP", "CORP\\alice"},
-        {"alice@other", "CORP", "alice@other"},
-        {"OTHER\\alice", "CORP", "OTHER\\alice"},
-        {"cn=alice,dc=corp", "CORP", "cn=alice,dc=corp"},
-        {"a=", "CORP", "a="},
-        {"=a", "CORP", "CORP\\=a"},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(simpleBindName(credentials(Method::simple, row.user, row.domain, "p")), row.name);
-}
-
-TEST(LdapRequest, NamesTheAccountThatBinds) {
-    const struct {
-        Method method;
-        const char* user;
-        const char* domain;
-        const char* account;
-    } rows[] = {
-        {Method::negotiate, "svc", "CORP", "CORP\\svc"},
-        {Method::negotiate, "svc", "corp.example", "svc@corp.example"},
-        {Method::simple, "svc@corp.example", "CORP", "svc@corp.example"},
-        {Method::negotiate, "CORP\\svc", "", "CORP\\svc"},
-        {Method::negotiate, "svc", "", "svc"},
-        {Method::simple, "cn=svc,dc=corp", "", ""},
-        {Method::negotiate, "cn=svc,dc=corp", "CORP", ""},
-        {Method::negotiate, "", "CORP", ""},
-        {Method::anonymous, "svc", "CORP", ""},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(accountOf(credentials(row.method, row.user, row.domain, "p")), row.account) << row.user;
-}
-
 TEST(LdapRequest, MakesStrictWhatTheSystemWrites) {
     const auto wire = wireSearch({"ou=Servers, dc=vdi", LdapScope::subtree, "(!a=b)", {"cn"}, {}, 7});
     ASSERT_TRUE(wire);
