@@ -6,33 +6,6 @@
 namespace wsadmin::platform::lab {
 namespace {
 
-TEST(Syntax, StoresOneSpelling) {
-    const struct {
-        Syntax syntax;
-        const char *given, *stored;  // null: no value
-    } table[] = {
-        {Syntax::integer, "007", "7"},
-        {Syntax::integer, "-9223372036854775808", "-9223372036854775808"},
-        {Syntax::integer, "9223372036854775808", nullptr},
-        {Syntax::integer, "", nullptr},
-        {Syntax::integer, " 1", nullptr},
-        {Syntax::integer, "+1", nullptr},
-        {Syntax::boolean, "true", "TRUE"},
-        {Syntax::boolean, "FALSE", "FALSE"},
-        {Syntax::boolean, "1", nullptr},
-        {Syntax::time, "20240229123001.5Z", "20240229123001.0Z"},
-        {Syntax::time, "20230229123001.0Z", nullptr},  // no leap year
-        {Syntax::time, "20240101240000.0Z", nullptr},
-        {Syntax::time, "20240101000000Z", nullptr},
-        {Syntax::time, "2024010100000x.0Z", nullptr},
-        {Syntax::text, " as it is ", " as it is "},
-    };
-    for (const auto& row : table) {
-        const auto expected = row.stored ? std::optional<std::string>(row.stored) : std::nullopt;
-        EXPECT_EQ(storedValue(row.syntax, row.given), expected) << row.given;
-    }
-}
-
 TEST(Syntax, SidsAndGuids) {
     const std::string binary("\1\1\0\0\0\0\0\5\x12\0\0\0", 12);
     EXPECT_EQ(storedValue(Syntax::sid, "S-1-5-18"), binary);

@@ -10,6 +10,12 @@
 
 namespace wstest {
 
+inline std::string fileText(const std::filesystem::path& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
 class TempFolder {
   public:
     TempFolder() {
@@ -31,11 +37,7 @@ class TempFolder {
         std::ofstream(path_ / name, std::ios::binary) << content;
         return utf8(name);
     }
-    std::string read(const std::string& name) const {
-        std::ostringstream content;
-        content << std::ifstream(path_ / name, std::ios::binary).rdbuf();
-        return content.str();
-    }
+    std::string read(const std::string& name) const { return fileText(path_ / name); }
 
   private:
     static std::string text(const std::filesystem::path& path) {
