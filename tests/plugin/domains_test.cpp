@@ -3,48 +3,20 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <filesystem>
 #include <memory>
 #include <string>
 
 #include "framework/core/corelock.h"
 #include "framework/core/framework.h"
-#include "framework/core/library.h"
 #include "framework/core/log.h"
-#include "framework/core/plugin_api.h"
+#include "plugin/loaded_module.h"
 
 namespace {
 
 using CORE::PropertyBag;
 
-class Module {
-  public:
-    Module(const char* name, const PropertyBag& startup) {
-#if defined(_WIN32)
-        const auto path = std::filesystem::path(WS_BIN_DIR) / (std::string(name) + ".dll");
-#else
-        const auto path = std::filesystem::path(WS_BIN_DIR) / (std::string(name) + ".so");
-#endif
-        std::wstring failure;
-        library_ = CORE::library::load(std::filesystem::absolute(path).make_preferred().wstring(), failure);
-        if (!library_) throw std::runtime_error(CORE::toUtf8(failure));
-        library_->function<CORE::PluginParamsFunction>("PluginParams")(&startup);
-        library_->function<CORE::PluginInitFunction>("PluginInit")(nullptr, nullptr, nullptr, nullptr);
-    }
-    ~Module() {
-        library_->function<CORE::PluginExitFunction>("PluginExit")();
-    }
-    Module(const Module&) = delete;
-    Module& operator=(const Module&) = delete;
-
-  private:
-    std::unique_ptr<CORE::library> library_;
-};
-
-PropertyBag sampleLab(bool checks) {
-    PropertyBag startup;
-    startup.set(CORE::startupLabFolder,
-                (std::filesystem::absolute(WS_SOURCE_DIR) / "labs" / "sample").wstring());
+CORE::PropertyBag labWithChecks(bool checks) {
+    PropertyBag startup = sampleLab();
     startup.setBool(L"InitiateDomainChecks", checks);
     return startup;
 }
@@ -59,8 +31,8 @@ std::wstring healthText(const PropertyBag& health) {
 }
 
 TEST(Domains, TheSampleLabHasOneOfEachKind) {
-    const Module winauth("winauth", sampleLab(false));
-    const Module admin("ws_admin", sampleLab(false));
+    const Started winauth("winauth", labWithChecks(false));
+    const Started admin("ws_admin", labWithChecks(false));
     PropertyBag response;
     EXPECT_TRUE(CORE::MessageHandler::SendMsg(L"ws_admin", L"Diag", {}, response));
     EXPECT_EQ(healthText(response.getBag(L"DOMAINHEALTH")),
@@ -75,8 +47,8 @@ TEST(Domains, TheModulesGoWhileMapsAreBuilt) {
         std::atomic<int> answered{0};
         CORE::ThreadGroup sent(L"sender");
         {
-            auto winauth = std::make_unique<Module>("winauth", sampleLab(false));
-            const Module admin("ws_admin", sampleLab(true));
+            auto winauth = std::make_unique<Started>("winauth", labWithChecks(false));
+            const Started admin("ws_admin", labWithChecks(true));
             for (int i = 0; i < requests; ++i) {
                 PropertyBag request;
                 request.setBool(L"forceReload", true);
@@ -97,8 +69,8 @@ TEST(Domains, TheModulesGoWhileTheTimerBuildsAMap) {
         if (text.starts_with(L"Detected ")) checking.set();
     });
     {
-        const Module winauth("winauth", sampleLab(false));
-        const Module admin("ws_admin", sampleLab(true));
+        const Started winauth("winauth", labWithChecks(false));
+        const Started admin("ws_admin", labWithChecks(true));
         checking.wait();
     }
     EXPECT_FALSE(CORE::MessageFrameWork::System().IsWorkerInstalled(L"ws_admin", 0));
