@@ -9,29 +9,6 @@ using namespace wstest;
 
 namespace {
 
-TEST(DomainLists, TheListInForceHereFollowsTheOrderOfPrecedence) {
-    struct Case {
-        std::vector<std::wstring> clusterInclude, clusterExclude, brokerInclude, brokerExclude;
-        const wchar_t* effective;
-    };
-    const std::vector<std::wstring> some = {L"x.example"};
-    const Case cases[] = {
-        {{}, {}, {}, {}, L"unlimited"},          {some, {}, {}, {}, L"clusterInclude"},
-        {some, {}, some, {}, L"brokerInclude"},  {{}, some, some, {}, L"clusterExclude"},
-        {{}, some, {}, some, L"brokerExclude"},  {some, some, some, some, L"brokerExclude"},
-        {some, some, {}, {}, L"clusterExclude"},
-    };
-    for (const Case& c : cases) {
-        DomainFilters filters;
-        filters.thisBroker = L"vcs1";
-        filters.cluster = {.include = c.clusterInclude, .exclude = c.clusterExclude, .search = some};
-        filters.brokers = {
-            {L"VCS2", L"", {.include = some, .exclude = some}},  // another broker's lists do not count
-            {L"VCS1", L"", {.include = c.brokerInclude, .exclude = c.brokerExclude}}};
-        EXPECT_EQ(effectiveList(filters), c.effective);
-    }
-}
-
 struct FixedNames : ComputerNames {
     Result<std::wstring> netBios() const override { return L"VCS1"; }
     Result<std::wstring> dnsFullyQualified() const override { return L"vcs1.corp.example"; }
