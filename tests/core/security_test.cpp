@@ -154,19 +154,4 @@ TEST_F(Security, MakersAtTheSameTimeEndWithOneKey) {
     }
 }
 
-TEST(CorePortable, WritesSidsAsThePlatformDoes) {
-    const std::pair<std::vector<unsigned char>, const wchar_t*> rows[] = {
-        {{1, 1, 0, 0, 0, 0, 0, 5, 18, 0, 0, 0}, L"S-1-5-18"},
-        {{1, 2, 0, 0, 0, 0, 0, 5, 32, 0, 0, 0, 0x20, 2, 0, 0}, L"S-1-5-32-544"},
-        {{1, 1, 0, 0, 0, 0, 0, 1, 0xff, 0xff, 0xff, 0xff}, L"S-1-1-4294967295"},
-        {{1, 0, 0, 0, 0, 0, 0, 5}, L"S-1-5"},
-        {{1, 1, 1, 2, 3, 4, 5, 6, 7, 0, 0, 0}, L"S-1-0x010203040506-7"},
-        {{2, 1, 0, 0, 0, 0, 0, 5, 18, 0, 0, 0}, L""},
-        {{1, 16, 0, 0, 0, 0, 0, 5}, L""},
-    };
-    for (const auto& [sid, text] : rows)
-        EXPECT_EQ(CORE::coreportable::convertSidToStringSid(sid.data()), text);
-    EXPECT_TRUE(CORE::coreportable::convertSidToStringSid(nullptr).empty());
-}
-
 }  // namespace

@@ -12,31 +12,6 @@ namespace {
 using CORE::toUtf8;
 using CORE::wstr;
 
-void setVariable(const char* name, const char* value) {
-#if defined(_WIN32)
-    _putenv_s(name, value);
-#else
-    setenv(name, value, 1);
-#endif
-}
-
-TEST(MachineText, ExpandsVariables) {
-    setVariable("WS_TEST_A", "one");
-    setVariable("WS_TEST_B", "%WS_TEST_A%");
-    const std::pair<const wchar_t*, const char*> cases[] = {
-        {L"", ""},
-        {L"nothing", "nothing"},
-        {L"<%WS_TEST_A%\\%WS_TEST_A%>", "<one\\one>"},
-        {L"%WS_TEST_B%", "%WS_TEST_A%"},  // a value is not expanded again
-        {L"%WS_TEST_NONE%\\x", "%WS_TEST_NONE%\\x"},
-        {L"%WS_TEST_NONE%WS_TEST_A%", "%WS_TEST_NONEone"},
-        {L"100% %WS_TEST_A%", "100% one"},
-        {L"%% %", "%% %"},
-    };
-    for (const auto& [text, expanded] : cases)
-        EXPECT_EQ(toUtf8(wstr(text).expandEnv()), expanded) << toUtf8(text);
-}
-
 TEST(MachineText, GuidsAreDifferentAndWellFormed) {
     const std::regex form("[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}");
     std::set<std::string> seen;

@@ -1,0 +1,105 @@
+// The plain functions of this folder over rows.jsonl.
+#include <cstdlib>
+
+#include "framework/core/framework.h"
+#include "framework/core/property_bag.h"
+#include "framework/core/security.h"
+#include "support/rows.h"
+
+namespace {
+
+using CORE::compareFolded;
+using CORE::PropertyBag;
+using CORE::toUtf8;
+using CORE::wstr;
+using wstest::Json;
+
+std::wstring wide(const Json& in) {
+    return CORE::toWide(in.get<std::string>());
+}
+
+Json number(const Json& in) {
+    const wstr text = wide(in);
+    EXPECT_EQ(text.to_mstr().toInt(77), text.toInt(77));
+    const bool isFlag = text.toBool(true) == text.toBool(false);
+    return {text.toInt(77), text.toUInt(88), text.isNum(), isFlag ? Json(text.toBool(true)) : Json()};
+}
+
+Json split(const Json& in) {
+    const wstr text = wide(in[0]);
+    Json parts = Json::array();
+    for (const wstr& part : in.size() > 1 ? text.split(wide(in[1])[0]) : text.split())
+        parts.push_back(toUtf8(part));
+    return parts;
+}
+
+Json path(const Json& in) {
+    const wstr last = wstr(wide(in)).lastPath();
+    return {toUtf8(last), toUtf8(last.dropSuffix())};
+}
+
+Json expanded(const Json& in) {
+#if defined(_WIN32)
+    _putenv_s("WS_TEST_A", "one");
+    _putenv_s("WS_TEST_B", "%WS_TEST_A%");
+#else
+    setenv("WS_TEST_A", "one", 1);
+    setenv("WS_TEST_B", "%WS_TEST_A%", 1);
+#endif
+    return toUtf8(wstr(wide(in)).expandEnv());
+}
+
+// The same both ways round, and for both kinds of strings.
+Json order(const Json& in) {
+    const auto sign = [](int n) { return n < 0 ? -1 : n > 0 ? 1 : 0; };
+    const std::wstring a = wide(in[0]), b = wide(in[1]);
+    const int found = sign(compareFolded(a, b));
+    EXPECT_EQ(sign(compareFolded(b, a)), -found);
+    EXPECT_EQ(sign(compareFolded(toUtf8(a), toUtf8(b))), found);
+    return found;
+}
+
+// Whether a name finds another one's value. Names beyond ASCII are looked up another way.
+Json property(const Json& in) {
+    const std::wstring name = wide(in[0]), asked = wide(in[1]);
+    std::set<bool> found;
+    for (const wchar_t* other : {L"other", L"\u00FCber"}) {
+        PropertyBag bag;
+        bag.add(other, L"x");
+        bag.add(name, L"v");
+        found.insert(bag.contains(asked));
+        bag.set(asked, L"w");
+        found.insert(bag.size() == 2);
+        found.insert(bag.get(name) == L"w");
+    }
+    EXPECT_EQ(found.size(), 1U);
+    return *found.begin();
+}
+
+Json hidden(const Json& in) {
+    PropertyBag bag;
+    bag.add(wide(in), L"s3");
+    const std::string shown = toUtf8(bag.flattenForDisplay()), name = in;
+    EXPECT_TRUE(shown == name + "=*****" || shown == name + "=s3") << shown;
+    return shown == name + "=*****";
+}
+
+TEST(Rows, OfTheFramework) {
+    wstest::tryRows(
+        WS_SOURCE_DIR "/tests/core/rows.jsonl",
+        {{"number", number},
+         {"split", split},
+         {"path", path},
+         {"expanded", expanded},
+         {"order", order},
+         {"property", property},
+         {"hidden", hidden},
+         {"osLevel", [](const Json& in) { return CORE::coreosver::levelOf(in[0], in[1]); }},
+         {"sid", [](const Json& in) {
+              const auto bytes =
+                  in.is_null() ? std::vector<unsigned char>() : in.get<std::vector<unsigned char>>();
+              return toUtf8(CORE::coreportable::convertSidToStringSid(in.is_null() ? nullptr : bytes.data()));
+          }}});
+}
+
+}  // namespace
