@@ -44,7 +44,7 @@ void WorkerRegistry::add(Registration registration) {
     std::wstring name = registration.name;
     std::lock_guard lock(mutex_);
     if (workers_.contains(name)) throw coreException(L"Worker " + name + L" is already installed");
-    workers_.emplace(std::move(name), std::make_shared<Worker>(std::move(registration)));
+    workers_.emplace(std::move(name), std::make_shared<Worker>(Worker{std::move(registration)}));
     changed_.notify_all();
 }
 
