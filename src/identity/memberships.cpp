@@ -16,7 +16,7 @@ using platform::Sid;
 namespace {
 
 // A limit against directories that name ever new groups, far above what a forest holds.
-constexpr std::size_t mostGroups = 1'000'000;
+constexpr std::size_t mostMemberships = 1'000'000;
 
 const std::vector<std::string> groupAttributes = {"objectSid", "groupType", "memberOf", "distinguishedName"};
 
@@ -100,7 +100,7 @@ const Memberships::GroupNumbers& Memberships::addGroup(const DirectoryRow& row) 
 
 void Memberships::loadGroups(GroupNumbers numbers) {
     while (!numbers.empty()) {
-        if (groups_.size() > mostGroups) {
+        if (groups_.size() > mostMemberships) {
             logWarning(L"The directories name groups without end");
             incomplete_ = true;
             return;
