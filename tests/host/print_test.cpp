@@ -1,12 +1,10 @@
-// What the tool prints: answers, lists and log lines.
+// What the tool prints: answers and log lines.
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "framework/core/log_topic.h"
 #include "host/answer.h"
-#include "host/listing.h"
 #include "host/shown_log.h"
 #include "host/terminal_text.h"
 
@@ -79,54 +77,6 @@ TEST(Print, TerminalsAreGivenNothingToObey) {
         {"one\ntwo", "one\ntwo"},
     };
     for (const auto& [text, shown] : rows) EXPECT_EQ(terminalText(text), shown);
-}
-
-CORE::PropertyBag twoOperations() {
-    CORE::PropertyBag key;
-    key.add(L"name", L"clustername");
-    key.add(L"type", L"text");
-    key.add(L"default", L"none");
-    key.add(L"text", L"the new name");
-    CORE::PropertyBag first;
-    first.add(L"name", L"setClusterName");
-    first.add(L"shape", L"result-bag");
-    first.addBool(L"changes", true);
-    first.addBool(L"built", true);
-    first.add(L"text", L"Names the cluster.");
-    first.add(L"example", L"clustername=East");
-    first.addBag(L"request-key", key);
-    CORE::PropertyBag second;
-    second.add(L"name", L"later");
-    second.addBool(L"built", false);
-    CORE::PropertyBag all;
-    all.addBag(L"operation", first);
-    all.addBag(L"operation", second);
-    return all;
-}
-
-TEST(Print, ListsAndHelp) {
-    const CORE::PropertyBag operations = twoOperations();
-    std::ostringstream list;
-    printList(list, operations);
-    EXPECT_EQ(list.str(), "setClusterName  Names the cluster.\nlater            (not available yet)\n");
-
-    std::ostringstream json;
-    printListJson(json, operations);
-    const auto parsed = nlohmann::json::parse(json.str());
-    ASSERT_EQ(parsed.size(), 2u);
-    EXPECT_EQ(parsed[0]["name"], "setClusterName");
-    EXPECT_EQ(parsed[0]["changes"], true);
-    EXPECT_EQ(parsed[0]["request"][0]["default"], "none");
-    EXPECT_EQ(parsed[1]["built"], false);
-    EXPECT_TRUE(parsed[1]["result"].is_array());
-
-    std::ostringstream help;
-    EXPECT_TRUE(printOperation(help, operations, "SETCLUSTERNAME"));
-    for (const char* part : {"setClusterName: Names the cluster.", "It changes something.",
-                             "clustername  text  the new name (default: none)", "Result: none",
-                             "hdqadmin setClusterName clustername=East"})
-        EXPECT_NE(help.str().find(part), std::string::npos) << part << " in:\n" << help.str();
-    EXPECT_FALSE(printOperation(help, operations, "setClusterName "));
 }
 
 TEST(Print, ErrorsOfNestedBags) {

@@ -2,67 +2,59 @@
 
 #include <gtest/gtest.h>
 
+#include "host/plugin.h"
+
 namespace hdqadmin {
 namespace {
 
-CORE::PropertyBag described() {
-    CORE::PropertyBag operation, all;
-    operation.add(L"name", L"setThing");
-    for (const auto& [name, type] : {std::pair{L"thingName", L"text"},
-                                     {L"remove", L"boolean"},
-                                     {L"count", L"integer"},
-                                     {L"sid", L"text list"},
-                                     {L"list", L"bag"}}) {
-        CORE::PropertyBag key;
-        key.add(L"name", std::wstring_view(name));
-        key.add(L"type", std::wstring_view(type));
-        operation.addBag(L"request-key", std::move(key));
-    }
-    all.addBag(L"operation", std::move(operation));
-    return all;
-}
-
-using Pairs = std::vector<std::pair<const char*, const char*>>;  // a null value is a bag
-
 TEST(RequestCheck, HoldsWhatWasTypedAgainstTheTable) {
+    const auto plugin = Plugin::load();
+    ASSERT_TRUE(plugin) << plugin.error();
     const struct {
         const char* operation;
-        Pairs pairs;
-        const char* problem;  // the sentence; empty: fine
+        std::vector<std::string> pairs;
+        const char* problem;  // the beginning of the sentence; empty: fine
     } rows[] = {
-        {"SETTHING", {{"THINGNAME", "yes"}, {"sid", "1"}, {"Sid", "2"}, {"list", nullptr}}, ""},
-        {"setThing", {{"remove", " True "}, {"count", "-5"}}, ""},
-        {"setThing", {{"remove", "0"}}, ""},
-        {"setThin",
-         {},
-         "there is no operation \"setThin\" (did you mean \"setThing\"?); see hdqadmin --list"},
+        {"SETVMOWNERSHIP", {"USERNAME=yes", "removeAssignment= True "}, ""},
+        {"getEntitledDesktops", {"sid=1", "SID=2"}, ""},
+        {"setVMOwnership", {"removeAssignment=0"}, ""},
+        {"setServiceConfiguration", {"forestCheckInterval=-5"}, ""},
+        {"setVMOwnersip", {}, "there is no operation \"setVMOwnersip\" (did you mean \"setVMOwnership\"?)"},
         {"makeCoffee", {}, "there is no operation \"makeCoffee\"; see hdqadmin --list"},
         {"", {}, "there is no operation \"\"; see hdqadmin --list"},
-        {"setThing",
-         {{"thing", "x"}},
-         "setThing has no key \"thing\" (did you mean \"thingName\"?); see hdqadmin setThing --help"},
-        {"setThing",
-         {{"SIDS", "x"}},
-         "setThing has no key \"SIDS\" (did you mean \"sid\"?); see hdqadmin setThing --help"},
-        {"setThing", {{"zzz", "x"}}, "setThing has no key \"zzz\"; see hdqadmin setThing --help"},
-        {"setThing", {{"remove", "yes"}}, "the value of \"remove\" must be true or false"},
-        {"setThing", {{"remove", ""}}, "the value of \"remove\" must be true or false"},
-        {"setThing", {{"count", "5x"}}, "the value of \"count\" must be a whole number"},
-        {"setThing", {{"count", "99999999999"}}, "the value of \"count\" must be a whole number"},
-        {"setThing", {{"sid", nullptr}}, "the value of \"sid\" must be a text, not a bag"},
-        {"setThing", {{"list", "x"}}, "the value of \"list\" must be a bag"},
-        {"setThing", {{"thingname", "x"}, {"thingName", "y"}}, "setThing takes \"thingName\" once"},
+        {"Diag", {"x="}, "Diag has no key \"x\"; see hdqadmin Diag --help"},
+        {"checkAdminPermission",
+         {"sids=1"},
+         "checkAdminPermission has no key \"sids\" (did you mean \"sid\"?)"},
+        {"setMachineAgentInfo",
+         {"ipAdress=1"},
+         "setMachineAgentInfo has no key \"ipAdress\" (did you mean \"ipAddress\"?)"},
+        {"setDefaultDesktop",
+         {"desktop=x"},
+         "setDefaultDesktop has no key \"desktop\" (did you mean \"desktopname\"?)"},
+        {"setVMOwnership",
+         {"removeAssignment=yes"},
+         "the value of \"removeAssignment\" must be true or false"},
+        {"setVMOwnership", {"removeAssignment="}, "the value of \"removeAssignment\" must be true or false"},
+        {"setServiceConfiguration",
+         {"forestCheckInterval=5x"},
+         "the value of \"forestCheckInterval\" must be a whole number"},
+        {"setServiceConfiguration",
+         {"forestCheckInterval=99999999999"},
+         "the value of \"forestCheckInterval\" must be a whole number"},
+        {"setClusterName", {"clustername=x", "clusterName=x"}, "setClusterName takes \"clusterName\" once"},
+        {"setClusterName", {"clustername=bag"}, "the value of \"clustername\" must be a text, not a bag"},
     };
     for (const auto& row : rows) {
-        std::vector<Request> requests(2);
-        requests[0].operation = "setThing";
-        requests[1].operation = row.operation;
-        requests[1].origin = "line 2: ";
-        for (const auto& [name, value] : row.pairs)
-            value ? requests[1].bag.addUtf8(name, value) : requests[1].bag.addBagUtf8(name, {});
-        const auto checked = checkRequests(described(), requests);
-        const std::string problem = row.problem;
-        EXPECT_EQ(checked ? "" : checked.error(), problem.empty() ? "" : "line 2: " + problem);
+        Options options;
+        options.operation = row.operation;
+        options.pairs = row.pairs;
+        auto requests = buildRequests(options).value();
+        if (row.pairs == std::vector<std::string>{"clustername=bag"})
+            requests[0].bag.setBag(L"clustername", CORE::PropertyBag());
+        const auto checked = checkRequests((*plugin)->describe(), requests);
+        const std::string sentence = checked ? "" : checked.error();
+        EXPECT_TRUE(*row.problem ? sentence.starts_with(row.problem) : sentence.empty()) << sentence;
     }
 }
 

@@ -83,10 +83,35 @@ TEST_F(LabFolder, SaysWhatIsWrong) {
     EXPECT_EQ(failure(), "own.schema:2: there is no syntax \"text\"");
 }
 
-TEST_F(LabFolder, SavesOnlyWhatChanged) {
-    write("machine.toml", machineText);
-    write("a.ldif", fileA);
-    write("b.ldif", fileB);
+class Saving : public LabFolder {
+  protected:
+    Saving() {
+        write("machine.toml", machineText);
+        write("a.ldif", fileA);
+        write("b.ldif", fileB);
+    }
+    // A lab that is open, with an attribute of entries of its files set.
+    std::shared_ptr<Platform> changed(const std::string& value,
+                                      const std::vector<std::string>& names = {"OU=a,DC=t", "OU=b,DC=t"}) {
+        auto platform = open();
+        for (const auto& name : names)
+            EXPECT_EQ(codeOf(session(*platform)->modify(name, {{LdapModify::add, "url", {value}}})),
+                      ldapSuccess);
+        return platform;
+    }
+    std::string failure(Platform& platform) {
+        const auto saved = platform.save();
+        return saved ? "" : failureText(saved.error());
+    }
+    // Nothing changed, and nothing was left behind.
+    void expectUntouched() {
+        EXPECT_EQ(content("a.ldif"), fileA);
+        EXPECT_EQ(content("b.ldif"), fileB);
+        EXPECT_EQ(times().size(), 3U);
+    }
+};
+
+TEST_F(Saving, SavesOnlyWhatChanged) {
     const auto before = times();
     const auto platform = open();
     const auto ldap = session(*platform);
@@ -107,10 +132,7 @@ TEST_F(LabFolder, SavesOnlyWhatChanged) {
     EXPECT_EQ(times().size(), 3U);  // no temporary file is left
 }
 
-TEST_F(LabFolder, WhatWasSavedIsReadAgain) {
-    write("machine.toml", machineText);
-    write("a.ldif", fileA);
-    write("b.ldif", fileB);
+TEST_F(Saving, WhatWasSavedIsReadAgain) {
     const auto all = [&](LdapSession& ldap) {
         std::string text;
         const auto result =
@@ -146,34 +168,6 @@ TEST_F(LabFolder, WhatWasSavedIsReadAgain) {
     EXPECT_EQ(platform->registry->read(L"HKLM\\A", L"x").value(), RegistryData(std::wstring(L"y")));
     EXPECT_TRUE(content("machine.toml").starts_with(machineText));
 }
-
-class Saving : public LabFolder {
-  protected:
-    void SetUp() override {
-        write("machine.toml", machineText);
-        write("a.ldif", fileA);
-        write("b.ldif", fileB);
-    }
-    // A lab that is open, with an attribute of entries of its files set.
-    std::shared_ptr<Platform> changed(const std::string& value,
-                                      const std::vector<std::string>& names = {"OU=a,DC=t", "OU=b,DC=t"}) {
-        auto platform = open();
-        for (const auto& name : names)
-            EXPECT_EQ(codeOf(session(*platform)->modify(name, {{LdapModify::add, "url", {value}}})),
-                      ldapSuccess);
-        return platform;
-    }
-    std::string failure(Platform& platform) {
-        const auto saved = platform.save();
-        return saved ? "" : failureText(saved.error());
-    }
-    // Nothing changed, and nothing was left behind.
-    void expectUntouched() {
-        EXPECT_EQ(content("a.ldif"), fileA);
-        EXPECT_EQ(content("b.ldif"), fileB);
-        EXPECT_EQ(times().size(), 3U);
-    }
-};
 
 TEST_F(Saving, OfTwoAtOnceTheSecondIsRefused) {
     const auto first = changed("one"), second = changed("two");

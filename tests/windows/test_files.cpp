@@ -3,42 +3,30 @@
 #include <gtest/gtest.h>
 #include <sddl.h>
 
-#include <memory>
-
-#include "framework/core/coreexception.h"
 #include "framework/core/security.h"
 #include "support/temp_folder.h"
 
 namespace {
 
-using CORE::SecurityManager;
-
-void setAccess(const std::wstring& file, const wchar_t* list) {
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    ASSERT_TRUE(
-        ConvertStringSecurityDescriptorToSecurityDescriptorW(list, SDDL_REVISION_1, &descriptor, nullptr));
-    const std::unique_ptr<void, decltype(&LocalFree)> held(descriptor, LocalFree);
-    ASSERT_TRUE(SetFileSecurityW(file.c_str(), DACL_SECURITY_INFORMATION, descriptor)) << GetLastError();
-}
-
 TEST(KeyFile, IsNotUsedWhenOthersMayReadIt) {
     const wstest::TempFolder folder;
     const std::wstring file = (folder.path() / "own" / "host.key").wstring();
-    SecurityManager& security = SecurityManager::System();
+    CORE::SecurityManager& security = CORE::SecurityManager::System();
     security.setKeyFile(file);
     const CORE::wstr text = security.Encrypt("x");
-    const struct {
-        const wchar_t* list;
-        bool used;
-    } rows[] = {
-        {L"D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FR;;;WD)", false},
-        {L"D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FR;;;BU)", false},
-        {L"D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FA;;;BA)", true},
+    const std::pair<const wchar_t*, const char*> rows[] = {
+        {L"D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FR;;;WD)", ""},
+        {L"D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FR;;;BU)", ""},
+        {L"D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FA;;;BA)", "x"},
     };
-    for (const auto& row : rows) {
-        setAccess(file, row.list);
+    for (const auto& [list, decrypted] : rows) {
+        PSECURITY_DESCRIPTOR access = nullptr;
+        ASSERT_TRUE(
+            ConvertStringSecurityDescriptorToSecurityDescriptorW(list, SDDL_REVISION_1, &access, nullptr));
+        EXPECT_TRUE(SetFileSecurityW(file.c_str(), DACL_SECURITY_INFORMATION, access));
+        LocalFree(access);
         security.setKeyFile(file);  // which forgets the key
-        EXPECT_EQ(security.Decrypt(text).str(), row.used ? "x" : "") << CORE::toUtf8(row.list);
+        EXPECT_EQ(security.Decrypt(text).str(), decrypted) << CORE::toUtf8(list);
     }
     security.setKeyFile(L"");
 }
