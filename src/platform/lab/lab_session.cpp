@@ -99,7 +99,10 @@ Result<LabSession::SearchControls> LabSession::readControls(const LdapSearch& se
 }
 
 Result<LdapSearchResult> LabSession::answer(const LdapSearch& search) {
-    if (const auto arrived = arrive("search", search.base); !arrived) return fail(arrived.error());
+    // A partial result is one.
+    if (const auto arrived = arrive("search", search.base);
+        !arrived && arrived.error().code != ldapPartialResults)
+        return fail(arrived.error());
     if (!bound_ && search.scope != LdapScope::base) return fail(ldapFailure(ldapOperationsError));
     const auto given = readControls(search);
     if (!given) return fail(given.error());
