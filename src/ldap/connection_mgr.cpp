@@ -8,15 +8,16 @@ namespace wsadmin {
 
 using platform::DirectoryCredentials;
 
-ConnectionMgr::ConnectionMgr(DirectoryAccess access, CORE::ThreadGroup& threads)
+ConnectionMgr::ConnectionMgr(DirectoryAccess access, CORE::ThreadGroup& threads, unsigned cleanupInterval)
     : coretimer(&threads),
       access_(std::move(access)),
       threads_(threads),
+      cleanupInterval_(cleanupInterval),
       creatorThread_(access_.services),
       lock_(L"ConnectionMgr"),
       noReuse_(std::make_unique<NoReuseConnectionList>(access_)) {
     logDebug(L"Creating connection manager at 0x%x", this);
-    StartTimer(cleanupMs);
+    StartTimer(cleanupInterval_);
 }
 
 ConnectionMgr::~ConnectionMgr() {
@@ -124,14 +125,19 @@ std::size_t ConnectionMgr::listCount() const {
 void ConnectionMgr::OnTimer() {
     const bool started =
         threads_.start(L"StodeikConnectiomMgrTimerThread", [self = CORE::refptr<ConnectionMgr>::share(this)] {
-            logDebug(L"Timer callback running to remove unused connections");
-            const platform::DirectoryThread thread(*self->access_.services);
-            self->prune();
-            self->StartTimer(cleanupMs);
+            try {
+                logDebug(L"Timer callback running to remove unused connections");
+                const platform::DirectoryThread thread(*self->access_.services);
+                self->prune();
+            } catch (...) {
+                self->StartTimer(self->cleanupInterval_);  // one failure does not end the cleanup
+                throw;
+            }
+            self->StartTimer(self->cleanupInterval_);
         });
     if (started) return;
     logWarning(L"The thread that removes unused connections could not be started");
-    StartTimer(cleanupMs);
+    StartTimer(cleanupInterval_);
 }
 
 }  // namespace wsadmin

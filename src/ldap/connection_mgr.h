@@ -24,8 +24,9 @@ class ConnectionMgr : public CORE::coretimer {
     // connection. Beyond it the least recently used list is closed.
     static constexpr std::size_t maxLists = 256;
 
-    // Starts the cleanup timer. `threads` counts the pool's threads and outlives it.
-    ConnectionMgr(DirectoryAccess access, CORE::ThreadGroup& threads);
+    // Starts the cleanup timer, which fires every so many milliseconds. `threads` counts the pool's threads
+    // and outlives it.
+    ConnectionMgr(DirectoryAccess access, CORE::ThreadGroup& threads, unsigned cleanupInterval = cleanupMs);
     ~ConnectionMgr() override;
 
     // A search interface with that scope (ADSI's code), to be given back by releaseConnection, and not to be
@@ -52,6 +53,7 @@ class ConnectionMgr : public CORE::coretimer {
 
     DirectoryAccess access_;
     CORE::ThreadGroup& threads_;
+    const unsigned cleanupInterval_;
     CreatorDirectoryThread creatorThread_;
     mutable CORE::corecritsec lock_;
     std::map<std::string, std::shared_ptr<ConnectionList>, std::less<>> lists_;

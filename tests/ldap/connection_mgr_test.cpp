@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <thread>
 
 #include "support/log_capture.h"
@@ -209,6 +210,28 @@ TEST(ConnectionMgr, TheTimerPrunesOnAThreadOfItsOwnThatHoldsThePool) {
     EXPECT_TRUE(log.contains(CORE::logDebug,
                              L"No bindings remain - will remove cache entry (bind=LDAP://dc1.corp.example)"));
     EXPECT_EQ(pool.services->live, 0);
+}
+
+// Fails the first cleanup.
+class FailingOnce : public ScriptedDirectoryServices {
+  public:
+    bool initialiseThread() override {
+        if (++threads == 2) throw std::runtime_error("scripted");  // the first thread is the creator's
+        return false;
+    }
+    std::atomic<int> threads{0};
+};
+
+TEST(ConnectionMgr, ACleanupThatFailsDoesNotEndTheTimer) {
+    const auto services = std::make_shared<FailingOnce>();
+    CORE::ThreadGroup threads(L"test");
+    const LogCapture log(CORE::logError);
+    const auto pool = CORE::refptr<TimedPool>::adopt(
+        new TimedPool({services, std::make_shared<ManualClock>()}, threads, 1));
+    while (services->threads < 3) std::this_thread::yield();
+    pool->StopTimerWithWait();
+    threads.waitForAll();
+    EXPECT_FALSE(log.lines().empty());
 }
 
 TEST(ConnectionMgr, ThirtyTwoThreadsGetReleaseAndPrune) {
