@@ -173,7 +173,7 @@ PropertyBag Domain::getDomainMap(bool force) {
     if (build) {
         map_ &= std::move(fresh);
         built_ = true;
-        builtAt_ = access_.now();
+        builtAt_ = access_.clock->monotonic();
     }
     copy = map_;
     return copy;
@@ -257,7 +257,9 @@ void Domain::check() {
     bool rebuild = false;
     {
         const CORE::coresync hold(lock_);
-        rebuild = !built_ || access_.now() - builtAt_ > minimumInterval_;
+        // In whole seconds a map of the timer's own interval would never be older than that when the timer
+        // fires.
+        rebuild = !built_ || access_.clock->monotonic() - builtAt_ > std::chrono::seconds(minimumInterval_);
     }
     if (!rebuild || stopping_) return;
     if (!awaitAuthentication()) {

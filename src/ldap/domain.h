@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <set>
@@ -66,7 +67,7 @@ class Domain : public CORE::coretimer {
     CORE::PropertyBag map_;
     bool built_ = false;
     bool configurationPushed_ = false;
-    std::int64_t builtAt_ = 0;  // seconds since 1970-01-01 UTC
+    std::chrono::steady_clock::time_point builtAt_{};
     int minimumInterval_ = defaultMinimumInterval;
     std::set<std::uint64_t> questions_;  // the messages that are waited for
 };

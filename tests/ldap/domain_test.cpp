@@ -168,7 +168,7 @@ TEST(Domain, TheTimerRebuildsOnlyAMapThatIsTooOld) {
     EXPECT_EQ(builds(), 1U);
     forest.clock->advance(900);
     EXPECT_EQ(builds(), 1U);
-    forest.clock->advance(1);
+    forest.clock->advance(std::chrono::milliseconds(1));  // as late as a timer of 900 seconds fires
     EXPECT_EQ(builds(), 2U);
     forest.domain->setMinimumCheckInterval(1800);
     forest.clock->advance(1800);
