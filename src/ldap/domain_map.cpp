@@ -43,7 +43,8 @@ bool sameForest(std::string_view rootA, std::string_view rootB) {
         logDebug(L"Converted %s to %s", root, name);
         return name;
     };
-    return equalFolded(convert(rootA), convert(rootB));
+    const std::wstring nameA = convert(rootA), nameB = convert(rootB);
+    return equalFolded(nameA, nameB);
 }
 
 std::wstring trustType(const DomainFacts& domain, const DomainSurvey& survey) {
