@@ -104,13 +104,16 @@ PropertyBag winauth_service::getTrustedDomains(const PropertyBag& request, const
     }
     platform::DirectoryServices& services = *(*machine)->directoryServices;
     const platform::DirectoryThread thread(services);
-    auto known = readKnownDomains(services, std::string(request.utf8(L"initialDomain")));
+    const std::string domain(request.utf8(L"initialDomain"));
+    auto known = readKnownDomains(services, domain);
     if (!known) {
         logWarning(L"%s (%d)", known.error().text, known.error().code);
         result.setError(known.error().text);
         return result;
     }
-    {
+    // The lists limit the domains of this server. What another domain trusts is asked to learn the kind of
+    // its trust.
+    if (domain.empty()) {
         const std::lock_guard hold(mutex_);
         filterDomains(*known, domainConfiguration_);
     }

@@ -150,6 +150,9 @@ TEST(WinauthService, AnswersItsTwoOperations) {
     configuration.addBag(L"cluster", cluster);
     configuration.set(L"effectiveList", L"clusterExclude");
     EXPECT_EQ(service.setDomainConfig(configuration, false).getError(), 0);
+    PropertyBag asked;  // the lists are for this server, not for what another domain trusts
+    asked.set(L"initialDomain", L"corp.example");
+    EXPECT_EQ(service.getTrustedDomains(asked, false).getBag(L"dnsBag").size(), 2U);
     EXPECT_EQ(service.getTrustedDomains({}, false).getBag(L"dnsBag").size(), 1U);
     PropertyBag elsewhere;
     elsewhere.set(L"initialDomain", L"gone.example");
