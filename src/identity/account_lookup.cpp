@@ -13,19 +13,19 @@ namespace {
 
 constexpr std::size_t longestLogonName = 20;
 
-// The name as a principal name, where its user part is too long for a logon name; nothing for any other.
-std::optional<std::wstring> asPrincipalName(const std::wstring& name, const DomainBindings& domains) {
-    if (const auto slash = name.find(L'\\');
-        slash != std::wstring::npos && name.size() - slash - 1 > longestLogonName) {
-        const std::wstring domain = name.substr(0, slash), user = name.substr(slash + 1);
-        const std::wstring dns = domains.dnsName(domain);
-        return user + L"@" + (dns.empty() ? domain : dns);
-    }
-    const auto at = name.rfind(L'@');
-    if (at == std::wstring::npos || at <= longestLogonName) return std::nullopt;
-    const std::wstring dns = domains.dnsName(name.substr(at + 1));
-    if (dns.empty()) return std::nullopt;
-    return name.substr(0, at) + L"@" + dns;
+// The name as a principal name, where its user part is too long for a logon name; nothing for any other. Only
+// for such a name are the domains asked for: their map may have to be built.
+std::optional<std::wstring> asPrincipalName(ServiceContext& service, const std::wstring& name) {
+    const auto slash = name.find(L'\\'), at = name.rfind(L'@');
+    const bool qualified = slash != std::wstring::npos && name.size() - slash - 1 > longestLogonName;
+    if (!qualified && (at == std::wstring::npos || at <= longestLogonName)) return std::nullopt;
+    const auto domains = DomainBindings::of(service);
+    if (!domains) return std::nullopt;
+    const std::wstring user = qualified ? name.substr(slash + 1) : name.substr(0, at);
+    const std::wstring domain = qualified ? name.substr(0, slash) : name.substr(at + 1);
+    std::wstring dns = domains->dnsName(domain);
+    if (dns.empty() && !qualified) return std::nullopt;
+    return user + L"@" + (dns.empty() ? domain : dns);
 }
 
 bool found(const AccountBufferSizes& sizes) {
@@ -44,8 +44,7 @@ std::optional<Sid> usernameToSid(ServiceContext& service, AccountAuthority& acco
     std::wstring name(username);
     AccountBufferSizes sizes = accounts.bufferSizesFor(name);
     if (!found(sizes)) {
-        const auto domains = DomainBindings::of(service);
-        const auto changed = domains ? asPrincipalName(name, *domains) : std::nullopt;
+        const auto changed = asPrincipalName(service, name);
         if (!changed) return std::nullopt;
         logDebug(L"Account name '%s' changed to '%s' for sid lookup", name, *changed);
         name = *changed;

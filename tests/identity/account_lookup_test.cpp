@@ -16,19 +16,20 @@ const std::wstring twenty(20, L'u'), twentyOne(21, L'u');
 TEST(UsernameToSid, AsksAgainByPrincipalNameWhereAUserIsTooLongForALogonName) {
     const struct {
         std::wstring name, changed;  // empty: asked but once
+        bool asksDomains = true;     // which may have to be learnt first
     } rows[] = {
-        {L"CORP\\" + twenty, L""},
+        {L"CORP\\" + twenty, L"", false},
         {L"CORP\\" + twentyOne, twentyOne + L"@corp.example"},
         {L"corp\\" + twentyOne, twentyOne + L"@corp.example"},
         {L"ELSE\\" + twentyOne, twentyOne + L"@ELSE"},
         {L"OLD\\" + twentyOne, twentyOne + L"@OLD"},  // no DNS name
-        {twenty + L"@CORP", L""},
+        {twenty + L"@CORP", L"", false},
         {twentyOne + L"@CORP", twentyOne + L"@corp.example"},
         {twenty + L"@x@CORP", twenty + L"@x@corp.example"},  // the last "@" counts
         {twentyOne + L"@ELSE", L""},
         {twentyOne + L"@OLD", L""},
-        {twentyOne, L""},
-        {L"", L""},
+        {twentyOne, L"", false},
+        {L"", L"", false},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(CORE::toUtf8(row.name));
@@ -41,6 +42,7 @@ TEST(UsernameToSid, AsksAgainByPrincipalNameWhereAUserIsTooLongForALogonName) {
         const auto result =
             ask<&Group::usernameToSID>(people.service, requestOf({{L"username", CORE::toUtf8(row.name)}}));
         EXPECT_EQ(people.accounts->asked, asked);
+        EXPECT_EQ(people.directories->objectOpens > 0, row.asksDomains);
         EXPECT_EQ(result.utf8(L"sid"), row.changed.empty() ? "" : sidOf(1102));
         EXPECT_TRUE(result.contains(L"sid"));
         EXPECT_EQ(log.contains(CORE::logDebug, L"Account name '" + row.name + L"' changed to '" +
