@@ -10,6 +10,7 @@
 #include "ldap/layout.h"
 #include "ldap/name_value.h"
 #include "platform/ldap/ldap_text.h"
+#include "platform/ldap/lost_connection.h"
 #include "platform/module/module_log.h"
 
 namespace wsadmin {
@@ -50,8 +51,10 @@ Result<std::vector<LdapEntry>> firstPrincipals(LdapSession& session) {
                                  .filter = "(&(objectclass=foreignSecurityPrincipal)(cn=*))",
                                  .attributes = {layout::attribute::cn, layout::attribute::description},
                                  .controls = {page}});
-    if (!found) return fail(found.error());
-    return std::move(found->entries);
+    if (found) return std::move(found->entries);
+    logError(L"Failed to search - %s %s (%d).", layout::under(layout::container::principals),
+             found.error().text, found.error().code);
+    return fail(found.error());
 }
 
 std::vector<std::optional<Sid>> sidsOf(const std::vector<LdapEntry>& principals) {
@@ -101,8 +104,11 @@ Result<void> updateFsp(LdapSession& session, const PropertyBag& information, con
         read = std::move(*found);
         entry = &read;
     }
-    for (const auto& [name, value] : identityPairs(information))
-        setNameValue(session, *entry, layout::attribute::description, name, value);
+    for (const auto& [name, value] : identityPairs(information)) {
+        const int code = setNameValue(session, *entry, layout::attribute::description, name, value).code;
+        if (code == platform::ldapNoSuchObject) return fail(code, L"FSP entry not found");
+        if (platform::isConnectionLost(code)) return fail(code, L"LDAP not initialized");
+    }
     return {};
 }
 
@@ -115,6 +121,7 @@ Result<void> ForeignPrincipals::updateAll() {
 
     const auto sids = sidsOf(*principals);
     const auto users = readUsers(service(), validSids(sids));  // in batches: no search for each principal
+    bool lost = false;  // the connection: nothing more is sent, as each call might take the whole time-out
     for (std::size_t i = 0; i < sids.size(); ++i) {
         const LdapEntry& principal = (*principals)[i];
         const std::string_view cn = principal.first(layout::attribute::cn);
@@ -126,8 +133,11 @@ Result<void> ForeignPrincipals::updateAll() {
         logDebug(L"AD user details obtained for SID %s", cn);
         const PropertyBag information =
             informationOf(user->second, principal.dn, *service().platform().clock);
-        if (const auto updated = updateFsp(**session, information, &principal); !updated)
-            logWarning(L"Failed to update user entry for SID %s", cn);
+        const auto updated =
+            lost ? fail(L"LDAP not initialized") : updateFsp(**session, information, &principal);
+        if (updated) continue;
+        logWarning(L"Failed to update user entry for SID %s", cn);
+        lost = lost || platform::isConnectionLost(updated.error().code);
     }
     return {};
 }

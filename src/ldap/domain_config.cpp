@@ -51,11 +51,13 @@ const std::wstring* findDomain(const std::vector<std::wstring>& list, std::wstri
     return found == list.end() ? nullptr : &*found;
 }
 
-DomainLists listsOf(const LdapEntry& entry) {
+Result<DomainLists> readLists(platform::LdapSession& session, const LdapEntry& entry) {
     DomainLists lists;
-    for (const ListNames& names : listNames)
-        for (const std::string& domain : entry.all(names.attribute))
-            (lists.*names.values).push_back(toWide(domain));
+    for (const ListNames& names : listNames) {
+        const auto domains = readValues(session, entry, names.attribute);
+        if (!domains) return fail(L"Failed to perform search");
+        for (const std::string& domain : *domains) (lists.*names.values).push_back(toWide(domain));
+    }
     return lists;
 }
 
@@ -158,9 +160,12 @@ Result<std::vector<BrokerDomains>> DomainConfig::readBrokers(platform::LdapSessi
                                       "(&(objectClass=zre-PropertyObject)(!(zre-HDQSecurityServer=1)))");
     if (!found) return fail(found.error());
     std::vector<BrokerDomains> brokers;
-    for (const LdapEntry& entry : *found)
+    for (const LdapEntry& entry : *found) {
+        auto lists = readLists(session, entry);
+        if (!lists) return fail(lists.error());
         brokers.push_back({toWide(entry.first(layout::attribute::cn)),
-                           toWide(entry.first(layout::attribute::dnsDomainName)), listsOf(entry)});
+                           toWide(entry.first(layout::attribute::dnsDomainName)), std::move(*lists)});
+    }
     return brokers;
 }
 
@@ -178,7 +183,9 @@ Result<DomainFilters> DomainConfig::readFilters() {
         if (!cluster) return fail(cluster.error());
         auto brokers = readBrokers(**session);
         if (!brokers) return fail(brokers.error());
-        filters.cluster = listsOf(*cluster);
+        auto lists = readLists(**session, *cluster);
+        if (!lists) return fail(lists.error());
+        filters.cluster = std::move(*lists);
         filters.brokers = std::move(*brokers);
     }
     if (readRegistry)
@@ -186,13 +193,16 @@ Result<DomainFilters> DomainConfig::readFilters() {
             for (const CORE::wstr& domain : configuration.get(names.key).split())
                 if (!findDomain(filters.cluster.*names.values, domain.str()))
                     (filters.cluster.*names.values).push_back(domain.str());
-    filters.thisBroker = service().platform().names->netBios().value_or(std::wstring());
     return filters;
 }
 
+// Without this server's name nobody could tell which of the brokers' lists are in force here.
 Result<void> DomainConfig::load() {
-    const auto filters = readFilters();
+    auto filters = readFilters();
     if (!filters) return fail(filters.error());
+    const auto name = service().platform().names->netBios();
+    if (!name) return fail(L"Could not obtain netbios computer name (" + name.error().text + L")");
+    filters->thisBroker = *name;
     result() = renderDomainFilters(*filters);
     return {};
 }

@@ -2,18 +2,29 @@
 
 #include <utility>
 
+#include "platform/module/module_log.h"
+
 namespace wsadmin {
 
 Result<void> modifyAttribute(platform::LdapSession& session, const std::string& dn,
                              platform::LdapModify operation, const std::string& attribute,
-                             std::vector<std::string> values) {
-    return session.modify(dn,
-                          {{.operation = operation, .attribute = attribute, .values = std::move(values)}});
+                             std::vector<std::string> values, OnRefusal refusal) {
+    auto done =
+        session.modify(dn, {{.operation = operation, .attribute = attribute, .values = std::move(values)}});
+    if (done || refusal == OnRefusal::callerLogs) return done;
+    constexpr std::wstring_view line = L"Failed to modify %s of %s - %s (%d).";
+    const Failure& why = done.error();
+    if (refusal == OnRefusal::logsError)
+        logError(line, attribute, dn, why.text, why.code);
+    else
+        logDebug(line, attribute, dn, why.text, why.code);
+    return done;
 }
 
 Result<void> addThenReplace(platform::LdapSession& session, const std::string& dn,
                             const std::string& attribute, const std::string& value) {
-    static_cast<void>(modifyAttribute(session, dn, platform::LdapModify::add, attribute, {value}));
+    static_cast<void>(
+        modifyAttribute(session, dn, platform::LdapModify::add, attribute, {value}, OnRefusal::logsDebug));
     return modifyAttribute(session, dn, platform::LdapModify::replace, attribute, {value});
 }
 

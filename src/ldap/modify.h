@@ -1,4 +1,5 @@
-// Changes of one attribute of an entry. Failure: as LdapSession::modify.
+// Changes of one attribute of an entry. Failure: as LdapSession::modify. What is logged of it depends on
+// whether it counts.
 #pragma once
 
 #include <string>
@@ -8,12 +9,15 @@
 
 namespace wsadmin {
 
+enum class OnRefusal { logsError, logsDebug, callerLogs };
+
 // One modification. Removing without values removes the attribute.
 Result<void> modifyAttribute(platform::LdapSession& session, const std::string& dn,
                              platform::LdapModify operation, const std::string& attribute,
-                             std::vector<std::string> values = {});
+                             std::vector<std::string> values = {}, OnRefusal refusal = OnRefusal::logsError);
 
-// Adds the value, which fails where the attribute has one, then replaces it; only the replace decides.
+// Adds the value, which fails where the attribute has one, then replaces it; only the replace decides, and
+// only its failure is an error of the log.
 Result<void> addThenReplace(platform::LdapSession& session, const std::string& dn,
                             const std::string& attribute, const std::string& value);
 

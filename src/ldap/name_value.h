@@ -9,10 +9,16 @@
 
 namespace wsadmin {
 
-// Sets a pair on an entry that a search returned. True when the directory was changed. An add of a new name
-// answers true even where the directory refuses it: callers rely on the log.
-bool setNameValue(platform::LdapSession& session, const platform::LdapEntry& entry,
-                  const std::string& attribute, std::string_view name, std::string_view value);
+struct NameValueOutcome {
+    // Whether the directory was changed. An add of a new name counts as a change even where the directory
+    // refuses it.
+    bool changed = false;
+    int code = 0;  // the LDAP result code of the call that failed, 0 where none did
+};
+
+// Sets a pair on an entry that a search returned. Failures are logged.
+NameValueOutcome setNameValue(platform::LdapSession& session, const platform::LdapEntry& entry,
+                              const std::string& attribute, std::string_view name, std::string_view value);
 
 // Adds or deletes one full value ("name=value"). The LDAP result code, 0 on success; failures are logged.
 int modifyNameValue(platform::LdapSession& session, bool remove, const std::string& dn,

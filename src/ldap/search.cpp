@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "platform/ldap/ldap_ranges.h"
 #include "platform/module/module_log.h"
 
 namespace wsadmin {
@@ -81,6 +82,17 @@ Result<LdapEntry> readRequiredEntry(platform::LdapSession& session, const std::s
     // The sentence's second quotation mark is missing on purpose: log searches rely on its text.
     if (found->front().dn.empty()) return fail(L"Failed to get DN for entry " + name);
     return std::move(found->front());
+}
+
+Result<std::vector<std::string>> readValues(platform::LdapSession& session, const LdapEntry& entry,
+                                            const std::string& attribute) {
+    const auto* const first = platform::findValues(entry.attributes, attribute);
+    if (!first) return std::vector<std::string>();
+    auto values = platform::allValues(session, entry.dn, *first);
+    if (!values)
+        logError(L"Failed to read %s of %s - %s (%d).", attribute, entry.dn, values.error().text,
+                 values.error().code);
+    return values;
 }
 
 PagedSearch::PagedSearch(platform::LdapSession& session, std::string base, std::string filter,

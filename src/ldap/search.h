@@ -33,6 +33,11 @@ Result<platform::LdapEntry> readRequiredEntry(platform::LdapSession& session, co
                                               const EntrySentences& sentences,
                                               const std::string& filter = "objectClass=*");
 
+// All values of an attribute of an entry that a search returned, also of one that the directory gives in
+// ranges. Failure: the LDAP code and its text, logged.
+Result<std::vector<std::string>> readValues(platform::LdapSession& session, const platform::LdapEntry& entry,
+                                            const std::string& attribute);
+
 // A subtree search in pages of 250, with the shared texts; see LdapPages.
 class PagedSearch {
   public:

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ldap/worker.h"
+#include "platform/ldap/sid.h"
 
 namespace wsadmin {
 
@@ -11,6 +12,11 @@ class DefaultDesktop : public Worker {
 
     // Marks one desktop as the user's default, or without a desktop removes the mark.
     Result<void> setDefaultDesktop();
+
+  private:
+    Result<void> removeDefault(platform::LdapSession& session, const platform::Sid& user);
+    Result<void> setDefault(platform::LdapSession& session, const platform::Sid& user,
+                            const CORE::wstr& desktop);
 };
 
 }  // namespace wsadmin

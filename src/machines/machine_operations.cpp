@@ -34,6 +34,8 @@ Result<CORE::PropertyBag> listMachines(ServiceContext& service, platform::LdapSe
 }  // namespace
 
 Result<void> Machine::getMachineInfo() {
+    const auto session = directory();
+    if (!session) return fail(session.error());
     MachineCriteria criteria{.name = given(request(), key::machineName),
                              .pool = given(request(), key::machinePool)};
     if (const CORE::wstr user = request().text(key::machineOwner); !user.empty()) {
@@ -42,8 +44,6 @@ Result<void> Machine::getMachineInfo() {
     }
     if (criteria.name && (criteria.pool || criteria.owner))
         return fail(L"A machine name cannot be specified with either a desktopname and/or a username");
-    const auto session = directory();
-    if (!session) return fail(session.error());
     if (criteria.pool)
         if (const auto pool = findPool(**session, request().text(key::machinePool)); !pool)
             return fail(pool.error());

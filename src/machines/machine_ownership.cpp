@@ -70,7 +70,8 @@ Result<LdapEntry> ownershipTarget(LdapSession& session, const MachineCriteria& c
 }
 
 Result<void> removeOwner(LdapSession& session, const std::string& dn) {
-    const auto removed = modifyAttribute(session, dn, LdapModify::remove, layout::attribute::ownerSid);
+    const auto removed = modifyAttribute(session, dn, LdapModify::remove, layout::attribute::ownerSid, {},
+                                         OnRefusal::callerLogs);
     if (removed) return {};
     if (removed.error().code == platform::ldapNoSuchAttribute)
         return fail(L"The specified machine has no owner, not updated.");
@@ -84,7 +85,7 @@ Result<void> removeOwner(LdapSession& session, const std::string& dn) {
 Result<void> assignOwner(LdapSession& session, const LdapEntry& machine, const MachineCriteria& owned) {
     const Sid& owner = owned.owner.value();
     const auto assigned = modifyAttribute(session, machine.dn, LdapModify::replace,
-                                          layout::attribute::ownerSid, {owner.text()});
+                                          layout::attribute::ownerSid, {owner.text()}, OnRefusal::callerLogs);
     if (!assigned) {
         logNotModified(machine.dn, assigned.error());
         return fail(L"Could not update entry with new owner");
@@ -98,6 +99,8 @@ Result<void> assignOwner(LdapSession& session, const LdapEntry& machine, const M
 }  // namespace
 
 Result<void> Machine::setVMOwnership() {
+    const auto session = directory();
+    if (!session) return fail(session.error());
     const bool remove = request().boolean(key::removeAssignment);
     const CORE::wstr pool = request().text(key::ownedPool), user = request().text(key::ownerName);
     const CORE::wstr given = request().text(key::ownerSid);
@@ -107,8 +110,6 @@ Result<void> Machine::setVMOwnership() {
     const bool named = !given.empty() || !user.empty();
     if (named && !sid && (!remove || !given.empty())) return fail(L"Failed to obtain sid for specified user");
 
-    const auto session = directory();
-    if (!session) return fail(session.error());
     const auto found = findPool(**session, pool, L"Could not locate pool information",
                                 L"Could not locate pool information (no entry)");
     if (!found) return fail(found.error());

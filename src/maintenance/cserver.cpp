@@ -51,16 +51,16 @@ Result<void> CServer::deleteConnectionServerEntry() {
     if (!free) return free;
 
     const std::string copy = layout::federationCopy(entry->dn);
-    const auto mark = [&session](const std::string& dn, LdapModify operation) {
-        return modifyAttribute(**session, dn, operation, layout::attribute::markedForDelete, {"1"});
+    const auto mark = [&session](const std::string& dn, LdapModify operation, OnRefusal refusal) {
+        return modifyAttribute(**session, dn, operation, layout::attribute::markedForDelete, {"1"}, refusal);
     };
-    static_cast<void>(mark(entry->dn, LdapModify::add));
-    static_cast<void>(mark(copy, LdapModify::add));
-    const auto marked = mark(entry->dn, LdapModify::replace);
+    static_cast<void>(mark(entry->dn, LdapModify::add, OnRefusal::logsDebug));
+    static_cast<void>(mark(copy, LdapModify::add, OnRefusal::logsDebug));
+    const auto marked = mark(entry->dn, LdapModify::replace, OnRefusal::logsError);
     if (!marked)
         return fail(L"Failed to mark entry for delete - " + marked.error().text + L" (" +
                     std::to_wstring(marked.error().code) + L").");
-    static_cast<void>(mark(copy, LdapModify::replace));
+    static_cast<void>(mark(copy, LdapModify::replace, OnRefusal::logsDebug));
     result().set(L"textmessage",
                  L"The specified Server has been scheduled for removal from this configuration.");
     return {};

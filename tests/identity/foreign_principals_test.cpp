@@ -36,6 +36,29 @@ TEST(UpdateFsp, SaysWhyItCouldNot) {
     }
 }
 
+TEST(UpdateFsp, SendsNothingMoreToAnEntryOrAServerThatIsGone) {
+    CORE::PropertyBag information;
+    information.set(L"fspDN", L"cn=x");
+    const struct {
+        int code;
+        std::size_t sent;
+        std::wstring sentence;  // empty: a success
+    } rows[] = {
+        {ldapInsufficientRights, 8, L""},
+        {ldapNoSuchObject, 1, L"FSP entry not found"},
+        {ldapServerDown, 1, L"LDAP not initialized"},
+        {ldapTimeout, 1, L"LDAP not initialized"},
+    };
+    for (const auto& row : rows) {
+        ScriptedSession session;
+        session.answers = {{.entries = {entry("CN=X")}}};
+        session.onModify = [&row](const ModifyCall&) { return row.code; };
+        const auto done = updateFsp(session, information);
+        EXPECT_EQ(done ? L"" : done.error().text, row.sentence);
+        EXPECT_EQ(session.modifies.size(), row.sent);
+    }
+}
+
 TEST(UpdateFsp, WritesAllTagsInOrderAlsoWithoutValues) {
     CORE::PropertyBag information;
     information.set(L"fspDN", L"cn=x");

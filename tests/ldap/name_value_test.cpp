@@ -56,8 +56,12 @@ TEST(NameValue, SetWalksTheValuesInTheirOrder) {
         session.onModify = [&c](const ModifyCall& call) {
             return call.operation == LdapModify::remove ? c.deleteCode : c.addCode;
         };
-        EXPECT_EQ(setNameValue(session, entry(dn, {{attribute, c.present}}), attribute, c.name, c.value),
-                  c.changed);
+        const auto outcome =
+            setNameValue(session, entry(dn, {{attribute, c.present}}), attribute, c.name, c.value);
+        EXPECT_EQ(outcome.changed, c.changed);
+        EXPECT_EQ(outcome.code, c.calls.empty()                    ? 0
+                                : c.calls.back() == deleted("a=1") ? c.deleteCode
+                                                                   : c.addCode);
         EXPECT_EQ(session.modifies, c.calls);
     }
 }
@@ -65,7 +69,7 @@ TEST(NameValue, SetWalksTheValuesInTheirOrder) {
 TEST(NameValue, AnEntryWithoutNameIsLeftAlone) {
     ScriptedSession session;
     const LogCapture log;
-    EXPECT_FALSE(setNameValue(session, entry(""), attribute, "a", "1"));
+    EXPECT_FALSE(setNameValue(session, entry(""), attribute, "a", "1").changed);
     EXPECT_TRUE(session.modifies.empty());
     EXPECT_EQ(log.lines(), (std::vector<LogLine>{{CORE::logVerbose, L"Failed to get DN\n"}}));
 }

@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "platform/ldap/lost_connection.h"
+
 namespace wsadmin::platform {
 
 namespace {
@@ -84,8 +86,7 @@ DirectoryPath PortableBinding::pathTo(std::string dn) const {
 
 Failure PortableBinding::failure(const Failure& cause) const {
     // A server that sends without end may go on with it.
-    constexpr int gone[] = {ldapServerDown, ldapTimeout, ldapConnectError, ldapResultsTooLarge};
-    if (std::ranges::find(gone, cause.code) != std::end(gone)) lost->store(true);
+    if (isConnectionLost(cause.code) || cause.code == ldapResultsTooLarge) lost->store(true);
     return adsFailure(cause);
 }
 
