@@ -88,7 +88,7 @@ class UserToken final : public Token {
     platform::TokenResult<std::vector<Sid>> groups() override {
         auto groups = userGroups(service_, user_);
         if (!groups) return tl::unexpected(platform::TokenFailure{TokenStep::data, groups.error()});
-        return std::move(*groups);
+        return std::move(groups->sids);
     }
 
   private:
@@ -98,7 +98,7 @@ class UserToken final : public Token {
 
 }  // namespace
 
-const Result<DomainBindings>& DirectoryAccounts::domains() {
+Result<DomainBindings>& DirectoryAccounts::domains() {
     if (!domains_) domains_ = DomainBindings::of(service_);
     return *domains_;
 }
@@ -106,7 +106,7 @@ const Result<DomainBindings>& DirectoryAccounts::domains() {
 Result<Account> DirectoryAccounts::search(const std::string& binding, const std::string& filter) {
     const auto pool = service_.connections();
     if (!pool) return refuse(platform::accountNoServer);
-    const PooledSearch search(*pool, pool->getConnection(binding));
+    const PooledSearch search(*pool, domains()->open(*pool, binding));
     if (!search) return refuse(platform::accountNoServer);
     const auto rows = readRows(*search, filter, accountAttributes, 1);
     if (!rows) return refuse(platform::accountNoServer);

@@ -24,7 +24,7 @@ class DirectoryAccounts final : public platform::AccountAuthority {
     platform::LogonResult logOn(const std::wstring& upn, const std::string& origin) override;
 
   private:
-    const Result<DomainBindings>& domains();
+    Result<DomainBindings>& domains();
     Result<platform::Account> find(const std::wstring& name);
     Result<platform::Account> findInDomain(std::wstring_view domain, const std::wstring& account);
     Result<platform::Account> findByPrincipalName(const std::wstring& upn);

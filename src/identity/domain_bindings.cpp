@@ -24,6 +24,13 @@ Result<DomainBindings> DomainBindings::of(ServiceContext& service) {
                           .names = map.getBag(L"dnsBag")};
 }
 
+DirectorySearchPtr DomainBindings::open(ConnectionMgr& pool, const std::string& binding) {
+    if (unreachable.contains(binding)) return nullptr;
+    auto search = pool.getConnection(binding);
+    if (!search) unreachable.insert(binding);
+    return search;
+}
+
 std::wstring DomainBindings::dnsName(std::wstring_view shortName) const {
     return names.get(shortName).str();
 }

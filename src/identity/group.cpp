@@ -53,7 +53,7 @@ Result<UserWithGroups> readUserWithGroups(ServiceContext& service, const FoundSi
     auto user = sid ? readUser(service, *sid) : std::nullopt;
     auto groups = user ? userGroups(service, *user) : fail(noInformation);
     if (!groups) return fail(noInformation);
-    return UserWithGroups{std::move(*user), std::move(*groups)};
+    return UserWithGroups{std::move(*user), std::move(groups->sids)};
 }
 
 }  // namespace
@@ -151,12 +151,14 @@ void Group::addOwnSid(platform::Token& token) {
 }
 
 Result<Sid> Group::requestedUser() {
-    const std::wstring upn = request().text(key::contextUpns).str(),
-                       subject = request().text(key::contextSubject).str(),
+    const std::wstring subject = request().text(key::contextSubject).str(),
                        dn = request().text(key::contextDn).str();
-    if (!upn.empty())
-        return required(sidForUpnMostLikelyDomain(service(), request().texts(key::contextUpns)),
-                        L"Failed to obtain sid for user with specified upns (first upn=" + upn + L")");
+    std::vector<std::wstring> upns = request().texts(key::contextUpns);
+    std::erase(upns, std::wstring());
+    if (!upns.empty())
+        return required(
+            sidForUpnMostLikelyDomain(service(), upns),
+            L"Failed to obtain sid for user with specified upns (first upn=" + upns.front() + L")");
     if (!subject.empty())
         return required(sidForCertificate(service(), request().utf8(key::contextSubject),
                                           request().utf8(key::contextIssuer)),

@@ -49,17 +49,21 @@ Memberships::GroupNumbers Memberships::groupsAbove(const DirectoryRow& row) {
     return numbers;
 }
 
-void Memberships::load(const std::vector<Sid>& users) {
+Result<DomainBindings>& Memberships::domains() {
     if (!domains_) domains_ = DomainBindings::of(service_);
+    return *domains_;
+}
+
+void Memberships::load(const std::vector<Sid>& users) {
     std::vector<Sid> unknown;
     for (const Sid& user : users)
         if (users_.try_emplace(user).second) unknown.push_back(user);
-    if (!*domains_) incomplete_ = true;
-    if (unknown.empty() || !*domains_) return;
+    if (unknown.empty()) return;
+    if (!domains()) return uncertain_.insert(unknown.begin(), unknown.end());
 
-    const auto found =
-        searchBySids(service_, **domains_, unknown, "(objectClass=user)", {"memberOf", "primaryGroupID"});
-    if (found.incomplete) incomplete_ = true;
+    auto found =
+        searchBySids(service_, *domains(), unknown, "(objectClass=user)", {"memberOf", "primaryGroupID"});
+    uncertain_.merge(found.uncertain);
     GroupNumbers numbers;
     for (const auto& [sid, row] : found.rows) {
         User user{row.text("distinguishedName"), groupsAbove(row), primaryGroupOf(sid, row)};
@@ -81,7 +85,7 @@ void Memberships::addPrimaryGroups(const std::vector<Sid>& users) {
             unknown.push_back(*user->primaryGroup);
     if (unknown.empty()) return;
     const auto found =
-        searchBySids(service_, **domains_, std::move(unknown), "(objectClass=group)", groupAttributes);
+        searchBySids(service_, *domains(), std::move(unknown), "(objectClass=group)", groupAttributes);
     for (const auto& [sid, row] : found.rows) {
         addGroup(row);
         primaryGroups_[sid] = numberOf(row.text("distinguishedName"));
@@ -102,8 +106,7 @@ void Memberships::loadGroups(GroupNumbers numbers) {
     while (!numbers.empty()) {
         if (groups_.size() > mostMemberships) {
             logWarning(L"The directories name groups without end");
-            incomplete_ = true;
-            return;
+            return;  // what is missing is left to the groups of a logon
         }
         std::map<std::string, GroupNumbers> byDomain;
         for (const GroupNumber number : numbers) {
@@ -124,7 +127,7 @@ Memberships::GroupNumbers Memberships::loadGroupsOf(const std::string& domain, c
     const auto pool = service_.connections();
     if (!pool) return found;
     const std::string binding = "LDAP://" + domain;
-    const PooledSearch search(*pool, pool->getConnection(binding));
+    const PooledSearch search(*pool, domains()->open(*pool, binding));
     if (!search) return found;
     for (const auto batch : platform::batchesOf(numbers, namesPerSearch)) {
         std::string filter = "(&(objectClass=group)(|";

@@ -27,10 +27,12 @@ class Memberships {
     void load(const std::vector<platform::Sid>& users);
 
     bool isLoaded(const platform::Sid& user) const { return users_.contains(user); }
-    // The user's distinguished name; null for a user that was not found. See incomplete().
+    // The user's distinguished name; null for a user that was not found.
     const std::string* find(const platform::Sid& user) const;
-    // A domain could not be asked: users that were not found may exist there.
-    bool incomplete() const noexcept { return incomplete_; }
+    // Whether a user that was not found may exist all the same, because the domain could not be asked.
+    bool isUncertain(const platform::Sid& user) const { return uncertain_.contains(user); }
+    // The domains, read when they are first wanted.
+    Result<DomainBindings>& domains();
     // Whether the user, or a group that the user is in, is one of the members. True is certain; false is not,
     // as the groups that only a logon adds are missing here.
     bool isAmong(const platform::Sid& user, const std::set<platform::Sid>& members) const;
@@ -62,7 +64,7 @@ class Memberships {
 
     ServiceContext& service_;
     std::optional<Result<DomainBindings>> domains_;  // nothing: not read yet
-    bool incomplete_ = false;
+    std::set<platform::Sid> uncertain_;
     std::map<platform::Sid, std::optional<User>> users_;
     std::vector<Group> groups_;
     std::unordered_map<std::string, GroupNumber> byKey_;

@@ -24,12 +24,13 @@ using RowsBySid = std::map<Sid, DirectoryRow>;
 
 class SidSearch {
   public:
-    SidSearch(ConnectionMgr& pool, std::vector<Sid> sids, std::string_view condition,
+    SidSearch(ConnectionMgr& pool, DomainBindings& domains, std::vector<Sid> sids, std::string_view condition,
               std::vector<std::string> attributes)
-        : pool_(pool), missing_(std::move(sids)), condition_(condition), attributes_(std::move(attributes)) {
-        std::ranges::sort(missing_);
-        const auto repeated = std::ranges::unique(missing_);
-        missing_.erase(repeated.begin(), repeated.end());
+        : pool_(pool),
+          domains_(domains),
+          missing_(sids.begin(), sids.end()),
+          condition_(condition),
+          attributes_(std::move(attributes)) {
         for (const char* always : {sidAttribute, nameAttribute}) attributes_.emplace_back(always);
     }
 
@@ -37,7 +38,7 @@ class SidSearch {
 
     // Adds the missing entries that the binding has.
     void addFrom(const std::string& binding) {
-        auto found = search(binding, attributes_);
+        auto found = search(binding, missing_, condition_, attributes_);
         std::erase_if(missing_, [&found](const Sid& sid) { return found.contains(sid); });
         result_.rows.merge(found);
     }
@@ -45,16 +46,37 @@ class SidSearch {
     // The DNS names of the domains in which the global catalogue has the missing entries.
     std::set<std::string> domainsByCatalogue() {
         std::set<std::string> domains;
-        for (const auto& [sid, row] : search(std::string(catalogue), {sidAttribute, nameAttribute}))
+        for (const auto& [sid, row] :
+             search(std::string(catalogue), missing_, condition_, {sidAttribute, nameAttribute})) {
             domains.insert(platform::dnsDomainOf(row.text(nameAttribute)));
+            catalogued_.insert(sid);
+        }
         return domains;
     }
 
-    SidSearchResult takeResult() { return std::move(result_); }
+    SidSearchResult finish() {
+        if (skipped_) result_.uncertain = uncertain();
+        return std::move(result_);
+    }
 
   private:
-    std::string filterOf(std::span<const Sid> sids) const {
-        std::string filter = "(&" + condition_ + "(|";
+    // A SID begins with that of its domain: if the domain has answered without the entry, nobody has the SID.
+    std::set<Sid> uncertain() {
+        std::set<Sid> domains, answered;
+        for (const Sid& sid : missing_) domains.insert(sid.domain());
+        const std::vector<std::string> bindings(answered_.begin(), answered_.end());
+        for (const std::string& binding : bindings)
+            for (const auto& [sid, row] : search(binding, domains, "(objectClass=domainDNS)", {sidAttribute}))
+                answered.insert(sid);
+        std::set<Sid> doubtful = missing_;
+        std::erase_if(doubtful, [&](const Sid& sid) {
+            return !catalogued_.contains(sid) && answered.contains(sid.domain());
+        });
+        return doubtful;
+    }
+
+    static std::string filterOf(std::span<const Sid> sids, std::string_view condition) {
+        std::string filter = "(&" + std::string(condition) + "(|";
         for (const Sid& sid : sids) {
             filter += "(objectSid=";
             for (const char byte : sid.bytes()) platform::appendEscapedByte(filter, byte);
@@ -63,33 +85,35 @@ class SidSearch {
         return filter + "))";
     }
 
-    RowsBySid search(const std::string& binding, const std::vector<std::string>& attributes) {
+    RowsBySid search(const std::string& binding, const std::set<Sid>& sids, std::string_view condition,
+                     const std::vector<std::string>& attributes) {
         RowsBySid found;
-        if (done()) return found;
+        if (sids.empty()) return found;
         const auto skip = [&](std::wstring_view format) {
             logWarning(format, binding);
-            result_.incomplete = true;
-        };
-        const PooledSearch search(pool_, pool_.getConnection(binding));
-        if (!search) {
-            skip(L"Bind to %s failed");
+            skipped_ = true;
             return found;
-        }
-        for (const auto batch : platform::batchesOf(missing_, sidsPerSearch)) {
-            auto rows = readRows(*search, filterOf(batch), attributes);
-            if (!rows) {
-                skip(L"Search failed on binding %s");
-                break;
-            }
+        };
+        const PooledSearch search(pool_, domains_.open(pool_, binding));
+        if (!search) return skip(L"Bind to %s failed");
+        const std::vector<Sid> wanted(sids.begin(), sids.end());
+        for (const auto batch : platform::batchesOf(wanted, sidsPerSearch)) {
+            auto rows = readRows(*search, filterOf(batch, condition), attributes);
+            if (!rows) return skip(L"Search failed on binding %s");
             for (DirectoryRow& row : *rows)
                 if (const auto sid = Sid::fromBytes(row.text(sidAttribute)))
                     found.emplace(*sid, std::move(row));
         }
+        answered_.insert(binding);
         return found;
     }
 
     ConnectionMgr& pool_;
-    std::vector<Sid> missing_;
+    DomainBindings& domains_;
+    std::set<Sid> missing_;
+    std::set<Sid> catalogued_;        // which the global catalogue has
+    std::set<std::string> answered_;  // bindings
+    bool skipped_ = false;            // a binding could not be asked
     std::string condition_;
     std::vector<std::string> attributes_;
     SidSearchResult result_;
@@ -97,11 +121,11 @@ class SidSearch {
 
 }  // namespace
 
-SidSearchResult searchBySids(ServiceContext& service, const DomainBindings& domains, std::vector<Sid> sids,
+SidSearchResult searchBySids(ServiceContext& service, DomainBindings& domains, std::vector<Sid> sids,
                              std::string_view condition, std::vector<std::string> attributes) {
     const auto pool = service.connections();
-    if (!pool) return {.incomplete = true};
-    SidSearch search(*pool, std::move(sids), condition, std::move(attributes));
+    if (!pool) return {.uncertain = {sids.begin(), sids.end()}};
+    SidSearch search(*pool, domains, std::move(sids), condition, std::move(attributes));
     for (const CORE::BagProperty& domain : domains.primary.props())
         search.addFrom("LDAP://" + std::string(domain.name));
     const auto inForest = [&](const CORE::BagProperty& domain) {
@@ -110,7 +134,7 @@ SidSearchResult searchBySids(ServiceContext& service, const DomainBindings& doma
     if (!search.done() && std::ranges::any_of(domains.all.props(), inForest))
         for (const std::string& domain : search.domainsByCatalogue()) search.addFrom("LDAP://" + domain);
     for (const CORE::BagProperty& domain : domains.trusted.props()) search.addFrom(std::string(domain.value));
-    return search.takeResult();
+    return search.finish();
 }
 
 }  // namespace wsadmin

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -13,8 +14,8 @@ namespace wsadmin {
 
 struct SidSearchResult {
     std::map<platform::Sid, DirectoryRow> rows{};
-    // A domain could not be asked while SIDs were missing: those that were not found may exist there.
-    bool incomplete = false;
+    // Those that were not found and may exist all the same, because their domain could not be asked.
+    std::set<platform::Sid> uncertain{};
 };
 
 // How many SIDs, or distinguished names, one search asks for.
@@ -25,7 +26,7 @@ inline constexpr std::size_t namesPerSearch = 100;
 // has them, "objectSid" and "distinguishedName" among them. The primary domain, the rest of its forest and
 // the trusted domains are searched in this order, each for the SIDs that are still missing. A domain that
 // cannot be asked is logged and skipped. Needs a DirectoryThread.
-SidSearchResult searchBySids(ServiceContext& service, const DomainBindings& domains,
+SidSearchResult searchBySids(ServiceContext& service, DomainBindings& domains,
                              std::vector<platform::Sid> sids, std::string_view condition,
                              std::vector<std::string> attributes);
 

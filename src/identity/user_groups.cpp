@@ -108,27 +108,32 @@ Result<std::vector<LocalGroup>> groupsThatList(platform::DirectorySearch& search
     return localGroups(*rows);
 }
 
-// Adds the domain-local groups that have the user as a member, and those that have these as members.
-Result<void> addLocalGroups(ServiceContext& service, std::string_view userDn, std::vector<Sid>& groups) {
-    const auto pool = service.connections();
+// Adds the domain-local groups that have the user as a member, and those that have these as members. A domain
+// that cannot be asked is skipped with a warning; groups without end are a failure.
+Result<void> addLocalGroups(ServiceContext& service, std::string_view userDn, UserGroups& groups) {
     const std::string binding = "LDAP://" + platform::dnsDomainOf(userDn);
     logDebug(L"Will bind to %s for domain local groups", binding);
-    if (!pool) return failed(L"Failed to bind to " + CORE::toWide(binding));
+    const auto skip = [&](std::wstring_view format) {
+        logWarning(format, binding);
+        groups.complete = false;
+        return Result<void>();
+    };
+    const auto pool = service.connections();
+    if (!pool) return skip(L"Failed to bind to %s");
     const PooledSearch search(*pool, pool->getConnection(binding));
-    if (!search) return failed(L"Failed to bind to " + CORE::toWide(binding));
-    std::set<Sid> known(groups.begin(), groups.end());
+    if (!search) return skip(L"Failed to bind to %s");
+    std::set<Sid> known(groups.sids.begin(), groups.sids.end());
     std::vector<std::string> members = {std::string(userDn)};
     while (!members.empty()) {
         std::vector<std::string> next;
         for (const auto batch : platform::batchesOf(members, namesPerSearch)) {
-            if (groups.size() > mostGroups)
+            if (groups.sids.size() > mostGroups)
                 return failed(L"The directory gives domain local groups without end");
             auto found = groupsThatList(*search, batch);
-            if (!found)
-                return failed(L"Search failed on binding " + CORE::toWide(binding), found.error().code);
+            if (!found) return skip(L"Search failed on binding %s");
             for (LocalGroup& group : *found)
                 if (known.insert(group.sid).second) {
-                    groups.push_back(group.sid);
+                    groups.sids.push_back(group.sid);
                     next.push_back(std::move(group.dn));
                 }
         }
@@ -160,14 +165,15 @@ Result<std::vector<Sid>> userTokenGroupsFromDirectory(ServiceContext& service, s
     return groups;
 }
 
-Result<std::vector<Sid>> userGroups(ServiceContext& service, std::string_view userDn) {
-    auto groups = userTokenGroupsFromDirectory(service, userDn);
-    if (!groups) return groups;
-    if (auto added = addLocalGroups(service, userDn, *groups); !added) return fail(added.error());
+Result<UserGroups> userGroups(ServiceContext& service, std::string_view userDn) {
+    auto fromToken = userTokenGroupsFromDirectory(service, userDn);
+    if (!fromToken) return fail(fromToken.error());
+    UserGroups groups{.sids = std::move(*fromToken)};
+    if (auto added = addLocalGroups(service, userDn, groups); !added) return fail(added.error());
     return groups;
 }
 
-Result<std::vector<Sid>> userGroups(ServiceContext& service, const UserInformation& user) {
+Result<UserGroups> userGroups(ServiceContext& service, const UserInformation& user) {
     return userGroups(service, CORE::toUtf8(user.dn));
 }
 

@@ -11,13 +11,18 @@
 
 namespace wsadmin {
 
+struct UserGroups {
+    std::vector<platform::Sid> sids{};  // each once
+    bool complete = true;               // false: not all domain-local groups could be read
+};
+
 // The constructed attribute "tokenGroups" of the user's entry. Failures are logged. An attribute without
 // values is no failure: three warnings tell the administrator which access is missing.
 Result<std::vector<platform::Sid>> userTokenGroupsFromDirectory(ServiceContext& service,
                                                                 std::string_view userDn);
 // tokenGroups, and the domain-local groups of the user's domain whose "member" lists the user or one of
-// these, each group once. Failures are logged.
-Result<std::vector<platform::Sid>> userGroups(ServiceContext& service, std::string_view userDn);
-Result<std::vector<platform::Sid>> userGroups(ServiceContext& service, const UserInformation& user);
+// these. Failures are logged; that of the latter is one of the call only where there are too many.
+Result<UserGroups> userGroups(ServiceContext& service, std::string_view userDn);
+Result<UserGroups> userGroups(ServiceContext& service, const UserInformation& user);
 
 }  // namespace wsadmin

@@ -122,20 +122,23 @@ UserInformation userInformationOf(const Sid& sid, const DirectoryRow& row, const
 }
 
 std::map<Sid, UserInformation> readUsers(ServiceContext& service, const std::vector<Sid>& sids) {
+    auto domains = DomainBindings::of(service);
+    return domains ? readUsers(service, *domains, sids) : std::map<Sid, UserInformation>();
+}
+
+std::map<Sid, UserInformation> readUsers(ServiceContext& service, DomainBindings& domains,
+                                         const std::vector<Sid>& sids) {
     std::map<Sid, UserInformation> users;
-    const auto domains = DomainBindings::of(service);
-    if (!domains) return users;
-    const auto found = searchBySids(service, *domains, sids, "(objectClass=user)", userAttributes());
-    for (const auto& [sid, row] : found.rows) users.emplace(sid, userInformationOf(sid, row, *domains));
+    const auto found = searchBySids(service, domains, sids, "(objectClass=user)", userAttributes());
+    for (const auto& [sid, row] : found.rows) users.emplace(sid, userInformationOf(sid, row, domains));
     return users;
 }
 
-std::map<Sid, DomainAccount> readDomainAccounts(ServiceContext& service, const std::vector<Sid>& sids) {
+std::map<Sid, DomainAccount> readDomainAccounts(ServiceContext& service, DomainBindings& domains,
+                                                const std::vector<Sid>& sids) {
     constexpr char accountName[] = "sAMAccountName";
     std::map<Sid, DomainAccount> accounts;
-    const auto domains = DomainBindings::of(service);
-    if (!domains) return accounts;
-    const auto found = searchBySids(service, *domains, sids, "(objectClass=user)", {accountName});
+    const auto found = searchBySids(service, domains, sids, "(objectClass=user)", {accountName});
     for (const auto& [sid, row] : found.rows)
         accounts.emplace(
             sid, DomainAccount{platform::dnsDomainOf(row.text("distinguishedName")), row.text(accountName)});

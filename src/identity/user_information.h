@@ -43,11 +43,13 @@ UserInformation userInformationOf(const platform::Sid& sid, const DirectoryRow& 
 // and skipped, and without a domain map that is every domain. Needs a DirectoryThread.
 std::map<platform::Sid, UserInformation> readUsers(ServiceContext& service,
                                                    const std::vector<platform::Sid>& sids);
+std::map<platform::Sid, UserInformation> readUsers(ServiceContext& service, DomainBindings& domains,
+                                                   const std::vector<platform::Sid>& sids);
 // The same for long listings, with the two attributes that these show of a user; UTF-8.
 struct DomainAccount {
     std::string domainFull, accountName;
 };
-std::map<platform::Sid, DomainAccount> readDomainAccounts(ServiceContext& service,
+std::map<platform::Sid, DomainAccount> readDomainAccounts(ServiceContext& service, DomainBindings& domains,
                                                           const std::vector<platform::Sid>& sids);
 std::optional<UserInformation> readUser(ServiceContext& service, const platform::Sid& sid);
 

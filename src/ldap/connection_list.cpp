@@ -96,8 +96,11 @@ DirectorySearchPtr ConnectionList::openEntry(ConnectionEntry& entry, const std::
         entry.opened = access_.now();
         logDebug(L"pDS=0x%x created for connectionEntry=0x%x", entry.search.get(), &entry);
     }
-    if (const auto set = entry.search->setPreference(SearchPreference::scope, scope); !set)
+    // With another scope than the caller's a search would answer, but not what was asked for.
+    if (const auto set = entry.search->setPreference(SearchPreference::scope, scope); !set) {
         logError(L"Failed to set the search scope on %s (%s)", binding, set.error().text);
+        return nullptr;
+    }
     logDebug(L"pDS=0x%x being used by connectionEntry=0x%x", entry.search.get(), &entry);
     return entry.search;
 }

@@ -44,7 +44,7 @@ class ConnectionList {
     virtual bool release(const ConnectionEntry* entry, ConnectionEntries& closing);
     virtual bool release(const platform::DirectorySearch* search, ConnectionEntries& closing);
     const std::string& binding() const noexcept { return binding_; }
-    // Opens the entry where it is not open yet, and sets the scope. Null on failure, which is logged.
+    // Opens the entry where it is not open yet, and sets the scope. Null where either fails, which is logged.
     DirectorySearchPtr open(ConnectionEntry& entry, int scope) const;
     // Moves free entries that are too old, or idle for too long, to `closing`.
     void prune(const BindingAges& ages, ConnectionEntries& closing);

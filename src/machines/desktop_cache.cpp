@@ -5,7 +5,6 @@
 #include "ldap/layout.h"
 #include "ldap/search.h"
 #include "platform/ldap/batches.h"
-#include "platform/ldap/ldap_ranges.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
 
@@ -36,17 +35,15 @@ Result<const DesktopEntry*> DesktopCache::store(const LdapEntry& entry) {
     const std::string key = keyOf(entry.dn);
     if (const auto known = desktops_.find(key); known != desktops_.end()) return &known->second;
     DesktopEntry desktop{.dn = entry.dn, .members = {}};
-    if (const auto* first = platform::findValues(entry.attributes, layout::attribute::member)) {
-        const auto members = platform::allValues(session_, entry.dn, *first);
-        // An incomplete member list would report users who are entitled.
-        if (!members) return fail(members.error());
-        for (const std::string& member : *members)
-            if (const auto sid = Sid::parse(platform::rdnValue(member))) desktop.members.insert(*sid);
-    }
+    // An incomplete member list would report users who are entitled.
+    const auto members = readValues(session_, entry, layout::attribute::member);
+    if (!members) return fail(members.error());
+    for (const std::string& member : *members)
+        if (const auto sid = Sid::parse(platform::rdnValue(member))) desktop.members.insert(*sid);
     return &desktops_.emplace(key, std::move(desktop)).first->second;
 }
 
-void DesktopCache::load(const std::vector<std::string_view>& poolDns) {
+Result<void> DesktopCache::load(const std::vector<std::string_view>& poolDns) {
     std::vector<std::string_view> names;
     std::vector<std::string> missing;
     for (const std::string_view dn : poolDns) {
@@ -55,41 +52,58 @@ void DesktopCache::load(const std::vector<std::string_view>& poolDns) {
         names.push_back(dn);
         if (byPoolKey_.try_emplace(keyOf(dn), nullptr).second) missing.emplace_back(dn);
     }
-    if (!missing.empty()) readPools(missing);
+    if (!missing.empty())
+        if (auto read = readPools(missing); !read) return read;
     for (const std::string_view dn : names) byPoolDn_.find(dn)->second = byPoolKey_.find(keyOf(dn))->second;
+    return {};
 }
 
-void DesktopCache::readPools(const std::vector<std::string>& poolDns) {
+Result<void> DesktopCache::readPools(const std::vector<std::string>& poolDns) {
     for (const auto batch : platform::batchesOf(poolDns, poolsPerSearch)) {
         Keys keys;
         for (const std::string& dn : batch) keys.insert(keyOf(dn));
-        if (const auto found = searchSubtree(session_, layout::under(layout::container::desktops),
-                                             filterOf(batch), {layout::attribute::member, pools}))
-            for (const LdapEntry& entry : *found) assign(entry, keys);
+        const auto found = searchSubtree(session_, layout::under(layout::container::desktops),
+                                         filterOf(batch), {layout::attribute::member, pools});
+        if (!found) return fail(found.error());
+        for (const LdapEntry& entry : *found)
+            if (auto assigned = assign(entry, keys); !assigned) return assigned;
         for (const std::string& dn : batch)
             if (!byPoolKey_[keyOf(dn)]) logWarning(L"Failed to determine desktop for %s", dn);
     }
+    return {};
 }
 
 // A pool that several desktops name has the first of them.
-void DesktopCache::assign(const LdapEntry& entry, const Keys& poolKeys) {
-    for (const std::string& pool : entry.all(pools))
-        if (const std::string key = keyOf(pool); poolKeys.contains(key) && !byPoolKey_[key])
-            byPoolKey_[key] = store(entry).value_or(nullptr);
+Result<void> DesktopCache::assign(const LdapEntry& entry, const Keys& poolKeys) {
+    const auto served = readValues(session_, entry, pools);
+    if (!served) return fail(served.error());
+    for (const std::string& pool : *served)
+        if (const std::string key = keyOf(pool); poolKeys.contains(key) && !byPoolKey_[key]) {
+            const auto desktop = store(entry);
+            if (!desktop) return fail(desktop.error());
+            byPoolKey_[key] = *desktop;
+        }
+    return {};
 }
 
-const DesktopEntry* DesktopCache::ofPool(std::string_view poolDn) {
-    if (!byPoolDn_.contains(poolDn)) load({poolDn});
-    return byPoolDn_.find(poolDn)->second;
+const DesktopEntry* DesktopCache::ofPool(std::string_view poolDn) const {
+    const auto known = byPoolDn_.find(poolDn);
+    return known == byPoolDn_.end() ? nullptr : known->second;
 }
 
-const DesktopEntry* DesktopCache::byDn(std::string_view dn) {
-    const auto [known, isNew] = byDn_.try_emplace(keyOf(dn), nullptr);
-    if (!isNew) return known->second;
+Result<const DesktopEntry*> DesktopCache::byDn(std::string_view dn) {
+    const std::string key = keyOf(dn);
+    if (const auto known = byDn_.find(key); known != byDn_.end()) return known->second;
     const auto found = readEntry(session_, std::string(dn), "(objectclass=zre-DesktopApplication)",
                                  {layout::attribute::member});
-    if (found && !found->empty()) known->second = store(found->front()).value_or(nullptr);
-    return known->second;
+    if (!found && found.error().code != platform::ldapNoSuchObject) return fail(found.error());
+    const DesktopEntry* desktop = nullptr;
+    if (found && !found->empty()) {
+        const auto stored = store(found->front());
+        if (!stored) return stored;
+        desktop = *stored;
+    }
+    return byDn_[key] = desktop;
 }
 
 }  // namespace wsadmin

@@ -22,22 +22,21 @@ class DesktopCache {
   public:
     explicit DesktopCache(platform::LdapSession& session) : session_(session) {}
 
-    // Reads the desktops of these pools, many in one search.
-    void load(const std::vector<std::string_view>& poolDns);
-    // The desktop of a pool, by the pool's DN; null where there is none or it cannot be read, which is logged
-    // once.
-    const DesktopEntry* ofPool(std::string_view poolDn);
-    // A desktop by its own DN; null likewise, and not logged.
-    const DesktopEntry* byDn(std::string_view dn);
+    // Reads the desktops of these pools, many in one search. A pool without a desktop is logged once. Fails
+    // where a search fails or a desktop's members cannot all be read; both are logged.
+    Result<void> load(const std::vector<std::string_view>& poolDns);
+    // The desktop of a pool that was loaded, by the pool's DN; null where there is none.
+    const DesktopEntry* ofPool(std::string_view poolDn) const;
+    // A desktop by its own DN; null where there is none. Fails as load() does.
+    Result<const DesktopEntry*> byDn(std::string_view dn);
 
   private:
     using Keys = std::set<std::string, std::less<>>;
     using Pointers = std::map<std::string, const DesktopEntry*, std::less<>>;
 
-    // Fails where the entry's members cannot all be read.
     Result<const DesktopEntry*> store(const platform::LdapEntry& entry);
-    void readPools(const std::vector<std::string>& poolDns);
-    void assign(const platform::LdapEntry& entry, const Keys& poolKeys);
+    Result<void> readPools(const std::vector<std::string>& poolDns);
+    Result<void> assign(const platform::LdapEntry& entry, const Keys& poolKeys);
 
     platform::LdapSession& session_;
     Pointers byPoolDn_;   // by the pool's DN as it is written, so that most look-ups need no parsing

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "identity/memberships.h"
+#include "identity/user_groups.h"
 #include "machines/desktop_cache.h"
 
 namespace wsadmin {
@@ -26,11 +27,13 @@ class EntitlementCheck {
     Entitled check(const platform::Sid& user, const DesktopEntry& desktop);
     // The distinguished name of a loaded user; null where no domain has the user.
     const std::string* dnOf(const platform::Sid& user) const { return memberships_.find(user); }
+    // The domains that the users are looked for in.
+    Result<DomainBindings>& domains() { return memberships_.domains(); }
 
   private:
     ServiceContext& service_;
     Memberships memberships_;
-    std::map<platform::Sid, Result<std::vector<platform::Sid>>> logonGroups_;
+    std::map<platform::Sid, Result<UserGroups>> logonGroups_;
 };
 
 }  // namespace wsadmin

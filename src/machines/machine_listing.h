@@ -1,9 +1,11 @@
 // "machine-list": machines as they come from the directory, with their owners, who are looked up in batches.
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "framework/core/property_bag.h"
+#include "identity/domain_bindings.h"
 #include "ldap/service_context.h"
 #include "machines/machine_entry.h"
 #include "platform/ldap/sid.h"
@@ -26,6 +28,7 @@ class MachineListing {
 
     ServiceContext& service_;
     bool full_;
+    std::optional<Result<DomainBindings>> domains_;  // nothing: not read yet
     MachineOwners owners_;
     std::vector<platform::Sid> pendingOwners_;  // not looked up yet
     std::vector<platform::LdapEntry> buffer_;   // not rendered yet

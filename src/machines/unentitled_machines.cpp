@@ -67,7 +67,7 @@ Result<void> Unentitled::write(platform::LdapSession& session, const ReportKeys&
                                std::function<Result<PropertyBag>(std::size_t)> item) {
     std::vector<Sid> sids;
     for (const Finding& finding : findings_) sids.push_back(finding.user);
-    users_ = readUsers(service(), sids);
+    if (auto& domains = check_.domains()) users_ = readUsers(service(), *domains, sids);
     auto report =
         writeReport(findings_, request().boolean(key::listByUser),
                     {.keys = keys,
@@ -110,7 +110,7 @@ Result<void> Unentitled::getUnentitledMachines() {
         const auto more = pages.next(page);
         if (!more) return fail(machineSentence(more.error().text));
         if (!*more) break;
-        examine(page, desktops);
+        if (auto examined = examine(page, desktops); !examined) return examined;
     }
     checkPending();
     return write(**session,
@@ -118,7 +118,7 @@ Result<void> Unentitled::getUnentitledMachines() {
                  [this, &session](std::size_t item) { return machineBag(**session, machines_[item]); });
 }
 
-void Unentitled::examine(const std::vector<LdapEntry>& page, DesktopCache& desktops) {
+Result<void> Unentitled::examine(const std::vector<LdapEntry>& page, DesktopCache& desktops) {
     std::vector<const LdapEntry*> held;
     std::vector<std::string_view> pools;
     for (const LdapEntry& machine : page) {
@@ -127,13 +127,15 @@ void Unentitled::examine(const std::vector<LdapEntry>& page, DesktopCache& deskt
         held.push_back(&machine);
         pools.push_back(pool);
     }
-    desktops.load(pools);
+    // Without its desktop nobody could be told to be unentitled to a machine.
+    if (!desktops.load(pools)) return fail(L"Failed to obtain entitlement information");
     for (const LdapEntry* machine : held)
         if (const auto* desktop = desktops.ofPool(machine->first(attribute::memberOfPool)))
             examine(*machine, *desktop);
     // Later pages bring few new users: one search for each page would be many searches for few users each.
     constexpr std::size_t maxPendingUsers = 1000, maxPendingMachines = 10000;
     if (pendingUsers_.size() >= maxPendingUsers || pending_.size() >= maxPendingMachines) checkPending();
+    return {};
 }
 
 void Unentitled::examine(const LdapEntry& machine, const DesktopEntry& desktop) {

@@ -37,11 +37,23 @@ Result<PropertyBag> policyBag(platform::LdapSession& session, const std::string&
     return fail(L"Failed to obtain policy information");
 }
 
+// Where a user was found, or all the places where it was looked for.
+std::string bindingsOf(const std::string* dn, const Result<DomainBindings>& domains) {
+    if (dn) return "LDAP://" + platform::dnsDomainOf(*dn);
+    std::string bindings;
+    if (!domains) return bindings;
+    for (const CORE::BagProperty& domain : domains->primary.props())
+        bindings += "LDAP://" + std::string(domain.name);
+    for (const CORE::BagProperty& domain : domains->trusted.props())
+        bindings += " " + std::string(domain.value);
+    return bindings;
+}
+
 // Users are loaded in batches; the log has the lines of one search for each user all the same.
-void logUserSearch(const Sid& sid, const std::string* dn) {
-    if (!dn) return logWarning(L"Error: Not found in Active Directory");
-    logDebug(L"Determining DN for sid=%s, using bind=%s, filter=%s", sid.text(),
-             "LDAP://" + platform::dnsDomainOf(*dn), "(&(objectClass=user)(objectSid=" + sid.text() + "))");
+void logUserSearch(const Sid& sid, const std::string* dn, const Result<DomainBindings>& domains) {
+    logDebug(L"Determining DN for sid=%s, using bind=%s, filter=%s", sid.text(), bindingsOf(dn, domains),
+             "(&(objectClass=user)(objectSid=" + sid.text() + "))");
+    if (!dn) logWarning(L"Error: Not found in Active Directory");
 }
 
 }  // namespace
@@ -56,7 +68,7 @@ Result<void> Unentitled::getUnentitledPolicies() {
         const auto more = pages.next(page);
         if (!more) return fail(more.error());
         if (!*more) break;
-        examineLinks(page, desktops);
+        if (auto examined = examineLinks(page, desktops); !examined) return examined;
     }
     logDebug(request().boolean(key::listByUser)
                  ? L"All link objects processed, preparing output (list by user)"
@@ -66,7 +78,7 @@ Result<void> Unentitled::getUnentitledPolicies() {
                  [this, &session](std::size_t item) { return policyBag(**session, policies_[item]); });
 }
 
-void Unentitled::examineLinks(const std::vector<LdapEntry>& page, DesktopCache& desktops) {
+Result<void> Unentitled::examineLinks(const std::vector<LdapEntry>& page, DesktopCache& desktops) {
     std::vector<UserPolicy> policies;
     std::vector<Sid> users;
     for (const LdapEntry& link : page) {
@@ -77,7 +89,9 @@ void Unentitled::examineLinks(const std::vector<LdapEntry>& page, DesktopCache& 
         policies.push_back(std::move(**policy));
     }
     check_.load(users);
-    for (UserPolicy& policy : policies) examine(std::move(policy), desktops);
+    for (UserPolicy& policy : policies)
+        if (auto examined = examine(std::move(policy), desktops); !examined) return examined;
+    return {};
 }
 
 Result<std::optional<Unentitled::UserPolicy>> Unentitled::userPolicyOf(const LdapEntry& link) {
@@ -91,16 +105,24 @@ Result<std::optional<Unentitled::UserPolicy>> Unentitled::userPolicyOf(const Lda
     return UserPolicy{*user, std::move(target), platform::parentDn(link.dn).value_or(std::string())};
 }
 
-void Unentitled::examine(UserPolicy policy, DesktopCache& desktops) {
+Result<void> Unentitled::examine(UserPolicy policy, DesktopCache& desktops) {
     const auto& [user, target, dn] = policy;
     const std::string* const userDn = check_.dnOf(user);
-    logUserSearch(user, userDn);
-    if (!userDn) return logWarning(L"Could not determine a DN for SID=%s", user.text());
-    const DesktopEntry* const desktop = desktops.byDn(target);
-    if (!desktop) return logWarning(L"Failed to determine desktop for %s", target);
-    if (!isUnentitled(user, *desktop)) return;
-    findings_.push_back({user, desktop->dn, policies_.size()});
+    logUserSearch(user, userDn, check_.domains());
+    if (!userDn) {
+        logWarning(L"Could not determine a DN for SID=%s", user.text());
+        return {};
+    }
+    const auto desktop = desktops.byDn(target);
+    if (!desktop) return fail(L"Failed to perform search");
+    if (!*desktop) {
+        logWarning(L"Failed to determine desktop for %s", target);
+        return {};
+    }
+    if (!isUnentitled(user, **desktop)) return {};
+    findings_.push_back({user, (*desktop)->dn, policies_.size()});
     policies_.push_back(std::move(policy.dn));
+    return {};
 }
 
 }  // namespace wsadmin

@@ -48,7 +48,7 @@ class Unentitled : public Worker {
 
     // Checks the machines of a page. Those whose users are not loaded are kept, so that users are loaded in
     // batches across pages.
-    void examine(const std::vector<platform::LdapEntry>& page, DesktopCache& desktops);
+    Result<void> examine(const std::vector<platform::LdapEntry>& page, DesktopCache& desktops);
     void examine(const platform::LdapEntry& machine, const DesktopEntry& desktop);
     // Loads the users of the pending machines and checks these.
     void checkPending();
@@ -66,10 +66,10 @@ class Unentitled : public Worker {
         platform::Sid user;
         std::string desktop, dn;
     };
-    void examineLinks(const std::vector<platform::LdapEntry>& page, DesktopCache& desktops);
+    Result<void> examineLinks(const std::vector<platform::LdapEntry>& page, DesktopCache& desktops);
     // Nothing where the link is to something else. The failure says why its user is not known.
     static Result<std::optional<UserPolicy>> userPolicyOf(const platform::LdapEntry& link);
-    void examine(UserPolicy policy, DesktopCache& desktops);
+    Result<void> examine(UserPolicy policy, DesktopCache& desktops);
 
     EntitlementCheck check_;
     std::map<platform::Sid, UserInformation> users_;  // of the findings

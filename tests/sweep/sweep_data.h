@@ -146,14 +146,17 @@ inline constexpr PartialAnswer partialAnswers[] = {
     {L"usernameToSID", learningDomains, Partial::other, noSid, "sid="},
     {L"getUserTokenGroups", "accounts token user", Partial::fewerEntries,
      "the user's own SID is left out where neither the token nor the request has it"},
+    {L"getEntitlementGroups", "ads setPreference LDAP://corp", Partial::fewerEntries, sidAlone},
     {L"getEntitlementGroups", "ads execute LDAP://corp", Partial::fewerEntries, sidAlone},
     {L"getEntitlementGroups", "ads next LDAP://corp", Partial::fewerEntries, sidAlone},
     {L"getEntitlementGroups", "ads column LDAP://corp", Partial::fewerEntries, sidAlone},
     {L"getEntitlementGroups", "accounts namesOf", Partial::fewerEntries, sidAlone},
+    {L"getUserContext", "ads setPreference LDAP://corp", Partial::fewerEntries, sidAlone},
     {L"getUserContext", "ads execute LDAP://corp", Partial::fewerEntries, sidAlone},
     {L"getUserContext", "ads next LDAP://corp", Partial::fewerEntries, sidAlone},
     {L"getUserContext", "ads column LDAP://corp", Partial::fewerEntries, sidAlone},
     {L"getUserContext", "accounts namesOf", Partial::fewerEntries, sidAlone},
+    {L"getUserInformation", "ads setPreference LDAP://", Partial::fewerEntries, sidAlone},
     {L"getUserInformation", "ads execute LDAP://", Partial::fewerEntries, sidAlone},
     {L"getUserInformation", "ads next LDAP://", Partial::fewerEntries, sidAlone},
     {L"getUserInformation", "ads column LDAP://", Partial::fewerEntries, sidAlone},
@@ -167,33 +170,16 @@ inline constexpr PartialAnswer partialAnswers[] = {
     {L"getMachineInfo", learningDomains, Partial::fewerEntries, ownerAlone},
     {L"markMachineForSpaceReclamation", "ldap modify", Partial::changesMissing,
      "the second of the two writes decides"},
-    {L"setDefaultDesktop", "ldap ", Partial::changesMissing, onlyLogged},
+    {L"setDefaultDesktop", "ldap modify", Partial::changesMissing,
+     "an assignment that is gone has no mark to be removed"},
     {L"deleteConnectionServerEntry", "ldap modify", Partial::changesMissing,
      "the last write to the server's own entry decides"},
     {L"getUnentitledMachines", "ads ", Partial::fewerEntries, nobody},
     {L"getUnentitledMachines", learningDomains, Partial::fewerEntries, nobody},
+    {L"getUnentitledPolicies", "ldap result of search CN=", Partial::fewerEntries,
+     "what is set for a desktop that is gone is passed over"},
     {L"getUnentitledPolicies", "ads ", Partial::fewerEntries, nobody},
     {L"getUnentitledPolicies", learningDomains, Partial::fewerEntries, nobody},
-};
-
-// What should be an error and is none yet.
-inline constexpr std::string_view
-    noScope =
-        "tokenGroups is searched for although the scope could not be set, and the "
-        "user seems to be in no group",
-    noDesktop = "what belongs to a desktop that could not be read is left out";
-inline constexpr PartialAnswer knownDefects[] = {
-    {L"getEntitlementGroups", "ads setPreference", Partial::fewerEntries, noScope},
-    {L"getUserTokenGroups", "ads setPreference", Partial::fewerEntries, noScope},
-    {L"getUserInformation", "ads setPreference", Partial::fewerEntries, noScope},
-    {L"getUserContext", "ads setPreference", Partial::fewerEntries, noScope},
-    {L"getUnentitledMachines", "ldap search ou=Applications", Partial::fewerEntries, noDesktop},
-    {L"getUnentitledMachines", "ldap result of search ou=Applications", Partial::fewerEntries, noDesktop},
-    {L"getUnentitledPolicies", "ldap search CN=", Partial::fewerEntries, noDesktop},
-    {L"getUnentitledPolicies", "ldap result of search CN=", Partial::fewerEntries, noDesktop},
-    {L"loadDomainConfig", "names netBios", Partial::other,
-     "the list in force is told without the lists of this server",
-     "*effectiveList=clusterExclude brokerName="},
 };
 
 }  // namespace sweep
