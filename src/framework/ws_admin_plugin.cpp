@@ -1,15 +1,31 @@
 #include "framework/ws_admin_plugin.h"
 
+#include "framework/core/bag_display.h"
 #include "framework/core/coreexception.h"
+#include "framework/operation_table.h"
 #include "framework/ws_admin_service.h"
 #include "platform/module/module_log.h"
 #include "platform/platform.h"
 
 namespace wsadmin {
 
+namespace {
+
+void maskSecretKeys() {
+    std::vector<std::wstring_view> names;
+    for (const Operation& operation : operationTable())
+        for (const auto keys : {operation.request, operation.result})
+            for (const Key& key : keys)
+                if (key.type == KeyType::secret) names.push_back(key.name.substr(key.name.rfind(L'/') + 1));
+    CORE::maskInDisplay(names);
+}
+
+}  // namespace
+
 bool ws_admin_plugin::initialise() {
     // A second service would take the module's pointer from the one that is registered.
     if (ws_admin_service::current()) return true;
+    maskSecretKeys();
 
     auto platform = platform::createPlatform(parameters());
     if (!platform) throw CORE::coreException(platform.error().text);

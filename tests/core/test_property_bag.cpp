@@ -1,3 +1,4 @@
+#include "framework/core/bag_display.h"
 #include "framework/core/property_bag.h"
 
 #include <gtest/gtest.h>
@@ -230,6 +231,9 @@ TEST(PropertyBag, CarriesAnError) {
 }
 
 TEST(PropertyBag, ShowsItselfOnOneLineWithoutSecrets) {
+    EXPECT_EQ(shown(bagOf({{L"digest", L"s3"}})), L"digest=s3");
+    CORE::maskInDisplay({L"Digest"});
+    EXPECT_EQ(shown(bagOf({{L"digest", L"s3"}})), L"digest=*****");
     PropertyBag bag = bagOf({{L"a", L"1\r\n2\t\x01\x7F\u00E9"}});
     bag.addBag(L"credentials", bagOf({{L"user", L"u"}}));
     bag.addBag(L"list", bagOf({{L"x", L""}, {L"secret", L"s"}}));

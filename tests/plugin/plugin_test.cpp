@@ -189,6 +189,9 @@ TEST(Plugin, TakesStartUpParametersOfTheLabThatTheHostDoesNotGive) {
     ASSERT_TRUE(CORE::MessageHandler::SendMsg(worker, L"loadDomainConfig", {}, response));
     EXPECT_EQ(CORE::toUtf8(response.getBag(L"cluster").flattenForDisplay(L";")),
               "includeList={lab.example=};excludeList={host.example=};searchExclusionList={}");
+    CORE::PropertyBag request;  // the keys that the operations' rows call secret are shown to nobody
+    request.add(L"pwdSHA256Base64", L"s3");
+    EXPECT_EQ(request.flattenForDisplay(), L"pwdSHA256Base64=*****");
     plugin.exit();
 }
 

@@ -1,7 +1,11 @@
 // Bags as text for logs.
+#include "framework/core/bag_display.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <mutex>
+#include <set>
 #include <string>
 
 #include "framework/core/ascii.h"
@@ -12,6 +16,28 @@ namespace CORE {
 
 namespace {
 
+// Names that were registered, in lower case.
+class SecretNames {
+  public:
+    void add(const std::vector<std::wstring_view>& names) {
+        const std::lock_guard hold(mutex_);
+        for (const std::wstring_view name : names) names_.insert(asciiLower(toUtf8(name)));
+    }
+    bool contains(const std::string& name) const {
+        const std::lock_guard hold(mutex_);
+        return names_.contains(name);
+    }
+
+  private:
+    mutable std::mutex mutex_;
+    std::set<std::string> names_;
+};
+
+SecretNames& registered() {
+    static SecretNames& names = *new SecretNames;  // never destroyed: threads may log while the process ends
+    return names;
+}
+
 // Whether a word of the name begins at the position. Words are "private-key", "private_key", "privateKey" and
 // "RSAKey".
 bool wordBegins(std::string_view name, std::size_t at) {
@@ -20,26 +46,26 @@ bool wordBegins(std::string_view name, std::size_t at) {
     return isAsciiLower(name[at - 1]) || (at + 1 < name.size() && isAsciiLower(name[at + 1]));
 }
 
-bool wordEnds(std::string_view name, std::size_t end) {
-    return end == name.size() || !isAsciiLetter(name[end]) || wordBegins(name, end);
+// In lower case, without a plural's "s". What follows the last letter is no word.
+std::string lastWord(std::string_view name) {
+    std::size_t end = name.size();
+    while (end > 0 && !isAsciiLetter(name[end - 1])) --end;
+    if (end == 0) return {};
+    std::size_t begin = end - 1;
+    while (!wordBegins(name, begin)) --begin;
+    std::string word = asciiLower(std::string(name.substr(begin, end - begin)));
+    if (word.ends_with('s')) word.pop_back();
+    return word;
 }
 
-// Whether a word of the name ends in "key" or "keys": "privatekey" is secret, "keyboard" is not.
-bool speaksOfKeys(std::string_view name, std::string_view low) {
-    for (std::size_t at = low.find("key"); at != std::string_view::npos; at = low.find("key", at + 1)) {
-        const std::size_t end = at + 3;
-        if (wordEnds(name, end) || (low[end] == 's' && wordEnds(name, end + 1))) return true;
-    }
-    return false;
-}
-
+// The last word says what the value is: a "private-key" is one, a "ticket-office" is not. As an end of a
+// word, because a "privatekey" is as secret as a "private-key".
 bool isSecret(std::string_view name) {
-    static constexpr std::array<std::string_view, 7> words = {"password", "passwd",     "passphrase", "pwd",
-                                                              "secret",   "credential", "ticket"};
-    const std::string low = asciiLower(std::string(name));
-    return std::any_of(words.begin(), words.end(),
-                       [&](std::string_view word) { return low.find(word) != std::string_view::npos; }) ||
-           speaksOfKeys(name, low);
+    static constexpr std::array<std::string_view, 8> ends = {"password", "passwd",     "passphrase", "pwd",
+                                                             "secret",   "credential", "ticket",     "key"};
+    const std::string word = lastWord(name);
+    return std::ranges::any_of(ends, [&word](std::string_view end) { return word.ends_with(end); }) ||
+           registered().contains(asciiLower(std::string(name)));
 }
 
 // A line break in a value must not look like a new log line.
@@ -82,6 +108,10 @@ void append(std::string& line, const PropertyBag& bag, std::string_view separato
 }
 
 }  // namespace
+
+void maskInDisplay(const std::vector<std::wstring_view>& names) {
+    registered().add(names);
+}
 
 wstr PropertyBag::flattenForDisplay(std::wstring_view separator) const {
     std::string line;
