@@ -66,6 +66,7 @@ Result<std::vector<DirectoryValue>> tokenGroupValues(platform::DirectorySearch& 
             return failed(L"The directory gives ranges of tokenGroups without end");
         const auto rows = search.execute("(objectclass=*)", {asked});
         const Result<bool> found = rows ? (*rows)->next() : fail(rows.error());
+        if (!found) logError(L"Failed to search for %s (%s)", asked, found.error().text);
         if (!found || !*found) return failed(L"User object not found in Active Directory");
         auto column = wholeOrRange(**rows);
         if (!column)

@@ -9,13 +9,11 @@ using platform::SearchPreference;
 
 namespace {
 
-Result<std::vector<DirectoryRow>> readAll(DirectorySearch& base, QueryScope scope, const std::string& filter,
-                                          const std::vector<std::string>& attributes, std::size_t most) {
-    if (auto set = base.setPreference(SearchPreference::scope, static_cast<int>(scope)); !set)
-        return fail(set.error());
-    if (auto set = base.setPreference(SearchPreference::pageSize, queryPageSize); !set)
-        return fail(set.error());
-    return readRows(base, filter, attributes, most);
+Result<void> setPreferences(DirectorySearch& base, QueryScope scope) {
+    auto set = base.setPreference(SearchPreference::scope, static_cast<int>(scope));
+    if (set) set = base.setPreference(SearchPreference::pageSize, queryPageSize);
+    if (!set) logError(L"Failed to prepare a search (%s)", set.error().text);
+    return set;
 }
 
 }  // namespace
@@ -38,9 +36,8 @@ Result<std::shared_ptr<DirectorySearch>> openQuery(platform::DirectoryServices& 
 Result<std::vector<DirectoryRow>> queryRows(DirectorySearch& base, QueryScope scope,
                                             const std::string& filter,
                                             const std::vector<std::string>& attributes, std::size_t most) {
-    auto rows = readAll(base, scope, filter, attributes, most);
-    if (!rows) logError(L"Failed to search for %s (%s)", filter, rows.error().text);
-    return rows;
+    if (auto set = setPreferences(base, scope); !set) return fail(set.error());
+    return readRows(base, filter, attributes, most);
 }
 
 }  // namespace wsadmin

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/module/module_log.h"
+
 namespace wsadmin {
 
 const std::vector<platform::DirectoryValue>& DirectoryRow::all(std::string_view name) const noexcept {
@@ -15,8 +17,10 @@ std::string DirectoryRow::text(std::string_view name) const {
     return values.empty() ? std::string() : platform::directoryText(values.front());
 }
 
-Result<std::vector<DirectoryRow>> readRows(platform::DirectorySearch& search, const std::string& filter,
-                                           const std::vector<std::string>& attributes, std::size_t most) {
+namespace {
+
+Result<std::vector<DirectoryRow>> fetchRows(platform::DirectorySearch& search, const std::string& filter,
+                                            const std::vector<std::string>& attributes, std::size_t most) {
     const auto rows = search.execute(filter, attributes);
     if (!rows) return fail(rows.error());
     std::vector<DirectoryRow> found;
@@ -32,6 +36,16 @@ Result<std::vector<DirectoryRow>> readRows(platform::DirectorySearch& search, co
         }
     }
     return found;
+}
+
+}  // namespace
+
+Result<std::vector<DirectoryRow>> readRows(platform::DirectorySearch& search, const std::string& filter,
+                                           const std::vector<std::string>& attributes, std::size_t most) {
+    auto rows = fetchRows(search, filter, attributes, most);
+    constexpr std::size_t shown = 500;  // a filter may name hundreds of entries
+    if (!rows) logError(L"Failed to search for %s (%s)", filter.substr(0, shown), rows.error().text);
+    return rows;
 }
 
 }  // namespace wsadmin

@@ -31,7 +31,8 @@ class DirectoryRow {
     std::map<std::string, std::vector<platform::DirectoryValue>, std::less<>> columns_;
 };
 
-// Runs the search and reads all its rows, or as many as `most` (0: no limit). Fails when any of it fails.
+// Runs the search and reads all its rows, or as many as `most` (0: no limit). Fails when any of it fails,
+// which is logged.
 Result<std::vector<DirectoryRow>> readRows(platform::DirectorySearch& search, const std::string& filter,
                                            const std::vector<std::string>& attributes, std::size_t most = 0);
 

@@ -179,14 +179,21 @@ PropertyBag Domain::getDomainMap(bool force) {
     return copy;
 }
 
+Result<std::unique_ptr<platform::DirectoryObject>> Domain::openObject(const std::string& path) const {
+    auto object = access_.services->openObject(path, {}, platform::adsSecureAuthentication);
+    if (object) return object;
+    logError(L"Failed to bind to %s", path);
+    logError(L"OpenObject failed on %s (%s)", path, object.error().text);
+    logDebug(L"OpenObject could not open %s", path);
+    return object;
+}
+
 std::string Domain::defaultNamingContext() const {
     const char path[] = "LDAP://rootDSE";
-    const auto root = access_.services->openObject(path, {}, platform::adsSecureAuthentication);
-    if (!root) {
-        logError(L"Failed to bind to %s", path);
-        logDebug(L"OpenObject could not open %s", path);
-    } else if (const auto context = (*root)->get("defaultNamingContext")) {
-        return platform::directoryText(*context);
+    if (const auto root = openObject(path)) {
+        const auto context = (*root)->get("defaultNamingContext");
+        if (context) return platform::directoryText(*context);
+        logError(L"Cannot fetch defaultNamingContext from %s (%s)", path, context.error().text);
     }
     logError(L"Failed to determined default naming context, will assume mixed mode");
     return {};
@@ -196,12 +203,8 @@ bool Domain::isMixedMode() const {
     const std::string context = defaultNamingContext();
     if (context.empty()) return true;
     const std::string path = "LDAP://" + context;
-    const auto domain = access_.services->openObject(path, {}, platform::adsSecureAuthentication);
-    if (!domain) {
-        logError(L"Failed to bind to %s", path);
-        logDebug(L"OpenObject could not open %s", path);
-        return true;
-    }
+    const auto domain = openObject(path);
+    if (!domain) return true;
     const auto mode = (*domain)->get("ntMixedDomain");
     if (!mode) {
         logError(L"Cannot fetch ntMixedDomain from %s (%s)", path, mode.error().text);

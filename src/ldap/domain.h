@@ -58,6 +58,8 @@ class Domain : public CORE::coretimer {
     void contact(DomainFacts& domain, const DomainSurvey& survey);
     std::string rootNamingContext(std::wstring_view domain) const;
     std::string defaultNamingContext() const;
+    // A failure is logged.
+    Result<std::unique_ptr<platform::DirectoryObject>> openObject(const std::string& path) const;
 
     DirectoryAccess access_;
     CORE::ThreadGroup& threads_;
