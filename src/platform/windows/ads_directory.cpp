@@ -52,7 +52,8 @@ class AdsDirectoryServices final : public DirectoryServices {
         const std::wstring user = CORE::toWide(credentials.user);
         WideSecret password(credentials.password.view());
         void* opened = nullptr;
-        ADsSetLastError(ERROR_SUCCESS, nullptr, nullptr);  // a failure without one of its own would show that of an earlier call
+        // A failure without an error of its own would show that of an earlier call.
+        ADsSetLastError(ERROR_SUCCESS, nullptr, nullptr);
         const HRESULT hr =
             ADsOpenObject(name.c_str(), orNull(user), orNull(password.text()), flags, id, &opened);
         if (FAILED(hr)) return fail(adsFailure(hr));
