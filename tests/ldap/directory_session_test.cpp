@@ -10,38 +10,26 @@ using namespace wstest;
 
 namespace {
 
-TEST(DirectorySession, OpensThisServerOnPort389) {
+TEST(DirectorySession, IsOfThisServerOrFailsWithSentenceAndCode) {
     Platform platform;
     const auto client = std::make_shared<ScriptedClient>();
     platform.ldap = client;
     EXPECT_TRUE(openConfigurationDirectory(platform));
     EXPECT_EQ(client->lastEndpoint.host, "");
     EXPECT_EQ(client->lastEndpoint.port, 389);
-}
-
-TEST(DirectorySession, FailuresCarrySentenceAndCode) {
-    struct Case {
-        int openCode, bindCode;
-        std::wstring sentence;
-        int code;
-    };
-    const Case cases[] = {
-        {ldapServerDown, 0, L"Failed to establish LDAP connection on this server - Server Down", 81},
-        {0, ldapInvalidCredentials, L"Failed to bind to LDAP - Invalid Credentials", 49},
-    };
-    for (const Case& c : cases) {
-        Platform platform;
-        const auto client = std::make_shared<ScriptedClient>();
-        client->openCode = c.openCode;
-        client->session->bindCode = c.bindCode;
-        platform.ldap = client;
-        const LogCapture log;
+    const LogCapture log;
+    const auto expectFailure = [&](const std::wstring& sentence, int code) {
         const auto session = openConfigurationDirectory(platform);
         ASSERT_FALSE(session);
-        EXPECT_EQ(session.error().text, c.sentence);
-        EXPECT_EQ(session.error().directoryCode, c.code);
-        EXPECT_TRUE(log.contains(CORE::logError, c.sentence + L" (" + std::to_wstring(c.code) + L")"));
-    }
+        EXPECT_EQ(session.error().text, sentence);
+        EXPECT_EQ(session.error().directoryCode, code);
+        EXPECT_TRUE(log.contains(CORE::logError, sentence + L" (" + std::to_wstring(code) + L")"));
+    };
+    client->session = std::make_unique<ScriptedSession>();
+    client->session->bindCode = ldapInvalidCredentials;
+    expectFailure(L"Failed to bind to LDAP - Invalid Credentials", 49);
+    client->openCode = ldapServerDown;
+    expectFailure(L"Failed to establish LDAP connection on this server - Server Down", 81);
 }
 
 TEST(Layout, ServerNamesCannotLeaveTheirPlace) {
