@@ -97,7 +97,7 @@ std::string Domain::rootNamingContext(std::wstring_view domain) const {
     const std::string path = "LDAP://" + toUtf8(domain) + "/rootDSE";
     const auto root = access_.services->openObject(path, {}, platform::adsSecureAuthentication);
     if (!root) {
-        logWarning(L"OpenObject could not bind to %s (%s)", path, root.error().text);
+        if (!stopping_) logWarning(L"OpenObject could not bind to %s (%s)", path, root.error().text);
         return {};
     }
     const auto context = (*root)->get("RootDomainNamingContext");
@@ -181,7 +181,7 @@ PropertyBag Domain::getDomainMap(bool force) {
 
 Result<std::unique_ptr<platform::DirectoryObject>> Domain::openObject(const std::string& path) const {
     auto object = access_.services->openObject(path, {}, platform::adsSecureAuthentication);
-    if (object) return object;
+    if (object || stopping_) return object;  // that a stop ends the wait is no failure
     logError(L"Failed to bind to %s", path);
     logError(L"OpenObject failed on %s (%s)", path, object.error().text);
     logDebug(L"OpenObject could not open %s", path);
@@ -195,7 +195,7 @@ std::string Domain::defaultNamingContext() const {
         if (context) return platform::directoryText(*context);
         logError(L"Cannot fetch defaultNamingContext from %s (%s)", path, context.error().text);
     }
-    logError(L"Failed to determined default naming context, will assume mixed mode");
+    if (!stopping_) logError(L"Failed to determined default naming context, will assume mixed mode");
     return {};
 }
 

@@ -54,9 +54,6 @@ HostileLdap::Script floodOf(const std::string& message) {
 HostileLdap::Script send(const std::string& bytes) {
     return [=](HostileConnection& client) { client.send(bytes); };
 }
-void stall(HostileConnection& client) {
-    client.stall();
-}
 const std::string photo(1500, 'x');
 const std::string anotherId("\x02\x01\x7f", 3), noticeId("\x02\x01\x00", 3);
 // The beginning of a long ServerHello, byte by byte.

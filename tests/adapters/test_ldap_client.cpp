@@ -11,11 +11,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-using wstest::HostileConnection, wstest::HostileLdap, wstest::ldapMessage;
-
-void stall(HostileConnection& client) {
-    client.stall();
-}
+using wstest::HostileConnection, wstest::HostileLdap, wstest::ldapMessage, wstest::stall;
 
 LdapEndpoint endpointOf(const HostileLdap& server, std::string host = "127.0.0.1") {
     LdapEndpoint endpoint;

@@ -28,7 +28,7 @@ class NoServer : public testing::TestWithParam<std::tuple<Build, bool>> {};
 
 TEST_P(NoServer, IsSaidWithTheCodeAndWithoutAHang) {
     const auto [build, listens] = GetParam();
-    auto server = std::make_unique<wstest::HostileLdap>([](auto& client) { client.stall(); });
+    auto server = std::make_unique<wstest::HostileLdap>(wstest::stall);
     const wstest::TempFolder folder;
     const std::string configuration = folder.write("nobody.toml", configurationOf(server->port()));
     if (!listens) server.reset();

@@ -199,6 +199,16 @@ TEST(Domain, AStopIsNoErrorOfTheBuildThatItEnds) {
     EXPECT_FALSE(log.contains(CORE::logError, L"The domain map could not be built: The service is stopping"));
 }
 
+TEST(Domain, AStopIsNoErrorOfTheLookAtTheModeThatItEnds) {
+    Forest forest;
+    const LogCapture log(CORE::logWarning);
+    forest.services->objects.clear();
+    forest.services->onOpenObject = [&](const std::string&) { forest.domain->stop(); };
+    forest.domain->OnTimer();
+    forest.threads.waitForAll();
+    EXPECT_EQ(log.lines(), std::vector<LogLine>());
+}
+
 TEST(Domain, AStopEndsTheWaitForAnAuthenticationServiceThatDoesNotCome) {
     const auto services = std::make_shared<ScriptedDirectoryServices>();
     CORE::ThreadGroup threads(L"test");

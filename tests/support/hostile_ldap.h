@@ -99,7 +99,6 @@ class HostileConnection {
         }
         throw ConnectionEnded();
     }
-    // Reads whatever comes and says nothing.
     void stall() {
         while (true) read();
     }
@@ -200,5 +199,10 @@ class HostileLdap {
     std::vector<std::thread> scripts_;
     std::thread thread_;
 };
+
+// A script: reads whatever comes and says nothing.
+inline void stall(HostileConnection& client) {
+    client.stall();
+}
 
 }  // namespace wstest

@@ -160,7 +160,7 @@ TEST(WinauthService, AnswersItsTwoOperations) {
 }
 
 TEST(WinauthService, ARequestThatIsGivenUpWaitsForNoDirectory) {
-    const wstest::HostileLdap server([](wstest::HostileConnection& client) { client.stall(); });
+    const wstest::HostileLdap server(wstest::stall);
     const wstest::TempFolder folder;
     PropertyBag startup;
     startup.set(
