@@ -9,6 +9,12 @@
 
 namespace wsadmin::platform {
 
+#if defined(_WIN32)
+inline constexpr bool isWindows = true;
+#else
+inline constexpr bool isWindows = false;
+#endif
+
 inline std::shared_ptr<Platform> realPlatform() {
 #if defined(_WIN32)
     return windows::makePlatform();

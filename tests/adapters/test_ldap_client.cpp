@@ -35,11 +35,7 @@ LdapCredentials credentialsOf(LdapCredentials::Method method) {
 using Method = LdapCredentials::Method;
 
 // Wine's client waits for a TLS handshake without a limit; the Windows client's limit cannot be tried in it.
-#if defined(_WIN32)
-constexpr bool limitsHandshakes = false;
-#else
-constexpr bool limitsHandshakes = true;
-#endif
+constexpr bool limitsHandshakes = !isWindows;
 
 TEST(LdapClient, FindsADeadServerDown) {
     auto server = std::make_unique<HostileLdap>(stall);
@@ -53,8 +49,9 @@ TEST(LdapClient, FindsADeadServerDown) {
             ASSERT_TRUE(session);
             const auto bound = (*session)->bind(credentialsOf(method));
             ASSERT_FALSE(bound);
-            EXPECT_EQ(bound.error().code, ldapServerDown);
-            EXPECT_EQ(bound.error().text, L"Server Down");
+            const bool unclear = tls && isWindows;  // whose client has one code for all that TLS lacks
+            EXPECT_EQ(bound.error().code, unclear ? ldapConnectError : ldapServerDown);
+            EXPECT_TRUE(unclear || bound.error().text == L"Server Down");
         }
     }
     const auto session = realPlatform()->ldap->open(endpoint);
