@@ -149,7 +149,7 @@ Result<std::vector<Sid>> userTokenGroupsFromDirectory(ServiceContext& service, s
     const std::string binding = platform::directoryPathText({.dn = std::string(userDn)});
     logDebug(L"Obtaining token groups for %s, will bind to %s", userDn, binding);
     const auto pool = service.connections();
-    const bool named = platform::parseDn(userDn).value_or(platform::Dn()).size() > 0;
+    const bool named = !platform::parseDn(userDn).value_or(platform::Dn()).empty();
     if (!pool || !named) return failed(L"Failed to bind to " + CORE::toWide(binding));
     const PooledSearch search(*pool, pool->getConnection(binding, ConnectionMgr::base));
     if (!search) return failed(L"Failed to bind to " + CORE::toWide(binding));
