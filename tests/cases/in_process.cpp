@@ -95,7 +95,7 @@ class CountedLab {
         }
     }
 
-    std::shared_ptr<LdapCounts> counts = std::make_shared<LdapCounts>();
+    std::shared_ptr<PortCalls> counts = std::make_shared<PortCalls>();
     std::shared_ptr<platform::Platform> machine;
     Directories directories;  // not counted
 
@@ -109,7 +109,7 @@ class CountedLab {
     std::shared_ptr<platform::LdapClient> network_;
 };
 
-Problems judgeCounts(const Case& one, const LdapCounts& counts) {
+Problems judgeCounts(const Case& one, const PortCalls& counts) {
     Problems problems;
     const auto expect = [&](const std::string& what, const Json& wanted, std::ptrdiff_t got) {
         if (wanted != got)
@@ -127,7 +127,7 @@ void run(const Case& one, const CountedLab& lab, Problems& problems) {
     const Json faults = keys.value("faults", Json::object());
     if (keys.contains("wait"))
         lab.machine->clock->wait(std::chrono::seconds(keys["wait"].get<int>()), nullptr);
-    lab.counts->forget();
+    lab.counts->restart();
     lab.setFaults(faults);
     const LogCapture log;
     const Outcome outcome = ask(one);

@@ -130,7 +130,7 @@ class SmallLab {
             std::make_shared<CountingClient>(std::make_shared<wstest::CountingLdapClient>(network, counts));
         services = makePortableDirectoryServices(client, "lab");
     }
-    std::shared_ptr<wstest::LdapCounts> counts = std::make_shared<wstest::LdapCounts>();
+    std::shared_ptr<wstest::PortCalls> counts = std::make_shared<wstest::PortCalls>();
     std::shared_ptr<CountingClient> client;
     std::shared_ptr<DirectoryServices> services;
 };
@@ -151,7 +151,7 @@ TEST(PortableDirectory, AsksForPagesWhereToldToOrWhereTheServerWouldNotGiveAll) 
         const SmallLab lab;
         const auto search = lab.services->openSearch("LDAP://lab/DC=x", {}, adsSecureAuthentication);
         ASSERT_TRUE(search && (*search)->setPreference(SearchPreference::pageSize, row.pageSize));
-        lab.counts->forget();
+        lab.counts->restart();
         const auto rows = (*search)->execute(row.filter, {"1.1"});
         ASSERT_TRUE(rows);
         int seen = 0;

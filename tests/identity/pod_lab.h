@@ -55,7 +55,7 @@ ports = [389, 3268]
         service = std::make_unique<TestService>(platform);
     }
 
-    std::shared_ptr<LdapCounts> counts = std::make_shared<LdapCounts>();
+    std::shared_ptr<PortCalls> counts = std::make_shared<PortCalls>();
     std::shared_ptr<wsadmin::platform::Platform> platform;
     std::unique_ptr<TestService> service;
 

@@ -58,7 +58,7 @@ using BeforeWrite = std::function<void(int number)>;
 
 class WatchedSession : public CountingSession {
   public:
-    WatchedSession(std::unique_ptr<platform::LdapSession> session, std::shared_ptr<LdapCounts> counts,
+    WatchedSession(std::unique_ptr<platform::LdapSession> session, std::shared_ptr<PortCalls> counts,
                    BeforeWrite before)
         : CountingSession(std::move(session), std::move(counts)), before_(std::move(before)) {}
     Done modify(const std::string& dn, const Modifications& changes, const Controls& controls) override {
@@ -83,7 +83,7 @@ class WatchedClient : public platform::LdapClient {
 
   private:
     std::shared_ptr<LdapClient> client_;
-    std::shared_ptr<LdapCounts> counts_;
+    std::shared_ptr<PortCalls> counts_;
     BeforeWrite before_;
 };
 

@@ -1,8 +1,10 @@
 // The record of what passes through the ports of a platform, and the fault that a test injects into it.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -10,7 +12,12 @@
 #include <utility>
 #include <vector>
 
+#include "platform/platform.h"
+
 namespace wstest {
+
+using namespace wsadmin;
+using namespace wsadmin::platform;
 
 // One call that fails. A call is named by a text that begins with its port: "ldap modify CN=...".
 struct PortFault {
@@ -31,7 +38,6 @@ class PortCalls {
     };
 
     std::atomic<int> live{0};     // sessions, searches, objects and tokens that are open
-    std::atomic<int> opened{0};   // how many were opened so far
     std::atomic<int> changes{0};  // calls that change something
 
     // Records a call. The code that it fails with; 0: it is carried out.
@@ -52,14 +58,20 @@ class PortCalls {
         const std::lock_guard hold(mutex_);
         changed_.push_back(name);
     }
+    void add(const LdapSearch& search) {
+        const std::lock_guard hold(mutex_);
+        searches_.push_back(search);
+    }
     // Begins a new record, with that fault.
     void restart(std::optional<PortFault> fault = {}) {
         const std::lock_guard hold(mutex_);
         fault_ = std::move(fault);
         happened_ = false;
+        changes = 0;
         occurrences_.clear();
         calls_.clear();
         changed_.clear();
+        searches_.clear();
     }
     std::vector<Call> calls() const {
         const std::lock_guard hold(mutex_);
@@ -68,6 +80,17 @@ class PortCalls {
     std::vector<std::string> changed() const {
         const std::lock_guard hold(mutex_);
         return changed_;
+    }
+    std::vector<LdapSearch> searches() const {
+        const std::lock_guard hold(mutex_);
+        return searches_;
+    }
+    // LDAP searches whose filter has that text.
+    std::ptrdiff_t searchesFor(std::string_view text) const {
+        const auto hasText = [text](const LdapSearch& one) {
+            return one.filter.find(text) != std::string::npos;
+        };
+        return std::ranges::count_if(searches(), hasText);
     }
     bool faultHappened() const {
         const std::lock_guard hold(mutex_);
@@ -83,6 +106,83 @@ class PortCalls {
     std::map<std::string, int> occurrences_;
     std::vector<Call> calls_;
     std::vector<std::string> changed_;
+    std::vector<LdapSearch> searches_;
+};
+
+// What a failing call answers: the code, as a failure of its port.
+template <class Answer>
+Answer injected(const std::string& call, int code) {
+    if constexpr (std::is_same_v<Answer, AccountBufferSizes>) {
+        return {.error = code};
+    } else if constexpr (std::is_same_v<typename Answer::error_type, TokenFailure>) {
+        const TokenStep step = code == accountInsufficientBuffer ? TokenStep::size
+                               : code == accountNotEnoughMemory  ? TokenStep::memory
+                                                                 : TokenStep::data;
+        return tl::unexpected(TokenFailure{step, {code, L"injected"}});
+    } else if constexpr (std::is_same_v<typename Answer::error_type, LogonFailure>) {
+        const LogonStep step = code == accountNoServer        ? LogonStep::connect
+                               : code == accountNoSuchPackage ? LogonStep::package
+                                                              : LogonStep::logon;
+        return tl::unexpected(LogonFailure{step, {code, L"injected"}});
+    } else {
+        if (call.starts_with("ldap ")) return fail(ldapFailure(code));
+        if (call.starts_with("ads ")) return fail(code, directoryErrorText(code, adsCodeText(code), 0, {}));
+        return fail(code, L"injected");
+    }
+}
+
+// An object of a port in front of the real one. A call is named by the port, the call, the object's own name
+// (the path that it was opened by) and what else there is to say.
+template <class Port>
+class CountingPort : public Port {
+  public:
+    CountingPort(std::shared_ptr<Port> real, std::shared_ptr<PortCalls> calls)
+        : real_(std::move(real)), calls_(std::move(calls)) {}
+
+  protected:
+    using Real = Port;
+
+    static std::string nameOf(std::initializer_list<std::string_view> parts) {
+        std::string name;
+        for (const std::string_view part : parts)
+            if (!part.empty()) name.append(name.empty() ? "" : " ").append(part);
+        return name;
+    }
+    // Carries the call out, unless it is the one that fails.
+    template <auto method, class... Given>
+    auto call(const std::string& name, const Given&... given) const {
+        using Answer = decltype((real_.get()->*method)(given...));
+        if (const int code = calls_->enter(name)) return injected<Answer>(name, code);
+        return (real_.get()->*method)(given...);
+    }
+    // The same of a call that changes something.
+    template <auto method, class... Given>
+    auto change(const std::string& name, const Given&... given) const {
+        ++calls_->changes;
+        auto done = call<method>(name, given...);
+        if (done) calls_->changed(name);
+        return done;
+    }
+    // What was opened, with what stands in front of it.
+    template <class Counting, class Opened, class... More>
+    Opened counted(Opened opened, const More&... more) const {
+        if (!opened) return opened;
+        return std::make_unique<Counting>(std::move(*opened), calls_, more...);
+    }
+
+    std::shared_ptr<Port> real_;
+    std::shared_ptr<PortCalls> calls_;
+};
+
+// The same of something that is open as long as it lives.
+template <class Port>
+class CountingOpened : public CountingPort<Port> {
+  public:
+    CountingOpened(std::shared_ptr<Port> real, std::shared_ptr<PortCalls> calls)
+        : CountingPort<Port>(std::move(real), std::move(calls)) {
+        ++this->calls_->live;
+    }
+    ~CountingOpened() override { --this->calls_->live; }
 };
 
 }  // namespace wstest

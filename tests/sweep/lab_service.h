@@ -100,7 +100,7 @@ class LabService {
         request.setBool(L"forceReload", true);
         static_cast<void>(run(L"getDomainHealth", request));
     }
-    Outcome run(const std::wstring& operation, const PropertyBag& request,
+    Outcome run(std::wstring_view operation, const PropertyBag& request,
                 std::optional<PortFault> fault = {}) {
         calls_->restart(std::move(fault));
         Outcome done;
@@ -108,7 +108,7 @@ class LabService {
             std::optional<wstest::LogCapture> log;
             if (capturesLog_) log.emplace();
             wsadmin::ws_admin_operation item(service_);
-            done.handled = item.MessageHandler(operation.c_str(), request, done.answer);
+            done.handled = item.MessageHandler(std::wstring(operation).c_str(), request, done.answer);
             if (log) done.log = log->lines();
         }
         done.calls = calls_->calls();
@@ -172,7 +172,7 @@ class LabService {
 
     bool capturesLog_;
     PropertyBag startup_;
-    std::shared_ptr<wstest::LdapCounts> calls_ = std::make_shared<wstest::LdapCounts>();
+    std::shared_ptr<wstest::PortCalls> calls_ = std::make_shared<wstest::PortCalls>();
     std::shared_ptr<wstest::ManualClock> clock_ = std::make_shared<wstest::ManualClock>();
     std::shared_ptr<wsadmin::platform::Platform> platform_ = std::make_shared<wsadmin::platform::Platform>();
     std::shared_ptr<UndoneClient> ldap_;

@@ -1,5 +1,5 @@
 // Every built operation with every call of every port failing once. The request then ends with an error and
-// its sentence, or with the complete answer, or with one that the tables of sweep_data.h name; it closes what
+// its sentence, or with the complete answer, or with one that answers.jsonl names; it closes what
 // it opened, and the same request afterwards is answered as ever.
 //
 // With WS_SWEEP_RECORD naming a file, each run's answer and log lines are added to that file.
@@ -71,27 +71,25 @@ class Sweep : public testing::TestWithParam<const Operation*> {
     void sweep(std::wstring_view keys) {
         request_ = bagOf(keys);
         callsMade_.clear();
-        title_ = toUtf8(operation_ + L" " + std::wstring(keys));
-        sweep(Setting::domainsKnown, title_);
-        sweep(Setting::domainsUnknown, title_ + " (domains unknown)");
-        sweep(Setting::ownAccounts, title_ + " (own accounts)");
+        const std::string title = operation_ + " " + toUtf8(keys);
+        sweep(Setting::domainsKnown, title);
+        sweep(Setting::domainsUnknown, title + " (domains unknown)");
+        sweep(Setting::ownAccounts, title + " (own accounts)");
     }
 
-    // No row outlives what it excuses.
-    void expectAllUsed() const {
-        for (const PartialAnswer& row : partialAnswers)
-            EXPECT_TRUE(row.operation != operation_ || used_.contains(&row)) << row.fault << ": " << row.why;
-    }
+    const std::string operation_ = toUtf8(GetParam()->name);
+    const SweepData data_ = readSweepData(operation_);
+    std::set<const PartialAnswer*> used_;
 
   private:
-    static std::string labOf(std::wstring_view operation) {
+    static std::string labOf(std::string_view operation) {
         const bool federated = std::ranges::find(onFederatedLab, operation) != std::end(onFederatedLab);
         return std::string(WS_SOURCE_DIR "/labs/") + (federated ? "federated" : "sample");
     }
 
     void sweep(Setting setting, const std::string& title) {
         service_.restart(setting);
-        const Outcome whole = service_.run(operation_, request_);
+        const Outcome whole = service_.run(GetParam()->name, request_);
         const std::string answer = textOf(whole.answer);
         const auto faults = faultsOf(whole, setting);
         if (setting == Setting::domainsKnown) {
@@ -106,7 +104,7 @@ class Sweep : public testing::TestWithParam<const Operation*> {
             SCOPED_TRACE(title + ", " + titleOf(fault));
             if (setting == Setting::domainsUnknown) service_.restart(setting);
             service_.restore();
-            const Outcome failed = service_.run(operation_, request_, fault);
+            const Outcome failed = service_.run(GetParam()->name, request_, fault);
             record_.add("-- " + titleOf(fault), failed, whole.asksDomains());
             EXPECT_TRUE(failed.handled && failed.faultHappened);
             EXPECT_EQ(failed.leftOpen, 0);
@@ -114,7 +112,8 @@ class Sweep : public testing::TestWithParam<const Operation*> {
             service_.restore();
             if (whole.asksDomains()) service_.learnDomains();
             // On another thread, because a lock that was left locked lets its own holder in again.
-            auto again = std::async(std::launch::async, [&] { return service_.run(operation_, request_); });
+            auto again =
+                std::async(std::launch::async, [&] { return service_.run(GetParam()->name, request_); });
             EXPECT_EQ(textOf(again.get().answer), answer) << "afterwards";
         }
     }
@@ -148,34 +147,32 @@ class Sweep : public testing::TestWithParam<const Operation*> {
         if (error && isOnlyError(failed.answer)) return;
         if (complete && failed.changed == whole.changed) return;
         const bool part = !error && isPart(failed.answer, whole.answer);
-        const Partial kind = complete ? Partial::changesMissing
-                             : part   ? Partial::fewerEntries
-                                      : Partial::other;
-        for (const PartialAnswer& row : partialAnswers) {
+        const char* kind = complete ? "changes missing" : part ? "fewer entries" : "other";
+        const auto names = [&](const PartialAnswer& row) {
             const bool hit = fault.call.starts_with(row.fault) ||
                              (setting == Setting::domainsUnknown && row.fault == learningDomains);
-            if (row.operation != operation_ || row.kind != kind || !hit) continue;
-            if (kind == Partial::other && !matches(answer, row.answer)) continue;
-            used_.insert(&row);
-            return;
-        }
-        ADD_FAILURE() << "no row names this answer, of kind " << static_cast<int>(kind) << ": " << answer;
+            return row.kind == kind && hit && (row.answer.empty() || matches(answer, row.answer));
+        };
+        const auto row = std::ranges::find_if(data_.partialAnswers, names);
+        if (row == data_.partialAnswers.end())
+            ADD_FAILURE() << "answers.jsonl does not name this answer, of the kind " << kind << ": "
+                          << answer;
+        else
+            used_.insert(&*row);
     }
 
-    const std::wstring operation_{GetParam()->name};
     Record record_;
     LabService service_{labOf(operation_), record_.wanted()};
-    std::string title_;
     PropertyBag request_;
     std::set<std::string> callsMade_;  // where the domains are known
-    std::set<const PartialAnswer*> used_;
 };
 
 TEST_P(Sweep, AFailingCallIsToldOrMadeUpFor) {
     sweep(GetParam()->example);
-    for (const Request& more : moreRequests)
-        if (more.operation == GetParam()->name) sweep(more.keys);
-    expectAllUsed();
+    for (const std::string& keys : data_.requests) sweep(CORE::toWide(keys));
+    // No row outlives what it excuses.
+    for (const PartialAnswer& row : data_.partialAnswers)
+        EXPECT_TRUE(used_.contains(&row)) << row.fault << ": " << row.why;
 }
 
 std::vector<const Operation*> builtOperations() {
