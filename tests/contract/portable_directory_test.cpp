@@ -11,31 +11,7 @@
 namespace wsadmin::platform {
 namespace {
 
-// A client whose one session remembers how it was bound; without answers every search fails.
-class RememberingClient final : public LdapClient {
-  public:
-    Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& asked) override {
-        ++opened;
-        endpoint = asked;
-        return std::make_unique<Session>(*this);
-    }
-    int opened = 0;
-    LdapEndpoint endpoint;
-    LdapCredentials bound;
-
-  private:
-    class Session final : public wstest::ScriptedSession {
-      public:
-        explicit Session(RememberingClient& client) : client_(client) {}
-        Result<void> bind(const LdapCredentials& credentials) override {
-            client_.bound = credentials;
-            return {};
-        }
-
-      private:
-        RememberingClient& client_;
-    };
-};
+using wstest::RememberingClient;
 
 TEST(PortableDirectory, ContactsWhomThePathNames) {
     const struct {
@@ -126,12 +102,10 @@ class SmallLab {
         network->listen({{"lab"}, {389}, {}},
                         std::make_shared<lab::DirectoryServer>(
                             std::move(directory), std::vector<lab::Account>{}, std::move(faults), clock));
-        client =
-            std::make_shared<CountingClient>(std::make_shared<wstest::CountingLdapClient>(network, counts));
-        services = makePortableDirectoryServices(client, "lab");
+        services = makePortableDirectoryServices(
+            std::make_shared<wstest::CountingLdapClient>(network, counts), "lab");
     }
     std::shared_ptr<wstest::PortCalls> counts = std::make_shared<wstest::PortCalls>();
-    std::shared_ptr<CountingClient> client;
     std::shared_ptr<DirectoryServices> services;
 };
 

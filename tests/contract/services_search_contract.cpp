@@ -1,9 +1,6 @@
 // What every implementation of directory services does with paths and searches.
-#include <asio.hpp>
-#include <chrono>
-#include <thread>
-
 #include "contract/services_under_test.h"
+#include "support/relay.h"
 
 namespace wsadmin::platform {
 namespace {
@@ -162,60 +159,12 @@ TEST_P(ServicesSearchContract, FailuresHaveThePlatformsCodes) {
     EXPECT_EQ(client_->opened, before);  // nobody was contacted
 }
 
-// Passes on what goes to a server and back, until it is cut.
-class Wire {
-  public:
-    explicit Wire(const LdapEndpoint& target) {
-        acceptor_.listen();
-        thread_ = std::thread([this, target] {
-            asio::ip::tcp::socket client(context_), server(context_);
-            asio::error_code error;
-            acceptor_.accept(client, error);
-            if (!error) server.connect({asio::ip::make_address(target.host), target.port}, error);
-            if (error) return;
-            pass(client, server, toServer_);
-            pass(server, client, toClient_);
-            context_.run();
-        });
-    }
-    ~Wire() { cut(); }  // NOLINT(bugprone-exception-escape): which ends the program, and tells
-    Wire(const Wire&) = delete;
-    Wire& operator=(const Wire&) = delete;
-    std::uint16_t port() { return acceptor_.local_endpoint().port(); }
-    // Ends the connection, and there is no other.
-    void cut() {
-        if (!thread_.joinable()) return;
-        asio::post(context_, [this] { context_.stop(); });
-        asio::error_code ignored;
-        asio::io_context own;
-        asio::ip::tcp::socket wake(own);  // where nobody has come yet
-        wake.connect({asio::ip::address_v4::loopback(), port()}, ignored);
-        thread_.join();
-        acceptor_.close();
-    }
-
-  private:
-    using Buffer = std::array<char, 4096>;
-    void pass(asio::ip::tcp::socket& from, asio::ip::tcp::socket& to, Buffer& buffer) {
-        from.async_read_some(asio::buffer(buffer), [&](asio::error_code error, std::size_t count) {
-            if (!error) asio::write(to, asio::buffer(buffer, count), error);
-            if (error) return context_.stop();
-            pass(from, to, buffer);
-        });
-    }
-
-    asio::io_context context_;
-    asio::ip::tcp::acceptor acceptor_{context_, {asio::ip::address_v4::loopback(), 0}};
-    Buffer toServer_{}, toClient_{};
-    std::thread thread_;
-};
-
 TEST_P(ServicesSearchContract, TellsThatTheServerIsGone) {
     if (isLab()) GTEST_SKIP() << "a lab has no wire to cut; how it goes away is tried with its faults";
     for (int i = 0; i < 30; ++i) make("CN=" + std::to_string(i));
     std::shared_ptr<DirectorySearch> search;
     {
-        Wire wire(directory_->endpoint());
+        wstest::Relay wire(directory_->endpoint().host, directory_->endpoint().port);
         search = searchAt("LDAP://127.0.0.1:" + std::to_string(wire.port()) + "/" + place());
         ASSERT_TRUE(search);
         ASSERT_TRUE(search->setPreference(SearchPreference::pageSize, 5));

@@ -12,8 +12,10 @@ namespace wsadmin::platform {
 void ServicesContract::SetUp() {
     DirectoryContract::SetUp();
     if (!directory_) return;
-    client_ = std::make_shared<CountingClient>(directory_->client(), dnsDomainOf(suffix()),
-                                               directory_->endpoint().host);
+    // The domain's name leads to the one server.
+    client_ = std::make_shared<RedirectedClient>(directory_->client(), [this](LdapEndpoint& endpoint) {
+        if (endpoint.host == dnsDomainOf(suffix())) endpoint.host = directory_->endpoint().host;
+    });
     services_ = makePortableDirectoryServices(client_, directory_->endpoint().host);
 #if defined(_WIN32)
     if (isAdsi() && isLab()) provider_ = std::make_unique<wstest::AdsProvider>(services_);

@@ -1,7 +1,7 @@
 // What the contract of directory services needs beside a directory.
 #pragma once
 
-#include <atomic>
+#include <functional>
 #include <map>
 
 #include "contract/directory_under_test.h"
@@ -12,24 +12,24 @@
 
 namespace wsadmin::platform {
 
-// Counts who is contacted, and knows where the servers of one domain are.
-class CountingClient final : public LdapClient {
+// Counts who is contacted, and changes whom.
+class RedirectedClient final : public LdapClient {
   public:
-    explicit CountingClient(std::shared_ptr<LdapClient> client, std::string domain = {},
-                            std::string host = {})
-        : client_(std::move(client)), domain_(std::move(domain)), host_(std::move(host)) {}
+    using Redirect = std::function<void(LdapEndpoint&)>;
+    RedirectedClient(std::shared_ptr<LdapClient> client, Redirect redirect)
+        : client_(std::move(client)), redirect_(std::move(redirect)) {}
     Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override {
         ++opened;
         last = endpoint;
-        if (!domain_.empty() && last.host == domain_) last.host = host_;
+        redirect_(last);
         return client_->open(last);
     }
-    std::atomic<int> opened{0};
+    int opened = 0;
     LdapEndpoint last;
 
   private:
     std::shared_ptr<LdapClient> client_;
-    std::string domain_, host_;
+    Redirect redirect_;
 };
 
 // Cases write to the directory by LDAP and look at it through the services, or the other way round.
@@ -60,7 +60,7 @@ class ServicesContract : public DirectoryContract {
 #if defined(_WIN32)
     std::unique_ptr<wstest::AdsProvider> provider_;
 #endif
-    std::shared_ptr<CountingClient> client_;
+    std::shared_ptr<RedirectedClient> client_;
     std::shared_ptr<DirectoryServices> services_;
 #if defined(_WIN32)
     std::uint32_t flags_ = adsServerBind;  // Wine negotiates with no user of a name such as user@domain

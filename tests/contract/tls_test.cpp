@@ -8,24 +8,6 @@
 namespace wsadmin::platform {
 namespace {
 
-// Gives every endpoint the same trust.
-class TrustingClient final : public LdapClient {
-  public:
-    TrustingClient(std::shared_ptr<LdapClient> client, std::string caFile, bool verify)
-        : client_(std::move(client)), caFile_(std::move(caFile)), verify_(verify) {}
-    Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& asked) override {
-        LdapEndpoint endpoint = asked;
-        endpoint.caFile = caFile_;
-        endpoint.verifyCertificate = verify_;
-        return client_->open(endpoint);
-    }
-
-  private:
-    std::shared_ptr<LdapClient> client_;
-    std::string caFile_;
-    bool verify_;
-};
-
 #if !defined(_WIN32)  // whose client trusts whom the machine trusts
 TEST(Tls, CertificatesAreCheckedUnlessToldOtherwise) {
     const auto server = openServerUnderTest();
@@ -35,24 +17,26 @@ TEST(Tls, CertificatesAreCheckedUnlessToldOtherwise) {
     const LdapCredentials right = server->credentials();
     const DirectoryCredentials credentials{right.user, right.password};
     const DirectoryCredentials wrong{right.user, CORE::secretstring("wrong")};
-    const std::string address = server->endpoint().host;
     const struct {
-        const char* what;
-        std::string host, caFile;
+        const char *what, *caFile;
         bool verify;
         const DirectoryCredentials& credentials;
         std::vector<std::string> codes;
     } table[] = {
-        {"its own certificate", address, ca, true, credentials, {"00000000"}},
-        {"a wrong password", address, ca, true, wrong, {"8007052e"}},
-        {"nobody trusts it", address, "", true, credentials, {"8007203a", "800704c9"}},
-        {"any will do", address, "", false, credentials, {"00000000"}},
+        {"its own certificate", ca, true, credentials, {"00000000"}},
+        {"a wrong password", ca, true, wrong, {"8007052e"}},
+        {"nobody trusts it", "", true, credentials, {"8007203a", "800704c9"}},
+        {"any will do", "", false, credentials, {"00000000"}},
     };
     for (const auto& row : table) {
-        const auto services = makePortableDirectoryServices(
-            std::make_shared<TrustingClient>(server->client(), row.caFile, row.verify), "");
+        const auto trust = [&row](LdapEndpoint& endpoint) {
+            endpoint.caFile = row.caFile;
+            endpoint.verifyCertificate = row.verify;
+        };
+        const auto services =
+            makePortableDirectoryServices(std::make_shared<RedirectedClient>(server->client(), trust), "");
         const auto code =
-            hexCode(codeOf(services->openSearch("LDAP://" + row.host + "/" + server->suffix(),
+            hexCode(codeOf(services->openSearch("LDAP://" + server->endpoint().host + "/" + server->suffix(),
                                                 row.credentials, adsSecureAuthentication | adsUseSsl)));
         EXPECT_NE(std::find(row.codes.begin(), row.codes.end(), code), row.codes.end())
             << row.what << ": " << code;
@@ -90,11 +74,8 @@ TEST(Tls, APasswordWaitsForTlsWhereItIsRequired) {
         EXPECT_EQ(bound.has_value(), row.bound) << row.what;
         EXPECT_TRUE(bound || bound.error().text.starts_with(ca ? L"The TLS connection to " : L"The server "))
             << CORE::toUtf8(bound.error().text);
-        LdapSearch search;
-        search.base = server->suffix();
-        search.scope = LdapScope::base;
-        search.filter = "(objectClass=*)";
-        const auto found = (*session)->search(search);
+        const auto found = (*session)->search(
+            {.base = server->suffix(), .scope = LdapScope::base, .filter = "(objectClass=*)"});
         EXPECT_EQ(found && found->entries.size() == 1, row.bound || !ca) << row.what;
     }
 }

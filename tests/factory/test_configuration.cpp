@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "factory/temporary_folder.h"
 #include "framework/core/corestring.h"
 #include "framework/core/log.h"
 #include "support/log_capture.h"
+#include "support/temp_folder.h"
 
 namespace wsadmin::platform {
 namespace {
@@ -14,7 +14,7 @@ using std::chrono::milliseconds;
 using Method = LdapCredentials::Method;
 
 TEST(Configuration, SaysHowDirectoriesAreReached) {
-    const TemporaryFolder folder;
+    const wstest::TempFolder folder;
     folder.write("pod.password",
                  "\xEF\xBB\xBF"
                  "from \"file\" \r\n");
@@ -97,7 +97,7 @@ max-bytes = 88
 }
 
 TEST(Configuration, SaysWhatIsWrongAndWhere) {
-    const TemporaryFolder folder;
+    const wstest::TempFolder folder;
     folder.write("empty", "\n");
     const struct {
         const char* text;
@@ -153,7 +153,7 @@ TEST(Configuration, SaysWhatIsWrongAndWhere) {
 }
 
 TEST(Configuration, NamesAFileThatCannotBeRead) {
-    const TemporaryFolder folder;
+    const wstest::TempFolder folder;
     folder.write("empty", "\n");
     const std::pair<const char*, const wchar_t*> rows[] = {
         {"[directory]\nuser = \"u\"\npassword-file = \"absent\"", L"c.toml:3: the password file "},
@@ -171,7 +171,7 @@ TEST(Configuration, NamesAFileThatCannotBeRead) {
 
 TEST(Configuration, WarnsOfCertificatesThatAreNotChecked) {
     const wstest::LogCapture log(CORE::logWarning);
-    const TemporaryFolder folder;
+    const wstest::TempFolder folder;
     ASSERT_TRUE(readConfiguration(
         folder.write("c.toml", "[directory]\nhost = \"a.example\"\ntls = true\nverify-certificate = false")));
     EXPECT_TRUE(log.contains(
@@ -184,7 +184,7 @@ TEST(Configuration, WarnsOfPasswordsThatOthersCanRead) {
     std::wstring log;
     const auto sink = CORE::addLogSink(CORE::logDebug,
                                        [&](int, std::wstring_view, std::wstring_view text) { log += text; });
-    const TemporaryFolder folder;
+    const wstest::TempFolder folder;
     const auto file = folder.write("c.toml", "[directory]\nuser = \"u\"\npassword = \"unspoken\"");
     using std::filesystem::perms;
     std::filesystem::permissions(file, perms::owner_read);

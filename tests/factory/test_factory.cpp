@@ -2,10 +2,10 @@
 
 #include <asio.hpp>
 
-#include "factory/temporary_folder.h"
 #include "framework/core/corestring.h"
 #include "platform/factory/paths.h"
 #include "platform/platform.h"
+#include "support/temp_folder.h"
 
 namespace wsadmin::platform {
 namespace {
@@ -29,11 +29,11 @@ TEST(Factory, ReachesDirectoriesAsTheFileSays) {
     asio::io_context context;
     asio::ip::tcp::acceptor acceptor(context, {asio::ip::make_address("127.0.0.1"), 0});
     acceptor.non_blocking(true);
-    const TemporaryFolder folder;
+    const wstest::TempFolder folder;
     const auto file =
         folder.write("J\xc3\xb6rg.toml", "[directory]\nhost = \"127.0.0.1\"\nconnect-timeout = 50\nport = " +
                                              std::to_string(acceptor.local_endpoint().port()));
-    const auto platform = createPlatform(startup(configurationKey, utf8Of(file)));
+    const auto platform = createPlatform(startup(configurationKey, file));
     ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
     LdapCredentials nobody;
     nobody.method = LdapCredentials::Method::anonymous;
@@ -64,7 +64,7 @@ TEST(Factory, GivesALabDirectoryServices) {
 }
 
 TEST(Factory, ChoosesDirectoryServices) {
-    const TemporaryFolder folder;
+    const wstest::TempFolder folder;
     // A closed port tells whether a configuration is followed: only the portable services do.
     asio::io_context context;
     asio::ip::tcp::acceptor acceptor(context, {asio::ip::make_address("127.0.0.1"), 0});
@@ -73,7 +73,7 @@ TEST(Factory, ChoosesDirectoryServices) {
     for (const char* key : {"", "directory-services = \"portable\"\n"}) {
         const auto file =
             folder.write("c.toml", key + std::string("[directory]\nhost = \"127.0.0.1\"\nport = ") + port);
-        const auto platform = createPlatform(startup(configurationKey, utf8Of(file)));
+        const auto platform = createPlatform(startup(configurationKey, file));
         ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
         const auto opened =
             (*platform)->directoryServices->openSearch("LDAP://127.0.0.1/DC=x", {}, adsSecureAuthentication);
@@ -84,7 +84,7 @@ TEST(Factory, ChoosesDirectoryServices) {
 
 // The machine's own go with its own directory services.
 TEST(Factory, ChoosesAccounts) {
-    const TemporaryFolder folder;
+    const wstest::TempFolder folder;
     const auto own = createPlatform({}).value();
 #if defined(_WIN32)
     EXPECT_TRUE(own->accounts);
@@ -106,14 +106,14 @@ TEST(Factory, ChoosesAccounts) {
     };
     for (const auto& row : rows) {
         const auto file = folder.write("c.toml", row.text);
-        const auto platform = createPlatform(startup(configurationKey, utf8Of(file)));
+        const auto platform = createPlatform(startup(configurationKey, file));
         ASSERT_TRUE(platform) << row.text;
         EXPECT_EQ((*platform)->accounts != nullptr, row.own && own->accounts) << row.text;
     }
 }
 
 TEST(Factory, KnowsTheAccountsThatAreConfigured) {
-    const TemporaryFolder folder;
+    const wstest::TempFolder folder;
     const struct {
         const char* text;
         const wchar_t* process;
@@ -132,7 +132,7 @@ TEST(Factory, KnowsTheAccountsThatAreConfigured) {
     };
     for (const auto& row : rows) {
         const auto file = folder.write("c.toml", row.text);
-        const auto platform = createPlatform(startup(configurationKey, utf8Of(file)));
+        const auto platform = createPlatform(startup(configurationKey, file));
         ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
         EXPECT_EQ((*platform)->processAccount, row.process) << row.text;
         EXPECT_EQ((*platform)->directoryAccount, row.directory) << row.text;
@@ -140,7 +140,7 @@ TEST(Factory, KnowsTheAccountsThatAreConfigured) {
 }
 
 TEST(Factory, ReadsTheInstallationAndTheStartUpParameters) {
-    const TemporaryFolder folder;
+    const wstest::TempFolder folder;
     const struct {
         const char *machine, *startup;
         std::uint32_t role;
@@ -155,8 +155,7 @@ TEST(Factory, ReadsTheInstallationAndTheStartUpParameters) {
     for (const auto& row : rows) {
         folder.write("machine.toml", std::string("[machine]\n") + row.machine + row.startup);
         const auto file = folder.write("c.toml", std::string(row.machine) + row.startup);
-        for (const auto& bag :
-             {startup(labFolderKey, utf8Of(folder.path())), startup(configurationKey, utf8Of(file))}) {
+        for (const auto& bag : {startup(labFolderKey, folder.utf8("")), startup(configurationKey, file)}) {
             const auto platform = createPlatform(bag);
             ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
             EXPECT_EQ((*platform)->installation.role, row.role) << row.machine;
@@ -175,13 +174,13 @@ TEST(Factory, TakesTheRoleOfTheRealMachineFromTheHost) {
 }
 
 TEST(Factory, RefusesWhatItCannotMake) {
-    const TemporaryFolder folder;
+    const wstest::TempFolder folder;
     const auto wrong = folder.write("wrong.toml", "[directory]\nhots = 1\n");
-    const auto configured = createPlatform(startup(configurationKey, utf8Of(wrong)));
+    const auto configured = createPlatform(startup(configurationKey, wrong));
     ASSERT_FALSE(configured);
     EXPECT_TRUE(configured.error().text.ends_with(L"wrong.toml:2: there is no key \"directory.hots\""));
 
-    EXPECT_FALSE(createPlatform(startup(labFolderKey, utf8Of(folder.path() / "absent"))));
+    EXPECT_FALSE(createPlatform(startup(labFolderKey, folder.utf8("absent"))));
 
     auto both = startup(labFolderKey, "a");
     both.set(configurationKey, L"b");
@@ -190,10 +189,10 @@ TEST(Factory, RefusesWhatItCannotMake) {
 
 TEST(Factory, SavesALabOnlyWhenAsked) {
     for (const bool save : {false, true}) {
-        const TemporaryFolder folder;
+        const wstest::TempFolder folder;
         std::filesystem::copy(pathOf(WS_SOURCE_DIR "/labs/sample"), folder.path() / "lab",
                               std::filesystem::copy_options::recursive);
-        auto bag = startup(labFolderKey, utf8Of(folder.path() / "lab"));
+        auto bag = startup(labFolderKey, folder.utf8("lab"));
         bag.setBool(labSaveKey, save);
         const auto change = [&](const RegistryData& data) {
             const auto platform = createPlatform(bag);

@@ -2,57 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include "support/scripted_ldap.h"
+
 namespace wsadmin::platform {
 namespace {
 
 using std::chrono::milliseconds;
 using Method = LdapCredentials::Method;
-
-// Remembers what reached the client below.
-struct Recorded {
-    LdapEndpoint endpoint;
-    LdapCredentials credentials;
-    std::string removed;
-};
-
-class RecordingSession final : public LdapSession {
-  public:
-    explicit RecordingSession(Recorded& recorded) : recorded_(recorded) {}
-    Result<void> bind(const LdapCredentials& credentials) override {
-        recorded_.credentials = credentials;
-        return {};
-    }
-    Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch&) override {
-        return fail(ldapFailure(ldapNoSuchObject));
-    }
-    Result<void> add(const LdapEntry&) override { return {}; }
-    Result<void> modify(const std::string&, const std::vector<LdapModification>&,
-                        const std::vector<LdapControl>&) override {
-        return {};
-    }
-    Result<void> remove(const std::string& dn, const std::vector<LdapControl>&) override {
-        recorded_.removed = dn;
-        return {};
-    }
-    Result<void> rename(const std::string&, const std::string&, const std::string&, bool) override {
-        return {};
-    }
-
-  private:
-    Recorded& recorded_;
-};
-
-class RecordingClient final : public LdapClient {
-  public:
-    explicit RecordingClient(Recorded& recorded) : recorded_(recorded) {}
-    Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override {
-        recorded_.endpoint = endpoint;
-        return std::make_unique<RecordingSession>(recorded_);
-    }
-
-  private:
-    Recorded& recorded_;
-};
 
 LdapCredentials credentials(Method method, std::string user = {}, std::string password = {}) {
     return {method, std::move(user), {}, CORE::secretstring(password)};
@@ -93,8 +49,8 @@ Configuration configuration() {
 }
 
 TEST(RoutedLdapClient, ChoosesTheRouteByHostAndPort) {
-    Recorded recorded;
-    const auto client = makeRoutedLdapClient(std::make_shared<RecordingClient>(recorded), configuration());
+    const auto below = std::make_shared<wstest::RememberingClient>();
+    const auto client = makeRoutedLdapClient(below, configuration());
     const struct {
         LdapEndpoint asked;
         const char* host;
@@ -115,39 +71,39 @@ TEST(RoutedLdapClient, ChoosesTheRouteByHostAndPort) {
     };
     for (const auto& row : rows) {
         ASSERT_TRUE(client->open(row.asked));
-        EXPECT_EQ(recorded.endpoint.host, row.host);
-        EXPECT_EQ(recorded.endpoint.port, row.port);
-        EXPECT_EQ(recorded.endpoint.tls, row.tls);
-        EXPECT_EQ(recorded.endpoint.startTls, row.startTls);
-        EXPECT_EQ(recorded.endpoint.caFile, row.tls ? "ca.pem" : "");
-        EXPECT_EQ(recorded.endpoint.passwordInClear, row.tls);
-        EXPECT_EQ(recorded.endpoint.limits.entries, row.tls ? 7U : LdapLimits{}.entries);
-        EXPECT_EQ(recorded.endpoint.connectTimeout, milliseconds(row.connectTimeout));
+        EXPECT_EQ(below->endpoint.host, row.host);
+        EXPECT_EQ(below->endpoint.port, row.port);
+        EXPECT_EQ(below->endpoint.tls, row.tls);
+        EXPECT_EQ(below->endpoint.startTls, row.startTls);
+        EXPECT_EQ(below->endpoint.caFile, row.tls ? "ca.pem" : "");
+        EXPECT_EQ(below->endpoint.passwordInClear, row.tls);
+        EXPECT_EQ(below->endpoint.limits.entries, row.tls ? 7U : LdapLimits{}.entries);
+        EXPECT_EQ(below->endpoint.connectTimeout, milliseconds(row.connectTimeout));
     }
 }
 
 TEST(RoutedLdapClient, BindsAsConfiguredUnlessTheRequestBringsAUser) {
-    Recorded recorded;
-    const auto client = makeRoutedLdapClient(std::make_shared<RecordingClient>(recorded), configuration());
+    const auto below = std::make_shared<wstest::RememberingClient>();
+    const auto client = makeRoutedLdapClient(below, configuration());
     const auto session = client->open(asked("", 389)).value()->bind(credentials(Method::negotiate));
-    EXPECT_EQ(recorded.credentials.user, "cn=admin");
-    EXPECT_EQ(recorded.credentials.password.view(), "secret");
-    EXPECT_EQ(recorded.credentials.method, Method::simple);
+    EXPECT_EQ(below->bound.user, "cn=admin");
+    EXPECT_EQ(below->bound.password.view(), "secret");
+    EXPECT_EQ(below->bound.method, Method::simple);
 
     const auto pod = client->open(asked("", 389)).value();
     ASSERT_TRUE(pod->bind(credentials(Method::negotiate, "alice", "hers")));
-    EXPECT_EQ(recorded.credentials.user, "alice");
-    EXPECT_EQ(recorded.credentials.password.view(), "hers");
-    EXPECT_EQ(recorded.credentials.method, Method::simple);
+    EXPECT_EQ(below->bound.user, "alice");
+    EXPECT_EQ(below->bound.password.view(), "hers");
+    EXPECT_EQ(below->bound.method, Method::simple);
     ASSERT_TRUE(pod->bind(credentials(Method::anonymous)));
-    EXPECT_EQ(recorded.credentials.method, Method::anonymous);
+    EXPECT_EQ(below->bound.method, Method::anonymous);
     ASSERT_TRUE(pod->remove("cn=a"));
-    EXPECT_EQ(recorded.removed, "cn=a");
-    EXPECT_EQ(pod->search({}).error().code, ldapNoSuchObject);
+    EXPECT_EQ(below->removed, "cn=a");
+    EXPECT_EQ(pod->search({}).error().code, ldapOther);
 
     ASSERT_TRUE(client->open(asked("other", 389)).value()->bind(credentials(Method::negotiate)));
-    EXPECT_EQ(recorded.credentials.user, "");
-    EXPECT_EQ(recorded.credentials.method, Method::negotiate);
+    EXPECT_EQ(below->bound.user, "");
+    EXPECT_EQ(below->bound.method, Method::negotiate);
 }
 
 }  // namespace

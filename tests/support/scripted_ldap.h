@@ -53,9 +53,8 @@ class ScriptedSession : public LdapSession {
     Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override {
         searches.push_back(search);
         onSearch(search);
-        ScriptedAnswer answer;
         if (answers.empty()) return fail(ldapFailure(ldapOther));
-        answer = std::move(answers.front());
+        ScriptedAnswer answer = std::move(answers.front());
         answers.pop_front();
         if (answer.sendCode) return fail(ldapFailure(answer.sendCode));
         return std::make_unique<Pending>(std::move(answer));
@@ -107,6 +106,39 @@ class ScriptedClient : public LdapClient {
         return std::unique_ptr<LdapSession>(std::move(session));
     }
     LdapEndpoint lastEndpoint;
+};
+
+// A client whose sessions have no answers, and that remembers whom it was asked for, as whom a session was
+// bound and what was removed.
+class RememberingClient : public LdapClient {
+  public:
+    int opened = 0;
+    LdapEndpoint endpoint;
+    LdapCredentials bound;
+    std::string removed;
+
+    Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& asked) override {
+        ++opened;
+        endpoint = asked;
+        return std::make_unique<Session>(*this);
+    }
+
+  private:
+    class Session : public ScriptedSession {
+      public:
+        explicit Session(RememberingClient& client) : client_(client) {}
+        Result<void> bind(const LdapCredentials& credentials) override {
+            client_.bound = credentials;
+            return {};
+        }
+        Result<void> remove(const std::string& dn, const std::vector<LdapControl>&) override {
+            client_.removed = dn;
+            return {};
+        }
+
+      private:
+        RememberingClient& client_;
+    };
 };
 
 inline LdapEntry entry(std::string dn, std::vector<LdapAttribute> attributes = {}) {
