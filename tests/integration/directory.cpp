@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "framework/core/corestring.h"
-#include "integration/command.h"
+#include "integration/tool.h"
 #include "platform/platform.h"
 
 namespace integration {

@@ -1,5 +1,8 @@
 #include "integration/tool.h"
 
+#include <sys/wait.h>
+
+#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
@@ -8,17 +11,30 @@
 
 namespace integration {
 
-std::string Answer::errorText() const {
-    const auto error = json.find("error");
-    if (!json.is_object() || error == json.end() || error->is_null()) return {};
-    return error->at("text").get<std::string>();
+namespace {
+
+std::string quoted(const std::string& argument) {
+    std::string text = "'";
+    for (const char c : argument) text += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return text + "'";
 }
 
-std::string Answer::value(const std::string& key) const {
-    if (!json.is_object()) return {};
-    for (const auto& pair : json.at("result"))
-        if (pair.at(0) == key) return pair.at(1).get<std::string>();
-    return {};
+}  // namespace
+
+Outcome run(const std::vector<std::string>& command) {
+    const wstest::TempFolder folder;
+    std::string line = "timeout " + std::to_string(timeLimitSeconds);
+    for (const std::string& argument : command) line += " " + quoted(argument);
+    line += " >" + quoted(folder.utf8("output")) + " 2>" + quoted(folder.utf8("errors")) + " </dev/null";
+    const int status = std::system(line.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, folder.read("output"), folder.read("errors")};
+}
+
+std::string environment(const char* name) {
+    const char* value = std::getenv(name);
+    if (!value)
+        throw std::runtime_error(std::string(name) + " is not set: run this through tests/servers/with-pod");
+    return value;
 }
 
 namespace {

@@ -1,4 +1,4 @@
-// hdqadmin of either build, asked for JSON.
+// The tools of both builds, and other programs, run as a person would from a shell.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -7,11 +7,24 @@
 #include <utility>
 #include <vector>
 
-#include "integration/command.h"
-
 namespace integration {
 
 using Json = nlohmann::ordered_json;
+
+struct Outcome {
+    int status = -1;  // as the program gave it; 124: it did not end within the time limit
+    std::string output;
+    std::string errors;
+};
+
+constexpr int timeLimitSeconds = 60;
+
+// Each argument is one argument, whatever it holds.
+Outcome run(const std::vector<std::string>& command);
+
+// A variable of the environment that with-pod or with-wine sets; throws when the test was started without
+// them.
+std::string environment(const char* name);
 
 enum class Build { native, windows };
 
@@ -23,10 +36,6 @@ struct Answer {
     int status = -1;
     Json json;  // null when the output is not JSON
     std::string errors;
-
-    std::string errorText() const;  // of the answer; empty: none
-    // The value of a key of the result bag; empty when there is none.
-    std::string value(const std::string& key) const;
 };
 
 // Asks with the arguments; `surroundings` come before the tool (a command that starts it), none by default.

@@ -50,7 +50,7 @@ TEST(Ticket, OfTheProcessBindsAsItsOwnerAndNotWithoutOne) {
     };
     const Answer without = askWithoutUser();
     EXPECT_EQ(without.status, 1);
-    EXPECT_NE(without.value("ldaperr"), "") << without.json;
+    EXPECT_NE(without.json.dump().find("\"ldaperr\""), std::string::npos) << without.json;
 
     const std::string password = folder.write("password", environment("WS_TEST_LDAP_PASSWORD"));
     const std::string owner = environment("WS_TEST_LDAP_USER") + "@" + environment("WS_TEST_LDAP_DOMAIN");
