@@ -144,6 +144,12 @@ TEST_F(Accounts, OfTheProcessAndTheThread) {
     EXPECT_EQ((*token)->user().value(), *user);
     EXPECT_EQ((*token)->groups().value(), *groups);
     EXPECT_EQ(accounts->threadToken().error().code, accountNoToken);
+    // A thread's token that cannot be opened: who took the process's instead would grant more.
+    ASSERT_TRUE(ImpersonateSelf(SecurityAnonymous));
+    const auto unopened = accounts->threadToken();
+    RevertToSelf();
+    ASSERT_FALSE(unopened);
+    EXPECT_NE(unopened.error().code, accountNoToken);
 }
 
 }  // namespace

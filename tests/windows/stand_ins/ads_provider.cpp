@@ -73,15 +73,6 @@ class Entry final : public ComObject<IADs, IADsContainer, IADsDeleteOps, IDirect
                        {IID_IADsDeleteOps, static_cast<IADsDeleteOps*>(this)},
                        {IID_IDirectorySearch, static_cast<IDirectorySearch*>(this)}});
     }
-    ULONG WINAPI AddRef() override { return ComObject::AddRef(); }
-    ULONG WINAPI Release() override { return ComObject::Release(); }
-    HRESULT WINAPI GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-    HRESULT WINAPI GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT WINAPI GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
-    HRESULT WINAPI Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*) override {
-        return E_NOTIMPL;
-    }
-
     // --- IADs
     HRESULT WINAPI get_Name(BSTR*) override { return E_NOTIMPL; }
     HRESULT WINAPI get_Class(BSTR* text) override { return give(object_->className(), text); }
