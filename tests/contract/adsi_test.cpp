@@ -13,21 +13,21 @@ namespace {
 class Adsi : public testing::Test {
   protected:
     Adsi() {
-        session_ = directory_->open();
-        EXPECT_TRUE(session_->bind(directory_->credentials()));
+        session_ = directory_.open();
+        EXPECT_TRUE(session_->bind(directory_.credentials));
         EXPECT_TRUE(
             session_->add({user(), {{"objectClass", {"user"}}, {"pwdLastSet", {"133000000000000000"}}}}));
     }
-    std::string user() const { return "CN=alice," + directory_->suffix(); }
+    std::string user() const { return "CN=alice," + directory_.suffix; }
     std::string path() const { return "LDAP://127.0.0.1/" + user(); }
     bool called(const std::string& call) const {
         const auto calls = provider_.calls();
         return std::ranges::find(calls, call) != calls.end();
     }
 
-    std::shared_ptr<DirectoryUnderTest> directory_ = openLabUnderTest();
+    DirectoryUnderTest directory_ = openLabUnderTest();
     std::unique_ptr<LdapSession> session_;
-    wstest::AdsProvider provider_{makePortableDirectoryServices(directory_->client(), "127.0.0.1")};
+    wstest::AdsProvider provider_{makePortableDirectoryServices(directory_.client, "127.0.0.1")};
     std::shared_ptr<DirectoryServices> services_ = windows::makeDirectoryServices();
 };
 
@@ -35,9 +35,9 @@ TEST_F(Adsi, PassesPathCredentialsAndFlags) {
     const DirectoryCredentials alice{"Administrator@vdi.talvex.int", CORE::secretstring("Passw0rd.Lab")};
     EXPECT_TRUE(services_->openObject(path(), alice, adsSecureAuthentication | adsServerBind));
     EXPECT_TRUE(called("open " + path() + " Administrator@vdi.talvex.int Passw0rd.Lab 513"));
-    EXPECT_TRUE(services_->openObject("ldap://127.0.0.1/cn=alice , " + directory_->suffix(), {},
+    EXPECT_TRUE(services_->openObject("ldap://127.0.0.1/cn=alice , " + directory_.suffix, {},
                                       adsSecureAuthentication));
-    EXPECT_TRUE(called("open LDAP://127.0.0.1/cn=alice , " + directory_->suffix() + "   1"));
+    EXPECT_TRUE(called("open LDAP://127.0.0.1/cn=alice , " + directory_.suffix + "   1"));
     EXPECT_EQ(hexCode(codeOf(services_->openObject(path(), {std::string("a\0b", 3), {}}, 1))), "80005008");
     EXPECT_EQ(provider_.calls().size(), 2U);
 }
@@ -89,8 +89,8 @@ TEST_F(Adsi, SearchesAskForPagesAndShowDeletedOnes) {
 }
 
 TEST_F(Adsi, ARefusalOfItsOwnDoesNotRepeatWhatTheProviderSaidEarlier) {
-    const auto gone = services_->openObject("LDAP://127.0.0.1/CN=nobody," + directory_->suffix(), {},
-                                            adsSecureAuthentication);
+    const auto gone =
+        services_->openObject("LDAP://127.0.0.1/CN=nobody," + directory_.suffix, {}, adsSecureAuthentication);
     ASSERT_FALSE(gone);
     EXPECT_NE(gone.error().text.find(L"as the directory says"), std::wstring::npos);
     const auto malformed = services_->openObject("LDAP://a b/c", {}, adsSecureAuthentication);

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <random>
 
-#include "platform/lab/directory_server.h"
 #include "platform/lab/syntax.h"
 #include "platform/ldap/sid.h"
 #include "platform/portable/system_clock.h"
@@ -23,7 +24,7 @@ namespace {
 constexpr char labSuffix[] = "DC=vdi,DC=talvex,DC=int";
 constexpr char labContent[] =
     "dn: CN=ForeignSecurityPrincipals,DC=vdi,DC=talvex,DC=int\n"
-    "objectClass: container\n";
+    "objectClass: container\n\n";
 // What a domain controller brings.
 constexpr char labDomain[] =
     "dn: DC=vdi,DC=talvex,DC=int\n"
@@ -42,80 +43,54 @@ constexpr char labDomain[] =
     "groupType: -2147483643\n"
     "member: CN=Domain Users,DC=vdi,DC=talvex,DC=int\n";
 
-class LabUnderTest final : public DirectoryUnderTest {
-  public:
-    explicit LabUnderTest(bool domain) {
-        auto clock = makeSystemClock();
-        auto directory = std::make_unique<lab::Directory>(
-            lab::DirectorySettings{"LDAP", {labSuffix}, "LAB", "lab.example", domain}, *clock);
-        const auto read = [&](const char* text) {
-            EXPECT_TRUE(directory->readContent(text, "contract.ldif"));
-        };
-        read(labContent);
-        if (domain) read(labDomain);
-        directory->finish();
-        const lab::Account account{"Administrator", "VDI", "vdi.talvex.int",
-                                   CORE::secretstring("Passw0rd.Lab")};
-        network_->listen({{"127.0.0.1"}, {389, 3268}, {}},
-                         std::make_shared<lab::DirectoryServer>(std::move(directory), std::vector{account},
-                                                                lab::Faults{}, clock));
-    }
-    LdapEndpoint endpoint() const override { return {.host = "127.0.0.1"}; }
-    std::shared_ptr<LdapClient> client() override { return network_; }
-    LdapCredentials credentials() const override {
-        return {LdapCredentials::Method::simple,
-                "Administrator@vdi.talvex.int",
-                {},
-                CORE::secretstring("Passw0rd.Lab")};
-    }
-    std::string suffix() const override { return labSuffix; }
-
-  private:
-    std::shared_ptr<lab::LabNetwork> network_ = std::make_shared<lab::LabNetwork>();
-};
-
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
     return value ? value : "";
 }
 
-class ServerUnderTest final : public DirectoryUnderTest {
-  public:
-    LdapEndpoint endpoint() const override {
-        return {.host = environment("WS_TEST_LDAP_HOST"),
-                .port = static_cast<std::uint16_t>(std::stoi(environment("WS_TEST_LDAP_PORT")))};
-    }
-    std::shared_ptr<LdapClient> client() override { return client_; }
-    LdapCredentials credentials() const override {
-        LdapCredentials credentials;
-        credentials.method = LdapCredentials::Method::simple;
-        credentials.user = environment("WS_TEST_LDAP_USER");
-        if (const auto domain = environment("WS_TEST_LDAP_DOMAIN"); !domain.empty())
-            credentials.user += "@" + domain;
-        credentials.password = CORE::secretstring(environment("WS_TEST_LDAP_PASSWORD"));
-        return credentials;
-    }
-    std::string suffix() const override { return environment("WS_TEST_LDAP_BASE"); }
-
-  private:
-    std::shared_ptr<LdapClient> client_ = real::makeLdapClient();
-};
-
 }  // namespace
 
-std::shared_ptr<DirectoryUnderTest> openLabUnderTest(bool domain) {
-    return std::make_shared<LabUnderTest>(domain);
+std::shared_ptr<LdapClient> openLab(const lab::DirectorySettings& settings, const std::string& content,
+                                    const std::vector<lab::Account>& accounts, lab::Faults faults) {
+    auto clock = makeSystemClock();
+    auto directory = std::make_unique<lab::Directory>(settings, *clock);
+    EXPECT_TRUE(directory->readContent(content, "contract.ldif"));
+    directory->finish();
+    auto network = std::make_shared<lab::LabNetwork>();
+    network->listen(
+        {{"127.0.0.1"}, {389, 3268}, {}},
+        std::make_shared<lab::DirectoryServer>(std::move(directory), accounts, std::move(faults), clock));
+    return network;
 }
 
-std::shared_ptr<DirectoryUnderTest> openServerUnderTest() {
+DirectoryUnderTest openLabUnderTest(bool domain) {
+    const CORE::secretstring password("Passw0rd.Lab");
+    return {{.host = "127.0.0.1"},
+            openLab({"LDAP", {labSuffix}, "LAB", "lab.example", domain},
+                    std::string(labContent) + (domain ? labDomain : ""),
+                    {{"Administrator", "VDI", "vdi.talvex.int", password}}),
+            {LdapCredentials::Method::simple, "Administrator@vdi.talvex.int", {}, password},
+            labSuffix};
+}
+
+std::optional<DirectoryUnderTest> openServerUnderTest() {
     for (const char* name : {"WS_TEST_LDAP_HOST", "WS_TEST_LDAP_PORT", "WS_TEST_LDAP_USER",
                              "WS_TEST_LDAP_PASSWORD", "WS_TEST_LDAP_BASE"})
-        if (environment(name).empty()) return nullptr;
-    return std::make_shared<ServerUnderTest>();
+        if (environment(name).empty()) return std::nullopt;
+    const std::string domain = environment("WS_TEST_LDAP_DOMAIN");
+    return DirectoryUnderTest{
+        {.host = environment("WS_TEST_LDAP_HOST"),
+         .port = static_cast<std::uint16_t>(std::stoi(environment("WS_TEST_LDAP_PORT")))},
+        real::makeLdapClient(),
+        {LdapCredentials::Method::simple,
+         environment("WS_TEST_LDAP_USER") + (domain.empty() ? "" : "@" + domain),
+         {},
+         CORE::secretstring(environment("WS_TEST_LDAP_PASSWORD"))},
+        environment("WS_TEST_LDAP_BASE")};
 }
 
-std::unique_ptr<LdapSession> DirectoryUnderTest::open() {
-    auto session = client()->open(endpoint());
+std::unique_ptr<LdapSession> DirectoryUnderTest::open() const {
+    auto session = client->open(endpoint);
     EXPECT_TRUE(session);
     return session ? std::move(*session) : nullptr;
 }
@@ -138,9 +113,29 @@ void DirectoryContract::TearDown() {
 
 std::unique_ptr<LdapSession> DirectoryContract::boundSession() {
     auto session = directory_->open();
-    const auto bound = session->bind(directory_->credentials());
+    const auto bound = session->bind(directory_->credentials);
     EXPECT_TRUE(bound) << codeOf(bound);
     return session;
+}
+
+std::vector<DirectoryContract::Json> DirectoryContract::rows(const std::string& key) const {
+    const std::pair<const char*, std::string> names[] = {
+        {"$PLACE", place_}, {"$NAME", rdnValue(place_)}, {"$SUFFIX", suffix()}};
+    std::vector<Json> found;
+    std::ifstream lines(WS_SOURCE_DIR "/tests/contract/answers.jsonl");
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with("{\"" + key + "\"")) continue;
+        for (const auto& [name, text] : names)
+            for (std::size_t at = 0; (at = line.find(name)) != std::string::npos;)
+                line.replace(at, std::strlen(name), text);
+        found.push_back(Json::parse(line));
+    }
+    EXPECT_FALSE(found.empty()) << key;
+    return found;
+}
+
+std::string DirectoryContract::textOf(const Result<void>& done) {
+    return CORE::toUtf8(ldapErrorText(codeOf(done)));
 }
 
 void DirectoryContract::make(const std::string& relative, std::vector<LdapAttribute> attributes,

@@ -4,37 +4,33 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/lab/directory_server.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/ldap_session.h"
 
 namespace wsadmin::platform {
 
-class DirectoryUnderTest {
-  public:
-    virtual ~DirectoryUnderTest() = default;
-    virtual LdapEndpoint endpoint() const = 0;
-    virtual std::shared_ptr<LdapClient> client() = 0;
-    virtual LdapCredentials credentials() const = 0;  // that may change everything below the suffix
-    virtual std::string suffix() const = 0;           // a naming context with CN=ForeignSecurityPrincipals
-    std::unique_ptr<LdapSession> open();              // not bound
+struct DirectoryUnderTest {
+    LdapEndpoint endpoint;
+    std::shared_ptr<LdapClient> client;
+    LdapCredentials credentials;  // that may change everything below the suffix
+    std::string suffix;           // a naming context with CN=ForeignSecurityPrincipals
+
+    std::unique_ptr<LdapSession> open() const;  // not bound
 };
 
+// The directory answers at 127.0.0.1, with what is special about it.
+std::shared_ptr<LdapClient> openLab(const lab::DirectorySettings& settings, const std::string& content,
+                                    const std::vector<lab::Account>& accounts = {}, lab::Faults faults = {});
 // The lab always, with a domain's directory on demand; a server when WS_TEST_LDAP_HOST, _PORT, _USER,
 // _PASSWORD and _BASE (and perhaps _DOMAIN) name one.
-std::shared_ptr<DirectoryUnderTest> openLabUnderTest(bool domain = false);
-std::shared_ptr<DirectoryUnderTest> openServerUnderTest();  // null without the variables
-
-// Where Samba answers otherwise than AD does, and the lab keeps to AD, an expectation names both codes.
-struct Codes {
-    int directory;
-    int samba;
-    // NOLINTNEXTLINE(google-explicit-constructor)
-    Codes(int everywhere) : directory(everywhere), samba(everywhere) {}
-    Codes(int ad, int sambaToo) : directory(ad), samba(sambaToo) {}
-};
+DirectoryUnderTest openLabUnderTest(bool domain = false);
+std::optional<DirectoryUnderTest> openServerUnderTest();  // nothing without the variables
 
 // Every case works below an entry of its own, which goes again with everything below it.
 class DirectoryContract : public testing::TestWithParam<std::string> {
@@ -45,9 +41,18 @@ class DirectoryContract : public testing::TestWithParam<std::string> {
     std::unique_ptr<LdapSession> boundSession();
     std::string at(const std::string& relative) const { return relative + "," + place_; }
     const std::string& place() const { return place_; }
-    std::string suffix() const { return directory_->suffix(); }
+    std::string suffix() const { return directory_->suffix; }
     bool isLab() const { return !GetParam().ends_with("server"); }
-    int expected(const Codes& codes) const { return isLab() ? codes.directory : codes.samba; }
+    // Where Samba answers otherwise than AD does, and the lab keeps to AD, an expectation names both codes.
+    int expected(int directory, int samba) const { return isLab() ? directory : samba; }
+    using Json = nlohmann::ordered_json;
+    // Those rows of answers.jsonl that begin with that key.
+    std::vector<Json> rows(const std::string& key) const;
+    // What was done, as a row has it.
+    static std::string textOf(const Result<void>& done);
+    std::string expected(const Json& row) const {
+        return row.at(!isLab() && row.contains("samba") ? "samba" : "code");
+    }
 
     // Adds an entry of that class (zre-PropertyObject), which must work.
     void make(const std::string& relative, std::vector<LdapAttribute> attributes = {},
@@ -66,7 +71,7 @@ class DirectoryContract : public testing::TestWithParam<std::string> {
     std::string principalDn(const std::string& sid) const;
     static std::string binarySid(const std::string& sid);
 
-    std::shared_ptr<DirectoryUnderTest> directory_;
+    std::optional<DirectoryUnderTest> directory_;
     std::unique_ptr<LdapSession> session_;
 
   private:

@@ -2,9 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "contract/services_under_test.h"
-#include "platform/lab/directory_server.h"
 #include "platform/portable/portable_directory.h"
-#include "platform/portable/system_clock.h"
 #include "support/counting_ldap.h"
 #include "support/scripted_ldap.h"
 
@@ -84,11 +82,9 @@ TEST(PortableDirectory, BindsAsTheFlagsSay) {
 class SmallLab {
   public:
     explicit SmallLab(lab::Faults faults = {}) {
-        auto clock = makeSystemClock();
         lab::DirectorySettings settings{"LDAP", {"DC=x"}, "LAB", "lab.example"};
         settings.rangeSize = 3;
         settings.pageSize = 20;
-        auto directory = std::make_unique<lab::Directory>(settings, *clock);
         std::string content, members;
         for (int i = 0; i < 30; ++i) {
             const std::string dn = "CN=u" + std::to_string(i) + ",DC=x\n";
@@ -96,14 +92,10 @@ class SmallLab {
             if (i < 10) members += "member: " + dn;
         }
         content += "dn: CN=g,DC=x\nobjectClass: group\n" + members;
-        EXPECT_TRUE(directory->readContent(content, "small.ldif"));
-        directory->finish();
-        auto network = std::make_shared<lab::LabNetwork>();
-        network->listen({{"lab"}, {389}, {}},
-                        std::make_shared<lab::DirectoryServer>(
-                            std::move(directory), std::vector<lab::Account>{}, std::move(faults), clock));
-        services = makePortableDirectoryServices(
-            std::make_shared<wstest::CountingLdapClient>(network, counts), "lab");
+        services =
+            makePortableDirectoryServices(std::make_shared<wstest::CountingLdapClient>(
+                                              openLab(settings, content, {}, std::move(faults)), counts),
+                                          "127.0.0.1");
     }
     std::shared_ptr<wstest::PortCalls> counts = std::make_shared<wstest::PortCalls>();
     std::shared_ptr<DirectoryServices> services;
@@ -123,7 +115,7 @@ TEST(PortableDirectory, AsksForPagesWhereToldToOrWhereTheServerWouldNotGiveAll) 
     for (const auto& row : table) {
         SCOPED_TRACE(row.filter + std::to_string(row.pageSize));
         const SmallLab lab;
-        const auto search = lab.services->openSearch("LDAP://lab/DC=x", {}, adsSecureAuthentication);
+        const auto search = lab.services->openSearch("LDAP://127.0.0.1/DC=x", {}, adsSecureAuthentication);
         ASSERT_TRUE(search && (*search)->setPreference(SearchPreference::pageSize, row.pageSize));
         lab.counts->restart();
         const auto rows = (*search)->execute(row.filter, {"1.1"});
@@ -141,7 +133,7 @@ TEST(PortableDirectory, AsksForPagesWhereToldToOrWhereTheServerWouldNotGiveAll) 
 
 TEST(PortableDirectory, JoinsTheRangesOfALargeAttribute) {
     const SmallLab lab;
-    const auto group = lab.services->openObject("LDAP://lab/CN=g,DC=x", {}, adsSecureAuthentication);
+    const auto group = lab.services->openObject("LDAP://127.0.0.1/CN=g,DC=x", {}, adsSecureAuthentication);
     ASSERT_TRUE(group);
     const auto members = (*group)->getEx("Member");
     ASSERT_TRUE(members);
@@ -154,7 +146,7 @@ TEST(PortableDirectory, AServerThatDiesInMidSearchEndsItsBinding) {
     lab::Faults faults;
     faults.dieAfterPages = 2;
     const SmallLab lab(faults);
-    const auto search = lab.services->openSearch("LDAP://lab/DC=x", {}, adsSecureAuthentication);
+    const auto search = lab.services->openSearch("LDAP://127.0.0.1/DC=x", {}, adsSecureAuthentication);
     ASSERT_TRUE(search);
     ASSERT_TRUE((*search)->setPreference(SearchPreference::pageSize, 5));
     const auto rows = (*search)->execute("(objectClass=user)", {"cn"});
@@ -173,7 +165,7 @@ TEST(PortableDirectory, RowsOutliveTheirSearch) {
     const SmallLab lab;
     std::unique_ptr<DirectoryRows> rows;
     {
-        const auto search = lab.services->openSearch("LDAP://lab/DC=x", {}, adsSecureAuthentication);
+        const auto search = lab.services->openSearch("LDAP://127.0.0.1/DC=x", {}, adsSecureAuthentication);
         ASSERT_TRUE(search);
         ASSERT_TRUE((*search)->setPreference(SearchPreference::pageSize, 7));
         rows = std::move((*search)->execute("(objectClass=user)", {}).value());

@@ -74,53 +74,7 @@ TEST_P(SearchContract, Filters) {
                       "e (*)"}}});
     make("CN=three", {{"zre-ConnectionServerDN", {at("CN=one,OU=a")}}, {"zre-DNSDomainName", {"b\\c"}}},
          "zre-HDQProperties");
-    const std::string all = "contract-" + rdnValue(place()).substr(9);
-    const struct {
-        std::string filter, names;
-    } table[] = {
-        {"(objectClass=*)", "a " + all + " one three two"},
-        {"objectClass=zre-PropertyObject", "one three two"},  // with what is derived from it
-        {"(objectclass=ZRE-HDQPROPERTIES)", "three"},
-        {"(zre-NameValuePair=A=1)", "one"},
-        {"(zre-NameValuePair=a=2)", "two"},
-        {"(zre-NameValuePair=*)", "one two"},
-        {"(zre-NameValuePair=*=blue)", "one"},
-        {"(zre-NameValuePair=COL*=*UE)", "one"},
-        {"(zre-NameValuePair=blue*)", ""},
-        {"(zre-QuorinEnabled=3)", "one"},
-        {"(zre-QuorinEnabled=003)", "one"},
-        {"(zre-QuorinEnabled>=-1)", "one two"},
-        {"(zre-QuorinEnabled<=2)", "two"},
-        {"(zre-QuorinEnabled>=10)", ""},
-        {"(zre-QuorinEnabled:1.2.840.113556.1.4.803:=3)", "one two"},
-        {"(zre-QuorinEnabled:1.2.840.113556.1.4.803:=4)", "two"},
-        {"(zre-QuorinEnabled:1.2.840.113556.1.4.804:=6)", "one two"},
-        {"(zre-ClusterName=gr\xc3\x9c\xc3\x9f"
-         "E \\28\\2a\\29)",
-         "two"},
-        {"(zre-ClusterName=*\\2a*)", "two"},
-        {"(zre-DNSDomainName=B\\5cC)", "three"},
-        {"(zre-ConnectionServerDN=" + at("cn=ONE, ou=A") + ")", "three"},
-        {"(zre-ConnectionServerDN=" + at("CN=nobody") + ")", ""},
-        {"(distinguishedName=" + at("cn=two") + ")", "two"},
-        {"(name=TWO)", "two"},
-        {"(cn=t*)", "three two"},
-        {"(ou=a)", "a"},
-        {"(!(zre-QuorinEnabled=3))", "a " + all + " three two"},
-        {"(!zre-NameValuePair=*)", "a " + all + " three"},
-        {"(&(cn=*)(!(zre-NameValuePair=*)))", "three"},
-        {"(|(cn=one)(cn=two)(cn=nobody))", "one two"},
-        {"( & (objectClass=zre-PropertyObject) (| (cn=one) (cn=three) ) )", "one three"},
-        {"(&(objectClass=zre-PropertyObject)(|))", ""},
-        {"(&(objectClass=zre-PropertyObject)(&))", "one three two"},
-        {"(no-such-attribute=1)", ""},
-        {"(whenCreated>=20000101000000.0Z)", "a " + all + " one three two"},
-        {"(whenChanged<=20000101000000.0Z)", ""},
-    };
-    for (const auto& row : table) EXPECT_EQ(found(row.filter), row.names) << row.filter;
-    for (const char* broken :
-         {"", "(cn=one", "cn=one)", "(&(cn=one)", "(=x)", "(cn)", "(cn=\\zz)", "((cn=one))"})
-        EXPECT_EQ(found(broken), "!87") << broken;
+    for (const Json& row : rows("filter")) EXPECT_EQ(found(row["filter"]), row["finds"]) << row;
 }
 
 TEST_P(SearchContract, ScopesAndBases) {
@@ -248,7 +202,7 @@ TEST_P(SearchContract, SizeLimit) {
     make("CN=two");
     LdapSearch search{place(), LdapScope::subtree, "(cn=*)", {"cn"}, {}, 1};
     // Samba knows no limit.
-    EXPECT_EQ(codeOf(session_->search(search)), expected({ldapSizeLimitExceeded, ldapSuccess}));
+    EXPECT_EQ(codeOf(session_->search(search)), expected(ldapSizeLimitExceeded, ldapSuccess));
     search.sizeLimit = 2;
     EXPECT_EQ(codeOf(session_->search(search)), ldapSuccess);
 }
@@ -289,7 +243,7 @@ TEST_P(SearchContract, RangesOfValues) {
         EXPECT_EQ(entry->attributes[0].values.size(), row.values);
     }
     const auto past = read(at("CN=desk"), {"member;range=5-9"});  // Samba shows no values instead
-    EXPECT_EQ(codeOf(past), expected({ldapOperationsError, ldapSuccess}));
+    EXPECT_EQ(codeOf(past), expected(ldapOperationsError, ldapSuccess));
 }
 
 TEST_P(SearchContract, NothingWithoutABind) {

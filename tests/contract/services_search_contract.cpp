@@ -89,7 +89,7 @@ TEST_P(ServicesSearchContract, FiltersTakeAnyValueAndRefuseBrokenOnes) {
 
 TEST_P(ServicesSearchContract, OpensByEveryKindOfPath) {
     make("CN=a/b\\,c");
-    const std::string host = directory_->endpoint().host;
+    const std::string host = directory_->endpoint.host;
     const std::string dn = at("CN=a/b\\,c");
     for (const std::string& path : {pathOf(dn), pathOf(at("CN=a\\/b\\,c")), "LDAP://" + host + "/" + dn,
                                     "LDAP://" + dn, "ldap://" + dn}) {
@@ -164,7 +164,7 @@ TEST_P(ServicesSearchContract, TellsThatTheServerIsGone) {
     for (int i = 0; i < 30; ++i) make("CN=" + std::to_string(i));
     std::shared_ptr<DirectorySearch> search;
     {
-        wstest::Relay wire(directory_->endpoint().host, directory_->endpoint().port);
+        wstest::Relay wire(directory_->endpoint.host, directory_->endpoint.port);
         search = searchAt("LDAP://127.0.0.1:" + std::to_string(wire.port()) + "/" + place());
         ASSERT_TRUE(search);
         ASSERT_TRUE(search->setPreference(SearchPreference::pageSize, 5));

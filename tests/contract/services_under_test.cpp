@@ -13,10 +13,10 @@ void ServicesContract::SetUp() {
     DirectoryContract::SetUp();
     if (!directory_) return;
     // The domain's name leads to the one server.
-    client_ = std::make_shared<RedirectedClient>(directory_->client(), [this](LdapEndpoint& endpoint) {
-        if (endpoint.host == dnsDomainOf(suffix())) endpoint.host = directory_->endpoint().host;
+    client_ = std::make_shared<RedirectedClient>(directory_->client, [this](LdapEndpoint& endpoint) {
+        if (endpoint.host == dnsDomainOf(suffix())) endpoint.host = directory_->endpoint.host;
     });
-    services_ = makePortableDirectoryServices(client_, directory_->endpoint().host);
+    services_ = makePortableDirectoryServices(client_, directory_->endpoint.host);
 #if defined(_WIN32)
     if (isAdsi() && isLab()) provider_ = std::make_unique<wstest::AdsProvider>(services_);
     if (isAdsi()) services_ = windows::makeDirectoryServices();
@@ -31,11 +31,11 @@ void ServicesContract::TearDown() {
 }
 
 std::string ServicesContract::server() const {
-    return directory_->endpoint().host + ":" + std::to_string(directory_->endpoint().port);
+    return directory_->endpoint.host + ":" + std::to_string(directory_->endpoint.port);
 }
 
 DirectoryCredentials ServicesContract::credentials() const {
-    const LdapCredentials given = directory_->credentials();
+    const LdapCredentials given = directory_->credentials;
     return {given.user, given.password};
 }
 

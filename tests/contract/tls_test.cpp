@@ -14,7 +14,7 @@ TEST(Tls, CertificatesAreCheckedUnlessToldOtherwise) {
     const char* ca =
         std::getenv("WS_TEST_LDAP_CA");  // NOLINT(concurrency-mt-unsafe): nothing here changes it
     if (!server || !ca) GTEST_SKIP() << "no server with a certificate is named";
-    const LdapCredentials right = server->credentials();
+    const LdapCredentials right = server->credentials;
     const DirectoryCredentials credentials{right.user, right.password};
     const DirectoryCredentials wrong{right.user, CORE::secretstring("wrong")};
     const struct {
@@ -34,9 +34,9 @@ TEST(Tls, CertificatesAreCheckedUnlessToldOtherwise) {
             endpoint.verifyCertificate = row.verify;
         };
         const auto services =
-            makePortableDirectoryServices(std::make_shared<RedirectedClient>(server->client(), trust), "");
+            makePortableDirectoryServices(std::make_shared<RedirectedClient>(server->client, trust), "");
         const auto code =
-            hexCode(codeOf(services->openSearch("LDAP://" + server->endpoint().host + "/" + server->suffix(),
+            hexCode(codeOf(services->openSearch("LDAP://" + server->endpoint.host + "/" + server->suffix,
                                                 row.credentials, adsSecureAuthentication | adsUseSsl)));
         EXPECT_NE(std::find(row.codes.begin(), row.codes.end(), code), row.codes.end())
             << row.what << ": " << code;
@@ -62,20 +62,20 @@ TEST(Tls, APasswordWaitsForTlsWhereItIsRequired) {
         {"any will do", StartTls::required, "", false, true},
     };
     for (const auto& row : ca ? with : without) {
-        LdapEndpoint endpoint = server->endpoint();
+        LdapEndpoint endpoint = server->endpoint;
         endpoint.startTls = row.startTls;
         endpoint.caFile = row.caFile;
         endpoint.verifyCertificate = row.verify;
-        const auto session = server->client()->open(endpoint);
+        const auto session = server->client->open(endpoint);
         ASSERT_TRUE(session) << row.what;
-        LdapCredentials credentials = server->credentials();
+        LdapCredentials credentials = server->credentials;
         credentials.method = LdapCredentials::Method::simple;
         const auto bound = (*session)->bind(credentials);
         EXPECT_EQ(bound.has_value(), row.bound) << row.what;
         EXPECT_TRUE(bound || bound.error().text.starts_with(ca ? L"The TLS connection to " : L"The server "))
             << CORE::toUtf8(bound.error().text);
         const auto found = (*session)->search(
-            {.base = server->suffix(), .scope = LdapScope::base, .filter = "(objectClass=*)"});
+            {.base = server->suffix, .scope = LdapScope::base, .filter = "(objectClass=*)"});
         EXPECT_EQ(found && found->entries.size() == 1, row.bound || !ca) << row.what;
     }
 }

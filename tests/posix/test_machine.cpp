@@ -5,6 +5,7 @@
 
 #include "framework/core/corestring.h"
 #include "platform/posix/posix_platform.h"
+#include "support/temp_folder.h"
 
 namespace wsadmin::platform::posix {
 namespace {
@@ -19,33 +20,25 @@ TEST(PosixMachine, KnowsItsNames) {
     EXPECT_TRUE(platform->names->dnsFullyQualified());
 }
 
-TEST(PosixMachine, MakesTheUsersFolder) {
-    const std::filesystem::path home =
-        std::filesystem::temp_directory_path() / ("home-" + std::to_string(getpid()));
+TEST(PosixMachine, MakesTheUsersFolderOrSaysWhyNot) {
+    const wstest::TempFolder home;
+    const auto folders = makePlatform()->folders;
     const char* before = std::getenv("XDG_DATA_HOME");
     const std::string saved = before ? before : "";
-    setenv("XDG_DATA_HOME", (home / "data").c_str(), 1);
-    const auto platform = makePlatform();
-    const auto folder = platform->folders->get(Folder::localAppData);
+    setenv("XDG_DATA_HOME", home.utf8("data").c_str(), 1);
+    const auto folder = folders->get(Folder::localAppData);
+    setenv("XDG_DATA_HOME", "/proc/nowhere/data", 1);
+    const auto none = folders->get(Folder::localAppData);
     before ? setenv("XDG_DATA_HOME", saved.c_str(), 1) : unsetenv("XDG_DATA_HOME");
     ASSERT_TRUE(folder);
-    EXPECT_EQ(*folder, (home / "data").wstring());
+    EXPECT_EQ(*folder, CORE::toWide(home.utf8("data")));
     EXPECT_TRUE(std::filesystem::is_directory(*folder));
-    std::filesystem::remove_all(home);
+    ASSERT_FALSE(none);
+    EXPECT_NE(none.error().code, 0);
+    EXPECT_FALSE(none.error().text.empty());
 
-    EXPECT_EQ(platform->folders->get(Folder::commonAppData).value(), L"/var/lib");
-    EXPECT_FALSE(platform->folders->windowsDirectory());
-}
-
-TEST(PosixMachine, SaysThatAFolderCannotBeMade) {
-    const char* before = std::getenv("XDG_DATA_HOME");
-    const std::string saved = before ? before : "";
-    setenv("XDG_DATA_HOME", "/proc/nowhere/data", 1);
-    const auto folder = makePlatform()->folders->get(Folder::localAppData);
-    before ? setenv("XDG_DATA_HOME", saved.c_str(), 1) : unsetenv("XDG_DATA_HOME");
-    ASSERT_FALSE(folder);
-    EXPECT_NE(folder.error().code, 0);
-    EXPECT_FALSE(folder.error().text.empty());
+    EXPECT_EQ(folders->get(Folder::commonAppData).value(), L"/var/lib");
+    EXPECT_FALSE(folders->windowsDirectory());
 }
 
 }  // namespace
