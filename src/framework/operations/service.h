@@ -25,7 +25,9 @@ inline constexpr Operation setServiceConfiguration{
     .name = L"setServiceConfiguration",
     .run = answer<&ServiceOperations::setServiceConfiguration>,
     .changes = true,
-    .text = L"Sets how often the running service gathers its knowledge of domains and trusts anew, until it ends.",
+    .text =
+        L"Sets how often the running service gathers its knowledge of domains and trusts anew, until it "
+        L"ends.",
     .request = setServiceConfigurationRequest,
     .example = L"forestCheckInterval=30",
 };

@@ -9,8 +9,8 @@
 
 namespace wsadmin {
 
-// Logs nothing: the loader holds its lock, and a log sink that loads a library or waits for a thread would be a
-// deadlock.
+// Logs nothing: the loader holds its lock, and a log sink that loads a library or waits for a thread would be
+// a deadlock.
 void onAttach(void* module) {
     setModuleName(CORE::wstr::getModuleName(module).lastPath().dropSuffix().str());
     modulePlugin().setModule(module);
