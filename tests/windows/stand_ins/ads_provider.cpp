@@ -34,7 +34,7 @@ struct Opening {
 
 // A failure as a provider tells it: the code, and more for who asks.
 template <class T>
-HRESULT codeOf(const T& result) {
+HRESULT hresultOf(const T& result) {
     if (result) return S_OK;
     ADsSetLastError(static_cast<DWORD>(result.error().code) & 0xffff, L"as the directory says", L"test");
     return static_cast<HRESULT>(result.error().code);
@@ -85,24 +85,24 @@ class Entry final : public ComObject<IADs, IADsContainer, IADsDeleteOps, IDirect
         path_ = object_->path();
         return load();  // what was put and not written is lost, as it is there
     }
-    HRESULT WINAPI SetInfo() override { return codeOf(object_->setInfo()); }
+    HRESULT WINAPI SetInfo() override { return hresultOf(object_->setInfo()); }
     HRESULT WINAPI Get(BSTR name, VARIANT* value) override {
         const auto values = object_->getEx(fromBstr(name));
-        if (!values) return codeOf(values);
+        if (!values) return hresultOf(values);
         *value = values->size() == 1 ? variantOf(values->front()) : variantOf(*values);
         return S_OK;
     }
     HRESULT WINAPI Put(BSTR name, VARIANT value) override {
-        return codeOf(object_->put(fromBstr(name), valuesOf(value).at(0)));
+        return hresultOf(object_->put(fromBstr(name), valuesOf(value).at(0)));
     }
     HRESULT WINAPI GetEx(BSTR name, VARIANT* value) override {
         const auto values = object_->getEx(fromBstr(name));
-        if (!values) return codeOf(values);
+        if (!values) return hresultOf(values);
         *value = variantOf(*values);
         return S_OK;
     }
     HRESULT WINAPI PutEx(__LONG32 control, BSTR name, VARIANT value) override {
-        return codeOf(object_->putEx(static_cast<PutOperation>(control), fromBstr(name), valuesOf(value)));
+        return hresultOf(object_->putEx(static_cast<PutOperation>(control), fromBstr(name), valuesOf(value)));
     }
     HRESULT WINAPI GetInfoEx(VARIANT names, __LONG32) override {
         for (const DirectoryValue& name : valuesOf(names))
@@ -120,24 +120,24 @@ class Entry final : public ComObject<IADs, IADsContainer, IADsDeleteOps, IDirect
     HRESULT WINAPI GetObject(BSTR, BSTR, IDispatch**) override { return E_NOTIMPL; }
     HRESULT WINAPI Create(BSTR objectClass, BSTR name, IDispatch** made) override {
         auto child = object_->create(fromBstr(objectClass), plainName(name));
-        if (!child) return codeOf(child);
+        if (!child) return hresultOf(child);
         *made = static_cast<IADs*>(new Entry(opening_, std::move(*child)));
         return S_OK;
     }
     HRESULT WINAPI Delete(BSTR objectClass, BSTR name) override {
-        return codeOf(object_->removeChild(fromBstr(objectClass), plainName(name)));
+        return hresultOf(object_->removeChild(fromBstr(objectClass), plainName(name)));
     }
     HRESULT WINAPI CopyHere(BSTR, BSTR, IDispatch**) override { return E_NOTIMPL; }
     HRESULT WINAPI MoveHere(BSTR from, BSTR name, IDispatch** moved) override {
         const auto done = object_->moveHere(fromBstr(from), name ? plainName(name) : std::string());
-        if (!done) return codeOf(done);
+        if (!done) return hresultOf(done);
         AddRef();
         *moved = static_cast<IADs*>(this);
         return S_OK;
     }
 
     // --- IADsDeleteOps
-    HRESULT WINAPI DeleteObject(__LONG32) override { return codeOf(object_->deleteObject()); }
+    HRESULT WINAPI DeleteObject(__LONG32) override { return hresultOf(object_->deleteObject()); }
 
     // --- IDirectorySearch
     HRESULT WINAPI SetSearchPreference(PADS_SEARCHPREF_INFO preferences, DWORD count) override {
@@ -163,7 +163,7 @@ class Entry final : public ComObject<IADs, IADsContainer, IADsDeleteOps, IDirect
             for (DWORD i = 0; i < count; ++i) attributes.push_back(CORE::toUtf8(names[i]));
         opening_.backend->record("search " + CORE::toUtf8(filter));
         auto rows = search_->execute(CORE::toUtf8(filter), attributes);
-        if (!rows) return codeOf(rows);
+        if (!rows) return hresultOf(rows);
         *handle = new RunningSearch{std::move(*rows), {}};
         ++liveComObjects;
         return S_OK;
@@ -178,7 +178,7 @@ class Entry final : public ComObject<IADs, IADsContainer, IADsDeleteOps, IDirect
             return S_ADS_NOMORE_ROWS;
         }
         const auto more = running(handle).rows->next();
-        if (!more) return codeOf(more);
+        if (!more) return hresultOf(more);
         return *more ? S_OK : S_ADS_NOMORE_ROWS;
     }
     HRESULT WINAPI GetPreviousRow(ADS_SEARCH_HANDLE) override { return E_NOTIMPL; }
@@ -187,7 +187,7 @@ class Entry final : public ComObject<IADs, IADsContainer, IADsDeleteOps, IDirect
         if (!std::exchange(search.named, true)) {
             search.names.clear();
             const auto columns = search.rows->columns();
-            if (!columns) return codeOf(columns);
+            if (!columns) return hresultOf(columns);
             for (const DirectoryColumn& column : *columns) search.names.push_back(column.name);
         }
         *name = nullptr;
@@ -198,7 +198,7 @@ class Entry final : public ComObject<IADs, IADsContainer, IADsDeleteOps, IDirect
     }
     HRESULT WINAPI GetColumn(ADS_SEARCH_HANDLE handle, LPWSTR name, PADS_SEARCH_COLUMN column) override {
         const auto found = running(handle).rows->column(CORE::toUtf8(name));
-        if (!found) return codeOf(found);
+        if (!found) return hresultOf(found);
         if (!*found) return E_ADS_COLUMN_NOT_SET;
         auto* store = new ColumnStore;
         ++liveComObjects;
@@ -228,7 +228,7 @@ class Entry final : public ComObject<IADs, IADsContainer, IADsDeleteOps, IDirect
     }
     HRESULT load() {
         auto object = opening_.backend->services->openObject(path_, opening_.credentials, opening_.flags);
-        if (!object) return codeOf(object);
+        if (!object) return hresultOf(object);
         object_ = std::move(*object);
         return S_OK;
     }
@@ -251,7 +251,7 @@ class Children final : public ComObject<IEnumVARIANT> {
         for (; given < count && at_ < paths_.size(); ++given) {
             auto child =
                 opening_.backend->services->openObject(paths_[at_++], opening_.credentials, opening_.flags);
-            if (!child) return codeOf(child);
+            if (!child) return hresultOf(child);
             V_VT(&values[given]) = VT_DISPATCH;
             V_DISPATCH(&values[given]) = static_cast<IADs*>(new Entry(opening_, std::move(*child)));
         }
@@ -270,7 +270,7 @@ class Children final : public ComObject<IEnumVARIANT> {
 
 HRESULT WINAPI Entry::get__NewEnum(IUnknown** enumerator) {
     auto paths = object_->children();
-    if (!paths) return codeOf(paths);
+    if (!paths) return hresultOf(paths);
     *enumerator = new Children(opening_, std::move(*paths));
     return S_OK;
 }
@@ -290,7 +290,7 @@ class Namespace final : public ComObject<IADsOpenDSObject> {
         backend_->record("open " + path + " " + opening.credentials.user + " " +
                          std::string(opening.credentials.password.view()) + " " + std::to_string(flags));
         auto search = backend_->services->openSearch(path, opening.credentials, opening.flags);
-        if (!search) return codeOf(search);
+        if (!search) return hresultOf(search);
         *object = static_cast<IADs*>(new Entry(std::move(opening), path, std::move(*search)));
         return S_OK;
     }
