@@ -213,7 +213,7 @@ TEST_F(Tool, WhatIsMissingInAnAnswerIsExplained) {
                  "[machine]\ndns-name = \"lab.corp.example\"\n[[directory]]\nsuffixes = "
                  "[\"dc=vdi,dc=talvex,dc=int\"]\n"
                  "[directory.faults]\nrefuse-binds = true\n");
-    const std::string lab = " --lab " + quoted(folder.utf8(""));
+    const std::string lab = " --lab " + quoted(folder.utf8("."));
     const Run empty = run("checkLdapConnectivity --json" + lab);
     EXPECT_EQ(empty.status, 0);
     EXPECT_EQ(json::parse(empty.out)["result"], json::array());
