@@ -17,6 +17,9 @@ void* operator new(std::size_t size) {
     if (!block) throw std::bad_alloc();
     return block;
 }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return std::malloc(size > 0 ? size : 1);
+}
 void operator delete(void* block) noexcept {
     std::free(block);
 }
