@@ -226,8 +226,8 @@ TEST(ConnectionMgr, ACleanupThatFailsDoesNotEndTheTimer) {
     const auto services = std::make_shared<FailingOnce>();
     CORE::ThreadGroup threads(L"test");
     const LogCapture log(CORE::logError);
-    const auto pool = CORE::refptr<TimedPool>::adopt(
-        new TimedPool({services, std::make_shared<ManualClock>()}, threads, 1));
+    const auto pool = CORE::refptr<ConnectionMgr>::adopt(
+        new ConnectionMgr({services, std::make_shared<ManualClock>()}, threads, 1));
     while (services->threads < 3) std::this_thread::yield();
     pool->StopTimerWithWait();
     threads.waitForAll();
