@@ -140,11 +140,13 @@ FileReplacement::FileReplacement(const fs::path& file, std::string_view content)
     const File temporary(::mkostemp(name.data(), O_CLOEXEC));
     if (!temporary.open()) fail(L"write", file_.wstring());
     PassingName passing{name};
-    // Another owner is the superuser's to give; the mode comes after it, because a new owner clears bits of
-    // it.
-    const bool given = ::fchown(temporary.get(), before.st_uid, before.st_gid) == 0;
-    static_cast<void>(given);
-    if (::fchmod(temporary.get(), before.st_mode & 07777) != 0 || !temporary.writeAll(content))
+    // Another owner is the superuser's to give, a group its members'. The mode comes after them, because they
+    // clear bits of it; what the old group might do is not for the saver's own group.
+    constexpr auto sameOwner = static_cast<uid_t>(-1);
+    const bool groupKept = ::fchown(temporary.get(), before.st_uid, before.st_gid) == 0 ||
+                           ::fchown(temporary.get(), sameOwner, before.st_gid) == 0;
+    const mode_t kept = groupKept ? 07777u : 07777u & ~static_cast<mode_t>(S_IRWXG | S_ISGID);
+    if (::fchmod(temporary.get(), before.st_mode & kept) != 0 || !temporary.writeAll(content))
         fail(L"write", file_.wstring());
     temporary_ = std::exchange(passing.name, {});
 }
