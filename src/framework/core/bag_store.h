@@ -101,34 +101,27 @@ class BagStore {
     template <class Ch>
     [[gnu::always_inline]] const BagEntry* findAscii(std::basic_string_view<Ch> name,
                                                      std::size_t from) const {
-        const auto hasKey = [key = nameKey(name)](const BagEntry& entry) { return entry.key == key; };
+        const std::uint32_t key = nameKey(name);
         const BagEntry* const end = entries_.data() + entries_.size();
-        for (const BagEntry* entry = entries_.data() + from;; ++entry) {
-            entry = std::find_if(entry, end, hasKey);
-            if (entry == end) return nullptr;
-            if (sameAscii(name, this->name(*entry))) return entry;
-        }
+        for (const BagEntry* entry = entries_.data() + from; entry != end; ++entry)
+            if (entry->key == key && sameAscii(name, this->name(*entry))) return entry;
+        return nullptr;
     }
     // Equal without regard to case; `own` is ASCII.
     template <class Ch>
-    static inline bool sameAscii(std::basic_string_view<Ch> asked, std::string_view own) noexcept {
+    static bool sameAscii(std::basic_string_view<Ch> asked, std::string_view own) noexcept {
         if (asked.size() != own.size()) return false;
-        // Most names are equal including case: compares four characters at a time.
-        const auto differ = [&](std::size_t at) { return asked[at] ^ static_cast<Ch>(own[at]); };
-        std::size_t left = asked.size();
-        for (; left >= 4; left -= 4)
-            if ((differ(left - 1) | differ(left - 2) | differ(left - 3) | differ(left - 4)) != 0) break;
-        for (; left > 0; --left)
-            if (differ(left - 1) != 0) return sameFolded(asked.substr(0, left), own);
-        return true;
+        std::uint32_t differ = 0;  // most names are equal including case
+        for (std::size_t at = 0; at < own.size(); ++at)
+            differ |=
+                static_cast<std::uint32_t>(asked[at]) ^ static_cast<std::uint32_t>(static_cast<Ch>(own[at]));
+        return differ == 0 || sameFolded(asked, own);
     }
-    // Compares as many characters as `asked` has.
     template <class Ch>
     [[gnu::noinline]] static bool sameFolded(std::basic_string_view<Ch> asked,
                                              std::string_view own) noexcept {
-        for (std::size_t left = asked.size(); left > 0; --left)
-            if (asciiLower(asked[left - 1]) != static_cast<Ch>(asciiLower(own[left - 1]))) return false;
-        return true;
+        return std::equal(asked.begin(), asked.end(), own.begin(),
+                          [](Ch a, char b) { return asciiLower(a) == static_cast<Ch>(asciiLower(b)); });
     }
     const BagEntry* findAmongUnicode(std::string_view name, std::size_t from) const;
     const BagEntry* findAmongUnicode(std::wstring_view name, std::size_t from) const;
