@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <nlohmann/json.hpp>
 
+#include "support/rows.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -44,53 +44,24 @@ class Tool : public testing::Test {
 };
 
 TEST_F(Tool, ExitStatusAndStreams) {
-    struct Case {
-        std::string arguments;
-        int status;
-        const char* error;  // part of standard error; null: nothing there
+    folder.write("great", "[[\"a\", 1e999]]");
+    folder.write("long", "[[\"" + std::string(70000, 'n') + "\", \"\"]]");
+    const auto fails = [this](const wstest::Json& in) {
+        std::string arguments = in[0];
+        constexpr std::string_view ownFolder = "FOLDER/";
+        if (const auto at = arguments.find(ownFolder); at != std::string::npos)
+            arguments.replace(at, ownFolder.size(), folder.utf8(""));
+        const Run result = run(arguments);
+        EXPECT_EQ(result.status, in[1]) << arguments << result.err;
+        EXPECT_TRUE(result.status < 2 || result.out.empty()) << arguments << result.out;
+        return result.err;
     };
-    const Case cases[] = {
-        {"getAppdataLocation", 0, nullptr},
-        {"GETAPPDATALOCATION --json", 0, nullptr},
-        {"setServiceConfiguration forestCheckInterval=15", 0, nullptr},
-        {"setServiceConfiguration forestCheckInterval=14", 1,
-         "forestCheckInterval must be a minimum of 15 minutes\n"},
-        {"noSuchOperation", 2, "there is no operation"},
-        {"\"\"", 2, "there is no operation"},
-        {"getEntitledDesktops sids=S-1-1-0", 2, "did you mean \"sid\"?"},
-        {"noSuchOperation --unchecked", 1, "The operation is not known or not available (error 120).\n"},
-        {"\"\" --unchecked", 1, "(error 120)"},
-        {"\"getAppdataLocation \" --unchecked", 1, "(error 120)"},
-        {"getAppdataLocation any=key --unchecked", 0, nullptr},
-        {"clientAuthList", 1, "clientAuthList is not available yet (error 120).\n"},
-        {"", 2, "no operation"},
-        {"getAppdataLocation novalue", 2, "NAME=VALUE"},
-        {"setClusterName --request " + quoted(folder.write("great", "[[\"a\", 1e999]]")), 2,
-         "number overflow"},
-        {"setClusterName --request " +
-             quoted(folder.write("long", "[[\"" + std::string(70000, 'n') + "\", \"\"]]")),
-         2, "name"},
-        {"getAppdataLocation p=@" + quoted(folder.utf8("missing")), 2, "missing"},
-        {"--frobnicate", 2, "--frobnicate"},
-        {"noSuchOperation --help", 2, "noSuchOperation"},
-        {"getAppdataLocation --lab " + quoted(folder.utf8("nowhere")), 3,
-         "mfwPluginDll exception during init, error "},
-        {"getAppdataLocation --config " + quoted(folder.utf8("nowhere")), 3, "nowhere"},
-        {"getAppdataLocation --connect localhost:1 --ticket t", 3, "transport"},
+    const auto prints = [this](const wstest::Json& in) {
+        const Run result = run(in);
+        EXPECT_EQ(result.status, 0) << in << result.err;
+        return result.out;
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.arguments);
-        const Run result = run(c.arguments);
-        EXPECT_EQ(result.status, c.status) << result.err;
-        if (c.error) {
-            EXPECT_NE(result.err.find(c.error), std::string::npos) << result.err;
-        } else {
-            EXPECT_EQ(result.err, "");
-        }
-        if (c.status >= 2) {
-            EXPECT_EQ(result.out, "");
-        }
-    }
+    wstest::tryRows(WS_SOURCE_DIR "/tests/host/tool.jsonl", {{"fails", fails}, {"prints", prints}});
 }
 
 TEST_F(Tool, JsonIsAloneOnStandardOutput) {
@@ -125,24 +96,6 @@ TEST_F(Tool, ListsTheOperationsWithTheirKeys) {
     EXPECT_EQ(list[17]["request"][0]["default"], "15");
     EXPECT_EQ(list[17]["changes"], true);
     EXPECT_EQ(json::parse(run("setserviceconfiguration --help --json").out), list[17]);
-    EXPECT_EQ(run("--help").status, 0);
-
-    const std::pair<const char*, const char*> shown[] = {
-        {"--list", "\nsetClusterName                  Names the cluster that"},
-        {"--list",
-         "Lists the accounts of client devices, and how each connection server treats such devices. (not "
-         "available"},
-        {"SETMACHINEAGENTINFO --help", "setMachineAgentInfo: Sets the network address"},
-        {"setMachineAgentInfo --help", "\nIt changes something.\n"},
-        {"setMachineAgentInfo --help", "\n  desktopName  text  the pool (required)\n"},
-        {"setServiceConfiguration --help",
-         "(default: 15)\n\nResult: none\n\nExample:\n  hdqadmin setServiceConfiguration "},
-        {"clientAuthList --help", "\nIt is not available yet.\n"},
-    };
-    for (const auto& [arguments, part] : shown) {
-        const Run help = run(arguments);
-        EXPECT_NE(help.out.find(part), std::string::npos) << part << " in:\n" << help.out << help.err;
-    }
 }
 
 TEST_F(Tool, ABatchIsAnsweredInOrderOrNotAtAll) {
