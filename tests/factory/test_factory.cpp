@@ -112,33 +112,6 @@ TEST(Factory, ChoosesAccounts) {
     }
 }
 
-TEST(Factory, KnowsTheAccountsThatAreConfigured) {
-    const wstest::TempFolder folder;
-    const struct {
-        const char* text;
-        const wchar_t* process;
-        const wchar_t* directory;
-    } rows[] = {
-        {"", L"", L""},
-        {"process-account = 'CORP\\J\xc3\xb6rg'", L"CORP\\J\u00f6rg", L""},
-        {"[directory]\nuser = \"svc\"\ndomain = \"VDI\"\npassword = \"p\"", L"", L"VDI\\svc"},
-        {"[directory]\nuser = \"cn=svc,dc=vdi\"\npassword = \"p\"", L"", L""},
-        {"[directory]\nmethod = \"anonymous\"", L"", L""},
-        {"[directory]\nhost = \"127.0.0.1\"", L"", L""},
-        // Other directories' users are no matter here.
-        {"process-account = \"SYSTEM\"\n[global]\nuser = \"svc\"\npassword = \"p\"\n"
-         "[[server]]\nfor = \"dc1\"\nfor-port = 389\nuser = \"svc\"\npassword = \"p\"",
-         L"SYSTEM", L""},
-    };
-    for (const auto& row : rows) {
-        const auto file = folder.write("c.toml", row.text);
-        const auto platform = createPlatform(startup(configurationKey, file));
-        ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
-        EXPECT_EQ((*platform)->processAccount, row.process) << row.text;
-        EXPECT_EQ((*platform)->directoryAccount, row.directory) << row.text;
-    }
-}
-
 TEST(Factory, ReadsTheInstallationAndTheStartUpParameters) {
     const wstest::TempFolder folder;
     const struct {
