@@ -63,6 +63,12 @@ Json schema(const Json& in) {
 Json machine(const Json& in) {
     return failureOf(readMachineFile(in.get<std::string>(), ""));
 }
+// Of a lab with those files.
+Json folder(const Json& in) {
+    const wstest::TempFolder temporary;
+    for (const auto& [name, text] : in.items()) temporary.write(name, text.get<std::string>());
+    return failureOf(openLab(temporary.path()));
+}
 
 Json stored(const Json& in) {
     const std::map<std::string, Syntax> names{{"integer", Syntax::integer},
@@ -149,6 +155,7 @@ TEST(Rows, OfALab) {
          {"line", [](const Json& in) { return line(in); }},
          {"machine", machine},
          {"schema", schema},
+         {"folder", folder},
          {"stored", stored},
          {"found", found},
          {"tokenGroups", tokenGroups},
