@@ -73,7 +73,7 @@ TEST(LabServer, FaultsAtTheDoor) {
     EXPECT_EQ(codeOf(TestDirectory(testContent, {}, wrong).open()->bind({})), ldapInvalidCredentials);
     TestDirectory test(testContent, {}, slow);
     const auto before = test.clock->now();
-    EXPECT_EQ(codeOf(test.open()->bind({})), ldapServerDown);  // slower than the connect time-out
+    EXPECT_EQ(codeOf(test.open()->bind({})), ldapTimeout);  // slower than the connect time-out
     EXPECT_EQ(test.clock->now() - before, milliseconds(5000));
     LdapEndpoint patient;
     patient.connectTimeout = milliseconds(6000);
@@ -81,6 +81,23 @@ TEST(LabServer, FaultsAtTheDoor) {
     EXPECT_EQ(codeOf(session->bind({})), ldapSuccess);
     EXPECT_EQ(codeOf(readEntry(*session, "DC=t")), ldapSuccess);
     EXPECT_EQ(test.clock->now() - before, milliseconds(5000 + 2 * 5001));
+}
+
+TEST(LabServer, WhatASlowOneDelaysEndsWhenTheServiceStops) {
+    Faults slow;
+    slow.slow = milliseconds(4000);
+    TestDirectory test(testContent, {}, slow);
+    LdapEndpoint hasty;
+    hasty.connectTimeout = milliseconds(1);
+    const auto session = test.bound(), late = std::move(test.network.open(hasty).value());
+    const auto before = test.clock->now();
+    test.network.stop();
+    for (const auto& ended :
+         {session->bind({}), late->bind({}), session->modify("OU=a,DC=t", {{LdapModify::add, "url", {"x"}}})})
+        EXPECT_EQ(failureText(ended.error()), "The service is stopping");
+    EXPECT_EQ(codeOf(readEntry(*session, "DC=t")), ldapUserCancelled);
+    EXPECT_EQ(test.clock->now(), before);
+    EXPECT_EQ(test.changedFile(), "");
 }
 
 TEST(LabServer, DiesAfterOperationsOrPages) {

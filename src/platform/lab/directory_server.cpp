@@ -40,14 +40,24 @@ void DirectoryServer::setFaults(Faults faults) {
     dead_ = false;
 }
 
-int DirectoryServer::arrive(std::string_view operation, std::string_view dn) {
-    if (!reachable()) return ldapServerDown;
-    if (faults_.dieAfterOperations && operation != "bind" && operations_++ >= *faults_.dieAfterOperations) {
-        dead_ = true;
-        return ldapServerDown;
-    }
-    if (faults_.slow.count() > 0) clock_->wait(faults_.slow, nullptr);
-    return ordered(operation, dn);
+Result<void> DirectoryServer::arrive(std::string_view operation, std::string_view dn) {
+    if (!reachable()) return fail(ldapFailure(ldapServerDown));
+    if (faults_.dieAfterOperations && operation != "bind" && operations_++ >= *faults_.dieAfterOperations)
+        return die();
+    if (auto waited = wait(faults_.slow); !waited) return waited;
+    if (const int code = ordered(operation, dn); code != ldapSuccess) return fail(ldapFailure(code));
+    return {};
+}
+
+Result<void> DirectoryServer::wait(std::chrono::milliseconds time) const {
+    if (time.count() > 0 && clock_->wait(time, &stopped_))
+        return fail(ldapUserCancelled, L"The service is stopping");
+    return {};
+}
+
+Result<void> DirectoryServer::die() {
+    dead_ = true;
+    return fail(ldapFailure(ldapServerDown));
 }
 
 int DirectoryServer::ordered(std::string_view operation, std::string_view dn) {
@@ -67,10 +77,9 @@ int DirectoryServer::ordered(std::string_view operation, std::string_view dn) {
     return ldapSuccess;
 }
 
-int DirectoryServer::pageArrives() {
-    if (!faults_.dieAfterPages || pages_++ < *faults_.dieAfterPages) return ldapSuccess;
-    dead_ = true;
-    return ldapServerDown;
+Result<void> DirectoryServer::pageArrives() {
+    if (faults_.dieAfterPages && pages_++ >= *faults_.dieAfterPages) return die();
+    return {};
 }
 
 bool DirectoryServer::admits(const LdapCredentials& credentials) const {
@@ -94,6 +103,10 @@ std::optional<std::string> LabNetwork::listen(Address address, std::shared_ptr<D
         if (auto both = common(address, other)) return both;
     servers_.emplace_back(std::move(address), std::move(server));
     return std::nullopt;
+}
+
+void LabNetwork::stop() {
+    for (const auto& [address, server] : servers_) server->stop();
 }
 
 DirectoryServer* LabNetwork::named(std::string_view name) const {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "framework/core/corelock.h"
 #include "framework/core/corestring.h"
 #include "platform/lab/lab_directory.h"
 
@@ -45,20 +46,23 @@ class DirectoryServer {
                     std::shared_ptr<Clock> clock);
 
     Directory& directory() noexcept { return *directory_; }
-    Clock& clock() noexcept { return *clock_; }
     const Faults& faults() const noexcept { return faults_; }
     // From now on, in place of those before; a server that is down is up again. Not while it is being used.
     void setFaults(Faults faults);
 
-    // Called before each operation; the code that the faults order, or 0.
-    int arrive(std::string_view operation, std::string_view dn);
-    int pageArrives();  // the same for each page of a search
+    // Called before each operation; fails as the faults order, and when the service stops meanwhile.
+    Result<void> arrive(std::string_view operation, std::string_view dn);
+    Result<void> pageArrives();  // the same for each page of a search
+    // Lets time pass; fails with 88 when the service stops before it has.
+    Result<void> wait(std::chrono::milliseconds time) const;
+    void stop() { stopped_.set(); }
     bool reachable() const noexcept { return !faults_.refuseConnections && !dead_; }
     // Without accounts anybody may bind.
     bool admits(const LdapCredentials& credentials) const;
     unsigned nextSession() noexcept { return ++sessions_; }
 
   private:
+    Result<void> die();
     int ordered(std::string_view operation, std::string_view dn);
 
     std::shared_ptr<Clock> clock_;  // outlives the directory, which reads it
@@ -69,6 +73,7 @@ class DirectoryServer {
     std::atomic<int> operations_{0}, pages_{0};
     std::atomic<bool> dead_{false};
     std::atomic<unsigned> sessions_{0};
+    CORE::coreevent stopped_;
 };
 
 // Where directories are reached. Not changed any more once sessions are opened; then any thread may open.
@@ -81,6 +86,7 @@ class LabNetwork final : public LdapClient {
     // Where somebody listens already, for people; else nothing, and the server is reached there.
     std::optional<std::string> listen(Address address, std::shared_ptr<DirectoryServer> server);
     Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override;
+    void stop() override;
     // The server of the directory instance of that name; null where there is none.
     DirectoryServer* named(std::string_view name) const;
 

@@ -58,10 +58,10 @@ Result<void> LabSession::bind(const LdapCredentials& credentials) {
     if (auto possible = checkCredentials(credentials); !possible) return possible;
     if (!server_ || !server_->reachable()) return fail(ldapFailure(ldapServerDown));
     if (endpoint_.connectTimeout.count() > 0 && server_->faults().slow > endpoint_.connectTimeout) {
-        server_->clock().wait(endpoint_.connectTimeout, nullptr);
-        return fail(ldapFailure(ldapServerDown));
+        if (auto waited = server_->wait(endpoint_.connectTimeout); !waited) return waited;
+        return fail(ldapFailure(ldapTimeout));
     }
-    if (const int code = server_->arrive("bind", {}); code != ldapSuccess) return fail(ldapFailure(code));
+    if (auto arrived = server_->arrive("bind", {}); !arrived) return arrived;
     if (credentials.method == LdapCredentials::Method::anonymous) return {};
     if (!server_->admits(credentials)) return fail(ldapFailure(ldapInvalidCredentials));
     bound_ = true;
@@ -70,7 +70,7 @@ Result<void> LabSession::bind(const LdapCredentials& credentials) {
 
 Result<void> LabSession::arrive(std::string_view operation, const std::string& dn) {
     if (!server_) return fail(ldapFailure(ldapServerDown));
-    if (const int code = server_->arrive(operation, dn); code != ldapSuccess) return fail(ldapFailure(code));
+    if (auto arrived = server_->arrive(operation, dn); !arrived) return arrived;
     const bool rootOnly = operation == "search" && dn.empty();  // which anybody may read
     if (!bound_ && !rootOnly) return fail(ldapFailure(ldapOperationsError));
     return {};
@@ -140,7 +140,7 @@ Result<LabSession::Cursor> LabSession::takeCursor(const LdapSearch& search, cons
 }
 
 Result<LdapSearchResult> LabSession::answerPage(const LdapSearch& search, const SearchControls& given) {
-    if (const int code = server_->pageArrives(); code != ldapSuccess) return fail(ldapFailure(code));
+    if (const auto arrived = server_->pageArrives(); !arrived) return fail(arrived.error());
     Directory& directory = server_->directory();
     const auto question = questionOf(search, given.showDeleted);
     auto cursor = takeCursor(search, given, question);
