@@ -51,20 +51,23 @@ struct Lab {
         std::vector<KeptFile> files;
     };
     std::vector<Served> directories;
+    std::set<fs::path> contentFiles;  // of all directories, links followed
     std::mutex saving;
 };
 
 // The content files as they were read.
-Result<std::vector<KeptFile>> loadFiles(const Lab& lab, const DirectoryDescription& description,
+Result<std::vector<KeptFile>> loadFiles(Lab& lab, const DirectoryDescription& description,
                                         Directory& directory) {
     std::vector<KeptFile> read;
+    const auto wrong = [&](const std::string& name, const std::wstring& text) {
+        return fail(1, CORE::toWide(machineFile) + L":" + std::to_wstring(description.line) + L": " +
+                           CORE::toWide(name) + L": " + text);
+    };
     const auto each = [&](const std::vector<std::string>& names, auto reader) -> Result<void> {
         read.clear();
         for (const auto& name : names) {
             const auto text = readFile(lab.folder / name);
-            if (!text)
-                return fail(1, CORE::toWide(machineFile) + L":" + std::to_wstring(description.line) + L": " +
-                                   CORE::toWide(name) + L": " + text.error().text);
+            if (!text) return wrong(name, text.error().text);
             if (auto done = (directory.*reader)(*text, name); !done) return done;
             read.push_back({name, digestOf(*text)});
         }
@@ -73,6 +76,10 @@ Result<std::vector<KeptFile>> loadFiles(const Lab& lab, const DirectoryDescripti
     if (auto done = each(description.schemaFiles, &Directory::readSchema); !done) return fail(done.error());
     if (auto done = each(description.files, &Directory::readContent); !done) return fail(done.error());
     directory.finish();
+    // Each save would overwrite what the other directory has in the file.
+    for (const auto& [name, digest] : read)
+        if (!lab.contentFiles.insert(CORE::fileBehindLinks(lab.folder / name)).second)
+            return wrong(name, L"the file belongs to a directory already");
     return read;
 }
 
