@@ -1,4 +1,5 @@
-// Ports to this machine: its names, folders, registry and programs. All calls may come from any thread.
+// Ports to this machine: its names, environment, folders, registry and programs. All calls may come from any
+// thread.
 #pragma once
 
 #include <chrono>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "framework/core/corelock.h"
+#include "framework/core/corestring.h"
 #include "platform/result.h"
 
 namespace wsadmin::platform {
@@ -20,6 +22,21 @@ class ComputerNames {
     virtual ~ComputerNames() = default;
     virtual Result<std::wstring> netBios() const = 0;
     virtual Result<std::wstring> dnsFullyQualified() const = 0;
+};
+
+// The environment variables of this process.
+class Environment {
+  public:
+    virtual ~Environment() = default;
+    // Nothing where the variable is not set. Case does not count where it does not count to the system.
+    virtual Result<std::optional<std::wstring>> variable(std::wstring_view name) const = 0;
+};
+
+class Guids {
+  public:
+    virtual ~Guids() = default;
+    // A new GUID in lower case, without braces.
+    virtual Result<std::wstring> next() = 0;
 };
 
 enum class Folder { commonAppData, localAppData, programFiles };
@@ -68,6 +85,17 @@ class Processes {
   public:
     virtual ~Processes() = default;
     virtual Result<ProcessOutcome> run(const ProcessRequest& request) = 0;
+};
+
+// The system's command interpreter.
+class CommandInterpreter {
+  public:
+    virtual ~CommandInterpreter() = default;
+    // Hands the line, UTF-8, to the interpreter as it is, with no quotation mark added or taken away, and
+    // waits until it ends. Answers its exit status. Failure: the C runtime's error number. When `stop` is set
+    // the wait ends with a failure (ECANCELED), and a command that runs is left to finish, because a change
+    // that is cut short would leave half a rule. No copy of the line stays in this process's memory.
+    virtual Result<int> run(const CORE::secretstring& line, const CORE::coreevent* stop) = 0;
 };
 
 }  // namespace wsadmin::platform

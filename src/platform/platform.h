@@ -9,6 +9,8 @@
 #include "platform/account_authority.h"
 #include "platform/clock.h"
 #include "platform/directory_services.h"
+#include "platform/filtering_engine.h"
+#include "platform/firewall_policy.h"
 #include "platform/installation.h"
 #include "platform/ldap_session.h"
 #include "platform/local_machine.h"
@@ -20,6 +22,8 @@ struct Platform {
     std::shared_ptr<LdapClient> ldap;
     std::shared_ptr<DirectoryServices> directoryServices;
     std::shared_ptr<ComputerNames> names;
+    std::shared_ptr<Environment> environment;
+    std::shared_ptr<Guids> guids;
     std::shared_ptr<Folders> folders;
     std::shared_ptr<Registry> registry;
     std::shared_ptr<Processes> processes;
@@ -27,6 +31,10 @@ struct Platform {
     // Null where the machine has no account database of its own: accounts are then looked up in the
     // directories.
     std::shared_ptr<AccountAuthority> accounts;
+    // Null where the system has no such thing.
+    std::shared_ptr<FilteringPlatform> filtering;
+    std::shared_ptr<Firewall> firewall;
+    std::shared_ptr<CommandInterpreter> commands;
 
     Installation installation;
     // Start-up parameters of the lab or the configuration file.

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <asio.hpp>
+#include <sstream>
 
 #include "framework/core/corestring.h"
 #include "platform/factory/paths.h"
@@ -115,24 +116,35 @@ TEST(Factory, ChoosesAccounts) {
 TEST(Factory, ReadsTheInstallationAndTheStartUpParameters) {
     const wstest::TempFolder folder;
     const struct {
-        const char *machine, *startup;
-        std::uint32_t role;
-        int osLevel;
-        const char* parameters;
+        const char *machine, *tables, *installation, *parameters;
     } rows[] = {
-        {"role = \"security-server\"\nos-level = 4\n", "", 2, 4, ""},
-        {"role = \"none\"\nos-level = 10\n",
-         "[startup]\nInitiateDomainChecks = false\nIPsecRuleCheckInterval = -1\nincludeList = \"a b\"\n", 0,
-         10, "InitiateDomainChecks=false;IPsecRuleCheckInterval=-1;includeList=a b"},
+        {"role = \"security-server\"\nos-level = 4\nadministrator = false\nipv6 = true\nfirst-guid = "
+         "\"00000000-0000-4000-8000-00000000009f\"\n",
+         "[environment]\nWS_Test_Place = \"here\"\n",
+         "2 4 0 1 00000000-0000-4000-8000-00000000009f 00000000-0000-4000-8000-0000000000a0 here", ""},
+        {"role = \"none\"\nos-level = 10\nadministrator = true\nfirst-guid = "
+         "\"ffffffff-ffff-ffff-ffff-ffffffffffff\"\n",
+         "[startup]\nInitiateDomainChecks = false\nIPsecRuleCheckInterval = -1\nincludeList = \"a b\"\n",
+         "0 10 1 0 ffffffff-ffff-ffff-ffff-ffffffffffff 00000000-0000-0000-0000-000000000000 -",
+         "InitiateDomainChecks=false;IPsecRuleCheckInterval=-1;includeList=a b"},
+    };
+    const auto shown = [](const Platform& platform) {
+        const Installation& installation = platform.installation;
+        std::ostringstream text;
+        text << installation.role << " " << installation.osLevel << " " << installation.administrator << " "
+             << installation.ipv6;
+        for (int i = 0; i < 2; ++i) text << " " << CORE::toUtf8(platform.guids->next().value());
+        const auto place = platform.environment->variable(L"WS_TEST_PLACE").value();
+        text << " " << CORE::toUtf8(place.value_or(L"-"));
+        return text.str();
     };
     for (const auto& row : rows) {
-        folder.write("machine.toml", std::string("[machine]\n") + row.machine + row.startup);
-        const auto file = folder.write("c.toml", std::string(row.machine) + row.startup);
+        folder.write("machine.toml", std::string("[machine]\n") + row.machine + row.tables);
+        const auto file = folder.write("c.toml", std::string(row.machine) + row.tables);
         for (const auto& bag : {startup(labFolderKey, folder.utf8("")), startup(configurationKey, file)}) {
             const auto platform = createPlatform(bag);
             ASSERT_TRUE(platform) << CORE::toUtf8(platform.error().text);
-            EXPECT_EQ((*platform)->installation.role, row.role) << row.machine;
-            EXPECT_EQ((*platform)->installation.osLevel, row.osLevel) << row.machine;
+            EXPECT_EQ(shown(**platform), row.installation);
             EXPECT_EQ(CORE::toUtf8((*platform)->startup.flattenForDisplay(L";")), row.parameters);
         }
     }

@@ -139,6 +139,43 @@ TEST_F(Saving, WhatWasSavedIsReadAgain) {
     EXPECT_TRUE(content("machine.toml").starts_with(machineText));
 }
 
+TEST_F(Saving, RulesAreWrittenBackWithoutTheirKeys) {
+    const std::string before = "# kept\n", after = std::string("\n") + machineText;
+    write("machine.toml", before +
+                              "[firewall]\nprivate = false\n[[firewall.rule]]\nname = \"old\"\n"
+                              "[[ipsec.peer]]\naddress = \"10.1.2.3\"\nseen-as = \"10.9.9.9\"\n" +
+                              after);
+    const auto associations = [](Platform& platform) {
+        return platform.filtering->open().value()->securityAssociations().value()->next().value();
+    };
+    {
+        const auto platform = open();
+        for (
+            const std::string_view line :
+            {R"(netsh advfirewall firewall delete rule name="old")",
+             R"(netsh advfirewall mainmode add rule name="m" endpoint1=10.1.2.3 endpoint2=any enable=yes )"
+             R"(profile=any type=static auth1=computerpsk auth1psk="main-key" mmsecmethods=dhgroup2:aes128-sha256)",
+             R"(netsh advfirewall consec add rule name="q" endpoint1=10.1.2.3 port1=any endpoint2=any )"
+             R"(port2=8009 action=noauthentication mode=transport enable=yes profile=any type=static )"
+             R"(protocol=tcp interfacetype=any auth1=computerpsk auth1psk="quick-key" qmpfs=dhgroup2 )"
+             R"(qmsecmethods=esp:sha256-aes128)"})
+            EXPECT_EQ(platform->commands->run(CORE::secretstring(line), nullptr), 0) << line;
+        EXPECT_TRUE(platform->save());
+    }
+    const std::string saved = content("machine.toml");
+    EXPECT_EQ(saved.find("-key"), saved.npos) << saved;
+    EXPECT_TRUE(saved.starts_with(before) && saved.ends_with(after)) << saved;
+    const auto platform = open();
+    const auto alive = associations(*platform);
+    ASSERT_EQ(alive.size(), 1U);
+    EXPECT_EQ(alive[0].filterName, L"q");
+    EXPECT_EQ(platform->filtering->addressText().value()(alive[0]), "10.9.9.9");
+    const auto firewall = platform->firewall->open().value();
+    EXPECT_EQ(firewall->rules().value()->next().value(), nullptr);
+    EXPECT_EQ(firewall->enabled(firewallPrivate).value(), 0);
+    EXPECT_EQ(firewall->enabled(firewallPublic).value(), firewallTrue);
+}
+
 TEST_F(Saving, OfTwoAtOnceTheSecondIsRefused) {
     const auto first = changed("one"), second = changed("two");
     EXPECT_EQ(failure(*first), "");

@@ -191,6 +191,8 @@ Result<Configuration> readConfiguration(const path& file) {
         readDirectoryServices(top, configuration);
         top.text("process-account", configuration.processAccount);
         readInstallation(top, configuration.installation);
+        readFirstGuid(top, configuration.process);
+        readEnvironment(top, configuration.process);
         readStartup(top, configuration.startup);
         const auto own = [&](std::uint16_t port) {
             return

@@ -42,6 +42,7 @@ struct Configuration {
     std::string processAccount;  // empty: unknown
     Installation installation;
     CORE::PropertyBag startup;
+    GivenProcess process;
     DirectoryServicesKind directoryServices = DirectoryServicesKind::automatic;
 };
 

@@ -6,6 +6,7 @@
 #include "platform/ldap/ldap_request.h"
 #include "platform/platform.h"
 #include "platform/portable/portable_directory.h"
+#include "platform/portable/process_surroundings.h"
 
 #if defined(_WIN32)
 #include "platform/windows/windows_platform.h"
@@ -66,6 +67,8 @@ Result<std::shared_ptr<Platform>> makeConfigured(std::string_view file) {
     platform->processAccount = CORE::toWide(configuration->processAccount);
     platform->directoryAccount = CORE::toWide(directoryAccountOf(*configuration));
     platform->installation = configuration->installation;
+    platform->environment = makeEnvironment(std::move(configuration->process.environment));
+    platform->guids = makeGuids(std::move(configuration->process.firstGuid));
     platform->startup = std::move(configuration->startup);
     std::string domain = std::move(configuration->defaultDomain);
     const bool keep = keepsOwnDirectoryServices(*platform, *configuration);

@@ -10,6 +10,7 @@
 #include "framework/core/saved_file.h"
 #include "platform/lab/simulated_machine.h"
 #include "platform/module/topic_log.h"
+#include "platform/portable/process_surroundings.h"
 #include "platform/portable/system_clock.h"
 
 namespace wsadmin::platform::lab {
@@ -45,6 +46,7 @@ struct Lab {
     KeptFile machine{machineFile};
     std::shared_ptr<Clock> clock;
     std::shared_ptr<LabRegistry> registry;
+    std::shared_ptr<LabPolicy> policy;
     std::shared_ptr<LabNetwork> network = std::make_shared<LabNetwork>();
     struct Served {
         std::shared_ptr<DirectoryServer> server;
@@ -117,9 +119,16 @@ std::vector<Change> takeChanges(Lab& lab) {
             changes.push_back({&files.at(number), std::move(text),
                                [&directory, number = number] { directory.keepChanged(number); }});
     }
-    if (const auto registry = lab.registry->takeChanges())
-        changes.push_back({&lab.machine, replaceRegistry(lab.machineText, *registry),
-                           [&lab] { lab.registry->keepChanged(); }});
+    const auto registry = lab.registry->takeChanges();
+    const auto policy = lab.policy->takeChanges();
+    if (!registry && !policy) return changes;
+    std::string text = lab.machineText;
+    if (registry) text = replaceRegistry(text, *registry);
+    if (policy) text = replacePolicy(text, *policy);
+    changes.push_back({&lab.machine, std::move(text), [&lab, both = std::pair(!!registry, !!policy)] {
+                           if (both.first) lab.registry->keepChanged();
+                           if (both.second) lab.policy->keepChanged();
+                       }});
     return changes;
 }
 
@@ -206,6 +215,7 @@ Result<std::shared_ptr<Platform>> openLab(const fs::path& folder, Changes change
     else
         lab->clock = makeSystemClock();
     lab->registry = std::make_shared<LabRegistry>(machine->registry);
+    lab->policy = std::make_shared<LabPolicy>(std::move(machine->policy));
     for (auto& description : machine->directories)
         if (const auto opened = openDirectory(*lab, *machine, description); !opened)
             return fail(opened.error());
@@ -214,6 +224,12 @@ Result<std::shared_ptr<Platform>> openLab(const fs::path& folder, Changes change
     // The network keeps the lab alive: its servers use the lab's clock.
     platform->ldap = std::shared_ptr<LdapClient>(lab, lab->network.get());
     platform->names = std::make_shared<LabNames>(machine->netBiosName, machine->dnsName);
+    machine->process.environment.try_emplace(L"COMPUTERNAME", machine->netBiosName);
+    platform->environment = makeGivenEnvironment(std::move(machine->process.environment));
+    platform->guids = makeGuids(std::move(machine->process.firstGuid));
+    platform->filtering = makeLabFiltering(lab->policy);
+    platform->firewall = makeLabFirewall(lab->policy);
+    platform->commands = makeLabCommands(lab->policy);
     platform->folders = std::make_shared<LabFolders>(*machine);
     platform->registry = lab->registry;
     platform->processes = std::make_shared<LabProcesses>(machine->programs, lab->clock);

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "framework/core/corestring.h"
+#include "platform/text/network_address.h"
 #include "platform/text/toml_machine.h"
 
 namespace wsadmin::platform::lab {
@@ -18,6 +19,7 @@ void readMachine(Section& section, MachineDescription& machine) {
     section.text("netbios-name", machine.netBiosName);
     section.text("dns-name", machine.dnsName);
     readInstallation(section, machine.installation);
+    readFirstGuid(section, machine.process);
     section.text("account", machine.account);
 }
 
@@ -83,6 +85,65 @@ void readRegistry(const toml::node& node, MachineDescription& machine) {
             entry.values.emplace_back(CORE::toWide(name.str()), registryData(value));
         machine.registry.push_back(std::move(entry));
     }
+}
+
+void readFirewallRule(Section& section, NetworkPolicy& policy) {
+    LabFirewallRule rule;
+    section.text("name", rule.name);
+    section.flag("enabled", rule.enabled);
+    section.text("local-ip", rule.localIp);
+    section.text("remote-ip", rule.remoteIp);
+    section.text("local-port", rule.localPort);
+    section.text("protocol", rule.protocol);
+    if (rule.name.empty()) section.wrong("name", "a firewall rule needs a name");
+    policy.firewallRules.push_back(std::move(rule));
+}
+
+void readFirewall(Section& section, NetworkPolicy& policy) {
+    std::vector<std::string> active;
+    section.texts("active-profiles", active);
+    if (section.raw().contains("active-profiles")) policy.activeProfiles = 0;
+    for (const std::string& name : active) {
+        const auto known = std::ranges::find(labProfiles, name, &LabProfile::name);
+        if (known == std::end(labProfiles))
+            section.wrong("active-profiles", "a profile is domain, private or public, not \"" + name + "\"");
+        policy.activeProfiles |= known->bit;
+    }
+    for (const LabProfile& profile : labProfiles) {
+        bool on = true;
+        section.flag(profile.name, on);
+        if (!on) policy.enabledProfiles &= ~profile.bit;
+    }
+    section.tables("rule", [&](Section& rule) { readFirewallRule(rule, policy); });
+}
+
+void readIpsecRule(Section& section, std::vector<LabIpsecRule>& rules) {
+    LabIpsecRule rule;
+    section.text("name", rule.name);
+    section.text("endpoint1", rule.endpoint1);
+    section.text("endpoint2", rule.endpoint2);
+    section.text("port1", rule.port1);
+    section.text("port2", rule.port2);
+    section.text("action", rule.action);
+    if (rule.name.empty()) section.wrong("name", "a rule of IPsec needs a name");
+    rules.push_back(std::move(rule));
+}
+
+void readIpsecPeer(Section& section, NetworkPolicy& policy) {
+    LabPeer peer;
+    section.text("address", peer.address);
+    peer.seenAs = peer.address;
+    section.text("seen-as", peer.seenAs);
+    for (const auto* key : {"address", "seen-as"})
+        if (!isIpAddress(key == std::string_view("address") ? peer.address : peer.seenAs))
+            section.wrong(key, "a peer's " + std::string(key) + " is an IPv4 or IPv6 address");
+    policy.peers.push_back(std::move(peer));
+}
+
+void readIpsec(Section& section, NetworkPolicy& policy) {
+    section.tables("main-mode", [&](Section& rule) { readIpsecRule(rule, policy.mainMode); });
+    section.tables("quick-mode", [&](Section& rule) { readIpsecRule(rule, policy.quickMode); });
+    section.tables("peer", [&](Section& peer) { readIpsecPeer(peer, policy); });
 }
 
 void readProgram(Section& section, MachineDescription& machine) {
@@ -172,13 +233,87 @@ void readDirectory(Section& section, MachineDescription& machine) {
     machine.directories.push_back(std::move(directory));
 }
 
-bool isRegistryHeader(std::string_view line) {
-    line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+// Whether the line begins a table below one of these names, or a list of such tables.
+bool isHeaderOf(std::string_view line, const std::vector<std::string_view>& names) {
+    const auto skip = [&line](std::string_view what) {
+        line.remove_prefix(std::min(line.find_first_not_of(what), line.size()));
+    };
+    skip(" \t");
     if (!line.starts_with('[')) return false;
-    line.remove_prefix(1);
-    line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
-    return line.starts_with("registry") && line.size() > 8 &&
-           std::string_view(" \t.]").find(line[8]) != line.npos;
+    skip("[");
+    skip(" \t");
+    return std::ranges::any_of(names, [&](std::string_view name) {
+        return line.starts_with(name) && line.size() > name.size() &&
+               std::string_view(" \t.]").find(line[name.size()]) != line.npos;
+    });
+}
+
+// The file's text with the tables in place of those that it has of their names.
+std::string replaceTables(std::string_view text, const std::vector<std::string_view>& names,
+                          const toml::table& tables) {
+    std::string kept;
+    std::optional<std::size_t> place;
+    bool inside = false;
+    for (std::size_t at = 0; at < text.size();) {
+        const auto end = std::min(text.find('\n', at), text.size() - 1);
+        const auto line = text.substr(at, end + 1 - at);
+        const auto first = line.find_first_not_of(" \t");
+        if (first != line.npos && line[first] == '[') inside = isHeaderOf(line, names);
+        if (inside && !place) place = kept.size();
+        if (!inside) kept += line;
+        at = end + 1;
+    }
+    std::ostringstream written;
+    written << toml::toml_formatter(tables) << "\n";
+    if (place && *place < kept.size()) written << "\n";
+    if (!place) kept += "\n";
+    return kept.insert(place.value_or(kept.size()), written.str());
+}
+
+toml::array ipsecRules(const std::vector<LabIpsecRule>& rules) {
+    toml::array list;
+    for (const LabIpsecRule& rule : rules)
+        list.push_back(toml::table{{"name", rule.name},
+                                   {"endpoint1", rule.endpoint1},
+                                   {"endpoint2", rule.endpoint2},
+                                   {"port1", rule.port1},
+                                   {"port2", rule.port2},
+                                   {"action", rule.action}});
+    return list;
+}
+
+toml::table firewallTable(const NetworkPolicy& policy) {
+    toml::table firewall;
+    toml::array active;
+    for (const LabProfile& profile : labProfiles) {
+        if (policy.activeProfiles & profile.bit) active.push_back(profile.name);
+        firewall.insert(profile.name, (policy.enabledProfiles & profile.bit) != 0);
+    }
+    firewall.insert("active-profiles", std::move(active));
+    toml::array rules;
+    for (const LabFirewallRule& rule : policy.firewallRules)
+        rules.push_back(toml::table{{"name", rule.name},
+                                    {"enabled", rule.enabled},
+                                    {"local-ip", rule.localIp},
+                                    {"remote-ip", rule.remoteIp},
+                                    {"local-port", rule.localPort},
+                                    {"protocol", rule.protocol}});
+    if (!rules.empty()) firewall.insert("rule", std::move(rules));
+    return firewall;
+}
+
+toml::table ipsecTable(const NetworkPolicy& policy) {
+    toml::table ipsec;
+    const auto put = [&ipsec](std::string_view name, toml::array list) {
+        if (!list.empty()) ipsec.insert(name, std::move(list));
+    };
+    put("main-mode", ipsecRules(policy.mainMode));
+    put("quick-mode", ipsecRules(policy.quickMode));
+    toml::array peers;
+    for (const LabPeer& peer : policy.peers)
+        peers.push_back(toml::table{{"address", peer.address}, {"seen-as", peer.seenAs}});
+    put("peer", std::move(peers));
+    return ipsec;
 }
 
 toml::table registryTable(const std::vector<RegistryKey>& registry) {
@@ -220,10 +355,13 @@ Result<MachineDescription> readMachineFile(std::string_view text, std::string_vi
                        {Folder::programFiles, L"C:\\Program Files"}};
     const auto read = readToml(text, file, [&](Section& top) {
         top.table("machine", [&](Section& section) { readMachine(section, machine); });
+        readEnvironment(top, machine.process);
         readStartup(top, machine.startup);
         top.table("clock", [&](Section& section) { readClock(section, machine); });
         top.table("folders", [&](Section& section) { readFolders(section, machine); });
         if (const auto* registry = top.find("registry")) readRegistry(*registry, machine);
+        top.table("firewall", [&](Section& section) { readFirewall(section, machine.policy); });
+        top.table("ipsec", [&](Section& section) { readIpsec(section, machine.policy); });
         top.tables("program", [&](Section& section) { readProgram(section, machine); });
         top.tables("directory", [&](Section& section) { readDirectory(section, machine); });
     });
@@ -232,23 +370,12 @@ Result<MachineDescription> readMachineFile(std::string_view text, std::string_vi
 }
 
 std::string replaceRegistry(std::string_view text, const std::vector<RegistryKey>& registry) {
-    std::string kept;
-    std::optional<std::size_t> place;
-    bool inside = false;
-    for (std::size_t at = 0; at < text.size();) {
-        const auto end = std::min(text.find('\n', at), text.size() - 1);
-        const auto line = text.substr(at, end + 1 - at);
-        const auto first = line.find_first_not_of(" \t");
-        if (first != line.npos && line[first] == '[') inside = isRegistryHeader(line);
-        if (inside && !place) place = kept.size();
-        if (!inside) kept += line;
-        at = end + 1;
-    }
-    std::ostringstream written;
-    written << toml::toml_formatter(registryTable(registry)) << "\n";
-    if (place && *place < kept.size()) written << "\n";
-    if (!place) kept += "\n";
-    return kept.insert(place.value_or(kept.size()), written.str());
+    return replaceTables(text, {"registry"}, registryTable(registry));
+}
+
+std::string replacePolicy(std::string_view text, const NetworkPolicy& policy) {
+    return replaceTables(text, {"firewall", "ipsec"},
+                         toml::table{{"firewall", firewallTable(policy)}, {"ipsec", ipsecTable(policy)}});
 }
 
 }  // namespace wsadmin::platform::lab

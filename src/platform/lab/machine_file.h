@@ -10,6 +10,7 @@
 #include "framework/core/property_bag.h"
 #include "platform/installation.h"
 #include "platform/lab/directory_server.h"
+#include "platform/lab/network_policy.h"
 #include "platform/local_machine.h"
 
 namespace wsadmin::platform::lab {
@@ -38,7 +39,9 @@ struct RegistryKey {
 
 struct MachineDescription {
     std::wstring netBiosName = L"LAB", dnsName = L"lab.example";
-    Installation installation{CORE::InstType::connectionServer, CORE::coreosver::newest};
+    Installation installation{CORE::InstType::connectionServer, CORE::coreosver::newest, true, false};
+    GivenProcess process;
+    NetworkPolicy policy;
     CORE::PropertyBag startup;
     std::wstring account;  // that the process is taken to run as; empty: nobody knows
     std::optional<std::chrono::sys_seconds> fixedTime;
@@ -51,7 +54,9 @@ struct MachineDescription {
 
 // The failure's text is "file:line: what is wrong".
 Result<MachineDescription> readMachineFile(std::string_view text, std::string_view file);
-// The file's text with these keys in place of its registry; everything else stays as it was written.
+// The file's text with these keys in place of its registry, or with this in place of its firewall and its
+// IPsec; everything else stays as it was written.
 std::string replaceRegistry(std::string_view text, const std::vector<RegistryKey>& registry);
+std::string replacePolicy(std::string_view text, const NetworkPolicy& policy);
 
 }  // namespace wsadmin::platform::lab

@@ -10,6 +10,7 @@
 
 #include "platform/portable/computer_names.h"
 #include "platform/portable/memory_registry.h"
+#include "platform/portable/process_surroundings.h"
 #include "platform/portable/system_clock.h"
 #include "platform/posix/posix_platform.h"
 #include "platform/posix/system_failure.h"
@@ -70,6 +71,8 @@ std::shared_ptr<Platform> makePlatform() {
     auto platform = std::make_shared<Platform>();
     platform->ldap = makeLdapClient();
     platform->names = makeComputerNames();
+    platform->environment = makeEnvironment();
+    platform->guids = makeGuids();
     platform->folders = makeFolders();
     platform->registry = std::make_shared<MemoryRegistry>();
     platform->processes = makeProcesses();

@@ -35,6 +35,8 @@ bool isDnsName(std::string_view text) {
     return !digitsOnly;
 }
 
+}  // namespace
+
 // The libraries take more than addresses: some a port ("10.0.0.1:80") or fewer numbers ("10.1"), some any
 // words behind a "%".
 bool isIpAddress(std::string_view text) {
@@ -49,8 +51,6 @@ bool isIpAddress(std::string_view text) {
         asio::ip::make_address_v4(std::string(text), error);
     return !error;
 }
-
-}  // namespace
 
 bool isNetworkAddress(std::string_view text) {
     return isIpAddress(text) || isDnsName(text);

@@ -5,6 +5,8 @@
 
 namespace wsadmin::platform {
 
+// An IPv4 or IPv6 address, in full and without a port or a zone.
+bool isIpAddress(std::string_view text);
 // An IPv4 or IPv6 address, or a DNS name: labels of letters, digits, "-" and "_", up to 63 characters each
 // and 253 in all.
 bool isNetworkAddress(std::string_view text);
