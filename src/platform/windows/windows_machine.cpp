@@ -8,6 +8,7 @@
 #include <array>
 
 #include "platform/portable/computer_names.h"
+#include "platform/portable/process_surroundings.h"
 #include "platform/portable/system_clock.h"
 #include "platform/windows/windows_accounts.h"
 #include "platform/windows/windows_platform.h"
@@ -56,11 +57,16 @@ std::shared_ptr<Platform> makePlatform() {
     platform->ldap = makeLdapClient();
     platform->directoryServices = makeDirectoryServices();
     platform->names = makeComputerNames();
+    platform->environment = makeEnvironment();
+    platform->guids = makeGuids();
     platform->folders = makeFolders();
     platform->registry = makeRegistry();
     platform->processes = makeProcesses();
     platform->clock = makeSystemClock();
     platform->accounts = makeAccountAuthority();
+    platform->filtering = makeFiltering();
+    platform->firewall = makeFirewall();
+    platform->commands = makeCommandInterpreter();
     platform->save = [] { return Result<void>(); };
     return platform;
 }

@@ -3,6 +3,8 @@
 
 #include <memory>
 
+#include "platform/filtering_engine.h"
+#include "platform/firewall_policy.h"
 #include "platform/local_machine.h"
 
 namespace wsadmin::platform::windows {
@@ -15,5 +17,10 @@ std::shared_ptr<Registry> makeRegistry();
 // terminated with all that it started. Batch files are refused (193): their arguments would go through the
 // command interpreter.
 std::shared_ptr<Processes> makeProcesses();
+
+// COM is initialised for each policy that is opened, on the thread that opens it.
+std::shared_ptr<Firewall> makeFirewall();
+std::shared_ptr<FilteringPlatform> makeFiltering();
+std::shared_ptr<CommandInterpreter> makeCommandInterpreter();
 
 }  // namespace wsadmin::platform::windows
