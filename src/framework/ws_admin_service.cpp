@@ -38,6 +38,9 @@ ws_admin_service::ws_admin_service(const CORE::PropertyBag& parameters,
                                    std::shared_ptr<platform::Platform> platform, CORE::ThreadGroup& threads)
     : CORE::service(true), platform_(std::move(platform)), threads_(threads) {
     configuration_ &= parameters;
+    const std::chrono::seconds checkInterval(
+        configuration_.getInt(platform::startup::ipsecRuleCheckInterval, IPsecRulesManager::defaultInterval));
+    ipsecRules_ = makePart<IPsecRulesManager>(platform_, threads_, checkInterval);
     if (!platform_->directoryServices) return;
     const DirectoryAccess access{platform_->directoryServices, platform_->clock};
     connections_ = makePart<ConnectionMgr>(access, threads_);
@@ -46,6 +49,8 @@ ws_admin_service::ws_admin_service(const CORE::PropertyBag& parameters,
 }
 
 ws_admin_service::~ws_admin_service() {
+    if (ipsecRules_) ipsecRules_->stop();
+    ipsecRules_.reset();
     domain_.reset();
     connections_.reset();
     if (!platform_->save) return;
@@ -68,6 +73,7 @@ void ws_admin_service::registerWorker() {
 
 void ws_admin_service::shutDown() {
     stop();
+    if (ipsecRules_) ipsecRules_->stop();
     if (domain_) domain_->stop();
     if (platform_->ldap) platform_->ldap->stop();
 }

@@ -9,6 +9,7 @@
 #include "ldap/connection_mgr.h"
 #include "ldap/domain.h"
 #include "ldap/service_context.h"
+#include "netsec/ipsec_rules_manager.h"
 
 namespace wsadmin {
 
@@ -39,6 +40,7 @@ class ws_admin_service : public CORE::service, public ServiceContext {
     [[nodiscard]] bool startThread(std::wstring name, std::function<void()> function) override;
     CORE::refptr<ConnectionMgr> connections() const override { return connections_; }
     CORE::refptr<Domain> domain() const override { return domain_; }
+    CORE::refptr<IPsecRulesManager> ipsecRules() const override { return ipsecRules_; }
     void setMinimumDomainCheckInterval(int seconds) override;
 
   private:
@@ -47,6 +49,7 @@ class ws_admin_service : public CORE::service, public ServiceContext {
     CORE::ThreadGroup& threads_;
     CORE::refptr<ConnectionMgr> connections_;
     CORE::refptr<Domain> domain_;
+    CORE::refptr<IPsecRulesManager> ipsecRules_;
 };
 
 }  // namespace wsadmin

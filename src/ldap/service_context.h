@@ -14,6 +14,7 @@ namespace wsadmin {
 
 class ConnectionMgr;
 class Domain;
+class IPsecRulesManager;
 
 class ServiceContext {
   public:
@@ -28,6 +29,8 @@ class ServiceContext {
     // services, or when there was no memory for it.
     virtual CORE::refptr<ConnectionMgr> connections() const = 0;
     virtual CORE::refptr<Domain> domain() const = 0;
+    // The monitor of the pairing rules; null when there was no memory for it.
+    virtual CORE::refptr<IPsecRulesManager> ipsecRules() const = 0;
     // How old the domain map may get, in seconds.
     virtual void setMinimumDomainCheckInterval(int seconds) = 0;
 };

@@ -2,6 +2,7 @@
 // says so, a call fails. Codes are those of the port.
 #pragma once
 
+#include "netsec/ipsec_commands.h"
 #include "support/port_calls.h"
 
 namespace wstest {
@@ -169,6 +170,14 @@ class CountingNames : public CountingPort<ComputerNames> {
     }
 };
 
+class CountingEnvironment : public CountingPort<Environment> {
+  public:
+    using CountingPort::CountingPort;
+    Result<std::optional<std::wstring>> variable(std::wstring_view name) const override {
+        return call<&Real::variable>("environment variable " + CORE::toUtf8(name), name);
+    }
+};
+
 class CountingFolders : public CountingPort<Folders> {
   public:
     using CountingPort::CountingPort;
@@ -212,6 +221,98 @@ class CountingProcesses : public CountingPort<Processes> {
         for (const std::wstring& argument : request.arguments) name += " " + CORE::toUtf8(argument);
         return change<&Real::run>(name, request);
     }
+};
+
+// The name has the line as the log shows it, without a key.
+class CountingCommands : public CountingPort<CommandInterpreter> {
+  public:
+    using CountingPort::CountingPort;
+    Result<int> run(const CORE::secretstring& line, const CORE::coreevent* stop) override {
+        return change<&Real::run>("commands run " + CORE::toUtf8(ipsec::maskedLine(line.view())), line, stop);
+    }
+};
+
+// --- the firewall
+
+class CountingRule : public CountingOpened<FirewallRule> {
+  public:
+    using CountingOpened::CountingOpened;
+    Result<std::wstring> name() override { return call<&Real::name>("firewall rule name"); }
+    Result<FirewallFlag> enabled() override { return call<&Real::enabled>("firewall rule enabled"); }
+    Result<void> setEnabled(bool enabled) override {
+        return change<&Real::setEnabled>("firewall rule setEnabled", enabled);
+    }
+};
+
+class CountingRules : public CountingOpened<FirewallRules> {
+  public:
+    using CountingOpened::CountingOpened;
+    Result<std::unique_ptr<FirewallRule>> next() override {
+        auto rule = call<&Real::next>("firewall next");
+        if (!rule || !*rule) return rule;
+        return counted<CountingRule>(std::move(rule));
+    }
+};
+
+class CountingPolicy : public CountingOpened<FirewallPolicy> {
+  public:
+    using CountingOpened::CountingOpened;
+    Result<std::int32_t> currentProfiles() override {
+        return call<&Real::currentProfiles>("firewall currentProfiles");
+    }
+    Result<FirewallFlag> enabled(FirewallProfile profile) override {
+        return call<&Real::enabled>("firewall enabled", profile);
+    }
+    Result<std::unique_ptr<FirewallRules>> rules() override {
+        return counted<CountingRules>(call<&Real::rules>("firewall rules"));
+    }
+};
+
+class CountingFirewall : public CountingPort<Firewall> {
+  public:
+    using CountingPort::CountingPort;
+    Result<std::unique_ptr<FirewallPolicy>> open() override {
+        return counted<CountingPolicy>(call<&Real::open>("firewall open"));
+    }
+};
+
+// --- the filtering engine
+
+template <class Entry>
+class CountingEntries : public CountingOpened<FilteringEntries<Entry>> {
+  public:
+    CountingEntries(std::unique_ptr<FilteringEntries<Entry>> entries, std::shared_ptr<PortCalls> calls,
+                    std::string kind)
+        : CountingOpened<FilteringEntries<Entry>>(std::move(entries), std::move(calls)),
+          kind_(std::move(kind)) {}
+    Result<std::vector<Entry>> next() override {
+        return this->template call<&FilteringEntries<Entry>::next>("filtering next " + kind_);
+    }
+
+  private:
+    std::string kind_;
+};
+
+class CountingEngine : public CountingOpened<FilteringEngine> {
+  public:
+    using CountingOpened::CountingOpened;
+    Result<std::unique_ptr<FilteringEntries<SecurityAssociation>>> securityAssociations() override {
+        return counted<CountingEntries<SecurityAssociation>>(
+            call<&Real::securityAssociations>("filtering associations"), std::string("associations"));
+    }
+    Result<std::unique_ptr<FilteringEntries<MainModeContext>>> mainModeContexts() override {
+        return counted<CountingEntries<MainModeContext>>(call<&Real::mainModeContexts>("filtering contexts"),
+                                                         std::string("contexts"));
+    }
+};
+
+class CountingFiltering : public CountingPort<FilteringPlatform> {
+  public:
+    using CountingPort::CountingPort;
+    Result<std::unique_ptr<FilteringEngine>> open() override {
+        return counted<CountingEngine>(call<&Real::open>("filtering open"));
+    }
+    Result<AddressText> addressText() override { return call<&Real::addressText>("filtering addressText"); }
 };
 
 }  // namespace wstest

@@ -9,6 +9,7 @@
 #include "ldap/connection_mgr.h"
 #include "ldap/domain.h"
 #include "ldap/worker.h"
+#include "netsec/ipsec_rules_manager.h"
 
 namespace wstest {
 
@@ -25,6 +26,7 @@ class TestService : public wsadmin::ServiceContext {
     }
     CORE::refptr<wsadmin::ConnectionMgr> connections() const override { return pool; }
     CORE::refptr<wsadmin::Domain> domain() const override { return domainMap; }
+    CORE::refptr<wsadmin::IPsecRulesManager> ipsecRules() const override { return ipsecMonitor; }
     void setMinimumDomainCheckInterval(int seconds) override { minimumCheckInterval = seconds; }
 
     void stop() { stopping_.set(); }
@@ -33,6 +35,7 @@ class TestService : public wsadmin::ServiceContext {
     int minimumCheckInterval = 900;
     CORE::refptr<wsadmin::ConnectionMgr> pool;
     CORE::refptr<wsadmin::Domain> domainMap;
+    CORE::refptr<wsadmin::IPsecRulesManager> ipsecMonitor;
 
   private:
     std::shared_ptr<wsadmin::platform::Platform> platform_;

@@ -142,6 +142,12 @@ class LabService {
         platform_->folders = std::make_shared<wstest::CountingFolders>(lab.folders, calls_);
         platform_->registry = std::make_shared<wstest::CountingRegistry>(lab.registry, calls_);
         platform_->processes = std::make_shared<wstest::CountingProcesses>(lab.processes, calls_);
+        platform_->environment = std::make_shared<wstest::CountingEnvironment>(lab.environment, calls_);
+        platform_->guids = lab.guids;
+        platform_->filtering = std::make_shared<wstest::CountingFiltering>(lab.filtering, calls_);
+        platform_->firewall = std::make_shared<wstest::CountingFirewall>(lab.firewall, calls_);
+        platform_->commands = std::make_shared<wstest::CountingCommands>(lab.commands, calls_);
+        platform_->installation = lab.installation;
         platform_->processAccount = lab.processAccount;
     }
     void start() {

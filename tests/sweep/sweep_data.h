@@ -53,6 +53,10 @@ inline const std::vector<Code>& codesOf(std::string_view call) {
         {"folders ", {{systemNoPath}}},
         {"registry ", {{systemDenied}}},
         {"processes ", {{systemNoFile}}},
+        {"environment ", {{systemDenied}}},
+        {"firewall ", {{static_cast<int>(0x80070005U)}}},  // access denied
+        {"filtering ", {{systemDenied}}},
+        {"commands ", {{systemNoFile}}},
         {"message ", {{answeredWithError}, {notHandled}}},
     };
     for (const CodesOfCalls& row : table)

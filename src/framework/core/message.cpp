@@ -41,7 +41,14 @@ MessageHandler::~MessageHandler() = default;
 
 bool MessageHandler::SendMsg(std::wstring_view worker, std::wstring_view operation,
                              const PropertyBag& request, PropertyBag& response, const SendOptions& options) {
-    if (options.channel) return refuseChannel(worker, response);
+    const auto ended = [&options](RespType type) {
+        if (options.type) *options.type = type;
+        return type == RespType::handled;
+    };
+    if (options.channel) {
+        refuseChannel(worker, response);
+        return ended(RespType::noWorker);
+    }
     if (options.timeoutMs > 0) {
         // Shared, because the callback may still be returning from set when this thread has woken.
         const auto answer = std::make_shared<Answer>();
@@ -52,16 +59,16 @@ bool MessageHandler::SendMsg(std::wstring_view worker, std::wstring_view operati
         };
         if (SendAsyncMsg(worker, operation, request, note, options) == 0) {
             response.setError(1, L"The framework has no thread for the message");
-            return false;
+            return ended(RespType::cancelled);
         }
         answer->come.wait();
         response &= std::move(answer->response);
-        return answer->type == RespType::handled;
+        return ended(answer->type);
     }
     const auto claim = MessageFrameWork::System().state_->workers.claim(worker);
-    if (refuse(claim, worker, response)) return false;
-    return deliver(claim, std::wstring(operation), request, response, options.requestBinary,
-                   options.responseBinary, nullptr) == RespType::handled;
+    if (refuse(claim, worker, response)) return ended(RespType::noWorker);
+    return ended(deliver(claim, std::wstring(operation), request, response, options.requestBinary,
+                         options.responseBinary, nullptr));
 }
 
 std::uint64_t MessageHandler::SendAsyncMsg(std::wstring_view worker, std::wstring_view operation,

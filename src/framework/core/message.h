@@ -44,6 +44,7 @@ struct SendOptions {
     MessageChannel* channel = nullptr;         // null: this machine
     const MsgBinary* requestBinary = nullptr;  // copied by an asynchronous message
     MsgBinary* responseBinary = nullptr;       // stays the sender's: until the callback, when asynchronous
+    RespType* type = nullptr;                  // SendMsg: is set to how the message ended
     // Asynchronous messages: the module that the callback belongs to. It counts the message until the
     // callback has been destroyed, so that the module stays loaded.
     ThreadGroup* callbackOwner = nullptr;

@@ -2,25 +2,19 @@
 #pragma once
 
 #include "framework/operation_table.h"
+#include "netsec/firewall_rules_manager.h"
+#include "netsec/ipsec_operations.h"
+#include "netsec/netsec_keys.h"
 
 namespace wsadmin::row {
 
-inline constexpr Key remoteEndpoint{L"remoteEndpointIP", KeyType::text, L"",
-                                    L"IPv4 or IPv6 address of the paired server", Required::yes};
-inline constexpr Key remoteEndpointRequest[] = {remoteEndpoint};
+inline constexpr Key remoteEndpointRequest[] = {key::remoteEndpoint};
 
-inline constexpr Key addIPsecRulesRequest[] = {
-    remoteEndpoint,
-    {L"ruleAction", KeyType::text, L"requireinrequireout",
-     L"requireinrequireout, requestinrequestout, requireinrequestout, requireinclearout or noauthentication, "
-     L"in lower "
-     L"case"},
-    {L"preSharedKey", KeyType::secret, L"", L"the key that the two servers prove themselves with (main mode)",
-     Required::yes},
-    {L"pfsSharedKey", KeyType::secret, L"", L"the key for the protected channel (quick mode)", Required::yes},
-};
+inline constexpr Key addIPsecRulesRequest[] = {key::remoteEndpoint, key::ruleAction, key::preSharedKey,
+                                               key::pfsSharedKey};
 inline constexpr Operation addIPsecRules{
     .name = L"addIPsecRules",
+    .run = answer<&IPsecOperations::add>,
     .changes = true,
     .text = L"Makes the IPsec rules that protect the traffic between this server and the one paired with it.",
     .request = addIPsecRulesRequest,
@@ -33,6 +27,7 @@ inline constexpr Key getIPsecEndpointsResult[] = {
 };
 inline constexpr Operation getIPsecEndpoints{
     .name = L"getIPsecEndpoints",
+    .run = answer<&IPsecOperations::getEndpoints>,
     .text = L"Tells the remote address that the live IPsec connection with a paired server uses.",
     .request = remoteEndpointRequest,
     .result = getIPsecEndpointsResult,
@@ -41,6 +36,7 @@ inline constexpr Operation getIPsecEndpoints{
 
 inline constexpr Operation deleteIPsecRules{
     .name = L"deleteIPsecRules",
+    .run = answer<&IPsecOperations::remove>,
     .changes = true,
     .text = L"Deletes the IPsec rules that were made for a paired server.",
     .request = remoteEndpointRequest,
@@ -52,6 +48,7 @@ inline constexpr Key verifyIPsecRulesActiveResult[] = {
 };
 inline constexpr Operation verifyIPsecRulesActive{
     .name = L"verifyIPsecRulesActive",
+    .run = answer<&IPsecOperations::verifyActive>,
     .text = L"Tells whether there is a live IPsec connection under the rules made for a paired server.",
     .request = remoteEndpointRequest,
     .result = verifyIPsecRulesActiveResult,
@@ -60,22 +57,18 @@ inline constexpr Operation verifyIPsecRulesActive{
 
 inline constexpr Operation monitorIPsecRules{
     .name = L"monitorIPsecRules",
+    .run = answer<&IPsecOperations::monitor>,
     .changes = true,
     .text =
         L"Deletes the IPsec rules of pairings that are gone, at once and from then on at the configured "
         L"interval, unless monitoring is off.",
 };
 
-inline constexpr Key ruleName{L"RULE", KeyType::text, L"", L"the rule's exact name, with its case",
-                              Required::yes};
-
-inline constexpr Key switchFirewallRuleRequest[] = {
-    ruleName,
-    {L"MAYNOTEXIST", KeyType::boolean, L"false", L"do not fail when there is no such rule"},
-};
+inline constexpr Key switchFirewallRuleRequest[] = {key::ruleName, key::ruleMayNotExist};
 inline constexpr Operation disableFirewallRule{
     .name = L"disableFirewallRule",
     .shape = Shape::responseFilling,
+    .run = answer<&FirewallRulesManager::disableFirewallRule>,
     .changes = true,
     .text = L"Switches off all rules of one name in this server's firewall.",
     .request = switchFirewallRuleRequest,
@@ -85,6 +78,7 @@ inline constexpr Operation disableFirewallRule{
 inline constexpr Operation enableFirewallRule{
     .name = L"enableFirewallRule",
     .shape = Shape::responseFilling,
+    .run = answer<&FirewallRulesManager::enableFirewallRule>,
     .changes = true,
     .text = L"Switches on all rules of one name in this server's firewall.",
     .request = switchFirewallRuleRequest,
@@ -97,11 +91,12 @@ inline constexpr Key isFirewallOnResult[] = {
 inline constexpr Operation isFirewallOn{
     .name = L"isFirewallOn",
     .shape = Shape::responseFilling,
+    .run = answer<&FirewallRulesManager::isFirewallOn>,
     .text = L"Tells whether this server's firewall is on.",
     .result = isFirewallOnResult,
 };
 
-inline constexpr Key isFirewallRuleEnabledRequest[] = {ruleName};
+inline constexpr Key isFirewallRuleEnabledRequest[] = {key::ruleName};
 inline constexpr Key isFirewallRuleEnabledResult[] = {
     {L"ENABLED", KeyType::boolean, L"",
      L"whether it is on; the first rule counts where several have the name"},
@@ -109,6 +104,7 @@ inline constexpr Key isFirewallRuleEnabledResult[] = {
 inline constexpr Operation isFirewallRuleEnabled{
     .name = L"isFirewallRuleEnabled",
     .shape = Shape::responseFilling,
+    .run = answer<&FirewallRulesManager::isFirewallRuleEnabled>,
     .text = L"Tells whether a rule of this server's firewall is switched on.",
     .request = isFirewallRuleEnabledRequest,
     .result = isFirewallRuleEnabledResult,
