@@ -72,7 +72,8 @@ Result<std::string> findDesktop(LdapSession& session, const CORE::wstr& name) {
     return found->front().dn;
 }
 
-Result<void> assign(LdapSession& session, const Sid& user, const std::string& desktopDn) {
+Result<void> assign(LdapSession& session, platform::Guids& guids, const Sid& user,
+                    const std::string& desktopDn) {
     const auto found = assignments(session, user, desktopDn);
     // Without knowing the assignments, adding one could leave two for the same desktop.
     if (!found) return fail(L"Failed to search - " + found.error().text);
@@ -82,8 +83,9 @@ Result<void> assign(LdapSession& session, const Sid& user, const std::string& de
         if (code == platform::ldapSuccess || code == platform::ldapAttributeOrValueExists) return {};
         return fail(L"Failed to set default desktop - " + platform::ldapErrorText(code));
     }
-    const std::string dn =
-        "CN=" + CORE::toUtf8(CORE::wstr::newGuid()) + ",OU=Properties," + layout::namingContext;
+    const auto guid = guids.next();
+    if (!guid) return fail(L"Failed to set default desktop - " + guid.error().text);
+    const std::string dn = "CN=" + CORE::toUtf8(*guid) + ",OU=Properties," + layout::namingContext;
     const auto added = session.add(
         {dn,
          {{attribute::objectClasses, {"zre-Prop", "zre-DesktopApplication-a", "zre-NameValuePairs"}},
@@ -122,7 +124,7 @@ Result<void> DefaultDesktop::setDefault(LdapSession& session, const Sid& user, c
     const auto former = assignments(session, user);
     if (!former) return fail(L"Failed to search - " + former.error().text);
     if (auto cleared = clearDefaults(session, *former); !cleared) return cleared;
-    auto assigned = assign(session, user, *dn);
+    auto assigned = assign(session, *service().platform().guids, user, *dn);
     if (assigned) result().set(L"textmessage", L"Default desktop set successfully.");
     return assigned;
 }
