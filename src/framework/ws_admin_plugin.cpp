@@ -4,7 +4,7 @@
 #include "framework/core/coreexception.h"
 #include "framework/operation_table.h"
 #include "framework/ws_admin_service.h"
-#include "platform/module/module_log.h"
+#include "platform/module/topic_log.h"
 #include "platform/platform.h"
 
 namespace wsadmin {
@@ -29,6 +29,8 @@ bool ws_admin_plugin::initialise() {
 
     auto platform = platform::createPlatform(parameters());
     if (!platform) throw CORE::coreException(platform.error().text);
+    // The authentication worker reads the same configuration and leaves its warnings to this one.
+    for (const std::wstring& warning : (*platform)->warnings) logSecurityWarning(L"%s", warning);
     CORE::PropertyBag startup = (*platform)->startup;
     startup &= parameters();  // what the host gives counts more
     auto service =

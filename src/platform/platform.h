@@ -3,6 +3,8 @@
 
 #include <functional>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "framework/core/plugin_api.h"
 #include "framework/core/property_bag.h"
@@ -44,6 +46,9 @@ struct Platform {
     std::wstring processAccount;
     // The account that the configuration directory is bound with. Empty: the identity of the process.
     std::wstring directoryAccount;
+
+    // What is unsafe in the configuration, for the log of the module that owns the service.
+    std::vector<std::wstring> warnings;
 
     // Writes changes back where the platform keeps them in files (a lab that was opened to be saved); else
     // nothing.

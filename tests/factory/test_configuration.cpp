@@ -2,7 +2,6 @@
 
 #include "framework/core/corestring.h"
 #include "platform/platform.h"
-#include "support/log_capture.h"
 #include "support/rows.h"
 #include "support/temp_folder.h"
 
@@ -79,30 +78,24 @@ TEST(Configuration, IsReadOrSaysWhatIsWrongAndWhere) {
 }
 
 TEST(Configuration, WarnsOfCertificatesThatAreNotChecked) {
-    const wstest::LogCapture log(CORE::logWarning);
     const wstest::TempFolder folder;
-    ASSERT_TRUE(readConfiguration(
-        folder.write("c.toml", "[directory]\nhost = \"a.example\"\ntls = true\nverify-certificate = false")));
-    EXPECT_TRUE(log.contains(
-        CORE::logWarning,
-        L"The certificate of a.example is not checked: whoever answers in its place gets what is sent"));
+    const auto read = readConfiguration(
+        folder.write("c.toml", "[directory]\nhost = \"a.example\"\ntls = true\nverify-certificate = false"));
+    EXPECT_EQ(read.value().warnings,
+              std::vector<std::wstring>{L"The certificate of a.example is not checked: "
+                                        L"whoever answers in its place gets what is sent"});
 }
 
 #if !defined(_WIN32)
 TEST(Configuration, WarnsOfPasswordsThatOthersCanRead) {
-    std::wstring log;
-    const auto sink = CORE::addLogSink(CORE::logDebug,
-                                       [&](int, std::wstring_view, std::wstring_view text) { log += text; });
     const wstest::TempFolder folder;
     const auto file = folder.write("c.toml", "[directory]\nuser = \"u\"\npassword = \"unspoken\"");
     using std::filesystem::perms;
     std::filesystem::permissions(file, perms::owner_read);
-    ASSERT_TRUE(readConfiguration(file));
-    EXPECT_EQ(log, L"");
+    EXPECT_TRUE(readConfiguration(file).value().warnings.empty());
     std::filesystem::permissions(file, perms::owner_read | perms::others_read);
-    ASSERT_TRUE(readConfiguration(file));
-    EXPECT_NE(log.find(L"others than its owner can read it"), std::wstring::npos);
-    EXPECT_EQ(log.find(L"unspoken"), std::wstring::npos);
+    EXPECT_EQ(readConfiguration(file).value().warnings,
+              std::vector{CORE::toWide(file) + L" holds a password and others than its owner can read it"});
 }
 #endif
 

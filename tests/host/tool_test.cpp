@@ -185,6 +185,19 @@ TEST_F(Tool, WhatIsMissingInAnAnswerIsExplained) {
     EXPECT_NE(run("Diag" + lab).out.find("DOMAINHEALTH: error 1: " + text + "\n"), std::string::npos);
 }
 
+// The authentication worker, which Diag asks, reads the file too.
+TEST_F(Tool, WarningsOfTheConfigurationAreToldOnce) {
+    const std::string file = folder.write(
+        "pod.toml",
+        "default-domain = \"127.0.0.1\"\n[startup]\nEnableLdapDomainConfig = false\n[[server]]\nfor = "
+        "\"127.0.0.1\"\nport = 1\nconnect-timeout = 100\ntls = true\nverify-certificate = false\n");
+    const std::string err = run("Diag --config " + quoted(file)).err;
+    const auto first = err.find(" is not checked");
+    EXPECT_NE(first, std::string::npos);
+    EXPECT_NE(err.find("Failed to read the trusts"), std::string::npos);
+    EXPECT_EQ(err.find(" is not checked", first + 1), std::string::npos) << err;
+}
+
 #if !defined(_WIN32)
 TEST_F(Tool, IsWholeWhereverItIsCopied) {
     for (const char* name : {"hdqadmin", "libmfwcore.so", "ws_admin.so"})

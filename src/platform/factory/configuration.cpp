@@ -4,9 +4,9 @@
 #include <fstream>
 #include <iterator>
 
+#include "framework/core/format.h"
 #include "platform/factory/paths.h"
 #include "platform/ldap/ldap_request.h"
-#include "platform/module/topic_log.h"
 #include "platform/text/toml_machine.h"
 
 namespace wsadmin::platform {
@@ -35,18 +35,20 @@ std::optional<CORE::secretstring> contentOf(const path& file) {
     return content;
 }
 
-void warnWhenOthersCanRead(const path& file) {
+void warnWhenOthersCanRead(const path& file, Configuration& configuration) {
     using std::filesystem::perms;
     std::error_code error;
     const perms permissions = std::filesystem::status(file, error).permissions();
     if (!isWindows && !error && (permissions & (perms::group_read | perms::others_read)) != perms::none)
-        logSecurityWarning(L"%s holds a password and others than its owner can read it", utf8Of(file));
+        configuration.warnings.push_back(
+            CORE::formatText(L"%s holds a password and others than its owner can read it", utf8Of(file)));
 }
 
-CORE::secretstring passwordFromFile(const TomlSection& section, const path& file) {
+CORE::secretstring passwordFromFile(const TomlSection& section, const path& file,
+                                    Configuration& configuration) {
     const auto content = contentOf(file);
     if (!content) section.wrong("password-file", "the password file " + utf8Of(file) + " cannot be read");
-    warnWhenOthersCanRead(file);
+    warnWhenOthersCanRead(file, configuration);
     std::string_view password = CORE::withoutByteOrderMark(content->view());
     if (password.ends_with('\n')) password.remove_suffix(1);
     if (password.ends_with('\r')) password.remove_suffix(1);
@@ -54,7 +56,8 @@ CORE::secretstring passwordFromFile(const TomlSection& section, const path& file
     return CORE::secretstring(password);
 }
 
-std::optional<LdapCredentials> readCredentials(TomlSection& section, const path& file) {
+std::optional<LdapCredentials> readCredentials(TomlSection& section, const path& file,
+                                               Configuration& configuration) {
     LdapCredentials credentials;
     std::string passwordFile;
     tomlChoice<Method>(
@@ -79,9 +82,10 @@ std::optional<LdapCredentials> readCredentials(TomlSection& section, const path&
     if (credentials.method == Method::anonymous) section.wrong("user", "the method anonymous takes no user");
     if (!hasPassword) section.wrong("user", "the user needs a password or a password-file");
     if (!credentials.password.empty())
-        warnWhenOthersCanRead(file);
+        warnWhenOthersCanRead(file, configuration);
     else
-        credentials.password = passwordFromFile(section, file.parent_path() / pathOf(passwordFile));
+        credentials.password =
+            passwordFromFile(section, file.parent_path() / pathOf(passwordFile), configuration);
     return credentials;
 }
 
@@ -100,15 +104,16 @@ bool readTls(TomlSection& section, DirectoryRoute& route) {
     return true;
 }
 
-void readCertificates(TomlSection& section, const path& file, bool plain, DirectoryRoute& route) {
+void readCertificates(TomlSection& section, const path& file, bool plain, DirectoryRoute& route,
+                      Configuration& configuration) {
     section.flag("verify-certificate", route.verifyCertificate);
     section.text("ca-file", route.caFile);
     for (const char* key : {"ca-file", "verify-certificate"})
         if (plain && section.raw().contains(key)) section.wrong(key, std::string(key) + " needs TLS");
     if (!route.verifyCertificate)
-        logSecurityWarning(
+        configuration.warnings.push_back(CORE::formatText(
             L"The certificate of %s is not checked: whoever answers in its place gets what is sent",
-            hostOf({.host = route.host}));
+            hostOf({.host = route.host})));
     if (route.caFile.empty()) return;
     if (isWindows)
         section.wrong("ca-file",
@@ -119,12 +124,13 @@ void readCertificates(TomlSection& section, const path& file, bool plain, Direct
 }
 
 // The keys that every directory has.
-void readEndpoint(TomlSection& section, const path& file, DirectoryRoute& route) {
+void readEndpoint(TomlSection& section, const path& file, DirectoryRoute& route,
+                  Configuration& configuration) {
     section.text("host", route.host);
     if (!checkEndpoint({.host = route.host})) section.wrong("host", "\"" + route.host + "\" is no host");
     section.number("port", route.port, 1, 65535);
     const bool plain = readTls(section, route);
-    readCertificates(section, file, plain, route);
+    readCertificates(section, file, plain, route, configuration);
     section.flag("allow-password-in-clear", route.passwordInClear);
     section.number("connect-timeout", route.connectTimeout, 1, longestTimeout);
     section.number("operation-timeout", route.operationTimeout, 1, longestTimeout);
@@ -134,8 +140,8 @@ void readEndpoint(TomlSection& section, const path& file, DirectoryRoute& route)
 }
 
 void addRoute(TomlSection& section, const path& file, DirectoryRoute route, Configuration& configuration) {
-    readEndpoint(section, file, route);
-    route.credentials = readCredentials(section, file);
+    readEndpoint(section, file, route, configuration);
+    route.credentials = readCredentials(section, file, configuration);
     configuration.routes.push_back(std::move(route));
 }
 

@@ -44,6 +44,8 @@ struct Configuration {
     CORE::PropertyBag startup;
     GivenProcess process;
     DirectoryServicesKind directoryServices = DirectoryServicesKind::automatic;
+    std::vector<std::wstring>
+        warnings;  // of secrets that others can read and certificates that nobody checks
 };
 
 // The failure's text is "file:line: what is wrong".

@@ -70,6 +70,7 @@ Result<std::shared_ptr<Platform>> makeConfigured(std::string_view file) {
     platform->environment = makeEnvironment(std::move(configuration->process.environment));
     platform->guids = makeGuids(std::move(configuration->process.firstGuid));
     platform->startup = std::move(configuration->startup);
+    platform->warnings = std::move(configuration->warnings);
     std::string domain = std::move(configuration->defaultDomain);
     const bool keep = keepsOwnDirectoryServices(*platform, *configuration);
     platform->ldap = makeRoutedLdapClient(platform->ldap, std::move(*configuration));
