@@ -47,10 +47,13 @@ MainModeContext entryOf(const FWPM_PROVIDER_CONTEXT0& context) {
 template <class Entry, class Native, auto enumerate, auto destroy>
 class RealEntries final : public FilteringEntries<Entry> {
   public:
-    RealEntries(HANDLE engine, HANDLE enumeration) : engine_(engine), enumeration_(enumeration) {}
-    ~RealEntries() override { destroy(engine_, enumeration_); }
+    explicit RealEntries(HANDLE engine) : engine_(engine) {}
+    ~RealEntries() override {
+        if (enumeration_) destroy(engine_, enumeration_);
+    }
     RealEntries(const RealEntries&) = delete;
     RealEntries& operator=(const RealEntries&) = delete;
+    HANDLE* receive() noexcept { return &enumeration_; }  // once, before the first batch
 
     Result<std::vector<Entry>> next() override {
         Native** given = nullptr;
@@ -72,7 +75,7 @@ class RealEntries final : public FilteringEntries<Entry> {
     using Batch = std::unique_ptr<void, BatchFreer>;
 
     HANDLE engine_;
-    HANDLE enumeration_;
+    HANDLE enumeration_ = nullptr;
 };
 
 using RealAssociations =
@@ -84,19 +87,17 @@ class RealEngine final : public FilteringEngine {
   public:
     explicit RealEngine(UniqueEngine engine) : engine_(std::move(engine)) {}
     Result<std::unique_ptr<FilteringEntries<SecurityAssociation>>> securityAssociations() override {
-        HANDLE enumeration = nullptr;
-        if (const DWORD code = IPsecSaCreateEnumHandle0(engine_.get(), nullptr, &enumeration);
-            code != ERROR_SUCCESS)
-            return engineFailure(code);
-        return std::make_unique<RealAssociations>(engine_.get(), enumeration);
+        auto entries = std::make_unique<RealAssociations>(engine_.get());
+        const DWORD code = IPsecSaCreateEnumHandle0(engine_.get(), nullptr, entries->receive());
+        if (code != ERROR_SUCCESS) return engineFailure(code);
+        return entries;
     }
     Result<std::unique_ptr<FilteringEntries<MainModeContext>>> mainModeContexts() override {
         const FWPM_PROVIDER_CONTEXT_ENUM_TEMPLATE0 mainMode{nullptr, FWPM_IPSEC_IKE_MM_CONTEXT};
-        HANDLE enumeration = nullptr;
-        if (const DWORD code = FwpmProviderContextCreateEnumHandle0(engine_.get(), &mainMode, &enumeration);
-            code != ERROR_SUCCESS)
-            return engineFailure(code);
-        return std::make_unique<RealContexts>(engine_.get(), enumeration);
+        auto entries = std::make_unique<RealContexts>(engine_.get());
+        const DWORD code = FwpmProviderContextCreateEnumHandle0(engine_.get(), &mainMode, entries->receive());
+        if (code != ERROR_SUCCESS) return engineFailure(code);
+        return entries;
     }
 
   private:

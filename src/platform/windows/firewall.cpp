@@ -16,6 +16,20 @@ auto comFailure(HRESULT code, std::wstring_view step) {
     return fail(static_cast<int>(code), std::wstring(step));
 }
 
+// Takes over the interface that a call gave. A success that gave none is a failure all the same.
+template <class T>
+Result<UniqueCom<T>> received(HRESULT code, T* given, std::wstring_view step) {
+    if (SUCCEEDED(code) && given) return UniqueCom<T>(given);
+    return comFailure(FAILED(code) ? code : E_POINTER, step);
+}
+
+template <class T>
+Result<UniqueCom<T>> converted(IUnknown& object, std::wstring_view step) {
+    void* found = nullptr;
+    const HRESULT code = object.QueryInterface(__uuidof(T), &found);
+    return received(code, static_cast<T*>(found), step);
+}
+
 // COM on this thread for as long as it lives. A thread that has it in another mode keeps that, and owes no
 // end.
 class ComThread {
@@ -71,10 +85,9 @@ class RealRules final : public FirewallRules {
         const VARTYPE type = V_VT(&item.get());
         if ((type != VT_DISPATCH && type != VT_UNKNOWN) || !V_UNKNOWN(&item.get()))
             return comFailure(DISP_E_TYPEMISMATCH, unconverted);
-        void* rule = nullptr;
-        const HRESULT converted = V_UNKNOWN(&item.get())->QueryInterface(__uuidof(INetFwRule), &rule);
-        if (FAILED(converted)) return comFailure(converted, unconverted);
-        return std::make_unique<RealRule>(UniqueCom<INetFwRule>(static_cast<INetFwRule*>(rule)));
+        auto rule = converted<INetFwRule>(*V_UNKNOWN(&item.get()), unconverted);
+        if (!rule) return fail(rule.error());
+        return std::make_unique<RealRule>(std::move(*rule));
     }
 
   private:
@@ -100,17 +113,16 @@ class RealPolicy final : public FirewallPolicy {
     }
     Result<std::unique_ptr<FirewallRules>> rules() override {
         INetFwRules* given = nullptr;
-        if (const HRESULT code = policy_->get_Rules(&given); FAILED(code))
-            return comFailure(code, L"Unable to get rules");
-        const UniqueCom<INetFwRules> rules(given);
-        IUnknown* unknown = nullptr;
-        if (const HRESULT code = rules->get__NewEnum(&unknown); FAILED(code))
-            return comFailure(code, L"Unable to get rules enumerator");
-        const UniqueCom<IUnknown> enumerator(unknown);
-        void* variants = nullptr;
-        if (const HRESULT code = enumerator->QueryInterface(IID_IEnumVARIANT, &variants); FAILED(code))
-            return comFailure(code, L"Unable to convert rules enumerator");
-        return std::make_unique<RealRules>(UniqueCom<IEnumVARIANT>(static_cast<IEnumVARIANT*>(variants)));
+        const HRESULT got = policy_->get_Rules(&given);
+        const auto rules = received(got, given, L"Unable to get rules");
+        if (!rules) return fail(rules.error());
+        IUnknown* made = nullptr;
+        const HRESULT enumerated = (*rules)->get__NewEnum(&made);
+        const auto enumerator = received(enumerated, made, L"Unable to get rules enumerator");
+        if (!enumerator) return fail(enumerator.error());
+        auto variants = converted<IEnumVARIANT>(**enumerator, L"Unable to convert rules enumerator");
+        if (!variants) return fail(variants.error());
+        return std::make_unique<RealRules>(std::move(*variants));
     }
 
   private:
@@ -123,12 +135,12 @@ class RealFirewall final : public Firewall {
     Result<std::unique_ptr<FirewallPolicy>> open() override {
         auto thread = std::make_unique<ComThread>();
         if (!thread->usable()) return comFailure(thread->code(), L"CoInitializeEx");
-        void* policy = nullptr;
+        void* made = nullptr;
         const HRESULT code = CoCreateInstance(__uuidof(NetFwPolicy2), nullptr, CLSCTX_INPROC_SERVER,
-                                              __uuidof(INetFwPolicy2), &policy);
-        if (FAILED(code)) return comFailure(code, L"CoCreateInstance");
-        return std::make_unique<RealPolicy>(std::move(thread),
-                                            UniqueCom<INetFwPolicy2>(static_cast<INetFwPolicy2*>(policy)));
+                                              __uuidof(INetFwPolicy2), &made);
+        auto policy = received(code, static_cast<INetFwPolicy2*>(made), L"CoCreateInstance");
+        if (!policy) return fail(policy.error());
+        return std::make_unique<RealPolicy>(std::move(thread), std::move(*policy));
     }
 };
 
