@@ -10,7 +10,8 @@ namespace wsadmin::platform::windows {
 
 namespace {
 
-constexpr DWORD stopPollInterval = 20;  // milliseconds
+constexpr DWORD stopPollInterval = 20;     // milliseconds
+constexpr std::size_t longestLine = 8191;  // characters that the interpreter takes
 
 // As the C runtime's functions that start programs tell their failures.
 int runtimeError(DWORD error) noexcept {
@@ -32,25 +33,34 @@ auto commandFailure(DWORD error) {
     return fail(runtimeError(error), systemFailure(error).text);
 }
 
-// By its full path: a search would find a program of that name in other folders first.
-Result<std::wstring> interpreterPath() {
+using FolderQuestion = UINT(WINAPI*)(wchar_t*, UINT);
+
+Result<std::wstring> folderOf(FolderQuestion question) {
     std::array<wchar_t, MAX_PATH> folder{};
-    const UINT length = GetSystemDirectoryW(folder.data(), static_cast<UINT>(folder.size()));
+    const UINT length = question(folder.data(), static_cast<UINT>(folder.size()));
     if (length == 0 || length >= folder.size()) return commandFailure(ERROR_PATH_NOT_FOUND);
-    return std::wstring(folder.data(), length) + L"\\cmd.exe";
+    return std::wstring(folder.data(), length);
 }
 
+// The interpreter by its full path, because a search finds a program of that name in other folders first. It
+// starts in the folder of Windows, because it looks for "netsh" in its current folder before all others, and
+// nobody but an administrator can put a program there.
 Result<UniqueHandle> startInterpreter(const CORE::secretstring& line) {
-    const auto path = interpreterPath();
-    if (!path) return fail(path.error());
+    const auto system = folderOf(GetSystemDirectoryW);
+    const auto windows = folderOf(GetSystemWindowsDirectoryW);
+    if (!system || !windows) return fail((system ? windows : system).error());
     CORE::secretstring whole("CMD /C ");
     whole.append(line.view());
     WideSecret command(whole.view());
+    // Whatever follows these, or is longer, the interpreter would not run.
+    constexpr std::wstring_view lineEnds(L"\r\n\0", 3);
+    if (command.text().find_first_of(lineEnds) != std::wstring::npos || command.text().size() > longestLine)
+        return commandFailure(ERROR_INVALID_PARAMETER);
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};
-    if (!CreateProcessW(path->c_str(), command.text().data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
-                        nullptr, nullptr, &startup, &process))
+    if (!CreateProcessW((*system + L"\\cmd.exe").c_str(), command.text().data(), nullptr, nullptr, FALSE,
+                        CREATE_NO_WINDOW, nullptr, windows->c_str(), &startup, &process))
         return commandFailure(GetLastError());
     CloseHandle(process.hThread);
     return UniqueHandle(process.hProcess);
