@@ -130,6 +130,7 @@ TEST_P(ServicesSearchContract, RootEntryAndCatalogueAnswer) {
     const auto forests = (*catalogue)->children();
     ASSERT_TRUE(forests) << hexCode(codeOf(forests));
     ASSERT_EQ(forests->size(), 1U);
+    EXPECT_EQ(forests->front(), "GC://" + directory_->endpoint.host);  // what follows asks the same server
     EXPECT_EQ(client_->last.port, 3268);
     const auto search = searchAt(forests->front());
     ASSERT_TRUE(search);

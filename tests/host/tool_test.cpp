@@ -95,6 +95,7 @@ TEST_F(Tool, ListsTheOperationsWithTheirKeys) {
     EXPECT_EQ(list[17]["request"][0]["name"], "forestCheckInterval");
     EXPECT_EQ(list[17]["request"][0]["default"], "15");
     EXPECT_EQ(list[17]["changes"], true);
+    EXPECT_EQ(list[48]["result"].size(), 1u);
     EXPECT_EQ(json::parse(run("setserviceconfiguration --help --json").out), list[17]);
 }
 

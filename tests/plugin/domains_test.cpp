@@ -40,6 +40,16 @@ TEST(Domains, TheSampleLabHasOneOfEachKind) {
               L"PARTNER CANNOTBIND FROMBROKER; PLANT UNKNOWN UNKNOWN; ");
 }
 
+TEST(Domains, TheAuthenticationWorkerStartsAgainAfterItsExit) {
+    const Loaded winauth("winauth");
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(winauth.start(labWithChecks(false)));
+        EXPECT_TRUE(CORE::MessageFrameWork::System().IsWorkerInstalled(L"winauth", 0));
+        winauth.exit();
+        EXPECT_FALSE(CORE::MessageFrameWork::System().IsWorkerInstalled(L"winauth", 0));
+    }
+}
+
 // In every order of going, and whatever the messages find.
 TEST(Domains, TheModulesGoWhileMapsAreBuilt) {
     constexpr int rounds = 20, requests = 20;
