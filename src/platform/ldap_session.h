@@ -87,6 +87,13 @@ struct LdapLimits {
     std::chrono::milliseconds time{1'800'000};  // of waiting for the server
 };
 
+// What a search has spent of these.
+struct LdapSpent {
+    std::size_t entries = 0;
+    std::uint64_t bytes = 0;
+    std::chrono::steady_clock::duration time{};
+};
+
 struct LdapEndpoint {
     std::string host;  // empty: this server. A name, an IPv4 or an IPv6 address (without brackets)
     std::uint16_t port = 389;
@@ -144,6 +151,7 @@ struct LdapSearch {
     std::vector<std::string> attributes{};  // none: all
     std::vector<LdapControl> controls{};
     int sizeLimit = 0;  // 0: none
+    LdapSpent spent{};  // of the session's limits, by the pages or ranges before this one
 };
 
 struct LdapSearchResult {
@@ -182,7 +190,7 @@ class LdapSession {
     virtual Result<void> rename(const std::string& dn, const std::string& newRdn,
                                 const std::string& newParent, bool deleteOldRdn) = 0;
 
-    // What one search may bring; a paged search counts its pages against them.
+    // What one search may bring; all pages of a paged search together, and all ranges of an attribute.
     virtual LdapLimits limits() const { return {}; }
 
     Result<LdapSearchResult> search(const LdapSearch& search);  // start and wait

@@ -47,6 +47,7 @@ TEST(LdapPages, EndWhereAServerMakesNoProgressOrGivesTooMuch) {
         while (more && *more) more = pages.next(some);
         EXPECT_EQ(more ? 0 : more.error().cause.code, row.code) << row.what;
         EXPECT_EQ(more ? L"" : more.error().cause.text, row.sentence) << row.what;
+        EXPECT_EQ(session.searches.back().spent.entries, session.searches.size() - 1) << row.what;
     }
     ScriptedSession slow;
     slow.most.time = std::chrono::milliseconds(0);

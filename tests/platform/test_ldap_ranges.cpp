@@ -28,6 +28,8 @@ TEST(LdapRanges, AreJoinedToTheLastOne) {
     EXPECT_EQ(session.searches[0].attributes, (std::vector<std::string>{"member;range=3-*"}));
     EXPECT_EQ(session.searches[1].attributes, (std::vector<std::string>{"member;range=6-*"}));
     EXPECT_EQ(session.searches[1].base, "cn=d");
+    EXPECT_EQ(session.searches[0].spent.entries, 3U);
+    EXPECT_EQ(session.searches[1].spent.bytes, 6U);
 }
 
 TEST(LdapRanges, AreNeverHalf) {
@@ -38,19 +40,26 @@ TEST(LdapRanges, AreNeverHalf) {
     } rows[] = {
         {"a search fails", {part("member;range=3-5", values(3, 5)), {.waitCode = 51}}, 51},
         {"the entry is gone", {{}}, ldapNoSuchObject},
+        {"the values are gone", {{.entries = {entry("cn=d")}}}, ldapNoSuchAttribute},
         {"the same range again", {part("member;range=0-2", values(0, 2))}, ldapDecodingError},
-        {"too many", {part("member;range=3-5", values(3, 5)), part("member;range=6-*", values(6, 6))}, 70},
-        {"an end that no number holds",
-         {part("member;range=3-18446744073709551615", values(3, 5))},
-         ldapDecodingError},
+        {"too many", {part("member;range=3-5", values(3, 5)), part("member;range=6-*", values(6, 7))}, 70},
+        {"a range that begins too far on", {part("member;range=4-*", values(4, 5))}, ldapDecodingError},
+        {"an empty range that is not the last", {part("member;range=3-5", {})}, ldapDecodingError},
     };
     for (const auto& row : rows) {
         ScriptedSession session;
         session.answers = {row.answers.begin(), row.answers.end()};
-        session.most.entries = 3;
+        session.most.entries = 7;
         const auto all = allValues(session, "cn=d", {"member;range=0-2", values(0, 2)});
         ASSERT_FALSE(all) << row.what;
         EXPECT_EQ(all.error().code, row.code) << row.what;
+    }
+    for (const char* range :
+         {"", "3", "3-", "-", "-5", "3-x", "3-2", "x-*", "3-**", "3-18446744073709551616"}) {
+        ScriptedSession session;
+        session.answers = {part(std::string("member;range=") + range, values(3, 5))};
+        const auto all = allValues(session, "cn=d", {"member;range=0-2", values(0, 2)});
+        EXPECT_EQ(all ? 0 : all.error().code, ldapDecodingError) << range;
     }
 }
 

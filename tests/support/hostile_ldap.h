@@ -99,6 +99,15 @@ class HostileConnection {
         }
         throw ConnectionEnded();
     }
+    // Some of what the client sends, whatever it is.
+    void read() {
+        std::array<char, 4096> some{};
+        asio::error_code error;
+        const auto size = socket_.read_some(asio::buffer(some), error);
+        if (error) throw ConnectionEnded();
+        heard_({some.data(), size});
+        bytes_.append(some.data(), size);
+    }
     void stall() {
         while (true) read();
     }
@@ -108,14 +117,6 @@ class HostileConnection {
     }
 
   private:
-    void read() {
-        std::array<char, 4096> some{};
-        asio::error_code error;
-        const auto size = socket_.read_some(asio::buffer(some), error);
-        if (error) throw ConnectionEnded();
-        heard_({some.data(), size});
-        bytes_.append(some.data(), size);
-    }
     Request takeRequest() {
         const auto byte = [this](std::size_t at) {
             return std::size_t{static_cast<unsigned char>(bytes_[at])};
@@ -166,7 +167,7 @@ class HostileLdap {
     // Returns when clients have sent something.
     void awaitClient() const {
         std::unique_lock hold(mutex_);
-        spoken_.wait(hold, [this] { return !heard_.empty(); });
+        spoken_.wait_for(hold, std::chrono::seconds(30), [this] { return !heard_.empty(); });
     }
 
   private:

@@ -52,12 +52,12 @@ Result<void> LdapAllowance::take(const LdapEntry& entry) {
 }
 
 Result<void> LdapAllowance::take(std::uint64_t bytes) {
-    bytes_ += bytes;
-    if (++entries_ > limits_.entries)
+    spent_.bytes += bytes;
+    if (++spent_.entries > limits_.entries)
         return fail(ldapResultsTooLarge,
                     CORE::formatText(L"The directory's answer has more than %u entries (max-entries)",
                                      limits_.entries));
-    if (bytes_ > limits_.bytes)
+    if (spent_.bytes > limits_.bytes)
         return fail(
             ldapResultsTooLarge,
             CORE::formatText(L"The directory's answer has more than %u bytes (max-bytes)", limits_.bytes));
@@ -65,15 +65,15 @@ Result<void> LdapAllowance::take(std::uint64_t bytes) {
 }
 
 Result<void> LdapAllowance::wait(steady_clock::duration time) {
-    waited_ += time;
-    if (waited_ < limits_.time) return {};
+    spent_.time += time;
+    if (spent_.time < limits_.time) return {};
     return fail(ldapTimeout,
                 CORE::formatText(L"The directory's answer takes longer than %d ms (search-timeout)",
                                  limits_.time.count()));
 }
 
 milliseconds LdapAllowance::timeLeft() const noexcept {
-    return limits_.time - duration_cast<milliseconds>(waited_);
+    return limits_.time - duration_cast<milliseconds>(spent_.time);
 }
 
 }  // namespace wsadmin::platform

@@ -46,17 +46,17 @@ auto pollUntil(const LdapWait& wait, const LdapStop& stop, Poll poll) -> decltyp
 // limit's key in the configuration file.
 class LdapAllowance {
   public:
-    explicit LdapAllowance(const LdapLimits& limits) : limits_(limits) {}
+    explicit LdapAllowance(const LdapLimits& limits, const LdapSpent& spent = {})
+        : limits_(limits), spent_(spent) {}
     Result<void> take(const LdapEntry& entry);
     Result<void> take(std::uint64_t bytes);  // of one entry, value or message without an entry
     Result<void> wait(std::chrono::steady_clock::duration time);
     std::chrono::milliseconds timeLeft() const noexcept;
+    const LdapSpent& spent() const noexcept { return spent_; }
 
   private:
     LdapLimits limits_;
-    std::size_t entries_ = 0;
-    std::uint64_t bytes_ = 0;
-    std::chrono::steady_clock::duration waited_{};
+    LdapSpent spent_;
 };
 
 }  // namespace wsadmin::platform

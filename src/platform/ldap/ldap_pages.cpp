@@ -33,23 +33,28 @@ tl::expected<void, PageFailure> LdapPages::request(std::string cookie) {
             {.oid = controls::pagedResults,
              .value = encodePageControl({.size = pageSize_, .cookie = std::move(cookie)}),
              .critical = true});
+    search_.spent = allowance_.spent();
     auto pending = session_.startSearch(search_);
     if (!pending) return failed(stepOf(pending.error().code), pending.error());
     pending_ = std::move(*pending);
     return {};
 }
 
-tl::expected<LdapSearchResult, PageFailure> LdapPages::answer() {
+Result<LdapSearchResult> LdapPages::wait() {
     const auto asked = std::chrono::steady_clock::now();
     auto result = std::exchange(pending_, nullptr)->wait();
+    const auto inTime = allowance_.wait(std::chrono::steady_clock::now() - asked);
+    return result && !inTime ? fail(inTime.error()) : std::move(result);
+}
+
+tl::expected<LdapSearchResult, PageFailure> LdapPages::answer() {
+    auto result = wait();
     if (!result && result.error().code == ldapSizeLimitExceeded && pageSize_ == onlyWhereNeeded) {
         pageSize_ = defaultPageSize;
         if (auto sent = request({}); !sent) return tl::unexpected<PageFailure>(sent.error());
-        result = std::exchange(pending_, nullptr)->wait();
+        result = wait();
     }
     if (!result) return failed(stepOf(result.error().code), result.error());
-    if (auto ok = allowance_.wait(std::chrono::steady_clock::now() - asked); !ok)
-        return failed(PageStep::search, ok.error());
     for (const LdapEntry& entry : result->entries)
         if (auto ok = allowance_.take(entry); !ok) return failed(PageStep::search, ok.error());
     return std::move(*result);

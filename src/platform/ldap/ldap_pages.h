@@ -38,6 +38,7 @@ class LdapPages {
   private:
     tl::expected<void, PageFailure> request(std::string cookie);
     tl::expected<LdapSearchResult, PageFailure> answer();
+    Result<LdapSearchResult> wait();
     tl::expected<std::string, PageFailure> nextCookie(const LdapSearchResult& result);
     tl::expected<void, PageFailure> checkProgress(const LdapSearchResult& result, const std::string& cookie);
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <optional>
+#include <memory>
 
 #include "platform/ldap/ldap_limits.h"
 
@@ -20,15 +20,15 @@ std::size_t optionOf(std::string_view name) {
 bool isRange(std::string_view name) {
     return CORE::equalFolded(name.substr(optionOf(name)).substr(0, rangeOption.size()), rangeOption);
 }
+bool isRangeOf(std::string_view range, std::string_view name) {
+    return isRange(range) && CORE::equalFolded(range.substr(0, optionOf(range)), name);
+}
 
-// The first value that "member;range=0-1499" does not give; nothing after the last range ("-*").
-std::optional<std::size_t> nextOfRange(std::string_view name) {
-    if (!isRange(name)) return std::nullopt;
-    const auto number = name.substr(name.rfind('-') + 1);
-    std::size_t last = 0;
-    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), last);
-    if (error != std::errc{} || end != number.data() + number.size()) return std::nullopt;
-    return last + 1;
+std::optional<std::size_t> numberOf(std::string_view text) {
+    std::size_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+    return number;
 }
 
 }  // namespace
@@ -37,39 +37,51 @@ const LdapAttribute* findValues(const std::vector<LdapAttribute>& attributes,
                                 std::string_view name) noexcept {
     const auto found = std::ranges::find_if(attributes, [name](const LdapAttribute& attribute) {
         const std::string_view own = attribute.name;
-        return !attribute.values.empty() &&
-               (CORE::equalFolded(own, name) ||
-                (isRange(own) && CORE::equalFolded(own.substr(0, optionOf(own)), name)));
+        return !attribute.values.empty() && (CORE::equalFolded(own, name) || isRangeOf(own, name));
     });
     return found == attributes.end() ? nullptr : &*found;
 }
 
+std::optional<ValueRange> valueRange(std::string_view name) {
+    if (!isRange(name)) return ValueRange();
+    const auto range = name.substr(optionOf(name) + rangeOption.size());
+    const auto dash = range.find('-');
+    if (dash == std::string_view::npos) return std::nullopt;
+    const auto first = numberOf(range.substr(0, dash)), end = numberOf(range.substr(dash + 1));
+    const bool last = range.substr(dash) == "-*";
+    if (!first || (!last && (!end || *end < *first))) return std::nullopt;
+    return ValueRange{*first, last};
+}
+
 Result<std::vector<std::string>> allValues(LdapSession& session, const std::string& dn,
                                            const LdapAttribute& attribute) {
-    std::vector<std::string> values = attribute.values;
     const std::string name = attribute.name.substr(0, optionOf(attribute.name));
+    std::vector<std::string> values;
     LdapAllowance allowance(session.limits());
-    for (auto next = nextOfRange(attribute.name); next;) {
+    Result<LdapSearchResult> found;
+    for (const LdapAttribute* part = &attribute;;) {
+        const auto range = valueRange(part->name);
+        const bool joins = range && range->first == values.size() && (range->last || !part->values.empty());
+        if (!joins) return fail(ldapDecodingError, L"The directory gives ranges of values that do not join");
+        for (const std::string& value : part->values)
+            if (auto ok = allowance.take(value.size()); !ok) return fail(ok.error());
+        values.insert(values.end(), part->values.begin(), part->values.end());
+        if (range->last) return values;
         const auto asked = std::chrono::steady_clock::now();
-        const auto found =
-            session.search({.base = dn,
-                            .scope = LdapScope::base,
-                            .filter = "(objectClass=*)",
-                            .attributes = {name + std::string(rangeOption) + std::to_string(*next) + "-*"}});
+        found = session.search(
+            {.base = dn,
+             .scope = LdapScope::base,
+             .filter = "(objectClass=*)",
+             .attributes = {name + std::string(rangeOption) + std::to_string(values.size()) + "-*"},
+             .spent = allowance.spent()});
         if (!found) return fail(found.error());
         if (auto ok = allowance.wait(std::chrono::steady_clock::now() - asked); !ok) return fail(ok.error());
         if (found->entries.empty()) return fail(ldapFailure(ldapNoSuchObject));
-        const LdapAttribute* more = findValues(found->entries.front().attributes, name);
-        if (!more) break;
-        for (const std::string& value : more->values)
-            if (auto ok = allowance.take(value.size()); !ok) return fail(ok.error());
-        values.insert(values.end(), more->values.begin(), more->values.end());
-        const auto following = nextOfRange(more->name);
-        // A server that gives the same range again would be asked for ever.
-        if (following && *following <= *next) return fail(ldapFailure(ldapDecodingError));
-        next = following;
+        const auto& attributes = found->entries.front().attributes;
+        part = std::to_address(std::ranges::find_if(
+            attributes, [&](const LdapAttribute& each) { return isRangeOf(each.name, name); }));
+        if (part == std::to_address(attributes.end())) return fail(ldapFailure(ldapNoSuchAttribute));
     }
-    return values;
 }
 
 }  // namespace wsadmin::platform

@@ -163,8 +163,8 @@ class LibrarySearch final : public LdapPendingSearch {
   public:
     using Id = typename Connection::Id;
 
-    LibrarySearch(std::shared_ptr<Connection> connection, Id id)
-        : connection_(std::move(connection)), id_(id) {}
+    LibrarySearch(std::shared_ptr<Connection> connection, Id id, const LdapSpent& spent)
+        : connection_(std::move(connection)), id_(id), allowance_(connection_->endpoint().limits, spent) {}
     ~LibrarySearch() override {
         if (id_) connection_->abandon(*id_);
     }
@@ -172,15 +172,14 @@ class LibrarySearch final : public LdapPendingSearch {
     Result<LdapSearchResult> wait() override {
         constexpr int entryMessage = 0x64, resultMessage = 0x65;  // others refer to servers: not followed
         const LdapEndpoint& endpoint = connection_->endpoint();
-        LdapAllowance allowance(endpoint.limits);
         LdapSearchResult result;
         while (id_) {
             const auto asked = std::chrono::steady_clock::now();
             const auto message = connection_->receive(
-                *id_, {.until = asked + std::min(endpoint.operationTimeout, allowance.timeLeft()),
+                *id_, {.until = asked + std::min(endpoint.operationTimeout, allowance_.timeLeft()),
                        .bytes = endpoint.limits.bytes});
             if (!message) id_.reset();  // gone, or given up already
-            if (auto ok = allowance.wait(std::chrono::steady_clock::now() - asked); !ok)
+            if (auto ok = allowance_.wait(std::chrono::steady_clock::now() - asked); !ok)
                 return fail(ok.error());
             if (!message) return fail(message.error());
             if (message->type == resultMessage) {
@@ -196,7 +195,7 @@ class LibrarySearch final : public LdapPendingSearch {
                 if (!read) return fail(read.error());
                 entry = std::move(*read);
             }
-            if (auto ok = allowance.take(entry); !ok) return fail(ok.error());
+            if (auto ok = allowance_.take(entry); !ok) return fail(ok.error());
             if (message->type == entryMessage) result.entries.push_back(std::move(entry));
         }
         return fail(ldapFailure(ldapParamError));  // waited for twice
@@ -205,6 +204,7 @@ class LibrarySearch final : public LdapPendingSearch {
   private:
     std::shared_ptr<Connection> connection_;
     std::optional<Id> id_;
+    LdapAllowance allowance_;
 };
 
 template <class Connection>
@@ -222,7 +222,7 @@ class LibrarySession final : public LdapSession {
         if (!wire) return fail(wire.error());
         const auto id = connection_->sendSearch(*wire);
         if (!id) return fail(id.error());
-        return std::make_unique<LibrarySearch<Connection>>(connection_, *id);
+        return std::make_unique<LibrarySearch<Connection>>(connection_, *id, search.spent);
     }
 
     Result<void> add(const LdapEntry& entry) override {
