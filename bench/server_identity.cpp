@@ -345,7 +345,8 @@ void run() {
     service.pool = CORE::refptr<ConnectionMgr>::adopt(new ConnectionMgr(access, threads));
     service.domainMap = CORE::refptr<Domain>::adopt(new Domain(access, threads, false));
     service.domainMap->getDomainMap(true);
-    const auto accounts = accountsOf(service);
+    DomainBindings domains(service);
+    const auto accounts = accountsOf(domains);
 
     const World measured{people, *accounts, manySids()};
     world() = &measured;

@@ -40,9 +40,8 @@ void pooled(benchmark::State& state) {
         new ConnectionMgr({machine->directoryServices, machine->clock}, threads));
     for (auto unused : state) {
         (void)unused;
-        const PooledSearch search(*pool, pool->getConnection(binding));
-        if (!search) throw std::runtime_error("no binding");
-        searchOnce(*search.operator->());
+        const PooledSearch search(*pool, pool->getConnection(binding).value());
+        searchOnce(*search);
     }
     pool->StopTimerWithWait();
 }

@@ -15,11 +15,11 @@ constexpr std::size_t longestLogonName = 20;
 
 // The name as a principal name, where its user part is too long for a logon name; nothing for any other. Only
 // for such a name are the domains asked for: their map may have to be built.
-std::optional<std::wstring> asPrincipalName(ServiceContext& service, const std::wstring& name) {
+std::optional<std::wstring> asPrincipalName(DomainBindings& bindings, const std::wstring& name) {
     const auto slash = name.find(L'\\'), at = name.rfind(L'@');
     const bool qualified = slash != std::wstring::npos && name.size() - slash - 1 > longestLogonName;
     if (!qualified && (at == std::wstring::npos || at <= longestLogonName)) return std::nullopt;
-    const auto domains = DomainBindings::of(service);
+    const auto& domains = bindings.domains();
     if (!domains) return std::nullopt;
     const std::wstring user = qualified ? name.substr(slash + 1) : name.substr(0, at);
     const std::wstring domain = qualified ? name.substr(0, slash) : name.substr(at + 1);
@@ -34,17 +34,17 @@ bool found(const AccountBufferSizes& sizes) {
 
 }  // namespace
 
-std::shared_ptr<AccountAuthority> accountsOf(ServiceContext& service) {
-    if (service.platform().accounts) return service.platform().accounts;
-    return std::make_shared<DirectoryAccounts>(service);
+std::shared_ptr<AccountAuthority> accountsOf(DomainBindings& bindings) {
+    if (const auto& own = bindings.service().platform().accounts) return own;
+    return std::make_shared<DirectoryAccounts>(bindings);
 }
 
-std::optional<Sid> usernameToSid(ServiceContext& service, AccountAuthority& accounts,
+std::optional<Sid> usernameToSid(DomainBindings& bindings, AccountAuthority& accounts,
                                  std::wstring_view username) {
     std::wstring name(username);
     AccountBufferSizes sizes = accounts.bufferSizesFor(name);
     if (!found(sizes)) {
-        const auto changed = asPrincipalName(service, name);
+        const auto changed = asPrincipalName(bindings, name);
         if (!changed) return std::nullopt;
         logDebug(L"Account name '%s' changed to '%s' for sid lookup", name, *changed);
         name = *changed;
@@ -57,9 +57,9 @@ std::optional<Sid> usernameToSid(ServiceContext& service, AccountAuthority& acco
     return account->sid;
 }
 
-std::optional<Sid> userOf(ServiceContext& service, std::wstring_view username) {
-    const auto accounts = accountsOf(service);
-    return usernameToSid(service, *accounts, username);
+std::optional<Sid> userOf(DomainBindings& bindings, std::wstring_view username) {
+    const auto accounts = accountsOf(bindings);
+    return usernameToSid(bindings, *accounts, username);
 }
 
 std::wstring displayName(const platform::AccountName& account) {

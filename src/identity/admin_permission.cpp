@@ -82,7 +82,7 @@ Result<SidList> AdminPermission::principals() {
         logError(L"%s", sids.error().text);
         return fail(L"Failed to construct LDAP filter");
     }
-    const auto accounts = accountsOf(service());
+    const auto accounts = accountsOf(domains());
     SidList sids = bindAccount(*accounts);
     if (!sids.empty()) return sids;
     return callingToken(*accounts);
@@ -91,15 +91,15 @@ Result<SidList> AdminPermission::principals() {
 // Without groups where these cannot be read, which is logged: fewer roles are found then, never more.
 SidList AdminPermission::bindAccount(AccountAuthority& accounts) {
     const std::wstring& name = service().platform().directoryAccount;
-    const auto sid = name.empty() ? std::nullopt : usernameToSid(service(), accounts, name);
+    const auto sid = name.empty() ? std::nullopt : usernameToSid(domains(), accounts, name);
     if (!sid) return {};
     SidList sids = {*sid};
-    const auto user = readUser(service(), *sid);
+    const auto user = readUser(domains(), *sid);
     if (!user) {
         logWarning(L"Unable to obtain user information from Active Directory");
         return sids;
     }
-    if (const auto groups = userTokenGroupsFromDirectory(service(), CORE::toUtf8(user->dn)))
+    if (const auto groups = userTokenGroupsFromDirectory(domains(), CORE::toUtf8(user->dn)))
         std::ranges::copy(*groups, std::back_inserter(sids));
     return sids;
 }

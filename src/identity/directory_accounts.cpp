@@ -5,7 +5,6 @@
 #include "identity/account_names.h"
 #include "identity/sid_search.h"
 #include "identity/user_groups.h"
-#include "ldap/connection_mgr.h"
 #include "platform/ldap/ldap_text.h"
 
 namespace wsadmin {
@@ -41,7 +40,7 @@ AccountKind kindOf(const DirectoryRow& row) {
     return type && (*type & domainLocal) != 0 ? AccountKind::alias : AccountKind::group;
 }
 
-std::wstring domainOf(const Sid& sid, const DirectoryRow& row, const DomainBindings& domains) {
+std::wstring domainOf(const Sid& sid, const DirectoryRow& row, const MappedDomains& domains) {
     if (isBuiltin(sid)) return std::wstring(builtinDomain);
     return domains.shortName(toWide(platform::dnsDomainOf(row.text("distinguishedName"))));
 }
@@ -83,30 +82,23 @@ class FixedToken final : public Token {
 // Reads the groups from the directory on each call of groups().
 class UserToken final : public Token {
   public:
-    UserToken(ServiceContext& service, UserInformation user) : service_(service), user_(std::move(user)) {}
+    UserToken(DomainBindings& bindings, UserInformation user) : bindings_(bindings), user_(std::move(user)) {}
     platform::TokenResult<Sid> user() override { return user_.sid.value(); }
     platform::TokenResult<std::vector<Sid>> groups() override {
-        auto groups = userGroups(service_, user_);
+        auto groups = userGroups(bindings_, user_);
         if (!groups) return tl::unexpected(platform::TokenFailure{TokenStep::data, groups.error()});
         return std::move(groups->sids);
     }
 
   private:
-    ServiceContext& service_;
+    DomainBindings& bindings_;
     UserInformation user_;
 };
 
 }  // namespace
 
-Result<DomainBindings>& DirectoryAccounts::domains() {
-    if (!domains_) domains_ = DomainBindings::of(service_);
-    return *domains_;
-}
-
 Result<Account> DirectoryAccounts::search(const std::string& binding, const std::string& filter) {
-    const auto pool = service_.connections();
-    if (!pool) return refuse(platform::accountNoServer);
-    const PooledSearch search(*pool, domains()->open(*pool, binding));
+    const DomainSearch search(bindings_, binding);
     if (!search) return refuse(platform::accountNoServer);
     const auto rows = readRows(*search, filter, accountAttributes, 1);
     if (!rows) return refuse(platform::accountNoServer);
@@ -185,9 +177,9 @@ Result<std::vector<std::optional<AccountName>>> DirectoryAccounts::namesOf(const
     if (!domains()) return refuse(platform::accountNoServer);
     // A domain also has a foreignSecurityPrincipal for each member from another domain. It has the SID but no
     // sAMAccountName, which only the account's own domain has.
-    const auto rows = searchBySids(service_, *domains(), others, "(sAMAccountName=*)",
-                                   {"objectClass", "groupType", "sAMAccountName"})
-                          .rows;
+    const auto rows =
+        searchBySids(bindings_, others, "(sAMAccountName=*)", {"objectClass", "groupType", "sAMAccountName"})
+            .rows;
     for (std::size_t i = 0; i < sids.size(); ++i)
         if (const auto row = rows.find(sids[i]); !names[i] && row != rows.end())
             names[i] = AccountName{toWide(row->second.text("sAMAccountName")),
@@ -200,15 +192,15 @@ Result<std::unique_ptr<Token>> DirectoryAccounts::threadToken() {
 }
 
 Result<std::unique_ptr<Token>> DirectoryAccounts::processToken() {
-    const std::wstring& name = service_.platform().processAccount;
+    const std::wstring& name = bindings_.service().platform().processAccount;
     if (name.empty()) return refuse(platform::accountNoToken);
     const auto account = find(name);
     if (!account) return fail(account.error());
     if (account->kind == AccountKind::wellKnownGroup)
         return std::make_unique<FixedToken>(account->sid, groupsOfServices());
-    auto user = readUser(service_, account->sid);
+    auto user = readUser(bindings_, account->sid);
     if (!user) return refuse(platform::accountNoneMapped);
-    return std::make_unique<UserToken>(service_, std::move(*user));
+    return std::make_unique<UserToken>(bindings_, std::move(*user));
 }
 
 platform::LogonResult DirectoryAccounts::logOn(const std::wstring& upn, const std::string&) {
@@ -219,11 +211,11 @@ platform::LogonResult DirectoryAccounts::logOn(const std::wstring& upn, const st
         return refuseLogon(LogonStep::logon, nobody ? platform::accountNoSuchUser : account.error().code);
     }
     const bool logsOn = account->kind == AccountKind::user || account->kind == AccountKind::computer;
-    auto user = logsOn ? readUser(service_, account->sid) : std::nullopt;
+    auto user = logsOn ? readUser(bindings_, account->sid) : std::nullopt;
     if (!user) return refuseLogon(LogonStep::logon, platform::accountNoSuchUser);
-    if (const int code = logonRefusal(user->state, *service_.platform().clock))
+    if (const int code = logonRefusal(user->state, *bindings_.service().platform().clock))
         return refuseLogon(LogonStep::logon, code);
-    return std::make_unique<UserToken>(service_, std::move(*user));
+    return std::make_unique<UserToken>(bindings_, std::move(*user));
 }
 
 }  // namespace wsadmin

@@ -1,7 +1,7 @@
 // Accounts of the directories that the domain map knows, for machines whose operating system has no accounts.
 #pragma once
 
-#include "identity/domain_bindings.h"
+#include "ldap/domain_bindings.h"
 #include "platform/account_authority.h"
 
 namespace wsadmin {
@@ -11,7 +11,7 @@ namespace wsadmin {
 // the groups that the directory knows; a thread never has a token of its own.
 class DirectoryAccounts final : public platform::AccountAuthority {
   public:
-    explicit DirectoryAccounts(ServiceContext& service) : service_(service) {}
+    explicit DirectoryAccounts(DomainBindings& bindings) : bindings_(bindings) {}
 
     platform::AccountBufferSizes bufferSizesFor(const std::wstring& name) override;
     Result<platform::Account> lookUp(const std::wstring& name,
@@ -24,7 +24,7 @@ class DirectoryAccounts final : public platform::AccountAuthority {
     platform::LogonResult logOn(const std::wstring& upn, const std::string& origin) override;
 
   private:
-    Result<DomainBindings>& domains();
+    const Result<MappedDomains>& domains() { return bindings_.domains(); }
     Result<platform::Account> find(const std::wstring& name);
     Result<platform::Account> findInDomain(std::wstring_view domain, const std::wstring& account);
     Result<platform::Account> findByPrincipalName(const std::wstring& upn);
@@ -32,8 +32,7 @@ class DirectoryAccounts final : public platform::AccountAuthority {
     // The first entry on the binding, as an account.
     Result<platform::Account> search(const std::string& binding, const std::string& filter);
 
-    ServiceContext& service_;
-    std::optional<Result<DomainBindings>> domains_;  // nothing: not read yet
+    DomainBindings& bindings_;
     // The cached account of the last look-up: bufferSizesFor and lookUp of one name search once.
     std::wstring lastName_;
     std::optional<Result<platform::Account>> last_;

@@ -120,7 +120,7 @@ Result<void> ForeignPrincipals::updateAll() {
         return fail(L"Failed to search for Foreign Security Principals - " + principals.error().text);
 
     const auto sids = sidsOf(*principals);
-    const auto users = readUsers(service(), validSids(sids));  // in batches: no search for each principal
+    const auto users = readUsers(domains(), validSids(sids));  // in batches: no search for each principal
     bool lost = false;  // the connection: nothing more is sent, as each call might take the whole time-out
     for (std::size_t i = 0; i < sids.size(); ++i) {
         const LdapEntry& principal = (*principals)[i];
@@ -144,7 +144,7 @@ Result<void> ForeignPrincipals::updateAll() {
 
 Result<void> ForeignPrincipals::updateSingle() {
     const CORE::wstr username = request().text(key::fspUsername);
-    const auto sid = usernameToSid(service(), *accountsOf(service()), username);
+    const auto sid = usernameToSid(domains(), *accountsOf(domains()), username);
     if (!sid) return fail(L"Cannot find user " + username.str());
     logDebug(L"SID %s found for user %s", sid->text(), username);
     const std::string dn = principalDn(*sid);
@@ -154,7 +154,7 @@ Result<void> ForeignPrincipals::updateSingle() {
         why.text = L"Failed to update FSP (" + why.text + L")";
         return fail(std::move(why));
     };
-    const auto user = readUser(service(), *sid);
+    const auto user = readUser(domains(), *sid);
     if (!user) return notUpdated({.text = L"Unable to obtain user information from Active Directory"});
     const auto session = directory();
     if (!session)

@@ -1,7 +1,6 @@
 #include "identity/group.h"
 
 #include "identity/account_lookup.h"
-#include "identity/domain_bindings.h"
 #include "identity/identity_keys.h"
 #include "identity/user_groups.h"
 #include "platform/module/module_log.h"
@@ -26,7 +25,7 @@ bool isHostName(std::wstring_view text) {
 }
 
 // By the logon name in the domain that the principal name ends with.
-FoundSid searchByParts(ServiceContext& service, const DomainBindings& domains, std::wstring_view upn) {
+FoundSid searchByParts(DomainBindings& bindings, const MappedDomains& domains, std::wstring_view upn) {
     const auto at = upn.find(L'@');
     if (at == std::wstring_view::npos) return std::nullopt;
     const std::wstring_view user = upn.substr(0, at);
@@ -35,7 +34,7 @@ FoundSid searchByParts(ServiceContext& service, const DomainBindings& domains, s
     if (user.empty() || !isHostName(domain)) return std::nullopt;
     const std::wstring binding = L"LDAP://" + domain;
     logDebug(L"Will search for %s\\%s with a bind location of %s", domain, user, binding);
-    return searchSidBySamAccountName(service, binding, user, domain);
+    return searchSidBySamAccountName(bindings, binding, user, domain);
 }
 
 Result<Sid> required(const Result<FoundSid>& search, std::wstring sentence) {
@@ -49,9 +48,9 @@ struct UserWithGroups {
     std::vector<Sid> groups;
 };
 
-Result<UserWithGroups> readUserWithGroups(ServiceContext& service, const FoundSid& sid) {
-    auto user = sid ? readUser(service, *sid) : std::nullopt;
-    auto groups = user ? userGroups(service, *user) : fail(noInformation);
+Result<UserWithGroups> readUserWithGroups(DomainBindings& bindings, const FoundSid& sid) {
+    auto user = sid ? readUser(bindings, *sid) : std::nullopt;
+    auto groups = user ? userGroups(bindings, *user) : fail(noInformation);
     if (!groups) return fail(noInformation);
     return UserWithGroups{std::move(*user), std::move(groups->sids)};
 }
@@ -59,10 +58,10 @@ Result<UserWithGroups> readUserWithGroups(ServiceContext& service, const FoundSi
 }  // namespace
 
 Group::Group(ServiceContext& service, const Request& request)
-    : Worker(service, request), accounts_(accountsOf(service)) {}
+    : Worker(service, request), accounts_(accountsOf(domains())) {}
 
 Result<void> Group::usernameToSID() {
-    const auto sid = usernameToSid(service(), *accounts_, request().text(key::username));
+    const auto sid = usernameToSid(domains(), *accounts_, request().text(key::username));
     result().set(L"sid", std::string_view(sid ? sid->text() : std::string()));
     return {};
 }
@@ -70,11 +69,11 @@ Result<void> Group::usernameToSID() {
 Result<void> Group::upnToSid() {
     const std::wstring upn = request().text(key::upn).str();
     if (upn.empty()) return fail(L"No UPN specified");
-    const auto domains = DomainBindings::of(service());
-    if (!domains) return fail(L"Could not determine SID for UPN - no domains identified");
-    FoundSid sid = searchByParts(service(), *domains, upn);
+    const auto& known = domains().domains();
+    if (!known) return fail(L"Could not determine SID for UPN - no domains identified");
+    FoundSid sid = searchByParts(domains(), *known, upn);
     if (!sid) {
-        auto likely = sidForUpnMostLikelyDomain(service(), request().texts(key::upn));
+        auto likely = sidForUpnMostLikelyDomain(domains(), request().texts(key::upn));
         if (!likely) return fail(likely.error());
         sid = std::move(*likely);
     }
@@ -86,9 +85,9 @@ Result<void> Group::upnToSid() {
 Result<void> Group::getUserInformation() {
     const std::wstring dn = request().text(key::userDn).str(), given = request().text(key::userSid).str();
     const FoundSid sid =
-        given.empty() ? sidForUserDn(service(), CORE::toUtf8(dn)) : Sid::parse(std::wstring_view(given));
+        given.empty() ? sidForUserDn(domains(), CORE::toUtf8(dn)) : Sid::parse(std::wstring_view(given));
     if (given.empty() && !sid) return fail(L"Failed to obtain sid for user with dn=" + dn);
-    const auto found = readUserWithGroups(service(), sid);
+    const auto found = readUserWithGroups(domains(), sid);
     if (!found) return fail(found.error());
     result() = renderUserInformation(found->user, *service().platform().clock);
     result().addBag(L"group-list", groupList(found->groups, true));
@@ -157,15 +156,15 @@ Result<Sid> Group::requestedUser() {
     std::erase(upns, std::wstring());
     if (!upns.empty())
         return required(
-            sidForUpnMostLikelyDomain(service(), upns),
+            sidForUpnMostLikelyDomain(domains(), upns),
             L"Failed to obtain sid for user with specified upns (first upn=" + upns.front() + L")");
     if (!subject.empty())
-        return required(sidForCertificate(service(), request().utf8(key::contextSubject),
+        return required(sidForCertificate(domains(), request().utf8(key::contextSubject),
                                           request().utf8(key::contextIssuer)),
                         L"Failed to obtain sid for user with subject=" + subject + L" issuer=" +
                             request().text(key::contextIssuer).str());
     if (!dn.empty())
-        return required(sidForUserDn(service(), CORE::toUtf8(dn)),
+        return required(sidForUserDn(domains(), CORE::toUtf8(dn)),
                         L"Failed to obtain sid for user with dn=" + dn);
     return required(Sid::parse(std::wstring_view(request().text(key::contextSid))),
                     L"Failed to obtain sid for user - sid not available");
@@ -199,7 +198,7 @@ Result<void> Group::answerContext(bool withInformation) {
     const auto sid = requestedUser();
     if (!sid) return fail(sid.error());
     logDebug(L"Locating user with sid %s", sid->text());
-    auto found = readUserWithGroups(service(), *sid);
+    auto found = readUserWithGroups(domains(), *sid);
     if (!found) {
         logError(noInformation);
         return fail(found.error());

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "identity/sid_search.h"
-#include "ldap/connection_mgr.h"
 #include "platform/ldap/batches.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
@@ -49,20 +48,12 @@ Memberships::GroupNumbers Memberships::groupsAbove(const DirectoryRow& row) {
     return numbers;
 }
 
-Result<DomainBindings>& Memberships::domains() {
-    if (!domains_) domains_ = DomainBindings::of(service_);
-    return *domains_;
-}
-
 void Memberships::load(const std::vector<Sid>& users) {
     std::vector<Sid> unknown;
     for (const Sid& user : users)
         if (users_.try_emplace(user).second) unknown.push_back(user);
     if (unknown.empty()) return;
-    if (!domains()) return uncertain_.insert(unknown.begin(), unknown.end());
-
-    auto found =
-        searchBySids(service_, *domains(), unknown, "(objectClass=user)", {"memberOf", "primaryGroupID"});
+    auto found = searchBySids(domains_, unknown, "(objectClass=user)", {"memberOf", "primaryGroupID"});
     uncertain_.merge(found.uncertain);
     GroupNumbers numbers;
     for (const auto& [sid, row] : found.rows) {
@@ -84,8 +75,7 @@ void Memberships::addPrimaryGroups(const std::vector<Sid>& users) {
             user && user->primaryGroup && primaryGroups_.try_emplace(*user->primaryGroup).second)
             unknown.push_back(*user->primaryGroup);
     if (unknown.empty()) return;
-    const auto found =
-        searchBySids(service_, *domains(), std::move(unknown), "(objectClass=group)", groupAttributes);
+    const auto found = searchBySids(domains_, std::move(unknown), "(objectClass=group)", groupAttributes);
     for (const auto& [sid, row] : found.rows) {
         addGroup(row);
         primaryGroups_[sid] = numberOf(row.text("distinguishedName"));
@@ -124,16 +114,14 @@ void Memberships::loadGroups(GroupNumbers numbers) {
 
 Memberships::GroupNumbers Memberships::loadGroupsOf(const std::string& domain, const GroupNumbers& numbers) {
     GroupNumbers found;
-    const auto pool = service_.connections();
-    if (!pool) return found;
     const std::string binding = "LDAP://" + domain;
-    const PooledSearch search(*pool, domains()->open(*pool, binding));
+    const DomainSearch search(domains_, binding);
     if (!search) return found;
     for (const auto batch : platform::batchesOf(numbers, namesPerSearch)) {
         std::string filter = "(&(objectClass=group)(|";
         for (const GroupNumber number : batch)
             filter += platform::filterTerm("distinguishedName", groups_[number].key);
-        const auto rows = readRows(*search, filter + "))", groupAttributes);
+        const auto rows = readRows(*search, filter + "))", groupAttributes, 0, OnRefusal::logsDebug);
         if (!rows) {
             logWarning(L"Search failed on binding %s", binding);
             break;

@@ -11,16 +11,15 @@
 #include <unordered_map>
 #include <vector>
 
-#include "identity/domain_bindings.h"
 #include "ldap/directory_rows.h"
-#include "ldap/service_context.h"
+#include "ldap/domain_bindings.h"
 #include "platform/ldap/sid.h"
 
 namespace wsadmin {
 
 class Memberships {
   public:
-    explicit Memberships(ServiceContext& service) : service_(service) {}
+    explicit Memberships(DomainBindings& domains) : domains_(domains) {}
 
     // Reads the users that are not cached yet, and all groups that they are in, directly or through other
     // groups.
@@ -31,8 +30,6 @@ class Memberships {
     const std::string* find(const platform::Sid& user) const;
     // Whether a user that was not found may exist all the same, because the domain could not be asked.
     bool isUncertain(const platform::Sid& user) const { return uncertain_.contains(user); }
-    // The domains, read when they are first wanted.
-    Result<DomainBindings>& domains();
     // Whether the user, or a group that the user is in, is one of the members. True is certain; false is not,
     // as the groups that only a logon adds are missing here.
     bool isAmong(const platform::Sid& user, const std::set<platform::Sid>& members) const;
@@ -62,8 +59,7 @@ class Memberships {
     // Returns the groups above those that were found.
     GroupNumbers loadGroupsOf(const std::string& domain, const GroupNumbers& numbers);
 
-    ServiceContext& service_;
-    std::optional<Result<DomainBindings>> domains_;  // nothing: not read yet
+    DomainBindings& domains_;
     std::set<platform::Sid> uncertain_;
     std::map<platform::Sid, std::optional<User>> users_;
     std::vector<Group> groups_;

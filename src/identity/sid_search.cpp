@@ -4,7 +4,6 @@
 #include <set>
 #include <span>
 
-#include "ldap/connection_mgr.h"
 #include "platform/ldap/batches.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
@@ -24,10 +23,9 @@ using RowsBySid = std::map<Sid, DirectoryRow>;
 
 class SidSearch {
   public:
-    SidSearch(ConnectionMgr& pool, DomainBindings& domains, std::vector<Sid> sids, std::string_view condition,
+    SidSearch(DomainBindings& bindings, std::vector<Sid> sids, std::string_view condition,
               std::vector<std::string> attributes)
-        : pool_(pool),
-          domains_(domains),
+        : bindings_(bindings),
           missing_(sids.begin(), sids.end()),
           condition_(condition),
           attributes_(std::move(attributes)) {
@@ -94,11 +92,11 @@ class SidSearch {
             skipped_ = true;
             return found;
         };
-        const PooledSearch search(pool_, domains_.open(pool_, binding));
+        const DomainSearch search(bindings_, binding);
         if (!search) return skip(L"Bind to %s failed");
         const std::vector<Sid> wanted(sids.begin(), sids.end());
         for (const auto batch : platform::batchesOf(wanted, sidsPerSearch)) {
-            auto rows = readRows(*search, filterOf(batch, condition), attributes);
+            auto rows = readRows(*search, filterOf(batch, condition), attributes, 0, OnRefusal::logsDebug);
             if (!rows) return skip(L"Search failed on binding %s");
             for (DirectoryRow& row : *rows)
                 if (const auto sid = Sid::fromBytes(row.text(sidAttribute)))
@@ -108,8 +106,7 @@ class SidSearch {
         return found;
     }
 
-    ConnectionMgr& pool_;
-    DomainBindings& domains_;
+    DomainBindings& bindings_;
     std::set<Sid> missing_;
     std::set<Sid> catalogued_;        // which the global catalogue has
     std::set<std::string> answered_;  // bindings
@@ -121,19 +118,20 @@ class SidSearch {
 
 }  // namespace
 
-SidSearchResult searchBySids(ServiceContext& service, DomainBindings& domains, std::vector<Sid> sids,
-                             std::string_view condition, std::vector<std::string> attributes) {
-    const auto pool = service.connections();
-    if (!pool) return {.uncertain = {sids.begin(), sids.end()}};
-    SidSearch search(*pool, domains, std::move(sids), condition, std::move(attributes));
-    for (const CORE::BagProperty& domain : domains.primary.props())
+SidSearchResult searchBySids(DomainBindings& bindings, std::vector<Sid> sids, std::string_view condition,
+                             std::vector<std::string> attributes) {
+    const auto& domains = bindings.domains();
+    if (!domains) return {.uncertain = {sids.begin(), sids.end()}};
+    SidSearch search(bindings, std::move(sids), condition, std::move(attributes));
+    for (const CORE::BagProperty& domain : domains->primary.props())
         search.addFrom("LDAP://" + std::string(domain.name));
     const auto inForest = [&](const CORE::BagProperty& domain) {
-        return domain.value == catalogue && !domains.primary.contains(CORE::toWide(domain.name));
+        return domain.value == catalogue && !domains->primary.contains(CORE::toWide(domain.name));
     };
-    if (!search.done() && std::ranges::any_of(domains.all.props(), inForest))
+    if (!search.done() && std::ranges::any_of(domains->all.props(), inForest))
         for (const std::string& domain : search.domainsByCatalogue()) search.addFrom("LDAP://" + domain);
-    for (const CORE::BagProperty& domain : domains.trusted.props()) search.addFrom(std::string(domain.value));
+    for (const CORE::BagProperty& domain : domains->trusted.props())
+        search.addFrom(std::string(domain.value));
     return search.finish();
 }
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "identity/domain_bindings.h"
 #include "ldap/directory_rows.h"
+#include "ldap/domain_bindings.h"
 #include "platform/ldap/sid.h"
 
 namespace wsadmin {
@@ -25,9 +25,8 @@ inline constexpr std::size_t namesPerSearch = 100;
 // The entries with these SIDs that meet the condition, a filter, with these attributes as their own domain
 // has them, "objectSid" and "distinguishedName" among them. The primary domain, the rest of its forest and
 // the trusted domains are searched in this order, each for the SIDs that are still missing. A domain that
-// cannot be asked is logged and skipped. Needs a DirectoryThread.
-SidSearchResult searchBySids(ServiceContext& service, DomainBindings& domains,
-                             std::vector<platform::Sid> sids, std::string_view condition,
-                             std::vector<std::string> attributes);
+// cannot be asked is logged and skipped, and without a domain map that is every domain.
+SidSearchResult searchBySids(DomainBindings& bindings, std::vector<platform::Sid> sids,
+                             std::string_view condition, std::vector<std::string> attributes);
 
 }  // namespace wsadmin

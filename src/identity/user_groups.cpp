@@ -5,10 +5,10 @@
 #include <set>
 #include <span>
 
-#include "identity/domain_bindings.h"
 #include "identity/sid_search.h"
-#include "ldap/connection_mgr.h"
 #include "platform/ldap/batches.h"
+#include "platform/ldap/ldap_limits.h"
+#include "platform/ldap/ldap_ranges.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/module/module_log.h"
 
@@ -21,9 +21,8 @@ using platform::Sid;
 namespace {
 
 constexpr std::string_view tokenGroups = "tokenGroups";
-// Limits of what a directory may say about one user, far above what a token can hold.
+// A limit of what a directory may say about one user, far above what a token can hold.
 constexpr std::size_t mostGroups = 20'000;
-constexpr int mostRanges = 1000;
 // groupType
 constexpr std::uint32_t domainLocal = 0x4;
 constexpr std::uint32_t security = 0x80000000;
@@ -49,7 +48,7 @@ void warnOfNoTokenGroups(std::string_view dn) {
 // A directory returns many values in ranges, as columns named "tokenGroups;range=0-1499" and so on.
 Result<std::optional<DirectoryColumn>> wholeOrRange(platform::DirectoryRows& rows) {
     auto whole = rows.column(tokenGroups);
-    if (!whole || *whole) return whole;
+    if (!whole || (*whole && !(*whole)->values.empty())) return whole;
     auto columns = rows.columns();
     if (!columns) return fail(columns.error());
     for (DirectoryColumn& column : *columns)
@@ -58,28 +57,40 @@ Result<std::optional<DirectoryColumn>> wholeOrRange(platform::DirectoryRows& row
     return std::nullopt;
 }
 
-Result<std::vector<DirectoryValue>> tokenGroupValues(platform::DirectorySearch& search) {
+Result<std::optional<DirectoryColumn>> readTokenGroups(platform::DirectorySearch& search,
+                                                       const std::string& attribute) {
+    const auto rows = search.execute("(objectclass=*)", {attribute});
+    const Result<bool> found = rows ? (*rows)->next() : fail(rows.error());
+    if (!found) logError(L"Failed to search for %s (%s)", attribute, found.error().text);
+    if (!found || !*found) return failed(L"User object not found in Active Directory");
+    auto column = wholeOrRange(**rows);
+    if (!column)
+        return failed(CORE::formatText(L"GetColumn failed, error %08X", column.error().code),
+                      column.error().code);
+    return column;
+}
+
+// All ranges together have the time of one search, and each begins where the one before it ended.
+Result<std::vector<DirectoryValue>> tokenGroupValues(platform::DirectorySearch& search,
+                                                     const platform::Clock& clock) {
     std::vector<DirectoryValue> values;
-    int ranges = 0;
-    for (std::string asked(tokenGroups); !asked.empty();) {
-        if (++ranges > mostRanges || values.size() > mostGroups)
-            return failed(L"The directory gives ranges of tokenGroups without end");
-        const auto rows = search.execute("(objectclass=*)", {asked});
-        const Result<bool> found = rows ? (*rows)->next() : fail(rows.error());
-        if (!found) logError(L"Failed to search for %s (%s)", asked, found.error().text);
-        if (!found || !*found) return failed(L"User object not found in Active Directory");
-        auto column = wholeOrRange(**rows);
-        if (!column)
-            return failed(CORE::formatText(L"GetColumn failed, error %08X", column.error().code),
-                          column.error().code);
-        asked.clear();
-        if (!*column || (*column)->values.empty()) break;
+    platform::LdapAllowance allowance(search.limits());
+    for (std::string asked(tokenGroups);;) {
+        const auto start = clock.monotonic();
+        auto column = readTokenGroups(search, asked);
+        if (!column) return fail(column.error());
+        if (const auto ok = allowance.wait(clock.monotonic() - start); !ok)
+            return failed(ok.error().text, ok.error().code);
+        if (!*column && values.empty()) return values;
+        const auto range = *column ? platform::valueRange((*column)->name) : std::nullopt;
+        if (!range || range->first != values.size() || (!range->last && (*column)->values.empty()))
+            return failed(L"The directory gives ranges of tokenGroups that do not join");
         std::ranges::move((*column)->values, std::back_inserter(values));
-        const std::string& name = (*column)->name;  // the last range ends with a "*"
-        if (name.size() > tokenGroups.size() && !name.ends_with('*'))
-            asked = std::string(tokenGroups) + ";range=" + std::to_string(values.size()) + "-*";
+        if (range->last) return values;
+        if (values.size() > mostGroups)
+            return failed(L"The directory gives ranges of tokenGroups without end");
+        asked = std::string(tokenGroups) + ";range=" + std::to_string(values.size()) + "-*";
     }
-    return values;
 }
 
 // A domain-local security group.
@@ -104,14 +115,15 @@ Result<std::vector<LocalGroup>> groupsThatList(platform::DirectorySearch& search
                                                std::span<const std::string> members) {
     std::string filter = "(&(objectClass=group)(|";
     for (const std::string& dn : members) filter += platform::filterTerm("member", dn);
-    const auto rows = readRows(search, filter + "))", {"distinguishedName", "groupType", "objectSID"});
+    const auto rows = readRows(search, filter + "))", {"distinguishedName", "groupType", "objectSID"}, 0,
+                               OnRefusal::logsDebug);
     if (!rows) return fail(rows.error());
     return localGroups(*rows);
 }
 
 // Adds the domain-local groups that have the user as a member, and those that have these as members. A domain
 // that cannot be asked is skipped with a warning; groups without end are a failure.
-Result<void> addLocalGroups(ServiceContext& service, std::string_view userDn, UserGroups& groups) {
+Result<void> addLocalGroups(DomainBindings& bindings, std::string_view userDn, UserGroups& groups) {
     const std::string binding = "LDAP://" + platform::dnsDomainOf(userDn);
     logDebug(L"Will bind to %s for domain local groups", binding);
     const auto skip = [&](std::wstring_view format) {
@@ -119,9 +131,7 @@ Result<void> addLocalGroups(ServiceContext& service, std::string_view userDn, Us
         groups.complete = false;
         return Result<void>();
     };
-    const auto pool = service.connections();
-    if (!pool) return skip(L"Failed to bind to %s");
-    const PooledSearch search(*pool, pool->getConnection(binding));
+    const DomainSearch search(bindings, binding);
     if (!search) return skip(L"Failed to bind to %s");
     std::set<Sid> known(groups.sids.begin(), groups.sids.end());
     std::vector<std::string> members = {std::string(userDn)};
@@ -145,16 +155,15 @@ Result<void> addLocalGroups(ServiceContext& service, std::string_view userDn, Us
 
 }  // namespace
 
-Result<std::vector<Sid>> userTokenGroupsFromDirectory(ServiceContext& service, std::string_view userDn) {
+Result<std::vector<Sid>> userTokenGroupsFromDirectory(DomainBindings& bindings, std::string_view userDn) {
     const std::string binding = platform::directoryPathText({.dn = std::string(userDn)});
     logDebug(L"Obtaining token groups for %s, will bind to %s", userDn, binding);
-    const auto pool = service.connections();
     const bool named = !platform::parseDn(userDn).value_or(platform::Dn()).empty();
-    if (!pool || !named) return failed(L"Failed to bind to " + CORE::toWide(binding));
-    const PooledSearch search(*pool, pool->getConnection(binding, ConnectionMgr::base));
+    if (!named) return failed(L"Failed to bind to " + CORE::toWide(binding));
+    const DomainSearch search(bindings, binding, ConnectionMgr::base);
     if (!search) return failed(L"Failed to bind to " + CORE::toWide(binding));
 
-    const auto values = tokenGroupValues(*search);
+    const auto values = tokenGroupValues(*search, *bindings.service().platform().clock);
     if (!values) return fail(values.error());
     if (values->empty()) warnOfNoTokenGroups(userDn);
     std::vector<Sid> groups;
@@ -166,16 +175,16 @@ Result<std::vector<Sid>> userTokenGroupsFromDirectory(ServiceContext& service, s
     return groups;
 }
 
-Result<UserGroups> userGroups(ServiceContext& service, std::string_view userDn) {
-    auto fromToken = userTokenGroupsFromDirectory(service, userDn);
+Result<UserGroups> userGroups(DomainBindings& bindings, std::string_view userDn) {
+    auto fromToken = userTokenGroupsFromDirectory(bindings, userDn);
     if (!fromToken) return fail(fromToken.error());
     UserGroups groups{.sids = std::move(*fromToken)};
-    if (auto added = addLocalGroups(service, userDn, groups); !added) return fail(added.error());
+    if (auto added = addLocalGroups(bindings, userDn, groups); !added) return fail(added.error());
     return groups;
 }
 
-Result<UserGroups> userGroups(ServiceContext& service, const UserInformation& user) {
-    return userGroups(service, CORE::toUtf8(user.dn));
+Result<UserGroups> userGroups(DomainBindings& bindings, const UserInformation& user) {
+    return userGroups(bindings, CORE::toUtf8(user.dn));
 }
 
 }  // namespace wsadmin

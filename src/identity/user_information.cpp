@@ -98,7 +98,7 @@ const std::vector<std::string>& userAttributes() {
     return names;
 }
 
-UserInformation userInformationOf(const Sid& sid, const DirectoryRow& row, const DomainBindings& domains) {
+UserInformation userInformationOf(const Sid& sid, const DirectoryRow& row, const MappedDomains& domains) {
     const auto text = [&row](const char* attribute) { return toWide(row.text(attribute)); };
     UserInformation user{.sid = sid,
                          .cn = text("cn"),
@@ -121,32 +121,26 @@ UserInformation userInformationOf(const Sid& sid, const DirectoryRow& row, const
     return user;
 }
 
-std::map<Sid, UserInformation> readUsers(ServiceContext& service, const std::vector<Sid>& sids) {
-    auto domains = DomainBindings::of(service);
-    return domains ? readUsers(service, *domains, sids) : std::map<Sid, UserInformation>();
-}
-
-std::map<Sid, UserInformation> readUsers(ServiceContext& service, DomainBindings& domains,
-                                         const std::vector<Sid>& sids) {
+std::map<Sid, UserInformation> readUsers(DomainBindings& bindings, const std::vector<Sid>& sids) {
     std::map<Sid, UserInformation> users;
-    const auto found = searchBySids(service, domains, sids, "(objectClass=user)", userAttributes());
-    for (const auto& [sid, row] : found.rows) users.emplace(sid, userInformationOf(sid, row, domains));
+    const auto found = searchBySids(bindings, sids, "(objectClass=user)", userAttributes());
+    for (const auto& [sid, row] : found.rows)
+        users.emplace(sid, userInformationOf(sid, row, *bindings.domains()));
     return users;
 }
 
-std::map<Sid, DomainAccount> readDomainAccounts(ServiceContext& service, DomainBindings& domains,
-                                                const std::vector<Sid>& sids) {
+std::map<Sid, DomainAccount> readDomainAccounts(DomainBindings& bindings, const std::vector<Sid>& sids) {
     constexpr char accountName[] = "sAMAccountName";
     std::map<Sid, DomainAccount> accounts;
-    const auto found = searchBySids(service, domains, sids, "(objectClass=user)", {accountName});
+    const auto found = searchBySids(bindings, sids, "(objectClass=user)", {accountName});
     for (const auto& [sid, row] : found.rows)
         accounts.emplace(
             sid, DomainAccount{platform::dnsDomainOf(row.text("distinguishedName")), row.text(accountName)});
     return accounts;
 }
 
-std::optional<UserInformation> readUser(ServiceContext& service, const Sid& sid) {
-    auto users = readUsers(service, {sid});
+std::optional<UserInformation> readUser(DomainBindings& bindings, const Sid& sid) {
+    auto users = readUsers(bindings, {sid});
     if (users.empty()) return std::nullopt;
     return std::move(users.begin()->second);
 }

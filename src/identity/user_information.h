@@ -8,9 +8,8 @@
 #include <vector>
 
 #include "framework/core/property_bag.h"
-#include "identity/domain_bindings.h"
 #include "ldap/directory_rows.h"
-#include "ldap/service_context.h"
+#include "ldap/domain_bindings.h"
 #include "platform/clock.h"
 #include "platform/ldap/sid.h"
 
@@ -37,20 +36,17 @@ CORE::PropertyBag renderUserInformation(const UserInformation& user, const platf
 // The attributes that the information is made of, and the information of an entry that has them.
 const std::vector<std::string>& userAttributes();
 UserInformation userInformationOf(const platform::Sid& sid, const DirectoryRow& row,
-                                  const DomainBindings& domains);
+                                  const MappedDomains& domains);
 
-// The users with these SIDs that are found, by SID; see searchBySids. A domain that cannot be asked is logged
-// and skipped, and without a domain map that is every domain. Needs a DirectoryThread.
-std::map<platform::Sid, UserInformation> readUsers(ServiceContext& service,
-                                                   const std::vector<platform::Sid>& sids);
-std::map<platform::Sid, UserInformation> readUsers(ServiceContext& service, DomainBindings& domains,
+// The users with these SIDs that are found, by SID; see searchBySids.
+std::map<platform::Sid, UserInformation> readUsers(DomainBindings& bindings,
                                                    const std::vector<platform::Sid>& sids);
 // The same for long listings, with the two attributes that these show of a user; UTF-8.
 struct DomainAccount {
     std::string domainFull, accountName;
 };
-std::map<platform::Sid, DomainAccount> readDomainAccounts(ServiceContext& service, DomainBindings& domains,
+std::map<platform::Sid, DomainAccount> readDomainAccounts(DomainBindings& bindings,
                                                           const std::vector<platform::Sid>& sids);
-std::optional<UserInformation> readUser(ServiceContext& service, const platform::Sid& sid);
+std::optional<UserInformation> readUser(DomainBindings& bindings, const platform::Sid& sid);
 
 }  // namespace wsadmin

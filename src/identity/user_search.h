@@ -1,5 +1,5 @@
 // Finding the SID of a user in Active Directory: by logon name, principal name, certificate or distinguished
-// name. A domain that cannot be asked is skipped. All calls need a DirectoryThread.
+// name. A domain that cannot be asked is skipped.
 #pragma once
 
 #include <optional>
@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "framework/core/property_bag.h"
-#include "ldap/service_context.h"
+#include "ldap/domain_bindings.h"
 #include "platform/ldap/sid.h"
 #include "platform/result.h"
 
@@ -17,21 +17,21 @@ namespace wsadmin {
 using FoundSid = std::optional<platform::Sid>;  // nothing: nobody was found
 
 // On one binding alone.
-FoundSid searchSidBySamAccountName(ServiceContext& service, std::wstring_view binding,
+FoundSid searchSidBySamAccountName(DomainBindings& bindings, std::wstring_view binding,
                                    std::wstring_view account, std::wstring_view domain);
 // In the domains of the list, in its order; by any of the principal names, empty ones excepted.
-FoundSid searchSidByUpn(ServiceContext& service, const CORE::PropertyBag& domains,
+FoundSid searchSidByUpn(DomainBindings& bindings, const CORE::PropertyBag& domains,
                         const std::vector<std::wstring>& upns);
-FoundSid searchSidByAltSecurityIdentity(ServiceContext& service, const CORE::PropertyBag& domains,
+FoundSid searchSidByAltSecurityIdentity(DomainBindings& bindings, const CORE::PropertyBag& domains,
                                         std::wstring_view identity);
 // By any of the principal names, of which there is at least one: first in the domain that the first one
 // names, then in the primary and in the trusted domains. Fails when no domains are known.
-Result<FoundSid> sidForUpnMostLikelyDomain(ServiceContext& service, const std::vector<std::wstring>& upns);
+Result<FoundSid> sidForUpnMostLikelyDomain(DomainBindings& bindings, const std::vector<std::wstring>& upns);
 // By a certificate: subject and issuer together, then the subject alone. Fails when no domains are known.
-Result<FoundSid> sidForCertificate(ServiceContext& service, std::string_view subject,
+Result<FoundSid> sidForCertificate(DomainBindings& bindings, std::string_view subject,
                                    std::string_view issuer);
 // The user's entry at that name, in a domain of the domain map or of the forest.
-FoundSid sidForUserDn(ServiceContext& service, std::string_view dn);
+FoundSid sidForUserDn(DomainBindings& bindings, std::string_view dn);
 
 // The value of altSecurityIdentities, "X509:<I>...<S>...", with the components of the names in reverse order.
 // An empty name is left out; nothing where a text is no distinguished name, or both are empty.

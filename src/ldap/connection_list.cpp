@@ -81,58 +81,59 @@ bool ConnectionList::release(const DirectorySearch* search, ConnectionEntries& c
     return keep(takeInUse([search](const auto& held) { return holds(*held, search); }), closing);
 }
 
-DirectorySearchPtr ConnectionList::open(ConnectionEntry& entry, int scope) const {
+Result<DirectorySearchPtr> ConnectionList::open(ConnectionEntry& entry, int scope) const {
     return openEntry(entry, binding_, scope, {});
 }
 
-DirectorySearchPtr ConnectionList::openEntry(ConnectionEntry& entry, const std::string& binding, int scope,
-                                             const DirectoryCredentials& credentials) const {
+Result<DirectorySearchPtr> ConnectionList::openEntry(ConnectionEntry& entry, const std::string& binding,
+                                                     int scope,
+                                                     const DirectoryCredentials& credentials) const {
     if (!entry.search) {
         auto opened =
             binding == catalogue ? openGlobalCatalog(credentials) : openBinding(binding, credentials);
-        if (!opened) return nullptr;
+        if (!opened) return opened;
         const CORE::coresync hold(lock_);  // a release of another binding looks at this entry meanwhile
-        entry.search = std::move(opened);
+        entry.search = std::move(*opened);
         entry.opened = access_.now();
         logDebug(L"pDS=0x%x created for connectionEntry=0x%x", entry.search.get(), &entry);
     }
     // With another scope than the caller's a search would answer, but not what was asked for.
     if (const auto set = entry.search->setPreference(SearchPreference::scope, scope); !set) {
         logError(L"Failed to set the search scope on %s (%s)", binding, set.error().text);
-        return nullptr;
+        return fail(set.error());
     }
     logDebug(L"pDS=0x%x being used by connectionEntry=0x%x", entry.search.get(), &entry);
     return entry.search;
 }
 
-DirectorySearchPtr ConnectionList::openBinding(const std::string& binding,
-                                               const DirectoryCredentials& credentials) const {
+Result<DirectorySearchPtr> ConnectionList::openBinding(const std::string& binding,
+                                                       const DirectoryCredentials& credentials) const {
     auto opened = access_.services->openSearch(binding, credentials, platform::adsSecureAuthentication);
-    if (opened) return std::move(*opened);
-    logError(L"Failed to bind to %s (%s)", binding, opened.error().text);
-    return nullptr;
+    if (!opened) logError(L"Failed to bind to %s (%s)", binding, opened.error().text);
+    return opened;
 }
 
 // The root of the global catalogue's namespace cannot be searched; its only child, the forest, can. Looking
 // at the namespace takes no credentials; the binding to the forest is the caller's own.
-DirectorySearchPtr ConnectionList::openGlobalCatalog(const DirectoryCredentials& credentials) const {
+Result<DirectorySearchPtr> ConnectionList::openGlobalCatalog(const DirectoryCredentials& credentials) const {
     const auto root = access_.services->openObject(catalogue, {}, platform::adsSecureAuthentication);
     if (!root) {
         logError(L"Failed to bind to \"GC:\" error=0x%x (%s)", root.error().code, root.error().text);
-        return nullptr;
+        return fail(root.error());
     }
     const auto children = (*root)->children();
     if (!children) {
         logError(L"Cannot enumerate contents of GC: error=0x%x (%s)", children.error().code,
                  children.error().text);
-        return nullptr;
+        return fail(children.error());
     }
     auto opened = children->empty() ? Result<DirectorySearchPtr>(fail(platform::adsNoSuchObject, L"no child"))
                                     : access_.services->openSearch(children->front(), credentials,
                                                                    platform::adsSecureAuthentication);
-    if (opened) return std::move(*opened);
-    logError(L"Failed to obtain GC from enumeration error=0x%x %s", opened.error().code, opened.error().text);
-    return nullptr;
+    if (!opened)
+        logError(L"Failed to obtain GC from enumeration error=0x%x %s", opened.error().code,
+                 opened.error().text);
+    return opened;
 }
 
 void ConnectionList::prune(const BindingAges& ages, ConnectionEntries& closing) {
@@ -192,8 +193,9 @@ bool NoReuseConnectionList::release(const DirectorySearch* search, ConnectionEnt
     return true;
 }
 
-DirectorySearchPtr NoReuseConnectionList::open(ConnectionEntry& entry, const std::string& binding, int scope,
-                                               const DirectoryCredentials& credentials) const {
+Result<DirectorySearchPtr> NoReuseConnectionList::open(ConnectionEntry& entry, const std::string& binding,
+                                                       int scope,
+                                                       const DirectoryCredentials& credentials) const {
     return openEntry(entry, binding, scope, credentials);
 }
 

@@ -44,8 +44,8 @@ class ConnectionList {
     virtual bool release(const ConnectionEntry* entry, ConnectionEntries& closing);
     virtual bool release(const platform::DirectorySearch* search, ConnectionEntries& closing);
     const std::string& binding() const noexcept { return binding_; }
-    // Opens the entry where it is not open yet, and sets the scope. Null where either fails, which is logged.
-    DirectorySearchPtr open(ConnectionEntry& entry, int scope) const;
+    // Opens the entry where it is not open yet, and sets the scope. A failure of either is logged.
+    Result<DirectorySearchPtr> open(ConnectionEntry& entry, int scope) const;
     // Moves free entries that are too old, or idle for too long, to `closing`.
     void prune(const BindingAges& ages, ConnectionEntries& closing);
     bool holdsEntries() const;  // free or in use
@@ -53,8 +53,8 @@ class ConnectionList {
     std::optional<std::int64_t> idleSince() const;
 
   protected:
-    DirectorySearchPtr openEntry(ConnectionEntry& entry, const std::string& binding, int scope,
-                                 const platform::DirectoryCredentials& credentials) const;
+    Result<DirectorySearchPtr> openEntry(ConnectionEntry& entry, const std::string& binding, int scope,
+                                         const platform::DirectoryCredentials& credentials) const;
     // Takes the first matching entry out of those in use; empty when there is none. Under the lock.
     template <class Matches>
     ConnectionEntries takeInUse(const Matches& matches);
@@ -65,9 +65,9 @@ class ConnectionList {
 
   private:
     bool keep(ConnectionEntries released, ConnectionEntries& closing);
-    DirectorySearchPtr openBinding(const std::string& binding,
-                                   const platform::DirectoryCredentials& credentials) const;
-    DirectorySearchPtr openGlobalCatalog(const platform::DirectoryCredentials& credentials) const;
+    Result<DirectorySearchPtr> openBinding(const std::string& binding,
+                                           const platform::DirectoryCredentials& credentials) const;
+    Result<DirectorySearchPtr> openGlobalCatalog(const platform::DirectoryCredentials& credentials) const;
 
     DirectoryAccess access_;
     std::string binding_;
@@ -83,8 +83,8 @@ class NoReuseConnectionList : public ConnectionList {
     bool release(const ConnectionEntry* entry, ConnectionEntries& closing) override;
     bool release(const platform::DirectorySearch* search, ConnectionEntries& closing) override;
     using ConnectionList::open;
-    DirectorySearchPtr open(ConnectionEntry& entry, const std::string& binding, int scope,
-                            const platform::DirectoryCredentials& credentials) const;
+    Result<DirectorySearchPtr> open(ConnectionEntry& entry, const std::string& binding, int scope,
+                                    const platform::DirectoryCredentials& credentials) const;
 };
 
 }  // namespace wsadmin

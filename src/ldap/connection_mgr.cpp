@@ -28,12 +28,12 @@ ConnectionMgr::~ConnectionMgr() {
     noReuse_.reset();
 }
 
-DirectorySearchPtr ConnectionMgr::getConnection(const std::string& binding, int scope,
-                                                const DirectoryCredentials& credentials) {
+Result<DirectorySearchPtr> ConnectionMgr::getConnection(const std::string& binding, int scope,
+                                                        const DirectoryCredentials& credentials) {
     return credentials.empty() ? getPooled(binding, scope) : getOwn(binding, scope, credentials);
 }
 
-DirectorySearchPtr ConnectionMgr::getPooled(const std::string& binding, int scope) {
+Result<DirectorySearchPtr> ConnectionMgr::getPooled(const std::string& binding, int scope) {
     std::shared_ptr<ConnectionList> list;  // held, so that it outlives an entry that is still to be opened
     ConnectionEntry* entry = nullptr;
     {
@@ -54,8 +54,8 @@ DirectorySearchPtr ConnectionMgr::getPooled(const std::string& binding, int scop
     return search;
 }
 
-DirectorySearchPtr ConnectionMgr::getOwn(const std::string& binding, int scope,
-                                         const DirectoryCredentials& credentials) {
+Result<DirectorySearchPtr> ConnectionMgr::getOwn(const std::string& binding, int scope,
+                                                 const DirectoryCredentials& credentials) {
     ConnectionEntry* entry = nullptr;
     {
         const CORE::coresync hold(lock_);
@@ -68,8 +68,8 @@ DirectorySearchPtr ConnectionMgr::getOwn(const std::string& binding, int scope,
     return search;
 }
 
-DirectorySearchPtr ConnectionMgr::getServerConnection(const std::string& serverOrDn,
-                                                      const DirectoryCredentials& credentials) {
+Result<DirectorySearchPtr> ConnectionMgr::getServerConnection(const std::string& serverOrDn,
+                                                              const DirectoryCredentials& credentials) {
     return getConnection("LDAP://" + serverOrDn, subtree, credentials);
 }
 

@@ -30,12 +30,12 @@ class ConnectionMgr : public CORE::coretimer {
     ~ConnectionMgr() override;
 
     // A search interface with that scope (ADSI's code), to be given back by releaseConnection, and not to be
-    // used afterwards; null on failure, which is logged. With credentials it is opened for this caller alone.
-    DirectorySearchPtr getConnection(const std::string& binding, int scope = subtree,
-                                     const platform::DirectoryCredentials& credentials = {});
+    // used afterwards. A failure is logged. With credentials it is opened for this caller alone.
+    Result<DirectorySearchPtr> getConnection(const std::string& binding, int scope = subtree,
+                                             const platform::DirectoryCredentials& credentials = {});
     // "LDAP://" and the server or name.
-    DirectorySearchPtr getServerConnection(const std::string& serverOrDn,
-                                           const platform::DirectoryCredentials& credentials = {});
+    Result<DirectorySearchPtr> getServerConnection(const std::string& serverOrDn,
+                                                   const platform::DirectoryCredentials& credentials = {});
     void releaseConnection(const DirectorySearchPtr& search);
     // What the timer does: closes old and idle bindings.
     void prune();
@@ -46,10 +46,10 @@ class ConnectionMgr : public CORE::coretimer {
     void OnTimer() override;
 
   private:
-    DirectorySearchPtr getPooled(const std::string& binding, int scope);
+    Result<DirectorySearchPtr> getPooled(const std::string& binding, int scope);
     void trim(ConnectionEntries& closing);  // under the lock
-    DirectorySearchPtr getOwn(const std::string& binding, int scope,
-                              const platform::DirectoryCredentials& credentials);
+    Result<DirectorySearchPtr> getOwn(const std::string& binding, int scope,
+                                      const platform::DirectoryCredentials& credentials);
 
     DirectoryAccess access_;
     CORE::ThreadGroup& threads_;
@@ -64,12 +64,9 @@ class ConnectionMgr : public CORE::coretimer {
 class PooledSearch {
   public:
     PooledSearch(ConnectionMgr& pool, DirectorySearchPtr search) : pool_(pool), search_(std::move(search)) {}
-    ~PooledSearch() {
-        if (search_) pool_.releaseConnection(search_);
-    }
+    ~PooledSearch() { pool_.releaseConnection(search_); }
     PooledSearch(const PooledSearch&) = delete;
     PooledSearch& operator=(const PooledSearch&) = delete;
-    explicit operator bool() const noexcept { return search_ != nullptr; }
     platform::DirectorySearch* operator->() const noexcept { return search_.get(); }
     platform::DirectorySearch& operator*() const noexcept { return *search_; }
 

@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "platform/module/module_log.h"
-
 namespace wsadmin {
 
 const std::vector<platform::DirectoryValue>& DirectoryRow::all(std::string_view name) const noexcept {
@@ -41,10 +39,12 @@ Result<std::vector<DirectoryRow>> fetchRows(platform::DirectorySearch& search, c
 }  // namespace
 
 Result<std::vector<DirectoryRow>> readRows(platform::DirectorySearch& search, const std::string& filter,
-                                           const std::vector<std::string>& attributes, std::size_t most) {
+                                           const std::vector<std::string>& attributes, std::size_t most,
+                                           OnRefusal refusal) {
     auto rows = fetchRows(search, filter, attributes, most);
     constexpr std::size_t shown = 500;  // a filter may name hundreds of entries
-    if (!rows) logError(L"Failed to search for %s (%s)", filter.substr(0, shown), rows.error().text);
+    if (!rows)
+        logRefusal(refusal, L"Failed to search for %s (%s)", filter.substr(0, shown), rows.error().text);
     return rows;
 }
 

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "ldap/on_refusal.h"
 #include "platform/directory_services.h"
 
 namespace wsadmin {
@@ -31,9 +32,9 @@ class DirectoryRow {
     std::map<std::string, std::vector<platform::DirectoryValue>, std::less<>> columns_;
 };
 
-// Runs the search and reads all its rows, or as many as `most` (0: no limit). Fails when any of it fails,
-// which is logged.
+// Runs the search and reads all its rows, or as many as `most` (0: no limit). Fails when any of it fails.
 Result<std::vector<DirectoryRow>> readRows(platform::DirectorySearch& search, const std::string& filter,
-                                           const std::vector<std::string>& attributes, std::size_t most = 0);
+                                           const std::vector<std::string>& attributes, std::size_t most = 0,
+                                           OnRefusal refusal = OnRefusal::logsError);
 
 }  // namespace wsadmin

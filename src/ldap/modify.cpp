@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "platform/module/module_log.h"
-
 namespace wsadmin {
 
 Result<void> modifyAttribute(platform::LdapSession& session, const std::string& dn,
@@ -11,13 +9,9 @@ Result<void> modifyAttribute(platform::LdapSession& session, const std::string& 
                              std::vector<std::string> values, OnRefusal refusal) {
     auto done =
         session.modify(dn, {{.operation = operation, .attribute = attribute, .values = std::move(values)}});
-    if (done || refusal == OnRefusal::callerLogs) return done;
-    constexpr std::wstring_view line = L"Failed to modify %s of %s - %s (%d).";
-    const Failure& why = done.error();
-    if (refusal == OnRefusal::logsError)
-        logError(line, attribute, dn, why.text, why.code);
-    else
-        logDebug(line, attribute, dn, why.text, why.code);
+    if (!done)
+        logRefusal(refusal, L"Failed to modify %s of %s - %s (%d).", attribute, dn, done.error().text,
+                   done.error().code);
     return done;
 }
 

@@ -5,11 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "ldap/on_refusal.h"
 #include "platform/ldap_session.h"
 
 namespace wsadmin {
-
-enum class OnRefusal { logsError, logsDebug, callerLogs };
 
 // One modification. Removing without values removes the attribute.
 Result<void> modifyAttribute(platform::LdapSession& session, const std::string& dn,

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "ldap/on_refusal.h"
 #include "platform/ldap/ldap_ranges.h"
 #include "platform/module/module_log.h"
 
@@ -14,9 +15,15 @@ using platform::LdapSearch;
 
 namespace {
 
-void logFailedSearch(const LdapSearch& search, const Failure& cause) {
-    logError(L"Failed to search - base DN: %s filter:%s %s (%d).", search.base, search.filter, cause.text,
-             cause.code);
+void logFailedSearch(const LdapSearch& search, const Failure& cause,
+                     OnRefusal refusal = OnRefusal::logsError) {
+    logRefusal(refusal, L"Failed to search - base DN: %s filter:%s %s (%d).", search.base, search.filter,
+               cause.text, cause.code);
+}
+
+LdapSearch entrySearch(const std::string& dn, const std::string& filter,
+                       const std::vector<std::string>& attributes) {
+    return {.base = dn, .scope = platform::LdapScope::base, .filter = filter, .attributes = attributes};
 }
 
 // Each step of a paged search has its own line and its own sentence.
@@ -56,14 +63,25 @@ Result<std::vector<LdapEntry>> searchSubtree(platform::LdapSession& session, con
 Result<std::vector<LdapEntry>> readEntry(platform::LdapSession& session, const std::string& dn,
                                          const std::string& filter,
                                          const std::vector<std::string>& attributes) {
-    const LdapSearch search{
-        .base = dn, .scope = platform::LdapScope::base, .filter = filter, .attributes = attributes};
+    const LdapSearch search = entrySearch(dn, filter, attributes);
     auto found = session.search(search);
     if (!found) {
         logFailedSearch(search, found.error());
         return fail(found.error());
     }
     return std::move(found->entries);
+}
+
+Result<std::vector<LdapEntry>> findEntry(platform::LdapSession& session, const std::string& dn,
+                                         const std::string& filter,
+                                         const std::vector<std::string>& attributes) {
+    const LdapSearch search = entrySearch(dn, filter, attributes);
+    auto found = session.search(search);
+    if (found) return std::move(found->entries);
+    const bool absent = found.error().code == platform::ldapNoSuchObject;
+    logFailedSearch(search, found.error(), absent ? OnRefusal::logsDebug : OnRefusal::logsError);
+    if (absent) return std::vector<LdapEntry>();
+    return fail(found.error());
 }
 
 Result<LdapEntry> readRequiredEntry(platform::LdapSession& session, const std::string& dn,

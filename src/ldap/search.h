@@ -21,6 +21,11 @@ Result<std::vector<platform::LdapEntry>> readEntry(platform::LdapSession& sessio
                                                    const std::string& filter = "objectClass=*",
                                                    const std::vector<std::string>& attributes = {});
 
+// The same for an entry that may be absent: then empty, too, and no error of the log.
+Result<std::vector<platform::LdapEntry>> findEntry(platform::LdapSession& session, const std::string& dn,
+                                                   const std::string& filter,
+                                                   const std::vector<std::string>& attributes);
+
 // One entry that has to be there. Failure: `absent` where the directory has no such object, "Failed to search
 // for `searched` - " and its text where the search fails otherwise, the sentence for an entry that does not
 // match the filter (`unmatched`, or the usual one where it is empty), and one for an entry without a name.

@@ -1,11 +1,12 @@
-// The base of all workers: one object per request, with the service, the request, the result, and a session
-// to the configuration directory that is opened when it is first wanted. Around its methods the dispatcher
-// holds a DirectoryThread.
+// The base of all workers: one object per request, with the service, the request, the result, a session to
+// the configuration directory that is opened when it is first wanted, and the domains. Around its methods the
+// dispatcher holds a DirectoryThread.
 #pragma once
 
 #include <memory>
 
 #include "framework/core/property_bag.h"
+#include "ldap/domain_bindings.h"
 #include "ldap/operation_request.h"
 #include "ldap/service_context.h"
 #include "platform/ldap_session.h"
@@ -17,7 +18,8 @@ enum class OnFailure { empties, keeps };
 
 class Worker {
   public:
-    Worker(ServiceContext& service, const Request& request) : service_(service), request_(request) {}
+    Worker(ServiceContext& service, const Request& request)
+        : service_(service), request_(request), domains_(service) {}
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
@@ -32,6 +34,8 @@ class Worker {
     const Request& request() const { return request_; }
     CORE::PropertyBag& result() { return result_; }
 
+    DomainBindings& domains() { return domains_; }
+
     // The session, opened by the first call; never null. Its failure carries the directory's code.
     Result<platform::LdapSession*> directory();
 
@@ -40,6 +44,7 @@ class Worker {
     const Request& request_;
     CORE::PropertyBag result_;
     std::unique_ptr<platform::LdapSession> session_;
+    DomainBindings domains_;
 };
 
 // Runs one request and fills the response; true where the response then carries no error.

@@ -104,7 +104,7 @@ Result<void> DefaultDesktop::setDefaultDesktop() {
     const CORE::wstr username = request().text(key::desktopUser), name = request().text(key::defaultDesktop);
     const auto session = directory();
     if (!session) return fail(session.error());
-    const auto user = userOf(service(), username);
+    const auto user = userOf(domains(), username);
     if (!user) return fail(L"Account details for user \"" + username.str() + L"\" not found.");
     return name.empty() ? removeDefault(**session, *user) : setDefault(**session, *user, name);
 }

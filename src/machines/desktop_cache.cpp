@@ -94,11 +94,11 @@ const DesktopEntry* DesktopCache::ofPool(std::string_view poolDn) const {
 Result<const DesktopEntry*> DesktopCache::byDn(std::string_view dn) {
     const std::string key = keyOf(dn);
     if (const auto known = byDn_.find(key); known != byDn_.end()) return known->second;
-    const auto found = readEntry(session_, std::string(dn), "(objectclass=zre-DesktopApplication)",
+    const auto found = findEntry(session_, std::string(dn), "(objectclass=zre-DesktopApplication)",
                                  {layout::attribute::member});
-    if (!found && found.error().code != platform::ldapNoSuchObject) return fail(found.error());
+    if (!found) return fail(found.error());
     const DesktopEntry* desktop = nullptr;
-    if (found && !found->empty()) {
+    if (!found->empty()) {
         const auto stored = store(found->front());
         if (!stored) return stored;
         desktop = *stored;

@@ -11,7 +11,7 @@ Entitled EntitlementCheck::check(const Sid& user, const DesktopEntry& desktop) {
     const std::string* const dn = memberships_.find(user);
     if (!dn) return memberships_.isUncertain(user) ? Entitled::unknown : Entitled::no;
     auto groups = logonGroups_.find(user);
-    if (groups == logonGroups_.end()) groups = logonGroups_.emplace(user, userGroups(service_, *dn)).first;
+    if (groups == logonGroups_.end()) groups = logonGroups_.emplace(user, userGroups(domains_, *dn)).first;
     if (!groups->second) return Entitled::unknown;
     const auto isMember = [&desktop](const Sid& group) { return desktop.members.contains(group); };
     if (std::ranges::any_of(groups->second->sids, isMember)) return Entitled::yes;

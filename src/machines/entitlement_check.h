@@ -16,7 +16,7 @@ enum class Entitled { yes, no, unknown };
 
 class EntitlementCheck {
   public:
-    explicit EntitlementCheck(ServiceContext& service) : service_(service), memberships_(service) {}
+    explicit EntitlementCheck(DomainBindings& domains) : domains_(domains), memberships_(domains) {}
 
     // Reads the users and their groups, many in one search.
     void load(const std::vector<platform::Sid>& users) { memberships_.load(users); }
@@ -27,11 +27,9 @@ class EntitlementCheck {
     Entitled check(const platform::Sid& user, const DesktopEntry& desktop);
     // The distinguished name of a loaded user; null where no domain has the user.
     const std::string* dnOf(const platform::Sid& user) const { return memberships_.find(user); }
-    // The domains that the users are looked for in.
-    Result<DomainBindings>& domains() { return memberships_.domains(); }
 
   private:
-    ServiceContext& service_;
+    DomainBindings& domains_;
     Memberships memberships_;
     std::map<platform::Sid, Result<UserGroups>> logonGroups_;
 };

@@ -28,12 +28,9 @@ bool MachineListing::shouldBuffer() const noexcept {
 }
 
 void MachineListing::flush() {
-    if (!pendingOwners_.empty()) {
-        if (!domains_) domains_ = DomainBindings::of(service_);
-        if (*domains_)
-            for (auto& [sid, account] : readDomainAccounts(service_, **domains_, pendingOwners_))
-                owners_[sid] = std::move(account);
-    }
+    if (!pendingOwners_.empty())
+        for (auto& [sid, account] : readDomainAccounts(domains_, pendingOwners_))
+            owners_[sid] = std::move(account);
     pendingOwners_.clear();
     for (const LdapEntry& machine : buffer_)
         list_.addBag(L"machine-entry", full_ ? renderFull(machine, owners_) : renderBrief(machine));

@@ -19,10 +19,10 @@ std::optional<std::string> given(const Request& request, const Key& key) {
 }
 
 // All pages of the search as one list, or the failure of one of them.
-Result<CORE::PropertyBag> listMachines(ServiceContext& service, platform::LdapSession& session,
+Result<CORE::PropertyBag> listMachines(DomainBindings& domains, platform::LdapSession& session,
                                        const std::string& base, const std::string& filter, bool full) {
     PagedSearch pages(session, base, filter, full ? fullAttributes() : briefAttributes());
-    MachineListing listing(service, full);
+    MachineListing listing(domains, full);
     for (std::vector<platform::LdapEntry> page;;) {
         const auto more = pages.next(page);
         if (!more) return fail(more.error());
@@ -39,7 +39,7 @@ Result<void> Machine::getMachineInfo() {
     MachineCriteria criteria{.name = given(request(), key::machineName),
                              .pool = given(request(), key::machinePool)};
     if (const CORE::wstr user = request().text(key::machineOwner); !user.empty()) {
-        criteria.owner = userOf(service(), user);
+        criteria.owner = userOf(domains(), user);
         if (!criteria.owner) return fail(L"Cannot determine SID for user");
     }
     if (criteria.name && (criteria.pool || criteria.owner))
@@ -49,7 +49,7 @@ Result<void> Machine::getMachineInfo() {
             return fail(pool.error());
     const std::string base = given(request(), key::machineDn).value_or(CORE::toUtf8(key::machineDn.fallback));
     const bool full = !criteria.none() || request().boolean(key::forceFullListing);
-    auto list = listMachines(service(), **session, base, machineFilter(criteria), full);
+    auto list = listMachines(domains(), **session, base, machineFilter(criteria), full);
     if (!list) return fail(list.error());
     result().addBag(L"machine-list", std::move(*list));
     return {};

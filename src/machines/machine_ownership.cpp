@@ -106,7 +106,7 @@ Result<void> Machine::setVMOwnership() {
     const CORE::wstr given = request().text(key::ownerSid);
     const auto sid = !given.empty() ? Sid::parse(std::wstring_view(given))
                      : user.empty() ? std::nullopt
-                                    : userOf(service(), user);
+                                    : userOf(domains(), user);
     const bool named = !given.empty() || !user.empty();
     if (named && !sid && (!remove || !given.empty())) return fail(L"Failed to obtain sid for specified user");
 

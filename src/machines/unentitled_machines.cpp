@@ -67,7 +67,7 @@ Result<void> Unentitled::write(platform::LdapSession& session, const ReportKeys&
                                std::function<Result<PropertyBag>(std::size_t)> item) {
     std::vector<Sid> sids;
     for (const Finding& finding : findings_) sids.push_back(finding.user);
-    if (auto& domains = check_.domains()) users_ = readUsers(service(), *domains, sids);
+    users_ = readUsers(domains(), sids);
     auto report =
         writeReport(findings_, request().boolean(key::listByUser),
                     {.keys = keys,
@@ -187,9 +187,9 @@ Result<std::string> Unentitled::cachedValue(platform::LdapSession& session, cons
                                             const std::string& filter, const std::string& name) {
     const std::pair value(dn, name);
     if (const auto known = values_.find(value); known != values_.end()) return known->second;
-    const auto found = readEntry(session, dn, filter, {name});
-    if (!found && found.error().code != platform::ldapNoSuchObject) return fail(found.error());
-    const auto first = found && !found->empty() ? found->front().first(name) : std::string_view();
+    const auto found = findEntry(session, dn, filter, {name});
+    if (!found) return fail(found.error());
+    const auto first = found->empty() ? std::string_view() : found->front().first(name);
     return values_.emplace(value, first).first->second;
 }
 

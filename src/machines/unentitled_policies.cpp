@@ -38,7 +38,7 @@ Result<PropertyBag> policyBag(platform::LdapSession& session, const std::string&
 }
 
 // Where a user was found, or all the places where it was looked for.
-std::string bindingsOf(const std::string* dn, const Result<DomainBindings>& domains) {
+std::string bindingsOf(const std::string* dn, const Result<MappedDomains>& domains) {
     if (dn) return "LDAP://" + platform::dnsDomainOf(*dn);
     std::string bindings;
     if (!domains) return bindings;
@@ -50,7 +50,7 @@ std::string bindingsOf(const std::string* dn, const Result<DomainBindings>& doma
 }
 
 // Users are loaded in batches; the log has the lines of one search for each user all the same.
-void logUserSearch(const Sid& sid, const std::string* dn, const Result<DomainBindings>& domains) {
+void logUserSearch(const Sid& sid, const std::string* dn, const Result<MappedDomains>& domains) {
     logDebug(L"Determining DN for sid=%s, using bind=%s, filter=%s", sid.text(), bindingsOf(dn, domains),
              "(&(objectClass=user)(objectSid=" + sid.text() + "))");
     if (!dn) logWarning(L"Error: Not found in Active Directory");
@@ -108,7 +108,7 @@ Result<std::optional<Unentitled::UserPolicy>> Unentitled::userPolicyOf(const Lda
 Result<void> Unentitled::examine(UserPolicy policy, DesktopCache& desktops) {
     const auto& [user, target, dn] = policy;
     const std::string* const userDn = check_.dnOf(user);
-    logUserSearch(user, userDn, check_.domains());
+    logUserSearch(user, userDn, domains().domains());
     if (!userDn) {
         logWarning(L"Could not determine a DN for SID=%s", user.text());
         return {};

@@ -18,7 +18,8 @@ namespace wsadmin {
 
 class Unentitled : public Worker {
   public:
-    Unentitled(ServiceContext& service, const Request& request) : Worker(service, request), check_(service) {}
+    Unentitled(ServiceContext& service, const Request& request)
+        : Worker(service, request), check_(domains()) {}
 
     // "unentitled-machine-report"
     Result<void> getUnentitledMachines();

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "framework/core/corestring.h"
+#include "platform/ldap_session.h"
 #include "platform/result.h"
 
 namespace wsadmin::platform {
@@ -112,6 +113,8 @@ class DirectorySearch {
                                                            const std::vector<std::string>& attributes) = 0;
     // False once the connection is known to be lost; a pool then drops this binding.
     virtual bool usable() const noexcept = 0;
+    // What one search may bring; whoever reads an attribute range by range counts all ranges against them.
+    virtual LdapLimits limits() const { return {}; }
 };
 
 enum class PutOperation { clear = 1, update = 2, append = 3, remove = 4 };

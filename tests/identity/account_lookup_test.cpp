@@ -80,7 +80,7 @@ TEST(UsernameToSid, TakesUsersOnlyAndWhatCanBeLookedUp) {
 
 TEST(DirectoryAccounts, ABareNameIsLookedForInTheOwnDomainItsForestAndBeyond) {
     ScriptedPeople people;
-    DirectoryAccounts accounts(people.service);
+    DirectoryAccounts accounts(people.domains);
     EXPECT_EQ(accounts.bufferSizesFor(L"zoe").error, platform::accountNoneMapped);
     std::vector<std::string> asked;
     for (const Asked& search : people.searches) asked.push_back(search.path);

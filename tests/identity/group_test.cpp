@@ -52,10 +52,14 @@ struct Alice {
 };
 
 TEST(UserGroups, WithoutThoseOfATokenThereIsNoAnswerAndLocalOnesAreSkipped) {
+    const auto range = [](const std::string& values) {
+        return Answer{.rows = {{{"tokenGroups;range=" + values, {sidValue(10)}}}}};
+    };
+    const wchar_t noJoin[] = L"The directory gives ranges of tokenGroups that do not join";
     const Answer first{.rows = {localGroup(12, 0x80000004)}, .lastCode = adsServerDown};
     const struct {
         Alice alice;
-        std::string unopened;  // path
+        std::string lost;  // the path whose connection is lost with its answer
         std::wstring line;
         bool answered = false;
     } rows[] = {
@@ -64,10 +68,10 @@ TEST(UserGroups, WithoutThoseOfATokenThereIsNoAnswerAndLocalOnesAreSkipped) {
         {{.token = {.rows = {{}}, .columnCode = static_cast<int>(0x80072020)}},
          "",
          L"GetColumn failed, error 80072020"},
-        {{.token = {.rows = {{{"tokenGroups;range=0-0", {sidValue(10)}}}}}},
-         "",
-         L"The directory gives ranges of tokenGroups without end"},
-        {{}, ScriptedPeople::corp, L"Failed to bind to LDAP://corp.example", true},
+        {{.token = range("0-0")}, "", noJoin},
+        {{.token = range("0-x")}, "", noJoin},
+        {{.token = range("1-*")}, "", noJoin},
+        {{}, alicePath, L"Failed to bind to LDAP://corp.example", true},
         {{.local = first}, "", L"Search failed on binding LDAP://corp.example", true},
     };
     for (const auto& row : rows)
@@ -76,11 +80,7 @@ TEST(UserGroups, WithoutThoseOfATokenThereIsNoAnswerAndLocalOnesAreSkipped) {
             SCOPED_TRACE(CORE::toUtf8(row.line));
             ScriptedPeople people;
             people.answer = [&](const Asked& asked) {
-                // From here on: what was opened for the user's entry is not used again.
-                people.directories->connected = row.unopened.empty() || asked.path != row.unopened;
-                people.directories->openCode = [&](const std::string& path) {
-                    return path == row.unopened ? adsServerDown : 0;
-                };
+                people.directories->connected = asked.path != row.lost;
                 return row.alice(asked);
             };
             const LogCapture log;
@@ -94,18 +94,42 @@ TEST(UserGroups, WithoutThoseOfATokenThereIsNoAnswerAndLocalOnesAreSkipped) {
 }
 
 TEST(UserGroups, EndWhereADirectoryNamesThemWithoutEnd) {
-    ScriptedPeople people;
-    Alice alice;
-    people.answer = [&alice, next = 2000](const Asked& asked) mutable {
-        alice.local.rows.clear();
-        for (int i = 0; i < 1000; ++i) alice.local.rows.push_back(localGroup(next++, 0x80000004));
-        return alice(asked);
+    const struct {
+        bool ofToken;
+        std::chrono::minutes time;  // of each answer
+        const wchar_t* sentence;
+    } rows[] = {
+        {false, {}, L"The directory gives domain local groups without end"},
+        {true, {}, L"The directory gives ranges of tokenGroups without end"},
+        {true, std::chrono::minutes(10),
+         L"The directory's answer takes longer than 1800000 ms (search-timeout)"},
     };
-    const LogCapture log(CORE::logError);
-    EXPECT_EQ(
-        ask<&Group::getUserInformation>(people.service, requestOf({{L"SID", sidOf(1102)}})).getErrorText(),
-        noInformation);
-    EXPECT_TRUE(log.contains(CORE::logError, L"The directory gives domain local groups without end"));
+    for (const auto& row : rows) {
+        ScriptedPeople people;
+        Alice alice;
+        people.answer = [&, next = 2000](const Asked& asked) mutable {
+            alice.local.rows.clear();
+            std::vector<DirectoryValue> groups;
+            for (int i = 0; i < 1000; ++i) {
+                if (!row.ofToken) alice.local.rows.push_back(localGroup(next, 0x80000004));
+                groups.push_back(sidValue(next++));
+            }
+            if (row.ofToken && asked.path == alicePath) {
+                people.clock->advance(row.time);
+                const std::string& attribute = asked.attributes.front();
+                const int from = attribute == "tokenGroups" ? 0 : std::stoi(attribute.substr(18));
+                alice.token = {
+                    .rows = {{{"tokenGroups;range=" + std::to_string(from) + "-" + std::to_string(from + 999),
+                               std::move(groups)}}}};
+            }
+            return alice(asked);
+        };
+        const LogCapture log(CORE::logError);
+        EXPECT_EQ(ask<&Group::getUserInformation>(people.service, requestOf({{L"SID", sidOf(1102)}}))
+                      .getErrorText(),
+                  noInformation);
+        EXPECT_TRUE(log.contains(CORE::logError, row.sentence)) << row.sentence;
+    }
 }
 
 TEST(UserGroups, WithoutNamesKeepTheirSids) {

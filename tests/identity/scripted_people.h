@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "identity/requests.h"
+#include "ldap/domain_bindings.h"
 #include "platform/platform.h"
 #include "support/domain_workers.h"
 #include "support/log_capture.h"
@@ -44,7 +45,7 @@ class ScriptedPeople {
             return answer(asked);
         };
         platform->directoryServices = directories;
-        platform->clock = std::make_shared<ManualClock>();
+        platform->clock = clock;
         platform->accounts = accounts;
         const DirectoryAccess access{directories, platform->clock};
         service.pool = CORE::refptr<ConnectionMgr>::adopt(new ConnectionMgr(access, threads_));
@@ -67,8 +68,10 @@ class ScriptedPeople {
     std::vector<Asked> searches;
     std::shared_ptr<ScriptedDirectoryServices> directories = std::make_shared<ScriptedDirectoryServices>();
     std::shared_ptr<ScriptedAccounts> accounts = std::make_shared<ScriptedAccounts>();
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
     std::shared_ptr<Platform> platform = std::make_shared<Platform>();
     TestService service{platform};
+    DomainBindings domains{service};  // of one request
 
   private:
     void close() {

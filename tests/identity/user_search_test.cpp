@@ -1,6 +1,8 @@
 // People are looked for in the next domain where one fails at any step.
 #include "identity/user_search.h"
 
+#include <algorithm>
+
 #include "identity/group.h"
 #include "identity/scripted_people.h"
 
@@ -37,6 +39,30 @@ TEST(UserSearch, PassesOverDomainsThatCannotBeAsked) {
     }
 }
 
+// Each attempt might take the whole time-out; a certificate is looked for twice in each domain.
+TEST(UserSearch, ADomainThatIsAwayOrGoesAwayIsTriedOnceARequest) {
+    for (const bool opens : {false, true}) {
+        SCOPED_TRACE(opens);
+        ScriptedPeople people;
+        people.directories->openCode = [opens](const std::string& path) {
+            return opens || path != ScriptedPeople::partner ? 0 : adsServerDown;
+        };
+        people.answer = [&](const Asked& asked) {
+            people.directories->connected = asked.path != ScriptedPeople::partner;
+            return asked.path == ScriptedPeople::partner ? Answer{.code = adsTimeout} : Answer{};
+        };
+        const LogCapture log(CORE::logError);
+        const auto certificate = requestOf({{L"subjectDN", "CN=Alice"}, {L"issuerDN", "CN=CA"}});
+        EXPECT_NE(ask<&Group::getUserContext>(people.service, certificate).getError(), 0);
+        EXPECT_EQ(std::ranges::count(people.searches, ScriptedPeople::catalogue, &Asked::path), 2);
+        EXPECT_EQ(std::ranges::count(people.directories->opened(), ScriptedPeople::partner,
+                                     &ScriptedDirectoryServices::Opened::path),
+                  1);
+        // That a domain is passed over is a warning of its own.
+        for (const LogLine& line : log.lines()) EXPECT_FALSE(line.text.starts_with(L"Failed to search"));
+    }
+}
+
 TEST(UserSearch, ANameOfTheRequestChoosesNoHost) {
     const std::string ofForest = "CN=Bob,DC=new,DC=corp,DC=example";
     const struct {
@@ -60,7 +86,7 @@ TEST(UserSearch, ANameOfTheRequestChoosesNoHost) {
             return isOurs ? Answer{.rows = {{{"objectSid", {sidValue(1102)}}}}} : Answer{};
         };
         const LogCapture log(CORE::logWarning);
-        EXPECT_EQ(sidForUserDn(people.service, row.dn).has_value(), row.found);
+        EXPECT_EQ(sidForUserDn(people.domains, row.dn).has_value(), row.found);
         ASSERT_EQ(people.searches.size(), 1U);
         EXPECT_EQ(people.searches.front().path, row.searched);
         for (const auto& opened : people.directories->opened())

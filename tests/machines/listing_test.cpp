@@ -16,7 +16,7 @@ TEST(MachineListing, ADomainThatCannotBeReachedIsTriedOnce) {
     people.directories->openCode = [](const std::string& path) {
         return path == ScriptedPeople::partner ? adsServerDown : 0;
     };
-    MachineListing listing(people.service, true);
+    MachineListing listing(people.domains, true);
     constexpr int ownersPerPage = 1000, pages = 3;  // each page is a look-up of its own
     for (int page = 0; page < pages; ++page) {
         std::vector<LdapEntry> machines;

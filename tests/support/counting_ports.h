@@ -51,6 +51,7 @@ class CountingSearch : public CountingOpened<DirectorySearch> {
                                      search, lost_);
     }
     bool usable() const noexcept override { return !*lost_ && real_->usable(); }
+    LdapLimits limits() const override { return real_->limits(); }
 
   private:
     std::string path_;

@@ -14,6 +14,7 @@ class PortableSearch final : public DirectorySearch {
     Result<std::unique_ptr<DirectoryRows>> execute(const std::string& filter,
                                                    const std::vector<std::string>& attributes) override;
     bool usable() const noexcept override { return !binding_.lost->load(); }
+    LdapLimits limits() const override { return binding_.session->limits(); }
 
   private:
     PortableBinding binding_;
