@@ -19,11 +19,13 @@ PropertyBag notSent(const wchar_t* failure) {
     return response;
 }
 
-PropertyBag send(const wchar_t* worker, const wchar_t* operation, const PropertyBag& request,
-                 const wchar_t* failure) {
-    PropertyBag response;
-    const bool handled = MessageHandler::SendMsg(worker, operation, request, response);
-    return handled ? response : notSent(failure);
+std::uint64_t sendToWinauth(CORE::ThreadGroup& owner, const wchar_t* operation, PropertyBag request,
+                            std::function<void(PropertyBag)> answer) {
+    const auto done = [answer = std::move(answer)](CORE::RespType type, const PropertyBag& response) {
+        answer(type == CORE::RespType::handled ? response : notSent(noWinauth));
+    };
+    return MessageHandler::SendAsyncMsg(L"winauth", operation, std::move(request), done,
+                                        {.callbackOwner = &owner});
 }
 
 }  // namespace
@@ -44,19 +46,18 @@ std::uint64_t ws_winauth::getTrustedDomains(CORE::ThreadGroup& owner, std::wstri
                                             std::function<void(PropertyBag)> answer) {
     PropertyBag request;
     if (!initialDomain.empty()) request.set(L"initialDomain", initialDomain);
-    const auto done = [answer = std::move(answer)](CORE::RespType type, const PropertyBag& response) {
-        answer(type == CORE::RespType::handled ? response : notSent(noWinauth));
-    };
-    return MessageHandler::SendAsyncMsg(L"winauth", L"getTrustedDomains", std::move(request), done,
-                                        {.callbackOwner = &owner});
+    return sendToWinauth(owner, L"getTrustedDomains", std::move(request), std::move(answer));
 }
 
-PropertyBag ws_winauth::setDomainConfig(const PropertyBag& configuration) {
-    return send(L"winauth", L"setDomainConfig", configuration, noWinauth);
+std::uint64_t ws_winauth::setDomainConfig(CORE::ThreadGroup& owner, PropertyBag configuration,
+                                          std::function<void(PropertyBag)> answer) {
+    return sendToWinauth(owner, L"setDomainConfig", std::move(configuration), std::move(answer));
 }
 
 PropertyBag ws_adminaccess::loadDomainConfig() {
-    return send(L"ws_admin", L"loadDomainConfig", {}, L"Failed to issue request to ws_admin service");
+    PropertyBag response;
+    const bool handled = MessageHandler::SendMsg(L"ws_admin", L"loadDomainConfig", {}, response);
+    return handled ? response : notSent(L"Failed to issue request to ws_admin service");
 }
 
 }  // namespace wsadmin

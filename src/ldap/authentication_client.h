@@ -19,10 +19,11 @@ class ws_winauth {
     // wait; 0: the message could not be sent and there is no callback.
     static std::uint64_t askAvailable(CORE::ThreadGroup& owner, std::function<void(bool)> answer);
     // The answer is the worker's, or a bag with the error "Failed to issue request to winauth service". In
-    // the same manner: the worker asks directories, which may be silent.
+    // the same manner: the worker asks directories, which may be silent, or may not answer at all.
     static std::uint64_t getTrustedDomains(CORE::ThreadGroup& owner, std::wstring_view initialDomain,
                                            std::function<void(CORE::PropertyBag)> answer);
-    static CORE::PropertyBag setDomainConfig(const CORE::PropertyBag& configuration);
+    static std::uint64_t setDomainConfig(CORE::ThreadGroup& owner, CORE::PropertyBag configuration,
+                                         std::function<void(CORE::PropertyBag)> answer);
 };
 
 // The worker "ws_admin": ourselves, asked as anybody asks.

@@ -69,7 +69,9 @@ PropertyBag Domain::pushConfiguration() {
     }
     PropertyBag configuration = ws_adminaccess::loadDomainConfig();
     if (configuration.getError()) return configuration;
-    PropertyBag answer = ws_winauth::setDomainConfig(configuration);
+    PropertyBag answer = askWinauth([&](std::function<void(PropertyBag)> answered) {
+        return ws_winauth::setDomainConfig(threads_, configuration, std::move(answered));
+    });
     if (answer.getError()) return answer;
     const CORE::coresync hold(lock_);
     configurationPushed_ = true;
@@ -79,12 +81,19 @@ PropertyBag Domain::pushConfiguration() {
 PropertyBag Domain::trustedDomains(std::wstring_view initialDomain) {
     PropertyBag answer = pushConfiguration();
     if (answer.getError()) return answer;
+    return askWinauth([&](std::function<void(PropertyBag)> answered) {
+        return ws_winauth::getTrustedDomains(threads_, initialDomain, std::move(answered));
+    });
+}
+
+PropertyBag Domain::askWinauth(
+    const std::function<std::uint64_t(std::function<void(PropertyBag)> answered)>& send) {
+    PropertyBag answer;
     const bool asked = ask([&](std::function<void()> answered) {
-        return ws_winauth::getTrustedDomains(threads_, initialDomain,
-                                             [&answer, answered](PropertyBag response) {
-                                                 answer = std::move(response);
-                                                 answered();
-                                             });
+        return send([&answer, answered](PropertyBag response) {
+            answer = std::move(response);
+            answered();
+        });
     });
     if (asked && !stopping_) return answer;
     PropertyBag failed;

@@ -50,6 +50,9 @@ class Domain : public CORE::coretimer {
     // Sends a message and waits until its callback calls `answered`, or the map stops. False: it was not
     // sent.
     bool ask(const std::function<std::uint64_t(std::function<void()> answered)>& send);
+    // The same for a message with an answer, which is an error when the map stops.
+    CORE::PropertyBag askWinauth(
+        const std::function<std::uint64_t(std::function<void(CORE::PropertyBag)> answered)>& send);
     bool awaitAuthentication();
     CORE::PropertyBag trustedDomains(std::wstring_view initialDomain);
     CORE::PropertyBag pushConfiguration();

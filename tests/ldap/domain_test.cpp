@@ -224,25 +224,29 @@ TEST(Domain, AStopEndsTheWaitForAnAuthenticationServiceThatDoesNotCome) {
 }
 
 TEST(Domain, AStopEndsTheWaitForAnAuthenticationServiceThatWaitsItself) {
-    CORE::coreevent asked, givenUp;
-    const FrameworkWorker<2> winauth(
-        L"winauth",
-        [&](std::wstring_view operation, const PropertyBag&, PropertyBag&) {
-            if (operation != L"getTrustedDomains") return true;
-            asked.set();
-            givenUp.wait();
-            return true;
-        },
-        [&] { givenUp.set(); });
-    const FrameworkWorker<1> admin(L"ws_admin", [](auto, const auto&, auto&) { return true; });
-    CORE::ThreadGroup threads(L"test");
-    const auto domain = CORE::refptr<TimedDomain>::adopt(new TimedDomain(
-        {std::make_shared<ScriptedDirectoryServices>(), std::make_shared<ManualClock>()}, threads, false));
-    std::jthread stopping([&] {
-        asked.wait();
-        domain->stop();
-    });
-    EXPECT_EQ(domain->getDomainMap(true).getErrorText(), L"The service is stopping");
+    for (const wchar_t* silentAt : {L"setDomainConfig", L"getTrustedDomains"}) {
+        CORE::coreevent asked, givenUp;
+        const FrameworkWorker<2> winauth(
+            L"winauth",
+            [&](std::wstring_view operation, const PropertyBag&, PropertyBag&) {
+                if (operation != silentAt) return true;
+                asked.set();
+                givenUp.waitFor(std::chrono::seconds(10));
+                return true;
+            },
+            [&] { givenUp.set(); });
+        const FrameworkWorker<1> admin(L"ws_admin", [](auto, const auto&, auto&) { return true; });
+        CORE::ThreadGroup threads(L"test");
+        const auto domain = CORE::refptr<TimedDomain>::adopt(
+            new TimedDomain({std::make_shared<ScriptedDirectoryServices>(), std::make_shared<ManualClock>()},
+                            threads, false));
+        std::jthread stopping([&] {
+            asked.wait();
+            domain->stop();
+        });
+        EXPECT_EQ(domain->getDomainMap(true).getErrorText(), L"The service is stopping");
+        EXPECT_TRUE(givenUp.isSet()) << CORE::toUtf8(silentAt);
+    }
 }
 
 struct ModeCase {
