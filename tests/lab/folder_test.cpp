@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <map>
@@ -14,6 +15,20 @@
 
 #if !defined(_WIN32)
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+// Takes the place of the C library's for the whole program.
+static std::atomic<bool> foldersCannotBeSynchronised{false};
+extern "C" __attribute__((visibility("default"))) int fsync(int descriptor) {
+    struct stat status {};
+    if (foldersCannotBeSynchronised && fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+        errno = EIO;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_fsync, descriptor));
+}
 #endif
 
 namespace wsadmin::platform::lab {
@@ -259,6 +274,18 @@ TEST_F(Saving, AFullDiskLeavesAllFilesAsTheyWere) {
     EXPECT_TRUE(refused.starts_with("Cannot write ") && refused.ends_with("b.ldif: File too large"))
         << refused;
     expectUntouched();
+}
+
+TEST_F(Saving, WhatIsInPlaceButNotSynchronisedIsNoChangeOfSomebodyElse) {
+    const auto platform = changed("x");
+    foldersCannotBeSynchronised = true;
+    const std::string refused = failure(*platform);
+    foldersCannotBeSynchronised = false;
+    EXPECT_TRUE(refused.ends_with("a.ldif: Input/output error")) << refused;
+    EXPECT_NE(content("a.ldif").find("url: x"), std::string::npos);
+    EXPECT_EQ(content("b.ldif"), fileB);
+    EXPECT_EQ(failure(*platform), "");
+    EXPECT_NE(content("b.ldif").find("url: x"), std::string::npos);
 }
 #endif
 

@@ -23,7 +23,10 @@ class MFWCORE_API FileReplacement {
     FileReplacement(const FileReplacement&) = delete;
     FileReplacement& operator=(const FileReplacement&) = delete;
 
-    void commit();  // takes the file's place in one step, for good
+    // Takes the file's place in one step, for good. That may fail when the place is taken already: the new
+    // name could not be synchronised, and a power failure may bring the old content back.
+    void commit();
+    bool inPlace() const noexcept { return temporary_.empty(); }
 
   private:
     std::filesystem::path file_, temporary_;

@@ -163,6 +163,8 @@ void replaceFiles(Lab& lab, std::vector<Change>& changes) {
         try {
             replacements.front().commit();
         } catch (const CORE::coreException& error) {
+            // The next save finds its own content, and writes it again.
+            if (replacements.front().inPlace()) file.digest = digestOf(changes.front().text);
             if (replaced.empty()) throw;
             throw CORE::coreException(error.text() + L"; saved before that:" + replaced);
         }

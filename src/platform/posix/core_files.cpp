@@ -160,7 +160,8 @@ void FileReplacement::commit() {
     temporary_.clear();
     // The new name lasts when the folder is written, too. Some file systems cannot be asked for that.
     const File folder(::open(file_.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder.open() || (::fsync(folder.get()) != 0 && errno != EINVAL)) fail(L"write", file_.wstring());
+    if (!folder.open() || (::fsync(folder.get()) != 0 && errno != EINVAL))
+        fail(L"synchronise the folder of", file_.wstring());
 }
 
 struct FolderLock::State {
