@@ -53,6 +53,7 @@ constexpr Mapping mappings[] = {
     {ldapTimeout, 0x800705B4},
     {ldapAuthUnknown, 0x8007202A},
     {ldapFilterError, 0x8007203E},
+    {ldapUserCancelled, 0x800704C7},
     {ldapParamError, 0x8007203F},
     {ldapConnectError, 0x800704C9},
     {ldapNotSupported, 0x80072040},
