@@ -79,13 +79,13 @@ std::uint64_t AsyncMessages::send(std::wstring_view worker, std::wstring_view op
     return 0;
 }
 
-// The timer thread only starts the expiry on a pool thread: the sender's callback and the worker's
-// AbortHandler may block.
+// The timer thread only starts the expiry on a pool thread, because the sender's callback and the worker's
+// AbortHandler may block. Where no thread can be started it frees the sender itself.
 void AsyncMessages::startTimer(const std::shared_ptr<Message>& message) {
     TimerThread::System().ensureRunning();
     message->timer.emplace(TimerThread::System().context(), std::chrono::milliseconds(message->timeoutMs));
     message->timer->async_wait([this, message](const asio::error_code& cancelled) {
-        if (!cancelled) static_cast<void>(pool_.submit([this, message] { expire(*message); }));
+        if (!cancelled && !pool_.submit([this, message] { expire(*message); })) expire(*message);
     });
 }
 

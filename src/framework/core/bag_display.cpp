@@ -58,14 +58,23 @@ std::string lastWord(std::string_view name) {
     return word;
 }
 
+// Other words end in "key", too: a "turkey" is none.
+bool isKey(std::string_view word) {
+    static constexpr std::array<std::string_view, 8> kinds = {"",    "private", "secret", "shared",
+                                                              "api", "session", "master", "host"};
+    if (!word.ends_with("key")) return false;
+    word.remove_suffix(3);
+    return std::ranges::find(kinds, word) != kinds.end();
+}
+
 // The last word says what the value is: a "private-key" is one, a "ticket-office" is not. As an end of a
-// word, because a "privatekey" is as secret as a "private-key".
+// word, because a "userpassword" is as secret as a "user-password".
 bool isSecret(std::string_view name) {
-    static constexpr std::array<std::string_view, 8> ends = {"password", "passwd",     "passphrase", "pwd",
-                                                             "secret",   "credential", "ticket",     "key"};
+    static constexpr std::array<std::string_view, 7> ends = {"password", "passwd",     "passphrase", "pwd",
+                                                             "secret",   "credential", "ticket"};
     const std::string word = lastWord(name);
     return std::ranges::any_of(ends, [&word](std::string_view end) { return word.ends_with(end); }) ||
-           registered().contains(asciiLower(std::string(name)));
+           isKey(word) || registered().contains(asciiLower(std::string(name)));
 }
 
 // A line break in a value must not look like a new log line.
