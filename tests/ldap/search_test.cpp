@@ -147,4 +147,17 @@ TEST(PlainSearch, GivesTheEntriesOrTheSentence) {
     EXPECT_EQ(session.searches.at(2).scope, LdapScope::base);
 }
 
+TEST(PlainSearch, AnEntryThatMayBeAbsentIsNoErrorOfTheLog) {
+    for (const auto& [code, level] :
+         {std::pair(ldapNoSuchObject, CORE::logDebug), std::pair(ldapBusy, CORE::logError)}) {
+        ScriptedSession session;
+        session.answers = {{.waitCode = code}};
+        const LogCapture log;
+        const auto found = findEntry(session, "cn=x", filter, {});
+        EXPECT_EQ(found ? 0 : found.error().code, code == ldapBusy ? ldapBusy : 0);
+        ASSERT_EQ(log.lines().size(), 1U);
+        EXPECT_EQ(log.lines().front().level, level) << code;
+    }
+}
+
 }  // namespace
