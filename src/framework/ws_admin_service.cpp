@@ -38,21 +38,22 @@ ws_admin_service::ws_admin_service(const CORE::PropertyBag& parameters,
                                    std::shared_ptr<platform::Platform> platform, CORE::ThreadGroup& threads)
     : CORE::service(true), platform_(std::move(platform)), threads_(threads) {
     configuration_ &= parameters;
+    if (platform_->directoryServices) {
+        const DirectoryAccess access{platform_->directoryServices, platform_->clock};
+        connections_ = makePart<ConnectionMgr>(access, threads_);
+        const bool initiateChecks = configuration_.getBool(platform::startup::initiateDomainChecks, true);
+        domain_ = makePart<Domain>(access, threads_, initiateChecks);
+    }
     const std::chrono::seconds checkInterval(
         configuration_.getInt(platform::startup::ipsecRuleCheckInterval, IPsecRulesManager::defaultInterval));
     ipsecRules_ = makePart<IPsecRulesManager>(platform_, threads_, checkInterval);
-    if (!platform_->directoryServices) return;
-    const DirectoryAccess access{platform_->directoryServices, platform_->clock};
-    connections_ = makePart<ConnectionMgr>(access, threads_);
-    const bool initiateChecks = configuration_.getBool(platform::startup::initiateDomainChecks, true);
-    domain_ = makePart<Domain>(access, threads_, initiateChecks);
 }
 
 ws_admin_service::~ws_admin_service() {
     if (ipsecRules_) ipsecRules_->stop();
-    ipsecRules_.reset();
     domain_.reset();
     connections_.reset();
+    ipsecRules_.reset();
     if (!platform_->save) return;
     if (const auto saved = platform_->save(); !saved)
         logSavingError(L"Failed to save changes - %s (%d)", saved.error().text, saved.error().code);

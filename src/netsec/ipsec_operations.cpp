@@ -59,7 +59,9 @@ Result<void> IPsecOperations::verifyActive() {
 }
 
 Result<void> IPsecOperations::monitor() {
-    if (const auto manager = service().ipsecRules()) manager->monitor();
+    const auto manager = service().ipsecRules();
+    if (!manager) return fail(L"There is no monitor of the IPsec rules");
+    manager->monitor();
     return {};
 }
 

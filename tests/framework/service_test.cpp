@@ -46,6 +46,8 @@ TEST_F(Service, APartWithoutMemoryIsNullAndTheRequestsThatNeedItFail) {
         {sizeof(Domain), true, false, L"upnToSid", L"upn", L"u@x",
          L"Could not determine SID for UPN - no domains identified"},
         {sizeof(Domain), true, false, L"getDomainHealth", L"forceReload", L"true", L"There is no domain map"},
+        {sizeof(IPsecRulesManager), true, true, L"monitorIPsecRules", L"", L"",
+         L"There is no monitor of the IPsec rules"},
     };
     for (const auto& row : rows) {
         {
