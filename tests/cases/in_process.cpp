@@ -21,8 +21,9 @@ using CORE::PropertyBag;
 
 namespace {
 
-PropertyBag startupOf(const LabFolder& folder) {
-    PropertyBag startup;
+// As the plug-in merges them: what the host gives counts more.
+PropertyBag startupOf(const LabFolder& folder, const PropertyBag& ofTheLab = {}) {
+    PropertyBag startup = ofTheLab;
     startup.set(platform::labFolderKey, folder.path().wstring());
     startup.setBool(L"InitiateDomainChecks", false);
     return startup;
@@ -31,10 +32,10 @@ PropertyBag startupOf(const LabFolder& folder) {
 // Both workers, known to the framework as long as it lives. One at a time.
 class Workers {
   public:
-    Workers(const LabFolder& folder, std::shared_ptr<platform::Platform> machine)
+    Workers(const LabFolder& folder, const std::shared_ptr<platform::Platform>& machine)
         : winauth_(CORE::refptr<winauth_service>::adopt(new winauth_service(startupOf(folder)))),
           admin_(CORE::refptr<ws_admin_service>::adopt(
-              new ws_admin_service(startupOf(folder), std::move(machine), threads_))) {
+              new ws_admin_service(startupOf(folder, machine->startup), machine, threads_))) {
         winauth_service::setCurrent(winauth_);
         winauth_->registerWorker(threads_);
         ws_admin_service::setCurrent(admin_);

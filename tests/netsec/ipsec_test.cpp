@@ -5,7 +5,6 @@
 
 #include "netsec/ipsec_operations.h"
 #include "netsec/ipsec_rules.h"
-#include "platform/lab/network_policy.h"
 #include "support/log_capture.h"
 #include "support/test_service.h"
 
@@ -15,7 +14,6 @@ namespace {
 
 using namespace wsadmin;
 using namespace wsadmin::platform;
-using namespace std::chrono_literals;
 
 // An interpreter that keeps what it was given, and fails from a line on.
 class KeptCommands final : public CommandInterpreter {
@@ -26,9 +24,14 @@ class KeptCommands final : public CommandInterpreter {
         if (lines.size() < failingFrom) return 0;
         return status < 0 ? Result<int>(fail(ENOENT, L"none")) : Result<int>(status);
     }
+    void restart(std::size_t step, int failure) {
+        lines.clear();
+        failingFrom = step;
+        status = failure;
+    }
     std::vector<std::string> lines;
     std::size_t failingFrom = 100, stopAt = 100;
-    int status = 1;
+    int status = 1;  // of a failure; below 0 the line cannot be run at all
     TestService* service = nullptr;
 };
 
@@ -59,78 +62,33 @@ class IPsec : public testing::Test {
 
 }  // namespace
 
-TEST_F(IPsec, AFailedStepEndsTheSequence) {
-    for (std::size_t step = 1; step <= 3; ++step) {
-        commands->lines.clear();
-        commands->failingFrom = step;
-        EXPECT_EQ(add().getErrorText(), L"Failed to add IPsec rules for endpoint \"10.1.2.3\"");
-        EXPECT_EQ(commands->lines.size(), step);
-    }
-    for (std::size_t step = 1; step <= 2; ++step) {
-        commands->lines.clear();
-        commands->failingFrom = step;
-        EXPECT_EQ(remove().getErrorText(), L"Failed to delete IPsec rules for endpoint \"10.1.2.3\"");
-        EXPECT_EQ(commands->lines.size(), step);
-    }
+TEST_F(IPsec, MainModeHasTheFirstKeyAndQuickModeTheSecond) {
+    EXPECT_EQ(add().getError(), 0);
+    ASSERT_EQ(commands->lines.size(), 3u);
+    EXPECT_NE(commands->lines[1].find(" auth1psk=\"first-key\" mmsecmethods"), std::string::npos);
+    EXPECT_NE(commands->lines[2].find(" auth1psk=\"second-key\" qmpfs"), std::string::npos);
 }
 
-TEST_F(IPsec, FailuresAreLoggedWithStatusAndError) {
-    commands->failingFrom = 1;
-    for (const auto& [status, text] :
-         {std::pair{7, L"IPsecRules: netsh command failed - exit status 7, errno 0"},
-          std::pair{-1, L"IPsecRules: netsh command failed - exit status -1, errno 2"}}) {
-        commands->status = status;
-        const LogCapture log;
-        EXPECT_NE(add().getError(), 0);
-        EXPECT_TRUE(log.contains(CORE::logWarning, text)) << text;
-    }
+TEST_F(IPsec, AFailedStepEndsTheSequenceAndIsLoggedWithStatusAndError) {
+    const std::wstring failed = L"IPsecRules: netsh command failed - exit status ";
+    for (const auto& [status, text] : {std::pair{7, failed + L"7, errno 0"}, {-1, failed + L"-1, errno 2"}})
+        for (const std::size_t step : {1, 2, 3}) {
+            const LogCapture log(CORE::logWarning);
+            commands->restart(step, status);
+            EXPECT_EQ(add().getErrorText(), L"Failed to add IPsec rules for endpoint \"10.1.2.3\"");
+            EXPECT_EQ(commands->lines.size(), step);
+            EXPECT_EQ(log.lines(), (std::vector<LogLine>{{CORE::logWarning, text}}));
+            if (step > 2) continue;
+            commands->restart(step, status);
+            EXPECT_EQ(remove().getErrorText(), L"Failed to delete IPsec rules for endpoint \"10.1.2.3\"");
+            EXPECT_EQ(commands->lines.size(), step);
+        }
 }
 
 TEST_F(IPsec, AStoppingServiceBeginsNoFurtherCommand) {
     commands->stopAt = 1;
     EXPECT_NE(add().getError(), 0);
     EXPECT_EQ(commands->lines.size(), 1u);
-}
-
-TEST_F(IPsec, TheOtherChannelCountsAsActiveButHasNoEndpoint) {
-    auto policy = std::make_shared<lab::LabPolicy>(lab::NetworkPolicy{
-        .mainMode = {{.name = "m", .endpoint1 = "10.1.2.3"}},
-        .quickMode = {{.name = "Talvex Vorn Security Server QM pairing with 10.1.2.3 (JMS)",
-                       .endpoint1 = "10.1.2.3"}},
-        .peers = {{"10.1.2.3", "10.9.9.9"}}});
-    machine->filtering = lab::makeLabFiltering(policy);
-    CORE::PropertyBag request;
-    request.set(L"remoteEndpointIP", L"10.1.2.3");
-    EXPECT_TRUE(ask<&IPsecOperations::verifyActive>(service, request).getBool(L"IPsecRulesActive"));
-    EXPECT_TRUE(ask<&IPsecOperations::getEndpoints>(service, request).empty());
-}
-
-TEST_F(IPsec, AssociationsBeyondTheFirstBatchAreFound) {
-    lab::NetworkPolicy many;
-    many.mainMode = {{.name = "m", .endpoint1 = "10.1.2.3"}};
-    for (int i = 0; i < 40; ++i)
-        many.quickMode.push_back({.name = "other " + std::to_string(i), .endpoint1 = "10.1.2.3"});
-    many.quickMode.push_back(
-        {.name = ipsec::quickModeName("10.1.2.3", ipsec::pairingChannel), .endpoint1 = "10.1.2.3"});
-    many.peers = {{"10.1.2.3", "10.9.9.9"}};
-    machine->filtering = lab::makeLabFiltering(std::make_shared<lab::LabPolicy>(many));
-    CORE::PropertyBag request;
-    request.set(L"remoteEndpointIP", L"10.1.2.3");
-    const auto found = ask<&IPsecOperations::getEndpoints>(service, request);
-    EXPECT_EQ(found.get(L"Talvex Vorn Security Server QM pairing with 10.1.2.3 (AJP13)"), L"10.9.9.9");
-}
-
-TEST_F(IPsec, WithoutTheMonitorsIntervalNothingIsMonitored) {
-    CORE::ThreadGroup threads(L"monitor");
-    for (const std::chrono::seconds interval : {0s, -5s}) {
-        service.ipsecMonitor =
-            CORE::refptr<IPsecRulesManager>::adopt(new IPsecRulesManager(machine, threads, interval));
-        const LogCapture log;
-        EXPECT_TRUE(ask<&IPsecOperations::monitor>(service).empty());
-        ASSERT_EQ(log.lines().size(), 1u);
-        EXPECT_TRUE(log.contains(CORE::logVerbose, L"Not monitoring IPsec rules."));
-    }
-    service.ipsecMonitor.reset();
 }
 
 }  // namespace wstest

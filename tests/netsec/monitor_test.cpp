@@ -116,7 +116,7 @@ TEST(Monitor, RunsAgainAfterEachRun) {
         const auto manager = CORE::refptr<IPsecRulesManager>::adopt(
             new IPsecRulesManager(machine, threads, std::chrono::milliseconds(1)));
         manager->monitor();
-        enough.wait();
+        EXPECT_TRUE(enough.waitFor(std::chrono::minutes(1)));
         manager->stop();
     }
 }

@@ -30,12 +30,12 @@ std::string invertedWide(std::string_view inverted) {
     return wide;
 }
 
-// How often the text stands in this process's writable memory.
-int occurrences(std::string_view inverted) {
+// Whether the text stands in this process's writable memory.
+bool isInMemory(std::string_view inverted) {
     constexpr std::uintmax_t largest = 1U << 30;  // beyond that a sanitizer's shadow, which holds no text
     const auto same = [](char a, char b) { return a == static_cast<char>(~b); };
+    const auto first = static_cast<char>(~inverted.front());
     std::ifstream regions("/proc/self/maps"), memory("/proc/self/mem", std::ios::binary);
-    int found = 0;
     for (std::string line; std::getline(regions, line);) {
         std::uintmax_t begin = 0, end = 0;
         std::string rights;
@@ -46,14 +46,11 @@ int occurrences(std::string_view inverted) {
         memory.clear();
         memory.seekg(static_cast<std::streamoff>(begin));
         memory.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        bytes.resize(static_cast<std::size_t>(memory.gcount()));
-        for (auto at = bytes.begin(); at != bytes.end(); ++at) {
-            at = std::search(at, bytes.end(), inverted.begin(), inverted.end(), same);
-            if (at == bytes.end()) break;
-            ++found;
-        }
+        const std::string_view text(bytes.data(), static_cast<std::size_t>(memory.gcount()));
+        for (auto at = text.find(first); at != text.npos; at = text.find(first, at + 1))
+            if (std::ranges::equal(text.substr(at, inverted.size()), inverted, same)) return true;
     }
-    return found;
+    return false;
 }
 
 bool addRules() {
@@ -74,10 +71,10 @@ TEST(Secrets, OfAPairingStayNeitherInMemoryNorInTheLog) {
     }));
     for (const auto& key : invertedKeys) {
         const std::string_view inverted(key, sizeof key);
-        EXPECT_EQ(occurrences(inverted), 0);
-        EXPECT_EQ(occurrences(invertedWide(inverted)), 0);
+        EXPECT_FALSE(isInMemory(inverted));
+        EXPECT_FALSE(isInMemory(invertedWide(inverted)));
         const auto held = keyOf(inverted);
-        EXPECT_GE(occurrences(inverted), 1) << "the search finds nothing at all";
+        EXPECT_TRUE(isInMemory(inverted)) << "the search finds nothing at all";
     }
     plugin.exit();
 }
