@@ -98,12 +98,13 @@ secretstring addMainModeRule(const Pairing& pairing, std::string_view key) {
 }
 
 secretstring addQuickModeRule(const Pairing& pairing, std::string_view action, std::string_view key) {
+    // Up to the key.
+    constexpr std::string_view settings =
+        " mode=transport enable=yes profile=any type=static protocol=tcp interfacetype=any auth1=computerpsk "
+        "auth1psk=\"";
     return lineOf({"netsh advfirewall consec add rule name=\"",
                    quickModeName(pairing.endpoint, pairingChannel), "\" ", endpointsAndPorts(pairing),
-                   " action=", action,
-                   " mode=transport enable=yes profile=any type=static protocol=tcp interfacetype=any "
-                   "auth1=computerpsk auth1psk=\"",
-                   key, "\" qmpfs=dhgroup2 qmsecmethods=esp:sha256-aes128"});
+                   " action=", action, settings, key, "\" qmpfs=dhgroup2 qmsecmethods=esp:sha256-aes128"});
 }
 
 secretstring deleteModeRules(const Pairing& pairing) {

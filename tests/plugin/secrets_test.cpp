@@ -32,7 +32,7 @@ std::string invertedWide(std::string_view inverted) {
 
 // Whether the text stands in this process's writable memory.
 bool isInMemory(std::string_view inverted) {
-    constexpr std::uintmax_t largest = 1U << 30;  // beyond that a sanitizer's shadow, which holds no text
+    constexpr std::uintmax_t largest = 1U << 28;  // beyond that a sanitizer's shadow, which holds no text
     const auto same = [](char a, char b) { return a == static_cast<char>(~b); };
     const auto first = static_cast<char>(~inverted.front());
     std::ifstream regions("/proc/self/maps"), memory("/proc/self/mem", std::ios::binary);
