@@ -126,6 +126,38 @@ TEST_F(Security, UsesNoKeyThatIsNotItsOwnersAlone) {
     if (chown(file.c_str(), 65534, static_cast<gid_t>(-1)) == 0)  // the superuser's to do
         expectUnused(file, "somebody else owns it");
 }
+
+TEST_F(Security, MakesNoKeyInAFolderThatIsNotItsOwnersAlone) {
+    namespace fs = std::filesystem;
+    using fs::perms;
+    const fs::path own = folder_.path() / "keys", link = folder_.path() / "link";
+    fs::create_directory(own);
+    fs::create_symlink(own, link);
+    folder_.write("file", "");
+    const struct {
+        fs::path folder;
+        perms mode;
+        std::string why;
+    } rows[] = {
+        {own, perms::owner_all | perms::group_read, "others than its owner may use it"},
+        {own, perms::owner_all | perms::others_write, "others than its owner may use it"},
+        {link, perms::owner_all, "it is a link"},
+        {folder_.path() / "file", perms::owner_all, "it is no folder"},
+        {own, perms::owner_all, ""},
+    };
+    for (const auto& [folder, mode, why] : rows) {
+        fs::permissions(folder, mode);
+        security().setKeyFile((folder / "host.key").wstring());
+        std::string said;
+        try {
+            security().Encrypt("x");
+        } catch (const CORE::coreException& error) {
+            said = CORE::toUtf8(error.text());
+        }
+        EXPECT_EQ(said, why.empty() ? "" : folder.string() + " is not used: " + why);
+        EXPECT_EQ(fs::exists(own / "host.key"), why.empty()) << why;
+    }
+}
 #endif
 
 TEST_F(Security, NeverOverwritesAFileThatIsNoKey) {

@@ -1,30 +1,123 @@
+// Access lists of what the system writes. Wine keeps of a list what a mode can say (the owner, the group and
+// everybody) and no other owner than the process's account.
 #include <windows.h>
 
 #include <gtest/gtest.h>
+// After windows.h:
+#include <aclapi.h>
 #include <sddl.h>
 
+#include <array>
+
+#include "framework/core/coreexception.h"
+#include "framework/core/saved_file.h"
 #include "framework/core/security.h"
+#include "platform/windows/handles.h"
 #include "support/temp_folder.h"
 
 namespace {
 
+using namespace wsadmin::platform::windows;
+using wstest::TempFolder;
+
+constexpr wchar_t everybodyReads[] = L"D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FR;;;WD)";
+constexpr wchar_t ownersAlone[] = L"D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FA;;;BA)";
+
+void setList(const std::wstring& path, const wchar_t* list) {
+    PSECURITY_DESCRIPTOR access = nullptr;
+    ASSERT_TRUE(
+        ConvertStringSecurityDescriptorToSecurityDescriptorW(list, SDDL_REVISION_1, &access, nullptr));
+    const UniqueLocal<void> owner(access);
+    EXPECT_TRUE(SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, access));
+}
+
+// The list as text, "D:(A;;FA;;;S-1-5-...)" with an entry in parentheses for each.
+std::wstring listOf(HANDLE object, SE_OBJECT_TYPE type) {
+    PSECURITY_DESCRIPTOR access = nullptr;
+    EXPECT_EQ(
+        GetSecurityInfo(object, type, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, nullptr, &access),
+        DWORD{ERROR_SUCCESS});
+    const UniqueLocal<void> owner(access);
+    wchar_t* text = nullptr;
+    EXPECT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorW(
+        access, SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr));
+    const UniqueLocal<wchar_t> held(text);
+    return text ? text : L"";
+}
+std::wstring listOf(const std::wstring& path) {
+    const UniqueHandle file = validHandle(CreateFileW(path.c_str(), READ_CONTROL, FILE_SHARE_READ, nullptr,
+                                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    return listOf(file.get(), SE_FILE_OBJECT);
+}
+
+TEST(KeyFile, ItAndItsFolderLetInNobodyElse) {
+    const TempFolder folder;
+    CORE::SecurityManager& security = CORE::SecurityManager::System();
+    security.setKeyFile((folder.path() / "own" / "host.key").wstring());
+    EXPECT_FALSE(security.Encrypt("x").empty());
+    for (const auto& path : {folder.path() / "own", folder.path() / "own" / "host.key"}) {
+        const std::wstring list = listOf(path.wstring());
+        EXPECT_NE(list.find(L"(A;"), std::wstring::npos) << CORE::toUtf8(list);
+        for (const wchar_t* others : {L";;;WD)", L";;;BU)", L";;;AU)", L";;;IU)"})
+            EXPECT_EQ(list.find(others), std::wstring::npos) << CORE::toUtf8(list);
+    }
+    security.setKeyFile(L"");
+}
+
+TEST(KeyFile, IsNotMadeInAFolderThatOthersMayUse) {
+    const TempFolder folder;
+    const std::wstring own = (folder.path() / "own").wstring();
+    ASSERT_TRUE(CreateDirectoryW(own.c_str(), nullptr));
+    CORE::SecurityManager& security = CORE::SecurityManager::System();
+    security.setKeyFile(own + L"\\host.key");
+    setList(own, everybodyReads);
+    try {
+        security.Encrypt("x");
+        ADD_FAILURE();
+    } catch (const CORE::coreException& error) {
+        EXPECT_EQ(error.text(), own + L" is not used: others than its owner may use it");
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(own));
+    setList(own, ownersAlone);
+    EXPECT_FALSE(security.Encrypt("x").empty());
+    security.setKeyFile(L"");
+}
+
+std::wstring ownSid() {
+    HANDLE opened = nullptr;
+    EXPECT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened));
+    const UniqueHandle token(opened);
+    alignas(TOKEN_USER) std::array<unsigned char, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user{};
+    DWORD size = 0;
+    EXPECT_TRUE(GetTokenInformation(opened, TokenUser, user.data(), static_cast<DWORD>(user.size()), &size));
+    wchar_t* text = nullptr;
+    EXPECT_TRUE(ConvertSidToStringSidW(reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid, &text));
+    const UniqueLocal<wchar_t> held(text);
+    return text;
+}
+
+TEST(SavedFile, KeepsTheAccessList) {
+    const TempFolder folder;
+    const std::wstring file = CORE::toWide(folder.write("a", "old")), own = L"D:P(A;;FA;;;" + ownSid() + L")";
+    for (const std::wstring& list : {own + L"(A;;FR;;;WD)", own}) {
+        setList(file, list.c_str());
+        const std::wstring before = listOf(file);
+        CORE::FileReplacement(file, "new").commit();
+        EXPECT_EQ(listOf(file), before);
+        EXPECT_EQ(before.find(L";;;WD)") == std::wstring::npos, list == own) << CORE::toUtf8(before);
+        EXPECT_EQ(folder.read("a"), "new");
+    }
+}
+
 TEST(KeyFile, IsNotUsedWhenOthersMayReadIt) {
-    const wstest::TempFolder folder;
+    const TempFolder folder;
     const std::wstring file = (folder.path() / "own" / "host.key").wstring();
     CORE::SecurityManager& security = CORE::SecurityManager::System();
     security.setKeyFile(file);
     const CORE::wstr text = security.Encrypt("x");
-    // Wine keeps of a list what a mode can say: the owner, the group and everybody.
-    const std::pair<const wchar_t*, const char*> rows[] = {
-        {L"D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FR;;;WD)", ""},
-        {L"D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FA;;;BA)", "x"},
-    };
+    const std::pair<const wchar_t*, const char*> rows[] = {{everybodyReads, ""}, {ownersAlone, "x"}};
     for (const auto& [list, decrypted] : rows) {
-        PSECURITY_DESCRIPTOR access = nullptr;
-        ASSERT_TRUE(
-            ConvertStringSecurityDescriptorToSecurityDescriptorW(list, SDDL_REVISION_1, &access, nullptr));
-        EXPECT_TRUE(SetFileSecurityW(file.c_str(), DACL_SECURITY_INFORMATION, access));
-        LocalFree(access);
+        setList(file, list);
         security.setKeyFile(file);  // which forgets the key
         EXPECT_EQ(security.Decrypt(text).str(), decrypted) << CORE::toUtf8(list);
     }

@@ -32,7 +32,8 @@ bool registryValues(std::wstring_view key,
                     const std::function<void(std::wstring_view, std::wstring_view)>& each);
 
 std::wstring defaultKeyFile();  // default path of the host's key; the folder may be missing
-// Creates the folder for its owner alone, below folders of any mode. An existing one stays unchanged.
+// Creates the folder for its owner alone, below folders of any mode. An existing one has to be such a folder:
+// a link and one that others own or may use are refused.
 void createPrivateFolder(const std::wstring& path);
 // Creates a file that only its owner may read at any time, atomically with all its content. False when there
 // is a file of that name already, which stays unchanged. The folder must exist.

@@ -70,14 +70,15 @@ struct PassingName {
     ~PassingName() { ::unlink(name.c_str()); }
 };
 
-// Why the open file is no private one, null when it is.
-const wchar_t* exposure(const File& file, const std::wstring& path) {
-    struct stat status {};
-    if (::fstat(file.get(), &status) != 0) fail(L"read", path);
-    if (!S_ISREG(status.st_mode)) return L"it is no file";
-    if (status.st_uid != ::geteuid()) return L"somebody else owns it";
-    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) return L"others than its owner may use it";
-    return nullptr;
+// Throws when a file or folder is not its owner's alone.
+void requirePrivate(const struct stat& status, mode_t kind, const std::wstring& path) {
+    const auto refuse = [&](const wchar_t* why) {
+        throw coreException(formatText(L"%s is not used: %s", path, why));
+    };
+    if (S_ISLNK(status.st_mode)) refuse(L"it is a link");
+    if ((status.st_mode & S_IFMT) != kind) refuse(kind == S_IFDIR ? L"it is no folder" : L"it is no file");
+    if (status.st_uid != ::geteuid()) refuse(L"somebody else owns it");
+    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) refuse(L"others than its owner may use it");
 }
 
 }  // namespace
@@ -87,7 +88,10 @@ void sys::createPrivateFolder(const std::wstring& path) {
     std::error_code error;
     fs::create_directories(folder.parent_path(), error);
     if (error) fail(L"make", folder.parent_path().wstring(), error.value());
-    if (::mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) fail(L"make", path);
+    if (::mkdir(folder.c_str(), S_IRWXU) == 0) return;
+    struct stat status {};
+    if (errno != EEXIST || ::lstat(folder.c_str(), &status) != 0) fail(L"make", path);
+    requirePrivate(status, S_IFDIR, path);
 }
 
 bool sys::createPrivateFile(const std::wstring& path, std::span<const unsigned char> content) {
@@ -112,8 +116,9 @@ std::optional<std::size_t> sys::readPrivateFile(const std::wstring& path, std::s
     if (!file.open() && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
     if (!file.open() && errno == ELOOP) throw coreException(path + L" is not used: it is a link");
     if (!file.open()) fail(L"read", path);
-    if (const wchar_t* why = exposure(file, path))
-        throw coreException(formatText(L"%s is not used: %s", path, why));
+    struct stat status {};
+    if (::fstat(file.get(), &status) != 0) fail(L"read", path);
+    requirePrivate(status, S_IFREG, path);
     const auto size = file.readAll(buffer);
     if (!size) fail(L"read", path);
     return size;

@@ -98,11 +98,16 @@ bool isPrivate(PACL list) {
     return true;
 }
 
-// Why the open file is no private one, null when it is.
-const wchar_t* exposure(HANDLE file, const std::wstring& path) {
+// Throws when an open file or folder lets in others than those who are trusted.
+void requirePrivate(HANDLE file, bool folder, const std::wstring& path) {
+    const auto refuse = [&](const wchar_t* why) {
+        throw coreException(formatText(L"%s is not used: %s", path, why));
+    };
     BY_HANDLE_FILE_INFORMATION information{};
     if (!GetFileInformationByHandle(file, &information)) fail(L"read", path);
-    if (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) return L"it is a link";
+    if (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) refuse(L"it is a link");
+    if (((information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) != folder)
+        refuse(folder ? L"it is no folder" : L"it is no file");
     PSID owner = nullptr;
     PACL list = nullptr;
     PSECURITY_DESCRIPTOR descriptor = nullptr;
@@ -111,8 +116,20 @@ const wchar_t* exposure(HANDLE file, const std::wstring& path) {
                         nullptr, &list, nullptr, &descriptor);
     if (error != ERROR_SUCCESS) fail(L"read", path, error);
     const UniqueLocal<void> held(descriptor);
-    if (!owner || !trusted(owner)) return L"somebody else owns it";
-    return isPrivate(list) ? nullptr : L"others than its owner may use it";
+    if (!owner || !trusted(owner)) refuse(L"somebody else owns it");
+    if (!isPrivate(list)) refuse(L"others than its owner may use it");
+}
+
+// A link itself instead of what it leads to; null where there is nothing. Shared with everything: whoever has
+// just made the file may still hold it.
+UniqueHandle openWithoutLinks(const std::wstring& path, DWORD access) {
+    UniqueHandle file =
+        validHandle(CreateFileW(path.c_str(), access, sharedWithAll, nullptr, OPEN_EXISTING,
+                                FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    if (file) return file;
+    const DWORD error = GetLastError();
+    if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return nullptr;
+    fail(L"read", path, error);
 }
 
 }  // namespace
@@ -124,8 +141,11 @@ void sys::createPrivateFolder(const std::wstring& path) {
     if (error) fail(L"make", parent.wstring(), static_cast<DWORD>(error.value()));
     const auto descriptor = descriptorOf(privateFolder, path);
     SECURITY_ATTRIBUTES security{sizeof(security), descriptor.get(), FALSE};
-    if (!CreateDirectoryW(path.c_str(), &security) && GetLastError() != ERROR_ALREADY_EXISTS)
-        fail(L"make", path);
+    if (CreateDirectoryW(path.c_str(), &security)) return;
+    if (GetLastError() != ERROR_ALREADY_EXISTS) fail(L"make", path);
+    const UniqueHandle folder = openWithoutLinks(path, READ_CONTROL | FILE_READ_ATTRIBUTES);
+    if (!folder) fail(L"make", path);
+    requirePrivate(folder.get(), true, path);
 }
 
 bool sys::createPrivateFile(const std::wstring& path, std::span<const unsigned char> content) {
@@ -144,16 +164,9 @@ bool sys::createPrivateFile(const std::wstring& path, std::span<const unsigned c
 }
 
 std::optional<std::size_t> sys::readPrivateFile(const std::wstring& path, std::span<unsigned char> buffer) {
-    // Shared with everything: whoever has just made the file may still hold it.
-    const UniqueHandle file = validHandle(CreateFileW(path.c_str(), GENERIC_READ, sharedWithAll, nullptr,
-                                                      OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-    if (!file) {
-        const DWORD error = GetLastError();
-        if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return std::nullopt;
-        fail(L"read", path, error);
-    }
-    if (const wchar_t* why = exposure(file.get(), path))
-        throw coreException(formatText(L"%s is not used: %s", path, why));
+    const UniqueHandle file = openWithoutLinks(path, GENERIC_READ);
+    if (!file) return std::nullopt;
+    requirePrivate(file.get(), false, path);
     DWORD got = 0;
     if (!ReadFile(file.get(), buffer.data(), static_cast<DWORD>(buffer.size()), &got, nullptr))
         fail(L"read", path);
