@@ -109,6 +109,18 @@ TEST(SavedFile, KeepsTheAccessList) {
     }
 }
 
+// Wine keeps this list and lets everybody in all the same.
+TEST(SavedFile, TheLockOfAFolderIsForEveryAccount) {
+    const TempFolder folder;
+    const CORE::FolderLock lock(folder.path());
+    const std::wstring path = CORE::fileBehindLinks(folder.path()).wstring();
+    const auto number = std::hash<std::string>()(CORE::foldText(CORE::toUtf8(path)));
+    const UniqueHandle mutex(
+        OpenMutexW(READ_CONTROL, FALSE, CORE::formatText(L"Global\\ws_admin-saving-%llx", number).c_str()));
+    ASSERT_TRUE(mutex);
+    EXPECT_EQ(listOf(mutex.get(), SE_KERNEL_OBJECT), L"D:P(A;;0x100001;;;AU)");
+}
+
 TEST(KeyFile, IsNotUsedWhenOthersMayReadIt) {
     const TempFolder folder;
     const std::wstring file = (folder.path() / "own" / "host.key").wstring();

@@ -28,6 +28,9 @@ constexpr DWORD sharedWithAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_
 // Full access for the owner, the system and administrators, and nothing inherited; of a folder also for what
 // is in it.
 constexpr wchar_t privateFile[] = L"D:P(A;;FA;;;OW)(A;;FA;;;SY)(A;;FA;;;BA)";
+// To wait for a mutex and release it, for every account of this machine.
+constexpr DWORD useOfMutex = SYNCHRONIZE | MUTEX_MODIFY_STATE;
+constexpr wchar_t everybodysMutex[] = L"D:P(A;;0x100001;;;AU)";
 constexpr wchar_t privateFolder[] = L"D:P(A;OICI;FA;;;OW)(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)";
 
 [[noreturn]] void fail(const wchar_t* what, const std::wstring& path, DWORD error = GetLastError()) {
@@ -243,13 +246,16 @@ struct FolderLock::State {
 };
 
 // Folders cannot be locked, and a lock file would stay behind: a mutex that all processes know by the
-// folder's name.
+// folder's name. Only the rights that waiting needs are asked for: others than the account that made the
+// mutex get no more.
 FolderLock::FolderLock(const fs::path& folder) : state_(new State) {
     constexpr DWORD longestWaitMs = 10000;
     const std::string name = foldText(toUtf8(fileBehindLinks(folder).wstring()));
     const auto number = static_cast<unsigned long long>(std::hash<std::string>()(name));
-    state_->mutex.reset(
-        CreateMutexW(nullptr, FALSE, formatText(L"Global\\ws_admin-saving-%llx", number).c_str()));
+    const auto descriptor = descriptorOf(everybodysMutex, folder.wstring());
+    SECURITY_ATTRIBUTES security{sizeof(security), descriptor.get(), FALSE};
+    state_->mutex.reset(CreateMutexExW(&security, formatText(L"Global\\ws_admin-saving-%llx", number).c_str(),
+                                       0, useOfMutex));
     if (!state_->mutex) fail(L"lock", folder.wstring());
     const DWORD waited = WaitForSingleObject(state_->mutex.get(), longestWaitMs);
     if (waited == WAIT_TIMEOUT) throw coreException(L"Another process is saving in " + folder.wstring());
