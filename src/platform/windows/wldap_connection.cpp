@@ -123,24 +123,24 @@ Result<void> LdapConnection::connectAndBind(const LdapCredentials& credentials) 
 // The least version can be set for the whole machine only, so what was agreed upon is looked at.
 Result<void> LdapConnection::checkTlsVersion() const {
     SecPkgContext_ConnectionInfo info{};
-    if (ldap_get_optionW(handle_.get(), LDAP_OPT_SSL_INFO, &info) != LDAP_SUCCESS) {
-        logSecurityWarning(L"The TLS version of the connection to %s cannot be read", hostOf(endpoint_));
-        return {};
-    }
+    if (ldap_get_optionW(handle_.get(), LDAP_OPT_SSL_INFO, &info) != LDAP_SUCCESS)
+        return fail(tlsFailed(endpoint_, L"the TLS version cannot be read"));
     if ((info.dwProtocol & (SP_PROT_TLS1_2_CLIENT | SP_PROT_TLS1_3_CLIENT)) != 0) return {};
     return fail(tlsFailed(endpoint_, L"the server speaks no TLS 1.2"));
 }
 
-// The client's call for StartTLS has a timeout of its own, some thirty seconds.
+// The client's call for StartTLS has a timeout of its own, some thirty seconds. LDAP_OTHER with a code of the
+// server is the server's refusal. Any other failure may be a handshake that somebody on the way spoils to get
+// at the password: nothing is sent after it.
 Result<void> LdapConnection::protect(bool simple, std::string_view user) const {
     const BindProtection needed = protectionOf(endpoint_, simple);
     if (needed.startTls) {
         ULONG said = LDAP_SUCCESS;
-        ULONG code = ldap_start_tls_sW(handle_.get(), &said, nullptr, nullptr, nullptr);
+        const ULONG code = ldap_start_tls_sW(handle_.get(), &said, nullptr, nullptr, nullptr);
         if (code == LDAP_SUCCESS) return checkTlsVersion();
-        if (code == LDAP_OTHER && said != LDAP_SUCCESS) code = said;  // the server's own answer
-        if (code >= LDAP_SERVER_DOWN) return fail(tlsFailed(endpoint_, ldapErrorText(ldapCodeOf(code))));
-        if (!needed.inClear) return fail(startTlsRefused(endpoint_, ldapErrorText(ldapCodeOf(code))));
+        if (code != LDAP_OTHER || said == LDAP_SUCCESS)
+            return fail(tlsFailed(endpoint_, ldapErrorText(ldapCodeOf(code))));
+        if (!needed.inClear) return fail(startTlsRefused(endpoint_, ldapErrorText(ldapCodeOf(said))));
     }
     if (!needed.inClear) return fail(passwordInClear(endpoint_));
     if (simple && !isThisMachine(endpoint_.host)) warnOfPasswordInClear(endpoint_, user);
