@@ -1,6 +1,7 @@
 // What the adapter of ADSI hands to the platform's library, as the tests' provider sees it.
 #if defined(_WIN32)
 #include <algorithm>
+#include <functional>
 #include <thread>
 
 #include "contract/services_under_test.h"
@@ -96,6 +97,54 @@ TEST_F(Adsi, ARefusalOfItsOwnDoesNotRepeatWhatTheProviderSaidEarlier) {
     const auto malformed = services_->openObject("LDAP://a b/c", {}, adsSecureAuthentication);
     ASSERT_FALSE(malformed);
     EXPECT_EQ(malformed.error().text, adsCodeText(adsBadPathName));
+}
+
+TEST_F(Adsi, AFailureWithoutATextShowsNoneOfAnEarlierCall) {
+    const auto object = services_->openObject(path(), {}, adsSecureAuthentication).value();
+    const auto parent =
+        services_->openObject("LDAP://127.0.0.1/" + directory_.suffix, {}, adsSecureAuthentication).value();
+    const auto search = services_->openSearch(path(), {}, adsSecureAuthentication).value();
+    EXPECT_TRUE(object->put("description", std::string("x")));
+    EXPECT_TRUE(session_->remove(user()));
+    provider_.failWithoutTexts();
+    const auto outcome = [](const auto& result) -> Result<void> {
+        if (!result) return fail(result.error());
+        return {};
+    };
+    const std::pair<const char*, std::function<Result<void>()>> rows[] = {
+        {"get", [&] { return outcome(object->get("info")); }},
+        {"setInfo", [&] { return object->setInfo(); }},
+        {"delete", [&] { return object->deleteObject(); }},
+        {"children", [&] { return outcome(object->children()); }},
+        {"create", [&] { return object->create("user", "CN=x").value()->setInfo(); }},
+        {"remove", [&] { return parent->removeChild("user", "CN=alice"); }},
+        {"move", [&] { return parent->moveHere(path(), "CN=bob"); }},
+        {"search",
+         [&]() -> Result<void> {
+             auto found = search->execute("(cn=*)", {});
+             if (!found) return fail(found.error());
+             return outcome((*found)->next());
+         }},
+    };
+    for (const auto& [what, call] : rows) {
+        wstest::AdsProvider::say(L"of an earlier call");
+        const auto done = call();
+        ASSERT_FALSE(done) << what;
+        EXPECT_EQ(done.error().text.find(L"earlier"), std::wstring::npos)
+            << what << ": " << CORE::toUtf8(done.error().text);
+    }
+}
+
+TEST_F(Adsi, ChildrenWithoutEndAreAFailure) {
+    const auto parent =
+        services_->openObject("LDAP://127.0.0.1/" + directory_.suffix, {}, adsSecureAuthentication).value();
+    provider_.bringNothings(3);
+    EXPECT_EQ(parent->children()->size(), 2U);
+    provider_.bringNothings(2'000'000);
+    const auto endless = parent->children();
+    ASSERT_FALSE(endless);
+    EXPECT_EQ(hexCode(endless.error().code), "80072038");
+    EXPECT_NE(endless.error().text.find(L"1000000 entries (max-entries)"), std::wstring::npos);
 }
 
 TEST_F(Adsi, WhatOneThreadOpensAnotherUses) {

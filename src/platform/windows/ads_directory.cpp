@@ -52,11 +52,10 @@ class AdsDirectoryServices final : public DirectoryServices {
         const std::wstring user = CORE::toWide(credentials.user);
         WideSecret password(credentials.password.view());
         void* opened = nullptr;
-        // A failure without an error of its own would show that of an earlier call.
-        ADsSetLastError(ERROR_SUCCESS, nullptr, nullptr);
-        const HRESULT hr =
-            ADsOpenObject(name.c_str(), orNull(user), orNull(password.text()), flags, id, &opened);
-        if (FAILED(hr)) return fail(adsFailure(hr));
+        const auto done = callAds([&] {
+            return ADsOpenObject(name.c_str(), orNull(user), orNull(password.text()), flags, id, &opened);
+        });
+        if (!done) return fail(done.error());
         return UniqueCom<T>(static_cast<T*>(opened));
     }
 
@@ -75,6 +74,7 @@ Failure adsFailure(HRESULT code) {
         extended = 0;
         info[0] = L'\0';
     }
+    ADsSetLastError(ERROR_SUCCESS, nullptr, nullptr);
     return {number, directoryErrorText(number, codeText(number), extended, info.data())};
 }
 

@@ -14,8 +14,19 @@
 
 namespace wsadmin::platform::windows {
 
+inline constexpr int adsResultsTooLarge = static_cast<int>(0x80072038);
+
 // The failure for a code, with what the provider said last on this thread.
 Failure adsFailure(HRESULT code);
+// Calls ADSI. What the provider said of an earlier call is cleared before: a failure without a text of its
+// own would show that one.
+template <class Call>
+Result<HRESULT> callAds(Call call) {
+    ADsSetLastError(ERROR_SUCCESS, nullptr, nullptr);
+    const HRESULT hr = call();
+    if (FAILED(hr)) return fail(adsFailure(hr));
+    return hr;
+}
 // A refusal of our own: the provider was not asked, so what it said last does not belong here.
 Failure adsRefusal(int code);
 

@@ -1,5 +1,6 @@
 // Objects by ADSI.
 
+#include "platform/ldap/ldap_limits.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/ldap_session.h"
 #include "platform/windows/ads_directory.h"
@@ -14,8 +15,9 @@ tl::unexpected<Failure> refuse(AdsCode code) {
     return fail(adsRefusal(code));
 }
 
-Result<void> reported(HRESULT hr) {
-    if (FAILED(hr)) return fail(adsFailure(hr));
+template <class Call>
+Result<void> call(Call function) {
+    if (const auto done = callAds(function); !done) return fail(done.error());
     return {};
 }
 
@@ -55,8 +57,8 @@ class AdsObject final : public DirectoryObject {
         if (name.empty()) return refuse(adsBadParameter);
         if (auto current = refresh(); !current) return current;
         Variant variant;
-        if (const HRESULT hr = toVariant(value, variant); FAILED(hr)) return reported(hr);
-        return reported(object_->Put(Bstr(name).get(), variant.get()));
+        if (const HRESULT hr = toVariant(value, variant); FAILED(hr)) return fail(adsRefusal(hr));
+        return call([&] { return object_->Put(Bstr(name).get(), variant.get()); });
     }
     Result<void> putEx(PutOperation operation, std::string_view name,
                        const std::vector<DirectoryValue>& values) override {
@@ -65,12 +67,13 @@ class AdsObject final : public DirectoryObject {
         if (auto current = refresh(); !current) return current;
         Variant variant;
         if (!clears)
-            if (const HRESULT hr = toVariantArray(values, variant); FAILED(hr)) return reported(hr);
-        return reported(object_->PutEx(static_cast<__LONG32>(operation), Bstr(name).get(), variant.get()));
+            if (const HRESULT hr = toVariantArray(values, variant); FAILED(hr)) return fail(adsRefusal(hr));
+        return call([&] {
+            return object_->PutEx(static_cast<__LONG32>(operation), Bstr(name).get(), variant.get());
+        });
     }
     Result<void> setInfo() override {
-        const HRESULT hr = object_->SetInfo();
-        if (FAILED(hr)) return reported(hr);
+        if (auto written = call([&] { return object_->SetInfo(); }); !written) return written;
         isNew_ = false;
         stale_ = true;
         return {};
@@ -84,8 +87,9 @@ class AdsObject final : public DirectoryObject {
         const auto container = containerOf();
         if (!container) return refuse(adsNotImplemented);
         IDispatch* made = nullptr;
-        const HRESULT hr = container->Create(Bstr(objectClass).get(), name->get(), &made);
-        if (FAILED(hr)) return fail(adsFailure(hr));
+        const auto created =
+            callAds([&] { return container->Create(Bstr(objectClass).get(), name->get(), &made); });
+        if (!created) return fail(created.error());
         const UniqueCom<IDispatch> owner(made);
         auto child = queryCom<IADs>(made, IID_IADs);
         if (!child) return refuse(adsNotImplemented);
@@ -94,14 +98,14 @@ class AdsObject final : public DirectoryObject {
     Result<void> deleteObject() override {
         const auto deletion = queryCom<IADsDeleteOps>(object_.get(), IID_IADsDeleteOps);
         if (!deletion) return refuse(adsNotImplemented);
-        return reported(deletion->DeleteObject(0));
+        return call([&] { return deletion->DeleteObject(0); });
     }
     Result<void> removeChild(std::string_view objectClass, std::string_view rdn) override {
         const auto name = childName(rdn);
         if (!name) return refuse(adsBadPathName);
         const auto container = containerOf();
         if (!container) return refuse(adsNotImplemented);
-        return reported(container->Delete(Bstr(objectClass).get(), name->get()));
+        return call([&] { return container->Delete(Bstr(objectClass).get(), name->get()); });
     }
     Result<void> moveHere(std::string_view path, std::string_view newRdn) override {
         const auto from = parseDirectoryPath(path);
@@ -110,35 +114,38 @@ class AdsObject final : public DirectoryObject {
         const auto container = containerOf();
         if (!container) return refuse(adsNotImplemented);
         IDispatch* moved = nullptr;
-        const HRESULT hr =
-            container->MoveHere(Bstr(std::string_view(directoryPathText(*from))).get(), name->get(), &moved);
+        const Bstr source(std::string_view(directoryPathText(*from)));
+        auto outcome = call([&] { return container->MoveHere(source.get(), name->get(), &moved); });
         const UniqueCom<IDispatch> owner(moved);
-        return reported(hr);
+        return outcome;
     }
 
     Result<std::vector<std::string>> children() override {
         const auto container = containerOf();
         if (!container) return refuse(adsNotImplemented);
         IEnumVARIANT* made = nullptr;
-        HRESULT hr = ADsBuildEnumerator(container.get(), &made);
-        if (FAILED(hr)) return fail(adsFailure(hr));
+        if (auto built = call([&] { return ADsBuildEnumerator(container.get(), &made); }); !built)
+            return fail(built.error());
         const std::unique_ptr<IEnumVARIANT, Freer<ADsFreeEnumerator>> enumerator(made);
-        std::vector<std::string> paths;
-        while (paths.size() < LdapLimits{}.entries) {
+        LdapAllowance allowance{LdapLimits{}};
+        for (std::vector<std::string> paths;;) {
             Variant child;
             ULONG fetched = 0;
-            hr = ADsEnumerateNext(enumerator.get(), 1, child.receive(), &fetched);
-            if (FAILED(hr)) return fail(adsFailure(hr));
+            const auto next =
+                call([&] { return ADsEnumerateNext(enumerator.get(), 1, child.receive(), &fetched); });
+            if (!next) return fail(next.error());
             if (fetched == 0) return paths;
+            // Each counts, also what is no entry: a provider may bring it without end.
+            if (auto within = allowance.take(std::uint64_t{0}); !within)
+                return fail(adsResultsTooLarge, within.error().text);
             if (V_VT(&child.get()) != VT_DISPATCH) continue;
             if (const auto entry = queryCom<IADs>(V_DISPATCH(&child.get()), IID_IADs)) {
                 Bstr path;
-                hr = entry->get_ADsPath(path.receive());
-                if (FAILED(hr)) return fail(adsFailure(hr));
+                if (auto read = call([&] { return entry->get_ADsPath(path.receive()); }); !read)
+                    return fail(read.error());
                 paths.push_back(path.utf8());
             }
         }
-        return refuse(adsTimeout);
     }
 
   private:
@@ -152,8 +159,7 @@ class AdsObject final : public DirectoryObject {
     // its setInfo: it would undo the put.
     Result<void> refresh() {
         if (!stale_) return {};
-        const HRESULT hr = object_->GetInfo();
-        if (FAILED(hr)) return reported(hr);
+        if (auto read = call([&] { return object_->GetInfo(); }); !read) return read;
         stale_ = false;
         return {};
     }
@@ -162,15 +168,19 @@ class AdsObject final : public DirectoryObject {
         if (auto current = refresh(); !current) return fail(current.error());
         const Bstr wide(name);
         Variant found;
-        HRESULT hr = (object_.get()->*reader)(wide.get(), found.receive());
-        if (static_cast<int>(hr) == adsPropertyNotFound && !isNew_) {
+        const auto readCached = [&] {
+            return call([&] { return (object_.get()->*reader)(wide.get(), found.receive()); });
+        };
+        auto done = readCached();
+        if (!done && done.error().code == adsPropertyNotFound && !isNew_) {
             // Constructed attributes come only when they are asked for by name.
             Variant names;
-            hr = toVariantArray({std::string(name)}, names);
-            if (SUCCEEDED(hr)) hr = object_->GetInfoEx(names.get(), 0);
-            if (SUCCEEDED(hr)) hr = (object_.get()->*reader)(wide.get(), found.receive());
+            if (const HRESULT hr = toVariantArray({std::string(name)}, names); FAILED(hr))
+                return fail(adsRefusal(hr));
+            done = call([&] { return object_->GetInfoEx(names.get(), 0); });
+            if (done) done = readCached();
         }
-        if (FAILED(hr)) return fail(adsFailure(hr));
+        if (!done) return fail(done.error());
         auto values = variantValues(found.get());
         if (values.empty()) return refuse(adsPropertyNotFound);
         return values;

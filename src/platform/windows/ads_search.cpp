@@ -10,7 +10,6 @@ namespace wsadmin::platform::windows {
 namespace {
 
 constexpr int filterUnknown = static_cast<int>(0x8007203E);
-constexpr int resultsTooLarge = static_cast<int>(0x80072038);
 
 // The directory-search interface with what is known of its connection; its rows share it.
 struct SearchedObject {
@@ -18,11 +17,17 @@ struct SearchedObject {
     UniqueCom<IDirectorySearch> search;
     std::atomic<bool> lost{false};
 
-    Failure failure(HRESULT code) {
-        constexpr HRESULT networkLost = static_cast<HRESULT>(0x8007203B);  // the client's "local error"
-        const int number = static_cast<int>(code);
-        if (number == adsServerDown || number == adsTimeout || code == networkLost) lost.store(true);
-        return adsFailure(code);
+    Failure noted(Failure failure) {
+        constexpr int networkLost = static_cast<int>(0x8007203B);  // the client's "local error"
+        if (failure.code == adsServerDown || failure.code == adsTimeout || failure.code == networkLost)
+            lost.store(true);
+        return failure;
+    }
+    template <class Call>
+    Result<HRESULT> call(Call function) {
+        auto done = callAds(function);
+        if (!done) return fail(noted(done.error()));
+        return done;
     }
 };
 
@@ -37,16 +42,16 @@ class AdsRows final : public DirectoryRows {
     Result<bool> next() override {
         if (finished_) return false;
         const auto asked = std::chrono::steady_clock::now();
-        const HRESULT hr = nextRow();
-        onRow_ = hr == S_OK;
+        const auto row = nextRow();
+        onRow_ = row && *row == S_OK;
         finished_ = !onRow_;
-        if (FAILED(hr)) return fail(connection_->failure(hr));
+        if (!row) return fail(row.error());
         auto within = allowance_.wait(std::chrono::steady_clock::now() - asked);
         if (within && onRow_) within = allowance_.take(std::uint64_t{0});  // of sizes ADSI says nothing
         if (within) return onRow_;
         onRow_ = false;
         finished_ = true;
-        return fail(within.error().code == ldapTimeout ? static_cast<int>(adsTimeout) : resultsTooLarge,
+        return fail(within.error().code == ldapTimeout ? static_cast<int>(adsTimeout) : adsResultsTooLarge,
                     within.error().text);
     }
 
@@ -54,9 +59,10 @@ class AdsRows final : public DirectoryRows {
         if (!onRow_) return fail(adsRefusal(adsBadParameter));
         std::wstring wide = CORE::toWide(name);
         ADS_SEARCH_COLUMN column{};
-        const HRESULT hr = search().GetColumn(handle_, wide.data(), &column);
-        if (hr == E_ADS_COLUMN_NOT_SET) return std::nullopt;
-        if (FAILED(hr)) return fail(connection_->failure(hr));
+        const auto read =
+            connection_->call([&] { return search().GetColumn(handle_, wide.data(), &column); });
+        if (!read && read.error().code == static_cast<int>(E_ADS_COLUMN_NOT_SET)) return std::nullopt;
+        if (!read) return fail(read.error());
         DirectoryColumn found{std::string(name), columnValues(column)};
         search().FreeColumn(&column);
         return found;
@@ -66,13 +72,14 @@ class AdsRows final : public DirectoryRows {
         if (!onRow_) return fail(adsRefusal(adsBadParameter));
         std::vector<std::string> names;
         LPWSTR name = nullptr;
-        HRESULT hr = S_OK;
-        while ((hr = search().GetNextColumnName(handle_, &name)) == S_OK && name) {
+        while (true) {
+            const auto more = connection_->call([&] { return search().GetNextColumnName(handle_, &name); });
+            if (!more) return fail(more.error());
+            if (*more != S_OK || !name) break;
             names.push_back(CORE::toUtf8(name));
             FreeADsMem(name);
             name = nullptr;
         }
-        if (FAILED(hr)) return fail(connection_->failure(hr));
         std::vector<DirectoryColumn> all;
         for (const std::string& each : names) {
             auto found = column(each);
@@ -86,17 +93,16 @@ class AdsRows final : public DirectoryRows {
     IDirectorySearch& search() const { return *connection_->search; }
 
     // Between two pages the provider may say that there are no more rows, and that there is more data.
-    HRESULT nextRow() {
+    Result<HRESULT> nextRow() {
         constexpr int mostEmptyPages = 1000;  // in a row
-        HRESULT hr = S_OK;
-        int pages = 0;
-        do {
-            if (++pages > mostEmptyPages) return static_cast<HRESULT>(adsTimeout);
-            ADsSetLastError(ERROR_SUCCESS, nullptr, nullptr);
-            hr = started_ ? search().GetNextRow(handle_) : search().GetFirstRow(handle_);
-            started_ = true;
-        } while (hr == S_ADS_NOMORE_ROWS && hasMoreData());
-        return hr;
+        for (int pages = 0; pages < mostEmptyPages; ++pages) {
+            auto row = connection_->call([this] {
+                return std::exchange(started_, true) ? search().GetNextRow(handle_)
+                                                     : search().GetFirstRow(handle_);
+            });
+            if (!row || *row != S_ADS_NOMORE_ROWS || !hasMoreData()) return row;
+        }
+        return fail(connection_->noted(adsRefusal(adsTimeout)));
     }
 
     static bool hasMoreData() {
@@ -134,9 +140,10 @@ class AdsSearch final : public DirectorySearch {
             info.vValue.dwType = ADSTYPE_INTEGER;
             info.vValue.Integer = static_cast<DWORD>(value);
         }
-        const HRESULT hr = connection_->search->SetSearchPreference(&info, 1);
-        if (FAILED(hr)) return fail(connection_->failure(hr));
-        const bool refused = hr == S_ADS_ERRORSOCCURRED && info.dwStatus != ADS_STATUS_S_OK;
+        const auto set =
+            connection_->call([&] { return connection_->search->SetSearchPreference(&info, 1); });
+        if (!set) return fail(set.error());
+        const bool refused = *set == S_ADS_ERRORSOCCURRED && info.dwStatus != ADS_STATUS_S_OK;
         if (refused) return fail(adsRefusal(adsBadParameter));
         return {};
     }
@@ -153,10 +160,12 @@ class AdsSearch final : public DirectorySearch {
         for (std::wstring& name : names) pointers.push_back(name.data());
         constexpr auto allAttributes = static_cast<DWORD>(-1);
         ADS_SEARCH_HANDLE handle = nullptr;
-        const HRESULT hr = connection_->search->ExecuteSearch(
-            text.data(), pointers.empty() ? nullptr : pointers.data(),
-            pointers.empty() ? allAttributes : static_cast<DWORD>(pointers.size()), &handle);
-        if (FAILED(hr)) return fail(connection_->failure(hr));
+        const auto sent = connection_->call([&] {
+            return connection_->search->ExecuteSearch(
+                text.data(), pointers.empty() ? nullptr : pointers.data(),
+                pointers.empty() ? allAttributes : static_cast<DWORD>(pointers.size()), &handle);
+        });
+        if (!sent) return fail(sent.error());
         return std::make_unique<AdsRows>(connection_, handle);
     }
 

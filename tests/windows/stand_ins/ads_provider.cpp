@@ -19,6 +19,7 @@ struct Backend {
     std::shared_ptr<DirectoryServices> services;
     std::mutex mutex;
     std::vector<std::string> calls;
+    int nothings = 0;
 
     void record(std::string call) {
         const std::lock_guard hold(mutex);
@@ -32,11 +33,14 @@ struct Opening {
     std::uint32_t flags = 0;
 };
 
+bool tellsTexts = true;
+
 // A failure as a provider tells it: the code, and more for who asks.
 template <class T>
 HRESULT hresultOf(const T& result) {
     if (result) return S_OK;
-    ADsSetLastError(static_cast<DWORD>(result.error().code) & 0xffff, L"as the directory says", L"test");
+    if (tellsTexts)
+        ADsSetLastError(static_cast<DWORD>(result.error().code) & 0xffff, L"as the directory says", L"test");
     return static_cast<HRESULT>(result.error().code);
 }
 
@@ -248,6 +252,8 @@ class Children final : public ComObject<IEnumVARIANT> {
     }
     HRESULT WINAPI Next(ULONG count, VARIANT* values, ULONG* fetched) override {
         ULONG given = 0;
+        for (; given < count && opening_.backend->nothings > 0; ++given, --opening_.backend->nothings)
+            VariantInit(&values[given]);
         for (; given < count && at_ < paths_.size(); ++given) {
             auto child =
                 opening_.backend->services->openObject(paths_[at_++], opening_.credentials, opening_.flags);
@@ -340,6 +346,7 @@ struct AdsProvider::State {
 AdsProvider::AdsProvider(std::shared_ptr<DirectoryServices> behind) : state_(std::make_unique<State>()) {
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     state_->backend = std::make_shared<Backend>();
+    tellsTexts = true;
     state_->backend->services = std::move(behind);
     setDefaultValue(gcKey, L"WsTestGlobalCatalog");
     setDefaultValue(std::wstring(gcClassKey) + L"\\CLSID", gcClassText);
@@ -363,6 +370,18 @@ AdsProvider::~AdsProvider() {
 std::vector<std::string> AdsProvider::calls() const {
     const std::lock_guard hold(state_->backend->mutex);
     return state_->backend->calls;
+}
+
+void AdsProvider::say(const wchar_t* text) {
+    ADsSetLastError(ERROR_ACCESS_DENIED, text, L"test");
+}
+
+void AdsProvider::failWithoutTexts() {
+    tellsTexts = false;
+}
+
+void AdsProvider::bringNothings(int count) {
+    state_->backend->nothings = count;
 }
 
 int AdsProvider::liveObjects() const {

@@ -21,7 +21,10 @@ class AdsProvider {
     // What was called of the COM interfaces, in order, and with what: "open PATH USER PASSWORD FLAGS" and so
     // on.
     std::vector<std::string> calls() const;
-    int liveObjects() const;  // COM objects that somebody still holds
+    static void say(const wchar_t* text);  // on this thread, as the text of a failure
+    void failWithoutTexts();               // from now on
+    void bringNothings(int count);         // before the children of an entry: values that are no objects
+    int liveObjects() const;               // COM objects that somebody still holds
 
   private:
     struct State;
