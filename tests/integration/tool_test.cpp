@@ -1,6 +1,8 @@
 // What belongs to the tool and its servers rather than to an operation.
 #include <gtest/gtest.h>
 
+#include <regex>
+
 #include "integration/directory.h"
 #include "integration/tool.h"
 #include "support/temp_folder.h"
@@ -24,6 +26,14 @@ TEST(SampleLab, GivesBothBuildsTheSameAnswers) {
         EXPECT_EQ(windows.json, native.json) << windows.errors;
         EXPECT_EQ(windows.status, native.status);
     }
+}
+
+// Wine draws its console on the terminal letter by letter, with a movement for a blank.
+TEST(SampleLab, IsNamedOnTheConsoleOfWindows) {
+    const std::string tool = WS_SOURCE_DIR "/build/windows/bin/hdqadmin.exe getAppdataLocation";
+    const Outcome shown = run({"script", "-qec", "wine " + tool, "/dev/null"});
+    const std::string text = std::regex_replace(shown.output, std::regex("\x1b\\[[0-9;?]*[A-Za-z]"), "");
+    EXPECT_NE(text.find("hdqadmin:worksonthelab"), std::string::npos) << text;
 }
 
 // On a server of its own, because Samba lets nobody delete the container while it runs.
