@@ -62,7 +62,7 @@ void ours(benchmark::State& state) {
         (void)unused;
         auto search = pool->getConnection(binding);
         benchmark::DoNotOptimize(search);
-        pool->releaseConnection(search);
+        if (search) pool->releaseConnection(*search);
     }
 }
 
