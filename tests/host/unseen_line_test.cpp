@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <string>
 
 #include "framework/core/console.h"
@@ -17,7 +18,10 @@ template <class Child>
 std::string showTerminal(const std::string& typed, int& status, Child child) {
     int terminal = -1;
     const pid_t process = forkpty(&terminal, nullptr, nullptr, nullptr);
-    if (process == 0) _exit(child());
+    if (process == 0) {
+        std::signal(SIGINT, SIG_DFL);  // a shell may have started the tests with it ignored
+        _exit(child());
+    }
     std::string shown;
     char c = 0;
     bool answered = false;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/platform.h"
+#include "support/thread_sanitizer.h"
 
 namespace sweep {
 
@@ -27,11 +28,8 @@ struct CodesOfCalls {
 };
 
 // Of so many calls of one kind each fails with all its codes, of further ones with one of them in turn.
-#ifdef __SANITIZE_THREAD__
-inline constexpr std::size_t manyOfAKind = 0;  // the thread sanitizer makes each run twenty times longer
-#else
-inline constexpr std::size_t manyOfAKind = 3;
-#endif
+inline constexpr std::size_t manyOfAKind = wstest::underThreadSanitizer ? 0 : 3;
+inline constexpr std::size_t mostOfAKind = wstest::underThreadSanitizer ? 3 : 1'000'000;
 
 inline constexpr int answeredWithError = 1, notHandled = 2;  // of a message
 

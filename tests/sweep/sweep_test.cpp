@@ -134,6 +134,7 @@ class Sweep : public testing::TestWithParam<const Operation*> {
             if (sideBySide && call.occurrence > 1) continue;
             const std::vector<Code>& codes = codesOf(call.name);
             const std::size_t number = ofKind[kindOf(call.name)]++;
+            if (number >= mostOfAKind) continue;
             for (std::size_t i = 0; i < codes.size(); ++i)
                 if (number < manyOfAKind || number % codes.size() == i)
                     faults.push_back({call.name, sideBySide ? PortFault::every : call.occurrence,
@@ -172,7 +173,7 @@ class Sweep : public testing::TestWithParam<const Operation*> {
 TEST_P(Sweep, AFailingCallIsToldOrMadeUpFor) {
     sweep(GetParam()->example);
     for (const std::string& keys : data_.requests) sweep(CORE::toWide(keys));
-    if (manyOfAKind == 0) return;
+    if (wstest::underThreadSanitizer) return;
     // No row outlives what it excuses.
     for (const PartialAnswer& row : data_.partialAnswers)
         EXPECT_TRUE(used_.contains(&row)) << row.fault << ": " << row.why;
