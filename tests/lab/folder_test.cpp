@@ -6,6 +6,7 @@
 #include <csignal>
 #include <filesystem>
 #include <map>
+#include <stdexcept>
 #include <thread>
 
 #include "lab/directory_fixture.h"
@@ -64,7 +65,7 @@ class Saving : public testing::Test {
     }
     std::shared_ptr<Platform> open() {
         auto platform = openLab(folder_);
-        EXPECT_TRUE(platform) << failureText(platform.error());
+        if (!platform) throw std::runtime_error(failureText(platform.error()));
         return *platform;
     }
     std::unique_ptr<LdapSession> session(Platform& platform) {

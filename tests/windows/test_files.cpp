@@ -109,6 +109,17 @@ TEST(SavedFile, KeepsTheAccessList) {
     }
 }
 
+// As whoever puts a new file in its place does for a moment.
+TEST(SavedFile, IsReadWhileItIsRenamed) {
+    const TempFolder folder;
+    const std::string file = folder.write("a", "old");
+    const UniqueHandle renaming =
+        validHandle(CreateFileW(CORE::toWide(file).c_str(), DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                nullptr, OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(renaming);
+    EXPECT_EQ(CORE::contentOf(file), "old");
+}
+
 // Wine keeps this list and lets everybody in all the same.
 TEST(SavedFile, TheLockOfAFolderIsForEveryAccount) {
     const TempFolder folder;

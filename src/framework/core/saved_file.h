@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "framework/core/export.h"
@@ -12,6 +13,9 @@ namespace CORE {
 
 // Where the file really stands, behind all links. It must exist.
 MFWCORE_API std::filesystem::path fileBehindLinks(const std::filesystem::path& file);
+
+// The content of a file that others may replace meanwhile: the old one or the new one.
+MFWCORE_API std::string contentOf(const std::filesystem::path& file);
 
 // The new content of a file that exists, written and synchronised beside it under a name that nobody can
 // foretell. Links are followed; mode or access list stay and, where the system permits it, the owner. A file

@@ -1,9 +1,7 @@
 #include "platform/lab/lab_platform.h"
 
-#include <fstream>
 #include <list>
 #include <set>
-#include <sstream>
 
 #include "framework/core/coreexception.h"
 #include "framework/core/corestring.h"
@@ -22,11 +20,11 @@ namespace fs = std::filesystem;
 constexpr char machineFile[] = "machine.toml";
 
 Result<std::string> readFile(const fs::path& path) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) return fail(1, L"the file cannot be read");
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return std::string(CORE::withoutByteOrderMark(text.view()));
+    try {
+        return std::string(CORE::withoutByteOrderMark(CORE::contentOf(path)));
+    } catch (const CORE::coreException&) {
+        return fail(1, L"the file cannot be read");
+    }
 }
 
 // A file of the lab, with what tells its content from any other.

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -129,6 +130,19 @@ fs::path fileBehindLinks(const fs::path& file) {
     fs::path found = fs::canonical(file, error);
     if (error) fail(L"find", file.wstring(), error.value());
     return found;
+}
+
+std::string contentOf(const fs::path& file) {
+    const File open(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!open.open()) fail(L"read", file.wstring());
+    std::string content;
+    std::array<unsigned char, 1 << 16> block;
+    for (;;) {
+        const auto got = open.readAll(block);
+        if (!got) fail(L"read", file.wstring());
+        content.append(reinterpret_cast<const char*>(block.data()), *got);
+        if (*got < block.size()) return content;
+    }
 }
 
 FileReplacement::FileReplacement(const fs::path& file, std::string_view content)

@@ -191,6 +191,20 @@ fs::path fileBehindLinks(const fs::path& file) {
     }
 }
 
+// The C++ library's streams let nobody else delete or rename an open file, so they cannot open one either
+// while it is being renamed.
+std::string contentOf(const fs::path& file) {
+    const UniqueHandle open = validHandle(CreateFileW(file.c_str(), GENERIC_READ, sharedWithAll, nullptr,
+                                                      OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    if (!open) fail(L"read", file.wstring());
+    std::string content;
+    std::string block(1 << 16, '\0');
+    for (DWORD got = 1; got > 0; content.append(block, 0, got))
+        if (!ReadFile(open.get(), block.data(), static_cast<DWORD>(block.size()), &got, nullptr))
+            fail(L"read", file.wstring());
+    return content;
+}
+
 FileReplacement::FileReplacement(const fs::path& file, std::string_view content)
     : file_(fileBehindLinks(file)) {
     const DWORD attributes = GetFileAttributesW(file_.c_str());
