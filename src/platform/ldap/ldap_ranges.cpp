@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <memory>
-
-#include "platform/ldap/ldap_limits.h"
+#include <iterator>
 
 namespace wsadmin::platform {
 
@@ -53,34 +51,50 @@ std::optional<ValueRange> valueRange(std::string_view name) {
     return ValueRange{*first, last};
 }
 
+Result<bool> isLastRange(const LdapAttribute& range, std::size_t first) {
+    const auto stated = valueRange(range.name);
+    if (stated && stated->first == first && (stated->last || !range.values.empty())) return stated->last;
+    return fail(ldapDecodingError, L"The directory gives ranges of values that do not join");
+}
+
+std::string_view withoutRange(std::string_view name) noexcept {
+    return isRange(name) ? name.substr(0, optionOf(name)) : name;
+}
+
+Result<LdapAttribute> readRange(LdapSession& session, const std::string& dn, const std::string& attribute,
+                                std::size_t first, LdapAllowance& allowance) {
+    const auto asked = std::chrono::steady_clock::now();
+    auto found =
+        session.search({.base = dn,
+                        .scope = LdapScope::base,
+                        .filter = "(objectClass=*)",
+                        .attributes = {attribute + std::string(rangeOption) + std::to_string(first) + "-*"},
+                        .spent = allowance.spent()});
+    if (!found) return fail(found.error());
+    if (auto ok = allowance.wait(std::chrono::steady_clock::now() - asked); !ok) return fail(ok.error());
+    if (found->entries.empty()) return fail(ldapFailure(ldapNoSuchObject));
+    auto& attributes = found->entries.front().attributes;
+    const auto range = std::ranges::find_if(
+        attributes, [&](const LdapAttribute& each) { return isRangeOf(each.name, attribute); });
+    if (range == attributes.end()) return fail(ldapFailure(ldapNoSuchAttribute));
+    return std::move(*range);
+}
+
 Result<std::vector<std::string>> allValues(LdapSession& session, const std::string& dn,
                                            const LdapAttribute& attribute) {
-    const std::string name = attribute.name.substr(0, optionOf(attribute.name));
+    const std::string name(withoutRange(attribute.name));
     std::vector<std::string> values;
     LdapAllowance allowance(session.limits());
-    Result<LdapSearchResult> found;
-    for (const LdapAttribute* part = &attribute;;) {
-        const auto range = valueRange(part->name);
-        const bool joins = range && range->first == values.size() && (range->last || !part->values.empty());
-        if (!joins) return fail(ldapDecodingError, L"The directory gives ranges of values that do not join");
-        for (const std::string& value : part->values)
+    for (LdapAttribute part = attribute;;) {
+        const auto last = isLastRange(part, values.size());
+        if (!last) return fail(last.error());
+        for (const std::string& value : part.values)
             if (auto ok = allowance.take(value.size()); !ok) return fail(ok.error());
-        values.insert(values.end(), part->values.begin(), part->values.end());
-        if (range->last) return values;
-        const auto asked = std::chrono::steady_clock::now();
-        found = session.search(
-            {.base = dn,
-             .scope = LdapScope::base,
-             .filter = "(objectClass=*)",
-             .attributes = {name + std::string(rangeOption) + std::to_string(values.size()) + "-*"},
-             .spent = allowance.spent()});
-        if (!found) return fail(found.error());
-        if (auto ok = allowance.wait(std::chrono::steady_clock::now() - asked); !ok) return fail(ok.error());
-        if (found->entries.empty()) return fail(ldapFailure(ldapNoSuchObject));
-        const auto& attributes = found->entries.front().attributes;
-        part = std::to_address(std::ranges::find_if(
-            attributes, [&](const LdapAttribute& each) { return isRangeOf(each.name, name); }));
-        if (part == std::to_address(attributes.end())) return fail(ldapFailure(ldapNoSuchAttribute));
+        std::ranges::move(part.values, std::back_inserter(values));
+        if (*last) return values;
+        auto more = readRange(session, dn, name, values.size(), allowance);
+        if (!more) return fail(more.error());
+        part = std::move(*more);
     }
 }
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/ldap_session.h"
+#include "platform/ldap/ldap_limits.h"
 
 namespace wsadmin::platform {
 
@@ -20,6 +20,18 @@ struct ValueRange {
     bool last = true;
 };
 std::optional<ValueRange> valueRange(std::string_view name);
+
+// Whether a range is the attribute's last one. Fails (84) where it does not begin with that value, or has
+// none.
+Result<bool> isLastRange(const LdapAttribute& range, std::size_t first);
+
+// An attribute's name without its range.
+std::string_view withoutRange(std::string_view name) noexcept;
+
+// The range of values that begins with that one, as long as the directory makes it. Fails with 16 where the
+// entry has no such values.
+Result<LdapAttribute> readRange(LdapSession& session, const std::string& dn, const std::string& attribute,
+                                std::size_t first, LdapAllowance& allowance);
 
 // All values of an attribute of an entry that was read: what it does not hold yet is asked for range by
 // range. Fails where the ranges do not join, and where all of them together exceed the session's limits.
