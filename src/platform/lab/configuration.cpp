@@ -82,7 +82,9 @@ void Directory::makeSchemaEntries(const std::string& schemaDn) {
                                                  {"oMSyntax", {numbers.oMSyntax}},
                                                  {"isSingleValued", {type.single ? "TRUE" : "FALSE"}}};
         if (type.link != 0) attributes.push_back({"linkID", {std::to_string(type.link)}});
-        makeEntry("CN=" + type.name + "," + schemaDn, std::move(attributes));
+        // As in real directories the schema's entry of an entry's own name is not named as the attribute is.
+        const std::string name = id == attrDistinguishedName ? "Obj-Dist-Name" : type.name;
+        makeEntry("CN=" + name + "," + schemaDn, std::move(attributes));
     }
     for (const auto& known : store_.schema.classes())
         makeEntry("CN=" + known.name + "," + schemaDn,
