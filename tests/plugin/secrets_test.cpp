@@ -4,12 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 
 #include "framework/core/message.h"
 #include "plugin/loaded_module.h"
 #include "support/log_capture.h"
+#include "support/process_memory.h"
 
 namespace {
 
@@ -31,29 +30,6 @@ std::string invertedWide(std::string_view inverted) {
     return wide;
 }
 
-// Whether the text stands in this process's writable memory.
-bool isInMemory(std::string_view inverted) {
-    constexpr std::uintmax_t largest = 1U << 28;  // beyond that a sanitizer's shadow, which holds no text
-    const auto same = [](char a, char b) { return a == static_cast<char>(~b); };
-    const auto first = static_cast<char>(~inverted.front());
-    std::ifstream regions("/proc/self/maps"), memory("/proc/self/mem", std::ios::binary);
-    for (std::string line; std::getline(regions, line);) {
-        std::uintmax_t begin = 0, end = 0;
-        std::string rights;
-        char dash = 0;
-        std::istringstream(line) >> std::hex >> begin >> dash >> end >> rights;
-        if (!rights.starts_with("rw") || end - begin > largest) continue;
-        std::vector<char> bytes(end - begin);
-        memory.clear();
-        memory.seekg(static_cast<std::streamoff>(begin));
-        memory.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        const std::string_view text(bytes.data(), static_cast<std::size_t>(memory.gcount()));
-        for (auto at = text.find(first); at != text.npos; at = text.find(first, at + 1))
-            if (std::ranges::equal(text.substr(at, inverted.size()), inverted, same)) return true;
-    }
-    return false;
-}
-
 bool addRules() {
     CORE::PropertyBag request, response;
     request.set(L"remoteEndpointIP", L"10.1.9.9");
@@ -72,10 +48,10 @@ TEST(Secrets, OfAPairingStayNeitherInMemoryNorInTheLog) {
     }));
     for (const auto& key : invertedKeys) {
         const std::string_view inverted(key, sizeof key);
-        EXPECT_FALSE(isInMemory(inverted));
-        EXPECT_FALSE(isInMemory(invertedWide(inverted)));
+        EXPECT_FALSE(wstest::isInMemory(inverted));
+        EXPECT_FALSE(wstest::isInMemory(invertedWide(inverted)));
         const auto held = keyOf(inverted);
-        EXPECT_TRUE(isInMemory(inverted)) << "the search finds nothing at all";
+        EXPECT_TRUE(wstest::isInMemory(inverted)) << "the search finds nothing at all";
     }
     plugin.exit();
 }
