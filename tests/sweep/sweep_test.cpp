@@ -14,6 +14,7 @@
 #include <set>
 
 #include "framework/operation_table.h"
+#include "support/temp_folder.h"
 #include "support/typed_request.h"
 #include "sweep/answers.h"
 #include "sweep/lab_service.h"
@@ -31,9 +32,15 @@ std::string titleOf(const PortFault& fault) {
 }
 
 PropertyBag bagOf(std::wstring_view keys) {
+    static const std::string folder = WS_SOURCE_DIR "/tests/sweep/";
     PropertyBag bag;
     const auto pairs = wstest::typedPairs(keys);
-    for (const auto& [name, value] : pairs.value()) bag.add(name, std::wstring_view(value));
+    for (const auto& [name, value] : pairs.value()) {
+        // "@FILE" is the file's text, as for the tool, where this folder has the file.
+        std::string text;
+        if (value.starts_with(L'@')) text = wstest::fileText(folder + toUtf8(value.substr(1)));
+        bag.add(name, std::string_view(text.empty() ? toUtf8(value) : text));
+    }
     return bag;
 }
 

@@ -3,6 +3,7 @@
 
 #include "framework/operation_table.h"
 #include "framework/operations/common_keys.h"
+#include "maintenance/backup_protection.h"
 #include "maintenance/common.h"
 #include "maintenance/cserver.h"
 #include "maintenance/maintenance_keys.h"
@@ -23,10 +24,7 @@ inline constexpr Operation showAndResolveLDAPCollisions{
     .example = L"resolveCollisions=true",
 };
 
-inline constexpr Key encodeBackupProtectionItemsRequest[] = {
-    {L"pwdSHA256Base64", KeyType::secret, L"", L"SHA-256 digest of the backup password, in Base64",
-     Required::yes},
-};
+inline constexpr Key encodeBackupProtectionItemsRequest[] = {key::passwordDigest};
 inline constexpr Key encodeBackupProtectionItemsResult[] = {
     {L"keyK1PubBase64", KeyType::text, L"", L"RSA public key, DER in Base64"},
     {L"keyK1PriBase64", KeyType::text, L"", L"RSA private key, DER encrypted under the password, in Base64"},
@@ -34,6 +32,7 @@ inline constexpr Key encodeBackupProtectionItemsResult[] = {
 };
 inline constexpr Operation encodeBackupProtectionItems{
     .name = L"encodeBackupProtectionItems",
+    .run = answer<&BackupProtection::encodeBackupProtectionItems>,
     .text = L"Makes a new key pair that protects a backup by a password.",
     .request = encodeBackupProtectionItemsRequest,
     .result = encodeBackupProtectionItemsResult,

@@ -1,0 +1,1 @@
+ws_bench(backup_items maintenance crypto)

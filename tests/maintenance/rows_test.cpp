@@ -1,0 +1,37 @@
+// The plain functions of this folder over rows.jsonl.
+#include "support/rows.h"
+#include "maintenance/backup_protection.h"
+
+namespace {
+
+using namespace wsadmin;
+using wstest::Json;
+
+std::string hexOf(std::string_view bytes) {
+    constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    for (const unsigned char byte : bytes) text += {digits[byte >> 4], digits[byte & 15]};
+    return text;
+}
+std::string bytesOfHex(const std::string& text) {
+    std::string bytes;
+    for (std::size_t i = 0; i < text.size(); i += 2)
+        bytes += static_cast<char>(std::stoi(text.substr(i, 2), nullptr, 16));
+    return bytes;
+}
+
+Json derive(const Json& in) {
+    const auto key = deriveKey(in[0].get<std::string>(), in[1].get<std::string>(), in[2], in[3]);
+    return key ? Json(hexOf(key->view(0, key->size()))) : Json();
+}
+Json encrypt(const Json& in) {
+    const auto sealed = encryptAes128(bytesOfHex(in[0]), in[1].get<std::string>());
+    return sealed ? Json(hexOf(*sealed)) : Json();
+}
+
+TEST(Rows, OfMaintenance) {
+    wstest::tryRows(WS_SOURCE_DIR "/tests/maintenance/rows.jsonl",
+                    {{"derive", derive}, {"encrypt", encrypt}});
+}
+
+}  // namespace
