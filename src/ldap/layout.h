@@ -27,7 +27,8 @@ inline constexpr char principals[] =
     "cn=ForeignSecurityPrincipals,";  // the same, as its entries' names have it
 inline constexpr char roles[] = "ou=groups,";
 inline constexpr char folders[] = "ou=folders,";
-inline constexpr char entitlements[] = "OU=Entitlements,";  // of the federation's directory
+inline constexpr char deletedObjects[] = "cn=Deleted Objects,";  // the tombstones
+inline constexpr char entitlements[] = "OU=Entitlements,";       // of the federation's directory
 }  // namespace container
 
 namespace objectClass {

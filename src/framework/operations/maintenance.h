@@ -4,22 +4,21 @@
 #include "framework/operation_table.h"
 #include "framework/operations/common_keys.h"
 #include "maintenance/backup_protection.h"
+#include "maintenance/collisions.h"
 #include "maintenance/common.h"
 #include "maintenance/cserver.h"
 #include "maintenance/maintenance_keys.h"
 
 namespace wsadmin::row {
 
-inline constexpr Key showAndResolveLDAPCollisionsRequest[] = {
-    {L"resolveCollisions", KeyType::boolean, L"false", L"repair and remove what is found; false only looks"},
-};
+inline constexpr Key showAndResolveLDAPCollisionsRequest[] = {key::resolveCollisions};
 inline constexpr Operation showAndResolveLDAPCollisions{
     .name = L"showAndResolveLDAPCollisions",
+    .run = answer<&Collisions::showAndResolveLDAPCollisions>,
     .changes = true,
     .text =
         L"Finds what replication conflicts and deletions left behind in the configuration directory and, "
-        L"when "
-        L"asked, repairs it; the findings are in the log alone.",
+        L"when asked, repairs it; the findings are in the log alone.",
     .request = showAndResolveLDAPCollisionsRequest,
     .example = L"resolveCollisions=true",
 };
