@@ -14,11 +14,11 @@ import statistics
 import subprocess
 import sys
 import tempfile
-import time
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE / "scale"))
 import directory  # noqa: E402
+from measuring import row, run  # noqa: E402
 
 HDQADMIN = HERE.parent / "build" / "native" / "bin" / "hdqadmin"
 WITH_SCALE = HERE / "scale" / "with-scale"
@@ -50,17 +50,6 @@ def ldapsearch(*arguments):
 
 def peer(measure):
     return ldapsearch("-E", "pr=250/noprompt", "-b", f"OU=Servers,{directory.POD}", measure.filter, *measure.attributes)
-
-
-def run(command, output=subprocess.DEVNULL):
-    """Seconds, and bytes of memory at the most."""
-    begin = time.monotonic()
-    process = subprocess.Popen(command, stdout=output)
-    _, status, usage = os.wait4(process.pid, 0)
-    process.returncode = os.waitstatus_to_exitcode(status)
-    if process.returncode:
-        sys.exit(f"exit status {process.returncode} of {command[0]}")
-    return time.monotonic() - begin, usage.ru_maxrss * 1024
 
 
 def count(command, text):
@@ -126,11 +115,6 @@ def beside(size, repetitions):
     answer = subprocess.run([WITH_SCALE, *map(str, size), sys.executable, __file__, *map(str, size), str(repetitions)],
                             stdout=subprocess.PIPE, check=True).stdout
     return json.loads(answer)
-
-
-def row(name, seconds, **counters):
-    return {"name": name, "run_name": name, "run_type": "iteration", "repetitions": 1, "real_time": seconds,
-            "time_unit": "s", **{counter: float(value) for counter, value in counters.items()}}
 
 
 def report(whole, half):

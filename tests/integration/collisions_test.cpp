@@ -1,0 +1,116 @@
+// The cleanup of replication conflicts and deleted references where a server made the tombstones and keeps
+// the links.
+#include <gtest/gtest.h>
+
+#include "integration/directory.h"
+#include "integration/tool.h"
+
+namespace integration {
+namespace {
+
+const std::string servers = "OU=Servers,DC=vdi,DC=talvex,DC=int";
+const std::string taken = "CN=taken," + servers, free = "CN=free," + servers;
+
+// What a conflict entry of that number is called before its container.
+std::string conflict(const std::string& name, char number) {
+    return "CN=" + name + "\\0ACNF:33333333-0000-4000-8000-00000000000" + number;
+}
+
+Request request(const std::string& resolve) {
+    return {"showAndResolveLDAPCollisions", Json::array({{"resolveCollisions", resolve}})};
+}
+
+// Every entry with every value and the number of its last change.
+std::string everything() {
+    const Outcome found = run({"sh", "-c",
+                               "ldapsearch -LLL -o ldif_wrap=no -x -H ldap://$WS_TEST_LDAP_HOST "
+                               "-D $WS_TEST_LDAP_USER@$WS_TEST_LDAP_DOMAIN -w $WS_TEST_LDAP_PASSWORD "
+                               "-b \"$1\" '(objectClass=*)' '*' uSNChanged",
+                               "sh", servers});
+    EXPECT_EQ(found.status, 0) << found.errors;
+    return found.output;
+}
+
+void expectLinesInOrder(const std::string& log, const std::vector<std::string>& lines) {
+    std::size_t from = 0;
+    for (const std::string& line : lines) {
+        const auto at = log.find(": " + line + "\n", from);
+        if (at != log.npos)
+            from = at + 1;
+        else
+            ADD_FAILURE() << "not there, or before another one: " << line << "\n" << log;
+    }
+}
+
+class Cleanup : public testing::TestWithParam<Build> {
+  protected:
+    Cleanup() {
+        const Outcome left = run({WS_SOURCE_DIR "/tests/servers/leftovers"});
+        EXPECT_EQ(left.status, 0) << left.errors;
+    }
+    std::vector<std::string> options() const {
+        auto options = server_.options();
+        options.insert(options.end(), {"--log", "info"});
+        return options;
+    }
+    // What the requests, asked of one process, log.
+    std::string logOf(const std::vector<Request>& requests) const {
+        const auto answers = askAll(GetParam(), options(), requests);
+        for (const Answer& answer : answers)
+            EXPECT_EQ(answer.json.dump(), R"({"handled":true,"error":null,"result":[]})");
+        std::string log = answers.front().errors;
+        std::erase(log, '\r');
+        return log;
+    }
+    void expectStored(const Json& stored) const {
+        for (const std::string& problem : judgeStored(stored, server_.directories()))
+            ADD_FAILURE() << problem;
+    }
+
+  private:
+    const ServerState server_;
+};
+
+TEST_P(Cleanup, ReportsWithoutAChangeAndLeavesNoMarkerBehind) {
+    const std::string pm = "CN=pm-01," + servers;
+    const std::string before = everything();
+    expectLinesInOrder(logOf({request("false")}),
+                       {"6 collision entry references found.", "3 deleted entry references found.",
+                        "4 collision entries found."});
+    EXPECT_EQ(everything(), before);
+
+    const std::string log = logOf({request("true"), request("true"), request("false")});
+    // Attributes come in the order of the schema's entries, so each has its own lines.
+    const std::string takenConflict = conflict("taken", '1') + "," + servers,
+                      freeConflict = conflict("free", '2') + "," + servers;
+    const std::string desktop = "CN=desk-plain,OU=Applications,DC=vdi,DC=talvex,DC=int";
+    for (const auto& [entry, attribute] : {std::pair("CN=one," + servers, "zre-MemberDNOf"),
+                                           {"CN=many," + servers, "zre-Servers"},
+                                           {"CN=both," + servers, "zre-Servers"},
+                                           {desktop, "member"}})
+        expectLinesInOrder(log, {"Entry " + entry + " contains " + attribute + ": " + takenConflict,
+                                 "Entry " + entry + " resolved with " + attribute + ": " + taken});
+    expectLinesInOrder(log, {"MODRDN from " + freeConflict + " to " + free + " successful"});
+    expectLinesInOrder(
+        log, {"Collision entry " + takenConflict + " deleted", "6 collision entry references resolved.",
+              "2 deleted entry references removed.", "4 collision entries removed.",
+              "6 collision entry references resolved.", "2 deleted entry references removed.",
+              "0 collision entries removed.", "6 collision entry references found.",
+              "5 deleted entry references found.", "0 collision entries found."});
+    EXPECT_NE(log.find(": Failed to remove attr in entry CN=kept," + servers), log.npos) << log;
+    EXPECT_EQ(everything().find("CNF:"), std::string::npos);
+    expectStored({{{"dn", "CN=one," + servers}, {"zre-MemberDNOf", taken}},
+                  {{"dn", "CN=many," + servers}, {"zre-Servers", {taken, pm}}},
+                  {{"dn", "CN=both," + servers}, {"zre-Servers", taken}},
+                  {{"dn", taken}, {"memberOf", desktop}},
+                  {{"dn", "CN=follows," + servers}, {"zre-MemberDNOf", free}},
+                  {{"dn", "CN=follows-too," + servers}, {"zre-MemberDNOf", free}},
+                  {{"dn", "CN=lost-one," + servers}, {"zre-MemberDNOf", Json::array()}},
+                  {{"dn", "CN=lost-many," + servers}, {"zre-Servers", pm}},
+                  {{"dn", "CN=unused," + servers}, {"cn", nullptr}}});
+}
+
+INSTANTIATE_TEST_SUITE_P(Builds, Cleanup, testing::Values(Build::native, Build::windows));
+
+}  // namespace
+}  // namespace integration
