@@ -190,6 +190,10 @@ class LdapSession {
     virtual Result<void> rename(const std::string& dn, const std::string& newRdn,
                                 const std::string& newParent, bool deleteOldRdn) = 0;
 
+    // Whether nobody on the way can read what is sent from now on: inside TLS, or under the security layer of
+    // the bind. Directories take new passwords over such a connection alone.
+    virtual bool confidential() const { return false; }
+
     // What one search may bring; all pages of a paged search together, and all ranges of an attribute.
     virtual LdapLimits limits() const { return {}; }
 

@@ -79,6 +79,12 @@ TEST(RoutedLdapClient, ChoosesTheRouteByHostAndPort) {
         EXPECT_EQ(below->endpoint.passwordInClear, row.tls);
         EXPECT_EQ(below->endpoint.limits.entries, row.tls ? 7U : LdapLimits{}.entries);
         EXPECT_EQ(below->endpoint.connectTimeout, milliseconds(row.connectTimeout));
+        // What has to be protected stays so, except where the route rules TLS out.
+        LdapEndpoint endpoint = row.asked;
+        endpoint.startTls = StartTls::required;
+        ASSERT_TRUE(client->open(endpoint));
+        EXPECT_EQ(below->endpoint.startTls,
+                  row.startTls == StartTls::never ? StartTls::never : StartTls::required);
     }
 }
 

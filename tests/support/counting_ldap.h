@@ -26,6 +26,7 @@ class CountingSession : public CountingOpened<LdapSession> {
     Done bind(const LdapCredentials& credentials) override {
         return call<&Real::bind>("ldap bind", credentials);
     }
+    bool confidential() const override { return real_->confidential(); }
     Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override {
         calls_->add(search);
         const std::string name = "search " + search.base + " " + search.filter;

@@ -46,8 +46,10 @@ class ScriptedSession : public LdapSession {
     std::vector<LdapSearch> searches;
     std::vector<ModifyCall> modifies;
     int bindCode = 0;
+    bool isConfidential = false;
     LdapLimits most;
 
+    bool confidential() const override { return isConfidential; }
     LdapLimits limits() const override { return most; }
     Result<void> bind(const LdapCredentials&) override { return outcome(bindCode); }
     Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override {

@@ -29,7 +29,9 @@ LdapEndpoint endpointOf(const DirectoryRoute& route, const LdapEndpoint& asked) 
     endpoint.connectTimeout = route.connectTimeout.value_or(asked.connectTimeout);
     endpoint.operationTimeout = route.operationTimeout.value_or(asked.operationTimeout);
     endpoint.tls = asked.tls || route.tls;
-    endpoint.startTls = route.startTls;
+    // What has to be protected stays so, unless the configuration rules TLS out.
+    if (asked.startTls != StartTls::required || route.startTls == StartTls::never)
+        endpoint.startTls = route.startTls;
     endpoint.passwordInClear = route.passwordInClear;
     endpoint.verifyCertificate = route.verifyCertificate;
     endpoint.caFile = route.caFile;
@@ -64,6 +66,7 @@ class RoutedSession final : public LdapSession {
                         bool deleteOldRdn) override {
         return session_->rename(dn, newRdn, newParent, deleteOldRdn);
     }
+    bool confidential() const override { return session_->confidential(); }
     LdapLimits limits() const override { return session_->limits(); }
 
   private:

@@ -20,6 +20,8 @@ class LabSession final : public LdapSession {
     Result<void> remove(const std::string& dn, const std::vector<LdapControl>& controls) override;
     Result<void> rename(const std::string& dn, const std::string& newRdn, const std::string& newParent,
                         bool deleteOldRdn) override;
+    // Every server of a lab has TLS for who asks for it.
+    bool confidential() const override { return endpoint_.tls || endpoint_.startTls == StartTls::required; }
 
   private:
     // A paged search between two pages.

@@ -156,6 +156,7 @@ class ModificationArray {
 //   bind, send...    a request, made fit for the library; answers the identifier of its messages
 //   receive          the next message for an identifier, abandoned where it does not come in time
 //   finish           waits for the end of an operation without entries
+//   confidential     as the session's
 //   outcome          what a result message says
 //   readEntry        an entry's message
 template <class Connection>
@@ -254,6 +255,7 @@ class LibrarySession final : public LdapSession {
         return finish(connection_->sendRename(*wire, *rdn, *parent, deleteOldRdn));
     }
 
+    bool confidential() const override { return connection_->confidential(); }
     LdapLimits limits() const override { return connection_->endpoint().limits; }
 
   private:

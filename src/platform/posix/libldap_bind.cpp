@@ -113,4 +113,13 @@ Result<void> LdapConnection::bind(const LdapCredentials& credentials) {
                                                                     : ticketBind(wait);
 }
 
+bool LdapConnection::confidential() const noexcept {
+    if (!handle_) return false;
+    if (ldap_tls_inplace(handle_)) return true;
+    constexpr ber_len_t integrityAlone = 1;
+    ber_len_t strength = 0;  // of the security layer, in bits
+    return ldap_get_option(handle_, LDAP_OPT_X_SASL_SSF, &strength) == LDAP_OPT_SUCCESS &&
+           strength > integrityAlone;
+}
+
 }  // namespace wsadmin::platform::posix

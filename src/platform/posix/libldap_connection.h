@@ -49,6 +49,7 @@ class LdapConnection {
     const LdapEndpoint& endpoint() const noexcept { return endpoint_; }
 
     Result<void> bind(const LdapCredentials& credentials);  // libldap_bind.cpp
+    bool confidential() const noexcept;
     // Requests, on their way when these return (libldap_requests.cpp).
     Result<int> sendSearch(const LdapSearch& wire);
     Result<int> sendAdd(const LdapEntry& wire);

@@ -91,7 +91,7 @@ ULONG LdapConnection::setOptions() const {
     return LDAP_SUCCESS;
 }
 
-Result<void> LdapConnection::bind(const LdapCredentials& credentials) const {
+Result<void> LdapConnection::bind(const LdapCredentials& credentials) {
     auto bound = connectAndBind(credentials);
     // The client has one code for both.
     if (!bound && endpoint_.tls && bound.error().code == ldapServerDown)
@@ -99,7 +99,7 @@ Result<void> LdapConnection::bind(const LdapCredentials& credentials) const {
     return bound;
 }
 
-Result<void> LdapConnection::connectAndBind(const LdapCredentials& credentials) const {
+Result<void> LdapConnection::connectAndBind(const LdapCredentials& credentials) {
     const LdapWait wait{.until = steady_clock::now() + endpoint_.connectTimeout};
     if (auto more = stop_->check(wait); !more) return more;
     l_timeval time = timevalOf<Library>(endpoint_.connectTimeout);
@@ -132,12 +132,13 @@ Result<void> LdapConnection::checkTlsVersion() const {
 // The client's call for StartTLS has a timeout of its own, some thirty seconds. LDAP_OTHER with a code of the
 // server is the server's refusal. Any other failure may be a handshake that somebody on the way spoils to get
 // at the password: nothing is sent after it.
-Result<void> LdapConnection::protect(bool simple, std::string_view user) const {
+Result<void> LdapConnection::protect(bool simple, std::string_view user) {
     const BindProtection needed = protectionOf(endpoint_, simple);
     if (needed.startTls) {
         ULONG said = LDAP_SUCCESS;
         const ULONG code = ldap_start_tls_sW(handle_.get(), &said, nullptr, nullptr, nullptr);
-        if (code == LDAP_SUCCESS) return checkTlsVersion();
+        startedTls_ = code == LDAP_SUCCESS;
+        if (startedTls_) return checkTlsVersion();
         if (code != LDAP_OTHER || said == LDAP_SUCCESS)
             return fail(tlsFailed(endpoint_, ldapErrorText(ldapCodeOf(code))));
         if (!needed.inClear) return fail(startTlsRefused(endpoint_, ldapErrorText(ldapCodeOf(said))));

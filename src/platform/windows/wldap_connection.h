@@ -37,7 +37,9 @@ class LdapConnection {
     LDAP* handle() const noexcept { return handle_.get(); }
     const LdapEndpoint& endpoint() const noexcept { return endpoint_; }
 
-    Result<void> bind(const LdapCredentials& credentials) const;
+    Result<void> bind(const LdapCredentials& credentials);
+    // The security layer of a negotiated bind is not looked at: by default it only signs.
+    bool confidential() const noexcept { return endpoint_.tls || startedTls_; }
     // Requests, on their way when these return (wldap_requests.cpp).
     Result<ULONG> sendSearch(const LdapSearch& wire) const;
     Result<ULONG> sendAdd(const LdapEntry& wire) const;
@@ -59,8 +61,8 @@ class LdapConnection {
     LdapConnection(UniqueLdap handle, LdapEndpoint endpoint, std::shared_ptr<const LdapStop> stop)
         : handle_(std::move(handle)), endpoint_(std::move(endpoint)), stop_(std::move(stop)) {}
     ULONG setOptions() const;
-    Result<void> connectAndBind(const LdapCredentials& credentials) const;
-    Result<void> protect(bool simple, std::string_view user) const;
+    Result<void> connectAndBind(const LdapCredentials& credentials);
+    Result<void> protect(bool simple, std::string_view user);
     Result<void> checkTlsVersion() const;
     Result<void> bindSimply(const std::wstring& name, std::wstring& password, const LdapWait& wait) const;
     Result<void> awaitAnswer(const LdapWait& wait) const;
@@ -69,6 +71,7 @@ class LdapConnection {
     UniqueLdap handle_;
     LdapEndpoint endpoint_;
     std::shared_ptr<const LdapStop> stop_;
+    bool startedTls_ = false;
 };
 
 }  // namespace wsadmin::platform::windows
