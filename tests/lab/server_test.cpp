@@ -56,6 +56,74 @@ TEST(LabServer, AdmitsItsAccounts) {
     EXPECT_EQ(codeOf(searchBelow(*anonymous, "", "(cn=*)")), ldapOperationsError);
 }
 
+// As domain controllers take it.
+LdapModification passwordChange(const std::string& password) {
+    std::string wire;
+    for (const char c : '"' + password + '"') wire += std::string{c, '\0'};
+    return {LdapModify::replace, "unicodePwd", {wire}};
+}
+
+TEST(LabServer, AUserThatIsMadeInADomainBindsWithItsOwnPassword) {
+    TestDirectory test(
+        "dn: DC=t\nobjectClass: domainDNS\nobjectSid: S-1-5-21-1-2-3\n\n"
+        "dn: CN=old,DC=t\nobjectClass: user\nsAMAccountName: old\nobjectSid: S-1-5-21-1-2-3-1500\n\n"
+        "dn: CN=Configuration,DC=t\nobjectClass: configuration\n\n"
+        "dn: CN=Partitions,CN=Configuration,DC=t\nobjectClass: crossRefContainer\n\n"
+        "dn: CN=CORP,CN=Partitions,CN=Configuration,DC=t\nobjectClass: crossRef\nnCName: DC=t\n"
+        "nETBIOSName: CORP\n",
+        activeDirectory());
+    ASSERT_TRUE(test.loaded) << failureText(test.loaded.error());
+    const auto plain = test.bound();
+    LdapEndpoint endpoint;
+    endpoint.startTls = StartTls::required;
+    const auto session = std::move(test.network.open(endpoint).value());
+    ASSERT_TRUE(session->bind({}));
+    const auto add = [&](const char* dn, const char* name) {
+        return codeOf(session->add({dn,
+                                    {{"objectClass", {"user"}},
+                                     {"sAMAccountName", {name}},
+                                     {"userPrincipalName", {std::string(name) + "@mail.example"}}}}));
+    };
+    EXPECT_EQ(add("CN=other,DC=t", "OLD"), ldapAlreadyExists);
+    EXPECT_EQ(add("CN=new,DC=t", "kiosk"), ldapSuccess);
+    const LdapEntry made = readEntry(*session, "CN=new,DC=t").value().entries.at(0);
+    EXPECT_EQ(Sid::fromBytes(made.first("objectSid"))->text(), "S-1-5-21-1-2-3-1501");
+    EXPECT_EQ(made.first("userAccountControl"), "546");
+    EXPECT_EQ(made.first("primaryGroupID"), "513");
+    EXPECT_EQ(made.first("pwdLastSet"), "0");
+    EXPECT_TRUE(made.first("objectCategory").starts_with("CN=person,CN=Schema,"))
+        << made.first("objectCategory");
+
+    const auto set = [&](LdapSession& by, LdapModification change) {
+        return codeOf(by.modify("CN=new,DC=t", {std::move(change)}));
+    };
+    EXPECT_EQ(set(*plain, passwordChange("secret")), ldapUnwillingToPerform);
+    EXPECT_EQ(set(*session, {LdapModify::replace, "unicodePwd", {"secret"}}), ldapUnwillingToPerform);
+    EXPECT_EQ(set(*session, passwordChange("secret")), ldapSuccess);
+    EXPECT_EQ(readEntry(*session, "CN=new,DC=t").value().entries.at(0).first("pwdLastSet"),
+              "134116992000000000");
+    EXPECT_EQ(codeOf(test.open()->bind(credentials("kiosk", "secret"))), ldapInvalidCredentials)
+        << "disabled";
+    EXPECT_EQ(set(*session, {LdapModify::replace, "userAccountControl", {"512"}}), ldapSuccess);
+    const struct {
+        LdapCredentials given;
+        int code;
+    } table[] = {
+        {credentials("kiosk", "secret"), ldapSuccess},
+        {credentials("Kiosk", "secret", "corp"), ldapSuccess},
+        {credentials("corp\\KIOSK", "secret"), ldapSuccess},
+        {credentials("kiosk@t", "secret"), ldapSuccess},
+        {credentials("kiosk@Mail.example", "secret"), ldapSuccess},
+        {credentials("cn=NEW, dc=t", "secret"), ldapSuccess},
+        {credentials("kiosk", "Secret"), ldapInvalidCredentials},
+        {credentials("CN=new,DC=t", "other"), ldapInvalidCredentials},
+        {credentials("kiosk@t", ""), ldapInvalidCredentials},
+        {credentials("old", "any"), ldapSuccess},  // who has no password is anybody
+        {credentials("other\\kiosk", "any"), ldapSuccess},
+    };
+    for (const auto& row : table) EXPECT_EQ(codeOf(test.open()->bind(row.given)), row.code) << row.given.user;
+}
+
 TEST(LabServer, WithoutAccountsAdmitsWhoeverGivesAPassword) {
     TestDirectory test;
     EXPECT_EQ(codeOf(test.open()->bind(credentials("anybody", "any"))), ldapSuccess);

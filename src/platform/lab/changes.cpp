@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "framework/core/corestring.h"
+#include "platform/lab/constructed.h"
+#include "platform/lab/domain_accounts.h"
 #include "platform/lab/values.h"
 
 namespace wsadmin::platform::lab {
@@ -160,9 +162,8 @@ void cutLinks(Store& store, NodeId id) {
 }
 
 // Deleted entries keep little more than what they were.
-bool keptByTombstones(AttributeId id, const Schema& schema) {
-    return id == attrObjectClass || id == attrObjectSid ||
-           equalFolded(schema.attribute(id).name, "samaccountname");
+bool keptByTombstones(AttributeId id) {
+    return id == attrObjectClass || id == attrObjectSid || id == attrSamAccountName;
 }
 
 void bury(Store& store, NodeId id, NodeId tombstones) {
@@ -170,8 +171,7 @@ void bury(Store& store, NodeId id, NodeId tombstones) {
     cutLinks(store, id);
     store.indexes.entryRemoved(store, id);
     StoredEntry entry = node.entry.unpack();
-    std::erase_if(entry,
-                  [&](const auto& attribute) { return !keptByTombstones(attribute.id, store.schema); });
+    std::erase_if(entry, [](const auto& attribute) { return !keptByTombstones(attribute.id); });
     entry.push_back({attrLastKnownParent, {referenceValue(node.parent)}});
     const RdnPart rdn{store.schema.attribute(node.rdnType).name,
                       node.rdnValue + "\nDEL:" + guidToText(node.guidBytes())};
@@ -258,8 +258,11 @@ Result<NodeId> addEntry(Store& store, const LdapEntry& given) {
     const RdnPart& rdn = place->dn.front().front();
     ValueReader reader(store);
     OwnAttributes own;
-    const auto entry = readEntry(store, reader, given, rdn, own);
+    auto entry = readEntry(store, reader, given, rdn, own);
     if (!entry) return fail(entry.error());
+    if (store.constructs && !store.loading)
+        if (auto completed = completeAccount(store, place->parent, *entry); !completed)
+            return fail(completed.error());
     reader.keep();
     const auto file = place->context ? store.file : fileForChild(store, place->parent);
     if (place->generated) store.indexes.entryRemoved(store, *place->generated);
@@ -294,8 +297,16 @@ Result<void> modifyEntry(Store& store, const std::string& name,
             return fail(ldapNotAllowedOnRdn, L"the name is changed by renaming");
         if (const auto done = applyModification(store, reader, entry, change, log); !done) return done;
     }
-    const bool classes =
-        std::any_of(log.begin(), log.end(), [](const auto& one) { return one.attribute == attrObjectClass; });
+    const auto changed = [&log](AttributeId attribute) {
+        return std::ranges::find(log, attribute, &ValueChange::attribute) != log.end();
+    };
+    if (store.constructs && !store.loading && changed(attrUnicodePwd))
+        if (const auto dated = applyModification(
+                store, reader, entry, {LdapModify::replace, "pwdLastSet", {std::to_string(ticksNow(store))}},
+                log);
+            !dated)
+            return dated;
+    const bool classes = changed(attrObjectClass);
     if (classes)
         if (const auto checked = checkClassChange(store, store.tree.at(*id).entry, entry); !checked)
             return checked;

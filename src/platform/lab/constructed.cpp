@@ -72,17 +72,12 @@ void tokenGroups(const Store& store, NodeId id, const std::function<void(std::st
         if (const auto sid = sidOf(store, group)) each(sid->bytes());
 }
 
-Ticks now(const Store& store) {
-    constexpr std::int64_t secondsFrom1601 = 11644473600, ticksPerSecond = 10000000;
-    return (store.now().time_since_epoch().count() + secondsFrom1601) * ticksPerSecond;
-}
-
 // A duration is negative; any other, and the least number, keep the account locked until somebody unlocks it.
 bool isLockedOut(const Store& store, NodeId id) {
     const auto since = numberOf(store, id, attrLockoutTime).value_or(0);
     if (since == 0) return false;
     const auto duration = numberOf(store, store.tree.contextOf(id), attrLockoutDuration).value_or(0);
-    return duration >= 0 || now(store) + duration <= since;
+    return duration >= 0 || ticksNow(store) + duration <= since;
 }
 
 void accountControl(const Store& store, NodeId id, const std::function<void(std::string_view)>& each) {
@@ -95,6 +90,11 @@ void accountControl(const Store& store, NodeId id, const std::function<void(std:
 }
 
 }  // namespace
+
+Ticks ticksNow(const Store& store) {
+    constexpr Ticks secondsFrom1601 = 11644473600, ticksPerSecond = 10000000;
+    return (store.now().time_since_epoch().count() + secondsFrom1601) * ticksPerSecond;
+}
 
 void forEachConstructed(const Store& store, NodeId id, AttributeId attribute, LdapScope scope,
                         const std::function<void(std::string_view)>& each) {

@@ -1,6 +1,7 @@
 // Attributes that a domain's directory works out when a search asks for them by name.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string_view>
 
@@ -12,5 +13,8 @@ namespace wsadmin::platform::lab {
 // has values in base searches only.
 void forEachConstructed(const Store& store, NodeId id, AttributeId attribute, LdapScope scope,
                         const std::function<void(std::string_view)>& each);
+
+// The directory's time as accounts have it: in 100 ns since 1601-01-01.
+std::int64_t ticksNow(const Store& store);
 
 }  // namespace wsadmin::platform::lab

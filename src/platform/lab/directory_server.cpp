@@ -84,7 +84,9 @@ Result<void> DirectoryServer::pageArrives() {
 
 bool DirectoryServer::admits(const LdapCredentials& credentials) const {
     if (faults_.refuseBinds) return false;
-    if (accounts_.empty() || credentials.user.empty()) return true;  // the process itself is always known
+    if (credentials.user.empty()) return true;  // the process itself is always known
+    if (const auto own = directory_->admits(credentials)) return *own;
+    if (accounts_.empty()) return true;
     const auto given = foldText(credentials.user);
     const auto domain = foldText(credentials.domain);
     return std::any_of(accounts_.begin(), accounts_.end(), [&](const Account& account) {

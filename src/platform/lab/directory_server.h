@@ -57,7 +57,8 @@ class DirectoryServer {
     Result<void> wait(std::chrono::milliseconds time) const;
     void stop() { stopped_.set(); }
     bool reachable() const noexcept { return !faults_.refuseConnections && !dead_; }
-    // Without accounts anybody may bind.
+    // Who has a password in the directory binds with that one. Beyond these the accounts may bind, and
+    // without any everybody.
     bool admits(const LdapCredentials& credentials) const;
     unsigned nextSession() noexcept { return ++sessions_; }
 

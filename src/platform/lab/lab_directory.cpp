@@ -4,6 +4,7 @@
 
 #include "platform/lab/changes.h"
 #include "platform/lab/content.h"
+#include "platform/lab/domain_accounts.h"
 #include "platform/lab/matcher.h"
 
 namespace wsadmin::platform::lab {
@@ -73,6 +74,11 @@ Result<void> Directory::rename(const std::string& dn, const std::string& newRdn,
                                bool deleteOldRdn) {
     const std::unique_lock lock(mutex_);
     return renameEntry(store_, dn, newRdn, newParent, deleteOldRdn);
+}
+
+std::optional<bool> Directory::admits(const LdapCredentials& credentials) const {
+    const std::shared_lock lock(mutex_);
+    return admitsAccount(store_, credentials);
 }
 
 std::size_t Directory::size() const {

@@ -46,6 +46,9 @@ class Directory {
     Result<void> rename(const std::string& dn, const std::string& newRdn, const std::string& newParent,
                         bool deleteOldRdn);
 
+    // Whether an account of the directory may bind; nothing where it has none of that name with a password.
+    std::optional<bool> admits(const LdapCredentials& credentials) const;
+
     std::size_t size() const;  // entries, tombstones and what was generated included
     // Content files that changed since they were read, with their new text, by number (from 0, in the order
     // of reading). Taking them resets the changes; keepChanged marks a file that could not be written.

@@ -44,6 +44,13 @@ std::string questionOf(const LdapSearch& search, bool showDeleted) {
     return text + (showDeleted ? "\1" : "");
 }
 
+// Domain controllers take no password over a connection that others can read.
+template <class Attributes, class Name>
+bool refusesPassword(const LdapSession& session, const Attributes& attributes, Name name) {
+    const auto isPassword = [&](const auto& one) { return CORE::equalFolded(one.*name, "unicodePwd"); };
+    return !session.confidential() && std::ranges::any_of(attributes, isPassword);
+}
+
 }  // namespace
 
 LabSession::LabSession(std::shared_ptr<DirectoryServer> server, LdapEndpoint endpoint)
@@ -159,6 +166,8 @@ Result<LdapSearchResult> LabSession::answerPage(const LdapSearch& search, const 
 
 Result<void> LabSession::add(const LdapEntry& entry) {
     if (auto arrived = arrive("add", entry.dn); !arrived) return arrived;
+    if (refusesPassword(*this, entry.attributes, &LdapAttribute::name))
+        return fail(ldapFailure(ldapUnwillingToPerform));
     return plain(server_->directory().add(entry));
 }
 
@@ -166,6 +175,8 @@ Result<void> LabSession::modify(const std::string& dn, const std::vector<LdapMod
                                 const std::vector<LdapControl>& controls) {
     if (auto arrived = arrive("modify", dn); !arrived) return arrived;
     if (auto checked = checkControls(controls, {controls::domainScope}); !checked) return checked;
+    if (refusesPassword(*this, changes, &LdapModification::attribute))
+        return fail(ldapFailure(ldapUnwillingToPerform));
     return plain(server_->directory().modify(dn, changes));
 }
 

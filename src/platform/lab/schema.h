@@ -62,6 +62,9 @@ enum KnownAttribute : AttributeId {
     attrPwdLastSet,
     attrLockoutTime,
     attrLockoutDuration,
+    attrSamAccountName,
+    attrUserPrincipalName,
+    attrUnicodePwd,
 };
 
 class Schema {

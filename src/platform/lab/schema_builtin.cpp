@@ -27,6 +27,9 @@ attribute groupType int single
 attribute pwdLastSet int64 single
 attribute lockoutTime int64 single
 attribute lockoutDuration int64 single
+attribute sAMAccountName string single
+attribute userPrincipalName string single
+attribute unicodePwd octets single hidden
 # Of directories in general.
 attribute memberOf dn multi link 3
 attribute cn string single
@@ -64,16 +67,14 @@ attribute uPNSuffixes string multi
 attribute options int single
 attribute userPassword octets multi hidden
 # Of accounts.
-attribute sAMAccountName string single
 attribute sAMAccountType int single
-attribute userPrincipalName string single
+attribute objectCategory dn single
 attribute servicePrincipalName string multi
 attribute accountExpires int64 single
 attribute badPwdCount int single
 attribute lastLogon int64 single
 attribute lastLogonTimestamp int64 single
 attribute logonHours octets single
-attribute unicodePwd octets single hidden
 attribute clearTextPassword octets single hidden
 attribute altSecurityIdentities string multi
 attribute sIDHistory sid multi

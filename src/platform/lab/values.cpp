@@ -5,6 +5,7 @@
 
 #include "framework/core/corestring.h"
 #include "platform/lab/changes.h"
+#include "platform/lab/domain_accounts.h"
 
 namespace wsadmin::platform::lab {
 
@@ -102,6 +103,7 @@ std::wstring ValueReader::complaint(AttributeId attribute, std::string_view valu
 Result<std::string> ValueReader::read(AttributeId attribute, std::string_view value) {
     const auto syntax = store_.schema.attribute(attribute).syntax;
     if (syntax == Syntax::dn) return readName(attribute, value);
+    if (attribute == attrUnicodePwd && !store_.loading) return sentPassword(value);
     auto stored = storedValue(syntax, value);
     if (!stored || value.empty()) return fail(ldapInvalidSyntax, complaint(attribute, value));
     return *stored;
