@@ -141,6 +141,16 @@ class DirectoryObject {
     // Moves or renames the entry of that path to here. An empty name keeps its own.
     virtual Result<void> moveHere(std::string_view path, std::string_view newRdn) = 0;
     virtual Result<std::vector<std::string>> children() = 0;  // their paths, in the directory's order
+
+    // --- accounts of a domain. What is done at once is read after the next setInfo
+
+    // Sets the password of a user that has been written, at once. It leaves the machine over a protected
+    // connection alone: a server that has none gets nothing, and the failure's text says so.
+    virtual Result<void> setPassword(const CORE::secretstring& password) = 0;
+    // A change of "userAccountControl", kept like a put until setInfo.
+    virtual Result<void> putAccountDisabled(bool disabled) = 0;
+    // Adds the entry of that path to a group, at once.
+    virtual Result<void> addMember(std::string_view path) = 0;
 };
 
 class DirectoryServices {

@@ -119,6 +119,7 @@ TEST_F(Adsi, AFailureWithoutATextShowsNoneOfAnEarlierCall) {
         {"create", [&] { return object->create("user", "CN=x").value()->setInfo(); }},
         {"remove", [&] { return parent->removeChild("user", "CN=alice"); }},
         {"move", [&] { return parent->moveHere(path(), "CN=bob"); }},
+        {"password", [&] { return object->setPassword(CORE::secretstring("Passw0rd.New")); }},
         {"search",
          [&]() -> Result<void> {
              auto found = search->execute("(cn=*)", {});

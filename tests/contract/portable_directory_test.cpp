@@ -161,6 +161,31 @@ TEST(PortableDirectory, AServerThatDiesInMidSearchEndsItsBinding) {
     EXPECT_FALSE((*rows)->column("cn"));  // there is no row any more
 }
 
+TEST(PortableDirectory, SendsNoNewPasswordWithoutTls) {
+    const auto lab = openLab({"LDAP", {"DC=x"}, "LAB", "lab.example", true},
+                             "dn: CN=u,DC=x\nobjectClass: user\nuserAccountControl: 512\n");
+    for (const bool offered : {false, true}) {
+        const auto client = std::make_shared<RedirectedClient>(lab, [offered](LdapEndpoint& endpoint) {
+            if (!offered) endpoint.startTls = StartTls::never;
+        });
+        const auto user = makePortableDirectoryServices(client, "")
+                              ->openObject("LDAP://127.0.0.1/CN=u,DC=x", {}, adsSecureAuthentication);
+        ASSERT_TRUE(user);
+        const auto set = (*user)->setPassword(CORE::secretstring("Passw\u00f6rd.\U0001F511"));
+        EXPECT_EQ(client->opened, 2);
+        ASSERT_EQ(set.has_value(), offered);
+        EXPECT_TRUE(set || set.error().text.ends_with(
+                               L"No new password is sent to 127.0.0.1, because the connection has no TLS"));
+        const auto bindWith = [&](const char* password) {
+            const auto session = lab->open({.host = "127.0.0.1"}).value();
+            return codeOf(session->bind(
+                {LdapCredentials::Method::simple, "CN=u,DC=x", {}, CORE::secretstring(password)}));
+        };
+        EXPECT_EQ(bindWith("Passw\u00f6rd.\U0001F511"), ldapSuccess);
+        EXPECT_EQ(bindWith("other"), offered ? ldapInvalidCredentials : ldapSuccess);
+    }
+}
+
 TEST(PortableDirectory, RowsOutliveTheirSearch) {
     const SmallLab lab;
     std::unique_ptr<DirectoryRows> rows;

@@ -167,6 +167,38 @@ TEST_P(ServicesObjectContract, EnumeratesChildren) {
     EXPECT_EQ(objectAt(at("CN=x/y,OU=a"))->children()->size(), 0U);
 }
 
+TEST_P(ServicesObjectContract, SetsUpAccounts) {
+#if defined(_WIN32)
+    if (!isLab()) GTEST_SKIP() << "this machine does not trust the server's certificate";
+#endif
+    const auto created = objectAt(place())->create("user", "CN=device");
+    ASSERT_TRUE(created);
+    DirectoryObject& user = **created;
+    ASSERT_TRUE(user.put("sAMAccountName", rdnValue(place())));
+    ASSERT_TRUE(user.put("userAccountControl", std::int32_t{546}));
+    ASSERT_TRUE(user.setInfo());
+    const CORE::secretstring password("Gr\u00fc\u00dfe.Pass1"), wrong("Other.Pass1");
+    const auto set = user.setPassword(password);
+    ASSERT_TRUE(set) << CORE::toUtf8(set.error().text);
+    ASSERT_TRUE(user.put("userAccountControl", std::int32_t{66082}));
+    ASSERT_TRUE(user.putAccountDisabled(false));
+    EXPECT_EQ(values(at("CN=device"), "userAccountControl"), Texts{"546"});  // only setInfo writes
+    ASSERT_TRUE(user.setInfo());
+    EXPECT_EQ(values(at("CN=device"), "userAccountControl"), Texts{"66080"});
+
+    make("CN=devices", {}, "group");
+    const auto group = objectAt(at("CN=devices"));
+    ASSERT_TRUE(group);
+    ASSERT_TRUE(group->addMember(user.path()));
+    EXPECT_EQ(values(at("CN=devices"), "member"), Texts{at("CN=device")});
+    EXPECT_FALSE(group->addMember(user.path()));
+    EXPECT_FALSE(group->addMember("LDAP://a b"));
+    for (const auto& [given, code] : {std::pair{password, ldapSuccess}, {wrong, ldapInvalidCredentials}}) {
+        const LdapCredentials credentials{LdapCredentials::Method::simple, at("CN=device"), {}, given};
+        EXPECT_EQ(codeOf(directory_->open()->bind(credentials)), code);
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Services, ServicesObjectContract, testing::Values("lab", "server"),
                          [](const auto& one) { return one.param; });
 #if defined(_WIN32)

@@ -91,6 +91,13 @@ class CountingObject : public CountingOpened<DirectoryObject> {
         return change<&Real::moveHere>(named("moveHere", from), from, newRdn);
     }
     Result<std::vector<std::string>> children() override { return call<&Real::children>(named("children")); }
+    Done setPassword(const CORE::secretstring& password) override {
+        return change<&Real::setPassword>(named("setPassword"), password);
+    }
+    Done putAccountDisabled(bool disabled) override {
+        return call<&Real::putAccountDisabled>(named("putAccountDisabled"), disabled);
+    }
+    Done addMember(Name path) override { return change<&Real::addMember>(named("addMember", path), path); }
 
   private:
     std::string named(Name call, Name more = {}) const { return nameOf({"ads", call, path_, more}); }

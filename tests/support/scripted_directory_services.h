@@ -157,6 +157,9 @@ class ScriptedDirectoryServices : public DirectoryServices {
             if (object_.childrenCode) return fail(object_.childrenCode, L"scripted");
             return object_.children;
         }
+        Result<void> setPassword(const CORE::secretstring&) override { return refuse(); }
+        Result<void> putAccountDisabled(bool) override { return refuse(); }
+        Result<void> addMember(std::string_view) override { return refuse(); }
 
       private:
         static tl::unexpected<Failure> refuse() { return fail(adsNotImplemented, L"scripted"); }

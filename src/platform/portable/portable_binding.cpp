@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "platform/ldap/ldap_request.h"
 #include "platform/ldap/lost_connection.h"
 
 namespace wsadmin::platform {
@@ -83,6 +84,20 @@ DirectoryPath PortableBinding::pathTo(std::string dn) const {
     other.rootDse = false;
     other.dn = std::move(dn);
     return other;
+}
+
+Result<std::shared_ptr<LdapSession>> PortableBinding::confidentialSession() const {
+    if (session->confidential()) return session;
+    LdapEndpoint protectedEndpoint = endpoint;
+    protectedEndpoint.startTls = StartTls::required;
+    auto opened = client->open(protectedEndpoint);
+    if (!opened) return fail(adsFailure(opened.error()));
+    if (auto bound = (*opened)->bind(credentials); !bound) return fail(adsFailure(bound.error()));
+    if (!(*opened)->confidential())
+        return fail(adsFailure(Failure{ldapConfidentialityRequired,
+                                       L"No new password is sent to " + CORE::toWide(hostOf(endpoint)) +
+                                           L", because the connection has no TLS"}));
+    return std::shared_ptr<LdapSession>(std::move(*opened));
 }
 
 Failure PortableBinding::failure(const Failure& cause) const {

@@ -61,10 +61,12 @@ class PortableDirectoryServices final : public DirectoryServices {
         if (endpoint.host.empty()) return fail(adsFailure(adsNoSuchDomain));
         auto session = client_->open(endpoint);
         if (!session) return fail(adsFailure(session.error()));
-        if (auto bound = (*session)->bind(ldapCredentials(credentials, flags)); !bound)
-            return fail(adsFailure(bound.error()));
+        LdapCredentials bindsAs = ldapCredentials(credentials, flags);
+        if (auto bound = (*session)->bind(bindsAs); !bound) return fail(adsFailure(bound.error()));
         PortableBinding binding{.path = *path,
                                 .endpoint = endpoint,
+                                .client = client_,
+                                .credentials = std::move(bindsAs),
                                 .session = std::move(*session),
                                 .types = typesOf(endpoint),
                                 .lost = std::make_shared<std::atomic<bool>>(false)};

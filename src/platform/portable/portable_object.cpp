@@ -35,6 +35,30 @@ std::string mostSpecialClass(const std::vector<LdapAttribute>& attributes) {
     return classes ? classes->values.back() : std::string();
 }
 
+// The value of "unicodePwd": UTF-16, little end first, in quotation marks. Room for all of it is made first,
+// so that no copy is left where the text grew or was short enough to stand in the object itself.
+void appendPasswordValue(std::string& value, std::string_view password) {
+    std::wstring wide = CORE::toWide(password);
+    constexpr std::size_t mostBytesOfCharacter = 4, shortText = 32;
+    value.reserve(shortText + mostBytesOfCharacter * (wide.size() + 2));
+    const auto append = [&value](std::uint32_t unit) {
+        value += static_cast<char>(unit & 0xff);
+        value += static_cast<char>(unit >> 8 & 0xff);
+    };
+    append('"');
+    for (const wchar_t c : wide) {
+        const auto number = static_cast<std::uint32_t>(c);
+        if (number < 0x10000) {
+            append(number);
+            continue;
+        }
+        append(0xd800 + ((number - 0x10000) >> 10));
+        append(0xdc00 + ((number - 0x10000) & 0x3ff));
+    }
+    append('"');
+    CORE::wipeMemory(wide.data(), wide.size() * sizeof(wchar_t));
+}
+
 }  // namespace
 
 Result<LdapEntry> PortableObject::readEntry(const std::string& dn,
@@ -223,6 +247,37 @@ Result<std::vector<std::string>> PortableObject::children() {
         if (!*more) return paths;
         for (const LdapEntry& child : page) paths.push_back(directoryPathText(binding_.pathTo(child.dn)));
     }
+}
+
+// --- accounts
+
+Result<void> PortableObject::setPassword(const CORE::secretstring& password) {
+    const auto session = binding_.confidentialSession();
+    if (!session) return fail(session.error());
+    std::vector<LdapModification> changes(1);
+    changes.front().attribute = "unicodePwd";
+    std::string& value = changes.front().values.emplace_back();
+    appendPasswordValue(value, password.view());
+    const auto set = (*session)->modify(dn(), changes);
+    CORE::wipeMemory(value.data(), value.size());
+    return reported(set);
+}
+
+Result<void> PortableObject::putAccountDisabled(bool disabled) {
+    constexpr std::string_view attribute = "userAccountControl";
+    constexpr std::int32_t disabledFlag = 0x2;
+    const auto control = get(attribute);
+    if (!control) return fail(control.error());
+    const auto* flags = std::get_if<std::int32_t>(&*control);
+    if (!flags) return fail(adsFailure(adsUnspecified));
+    return put(attribute, disabled ? *flags | disabledFlag : *flags & ~disabledFlag);
+}
+
+Result<void> PortableObject::addMember(std::string_view path) {
+    const auto member = parseDirectoryPath(path);
+    if (!member || member->dn.empty()) return fail(adsFailure(adsBadPathName));
+    return reported(binding_.session->modify(
+        dn(), {{.operation = LdapModify::add, .attribute = "member", .values = {member->dn}}}));
 }
 
 }  // namespace wsadmin::platform

@@ -24,6 +24,9 @@ class PortableObject final : public DirectoryObject {
     Result<void> removeChild(std::string_view objectClass, std::string_view rdn) override;
     Result<void> moveHere(std::string_view path, std::string_view newRdn) override;
     Result<std::vector<std::string>> children() override;
+    Result<void> setPassword(const CORE::secretstring& password) override;
+    Result<void> putAccountDisabled(bool disabled) override;
+    Result<void> addMember(std::string_view path) override;
 
     PortableObject(PortableBinding binding, std::string className)
         : binding_(std::move(binding)), className_(std::move(className)) {}

@@ -5,6 +5,7 @@
 #include "platform/ldap_session.h"
 #include "platform/windows/ads_directory.h"
 #include "platform/windows/ads_values.h"
+#include "platform/windows/wide_secret.h"
 
 namespace wsadmin::platform::windows {
 
@@ -146,6 +147,24 @@ class AdsObject final : public DirectoryObject {
                 paths.push_back(path.utf8());
             }
         }
+    }
+
+    Result<void> setPassword(const CORE::secretstring& password) override {
+        const auto user = queryCom<IADsUser>(object_.get(), IID_IADsUser);
+        if (!user) return refuse(adsNotImplemented);
+        const SecretBstr text(password.view());
+        return call([&] { return user->SetPassword(text.get()); });
+    }
+    Result<void> putAccountDisabled(bool disabled) override {
+        const auto user = queryCom<IADsUser>(object_.get(), IID_IADsUser);
+        if (!user) return refuse(adsNotImplemented);
+        if (auto current = refresh(); !current) return current;
+        return call([&] { return user->put_AccountDisabled(disabled ? VARIANT_TRUE : VARIANT_FALSE); });
+    }
+    Result<void> addMember(std::string_view path) override {
+        const auto group = queryCom<IADsGroup>(object_.get(), IID_IADsGroup);
+        if (!group) return refuse(adsNotImplemented);
+        return call([&] { return group->Add(Bstr(path).get()); });
     }
 
   private:

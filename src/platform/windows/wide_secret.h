@@ -1,6 +1,10 @@
 // Passwords on their way into the platform.
 #pragma once
 
+#include "platform/windows/handles.h"
+// After the platform's base headers:
+#include <oleauto.h>
+
 #include <string>
 #include <string_view>
 
@@ -16,9 +20,29 @@ class WideSecret {
     WideSecret(const WideSecret&) = delete;
     WideSecret& operator=(const WideSecret&) = delete;
     std::wstring& text() noexcept { return text_; }
+    const std::wstring& text() const noexcept { return text_; }
 
   private:
     std::wstring text_;
+};
+
+// The same as COM takes it.
+class SecretBstr {
+  public:
+    explicit SecretBstr(std::string_view utf8) {
+        const WideSecret text(utf8);
+        text_ = SysAllocStringLen(text.text().data(), static_cast<UINT>(text.text().size()));
+    }
+    ~SecretBstr() {
+        if (text_) CORE::wipeMemory(text_, SysStringByteLen(text_));
+        SysFreeString(text_);
+    }
+    SecretBstr(const SecretBstr&) = delete;
+    SecretBstr& operator=(const SecretBstr&) = delete;
+    BSTR get() const noexcept { return text_; }
+
+  private:
+    BSTR text_ = nullptr;
 };
 
 }  // namespace wsadmin::platform::windows

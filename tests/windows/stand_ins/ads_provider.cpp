@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "windows/stand_ins/ads_account.h"
 #include "windows/stand_ins/ads_provider_values.h"
 #include "windows/stand_ins/com_object.h"
 // After windows.h:
@@ -66,9 +67,12 @@ class Entry final : public ComObject<IADs, IADsContainer, IADsDeleteOps, IDirect
         : opening_(std::move(opening)), path_(object->path()), object_(std::move(object)) {}
 
     HRESULT WINAPI QueryInterface(REFIID id, void** found) override {
-        const bool asObject = id == IID_IADs || id == IID_IADsContainer || id == IID_IADsDeleteOps;
+        const bool asAccount = id == IID_IADsUser || id == IID_IADsGroup;
+        const bool asObject =
+            asAccount || id == IID_IADs || id == IID_IADsContainer || id == IID_IADsDeleteOps;
         if (asObject && !object_)
             if (const HRESULT hr = load(); FAILED(hr)) return hr;
+        if (asAccount) return giveAccount(id, found);
         return answer(id, found,
                       {{IID_IADs, static_cast<IADs*>(this)},
                        {IID_IDispatch, static_cast<IADs*>(this)},
@@ -229,6 +233,23 @@ class Entry final : public ComObject<IADs, IADsContainer, IADsDeleteOps, IDirect
     static HRESULT give(const std::string& text, BSTR* into) {
         *into = toBstr(text);
         return S_OK;
+    }
+    // Only as what it is: a user or a group. Used while this entry is held.
+    HRESULT giveAccount(REFIID id, void** found) {
+        *found = nullptr;
+        const std::string kind = object_->className();
+        if (id == IID_IADsUser && kind == "user")
+            *found = static_cast<IADsUser*>(new UserObject(
+                {[&](BSTR password) {
+                     return hresultOf(object_->setPassword(CORE::secretstring(fromBstr(password))));
+                 },
+                 [&](VARIANT_BOOL disabled) {
+                     return hresultOf(object_->putAccountDisabled(disabled != VARIANT_FALSE));
+                 }}));
+        if (id == IID_IADsGroup && kind == "group")
+            *found = static_cast<IADsGroup*>(
+                new GroupObject([&](BSTR path) { return hresultOf(object_->addMember(fromBstr(path))); }));
+        return *found ? S_OK : E_NOINTERFACE;
     }
     HRESULT load() {
         auto object = opening_.backend->services->openObject(path_, opening_.credentials, opening_.flags);
