@@ -5,6 +5,7 @@
 
 #include "framework/core/console.h"
 #include "framework/core/log.h"
+#include "framework/core/security.h"
 #include "host/answer.h"
 #include "host/described.h"
 #include "host/listing.h"
@@ -119,6 +120,13 @@ int describe(const Options& options) {
     return exitAnswered;
 }
 
+int encrypt(const Options& options) {
+    const auto secret = readValue("value", *options.secret);
+    if (!secret) return complain(exitUsage, secret.error());
+    std::cout << CORE::toUtf8(CORE::SecurityManager::System().Encrypt(secret->view())) << '\n';
+    return exitAnswered;
+}
+
 int send(const Options& options) {
     const auto requests = buildRequests(options);
     if (!requests) return complain(exitUsage, requests.error());
@@ -166,6 +174,9 @@ int run(int argc, char** argv) {
         case Options::Task::list:
         case Options::Task::describe:
             status = describe(*options);
+            break;
+        case Options::Task::encrypt:
+            status = encrypt(*options);
             break;
         case Options::Task::request:
         case Options::Task::batch:

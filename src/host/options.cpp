@@ -52,6 +52,10 @@ struct Parser {
         app.add_option("--request", options.requestFile,
                        "read request entries as JSON from FILE (-: standard input)")
             ->type_name("FILE");
+        app.add_option("--encrypt", options.secret,
+                       "print VALUE encrypted under this machine's key, for a configuration; @FILE and @- as "
+                       "above")
+            ->type_name("VALUE");
         app.add_option("--batch", options.batchFile,
                        "answer a request a line: {\"operation\": NAME, \"request\": [[NAME, VALUE], ...]}")
             ->type_name("FILE");
@@ -64,8 +68,9 @@ std::string contradiction(const Options& o, bool list) {
         return "--lab, --config and --connect exclude each other";
     if (o.connect.has_value() != o.ticket.has_value()) return "--connect and --ticket belong together";
     if (o.save && !o.lab) return "--save needs --lab";
-    if (list && (o.operation || o.batchFile || o.requestFile))
-        return "--list takes no operation and no request";
+    for (const auto& [given, name] : {std::pair(list, "--list"), {o.secret.has_value(), "--encrypt"}})
+        if (given && (o.operation || o.batchFile || o.requestFile))
+            return std::string(name) + " takes no operation and no request";
     if (o.batchFile && (o.operation || o.requestFile))
         return "--batch takes no operation and no other request";
     if (!o.operation && o.requestFile) return "--request needs an operation";
@@ -88,6 +93,7 @@ bool looksLikeList(const std::string& argument) {
 Options::Task taskOf(const Parser& parser) {
     if (parser.help) return parser.options.operation ? Options::Task::describe : Options::Task::help;
     if (parser.list) return Options::Task::list;
+    if (parser.options.secret) return Options::Task::encrypt;
     return parser.options.batchFile ? Options::Task::batch : Options::Task::request;
 }
 

@@ -10,13 +10,14 @@
 namespace hdqadmin {
 
 struct Options {
-    enum class Task { help, list, describe, request, batch };
+    enum class Task { help, list, describe, request, batch, encrypt };
 
     Task task = Task::help;
     std::optional<std::string> operation;  // may be empty text: the system then says what it thinks of that
     std::vector<std::string> pairs;        // NAME=VALUE as typed
     std::optional<std::string> requestFile;
     std::optional<std::string> batchFile;
+    std::optional<std::string> secret;  // to be encrypted, as a value of a request is typed
     std::optional<std::string> lab;
     std::optional<std::string> configuration;
     std::optional<std::string> connect;

@@ -62,20 +62,9 @@ Outcome<void> addPair(CORE::PropertyBag& bag, const std::string& pair) {
     if (equals == std::string::npos || equals == 0)
         return refuse("\"" + pair + "\" is not of the form NAME=VALUE");
     const std::string name = pair.substr(0, equals);
-    const std::string value = pair.substr(equals + 1);
-    if (value == "@-") {
-        const auto line = CORE::readUnseenLine(name + ": ");
-        if (!line) return refuse("there is no terminal to read \"" + name + "\" from");
-        if (!CORE::isValidUtf8(line->view()))
-            return refuse("the value of \"" + name + "\" is not valid UTF-8");
-        bag.addUtf8(name, line->view());
-    } else if (value.starts_with('@')) {
-        const auto text = readFile(value.substr(1));
-        if (!text) return refuse(text.error());
-        bag.addUtf8(name, withoutLineEnd(CORE::withoutByteOrderMark(text->view())));
-    } else {
-        bag.addUtf8(name, value);
-    }
+    const auto value = readValue(name, pair.substr(equals + 1));
+    if (!value) return refuse(value.error());
+    bag.addUtf8(name, value->view());
     return {};
 }
 
@@ -140,6 +129,20 @@ Outcome<std::vector<Request>> batchRequests(const std::string& file) {
 }
 
 }  // namespace
+
+Outcome<CORE::secretstring> readValue(const std::string& name, const std::string& typed) {
+    if (typed == "@-") {
+        auto line = CORE::readUnseenLine(name + ": ");
+        if (!line) return refuse("there is no terminal to read \"" + name + "\" from");
+        if (!CORE::isValidUtf8(line->view()))
+            return refuse("the value of \"" + name + "\" is not valid UTF-8");
+        return std::move(*line);
+    }
+    if (!typed.starts_with('@')) return CORE::secretstring(typed);
+    const auto text = readFile(typed.substr(1));
+    if (!text) return refuse(text.error());
+    return CORE::secretstring(withoutLineEnd(CORE::withoutByteOrderMark(text->view())));
+}
 
 Outcome<std::vector<Request>> buildRequests(const Options& options) {
     try {

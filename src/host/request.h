@@ -16,6 +16,9 @@ struct Request {
     std::string origin;  // of a request of a batch: "--batch FILE, line N: "
 };
 
+// A value as it is typed: @FILE names the file that it stands in, @- the terminal, which is asked for `name`.
+Outcome<CORE::secretstring> readValue(const std::string& name, const std::string& typed);
+
 // Reads the files, standard input and the terminal that the options name. The sentence says which text is
 // wrong.
 Outcome<std::vector<Request>> buildRequests(const Options& options);

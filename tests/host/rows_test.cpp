@@ -39,7 +39,7 @@ Json options(const Json& in) {
     const auto parsed = parseOptions(in.get<std::vector<std::string>>());
     if (!parsed) return "! " + parsed.error();
     const Options& o = *parsed;
-    constexpr const char* tasks[] = {"help", "list", "describe", "request", "batch"};
+    constexpr const char* tasks[] = {"help", "list", "describe", "request", "batch", "encrypt"};
     Json shown;
     shown["task"] = tasks[static_cast<int>(o.task)];
     const std::pair<const char*, std::optional<std::string>> texts[] = {
