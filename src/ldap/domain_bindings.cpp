@@ -47,11 +47,12 @@ const Result<MappedDomains>& DomainBindings::domains() {
     return *domains_;
 }
 
-DomainSearch::DomainSearch(DomainBindings& bindings, const std::string& binding, int scope)
+DomainSearch::DomainSearch(DomainBindings& bindings, const std::string& binding, int scope,
+                           const platform::DirectoryCredentials& credentials)
     : bindings_(bindings), domain_(domainOf(binding)), pool_(bindings.service().connections()) {
     auto& unreachable = bindings_.unreachable_;
     if (!pool_ || unreachable.contains(domain_) || unreachable.contains(binding)) return;
-    auto opened = pool_->getConnection(binding, scope);
+    auto opened = pool_->getConnection(binding, scope, credentials);
     if (opened) {
         search_.emplace(*pool_, std::move(*opened));
         return;

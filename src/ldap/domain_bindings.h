@@ -50,8 +50,9 @@ class DomainBindings {
 // connection was lost, is not tried again by the request, as each attempt might take the whole time-out.
 class DomainSearch {
   public:
-    // `scope` is ADSI's code.
-    DomainSearch(DomainBindings& bindings, const std::string& binding, int scope = ConnectionMgr::subtree);
+    // `scope` is ADSI's code. With credentials the binding is opened for this search alone.
+    DomainSearch(DomainBindings& bindings, const std::string& binding, int scope = ConnectionMgr::subtree,
+                 const platform::DirectoryCredentials& credentials = {});
     ~DomainSearch();
     DomainSearch(const DomainSearch&) = delete;
     DomainSearch& operator=(const DomainSearch&) = delete;

@@ -20,6 +20,8 @@ inline constexpr char pools[] =
     ",OU=Server Groups,DC=vdi,DC=talvex,DC=int";  // follows "CN=" and the pool's identifier
 inline constexpr char properties[] = "ou=Properties,";
 inline constexpr char globalSettings[] = "cn=common,ou=global,ou=properties,";
+inline constexpr char clientDefaults[] =
+    "cn=Common,ou=Global,ou=Properties,";  // the same, as what concerns client devices writes it
 inline constexpr char servers[] = "ou=Server,ou=Properties,";
 inline constexpr char brokers[] = "ou=server,ou=properties,";  // the same, as the domain lists write it
 inline constexpr char foreignPrincipals[] = "cn=ForeignSecurityPrincipals, ";
@@ -85,6 +87,15 @@ inline constexpr char dnsDomainName[] = "zre-DNSDomainName";
 inline constexpr char includeList[] = "zre-AuthDomainIncludeList";
 inline constexpr char excludeList[] = "zre-AuthDomainExcludeList";
 inline constexpr char searchExcludeList[] = "zre-AuthDomainSearchExcludeList";
+inline constexpr char clientAuthEnabled[] = "zre-ClientAuthEnabled";  // of a connection server, as is:
+inline constexpr char clientAuthPasswordRequired[] = "zre-ClientAuthPasswordRequired";
+inline constexpr char clientDefaultOu[] = "zre-ClientAuthDefaultOU";
+inline constexpr char clientDefaultGroup[] = "zre-ClientAuthDefaultGroup";
+inline constexpr char clientDefaultExpirePassword[] = "zre-ClientAuthDefaultExpirePassword";
+inline constexpr char clientPrefix[] = "zre-ClientAuthPrefix";
+inline constexpr char clientUser[] = "zre-WindowsUID";  // of a client's settings, as are:
+inline constexpr char clientDomain[] = "zre-WindowsDomain";
+inline constexpr char clientPassword[] = "zre-WindowsPassword";
 }  // namespace attribute
 
 // A container joined to the naming context, exactly as written.

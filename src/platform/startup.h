@@ -12,6 +12,11 @@ inline constexpr wchar_t enableRegistryDomainConfig[] = L"EnableRegistryDomainCo
 inline constexpr wchar_t includeList[] = L"includeList";
 inline constexpr wchar_t excludeList[] = L"excludeList";
 inline constexpr wchar_t searchExclusionList[] = L"searchExclusionList";
+// The account that makes, changes and deletes the accounts of client devices; its password is a text that the
+// security manager has encrypted.
+inline constexpr wchar_t clientAuthAdminDomain[] = L"ClientAuthAdminDomain";
+inline constexpr wchar_t clientAuthAdminUser[] = L"ClientAuthAdminUser";
+inline constexpr wchar_t clientAuthAdminPassword[] = L"ClientAuthAdminPassword";
 
 enum class Type { flag, integer, text };
 struct Parameter {
@@ -26,6 +31,9 @@ inline constexpr Parameter parameters[] = {
     {includeList, Type::text},
     {excludeList, Type::text},
     {searchExclusionList, Type::text},
+    {clientAuthAdminDomain, Type::text},
+    {clientAuthAdminUser, Type::text},
+    {clientAuthAdminPassword, Type::text},
 };
 
 }  // namespace wsadmin::platform::startup
