@@ -5,6 +5,7 @@
 #include "cases/runner/lab_folder.h"
 #include "framework/core/framework.h"
 #include "framework/core/message.h"
+#include "framework/core/security.h"
 #include "framework/ws_admin_service.h"
 #include "host/answer.h"
 #include "host/bag_json.h"
@@ -144,6 +145,7 @@ void run(const Case& one, const CountedLab& lab, Problems& problems) {
 
 Problems runInProcess(const Block& block) {
     const LabFolder folder(block, WS_SOURCE_DIR);
+    CORE::SecurityManager::System().setKeyFile((folder.path() / "key" / "host.key").wstring());
     const CountedLab lab(folder);
     Problems problems;
     LogCapture log(CORE::logWarning);

@@ -31,6 +31,7 @@ ServerState::ServerState() {
     auto platform = createPlatform(startup);
     if (!platform) throw std::runtime_error(CORE::toUtf8(platform.error().text));
     directories_.client = (*platform)->ldap;
+    directories_.endpoints["corp"] = {.host = "corp.example"};
     before_ = read();
 }
 

@@ -1,14 +1,18 @@
-// What is left of the keys of a pairing in the whole process, the framework's copies of the request included.
+// What is left of secrets in the whole process, the framework's copies of the request included.
 // Not under the thread sanitizer, whose own data is most of the memory.
 #if defined(__linux__) && !defined(__SANITIZE_THREAD__)
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 #include "framework/core/message.h"
+#include "framework/core/security.h"
 #include "plugin/loaded_module.h"
 #include "support/log_capture.h"
 #include "support/process_memory.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -23,11 +27,18 @@ CORE::secretstring keyOf(std::string_view inverted) {
     return key;
 }
 
-// The inverted bytes of the key as wchar_t.
-std::string invertedWide(std::string_view inverted) {
-    std::string wide;
-    for (const char c : inverted) wide.append(1, c).append(sizeof(wchar_t) - 1, '\xff');
-    return wide;
+// The inverted bytes of the key in characters of that size.
+std::string invertedText(std::string_view inverted, std::size_t size) {
+    std::string text;
+    for (const char c : inverted) text.append(1, c).append(size - 1, '\xff');
+    return text;
+}
+
+void expectNowhere(std::string_view inverted) {
+    for (const std::size_t size : {sizeof(char), sizeof(char16_t), sizeof(wchar_t)})
+        EXPECT_FALSE(wstest::isInMemory(invertedText(inverted, size))) << size;
+    const auto held = keyOf(inverted);
+    EXPECT_TRUE(wstest::isInMemory(inverted)) << "the search finds nothing at all";
 }
 
 bool addRules() {
@@ -46,13 +57,46 @@ TEST(Secrets, OfAPairingStayNeitherInMemoryNorInTheLog) {
     EXPECT_TRUE(std::ranges::any_of(log.lines(), [](const auto& line) {
         return line.text.find(L"auth1psk=\"*****\" qmpfs") != line.text.npos;
     }));
-    for (const auto& key : invertedKeys) {
-        const std::string_view inverted(key, sizeof key);
-        EXPECT_FALSE(wstest::isInMemory(inverted));
-        EXPECT_FALSE(wstest::isInMemory(invertedWide(inverted)));
-        const auto held = keyOf(inverted);
-        EXPECT_TRUE(wstest::isInMemory(inverted)) << "the search finds nothing at all";
+    for (const auto& key : invertedKeys) expectNowhere({key, sizeof key});
+    plugin.exit();
+}
+
+// The sample lab with a domain controller that refuses all changes of entries: a lab's keeps passwords as
+// they are.
+CORE::PropertyBag refusingLab(const wstest::TempFolder& folder) {
+    const auto lab = folder.path() / "lab";
+    std::filesystem::copy(sampleLab().get(CORE::startupLabFolder).str(), lab,
+                          std::filesystem::copy_options::recursive);
+    std::string machine = wstest::fileText(lab / "machine.toml");
+    const auto controller = machine.find("\n[[directory.account]]");
+    machine.insert(controller, "\n[directory.faults]\nfail = [{operation = \"modify\", code = 53}]\n");
+    std::ofstream(lab / "machine.toml", std::ios::binary) << machine;
+    CORE::PropertyBag startup;
+    startup.set(CORE::startupLabFolder, lab.wstring());
+    return startup;
+}
+
+TEST(Secrets, OfAClientDeviceStayNeitherInMemoryNorInTheLog) {
+    const wstest::TempFolder folder;
+    CORE::SecurityManager::System().setKeyFile((folder.path() / "key" / "host.key").wstring());
+    const CORE::PropertyBag startup = refusingLab(folder);
+    const Started authentication("winauth", startup);
+    const Loaded plugin;
+    ASSERT_TRUE(plugin.start(startup));
+    const std::string_view inverted(invertedKeys[0], sizeof invertedKeys[0]);
+    const wstest::LogCapture log;  // its lines are a part of the memory
+    CORE::PropertyBag response;
+    {
+        CORE::PropertyBag request;
+        request.set(L"operation", L"add");
+        request.set(L"clientid", L"custom-kiosk9");
+        request.set(L"domain", L"corp.example");
+        request.set(L"password", keyOf(inverted).view());
+        CORE::MessageHandler::SendMsg(L"ws_admin", L"clientAuthConfig", request, response);
     }
+    EXPECT_EQ(response.getErrorText(), L"Failed to SetPassword. error=0x80072035");
+    EXPECT_FALSE(log.lines().empty());
+    expectNowhere(inverted);
     plugin.exit();
 }
 

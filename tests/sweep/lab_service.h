@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "framework/core/security.h"
 #include "framework/ws_admin_operation.h"
 #include "framework/ws_admin_service.h"
 #include "platform/platform.h"
@@ -16,6 +17,7 @@
 #include "support/log_capture.h"
 #include "support/manual_clock.h"
 #include "support/scripted_accounts.h"
+#include "support/temp_folder.h"
 #include "sweep/sweep_data.h"
 #include "sweep/undo.h"
 #include "winauth/winauth_service.h"
@@ -71,6 +73,7 @@ class LabService {
         startup_.setBool(L"InitiateDomainChecks", false);
         authentication_ =
             CORE::refptr<wsadmin::winauth_service>::adopt(new wsadmin::winauth_service(startup_));
+        CORE::SecurityManager::System().setKeyFile((keys_.path() / "key" / "host.key").wstring());
         clock_->advance(1'700'000'000);
         platform_->clock = clock_;
         open();
@@ -177,6 +180,7 @@ class LabService {
     }
 
     bool capturesLog_;
+    wstest::TempFolder keys_;
     PropertyBag startup_;
     std::shared_ptr<wstest::PortCalls> calls_ = std::make_shared<wstest::PortCalls>();
     std::shared_ptr<wstest::ManualClock> clock_ = std::make_shared<wstest::ManualClock>();

@@ -1,0 +1,174 @@
+// What cases cannot say of client accounts: who binds, what ends a wait, what two requests at once leave, and
+// which texts no log has.
+#include "clientauth/client_auth.h"
+
+#include <algorithm>
+#include <future>
+
+#include "clientauth/client_auth_config.h"
+#include "clientauth/generated_password.h"
+#include "framework/core/security.h"
+#include "identity/pod_lab.h"
+#include "platform/startup.h"
+#include "support/counting_ports.h"
+#include "support/log_capture.h"
+#include "support/manual_clock.h"
+
+namespace wsadmin {
+namespace {
+
+using namespace wstest;
+
+constexpr char pod[] =
+    "dn: OU=Properties,DC=vdi,DC=talvex,DC=int\nobjectClass: organizationalUnit\n\n"
+    "dn: OU=Global,OU=Properties,DC=vdi,DC=talvex,DC=int\nobjectClass: organizationalUnit\n\n"
+    "dn: CN=Common,OU=Global,OU=Properties,DC=vdi,DC=talvex,DC=int\nobjectClass: zre-PropertyObject\n";
+constexpr char corp[] =
+    "dn: DC=corp,DC=example\nobjectClass: domainDNS\nobjectSid: S-1-5-21-1-2-3\n\n"
+    "dn: CN=Configuration,DC=corp,DC=example\nobjectClass: configuration\n\n"
+    "dn: CN=Partitions,CN=Configuration,DC=corp,DC=example\nobjectClass: crossRefContainer\n\n"
+    "dn: CN=CORP,CN=Partitions,CN=Configuration,DC=corp,DC=example\nobjectClass: crossRef\n"
+    "nCName: DC=corp,DC=example\nnETBIOSName: CORP\n\n"
+    "dn: CN=Users,DC=corp,DC=example\nobjectClass: container\n\n"
+    "dn: CN=svc,CN=Users,DC=corp,DC=example\nobjectClass: user\nsAMAccountName: svc\n"
+    "objectSid: S-1-5-21-1-2-3-1000\nunicodePwd: Right.Pass1\n";
+
+class ClientAuthTest : public testing::Test {
+  protected:
+    ClientAuthTest() {
+        lab_.platform->clock = clock_;
+        clock_->advance(1'700'000'000);
+        CORE::SecurityManager::System().setKeyFile((keys_.path() / "key" / "host.key").wstring());
+    }
+    std::wstring config(const char* operation,
+                        std::vector<std::pair<const wchar_t*, std::string>> keys = {}) {
+        keys.insert(keys.end(),
+                    {{L"operation", operation}, {L"clientid", "custom-kiosk1"}, {L"domain", "corp.example"}});
+        return ask<&ClientAuthConfig::clientAuthConfig>(*lab_.service, requestOf(keys)).getErrorText().str();
+    }
+    // What a bind as the client answers.
+    int bindAs(std::string_view password) {
+        const auto session = lab_.platform->ldap->open({.host = "corp.example"}).value();
+        const auto bound = session->bind(
+            {.user = "CORP\\custom-kiosk1", .domain = {}, .password = CORE::secretstring(password)});
+        return bound ? 0 : bound.error().code;
+    }
+
+    TempFolder keys_;
+    PeopleLab lab_{{.pod = pod, .corp = corp}};
+    std::shared_ptr<ManualClock> clock_ = std::make_shared<ManualClock>();
+};
+
+TEST_F(ClientAuthTest, AClientLogsOnWithThePasswordOfTheClocksSecond) {
+    const auto generatedNow = [this] {
+        const auto now = std::chrono::floor<std::chrono::seconds>(clock_->now()).time_since_epoch();
+        return std::string(generatePassword(static_cast<std::uint32_t>(now.count()))->view());
+    };
+    const std::string first = generatedNow();
+    EXPECT_EQ(config("add", {{L"genpassword", "true"}}), L"");
+    EXPECT_EQ(bindAs(first), 0);
+    EXPECT_EQ(bindAs("Other.Pass1"), ldapInvalidCredentials);
+    clock_->advance(1);
+    EXPECT_EQ(config("update", {{L"genpassword", "true"}}), L"");
+    EXPECT_EQ(bindAs(first), ldapInvalidCredentials);
+    EXPECT_EQ(bindAs(generatedNow()), 0);
+}
+
+TEST_F(ClientAuthTest, APasswordIsKeptProtectedAndIsInNoLog) {
+    const std::wstring password = L"Spoken.Never1";
+    const LogCapture log(CORE::logDebug);
+    EXPECT_EQ(config("add", {{L"password", CORE::toUtf8(password)}}), L"");
+    for (const LogLine& line : log.lines()) EXPECT_EQ(line.text.find(password), std::wstring::npos);
+    const auto session = lab_.platform->ldap->open({}).value();
+    ASSERT_TRUE(session->bind({}));
+    const auto found = session->search({.base = "CN=custom-kiosk1,OU=Properties,DC=vdi,DC=talvex,DC=int",
+                                        .scope = LdapScope::base,
+                                        .filter = "(objectClass=*)"});
+    const std::string kept(found.value().entries.at(0).first("zre-WindowsPassword"));
+    EXPECT_EQ(CORE::SecurityManager::System().Decrypt(CORE::toWide(kept)).to_wstr(), password);
+}
+
+TEST_F(ClientAuthTest, WorksAsTheAdministrativeAccount) {
+    const std::wstring right = CORE::SecurityManager::System().Encrypt("Right.Pass1").str(),
+                       wrong = CORE::SecurityManager::System().Encrypt("Wrong.Pass1").str();
+    const struct {
+        std::wstring password, sentence;  // how it begins
+    } table[] = {
+        {L"Right.Pass1", L"The password of the administrative account CORP\\svc cannot be decrypted"},
+        {wrong, L"Organizational Unit 'CN=Users' was not found.  Please make sure it exists and the "},
+        {right, L""},
+    };
+    lab_.service->configurationBag.set(platform::startup::clientAuthAdminDomain, L"CORP");
+    lab_.service->configurationBag.set(platform::startup::clientAuthAdminUser, L"svc");
+    for (const auto& row : table) {
+        lab_.service->configurationBag.set(platform::startup::clientAuthAdminPassword, row.password);
+        const std::wstring said = config("add");
+        EXPECT_TRUE(row.sentence.empty() ? said.empty() : said.starts_with(row.sentence))
+            << CORE::toUtf8(said);
+    }
+}
+
+TEST_F(ClientAuthTest, AStepThatFailsIsToldByItsLine) {
+    const auto services = lab_.platform->directoryServices;
+    lab_.platform->directoryServices = std::make_shared<CountingDirectoryServices>(services, lab_.counts);
+    const std::string made = " CN=custom-kiosk1 below LDAP://CN=Users,DC=corp,DC=example",
+                      found = " LDAP://corp.example/CN=custom-kiosk1,CN=Users,DC=corp,DC=example";
+    const struct {
+        std::string call;
+        std::wstring line;
+        const char* operation = "add";
+    } table[] = {
+        {"create LDAP://CN=Users,DC=corp,DC=example CN=custom-kiosk1", L"Failed to create the user object."},
+        {"put" + made + " sAMAccountName", L"Failed to set sAMAccoutName."},
+        {"put" + made + " displayName", L"Failed to set displayName."},
+        {"put" + made + " userAccountControl", L"Failed to set userAccountControl."},
+        {"putAccountDisabled" + made, L"Failed to put_AccountDisabled."},
+        {"put" + made + " description", L"Failed to put_Description."},
+        {"none", L""},  // makes the account for the last one
+        {"put" + found + " description", L"Failed to put description.", "update"},
+    };
+    for (const auto& row : table) {
+        lab_.counts->restart({{.call = "ads " + row.call, .code = adsUnspecified}});
+        EXPECT_EQ(config(row.operation, {{L"description", "Hall"}}),
+                  row.line.empty() ? L"" : row.line + L" error=0x80004005")
+            << row.call;
+        const auto parent =
+            services->openObject("LDAP://CN=Users,DC=corp,DC=example", {}, adsSecureAuthentication).value();
+        if (!row.line.empty()) static_cast<void>(parent->removeChild("user", "CN=custom-kiosk1"));
+    }
+}
+
+TEST_F(ClientAuthTest, AnEntryThatIsNotDeletedIsTriedForAMinuteUnlessTheServiceStops) {
+    ASSERT_EQ(config("add"), L"");
+    for (const auto& [seconds, attempts] : {std::pair{60, 30}, {0, 1}}) {
+        lab_.counts->restart({{.call = "ldap remove CN=custom-kiosk1,OU=Properties,DC=vdi,DC=talvex,DC=int",
+                               .occurrence = PortFault::every,
+                               .code = ldapBusy}});
+        const auto begin = clock_->now();
+        const CORE::PropertyBag answer =
+            ask<&ClientAuth::clientAuthRemoveAll>(*lab_.service, requestOf({{L"force", "true"}}));
+        EXPECT_EQ(answer.utf8(L"textmessage").substr(0, 2), "0 ");
+        EXPECT_EQ(clock_->now() - begin, std::chrono::seconds(seconds));
+        EXPECT_EQ(std::ranges::count(lab_.counts->calls(),
+                                     "ldap remove CN=custom-kiosk1,OU=Properties,DC=vdi,DC=talvex,DC=int",
+                                     &PortCalls::Call::name),
+                  attempts);
+        lab_.service->stop();
+    }
+}
+
+TEST_F(ClientAuthTest, OfTwoAddsAtOnceOneMakesTheAccount) {
+    for (int round = 0; round < 20; ++round) {
+        auto other = std::async(std::launch::async, [this] { return config("add"); });
+        const std::wstring said[] = {config("add"), other.get()};
+        const std::wstring& refusal = said[0].empty() ? said[1] : said[0];
+        EXPECT_NE(said[0].empty(), said[1].empty());
+        EXPECT_TRUE(refusal == L"Failed to SetInfo. error=0x80071392" ||
+                    refusal.starts_with(L"clientid 'custom-kiosk1' already exists"))
+            << CORE::toUtf8(refusal);
+        ASSERT_EQ(config("remove"), L"");
+    }
+}
+
+}  // namespace
+}  // namespace wsadmin

@@ -1,0 +1,127 @@
+// Accounts of client devices in a real domain: who logs on with what, and who may not.
+#include <gtest/gtest.h>
+
+#include "framework/core/security.h"
+#include "integration/directory.h"
+#include "integration/tool.h"
+#include "support/temp_folder.h"
+
+namespace integration {
+namespace {
+
+using namespace wsadmin::platform;
+
+constexpr char account[] = "CN=custom-it,CN=Users,DC=corp,DC=example";
+constexpr char entry[] = "CN=custom-it,OU=Properties,DC=vdi,DC=talvex,DC=int";
+
+class ClientAuth : public testing::Test {
+  protected:
+    ~ClientAuth() override { static_cast<void>(administrator_->remove(account, {})); }
+
+    // The sentence of the answer, with the tool's configuration or one of the test's own.
+    std::string config(std::vector<std::string> keys, std::vector<std::string> options = {}) const {
+        if (options.empty()) options = server_.options();
+        options.insert(options.end(), {"clientAuthConfig", "clientid=custom-it", "domain=corp.example"});
+        options.insert(options.end(), keys.begin(), keys.end());
+        const Answer answer = ask(Build::native, options);
+        if (!answer.json.is_object()) return answer.errors;
+        if (answer.json["error"].is_null()) return answer.json["result"][0][1];
+        return answer.json["error"]["text"];
+    }
+    // What the pod's entry says.
+    std::string kept(const char* attribute) const {
+        const auto found =
+            openAs(LdapEndpoint{}, {})
+                .value()
+                ->search({.base = entry, .scope = LdapScope::base, .filter = "(objectClass=*)"});
+        return std::string(found.value().entries.at(0).first(attribute));
+    }
+    // Decrypted: the tool and this program have one key.
+    CORE::secretstring keptPassword() const {
+        return CORE::secretstring(
+            CORE::SecurityManager::System().Decrypt(CORE::toWide(kept("zre-WindowsPassword"))));
+    }
+    void expectStored(const Json& stored) const {
+        for (const std::string& problem : judgeStored(stored, server_.directories()))
+            ADD_FAILURE() << problem;
+    }
+    wsadmin::Result<std::unique_ptr<LdapSession>> openAs(const LdapEndpoint& endpoint,
+                                                         const LdapCredentials& credentials) const {
+        auto session = server_.directories().client->open(endpoint);
+        if (!session) return session;
+        if (auto bound = (*session)->bind(credentials); !bound) return wsadmin::fail(bound.error());
+        return session;
+    }
+    // The code of a logon to the domain as the client.
+    int logOn(const CORE::secretstring& password) const {
+        const auto session = openAs(domain_, {.user = "CORP\\custom-it", .domain = {}, .password = password});
+        return session ? ldapSuccess : session.error().code;
+    }
+
+    const LdapEndpoint domain_{.host = "corp.example"};
+    const ServerState server_;
+    const std::unique_ptr<LdapSession> administrator_ = openAs(domain_, {}).value();
+};
+
+TEST_F(ClientAuth, AClientLogsOnWithThePasswordThatTheDirectoryKeeps) {
+    EXPECT_EQ(config({"operation=add", "genpassword=true", "expirepassword=true"}),
+              "Client authentication user was added successfully.");
+    const CORE::secretstring generated = keptPassword();
+    EXPECT_EQ(generated.size(), 16U);
+    EXPECT_EQ(logOn(generated), ldapSuccess);
+    EXPECT_EQ(logOn(CORE::secretstring("Wrong.Pass1")), ldapInvalidCredentials);
+    EXPECT_EQ(config({"operation=update", "password=Gr\u00fc\u00dfe.Pass1"}),
+              "Client authentication user was updated successfully.");
+    EXPECT_EQ(keptPassword().view(), "Gr\u00fc\u00dfe.Pass1");
+    EXPECT_EQ(logOn(keptPassword()), ldapSuccess);
+    const std::string principal = kept("member");
+    expectStored({{{"dn", account}, {"in", "corp"}, {"userAccountControl", "544"}},
+                  {{"dn", principal}, {"objectClass", {"top", "foreignSecurityPrincipal"}}}});
+    EXPECT_EQ(config({"operation=remove"}), "Client authentication user was removed successfully.");
+    expectStored({{{"dn", account}, {"in", "corp"}, {"cn", nullptr}},
+                  {{"dn", entry}, {"cn", nullptr}},
+                  {{"dn", principal}, {"cn", nullptr}}});
+}
+
+TEST_F(ClientAuth, AnAdministrativeAccountWithoutRightsChangesNothing) {
+    const std::string rights =
+        " user in Active Directory due to insufficient rights.  Please make sure the administrator user "
+        "invoking "
+        "hdqadmin.exe is part of the 'Domain Admins', or 'Administrators' group; or has the necessary "
+        "permission "
+        "to ";
+    const wstest::TempFolder folder;
+    const Outcome encrypted = run({WS_BIN_DIR "/hdqadmin", "--encrypt",
+                                   "@" + folder.write("password", environment("WS_TEST_CORP_PASSWORD"))});
+    ASSERT_EQ(encrypted.status, 0) << encrypted.errors;
+    const std::string configuration = folder.write(
+        "alice.toml", wstest::fileText(environment("WS_TEST_CONFIG")) +
+                          "[startup]\nClientAuthAdminDomain = \"CORP\"\nClientAuthAdminUser = \"alice\"\n"
+                          "ClientAuthAdminPassword = '" +
+                          encrypted.output.substr(0, encrypted.output.find('\n')) + "'\n");
+    const std::vector<std::string> asAlice = {"--config", configuration};
+    EXPECT_EQ(config({"operation=add"}, asAlice),
+              "Failed to create" + rights + "create Active Directory users.");
+    EXPECT_EQ(config({"operation=add"}), "Client authentication user was added successfully.");
+    EXPECT_EQ(config({"operation=update", "description=x"}, asAlice),
+              "Failed to update" + rights + "update Active Directory users.");
+    for (const char* force : {"force=true", "force=false"})
+        EXPECT_EQ(config({"operation=remove", force}, asAlice),
+                  "Failed to delete" + rights + "delete Active Directory users.");
+    EXPECT_EQ(config({"operation=remove"}), "Client authentication user was removed successfully.");
+}
+
+TEST_F(ClientAuth, AnAccountThatIsGoneIsRemovedByForceAlone) {
+    EXPECT_EQ(config({"operation=add"}), "Client authentication user was added successfully.");
+    const std::string principal = kept("member");
+    ASSERT_TRUE(administrator_->remove(account, {}));
+    EXPECT_EQ(config({"operation=remove"}),
+              "Failed to get SID for domain and username: corp.example\\custom-it");
+    EXPECT_EQ(config({"operation=remove", "force=true"}),
+              "Client authentication user was removed successfully.");
+    expectStored({{{"dn", entry}, {"cn", nullptr}},
+                  {{"dn", principal}, {"objectClass", {"top", "foreignSecurityPrincipal"}}}});
+}
+
+}  // namespace
+}  // namespace integration
