@@ -85,10 +85,14 @@ ULONG LdapConnection::setOptions() const {
     ldap_set_optionW(handle, LDAP_OPT_AREC_EXCLUSIVE, LDAP_OPT_ON);
     ldap_set_optionW(handle, LDAP_OPT_AUTO_RECONNECT, LDAP_OPT_OFF);
     ldap_set_optionW(handle, LDAP_OPT_SEND_TIMEOUT, &seconds);
-    if (!endpoint_.verifyCertificate)
-        return ldap_set_optionW(handle, LDAP_OPT_SERVER_CERTIFICATE,
-                                reinterpret_cast<void*>(&acceptAnyCertificate));
-    return LDAP_SUCCESS;
+    return endpoint_.tls ? setTlsOptions() : static_cast<ULONG>(LDAP_SUCCESS);
+}
+
+// Not without TLS: some clients refuse the option.
+ULONG LdapConnection::setTlsOptions() const {
+    if (endpoint_.verifyCertificate) return LDAP_SUCCESS;
+    return ldap_set_optionW(handle_.get(), LDAP_OPT_SERVER_CERTIFICATE,
+                            reinterpret_cast<void*>(&acceptAnyCertificate));
 }
 
 Result<void> LdapConnection::bind(const LdapCredentials& credentials) {
@@ -135,6 +139,7 @@ Result<void> LdapConnection::checkTlsVersion() const {
 Result<void> LdapConnection::protect(bool simple, std::string_view user) {
     const BindProtection needed = protectionOf(endpoint_, simple);
     if (needed.startTls) {
+        if (const ULONG code = setTlsOptions(); code != LDAP_SUCCESS) return fail(failureOf(code));
         ULONG said = LDAP_SUCCESS;
         const ULONG code = ldap_start_tls_sW(handle_.get(), &said, nullptr, nullptr, nullptr);
         startedTls_ = code == LDAP_SUCCESS;

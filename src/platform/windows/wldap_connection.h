@@ -61,6 +61,7 @@ class LdapConnection {
     LdapConnection(UniqueLdap handle, LdapEndpoint endpoint, std::shared_ptr<const LdapStop> stop)
         : handle_(std::move(handle)), endpoint_(std::move(endpoint)), stop_(std::move(stop)) {}
     ULONG setOptions() const;
+    ULONG setTlsOptions() const;
     Result<void> connectAndBind(const LdapCredentials& credentials);
     Result<void> protect(bool simple, std::string_view user);
     Result<void> checkTlsVersion() const;
