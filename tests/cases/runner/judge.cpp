@@ -190,6 +190,10 @@ Problems judgeStored(const Json& stored, const Directories& directories) {
     return problems;
 }
 
+static bool isGone(const Json& entry) {
+    return entry.contains("cn") && entry["cn"].is_null();
+}
+
 Json lastStored(const std::vector<Case>& cases) {
     Json last = Json::array();
     for (const Case& one : cases) {
@@ -202,6 +206,8 @@ Json lastStored(const std::vector<Case>& cases) {
             });
             if (before == last.end())
                 last.push_back(entry);
+            else if (isGone(*before) || isGone(entry))  // no attribute is of two entries
+                *before = entry;
             else
                 before->update(entry);
         }
