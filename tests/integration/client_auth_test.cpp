@@ -74,6 +74,7 @@ TEST_F(ClientAuth, AClientLogsOnWithThePasswordThatTheDirectoryKeeps) {
               "Client authentication user was updated successfully.");
     EXPECT_EQ(keptPassword().view(), "Gr\u00fc\u00dfe.Pass1");
     EXPECT_EQ(logOn(keptPassword()), ldapSuccess);
+    EXPECT_EQ(logOn(generated), ldapInvalidCredentials);
     const std::string principal = kept("member");
     expectStored({{{"dn", account}, {"in", "corp"}, {"userAccountControl", "544"}},
                   {{"dn", principal}, {"objectClass", {"top", "foreignSecurityPrincipal"}}}});

@@ -32,6 +32,7 @@ configure() {
     binddns dir = $1/bind-dns
     log file = $1/log/samba.log
     log level = 0
+    old password allowed period = 0
     ldap server require strong auth = no
     tls enabled = yes
     tls keyfile = $1/tls/key.pem
