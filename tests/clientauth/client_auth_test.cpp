@@ -13,6 +13,7 @@
 #include "support/counting_ports.h"
 #include "support/log_capture.h"
 #include "support/manual_clock.h"
+#include "support/scripted_ldap.h"
 
 namespace wsadmin {
 namespace {
@@ -54,55 +55,58 @@ class ClientAuthTest : public testing::Test {
         return bound ? 0 : bound.error().code;
     }
 
+    // What the settings entry holds, decrypted.
+    std::string keptPassword() {
+        const auto session = lab_.platform->ldap->open({}).value();
+        EXPECT_TRUE(session->bind({}));
+        const auto found = session->search({.base = "CN=custom-kiosk1,OU=Properties,DC=vdi,DC=talvex,DC=int",
+                                            .scope = LdapScope::base,
+                                            .filter = "(objectClass=*)"});
+        const auto kept = found.value().entries.at(0).first("zre-WindowsPassword");
+        return CORE::SecurityManager::System().Decrypt(CORE::toWide(kept)).str();
+    }
+
     TempFolder keys_;
     PeopleLab lab_{{.pod = pod, .corp = corp}};
     std::shared_ptr<ManualClock> clock_ = std::make_shared<ManualClock>();
 };
 
-TEST_F(ClientAuthTest, AClientLogsOnWithThePasswordOfTheClocksSecond) {
-    const auto generatedNow = [this] {
-        const auto now = std::chrono::floor<std::chrono::seconds>(clock_->now()).time_since_epoch();
-        return std::string(generatePassword(static_cast<std::uint32_t>(now.count()))->view());
-    };
-    const std::string first = generatedNow();
-    EXPECT_EQ(config("add", {{L"genpassword", "true"}}), L"");
-    EXPECT_EQ(bindAs(first), 0);
-    EXPECT_EQ(bindAs("Other.Pass1"), ldapInvalidCredentials);
-    clock_->advance(1);
-    EXPECT_EQ(config("update", {{L"genpassword", "true"}}), L"");
-    EXPECT_EQ(bindAs(first), ldapInvalidCredentials);
-    EXPECT_EQ(bindAs(generatedNow()), 0);
-}
-
-TEST_F(ClientAuthTest, APasswordIsKeptProtectedAndIsInNoLog) {
-    const std::wstring password = L"Spoken.Never1";
+TEST_F(ClientAuthTest, AClientLogsOnWithThePasswordOfTheClocksSecondWhichIsKeptProtectedAndInNoLog) {
     const LogCapture log(CORE::logDebug);
-    EXPECT_EQ(config("add", {{L"password", CORE::toUtf8(password)}}), L"");
-    for (const LogLine& line : log.lines()) EXPECT_EQ(line.text.find(password), std::wstring::npos);
-    const auto session = lab_.platform->ldap->open({}).value();
-    ASSERT_TRUE(session->bind({}));
-    const auto found = session->search({.base = "CN=custom-kiosk1,OU=Properties,DC=vdi,DC=talvex,DC=int",
-                                        .scope = LdapScope::base,
-                                        .filter = "(objectClass=*)"});
-    const std::string kept(found.value().entries.at(0).first("zre-WindowsPassword"));
-    EXPECT_EQ(CORE::SecurityManager::System().Decrypt(CORE::toWide(kept)).to_wstr(), password);
+    std::vector<std::string> passwords;
+    for (const char* operation : {"add", "update"}) {
+        clock_->advance(1);
+        const auto now = std::chrono::floor<std::chrono::seconds>(clock_->now()).time_since_epoch();
+        passwords.emplace_back(generatePassword(static_cast<std::uint32_t>(now.count()))->view());
+        EXPECT_EQ(config(operation, {{L"genpassword", "true"}}), L"");
+        EXPECT_EQ(bindAs(passwords.back()), 0);
+        EXPECT_EQ(keptPassword(), passwords.back());
+        for (const LogLine& line : log.lines())
+            EXPECT_EQ(line.text.find(CORE::toWide(passwords.back())), std::wstring::npos);
+    }
+    EXPECT_EQ(bindAs(passwords.front()), ldapInvalidCredentials);
 }
 
 TEST_F(ClientAuthTest, WorksAsTheAdministrativeAccount) {
     const std::wstring right = CORE::SecurityManager::System().Encrypt("Right.Pass1").str(),
                        wrong = CORE::SecurityManager::System().Encrypt("Wrong.Pass1").str();
     const struct {
+        const wchar_t* domain;
         std::wstring password, sentence;  // how it begins
+        const char* operation = "add";
     } table[] = {
-        {L"Right.Pass1", L"The password of the administrative account CORP\\svc cannot be decrypted"},
-        {wrong, L"Organizational Unit 'CN=Users' was not found.  Please make sure it exists and the "},
-        {right, L""},
+        {L"CORP", L"Right.Pass1",
+         L"The password of the administrative account CORP\\svc cannot be decrypted"},
+        {L"CORP", wrong,
+         L"Organizational Unit 'CN=Users' was not found.  Please make sure it exists and the "},
+        {L"CORP", right, L""},
+        {L"", right, L"", "remove"},
     };
-    lab_.service->configurationBag.set(platform::startup::clientAuthAdminDomain, L"CORP");
     lab_.service->configurationBag.set(platform::startup::clientAuthAdminUser, L"svc");
     for (const auto& row : table) {
+        lab_.service->configurationBag.set(platform::startup::clientAuthAdminDomain, row.domain);
         lab_.service->configurationBag.set(platform::startup::clientAuthAdminPassword, row.password);
-        const std::wstring said = config("add");
+        const std::wstring said = config(row.operation);
         EXPECT_TRUE(row.sentence.empty() ? said.empty() : said.starts_with(row.sentence))
             << CORE::toUtf8(said);
     }
@@ -155,6 +159,16 @@ TEST_F(ClientAuthTest, AnEntryThatIsNotDeletedIsTriedForAMinuteUnlessTheServiceS
                   attempts);
         lab_.service->stop();
     }
+}
+
+TEST_F(ClientAuthTest, AnEntryWithoutANameIsNotRemoved) {
+    const auto client = std::make_shared<ScriptedClient>();
+    client->session->answers = {
+        pageAnswer({entry("", {{"zre-WindowsUID", {"custom-1"}}, {"zre-WindowsDomain", {"CORP"}}})}, "")};
+    lab_.platform->ldap = client;
+    const auto answer = ask<&ClientAuth::clientAuthRemoveAll>(*lab_.service, {});
+    EXPECT_EQ(answer.getBag(L"errorList").get(L"errorText"),
+              L"Failed to get DN for user: CORP\\custom-1 -removeall did not complete.");
 }
 
 TEST_F(ClientAuthTest, OfTwoAddsAtOnceOneMakesTheAccount) {

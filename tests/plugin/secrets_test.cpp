@@ -61,18 +61,21 @@ TEST(Secrets, OfAPairingStayNeitherInMemoryNorInTheLog) {
     plugin.exit();
 }
 
-// The sample lab with a domain controller that refuses all changes of entries: a lab's keeps passwords as
-// they are.
+// The sample lab with a domain controller that admits everybody and refuses all changes of entries: a lab's
+// keeps passwords as they are. The administrative account has the second key.
 CORE::PropertyBag refusingLab(const wstest::TempFolder& folder) {
     const auto lab = folder.path() / "lab";
     std::filesystem::copy(sampleLab().get(CORE::startupLabFolder).str(), lab,
                           std::filesystem::copy_options::recursive);
     std::string machine = wstest::fileText(lab / "machine.toml");
-    const auto controller = machine.find("\n[[directory.account]]");
-    machine.insert(controller, "\n[directory.faults]\nfail = [{operation = \"modify\", code = 53}]\n");
+    machine.resize(machine.find("\n[[directory.account]]"));
+    machine += "\n[directory.faults]\nfail = [{operation = \"modify\", code = 53}]\n";
     std::ofstream(lab / "machine.toml", std::ios::binary) << machine;
     CORE::PropertyBag startup;
     startup.set(CORE::startupLabFolder, lab.wstring());
+    startup.set(L"ClientAuthAdminUser", L"svc");
+    const auto password = keyOf({invertedKeys[1], sizeof invertedKeys[1]});
+    startup.set(L"ClientAuthAdminPassword", CORE::SecurityManager::System().Encrypt(password.view()));
     return startup;
 }
 
@@ -83,7 +86,6 @@ TEST(Secrets, OfAClientDeviceStayNeitherInMemoryNorInTheLog) {
     const Started authentication("winauth", startup);
     const Loaded plugin;
     ASSERT_TRUE(plugin.start(startup));
-    const std::string_view inverted(invertedKeys[0], sizeof invertedKeys[0]);
     const wstest::LogCapture log;  // its lines are a part of the memory
     CORE::PropertyBag response;
     {
@@ -91,12 +93,12 @@ TEST(Secrets, OfAClientDeviceStayNeitherInMemoryNorInTheLog) {
         request.set(L"operation", L"add");
         request.set(L"clientid", L"custom-kiosk9");
         request.set(L"domain", L"corp.example");
-        request.set(L"password", keyOf(inverted).view());
+        request.set(L"password", keyOf({invertedKeys[0], sizeof invertedKeys[0]}).view());
         CORE::MessageHandler::SendMsg(L"ws_admin", L"clientAuthConfig", request, response);
     }
     EXPECT_EQ(response.getErrorText(), L"Failed to SetPassword. error=0x80072035");
     EXPECT_FALSE(log.lines().empty());
-    expectNowhere(inverted);
+    for (const auto& key : invertedKeys) expectNowhere({key, sizeof key});
     plugin.exit();
 }
 
