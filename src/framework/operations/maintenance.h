@@ -18,7 +18,7 @@ inline constexpr Operation showAndResolveLDAPCollisions{
     .changes = true,
     .text =
         L"Finds what replication conflicts and deletions left behind in the configuration directory and, "
-        L"when asked, repairs it; the findings are in the log alone.",
+        L"when asked, repairs it; the findings are in the log alone, at level info.",
     .request = showAndResolveLDAPCollisionsRequest,
     .example = L"resolveCollisions=true",
 };
