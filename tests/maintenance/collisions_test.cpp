@@ -59,6 +59,18 @@ TEST(Collisions, WithoutTheNameOfTheSchemaNothingIsDone) {
     }
 }
 
+TEST(Collisions, AnAttributeThatHasNoValueLeftIsDone) {
+    const auto lines = resolve(
+        {root,
+         schema,
+         pageAnswer(
+             {entry("CN=group,DC=x", {{"member;range=0-0", {"CN=x\\0ADEL:1,CN=Deleted Objects,DC=x"}}})}, ""),
+         {.entries = {entry("CN=group,DC=x")}},
+         pageAnswer({}, "")});
+    EXPECT_FALSE(hasLine(lines, L"Failed to read"));
+    EXPECT_TRUE(hasLine(lines, L"1 collision entry removed."));
+}
+
 // Each range brings another reference that can be removed, so that the reading would start over for ever.
 TEST(Collisions, ADirectoryThatInventsReferencesIsGivenUp) {
     std::vector<ScriptedAnswer> answers = {root, schema};
