@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "ldap/configuration_folder.h"
 #include "ldap/domain_queries.h"
 #include "platform/module/module_log.h"
 
@@ -35,26 +36,6 @@ Result<void> ServiceOperations::setServiceConfiguration() {
 Result<void> ServiceOperations::getAppdataLocation() {
     result().set(L"appdataLocation", configurationFolder(*service().platform().folders));
     return {};
-}
-
-std::wstring configurationFolder(const platform::Folders& folders, DataOwner owner) {
-    using platform::Folder;
-    if (owner == DataOwner::user) {
-        if (auto folder = folders.get(Folder::localAppData)) return *folder + L"\\Talvex\\HDQ";
-    }
-    if (auto folder = folders.get(Folder::commonAppData)) return *folder + L"\\Talvex\\HDQ";
-    if (auto folder = folders.get(Folder::programFiles)) return *folder + L"\\Talvex\\Talvex Vorn";
-
-    logError(L"SHGetSpecialFolderPath FAILED");
-    const auto windows = folders.windowsDirectory();
-    const wchar_t drive = windows && !windows->empty() ? windows->front() : L'C';
-    return drive + std::wstring(L":\\Program Files\\Talvex\\Talvex Vorn");
-}
-
-CORE::PropertyBag getAppdataLocation(ServiceContext& service, const CORE::PropertyBag&) {
-    CORE::PropertyBag result;
-    result.set(L"appdataLocation", configurationFolder(*service.platform().folders));
-    return result;
 }
 
 }  // namespace wsadmin

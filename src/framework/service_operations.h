@@ -1,8 +1,6 @@
 // The operations of the service itself: those that no worker owns.
 #pragma once
 
-#include <string>
-
 #include "ldap/worker.h"
 
 namespace wsadmin {
@@ -24,11 +22,5 @@ class ServiceOperations : public Worker {
     Result<void> setServiceConfiguration();
     Result<void> getAppdataLocation();
 };
-
-enum class DataOwner { machine, user };
-
-// The folder of the system's own files, in the system's spelling with backslashes. There is always an answer:
-// what the platform cannot tell is replaced by its usual place, and that is logged.
-std::wstring configurationFolder(const platform::Folders& folders, DataOwner owner = DataOwner::machine);
 
 }  // namespace wsadmin

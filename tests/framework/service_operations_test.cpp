@@ -1,4 +1,5 @@
 #include "framework/service_operations.h"
+#include "ldap/configuration_folder.h"
 
 #include <limits>
 
