@@ -2,7 +2,6 @@
 // thread.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -65,26 +64,14 @@ class Registry {
         std::wstring_view key) const = 0;
 };
 
-// A program to run: each argument is one argument, whatever it holds; no shell is between.
-struct ProcessRequest {
-    std::wstring program;
-    std::vector<std::wstring> arguments;
-    std::wstring workingDirectory;          // empty: the current one
-    std::chrono::milliseconds timeout{0};   // 0: none
-    const CORE::coreevent* stop = nullptr;  // ends the program early when set
-};
-
-struct ProcessOutcome {
-    int exitCode = 0;
-    std::string output;  // standard output and error, as written
-    bool timedOut = false;
-    bool stopped = false;
-};
-
 class Processes {
   public:
     virtual ~Processes() = default;
-    virtual Result<ProcessOutcome> run(const ProcessRequest& request) = 0;
+    // Starts the program with these arguments, one text as command lines have them, with no console and
+    // without handles of this process, and waits until it ends, however long that takes: an installation that
+    // is cut short leaves half a directory. Answers the exit code, nothing where it cannot be read. Failure:
+    // the program could not be started.
+    virtual Result<std::optional<int>> run(const std::wstring& program, const std::wstring& arguments) = 0;
 };
 
 // The system's command interpreter.

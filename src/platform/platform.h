@@ -11,12 +11,15 @@
 #include "platform/account_authority.h"
 #include "platform/clock.h"
 #include "platform/directory_services.h"
+#include "platform/files.h"
 #include "platform/filtering_engine.h"
 #include "platform/firewall_policy.h"
 #include "platform/installation.h"
 #include "platform/ldap_session.h"
 #include "platform/local_machine.h"
+#include "platform/replication.h"
 #include "platform/result.h"
+#include "platform/service_control.h"
 
 namespace wsadmin::platform {
 
@@ -27,6 +30,7 @@ struct Platform {
     std::shared_ptr<Environment> environment;
     std::shared_ptr<Guids> guids;
     std::shared_ptr<Folders> folders;
+    std::shared_ptr<Files> files;
     std::shared_ptr<Registry> registry;
     std::shared_ptr<Processes> processes;
     std::shared_ptr<Clock> clock;
@@ -37,6 +41,8 @@ struct Platform {
     std::shared_ptr<FilteringPlatform> filtering;
     std::shared_ptr<Firewall> firewall;
     std::shared_ptr<CommandInterpreter> commands;
+    std::shared_ptr<ServiceControl> services;
+    std::shared_ptr<Replication> replication;
 
     Installation installation;
     // Start-up parameters of the lab or the configuration file.
@@ -57,6 +63,7 @@ struct Platform {
 
 // Keys of the start-up bag that choose the platform.
 inline constexpr const wchar_t* labFolderKey = CORE::startupLabFolder;
+inline constexpr const wchar_t* labMachineKey = CORE::startupLabMachine;
 inline constexpr const wchar_t* labSaveKey = CORE::startupLabSave;
 inline constexpr const wchar_t* configurationKey = CORE::startupConfiguration;
 

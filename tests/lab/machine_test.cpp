@@ -81,29 +81,21 @@ TEST(SimulatedMachine, RegistryIsReadAndWrittenBack) {
 
 TEST(SimulatedMachine, ProgramsByPattern) {
     auto clock = std::make_shared<FixedClock>(Seconds{});
-    LabProcesses processes(read("[[program]]\nname = '*\\netsh.exe'\narguments = \"advfirewall * "
-                                "name=?\"\nexit-code = 1\noutput = \"no\"\n"
-                                "[[program]]\nname = '*\\NETSH.EXE'\noutput = \"yes\"\nduration = 3000\n")
-                               .programs,
-                           clock);
-    const auto run = [&](std::vector<std::wstring> arguments, int timeout = 0,
-                         const CORE::coreevent* stop = nullptr) {
-        return processes.run({L"C:\\Windows\\system32\\netsh.exe",
-                              std::move(arguments),
-                              {},
-                              std::chrono::milliseconds(timeout),
-                              stop});
+    LabProcesses processes(
+        read("[[program]]\nname = '*\\netsh.exe'\narguments = \"advfirewall * name=?\"\nexit-code = 1\n"
+             "[[program]]\nname = '*\\NETSH.EXE'\nexit-code = 2\nduration = 3000\n")
+            .programs,
+        clock, [](const std::wstring& program, const std::wstring&) {
+            return program == L"C:\\own.exe" ? std::optional(3) : std::nullopt;
+        });
+    const auto run = [&](const std::wstring& arguments) {
+        return processes.run(L"C:\\Windows\\system32\\netsh.exe", arguments).value();
     };
-    EXPECT_EQ(run({L"advfirewall", L"add", L"name=x"})->exitCode, 1);
-    EXPECT_EQ(run({L"advfirewall", L"add", L"name=x"})->output, "no");
-    EXPECT_EQ(run({L"advfirewall", L"add", L"name=xy"})->output, "yes");
+    EXPECT_EQ(run(L"advfirewall add name=x"), 1);
+    EXPECT_EQ(run(L"advfirewall add name=xy"), 2);
     EXPECT_EQ(clock->monotonic().time_since_epoch(), std::chrono::seconds(3));
-    EXPECT_TRUE(run({}, 2999)->timedOut);
-    EXPECT_FALSE(run({}, 3000)->timedOut);
-    CORE::coreevent stop;
-    stop.set();
-    EXPECT_TRUE(run({}, 0, &stop)->stopped);
-    EXPECT_EQ(codeOf(processes.run({L"C:\\other.exe", {}, {}, {}, nullptr})), 2);
+    EXPECT_EQ(processes.run(L"C:\\own.exe", {}).value(), 3);
+    EXPECT_EQ(codeOf(processes.run(L"C:\\other.exe", {})), 2);
 }
 
 TEST(SimulatedMachine, TimeMovesOnByWaitingOnly) {

@@ -224,10 +224,68 @@ class CountingRegistry : public CountingPort<Registry> {
 class CountingProcesses : public CountingPort<Processes> {
   public:
     using CountingPort::CountingPort;
-    Result<ProcessOutcome> run(const ProcessRequest& request) override {
-        std::string name = "processes run " + CORE::toUtf8(request.program);
-        for (const std::wstring& argument : request.arguments) name += " " + CORE::toUtf8(argument);
-        return change<&Real::run>(name, request);
+    Result<std::optional<int>> run(const std::wstring& program, const std::wstring& arguments) override {
+        return change<&Real::run>(nameOf({"processes run", CORE::toUtf8(program), CORE::toUtf8(arguments)}),
+                                  program, arguments);
+    }
+};
+
+class CountingFiles : public CountingPort<Files> {
+  public:
+    using CountingPort::CountingPort;
+    Result<bool> exists(const std::wstring& path) const override {
+        return call<&Real::exists>("files exists " + CORE::toUtf8(path), path);
+    }
+    Result<std::wstring> temporaryFolder() const override {
+        return call<&Real::temporaryFolder>("files temporaryFolder");
+    }
+    Result<std::wstring> makeTemporary(const std::wstring& folder, const std::wstring& prefix) override {
+        return change<&Real::makeTemporary>("files makeTemporary", folder, prefix);
+    }
+    Result<void> write(const std::wstring& path, std::string_view content) override {
+        return change<&Real::write>("files write " + CORE::toUtf8(path), path, content);
+    }
+};
+
+// --- services
+
+class CountingService : public CountingOpened<MachineService> {
+  public:
+    CountingService(std::unique_ptr<MachineService> service, std::shared_ptr<PortCalls> calls,
+                    std::string name)
+        : CountingOpened(std::move(service), std::move(calls)), name_(std::move(name)) {}
+    ServiceQueryResult<std::wstring> description() override {
+        return call<&Real::description>("services description " + name_);
+    }
+    Result<void> setDescription(const std::wstring& description) override {
+        return change<&Real::setDescription>("services setDescription " + name_, description);
+    }
+    ServiceQueryResult<std::vector<std::wstring>> dependencies() override {
+        return call<&Real::dependencies>("services dependencies " + name_);
+    }
+    Result<void> setDependencies(const std::vector<std::wstring>& names) override {
+        return change<&Real::setDependencies>("services setDependencies " + name_, names);
+    }
+
+  private:
+    std::string name_;
+};
+
+class CountingServiceManager : public CountingOpened<ServiceManager> {
+  public:
+    using CountingOpened::CountingOpened;
+    Result<std::unique_ptr<MachineService>> openService(const std::wstring& name) override {
+        const std::string service = CORE::toUtf8(name);
+        return counted<CountingService>(call<&Real::openService>("services openService " + service, name),
+                                        service);
+    }
+};
+
+class CountingServiceControl : public CountingPort<ServiceControl> {
+  public:
+    using CountingPort::CountingPort;
+    Result<std::unique_ptr<ServiceManager>> open() override {
+        return counted<CountingServiceManager>(call<&Real::open>("services open"));
     }
 };
 

@@ -109,6 +109,9 @@ class PortCalls {
     std::vector<LdapSearch> searches_;
 };
 
+// Stands for a query of a service that succeeds before it has been given memory.
+inline constexpr int serviceSucceeded = -1;
+
 // What a failing call answers: the code, as a failure of its port.
 template <class Answer>
 Answer injected(const std::string& call, int code) {
@@ -124,6 +127,11 @@ Answer injected(const std::string& call, int code) {
                                : code == accountNoSuchPackage ? LogonStep::package
                                                               : LogonStep::logon;
         return tl::unexpected(LogonFailure{step, {code, L"injected"}});
+    } else if constexpr (std::is_same_v<typename Answer::error_type, ServiceQueryFailure>) {
+        const ServiceQueryStep step = code == serviceSucceeded         ? ServiceQueryStep::unexpectedSuccess
+                                      : code == accountNotEnoughMemory ? ServiceQueryStep::memory
+                                                                       : ServiceQueryStep::query;
+        return tl::unexpected(ServiceQueryFailure{step, {code, L"injected"}});
     } else {
         if (call.starts_with("ldap ")) return fail(ldapFailure(code));
         if (call.starts_with("ads ")) return fail(code, directoryErrorText(code, adsCodeText(code), 0, {}));

@@ -13,6 +13,7 @@
 #include "framework/core/saved_file.h"
 #include "framework/core/security.h"
 #include "platform/windows/handles.h"
+#include "platform/windows/windows_machine.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -145,6 +146,15 @@ TEST(KeyFile, IsNotUsedWhenOthersMayReadIt) {
         EXPECT_EQ(security.Decrypt(text).str(), decrypted) << CORE::toUtf8(list);
     }
     security.setKeyFile(L"");
+}
+
+TEST(TemporaryFiles, AreForTheirOwnerAlone) {
+    const auto files = makeFiles();
+    const std::wstring file = files->makeTemporary(files->temporaryFolder().value(), L"qrv").value();
+    const std::wstring list = listOf(file);
+    EXPECT_NE(list.find(L"(A;"), list.npos) << CORE::toUtf8(list);
+    EXPECT_EQ(list.find(L";;;WD)"), list.npos) << CORE::toUtf8(list);
+    DeleteFileW(file.c_str());
 }
 
 }  // namespace

@@ -96,21 +96,16 @@ void LabRegistry::keepChanged() {
     changed_ = true;
 }
 
-Result<ProcessOutcome> LabProcesses::run(const ProcessRequest& request) {
-    std::wstring arguments;
-    for (const auto& argument : request.arguments) arguments += (arguments.empty() ? L"" : L" ") + argument;
-    const auto rule = std::find_if(rules_.begin(), rules_.end(), [&](const ProgramRule& one) {
-        return matchesPattern(request.program, one.program) && matchesPattern(arguments, one.arguments);
+Result<std::optional<int>> LabProcesses::run(const std::wstring& program, const std::wstring& arguments) {
+    const auto rule = std::ranges::find_if(rules_, [&](const ProgramRule& one) {
+        return matchesPattern(program, one.program) && matchesPattern(arguments, one.arguments);
     });
-    if (rule == rules_.end()) return fail(fileNotFound, L"The system cannot find the file specified.");
-    ProcessOutcome outcome;
-    outcome.timedOut = request.timeout.count() > 0 && rule->duration > request.timeout;
-    outcome.stopped = clock_->wait(outcome.timedOut ? request.timeout : rule->duration, request.stop);
-    if (outcome.stopped) outcome.timedOut = false;
-    if (outcome.stopped || outcome.timedOut) return outcome;
-    outcome.exitCode = rule->exitCode;
-    outcome.output = rule->output;
-    return outcome;
+    if (rule != rules_.end()) {
+        clock_->wait(rule->duration, nullptr);
+        return rule->exitCode;
+    }
+    if (const auto code = programs_ ? programs_(program, arguments) : std::nullopt) return code;
+    return fail(fileNotFound, L"The system cannot find the file specified.");
 }
 
 }  // namespace wsadmin::platform::lab

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 
@@ -74,15 +75,21 @@ class LabRegistry final : public Registry {
     bool changed_ = false;
 };
 
+// A program that a lab has without a rule for it: its exit code, nothing where there is no such program.
+using LabPrograms =
+    std::function<std::optional<int>(const std::wstring& program, const std::wstring& arguments)>;
+
+// The first rule that fits counts, then the lab's own programs.
 class LabProcesses final : public Processes {
   public:
-    LabProcesses(std::vector<ProgramRule> rules, std::shared_ptr<Clock> clock)
-        : rules_(std::move(rules)), clock_(std::move(clock)) {}
-    Result<ProcessOutcome> run(const ProcessRequest& request) override;
+    LabProcesses(std::vector<ProgramRule> rules, std::shared_ptr<Clock> clock, LabPrograms programs = {})
+        : rules_(std::move(rules)), clock_(std::move(clock)), programs_(std::move(programs)) {}
+    Result<std::optional<int>> run(const std::wstring& program, const std::wstring& arguments) override;
 
   private:
     std::vector<ProgramRule> rules_;
     std::shared_ptr<Clock> clock_;
+    LabPrograms programs_;
 };
 
 }  // namespace wsadmin::platform::lab

@@ -74,6 +74,7 @@ std::shared_ptr<Platform> makePlatform() {
     platform->environment = makeEnvironment();
     platform->guids = makeGuids();
     platform->folders = makeFolders();
+    platform->files = makeFiles();
     platform->registry = std::make_shared<MemoryRegistry>();
     platform->processes = makeProcesses();
     platform->clock = makeSystemClock();

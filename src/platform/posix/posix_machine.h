@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "platform/files.h"
 #include "platform/local_machine.h"
 
 namespace wsadmin::platform::posix {
@@ -12,9 +13,12 @@ namespace wsadmin::platform::posix {
 // directory.
 std::shared_ptr<Folders> makeFolders();
 
-// Programs run in a process group of their own, without input and without open files of ours. One that has to
-// end gets SIGTERM with its whole group, and SIGKILL half a second later. The exit code of a program that a
-// signal ended is 128 and the signal's number.
+// Paths may have backslashes, which stand for slashes.
+std::string nativePath(std::wstring_view path);
+std::shared_ptr<Files> makeFiles();
+
+// Programs run in a session of their own. The exit code of a program that a signal ended is 128 and the
+// signal's number.
 std::shared_ptr<Processes> makeProcesses();
 
 }  // namespace wsadmin::platform::posix

@@ -60,6 +60,7 @@ std::shared_ptr<Platform> makePlatform() {
     platform->environment = makeEnvironment();
     platform->guids = makeGuids();
     platform->folders = makeFolders();
+    platform->files = makeFiles();
     platform->registry = makeRegistry();
     platform->processes = makeProcesses();
     platform->clock = makeSystemClock();
@@ -67,6 +68,8 @@ std::shared_ptr<Platform> makePlatform() {
     platform->filtering = makeFiltering();
     platform->firewall = makeFirewall();
     platform->commands = makeCommandInterpreter();
+    platform->services = makeServiceControl();
+    platform->replication = makeReplication();
     platform->save = [] { return Result<void>(); };
     return platform;
 }

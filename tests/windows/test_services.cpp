@@ -1,0 +1,145 @@
+// The service control manager: Wine's own, but for the query of a service's configuration, in which Wine's
+// has no dependencies.
+#include <windows.h>
+// After windows.h:
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/windows/windows_machine.h"
+#include "windows/stand_ins/hidden_function.h"
+
+namespace wsadmin::platform::windows {
+namespace {
+
+constexpr wchar_t testService[] = L"ws_admin_test";
+constexpr wchar_t testServiceKey[] = L"System\\CurrentControlSet\\Services\\ws_admin_test";
+
+// What the query answers: the dependencies, or a failure, or success before it was given memory.
+struct ConfigQuery {
+    std::wstring dependencies;  // each with a NUL behind it
+    DWORD failure = ERROR_SUCCESS;
+    bool succeedsAtOnce = false;
+    int openHandles = 0;
+} configQuery;
+
+BOOL WINAPI queryConfig(SC_HANDLE, LPQUERY_SERVICE_CONFIGW config, DWORD size, LPDWORD needed) {
+    const std::size_t bytes = (configQuery.dependencies.size() + 1) * sizeof(wchar_t);
+    *needed = static_cast<DWORD>(sizeof *config + bytes);
+    SetLastError(configQuery.failure ? configQuery.failure : ERROR_INSUFFICIENT_BUFFER);
+    if (configQuery.succeedsAtOnce) return TRUE;
+    if (configQuery.failure || size < *needed) return FALSE;
+    *config = {};
+    config->lpDependencies = reinterpret_cast<wchar_t*>(config + 1);
+    std::memcpy(config->lpDependencies, configQuery.dependencies.c_str(), bytes);
+    return TRUE;
+}
+
+template <class Function, class... Arguments>
+SC_HANDLE openedHandle(const char* name, Arguments... arguments) {
+    const SC_HANDLE handle = test::hiddenFunction<Function>(L"advapi32.dll", name)(arguments...);
+    configQuery.openHandles += handle != nullptr;
+    return handle;
+}
+SC_HANDLE WINAPI openManager(LPCWSTR machine, LPCWSTR database, DWORD access) {
+    return openedHandle<decltype(OpenSCManagerW)>("OpenSCManagerW", machine, database, access);
+}
+SC_HANDLE WINAPI openService(SC_HANDLE manager, LPCWSTR name, DWORD access) {
+    return openedHandle<decltype(OpenServiceW)>("OpenServiceW", manager, name, access);
+}
+BOOL WINAPI closeServiceHandle(SC_HANDLE handle) {
+    --configQuery.openHandles;
+    return test::hiddenFunction<decltype(CloseServiceHandle)>(L"advapi32.dll", "CloseServiceHandle")(handle);
+}
+
+}  // namespace
+
+// Under the names that the adapter is linked by.
+extern "C" {
+extern const decltype(&QueryServiceConfigW) __imp_QueryServiceConfigW;
+const decltype(&QueryServiceConfigW) __imp_QueryServiceConfigW = queryConfig;
+extern const decltype(&OpenSCManagerW) __imp_OpenSCManagerW;
+const decltype(&OpenSCManagerW) __imp_OpenSCManagerW = openManager;
+extern const decltype(&OpenServiceW) __imp_OpenServiceW;
+const decltype(&OpenServiceW) __imp_OpenServiceW = openService;
+extern const decltype(&CloseServiceHandle) __imp_CloseServiceHandle;
+const decltype(&CloseServiceHandle) __imp_CloseServiceHandle = closeServiceHandle;
+}
+
+namespace {
+
+class Services : public testing::Test {
+  protected:
+    Services() {
+        configQuery = {};
+        const SC_HANDLE all = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+        const SC_HANDLE made = CreateServiceW(
+            all, testService, nullptr, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START,
+            SERVICE_ERROR_NORMAL, L"C:\\none.exe", nullptr, nullptr, nullptr, nullptr, nullptr);
+        EXPECT_TRUE(made) << GetLastError();
+        ++configQuery.openHandles;  // this one the manager gave
+        CloseServiceHandle(made);
+        CloseServiceHandle(all);
+        manager = std::move(makeServiceControl()->open().value());
+    }
+    ~Services() override {
+        const SC_HANDLE all = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+        const SC_HANDLE service = OpenServiceW(all, testService, DELETE);
+        DeleteService(service);
+        CloseServiceHandle(service);
+        CloseServiceHandle(all);
+        manager.reset();
+        EXPECT_EQ(configQuery.openHandles, 0);
+    }
+    // As the system keeps it, with its two NULs.
+    static std::wstring storedDependencies() {
+        wchar_t text[100]{};
+        DWORD bytes = sizeof text;
+        const LSTATUS read = RegGetValueW(HKEY_LOCAL_MACHINE, testServiceKey, L"DependOnService",
+                                          RRF_RT_REG_MULTI_SZ, nullptr, text, &bytes);
+        return read == ERROR_SUCCESS ? std::wstring(text, bytes / sizeof(wchar_t)) : L"none";
+    }
+
+    std::unique_ptr<ServiceManager> manager;
+};
+
+TEST_F(Services, KeepTheirDescriptions) {
+    const auto service = manager->openService(testService).value();
+    for (const std::wstring text : {L"A first one", L"B\u00fccher", L""}) {
+        EXPECT_TRUE(service->setDescription(text));
+        EXPECT_EQ(service->description(), text);
+    }
+    const auto absent = manager->openService(L"ws_admin_absent");
+    ASSERT_FALSE(absent);
+    EXPECT_EQ(absent.error().code, serviceDoesNotExist);
+}
+
+TEST_F(Services, DependenciesAreListsThatEndWithANul) {
+    using Names = std::vector<std::wstring>;
+    const auto service = manager->openService(testService).value();
+    configQuery.dependencies = std::wstring(L"RpcSs\0+Group\0", 13);
+    EXPECT_EQ(service->dependencies(), (Names{L"RpcSs", L"+Group"}));
+    configQuery.dependencies.clear();
+    EXPECT_EQ(service->dependencies(), Names{});
+    EXPECT_TRUE(service->setDependencies({L"RpcSs", L"ADAM_TalvexHDQDSG"}));
+    EXPECT_EQ(storedDependencies(), std::wstring(L"RpcSs\0ADAM_TalvexHDQDSG\0\0", 25));
+    EXPECT_TRUE(service->setDependencies({}));
+    EXPECT_LE(storedDependencies().find_last_not_of(L'\0') + 1, 0u) << "no name is left";
+}
+
+TEST_F(Services, TellTheStepAtWhichAQueryFails) {
+    const auto service = manager->openService(testService).value();
+    configQuery.succeedsAtOnce = true;
+    EXPECT_EQ(service->dependencies().error().step, ServiceQueryStep::unexpectedSuccess);
+    configQuery.succeedsAtOnce = false;
+    configQuery.failure = ERROR_ACCESS_DENIED;
+    const auto denied = service->dependencies();
+    EXPECT_EQ(denied.error().step, ServiceQueryStep::query);
+    EXPECT_EQ(denied.error().cause.code, ERROR_ACCESS_DENIED);
+}
+
+}  // namespace
+}  // namespace wsadmin::platform::windows
