@@ -21,6 +21,7 @@ inline constexpr char pluginDescribeName[] = "PluginDescribe";
 // Keys of the start-up bag that choose what the plug-in works on. Neither: this machine and its own
 // directory.
 inline constexpr wchar_t startupLabFolder[] = L"labFolder";          // a lab's folder
+inline constexpr wchar_t startupLabMachine[] = L"labMachine";        // which one, in a lab of several
 inline constexpr wchar_t startupLabSave[] = L"labSave";              // bool: write changes back at exit
 inline constexpr wchar_t startupConfiguration[] = L"configuration";  // a file that names the real directories
 

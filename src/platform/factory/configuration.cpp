@@ -169,6 +169,14 @@ void readDefaultDomain(TomlSection& top, Configuration& configuration) {
     if (!checkEndpoint({.host = domain})) top.wrong("default-domain", "\"" + domain + "\" is no domain");
 }
 
+// "data-folder", relative to the configuration file's folder.
+void readDataFolder(TomlSection& top, const path& file, Configuration& configuration) {
+    std::string folder;
+    top.text("data-folder", folder);
+    if (!folder.empty())
+        configuration.dataFolder = utf8Of((file.parent_path() / pathOf(folder)).lexically_normal());
+}
+
 void readDirectoryServices(TomlSection& top, Configuration& configuration) {
     using Kind = DirectoryServicesKind;
     tomlChoice<Kind>(top, "directory-services", configuration.directoryServices,
@@ -196,6 +204,7 @@ Result<Configuration> readConfiguration(const path& file) {
         readDefaultDomain(top, configuration);
         readDirectoryServices(top, configuration);
         top.text("process-account", configuration.processAccount);
+        readDataFolder(top, file, configuration);
         readInstallation(top, configuration.installation);
         readFirstGuid(top, configuration.process);
         readEnvironment(top, configuration.process);

@@ -40,6 +40,7 @@ struct Configuration {
     std::vector<DirectoryRoute> routes;
     std::string defaultDomain;   // empty: the machine's own
     std::string processAccount;  // empty: unknown
+    std::string dataFolder;      // of all users' data; empty: the machine's own
     Installation installation;
     CORE::PropertyBag startup;
     GivenProcess process;

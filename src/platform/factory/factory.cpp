@@ -24,6 +24,21 @@ using windows::makePlatform;
 using posix::makePlatform;
 #endif
 
+// The machine's folders, with another one for all users' data.
+class FoldersWithData final : public Folders {
+  public:
+    FoldersWithData(std::shared_ptr<Folders> folders, std::wstring data)
+        : folders_(std::move(folders)), data_(std::move(data)) {}
+    Result<std::wstring> get(Folder folder) const override {
+        return folder == Folder::commonAppData ? data_ : folders_->get(folder);
+    }
+    Result<std::wstring> windowsDirectory() const override { return folders_->windowsDirectory(); }
+
+  private:
+    std::shared_ptr<Folders> folders_;
+    std::wstring data_;
+};
+
 // The machine's own domain: what follows its name.
 std::string domainOf(const Platform& machine) {
     const auto name = machine.names->dnsFullyQualified();
@@ -39,8 +54,8 @@ std::shared_ptr<Platform> withPortableDirectory(std::shared_ptr<Platform> platfo
     return platform;
 }
 
-Result<std::shared_ptr<Platform>> makeLab(std::string_view folder, bool save) {
-    auto lab = lab::openLab(pathOf(folder), save ? lab::Changes::saved : lab::Changes::dropped);
+Result<std::shared_ptr<Platform>> makeLab(std::string_view folder, std::string_view machine, bool save) {
+    auto lab = lab::openLab(pathOf(folder), save ? lab::Changes::saved : lab::Changes::dropped, machine);
     if (!lab) return lab;
     return withPortableDirectory(std::move(*lab), {});
 }
@@ -71,6 +86,9 @@ Result<std::shared_ptr<Platform>> makeConfigured(std::string_view file) {
     platform->guids = makeGuids(std::move(configuration->process.firstGuid));
     platform->startup = std::move(configuration->startup);
     platform->warnings = std::move(configuration->warnings);
+    if (!configuration->dataFolder.empty())
+        platform->folders =
+            std::make_shared<FoldersWithData>(platform->folders, CORE::toWide(configuration->dataFolder));
     std::string domain = std::move(configuration->defaultDomain);
     const bool keep = keepsOwnDirectoryServices(*platform, *configuration);
     platform->ldap = makeRoutedLdapClient(platform->ldap, std::move(*configuration));
@@ -84,7 +102,7 @@ Result<std::shared_ptr<Platform>> createPlatform(const CORE::PropertyBag& startu
     const std::string_view file = startup.utf8(configurationKey);
     if (!folder.empty() && !file.empty())
         return fail(1, L"A lab and a configuration file exclude each other");
-    if (!folder.empty()) return makeLab(folder, startup.getBool(labSaveKey));
+    if (!folder.empty()) return makeLab(folder, startup.utf8(labMachineKey), startup.getBool(labSaveKey));
     if (!file.empty()) return makeConfigured(file);
     auto platform = makePlatform();
     return platform->directoryServices ? platform : withPortableDirectory(std::move(platform), {});

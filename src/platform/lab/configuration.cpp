@@ -39,6 +39,13 @@ SyntaxNumbers numbersOf(Syntax syntax) {
 
 }  // namespace
 
+std::string configurationContextOf(const DirectorySettings& settings) {
+    const std::string& suffix = settings.suffixes.front();
+    if (settings.activeDirectory) return "CN=Configuration," + suffix;
+    const auto guid = derivedGuid(dnKey("CN=Configuration," + suffix).value_or(suffix));
+    return "CN=Configuration,CN={" + guidToText({guid.data(), guid.size()}) + "}";
+}
+
 // An entry that no file brought. What the files say of it stays.
 void Directory::makeEntry(const std::string& dn, std::vector<LdapAttribute> attributes) {
     store_.loading = true;
@@ -49,11 +56,7 @@ void Directory::makeEntry(const std::string& dn, std::vector<LdapAttribute> attr
 }
 
 void Directory::makeConfiguration() {
-    const auto& suffix = settings_.suffixes.front();
-    const auto guid = derivedGuid(dnKey("CN=Configuration," + suffix).value_or(suffix));
-    const auto configuration = settings_.activeDirectory
-                                   ? "CN=Configuration," + suffix
-                                   : "CN=Configuration,CN={" + guidToText({guid.data(), guid.size()}) + "}";
+    const auto configuration = configurationContextOf(settings_);
     const auto schema = "CN=Schema," + configuration;
     for (const auto& context : {configuration, schema}) store_.addContext(context);
     makeEntry(configuration, {{"objectClass", {"configuration"}}});
@@ -67,11 +70,10 @@ void Directory::makeConfiguration() {
                         ",CN=Servers," + site;
     makeEntry(server, {{"objectClass", {"server"}}, {"dNSHostName", {settings_.dnsHostName}}});
     makeEntry("CN=NTDS Settings," + server, {{"objectClass", {"nTDSDSA"}}, {"options", {"1"}}});
-    makeSchemaEntries(schema);
-    makeRootEntry(configuration);
 }
 
-void Directory::makeSchemaEntries(const std::string& schemaDn) {
+void Directory::makeSchemaEntries() {
+    const std::string schemaDn = "CN=Schema," + configurationContextOf(settings_);
     for (AttributeId id = 0; id < store_.schema.attributeCount(); ++id) {
         const auto type = store_.schema.attribute(id);
         if (!type.declared) continue;
@@ -94,7 +96,8 @@ void Directory::makeSchemaEntries(const std::string& schemaDn) {
                    {"objectClassCategory", {known.auxiliary ? "3" : "1"}}});
 }
 
-void Directory::makeRootEntry(const std::string& configurationDn) {
+void Directory::makeRootEntry() {
+    const std::string configurationDn = configurationContextOf(settings_);
     const auto& suffix = settings_.suffixes.front();
     const auto server = "CN=" + settings_.hostName + (settings_.activeDirectory ? "" : "$" + settings_.name) +
                         ",CN=Servers,CN=Default-First-Site-Name,CN=Sites," + configurationDn;

@@ -101,23 +101,32 @@ bool DirectoryServer::admits(const LdapCredentials& credentials) const {
 }
 
 std::optional<std::string> LabNetwork::listen(Address address, std::shared_ptr<DirectoryServer> server) {
+    const std::lock_guard lock(mutex_);
     for (const auto& [other, unused] : servers_)
         if (auto both = common(address, other)) return both;
     servers_.emplace_back(std::move(address), std::move(server));
     return std::nullopt;
 }
 
+void LabNetwork::leave(const DirectoryServer& server) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(servers_, [&](const auto& known) { return known.second.get() == &server; });
+}
+
 void LabNetwork::stop() {
+    const std::lock_guard lock(mutex_);
     for (const auto& [address, server] : servers_) server->stop();
 }
 
 DirectoryServer* LabNetwork::named(std::string_view name) const {
+    const std::lock_guard lock(mutex_);
     for (const auto& [address, server] : servers_)
         if (server->directory().settings().name == name) return server.get();
     return nullptr;
 }
 
 Result<std::unique_ptr<LdapSession>> LabNetwork::open(const LdapEndpoint& endpoint) {
+    const std::lock_guard lock(mutex_);
     const auto found = std::find_if(servers_.begin(), servers_.end(), [&](const auto& server) {
         const Address& address = server.first;
         const auto& ports = endpoint.tls ? address.tlsPorts : address.ports;

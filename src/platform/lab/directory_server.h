@@ -77,7 +77,7 @@ class DirectoryServer {
     CORE::coreevent stopped_;
 };
 
-// Where directories are reached. Not changed any more once sessions are opened; then any thread may open.
+// Where directories are reached. Any thread.
 class LabNetwork final : public LdapClient {
   public:
     struct Address {
@@ -86,12 +86,15 @@ class LabNetwork final : public LdapClient {
     };
     // Where somebody listens already, for people; else nothing, and the server is reached there.
     std::optional<std::string> listen(Address address, std::shared_ptr<DirectoryServer> server);
+    // The server is not reached any more; sessions that are open stay.
+    void leave(const DirectoryServer& server);
     Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override;
     void stop() override;
     // The server of the directory instance of that name; null where there is none.
     DirectoryServer* named(std::string_view name) const;
 
   private:
+    mutable std::mutex mutex_;
     std::vector<std::pair<Address, std::shared_ptr<DirectoryServer>>> servers_;
 };
 

@@ -14,6 +14,9 @@ Directory::Directory(DirectorySettings settings, const Clock& clock)
     store_.constructs = settings_.activeDirectory;
     for (const auto& suffix : settings_.suffixes) store_.addContext(suffix);
     prepareContexts(store_);
+    // A file may hold entries of the configuration, which stands beside the suffixes; a domain's stands below
+    // its suffix and may be the file's own.
+    if (!settings_.activeDirectory) makeConfiguration();
 }
 
 Result<void> Directory::readSchema(std::string_view text, std::string_view file) {
@@ -25,7 +28,9 @@ Result<void> Directory::readContent(std::string_view text, std::string_view file
 }
 
 void Directory::finish() {
-    makeConfiguration();
+    if (settings_.activeDirectory) makeConfiguration();
+    makeSchemaEntries();
+    makeRootEntry();
     resolveReferences(store_);
 }
 

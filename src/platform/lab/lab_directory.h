@@ -21,6 +21,9 @@ struct DirectorySettings {
     int rangeSize = 1500;          // the most values of one attribute that one answer holds
 };
 
+// The name of the naming context that holds a directory's configuration.
+std::string configurationContextOf(const DirectorySettings& settings);
+
 class Directory {
   public:
     // The clock must outlive the directory.
@@ -57,8 +60,8 @@ class Directory {
 
   private:
     void makeConfiguration();
-    void makeSchemaEntries(const std::string& schemaDn);
-    void makeRootEntry(const std::string& configurationDn);
+    void makeSchemaEntries();
+    void makeRootEntry();
     void makeEntry(const std::string& dn, std::vector<LdapAttribute> attributes);
 
     DirectorySettings settings_;

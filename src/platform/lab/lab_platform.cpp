@@ -1,13 +1,11 @@
 #include "platform/lab/lab_platform.h"
 
-#include <list>
-#include <set>
+#include <algorithm>
 
-#include "framework/core/coreexception.h"
 #include "framework/core/corestring.h"
-#include "framework/core/saved_file.h"
-#include "platform/lab/simulated_machine.h"
-#include "platform/module/topic_log.h"
+#include "platform/lab/instance_tools.h"
+#include "platform/lab/lab_directories.h"
+#include "platform/lab/lab_saving.h"
 #include "platform/portable/process_surroundings.h"
 #include "platform/portable/system_clock.h"
 
@@ -17,227 +15,158 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char machineFile[] = "machine.toml";
+constexpr char onlyMachineFile[] = "machine.toml";
+constexpr char machineSuffix[] = ".toml";
 
-Result<std::string> readFile(const fs::path& path) {
-    try {
-        return std::string(CORE::withoutByteOrderMark(CORE::contentOf(path)));
-    } catch (const CORE::coreException&) {
-        return fail(1, L"the file cannot be read");
+// The machines of a lab that has several, by their files' names without the suffix, in order.
+std::vector<std::string> machinesOf(const fs::path& folder) {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(folder, error))
+        if (entry.path().extension() == machineSuffix) names.push_back(entry.path().stem().string());
+    std::ranges::sort(names);
+    return names;
+}
+
+// The file of the machine that is asked for.
+Result<std::string> machineFileOf(const fs::path& folder, std::string_view name) {
+    const auto wrong = [&](const std::string& text) {
+        return fail(folder.wstring() + L": " + CORE::toWide(text));
+    };
+    if (fs::exists(folder / onlyMachineFile)) {
+        if (name.empty()) return std::string(onlyMachineFile);
+        return wrong("there is one machine, that of machine.toml");
     }
+    const auto names = machinesOf(folder);
+    if (names.empty()) return std::string(onlyMachineFile);  // whose absence is told then
+    std::string known;
+    for (const std::string& one : names) {
+        if (CORE::equalFolded(one, name)) return one + machineSuffix;
+        known += (known.empty() ? "" : ", ") + one;
+    }
+    return wrong((name.empty() ? "which machine is meant has to be said"
+                               : "there is no machine \"" + std::string(name) + "\"") +
+                 " (there are " + known + ")");
 }
 
-// A file of the lab, with what tells its content from any other.
-struct KeptFile {
-    std::string name;
-    std::size_t digest = 0;  // of the content that was read or written last
-};
-
-std::size_t digestOf(std::string_view text) {
-    return std::hash<std::string_view>()(text);
+Owner ownerOf(const MachineDescription& machine, std::string file, bool isThisMachine) {
+    return {std::move(file), CORE::toUtf8(machine.netBiosName), CORE::toUtf8(machine.dnsName), isThisMachine};
 }
 
-// A lab that is open: what its parts are made of, and where they are kept.
-struct Lab {
-    fs::path folder;
-    std::string machineText;
-    KeptFile machine{machineFile};
-    std::shared_ptr<Clock> clock;
-    std::shared_ptr<LabRegistry> registry;
-    std::shared_ptr<LabPolicy> policy;
-    std::shared_ptr<LabNetwork> network = std::make_shared<LabNetwork>();
-    struct Served {
-        std::shared_ptr<DirectoryServer> server;
-        std::vector<KeptFile> files;
-    };
-    std::vector<Served> directories;
-    std::set<fs::path> contentFiles;  // of all directories, links followed
-    std::mutex saving;
-};
-
-// The content files as they were read.
-Result<std::vector<KeptFile>> loadFiles(Lab& lab, const DirectoryDescription& description,
-                                        Directory& directory) {
-    std::vector<KeptFile> read;
-    const auto wrong = [&](const std::string& name, const std::wstring& text) {
-        return fail(1, CORE::toWide(machineFile) + L":" + std::to_wstring(description.line) + L": " +
-                           CORE::toWide(name) + L": " + text);
-    };
-    const auto each = [&](const std::vector<std::string>& names, auto reader) -> Result<void> {
-        read.clear();
-        for (const auto& name : names) {
-            const auto text = readFile(lab.folder / name);
-            if (!text) return wrong(name, text.error().text);
-            if (auto done = (directory.*reader)(*text, name); !done) return done;
-            read.push_back({name, digestOf(*text)});
-        }
-        return {};
-    };
-    if (auto done = each(description.schemaFiles, &Directory::readSchema); !done) return fail(done.error());
-    if (auto done = each(description.files, &Directory::readContent); !done) return fail(done.error());
-    directory.finish();
-    // Each save would overwrite what the other directory has in the file.
-    for (const auto& [name, digest] : read)
-        if (!lab.contentFiles.insert(CORE::fileBehindLinks(lab.folder / name)).second)
-            return wrong(name, L"the file belongs to a directory already");
-    return read;
+Result<void> openDirectories(Lab& lab, MachineDescription& machine, const Owner& owner) {
+    for (auto& description : machine.directories)
+        if (auto opened = openDirectory(lab, description, owner); !opened) return opened;
+    return {};
 }
 
-Result<void> openDirectory(Lab& lab, const MachineDescription& machine, DirectoryDescription& description) {
-    const auto netBios = CORE::toUtf8(machine.netBiosName), dns = CORE::toUtf8(machine.dnsName);
-    description.settings.hostName = netBios;
-    description.settings.dnsHostName = dns;
-    auto directory = std::make_unique<Directory>(description.settings, *lab.clock);
-    auto files = loadFiles(lab, description, *directory);
+// What the other machines of the lab serve on the network that they share.
+Result<void> openOthers(Lab& lab) {
+    if (lab.machine.name == onlyMachineFile) return {};
+    for (const std::string& name : machinesOf(lab.folder)) {
+        const std::string file = name + machineSuffix;
+        if (file == lab.machine.name) continue;
+        const auto text = readLabFile(lab.folder / file);
+        if (!text) return fail(1, CORE::toWide(file) + L": " + text.error().text);
+        auto machine = readMachineFile(*text, file);
+        if (!machine) return fail(machine.error());
+        const Owner owner = ownerOf(*machine, file, false);
+        if (auto opened = openDirectories(lab, *machine, owner); !opened) return opened;
+    }
+    return {};
+}
+
+// The content of the machine's files that the lab's folder holds.
+Result<std::vector<LabFile>> withContent(const Lab& lab, std::vector<LabFile> files) {
+    for (LabFile& file : files) {
+        if (file.source.empty()) continue;
+        auto text = readLabFile(lab.folder / file.source);
+        if (!text)
+            return fail(1, CORE::toWide(lab.machine.name) + L":" + std::to_wstring(file.line) + L": " +
+                               CORE::toWide(file.source) + L": " + text.error().text);
+        file.content = std::move(*text);
+    }
+    return files;
+}
+
+// A variable that the machine has unless its file says otherwise.
+void giveVariable(GivenProcess& process, const wchar_t* name, const std::wstring& value) {
+    const auto same = [&](const auto& known) { return CORE::equalFolded(known.first, name); };
+    if (!value.empty() && std::ranges::none_of(process.environment, same))
+        process.environment.emplace(name, value);
+}
+
+Result<void> openParts(Lab& lab, MachineDescription& machine) {
+    lab.netBiosName = CORE::toUtf8(machine.netBiosName);
+    lab.dnsName = CORE::toUtf8(machine.dnsName);
+    if (machine.fixedTime)
+        lab.clock = std::make_shared<FixedClock>(*machine.fixedTime);
+    else
+        lab.clock = makeSystemClock();
+    lab.registry = std::make_shared<LabRegistry>(machine.registry);
+    lab.policy = std::make_shared<LabPolicy>(std::move(machine.policy));
+    lab.services = std::make_shared<LabServices>(std::move(machine.services));
+    auto files = withContent(lab, std::move(machine.files));
     if (!files) return fail(files.error());
-    auto address = description.address;
-    if (address.hosts.empty()) address.hosts = {"", "localhost", "127.0.0.1", "::1", netBios, dns};
-    auto server = std::make_shared<DirectoryServer>(std::move(directory), description.accounts,
-                                                    description.faults, lab.clock);
-    if (const auto taken = lab.network->listen(std::move(address), server))
-        return fail(1, CORE::toWide(machineFile) + L":" + std::to_wstring(description.line) +
-                           L": another directory is reached at " + CORE::toWide(*taken));
-    lab.directories.push_back({std::move(server), std::move(*files)});
-    return {};
+    lab.files = std::make_shared<LabFiles>(std::move(*files), machine.temporaryFolder);
+    if (auto opened = openDirectories(lab, machine, ownerOf(machine, lab.machine.name, true)); !opened)
+        return opened;
+    return openOthers(lab);
 }
 
-// A file that is to be written, and what brings its change back when it is not.
-struct Change {
-    KeptFile* file;
-    std::string text;
-    std::function<void()> keep;
-};
-
-// What changed since the last call.
-std::vector<Change> takeChanges(Lab& lab) {
-    std::vector<Change> changes;
-    for (auto& [server, files] : lab.directories) {
-        Directory& directory = server->directory();
-        for (auto& [number, text] : directory.takeChangedFiles())
-            changes.push_back({&files.at(number), std::move(text),
-                               [&directory, number = number] { directory.keepChanged(number); }});
-    }
-    const auto registry = lab.registry->takeChanges();
-    const auto policy = lab.policy->takeChanges();
-    if (!registry && !policy) return changes;
-    std::string text = lab.machineText;
-    if (registry) text = replaceRegistry(text, *registry);
-    if (policy) text = replacePolicy(text, *policy);
-    changes.push_back({&lab.machine, std::move(text), [&lab, both = std::pair(!!registry, !!policy)] {
-                           if (both.first) lab.registry->keepChanged();
-                           if (both.second) lab.policy->keepChanged();
-                       }});
-    return changes;
+std::shared_ptr<Processes> makeProcesses(const std::shared_ptr<Lab>& lab, std::vector<ProgramRule> rules) {
+    const auto machine = std::make_shared<InstanceMachine>(InstanceMachine{
+        lab->files, lab->services, lab->registry, lab->network,
+        [lab](DirectorySettings settings, LabNetwork::Address address, const std::string& ldif) {
+            return openInstance(*lab, std::move(settings), std::move(address), ldif);
+        },
+        [lab](const std::string& name) { return closeInstance(*lab, name); }});
+    return std::make_shared<LabProcesses>(
+        std::move(rules), lab->clock, [machine](const std::wstring& program, const std::wstring& arguments) {
+            return runInstanceTool(*machine, program, arguments);
+        });
 }
 
-// Nobody else has changed the files since they were read: their changes would be lost. The folders are
-// locked.
-void requireUnchanged(const Lab& lab, const std::vector<Change>& changes) {
-    for (const Change& change : changes) {
-        const auto now = readFile(lab.folder / change.file->name);
-        if (!now || digestOf(*now) != change.file->digest)
-            throw CORE::coreException(
-                CORE::toWide(change.file->name) +
-                L" was changed by somebody else since it was read, and nothing is saved");
-    }
-}
-
-// Puts the files in their places, one after the other, and takes the changes that were out of the list. All
-// new contents are on the disk before the first takes its place, so that a full disk leaves all files as they
-// were.
-void replaceFiles(Lab& lab, std::vector<Change>& changes) {
-    // In one order for everybody, so that two who save never wait for each other.
-    std::set<fs::path> folders;
-    for (const Change& change : changes)
-        folders.insert(CORE::fileBehindLinks(lab.folder / change.file->name).parent_path());
-    const std::list<CORE::FolderLock> locks(folders.begin(), folders.end());
-    requireUnchanged(lab, changes);
-    std::list<CORE::FileReplacement> replacements;
-    for (const Change& change : changes)
-        replacements.emplace_back(lab.folder / change.file->name, change.text);
-    std::wstring replaced;
-    for (; !changes.empty(); changes.erase(changes.begin()), replacements.pop_front()) {
-        KeptFile& file = *changes.front().file;
-        try {
-            replacements.front().commit();
-        } catch (const CORE::coreException& error) {
-            // The next save finds its own content, and writes it again.
-            if (replacements.front().inPlace()) file.digest = digestOf(changes.front().text);
-            if (replaced.empty()) throw;
-            throw CORE::coreException(error.text() + L"; saved before that:" + replaced);
-        }
-        replaced += L" " + CORE::toWide(file.name);
-        file.digest = digestOf(changes.front().text);
-        if (&file == &lab.machine) lab.machineText = std::move(changes.front().text);
-    }
-}
-
-// Writes all that changed. What is not written is kept for the next time.
-Result<void> save(Lab& lab) {
-    const std::lock_guard lock(lab.saving);
-    auto changes = takeChanges(lab);
-    Result<void> outcome;
-    try {
-        for (const Change& change : changes)
-            if (change.file == &lab.machine)
-                if (auto readAgain = readMachineFile(change.text, machineFile); !readAgain)
-                    throw CORE::coreException(readAgain.error().text);
-        replaceFiles(lab, changes);
-    } catch (const CORE::coreException& error) {
-        outcome = fail(1, error.text());
-    }
-    for (const Change& change : changes) change.keep();
-    return outcome;
-}
-
-// For a lab that is not saved: an administrator has to know that what was changed is gone.
-Result<void> tellDropped(Lab& lab) {
-    const std::lock_guard lock(lab.saving);
-    std::string names;
-    for (const Change& change : takeChanges(lab)) names += (names.empty() ? "" : ", ") + change.file->name;
-    if (!names.empty()) logSavingWarning(L"What changed in %s is not kept: nothing was to be saved", names);
-    return {};
+std::shared_ptr<Platform> platformOf(const std::shared_ptr<Lab>& lab, MachineDescription& machine) {
+    auto platform = std::make_shared<Platform>();
+    // The network keeps the lab alive: its servers use the lab's clock.
+    platform->ldap = std::shared_ptr<LdapClient>(lab, lab->network.get());
+    platform->names = std::make_shared<LabNames>(machine.netBiosName, machine.dnsName);
+    giveVariable(machine.process, L"COMPUTERNAME", machine.netBiosName);
+    giveVariable(machine.process, L"WINDIR", machine.windowsDirectory);
+    platform->environment = makeGivenEnvironment(std::move(machine.process.environment));
+    platform->guids = makeGuids(std::move(machine.process.firstGuid));
+    platform->filtering = makeLabFiltering(lab->policy);
+    platform->firewall = makeLabFirewall(lab->policy);
+    platform->processes = makeProcesses(lab, std::move(machine.programs));
+    platform->commands = makeLabCommands(lab->policy, platform->processes);
+    platform->services = makeLabServiceControl(lab->services);
+    platform->folders = std::make_shared<LabFolders>(machine);
+    platform->files = lab->files;
+    platform->registry = lab->registry;
+    platform->clock = lab->clock;
+    platform->installation = machine.installation;
+    platform->startup = std::move(machine.startup);
+    platform->processAccount = machine.account;
+    return platform;
 }
 
 }  // namespace
 
-Result<std::shared_ptr<Platform>> openLab(const fs::path& folder, Changes changes) {
+Result<std::shared_ptr<Platform>> openLab(const fs::path& folder, Changes changes, std::string_view name) {
     auto lab = std::make_shared<Lab>();
     lab->folder = folder;
-    auto text = readFile(folder / machineFile);
-    if (!text) return fail(1, (folder / machineFile).wstring() + L": " + text.error().text);
-    auto machine = readMachineFile(*text, machineFile);
+    const auto file = machineFileOf(folder, name);
+    if (!file) return fail(file.error());
+    lab->machine.name = *file;
+    auto text = readLabFile(folder / *file);
+    if (!text) return fail(1, (folder / *file).wstring() + L": " + text.error().text);
+    auto machine = readMachineFile(*text, *file);
     if (!machine) return fail(machine.error());
     lab->machine.digest = digestOf(*text);
     lab->machineText = std::move(*text);
-    if (machine->fixedTime)
-        lab->clock = std::make_shared<FixedClock>(*machine->fixedTime);
-    else
-        lab->clock = makeSystemClock();
-    lab->registry = std::make_shared<LabRegistry>(machine->registry);
-    lab->policy = std::make_shared<LabPolicy>(std::move(machine->policy));
-    for (auto& description : machine->directories)
-        if (const auto opened = openDirectory(*lab, *machine, description); !opened)
-            return fail(opened.error());
-
-    auto platform = std::make_shared<Platform>();
-    // The network keeps the lab alive: its servers use the lab's clock.
-    platform->ldap = std::shared_ptr<LdapClient>(lab, lab->network.get());
-    platform->names = std::make_shared<LabNames>(machine->netBiosName, machine->dnsName);
-    machine->process.environment.try_emplace(L"COMPUTERNAME", machine->netBiosName);
-    platform->environment = makeGivenEnvironment(std::move(machine->process.environment));
-    platform->guids = makeGuids(std::move(machine->process.firstGuid));
-    platform->filtering = makeLabFiltering(lab->policy);
-    platform->firewall = makeLabFirewall(lab->policy);
-    platform->commands = makeLabCommands(lab->policy);
-    platform->folders = std::make_shared<LabFolders>(*machine);
-    platform->registry = lab->registry;
-    platform->processes = std::make_shared<LabProcesses>(machine->programs, lab->clock);
-    platform->clock = lab->clock;
-    platform->installation = machine->installation;
-    platform->startup = std::move(machine->startup);
-    platform->processAccount = machine->account;
-    platform->save = [lab, changes] { return changes == Changes::saved ? save(*lab) : tellDropped(*lab); };
+    if (const auto opened = openParts(*lab, *machine); !opened) return fail(opened.error());
+    auto platform = platformOf(lab, *machine);
+    platform->save = [lab, changes] { return changes == Changes::saved ? saveLab(*lab) : tellDropped(*lab); };
     return platform;
 }
 

@@ -10,8 +10,9 @@ namespace wsadmin::platform::lab {
 enum class Changes { saved, dropped };
 
 // The failure's text is "file:line: what is wrong". Where changes are dropped, the platform's save says in
-// the log what is not kept.
+// the log what is not kept. Without a name the machine is that of machine.toml; in a lab of several machines
+// each has a file of its own, and this one reaches what the others serve.
 Result<std::shared_ptr<Platform>> openLab(const std::filesystem::path& folder,
-                                          Changes changes = Changes::saved);
+                                          Changes changes = Changes::saved, std::string_view machine = {});
 
 }  // namespace wsadmin::platform::lab

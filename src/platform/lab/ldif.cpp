@@ -6,6 +6,7 @@
 #include "framework/core/ascii.h"
 #include "framework/core/corestring.h"
 #include "platform/lab/syntax.h"
+#include "platform/ldap/ldif_text.h"
 
 namespace wsadmin::platform::lab {
 
@@ -28,28 +29,6 @@ bool decodeBase64(std::string_view text, std::string& out) {
     }
     out.resize(out.size() - padding);
     return true;
-}
-
-std::string encodeBase64(std::string_view bytes) {
-    std::string out;
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const auto byte = [&](std::size_t at) {
-            return at < bytes.size() ? static_cast<unsigned>(static_cast<unsigned char>(bytes[at])) : 0U;
-        };
-        const unsigned bits = byte(i) << 16 | byte(i + 1) << 8 | byte(i + 2);
-        for (int shift = 18; shift >= 0; shift -= 6) out += base64Digits[bits >> shift & 63];
-    }
-    const std::size_t padding = (3 - bytes.size() % 3) % 3;
-    return out.replace(out.size() - padding, padding, padding, '=');
-}
-
-bool plainInLdif(std::string_view value) {
-    if (value.empty()) return true;
-    if (value.front() == ' ' || value.front() == ':' || value.front() == '<' || value.back() == ' ')
-        return false;
-    return std::all_of(value.begin(), value.end(), [](char c) {
-        return c != '\0' && c != '\n' && c != '\r' && static_cast<unsigned char>(c) < 0x80;
-    });
 }
 
 bool is(std::string_view text, std::string_view lower) {
@@ -228,9 +207,7 @@ void LdifReader::interpretRename(const std::vector<LdifLine>& lines, std::size_t
 }
 
 void writeLdifLine(std::string& out, std::string_view name, std::string_view value) {
-    std::string line(name);
-    line +=
-        plainInLdif(value) ? (value.empty() ? ":" : ": ") + std::string(value) : ":: " + encodeBase64(value);
+    const std::string line = ldifLine(name, value);
     out.append(line, 0, lineWidth);
     for (std::size_t at = lineWidth; at < line.size(); at += lineWidth - 1) {
         out += "\n ";

@@ -1,6 +1,7 @@
 #include "platform/lab/machine_file.h"
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <set>
 
@@ -41,6 +42,33 @@ void readFolders(Section& section, MachineDescription& machine) {
     section.text("local-app-data", machine.folders[Folder::localAppData]);
     section.text("program-files", machine.folders[Folder::programFiles]);
     section.text("windows", machine.windowsDirectory);
+    section.text("temporary", machine.temporaryFolder);
+}
+
+// Paths are the file's own, so this table has no list of known ones.
+void readFiles(Section& top, MachineDescription& machine) {
+    const auto* node = top.find("files");
+    if (!node) return;
+    if (!node->is_table()) throw Wrong{tomlLine(*node), "files is a table, [files]"};
+    for (const auto& [path, value] : *node->as_table()) {
+        if (!value.is_string())
+            throw Wrong{tomlLine(value), "a file is named by the file of the lab that holds it, or by \"\""};
+        machine.files.push_back({.path = CORE::toWide(path.str()),
+                                 .source = value.as_string()->get(),
+                                 .content = {},
+                                 .line = static_cast<int>(tomlLine(value))});
+    }
+}
+
+void readService(Section& section, MachineDescription& machine) {
+    LabService service;
+    std::vector<std::string> dependencies;
+    section.text("name", service.name);
+    section.text("description", service.description);
+    section.texts("depends-on", dependencies);
+    for (const std::string& name : dependencies) service.dependencies.push_back(CORE::toWide(name));
+    if (service.name.empty()) section.wrong("name", "a service needs a name");
+    machine.services.push_back(std::move(service));
 }
 
 RegistryData registryData(const toml::node& node) {
@@ -152,7 +180,6 @@ void readProgram(Section& section, MachineDescription& machine) {
     section.text("name", rule.program);
     section.text("arguments", rule.arguments);
     section.number("exit-code", rule.exitCode, INT32_MIN, INT32_MAX);
-    section.text("output", rule.output);
     section.milliseconds("duration", rule.duration);
     if (rule.program.empty()) section.wrong("name", "a program needs a name");
     machine.programs.push_back(std::move(rule));
@@ -214,6 +241,7 @@ void readDirectory(Section& section, MachineDescription& machine) {
     section.texts("files", directory.files);
     section.texts("schema", directory.schemaFiles);
     section.texts("hosts", directory.address.hosts);
+    section.texts("replicas-on", directory.replicasOn);
     section.ports("ports", directory.address.ports);
     section.ports("tls-ports", directory.address.tlsPorts);
     tomlChoice<bool>(section, "kind", directory.settings.activeDirectory, {{"lds", false}, {"ad", true}});
@@ -248,23 +276,48 @@ bool isHeaderOf(std::string_view line, const std::vector<std::string_view>& name
     });
 }
 
-// The file's text with the tables in place of those that it has of their names.
-std::string replaceTables(std::string_view text, const std::vector<std::string_view>& names,
-                          const toml::table& tables) {
+// "[[directory]]" itself, and not a table of one.
+bool isTopDirectory(std::string_view line) {
+    std::string bare(line.substr(0, line.find('#')));
+    std::erase_if(bare, [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; });
+    return bare == "[[directory]]";
+}
+
+struct CutText {
     std::string kept;
-    std::optional<std::size_t> place;
+    std::optional<std::size_t> place;  // where the first that is left out stood
+};
+
+// The text without some of its tables. `leavesOut` is asked with the header of each, and whether the one
+// before it is left out.
+CutText withoutTables(std::string_view text,
+                      const std::function<bool(std::string_view header, bool before)>& leavesOut) {
+    CutText cut;
     bool inside = false;
     for (std::size_t at = 0; at < text.size();) {
         const auto end = std::min(text.find('\n', at), text.size() - 1);
         const auto line = text.substr(at, end + 1 - at);
         const auto first = line.find_first_not_of(" \t");
-        if (first != line.npos && line[first] == '[') inside = isHeaderOf(line, names);
-        if (inside && !place) place = kept.size();
-        if (!inside) kept += line;
+        if (first != line.npos && line[first] == '[') inside = leavesOut(line, inside);
+        if (inside && !cut.place) cut.place = cut.kept.size();
+        if (!inside) cut.kept += line;
         at = end + 1;
     }
+    return cut;
+}
+
+// The file's text with the tables in place of those that it has of their names. An empty one is left out: it
+// would be written as a key, of whatever table stands before it.
+std::string replaceTables(std::string_view text, const std::vector<std::string_view>& names,
+                          const toml::table& tables) {
+    auto [kept, place] =
+        withoutTables(text, [&](std::string_view header, bool) { return isHeaderOf(header, names); });
+    toml::table filled = tables;
+    for (const std::string_view name : names)
+        if (const auto list = filled[name]; list.is_array() && list.as_array()->empty()) filled.erase(name);
+    if (filled.empty()) return kept;
     std::ostringstream written;
-    written << toml::toml_formatter(tables) << "\n";
+    written << toml::toml_formatter(filled) << "\n";
     if (place && *place < kept.size()) written << "\n";
     if (!place) kept += "\n";
     return kept.insert(place.value_or(kept.size()), written.str());
@@ -362,6 +415,8 @@ Result<MachineDescription> readMachineFile(std::string_view text, std::string_vi
         if (const auto* registry = top.find("registry")) readRegistry(*registry, machine);
         top.table("firewall", [&](Section& section) { readFirewall(section, machine.policy); });
         top.table("ipsec", [&](Section& section) { readIpsec(section, machine.policy); });
+        readFiles(top, machine);
+        top.tables("service", [&](Section& section) { readService(section, machine); });
         top.tables("program", [&](Section& section) { readProgram(section, machine); });
         top.tables("directory", [&](Section& section) { readDirectory(section, machine); });
     });
@@ -376,6 +431,55 @@ std::string replaceRegistry(std::string_view text, const std::vector<RegistryKey
 std::string replacePolicy(std::string_view text, const NetworkPolicy& policy) {
     return replaceTables(text, {"firewall", "ipsec"},
                          toml::table{{"firewall", firewallTable(policy)}, {"ipsec", ipsecTable(policy)}});
+}
+
+std::string replaceServices(std::string_view text, const std::vector<LabService>& services) {
+    toml::array list;
+    for (const LabService& service : services) {
+        toml::array dependencies;
+        for (const std::wstring& name : service.dependencies) dependencies.push_back(CORE::toUtf8(name));
+        list.push_back(toml::table{{"name", CORE::toUtf8(service.name)},
+                                   {"description", CORE::toUtf8(service.description)},
+                                   {"depends-on", std::move(dependencies)}});
+    }
+    return replaceTables(text, {"service"}, toml::table{{"service", std::move(list)}});
+}
+
+std::string replaceFiles(std::string_view text, const std::vector<LabFile>& files) {
+    toml::table table;
+    for (const LabFile& file : files) table.insert_or_assign(CORE::toUtf8(file.path), file.source);
+    return replaceTables(text, {"files"}, toml::table{{"files", std::move(table)}});
+}
+
+std::string withDirectory(std::string_view text, const DirectoryDescription& directory) {
+    const auto listOf = [](const auto& values) {
+        toml::array list;
+        for (const auto& value : values) list.push_back(value);
+        return list;
+    };
+    toml::table table{{"name", directory.settings.name},
+                      {"suffixes", listOf(directory.settings.suffixes)},
+                      {"ports", listOf(directory.address.ports)},
+                      {"tls-ports", listOf(directory.address.tlsPorts)},
+                      {"files", listOf(directory.files)}};
+    std::ostringstream written;
+    written << text << "\n"
+            << toml::toml_formatter(toml::table{{"directory", toml::array{std::move(table)}}}) << "\n";
+    return written.str();
+}
+
+std::string withoutDirectory(std::string_view text, std::string_view name) {
+    const toml::table table = toml::parse(text);  // it was read before
+    const auto* directories = table["directory"].as_array();
+    if (!directories) return std::string(text);
+    std::size_t number = 0;  // of the directories whose header was met
+    return withoutTables(text,
+                         [&](std::string_view header, bool before) {
+                             if (!isTopDirectory(header)) return before && isHeaderOf(header, {"directory"});
+                             const auto* one = directories->get(number++);
+                             return one && (*one->as_table())["name"].value_or(std::string_view()) == name;
+                         })
+        .kept;
 }
 
 }  // namespace wsadmin::platform::lab

@@ -146,41 +146,38 @@ class LabFiltering final : public FilteringPlatform {
     std::shared_ptr<LabPolicy> policy_;
 };
 
+// The line of a program in quotation marks, as the interpreter has it: the first and the last mark of the
+// line taken away, and without the redirection of its output.
+std::optional<std::pair<std::wstring, std::wstring>> programIn(std::string_view line) {
+    if (line.size() < 2 || !line.starts_with("\"\"") || !line.ends_with('"')) return std::nullopt;
+    line = line.substr(2, line.size() - 3);
+    constexpr std::string_view nowhere = " > NUL";
+    if (line.ends_with(nowhere)) line.remove_suffix(nowhere.size());
+    const auto end = line.find('"');
+    if (end == line.npos) return std::nullopt;
+    auto arguments = line.substr(end + 1);
+    arguments.remove_prefix(std::min(arguments.find_first_not_of(' '), arguments.size()));
+    return std::pair(toWide(line.substr(0, end)), toWide(arguments));
+}
+
 class LabCommands final : public CommandInterpreter {
   public:
-    explicit LabCommands(std::shared_ptr<LabPolicy> policy) : policy_(std::move(policy)) {}
+    LabCommands(std::shared_ptr<LabPolicy> policy, std::shared_ptr<Processes> programs)
+        : policy_(std::move(policy)), programs_(std::move(programs)) {}
     Result<int> run(const CORE::secretstring& line, const CORE::coreevent* stop) override {
         if (stop && stop->isSet()) return fail(ECANCELED, L"The service is stopping");
-        return runCommandLine(line.view(), *policy_);
+        const auto program = programs_ ? programIn(line.view()) : std::nullopt;
+        if (!program) return runCommandLine(line.view(), *policy_);
+        const auto ended = programs_->run(program->first, program->second);
+        return ended ? ended->value_or(1) : 1;  // a program that is not there is the interpreter's own error
     }
 
   private:
     std::shared_ptr<LabPolicy> policy_;
+    std::shared_ptr<Processes> programs_;
 };
 
 }  // namespace
-
-NetworkPolicy LabPolicy::now() const {
-    const std::lock_guard lock(mutex_);
-    return content_;
-}
-
-bool LabPolicy::change(const std::function<bool(NetworkPolicy&)>& change) {
-    const std::lock_guard lock(mutex_);
-    const bool changed = change(content_);
-    changed_ = changed_ || changed;
-    return changed;
-}
-
-std::optional<NetworkPolicy> LabPolicy::takeChanges() {
-    const std::lock_guard lock(mutex_);
-    return std::exchange(changed_, false) ? std::optional(content_) : std::nullopt;
-}
-
-void LabPolicy::keepChanged() {
-    const std::lock_guard lock(mutex_);
-    changed_ = true;
-}
 
 std::vector<SecurityAssociation> associationsOf(const NetworkPolicy& policy) {
     std::vector<SecurityAssociation> found;
@@ -217,8 +214,9 @@ std::shared_ptr<FilteringPlatform> makeLabFiltering(std::shared_ptr<LabPolicy> p
     return std::make_shared<LabFiltering>(std::move(policy));
 }
 
-std::shared_ptr<CommandInterpreter> makeLabCommands(std::shared_ptr<LabPolicy> policy) {
-    return std::make_shared<LabCommands>(std::move(policy));
+std::shared_ptr<CommandInterpreter> makeLabCommands(std::shared_ptr<LabPolicy> policy,
+                                                    std::shared_ptr<Processes> programs) {
+    return std::make_shared<LabCommands>(std::move(policy), std::move(programs));
 }
 
 }  // namespace wsadmin::platform::lab

@@ -3,14 +3,13 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/lab/changing.h"
 #include "platform/platform.h"
 
 namespace wsadmin::platform::lab {
@@ -50,25 +49,7 @@ struct NetworkPolicy {
     std::vector<LabPeer> peers{};
 };
 
-// The policy as it stands now. Remembers whether it was changed. Any thread.
-class LabPolicy {
-  public:
-    explicit LabPolicy(NetworkPolicy content) : content_(std::move(content)) {}
-
-    NetworkPolicy now() const;
-    // Runs the change on the policy; what it answers says whether there was one.
-    bool change(const std::function<bool(NetworkPolicy&)>& change);
-
-    // The whole content if it changed since the last call; keepChanged marks a content that could not be
-    // written.
-    std::optional<NetworkPolicy> takeChanges();
-    void keepChanged();
-
-  private:
-    mutable std::mutex mutex_;
-    NetworkPolicy content_;
-    bool changed_ = false;
-};
+using LabPolicy = Changing<NetworkPolicy>;
 
 // One entry a peer and quick-mode rule whose both sides have their rules.
 std::vector<SecurityAssociation> associationsOf(const NetworkPolicy& policy);
@@ -80,6 +61,8 @@ int runCommandLine(std::string_view line, LabPolicy& policy);
 
 std::shared_ptr<Firewall> makeLabFirewall(std::shared_ptr<LabPolicy> policy);
 std::shared_ptr<FilteringPlatform> makeLabFiltering(std::shared_ptr<LabPolicy> policy);
-std::shared_ptr<CommandInterpreter> makeLabCommands(std::shared_ptr<LabPolicy> policy);
+// Runs the lines that netsh is for, and a program whose path stands in quotation marks.
+std::shared_ptr<CommandInterpreter> makeLabCommands(std::shared_ptr<LabPolicy> policy,
+                                                    std::shared_ptr<Processes> programs = nullptr);
 
 }  // namespace wsadmin::platform::lab

@@ -69,14 +69,20 @@ LabFolder::LabFolder(const Block& block, const fs::path& root) {
             used += more.contains(name);
             write(file, contentOf(source / file) + (more.contains(name) ? joined(more[name]) : ""));
         }
+    for (const auto& file : machine_.files)
+        if (!file.source.empty()) write(file.source, contentOf(source / file.source));
     if (used != more.size()) throw std::runtime_error("the lab has no such LDIF file: " + more.dump());
 }
 
 Directories LabFolder::directories(std::shared_ptr<LdapClient> client) const {
     Directories found{std::move(client), {}};
-    for (const auto& [settings, files, schema, address, accounts, faults, line] : machine_.directories)
-        found.endpoints[settings.name] = {.host = address.hosts.empty() ? "" : address.hosts.front(),
-                                          .port = address.ports.front()};
+    for (const auto& directory : machine_.directories) {
+        const auto& [hosts, ports, tlsPorts] = directory.address;
+        found.endpoints[directory.settings.name] = {.host = hosts.empty() ? "" : hosts.front(),
+                                                    .port = ports.front()};
+    }
+    // Made by an operation, this one stands in no block.
+    found.endpoints.try_emplace("TalvexHDQDSG", LdapEndpoint{.host = "", .port = 22389});
     return found;
 }
 
