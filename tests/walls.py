@@ -14,7 +14,7 @@ PORTS = ["platform", "platform/module"] + TEXTS
 ADAPTERS = ["platform/windows", "platform/posix", "platform/lab"]
 DIRECTORIES = ["ldap"]
 
-# What a folder may include besides itself. `identity` serves three workers through its headers.
+# What a folder may include besides itself. `identity` serves three workers through its headers, `netsec` one.
 FLOORS = {
     GROUND: [],
     "platform": TEXTS + [GROUND],
@@ -32,12 +32,13 @@ FLOORS = {
 }
 for guest in ("machines", "clientauth", "federation"):
     FLOORS[guest] = FLOORS[guest] + ["identity"]
+FLOORS["federation"] = FLOORS["federation"] + ["netsec"]  # for the switch of the inter-pod rule alone
 
 # Headers that have one home, most of them the operating system's, and where they may stand.
 PLATFORM_HEADERS = {
     "windows.h": ["src/platform/windows", "tests/windows", "tests/platform/windows"],
     "winldap.h": ["src/platform/windows", "tests/windows", "tests/platform/windows"],
-    "ldap.h": ["src/platform/posix", "tests/platform/posix"],
+    "ldap.h": ["src/platform/posix", "tests/platform/posix", "bench"],  # there as the peer
     "unistd.h": ["src/platform/posix", "tests"],
     "shared_mutex": ["src/framework/core/corelock.h"],  # there stands why
 }

@@ -1,6 +1,8 @@
-// NAME=VALUE pairs as they are typed on a command line.
+// The examples of the operation table: NAME=VALUE pairs as they are typed on a command line, and the labs
+// that they are for.
 #pragma once
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -8,6 +10,13 @@
 #include <vector>
 
 namespace wstest {
+
+// Below labs/: operations on a federation are asked where there is one.
+inline std::string labOf(std::wstring_view operation) {
+    constexpr std::wstring_view federated[] = {L"getGlobalEntitledDesktops", L"qrvLdapInfo",
+                                               L"qrvLdapCheckEnablement"};
+    return std::ranges::count(federated, operation) > 0 ? "federated" : "sample";
+}
 
 using TypedPairs = std::vector<std::pair<std::wstring, std::wstring>>;
 

@@ -150,6 +150,8 @@ class LabService {
         platform_->filtering = std::make_shared<wstest::CountingFiltering>(lab.filtering, calls_);
         platform_->firewall = std::make_shared<wstest::CountingFirewall>(lab.firewall, calls_);
         platform_->commands = std::make_shared<wstest::CountingCommands>(lab.commands, calls_);
+        platform_->services = std::make_shared<wstest::CountingServiceControl>(lab.services, calls_);
+        platform_->files = std::make_shared<wstest::CountingFiles>(lab.files, calls_);
         platform_->installation = lab.installation;
         platform_->processAccount = lab.processAccount;
     }

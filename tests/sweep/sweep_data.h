@@ -15,9 +15,6 @@
 
 namespace sweep {
 
-// Operations of the federation are asked on the lab that has one.
-inline constexpr std::string_view onFederatedLab[] = {"getGlobalEntitledDesktops"};
-
 struct Code {
     int code;
     bool lasting = false;  // the port stays dead
@@ -59,6 +56,8 @@ inline const std::vector<Code>& codesOf(std::string_view call) {
         {"firewall ", {{static_cast<int>(0x80070005U)}}},  // access denied
         {"filtering ", {{systemDenied}}},
         {"commands ", {{systemNoFile}}},
+        {"files ", {{systemDenied}}},
+        {"services ", {{systemDenied}}},
         {"message ", {{answeredWithError}, {notHandled}}},
     };
     for (const CodesOfCalls& row : table)

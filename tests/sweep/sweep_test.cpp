@@ -89,11 +89,6 @@ class Sweep : public testing::TestWithParam<const Operation*> {
     std::set<const PartialAnswer*> used_;
 
   private:
-    static std::string labOf(std::string_view operation) {
-        const bool federated = std::ranges::find(onFederatedLab, operation) != std::end(onFederatedLab);
-        return std::string(WS_SOURCE_DIR "/labs/") + (federated ? "federated" : "sample");
-    }
-
     void sweep(Setting setting, const std::string& title) {
         service_.restart(setting);
         const Outcome whole = service_.run(GetParam()->name, request_);
@@ -172,7 +167,7 @@ class Sweep : public testing::TestWithParam<const Operation*> {
     }
 
     Record record_;
-    LabService service_{labOf(operation_), record_.wanted()};
+    LabService service_{WS_SOURCE_DIR "/labs/" + wstest::labOf(GetParam()->name), record_.wanted()};
     PropertyBag request_;
     std::set<std::string> callsMade_;  // where the domains are known
 };

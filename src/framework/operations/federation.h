@@ -1,14 +1,13 @@
 // Rows of the operations on the federation of pods and its global LDAP layer.
 #pragma once
 
+#include "federation/federation_keys.h"
+#include "federation/qrvldap.h"
 #include "framework/operation_table.h"
 
 namespace wsadmin::row {
 
-inline constexpr Key outcomeCode{
-    L"QuorinLastError", KeyType::text, L"",
-    L"with an error: the code of the step that failed, such as QRV_OP_NO_PERMISSION"};
-inline constexpr Key outcomeResult[] = {outcomeCode};
+inline constexpr Key outcomeResult[] = {key::lastError};
 
 inline constexpr Key qrvLdapInfoResult[] = {
     {L"qrv-common", KeyType::bag, L"", L"the federation as a whole; a key that cannot be read is left out"},
@@ -41,6 +40,7 @@ inline constexpr Key qrvLdapInfoResult[] = {
 inline constexpr Operation qrvLdapInfo{
     .name = L"qrvLdapInfo",
     .shape = Shape::responseFilling,
+    .run = answer<&Qrvldap::info>,
     .text = L"Lists the sites, pods and connection servers of the federation.",
     .result = qrvLdapInfoResult,
 };
@@ -48,6 +48,7 @@ inline constexpr Operation qrvLdapInfo{
 inline constexpr Operation qrvLdapInit{
     .name = L"qrvLdapInit",
     .shape = Shape::responseFilling,
+    .run = answer<&Qrvldap::init, OnFailure::keeps>,
     .changes = true,
     .text = L"Founds a federation with this pod as its first one, on this connection server.",
     .result = outcomeResult,
@@ -99,6 +100,7 @@ inline constexpr Operation qrvLdapEject{
 inline constexpr Operation qrvLdapCheckEnablement{
     .name = L"qrvLdapCheckEnablement",
     .shape = Shape::responseFilling,
+    .run = answer<&Qrvldap::checkEnablement>,
     .changes = true,
     .text =
         L"Puts the services, the firewall and the administrators role right on a server of a federated pod.",
