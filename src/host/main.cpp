@@ -1,4 +1,5 @@
 // hdqadmin: the administrator's tool.
+#include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -8,6 +9,7 @@
 #include "framework/core/security.h"
 #include "host/answer.h"
 #include "host/described.h"
+#include "host/interrupt.h"
 #include "host/listing.h"
 #include "host/options.h"
 #include "host/plugin.h"
@@ -32,6 +34,7 @@ CORE::PropertyBag startupBag(const Options& options) {
         startup.set(CORE::startupConfiguration, *options.configuration);
     } else {
         startup.set(CORE::startupLabFolder, options.lab ? *options.lab : sampleLab(executableFolder()));
+        if (options.machine) startup.set(CORE::startupLabMachine, *options.machine);
         startup.setBool(CORE::startupLabSave, options.save);
     }
     return startup;
@@ -41,7 +44,9 @@ CORE::PropertyBag startupBag(const Options& options) {
 std::string targetOf(const CORE::PropertyBag& startup) {
     if (const auto file = startup.utf8(CORE::startupConfiguration); !file.empty())
         return "works on the directories of " + std::string(file);
-    return "works on the lab " + std::string(startup.utf8(CORE::startupLabFolder)) +
+    const std::string machine(startup.utf8(CORE::startupLabMachine));
+    return (machine.empty() ? "works on the lab " : "works on " + machine + " of the lab ") +
+           std::string(startup.utf8(CORE::startupLabFolder)) +
            (startup.getBool(CORE::startupLabSave) ? " and saves what changes"
                                                   : "; changes are not kept without --save");
 }
@@ -60,17 +65,33 @@ bool lacksSomething(const Answer& answer, const CORE::PropertyBag* operation) {
     return answer.failed() || !answer.nested().empty() || (answer.empty() && !changes);
 }
 
+// Operations on the federation take long. Their steps are shown once, as progress or as lines of the log.
+Progress::Form progressOf(const std::vector<Request>& requests, int logLevel) {
+    constexpr std::string_view onFederation = "qrvLdap";
+    const bool takesLong = std::ranges::any_of(requests, [&](const Request& request) {
+        return CORE::equalFolded(request.operation.substr(0, onFederation.size()), onFederation);
+    });
+    if (!takesLong) return Progress::Form::none;
+    if (logLevel <= CORE::logInfo) return Progress::Form::flags;
+    return CORE::standardErrorIsTerminal() ? Progress::Form::bar : Progress::Form::lines;
+}
+
 // The plug-ins, and what is said of them while they work.
 struct Session {
     ShownLog log;
     Outcome<std::unique_ptr<Plugin>> authentication, administration;
     CORE::PropertyBag operations;
 
-    explicit Session(int logLevel)
-        : log(std::cerr, logLevel),
+    Session(int logLevel, Progress::Form progress)
+        : log(std::cerr, logLevel, progress),
           authentication(Plugin::load(Plugin::authentication)),
           administration(Plugin::load()) {
         if (administration) operations = (*administration)->describe();
+    }
+    // The first interrupt. What the service waits for ends, but for a program that an operation started.
+    void interrupt() {
+        log.say("stopping; a program that was started runs to its end (interrupt again to end at once)");
+        (*administration)->stop();
     }
     // Why an answer lacks something: what was logged, and that the authentication worker is missing.
     void explain() {
@@ -83,6 +104,7 @@ struct Session {
 ExitStatus answer(Session& session, const Request& request, const Options& options) {
     Answer answer;
     answer.handled = (*session.administration)->send(request.operation, request.bag, answer.response);
+    session.log.endProgress();
     if (options.json) {
         printAnswerJson(std::cout, answer);
     } else {
@@ -133,7 +155,8 @@ int send(const Options& options) {
     if (options.connect)
         return complain(exitUnreachable, "there is no transport to a running host in this build yet");
 
-    Session session(options.logLevel.value_or(CORE::logError));
+    const int logLevel = options.logLevel.value_or(CORE::logError);
+    Session session(logLevel, progressOf(*requests, logLevel));
     const auto& plugin = session.administration;
     if (!plugin) return complain(exitUnreachable, plugin.error());
     if (!options.unchecked)
@@ -149,9 +172,12 @@ int send(const Options& options) {
         return complain(exitUnreachable, started.error());
     }
     int status = exitAnswered;
+    const Interrupt interrupt([&session] { session.interrupt(); });
     for (const Request& request : *requests)
-        status = std::max<int>(status, answer(session, request, options));
+        if (!interrupt.happened()) status = std::max<int>(status, answer(session, request, options));
     (*plugin)->stop();
+    if (const auto flags = session.log.stateFlags(); interrupt.happened() && !flags.empty())
+        session.log.say("the state flags: " + flags + " (-1: an operation did not come to its end)");
     // Changes that were to be saved and are not must not pass for success.
     if (session.log.savingFailed()) status = complain(exitUnreachable, "what was changed is not saved");
     return status;

@@ -36,6 +36,8 @@ struct Parser {
         app.add_flag("--list", list, "list the operations");
         app.add_option("--lab", options.lab, "work on the lab in DIR (default: the sample lab)")
             ->type_name("DIR");
+        app.add_option("--machine", options.machine, "in a lab of several machines, the one to work on")
+            ->type_name("NAME");
         app.add_flag("--save", options.save,
                      "write what the requests changed back into the lab's files (with --lab)");
         app.add_option("--config", options.configuration, "work on the real directories named in FILE")
@@ -68,6 +70,7 @@ std::string contradiction(const Options& o, bool list) {
         return "--lab, --config and --connect exclude each other";
     if (o.connect.has_value() != o.ticket.has_value()) return "--connect and --ticket belong together";
     if (o.save && !o.lab) return "--save needs --lab";
+    if (o.machine && !o.lab) return "--machine needs --lab";
     for (const auto& [given, name] : {std::pair(list, "--list"), {o.secret.has_value(), "--encrypt"}})
         if (given && (o.operation || o.batchFile || o.requestFile))
             return std::string(name) + " takes no operation and no request";

@@ -19,6 +19,7 @@ struct Options {
     std::optional<std::string> batchFile;
     std::optional<std::string> secret;  // to be encrypted, as a value of a request is typed
     std::optional<std::string> lab;
+    std::optional<std::string> machine;
     std::optional<std::string> configuration;
     std::optional<std::string> connect;
     std::optional<std::string> ticket;

@@ -50,7 +50,10 @@ CORE::PropertyBag Plugin::describe() const {
 
 Outcome<void> Plugin::start(const CORE::PropertyBag& startup) {
     params_(&startup);
-    started_ = true;  // also a plug-in that failed to start is told to exit
+    {
+        const std::lock_guard hold(starting_);
+        started_ = true;  // also a plug-in that failed to start is told to exit
+    }
     const bool answered = init_(nullptr, nullptr, nullptr, nullptr);
     // An initialisation that fails answers true all the same; only the worker is not there then.
     if (answered && CORE::MessageFrameWork::System().IsWorkerInstalled(name_, 0)) return {};
@@ -63,6 +66,7 @@ bool Plugin::send(const std::string& operation, const CORE::PropertyBag& request
 }
 
 void Plugin::stop() {
+    const std::lock_guard hold(starting_);
     if (started_) exit_();
     started_ = false;
 }

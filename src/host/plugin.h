@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -31,6 +32,7 @@ class Plugin {
     // True when the worker handled the request.
     bool send(const std::string& operation, const CORE::PropertyBag& request, CORE::PropertyBag& response);
     // Ends the worker and writes back what is to be saved; what cannot be is a line of CORE::savingTopic.
+    // Any thread: requests that run are ended, and answered, as the service's stop ends them.
     void stop();
 
   private:
@@ -42,6 +44,7 @@ class Plugin {
     CORE::PluginInitFunction init_ = nullptr;
     CORE::PluginExitFunction exit_ = nullptr;
     CORE::PluginDescribeFunction describe_ = nullptr;
+    std::mutex starting_;  // guards what follows
     bool started_ = false;
 };
 

@@ -1,5 +1,6 @@
 // The plain functions of this folder over rows.jsonl, and what data cannot say of them. What is refused is
 // "! " and the sentence.
+#include <map>
 #include <sstream>
 
 #include "framework/core/corestring.h"
@@ -43,8 +44,10 @@ Json options(const Json& in) {
     Json shown;
     shown["task"] = tasks[static_cast<int>(o.task)];
     const std::pair<const char*, std::optional<std::string>> texts[] = {
-        {"operation", o.operation},  {"request", o.requestFile}, {"batch", o.batchFile}, {"lab", o.lab},
-        {"config", o.configuration}, {"connect", o.connect},     {"ticket", o.ticket}};
+        {"operation", o.operation},  {"request", o.requestFile},
+        {"batch", o.batchFile},      {"lab", o.lab},
+        {"config", o.configuration}, {"connect", o.connect},
+        {"ticket", o.ticket},        {"machine", o.machine}};
     for (const auto& [name, value] : texts)
         if (value) shown[name] = *value;
     if (!o.pairs.empty()) shown["pairs"] = o.pairs;
@@ -125,6 +128,25 @@ Json logged(const Json& in) {
     return Json::array({atOnce, !out.str().empty(), log.savingFailed()});
 }
 
+// What is shown of a log, line by line, each with its level; and the state flags at the end.
+Json progress(const Json& in) {
+    std::ostringstream out;
+    const std::map<std::string, Progress::Form> forms{
+        {"bar", Progress::Form::bar}, {"lines", Progress::Form::lines}, {"none", Progress::Form::none}};
+    ShownLog log(out, CORE::logError, forms.at(in[0]));
+    Json shown = Json::array();
+    for (const auto& line : in[1]) {
+        out.str("");
+        CORE::__SysMessage(line[0], L"m", L"%s", CORE::toWide(line[1].get<std::string>()).c_str());
+        shown.push_back(out.str());
+    }
+    out.str("");
+    log.endProgress();
+    shown.push_back(out.str());
+    shown.push_back(log.stateFlags());
+    return shown;
+}
+
 TEST(Rows, OfTheTool) {
     const auto plugin = Plugin::load();
     ASSERT_TRUE(plugin) << plugin.error();
@@ -145,7 +167,8 @@ TEST(Rows, OfTheTool) {
                           return logLine(in[0], CORE::toWide(in[1].get<std::string>()),
                                          CORE::toWide(in[2].get<std::string>()));
                       }},
-                     {"logged", logged}});
+                     {"logged", logged},
+                     {"progress", progress}});
 }
 
 // What is no text cannot stand in the file.

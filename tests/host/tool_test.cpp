@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <regex>
 
 #include "support/rows.h"
 #include "support/temp_folder.h"
@@ -38,6 +39,13 @@ class Tool : public testing::Test {
         int status = std::system(line.c_str());
         if (posix) status = (status & 0x7f) == 0 ? (status >> 8) & 0xff : -1;
         return {status, folder.read("out"), folder.read("err")};
+    }
+
+    // The sample lab, to be changed.
+    fs::path copiedLab() const {
+        const fs::path lab = folder.path() / "lab";
+        fs::copy(fs::absolute(fs::path(WS_SOURCE_DIR) / "labs" / "sample"), lab, fs::copy_options::recursive);
+        return lab;
     }
 
     wstest::TempFolder folder;
@@ -131,8 +139,7 @@ TEST_F(Tool, ABatchIsAnsweredInOrderOrNotAtAll) {
 }
 
 TEST_F(Tool, ChangesAreWrittenBackOnlyWhenAsked) {
-    const fs::path lab = folder.path() / "lab";
-    fs::copy(fs::absolute(fs::path(WS_SOURCE_DIR) / "labs" / "sample"), lab, fs::copy_options::recursive);
+    const fs::path lab = copiedLab();
     const auto namedInLab = [&] {
         for (const auto& file : fs::recursive_directory_iterator(lab)) {
             std::ostringstream text;
@@ -232,6 +239,57 @@ TEST_F(Tool, NamesItsTargetOnATerminal) {
     const std::string file = folder.write("pod.toml", "");
     EXPECT_NE(shown(" --config " + file).find("hdqadmin: works on the directories of " + file),
               std::string::npos);
+}
+
+// While the installation waits for its endpoint.
+TEST_F(Tool, AnInterruptStopsTheServiceAndTellsTheFlags) {
+    const std::string lab = copiedLab().string(), err = folder.utf8("err");
+    const std::string script = std::string(WS_BIN_DIR) + "/hdqadmin --save --lab " + quoted(lab) +
+                               " qrvLdapInit > /dev/null 2> " + quoted(err) + " & until grep -qs qrv4.tmp " +
+                               quoted(err) +
+                               "; do kill -0 $! || exit 9; sleep 0.02; done; kill -INT $!; wait $!";
+    EXPECT_EQ(WEXITSTATUS(std::system(script.c_str())), 1);
+    const std::string told = folder.read("err");
+    for (const char* line : {"hdqadmin:   0 % QRV Init operation\n", "hdqadmin:  80 % Loading starter data\n",
+                             "hdqadmin: stopping; a program that was started runs to its end",
+                             "WARNING ws_admin: Interrupted for service shutdown\n",
+                             "hdqadmin: the state flags: the server's is 0, the pod's is 0"})
+        EXPECT_NE(told.find(line), std::string::npos) << line << told;
+    // The layer was cleaned up, and what is saved says so.
+    EXPECT_EQ(run("qrvLdapInfo --lab " + quoted(lab)).status, 1);
+    EXPECT_NE(folder.read("err").find("Global LDAP layer does not exist"), std::string::npos);
+}
+
+// "..." stands for anything, alone in its line for any lines.
+bool isShownAs(const std::string& printed, const std::string& shown) {
+    std::string pattern = std::regex_replace(shown, std::regex(R"([.^$|()\[\]{}*+?\\])"), "\\$&");
+    pattern = std::regex_replace(pattern, std::regex(R"((^|\n)\\.\\.\\.\n)"), "$1(?:.*\n)*");
+    return std::regex_match(printed,
+                            std::regex(std::regex_replace(pattern, std::regex(R"(\\.\\.\\.)"), ".*")));
+}
+
+// The commands of the document's console blocks, in a folder that has the labs.
+TEST_F(Tool, TheWalkThroughOfAFederationPrintsWhatItShows) {
+    fs::create_directory_symlink(fs::absolute(fs::path(WS_SOURCE_DIR) / "labs"), folder.path() / "labs");
+    std::vector<std::pair<std::string, std::string>> commands;
+    std::istringstream document(wstest::fileText(WS_SOURCE_DIR "/docs/federation.md"));
+    bool console = false;
+    for (std::string line; std::getline(document, line);) {
+        if (line.starts_with("```"))
+            console = line == "```console";
+        else if (console && line.starts_with("$ "))
+            commands.emplace_back(line.substr(2), "");
+        else if (console)
+            commands.back().second += line + "\n";
+    }
+    EXPECT_GE(commands.size(), 8u);
+    for (const auto& [command, shown] : commands) {
+        const std::string script = "cd " + quoted(folder.utf8(".")) + "; PATH=" + quoted(WS_BIN_DIR) +
+                                   ":$PATH; { " + command + "; } > " + quoted(folder.utf8("out")) + " 2>&1";
+        static_cast<void>(std::system(script.c_str()));
+        const std::string printed = folder.read("out");
+        EXPECT_TRUE(isShownAs(printed, shown)) << command << "\n" << printed;
+    }
 }
 
 TEST_F(Tool, WhatOnlyAPosixShellCanDo) {
