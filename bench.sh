@@ -18,9 +18,10 @@ for program in "$root"/build/native/bench/*; do
     [ -x "$program" ] && [ -f "$program" ] || continue
     [ $# = 0 ] || [[ " $* " == *" $name "* ]] || continue
     echo "running $name" >&2
-    # What measures servers gets a pod and the domain of its users.
+    # What measures servers gets a pod and the domain of its users, or OpenLDAP's server.
     launcher=()
     [[ $name != server_* ]] || launcher=("$root"/tests/servers/with-{pod,corp})
+    [[ $name != slapd_* ]] || launcher=("$root"/tests/servers/with-slapd)
     "${launcher[@]}" "$program" --benchmark_out="$results/$name.json" --benchmark_out_format=json "${effort[@]}" \
         >"$results/$name.log" 2>&1 || { cat "$results/$name.log" >&2; exit 1; }
 done
