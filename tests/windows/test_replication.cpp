@@ -68,9 +68,9 @@ TEST(Replication, TellsWhatIsPendingAndGivesEverythingBack) {
         ASSERT_TRUE(bound);
         EXPECT_EQ(replicationStandIn.boundTo, L"localhost:22389");
         replicationStandIn.pending.cNumPendingOps = 7;
-        EXPECT_EQ((*bound)->pendingOperations(), std::optional<std::uint32_t>(7));
+        EXPECT_EQ((*bound)->pendingOperations().value(), 7u);
         replicationStandIn.answersNothing = true;
-        EXPECT_EQ((*bound)->pendingOperations(), std::optional<std::uint32_t>());
+        EXPECT_EQ((*bound)->pendingOperations().value(), std::nullopt);
         replicationStandIn.failure = ERROR_DS_DRA_ACCESS_DENIED;
         EXPECT_EQ((*bound)->pendingOperations().error().code, ERROR_DS_DRA_ACCESS_DENIED);
         EXPECT_EQ(makeReplication()->bind(L"x").error().code, ERROR_DS_DRA_ACCESS_DENIED);

@@ -94,13 +94,13 @@ class Services : public testing::Test {
         manager.reset();
         EXPECT_EQ(configQuery.openHandles, 0);
     }
-    // As the system keeps it, with its two NULs.
+    // As the system keeps it, with its two NULs; empty where it keeps none.
     static std::wstring storedDependencies() {
         wchar_t text[100]{};
         DWORD bytes = sizeof text;
         const LSTATUS read = RegGetValueW(HKEY_LOCAL_MACHINE, testServiceKey, L"DependOnService",
                                           RRF_RT_REG_MULTI_SZ, nullptr, text, &bytes);
-        return read == ERROR_SUCCESS ? std::wstring(text, bytes / sizeof(wchar_t)) : L"none";
+        return read == ERROR_SUCCESS ? std::wstring(text, bytes / sizeof(wchar_t)) : std::wstring();
     }
 
     std::unique_ptr<ServiceManager> manager;
@@ -127,7 +127,7 @@ TEST_F(Services, DependenciesAreListsThatEndWithANul) {
     EXPECT_TRUE(service->setDependencies({L"RpcSs", L"ADAM_TalvexHDQDSG"}));
     EXPECT_EQ(storedDependencies(), std::wstring(L"RpcSs\0ADAM_TalvexHDQDSG\0\0", 25));
     EXPECT_TRUE(service->setDependencies({}));
-    EXPECT_LE(storedDependencies().find_last_not_of(L'\0') + 1, 0u) << "no name is left";
+    EXPECT_EQ(storedDependencies().find_first_not_of(L'\0'), std::wstring::npos) << "no name is left";
 }
 
 TEST_F(Services, TellTheStepAtWhichAQueryFails) {
