@@ -1,0 +1,174 @@
+// The first pod of a federation on real parts: the Windows build with portable directory services on the
+// Samba pod, stand-ins for the installer and the LDIF tool, and a Samba server on port 22389, made by these,
+// as the layer.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "integration/directory.h"
+#include "integration/tool.h"
+#include "support/temp_folder.h"
+
+namespace integration {
+namespace {
+
+namespace fs = std::filesystem;
+using wsadmin::platform::LdapModify;
+using wsadmin::platform::LdapScope;
+
+const std::string windowsBin = WS_SOURCE_DIR "/build/windows/bin";
+const std::string podFlagEntry = "CN=Common,OU=Global,OU=QRV,OU=Properties,DC=vdi,DC=talvex,DC=int";
+const std::string layerUser = "Administrator@VDIGLOBAL.TALVEX.INT", serverSid = "S-1-5-21-1-2-3-1104";
+
+fs::path drive() {
+    return fs::path(environment("WINEPREFIX")) / "drive_c";
+}
+fs::path database() {
+    return drive() / "ProgramData/Talvex/HDQ/ldap/data/TalvexHDQDSG/adamntds.dit";
+}
+
+// What a program of Wine's answers.
+std::string answerOf(std::vector<std::string> command) {
+    command.insert(command.begin(), "wine");
+    const Outcome outcome = run(command);
+    EXPECT_EQ(outcome.status, 0) << testing::PrintToString(command) << outcome.errors;
+    return outcome.output;
+}
+
+class FirstPod : public testing::Test {
+  protected:
+    // What an installed server has: programs, files, registry and services.
+    static void SetUpTestSuite() {
+        const fs::path sample = WS_SOURCE_DIR "/labs/sample", standIns = windowsBin + "/stand_ins";
+        const auto copy = [](const fs::path& from, const std::string& to) {
+            fs::create_directories(drive() / to);
+            fs::copy(from, drive() / to, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+        };
+        copy(standIns / "adaminstall.exe", "windows/adam");
+        copy(standIns / "ldifde.exe", "windows/system32");
+        copy(sample / "adam", "windows/adam");
+        copy(sample / "ldif", "HDQ/LDAP/ldif");
+        answerOf({"reg", "add", R"(HKLM\Software\Talvex, Inc.\Talvex HDQ)", "/v", "ServerInstallPath", "/d",
+                  R"(C:\HDQ\)", "/f"});
+        for (const char* service : {"ADAM_TalvexHDQDS", "wsbroker"})
+            answerOf({"sc", "create", service, "binPath=", R"(C:\none.exe)"});
+        answerOf({"sc", "description", "ADAM_TalvexHDQDS", "The pod"});
+        EXPECT_EQ(std::system(layerServer.c_str()), 0);  // it may take minutes
+    }
+
+    FirstPod() {
+        const std::string name = answerOf({"cmd", "/c", "echo %COMPUTERNAME%"});
+        server_ = name.substr(0, name.find_first_of("\r\n"));
+        flagEntry_ = "CN=" + server_ + ",OU=Server,OU=QRV,OU=Properties,DC=vdi,DC=talvex,DC=int";
+        const auto session = openPod();
+        EXPECT_TRUE(session->add({flagEntry_,
+                                  {{"objectClass", {"zre-HDQProperties"}},
+                                   {"zre-SIDString", {serverSid}},
+                                   {"zre-QuorinEnabled", {"0"}}}}));
+        EXPECT_TRUE(session->modify("CN=VCS2,OU=Server,OU=Properties,DC=vdi,DC=talvex,DC=int",
+                                    {{LdapModify::replace, "zre-VornVersionNumber", {"700"}}}, {}));
+        // The addresses 127.77.1.* belong to whoever holds their neighbours.
+        host_ = environment("WS_TEST_LDAP_HOST").replace(0, 9, "127.77.1.");
+        const std::string servers = "administrator = true\n" +
+                                    wstest::fileText(environment("WS_TEST_CONFIG")) +
+                                    "\n[global]\nhost = \"" + host_ +
+                                    "\"\nmethod = \"simple\"\nuser = "
+                                    "\"Administrator@VDIGLOBAL.TALVEX.INT\"\npassword = \"Passw0rd.Test\"\n";
+        folder_.write("windows.toml", servers);
+        folder_.write("native.toml",
+                      "data-folder = \"" + (drive() / "ProgramData").string() + "\"\n" + servers);
+    }
+    ~FirstPod() override { fs::remove(database()); }
+
+    std::unique_ptr<wsadmin::platform::LdapSession> openPod() const {
+        auto session = pod_.directories().client->open({}).value();
+        EXPECT_TRUE(session->bind({}));
+        return session;
+    }
+    // `hanging` is the program that stops in its middle.
+    std::vector<std::string> surroundings(const std::string& hanging = {}) const {
+        return {"env", "WINEPATH=Z:" + windowsBin,
+                "WS_TEST_LAYER_SERVER=" + layerServer + " " + host_ + " $1 " + folder_.path().string() + " " +
+                    std::to_string(getpid()),
+                "WS_TEST_LAYER_FOLDER=Z:" + folder_.path().string(), "WS_TEST_HANGS=" + hanging};
+    }
+    Answer askWindows(const std::string& operation) const {
+        return ask(Build::windows, {"--config", folder_.utf8("windows.toml"), operation}, surroundings());
+    }
+    // Of this server and of the pod.
+    std::pair<std::string, std::string> flags() const {
+        const auto flag = [session = openPod()](const std::string& dn) {
+            const auto found =
+                session->search({.base = dn, .scope = LdapScope::base, .filter = "(objectClass=*)"});
+            return std::string(found.value().entries.at(0).first("zre-QuorinEnabled"));
+        };
+        return {flag(flagEntry_), flag(podFlagEntry)};
+    }
+    void clearFlags() const {
+        for (const std::string& dn : {flagEntry_, podFlagEntry})
+            EXPECT_TRUE(openPod()->modify(dn, {{LdapModify::replace, "zre-QuorinEnabled", {"0"}}}, {}));
+    }
+
+    static inline const std::string layerServer = WS_SOURCE_DIR "/tests/servers/layer-server";
+    ServerState pod_;
+    wstest::TempFolder folder_;  // once it is gone the layer's server ends
+    std::string server_, flagEntry_, host_;
+};
+
+using Flags = std::pair<std::string, std::string>;
+
+TEST_F(FirstPod, IsInstalledAndReadByBothTools) {
+    const Answer made = askWindows("qrvLdapInit");
+    ASSERT_EQ(made.status, 0) << made.json << made.errors;
+    EXPECT_EQ(flags(), Flags("1", "1"));
+    const Answer windows = askWindows("qrvLdapInfo");
+    EXPECT_EQ(windows.status, 0) << windows.errors;
+    const std::string tree = windows.json["result"].dump();
+    for (const std::string& text : {std::string("Default First Site"), std::string("Cluster-POD1"),
+                                    "\"display-name\",\"" + server_ + "\"", std::string(":8472/")})
+        EXPECT_NE(tree.find(text), std::string::npos) << text << tree;
+    const Answer native = ask(Build::native, {"--config", folder_.utf8("native.toml"), "qrvLdapInfo"});
+    EXPECT_EQ(native.json, windows.json) << native.errors;
+    EXPECT_EQ(askWindows("qrvLdapInit").json["error"]["text"], "Global LDAP layer already exists");
+    EXPECT_EQ(askWindows("qrvLdapCheckEnablement").status, 0);
+    const Outcome role = run({"ldapsearch", "-LLL", "-x", "-H", "ldap://" + host_ + ":22389", "-D", layerUser,
+                              "-w", "Passw0rd.Test", "-b",
+                              "CN=Administrators,CN=Roles,CN=Configuration,DC=vdiglobal,DC=talvex,DC=int"});
+    EXPECT_NE(role.output.find("member: CN=" + serverSid + ","), std::string::npos)
+        << role.output << role.errors;
+    for (const auto& [service, value, text] : {std::tuple{"ADAM_TalvexHDQDSG", "Description", "The pod"},
+                                               {"wsbroker", "DependOnService", "ADAM_TalvexHDQDSG"}}) {
+        const std::string key = std::string(R"(HKLM\System\CurrentControlSet\Services\)") + service;
+        const std::string stored = answerOf({"reg", "query", key, "/v", value});
+        EXPECT_NE(stored.find(text), std::string::npos) << service << stored;
+    }
+}
+
+TEST_F(FirstPod, AfterAProcessThatWasKilledTheNextRunIsRefused) {
+    for (const auto& [program, refusal] :
+         {std::pair{"adaminstall", "Local flags for the global LDAP layer state are not explicitly disabled"},
+          {"ldifde", "Global LDAP layer already exists"}}) {
+        SCOPED_TRACE(program);
+        // Waits until the program hangs, and kills the tool by its process id.
+        auto command = surroundings(program);
+        for (const std::string& word :
+             {std::string("sh"), std::string("-c"),
+              std::string(
+                  "hangs=$1; shift; \"$@\" & while ! [ -e $hangs ] && kill -0 $!; do sleep 0.1; done; "
+                  "kill -KILL $!; wait $!"),
+              std::string("sh"), folder_.utf8("hangs"), std::string("wine"), windowsBin + "/hdqadmin.exe",
+              std::string("--config"), folder_.utf8("windows.toml"), std::string("qrvLdapInit")})
+            command.push_back(word);
+        const Outcome killed = run(command);
+        EXPECT_EQ(killed.status, 137) << killed.output << killed.errors;
+        EXPECT_TRUE(fs::remove(folder_.path() / "hangs"));
+        EXPECT_EQ(flags(), Flags("-1", "-1"));
+        EXPECT_EQ(askWindows("qrvLdapInit").json["error"]["text"], refusal);
+        clearFlags();
+    }
+}
+
+}  // namespace
+}  // namespace integration
