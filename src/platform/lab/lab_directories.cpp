@@ -1,6 +1,7 @@
 #include "platform/lab/lab_directories.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "framework/core/corestring.h"
 #include "framework/core/saved_file.h"
@@ -43,13 +44,12 @@ Result<void> serve(Lab& lab, const DirectoryDescription& description, const Owne
                    std::unique_ptr<Directory> directory, std::vector<KeptFile> files) {
     auto address = description.address;
     if (address.hosts.empty()) {
-        address.hosts = {owner.netBiosName, owner.dnsName};
-        address.hosts.insert(address.hosts.end(), description.replicasOn.begin(),
-                             description.replicasOn.end());
+        std::vector<std::string> names{owner.netBiosName, owner.dnsName};
+        names.insert(names.end(), description.replicasOn.begin(), description.replicasOn.end());
         const bool isHere = std::ranges::any_of(
-            address.hosts, [&](const std::string& name) { return CORE::equalFolded(name, lab.netBiosName); });
-        if (owner.isThisMachine || isHere)
-            for (const char* name : {"", "localhost", "127.0.0.1", "::1"}) address.hosts.emplace_back(name);
+            names, [&](const std::string& name) { return CORE::equalFolded(name, lab.netBiosName); });
+        if (owner.isThisMachine || isHere) address.hosts = {"", "localhost", "127.0.0.1", "::1"};
+        std::ranges::move(names, std::back_inserter(address.hosts));
     }
     auto server = std::make_shared<DirectoryServer>(std::move(directory), description.accounts,
                                                     description.faults, lab.clock);
@@ -75,6 +75,9 @@ Result<void> openDirectory(Lab& lab, DirectoryDescription& description, const Ow
 
 Result<void> openInstance(Lab& lab, DirectorySettings settings, LabNetwork::Address address,
                           const std::string& ldif) {
+    // The name becomes that of a file in the lab's folder.
+    if (settings.name.find_first_of("/\\:") != std::string::npos)
+        return fail(1, L"An instance cannot be named \"" + CORE::toWide(settings.name) + L"\"");
     DirectoryDescription description;
     description.settings = std::move(settings);
     description.settings.hostName = lab.netBiosName;
