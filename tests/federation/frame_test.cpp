@@ -1,8 +1,10 @@
-// Operations beside each other, and when the service stops meanwhile.
+// Operations beside each other, the wait for replication, and what a stop of the service ends.
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <future>
 
+#include "federation/pending_operations.h"
 #include "federation/qrvldap.h"
 #include "federation/sample_pod.h"
 #include "framework/core/log.h"
@@ -57,6 +59,21 @@ class TwoOperations : public testing::Test {
     std::future<CORE::PropertyBag> first, second;
 };
 
+// An instance that answers what the test says, in order.
+class ScriptedReplication final : public ReplicationBinding {
+  public:
+    using Answer = Result<std::optional<std::uint32_t>>;
+    explicit ScriptedReplication(std::deque<Answer> answers) : answers_(std::move(answers)) {}
+    Answer pendingOperations() override {
+        auto answer = answers_.front();
+        answers_.pop_front();
+        return answer;
+    }
+
+  private:
+    std::deque<Answer> answers_;
+};
+
 }  // namespace
 
 TEST_F(TwoOperations, RunOneAfterTheOtherAndInformationDoesNotWait) {
@@ -83,6 +100,30 @@ TEST_F(TwoOperations, AStopEndsTheWaitAndLetsTheOtherChangeNothing) {
     EXPECT_EQ(second.get().getErrorText(), L"The service is stopping");
     EXPECT_EQ(pod.flags(), "0 0");
     EXPECT_EQ(pod.ofServer("zre-QuorinEnabledPercent"), "80");
+}
+
+TEST(PendingOperations, AreWaitedForUntilThereAreNoneOrTheServiceStops) {
+    const auto machine = std::make_shared<Platform>();
+    const auto clock = std::make_shared<ManualClock>();
+    machine->clock = clock;
+    const auto wait = [&](std::deque<ScriptedReplication::Answer> answers, bool stops = false) {
+        TestService service(machine);
+        if (stops) service.stop();
+        ScriptedReplication instance(std::move(answers));
+        const LogCapture log(CORE::logVerbose);
+        const bool done = qrv::waitForPendingOps(service, instance).has_value();
+        auto lines = log.lines();
+        return std::pair(done, lines.empty() ? LogLine{} : lines.back());
+    };
+    const LogLine waits{CORE::logVerbose, L"There are 2 pending operations, delaying actions"};
+    const auto begin = clock->monotonic();
+    EXPECT_EQ(wait({7u, 2u, 0u}), std::pair(true, waits));
+    EXPECT_EQ(clock->monotonic() - begin, std::chrono::seconds(10));
+    EXPECT_EQ(wait({2u}, true), std::pair(false, LogLine{CORE::logVerbose, L"Interrupted by shutdown"}));
+    EXPECT_EQ(wait({fail(8453, L"denied")}),
+              std::pair(false, LogLine{CORE::logError, L"Unable to retrieve pending ops: denied"}));
+    EXPECT_EQ(wait({std::nullopt}),
+              std::pair(false, LogLine{CORE::logError, L"Unable to retrieve pending ops: result is empty"}));
 }
 
 }  // namespace wstest

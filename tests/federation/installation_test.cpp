@@ -1,11 +1,10 @@
-// The first pod, with each call of the machine failing: sentence, outcome, progress and flags. What the
-// programs and the directory do wrong stands in tests/cases/federation.jsonl.
-#include <gtest/gtest.h>
-
+// The first pod, with each of its steps failing, over faults.jsonl.
+#include "federation/local_layer.h"
 #include "federation/qrvldap.h"
 #include "federation/sample_pod.h"
-#include "support/counting_ports.h"
 #include "support/log_capture.h"
+#include "support/rows.h"
+#include "support/temp_folder.h"
 
 namespace wstest {
 
@@ -13,82 +12,80 @@ namespace {
 
 using namespace wsadmin;
 
-struct FailedCall {
-    const char* call;
-    int occurrence;
-    std::wstring sentence;
-    const char* outcome;  // without what all begin with
-    const char* progress;
-    std::wstring warning;  // empty: none of its own
-};
+constexpr char sampleLab[] = WS_SOURCE_DIR "/labs/sample";
 
-const std::wstring temp = L"C:\\Windows\\Temp\\";
-const std::wstring noFile = L"Unable to install global LDAP instance - unable to create temporary file",
-                   underTemp = L"Unable to create temporary file under " + temp,
-                   noStarter = L"Unable to generate starter data - unable to open temporary file - " + temp;
+// The sample lab's machine file without the lines that have one text, and with another one at its end.
+std::string machineFile(const Json& in) {
+    std::istringstream lines(fileText(std::string(sampleLab) + "/machine.toml"));
+    const std::string without = in.value("without", std::string("\n"));
+    std::string text;
+    for (std::string line; std::getline(lines, line);)
+        if (line.find(without) == line.npos) text += line + "\n";
+    return text + in.value("toml", std::string());
+}
 
-const FailedCall failedCalls[] = {
-    {"files temporaryFolder", 1, noFile, "FILESYSTEM_ERROR", "0",
-     L"Unable to determine temporary folder path"},
-    {"files makeTemporary", 1, noFile, "FILESYSTEM_ERROR", "0", underTemp},
-    {"files write C:\\Windows\\Temp\\qrv1.tmp",
-     1,
-     L"Unable to install global LDAP instance - unable to open temporary file",
-     "FILESYSTEM_ERROR",
-     "0",
-     {}},
-    {"processes run C:\\Windows\\adam\\adaminstall.exe /answer:\"C:\\Windows\\Temp\\qrv1.tmp\" /quiet",
-     1,
-     L"Global LDAP instance create command failed - exit status 1 (failed)",
-     "ERROR",
-     "0",
-     {}},
-    {"registry read HKLM\\Software\\Talvex, Inc.\\Talvex HDQ ServerInstallPath",
-     1,
-     L"Unable to install global LDAP instance - cannot find install path",
-     "FILESYSTEM_ERROR",
-     "30",
-     {}},
-    {"files makeTemporary", 2, noFile, "FILESYSTEM_ERROR", "30", underTemp},
-    {"files write C:\\Windows\\Temp\\qrv2.tmp",
-     1,
-     L"Unable to generate crossref data - unable to open temporary file - " + temp + L"qrv2.tmp",
-     "CANNOT_APPLY_DATA",
-     "30",
-     {}},
-    {"files makeTemporary", 3, noFile, "FILESYSTEM_ERROR", "80", underTemp},
-    {"files write C:\\Windows\\Temp\\qrv3.tmp", 1, noStarter + L"qrv3.tmp", "FILESYSTEM_ERROR", "80", {}},
-    {"names dns", 1, L"Failed to obtain server fully qualified hostname", "FILESYSTEM_ERROR", "80", {}},
-    {"files makeTemporary", 4, noFile, "CANNOT_APPLY_DATA", "80", underTemp},
-    {"files write C:\\Windows\\Temp\\qrv4.tmp", 1, noStarter + L"qrv4.tmp", "CANNOT_APPLY_DATA", "80", {}},
-};
+// "set" is an entry of the pod's directory, an attribute and its value, or null for none.
+void setStored(const Platform& machine, const Json& set) {
+    const auto session = machine.ldap->open({}).value();
+    ASSERT_TRUE(session->bind({}));
+    std::vector<std::string> values;
+    if (!set[2].is_null()) values.push_back(set[2]);
+    ASSERT_TRUE(session->modify(set[0].get<std::string>() + ",dc=vdi,dc=talvex,dc=int",
+                                {{LdapModify::replace, set[1], values}}));
+}
+
+// Sentence, outcome code, progress, flags of server and pod, whether the layer is there, and the other
+// warnings.
+Json outcomeOf(const SamplePod& pod, const CORE::PropertyBag& answer, const LogCapture& log) {
+    const std::string outcome(answer.utf8(L"QuorinLastError"));
+    EXPECT_EQ(pod.ofServer("zre-QuorinLastError"), outcome);
+    Json found{CORE::toUtf8(answer.getErrorText()), outcome, pod.ofServer("zre-QuorinEnabledPercent"),
+               pod.flags(), qrv::layerExists(*pod.machine).value_or(true)};
+    std::wstring last;
+    int times = 1;
+    for (const auto& [level, text] : log.lines()) {
+        if (text == answer.getErrorText() || text.find(L"VIPA") != text.npos) continue;  // no service is here
+        times = text == last ? times + 1 : 1;
+        if (times == 1)
+            found.push_back(CORE::toUtf8(text));
+        else
+            found.back() = std::to_string(times) + " times " + CORE::toUtf8(text);
+        last = text;
+    }
+    return found;
+}
+
+Json firstPod(const Json& in) {
+    static const TempFolder folder;
+    std::filesystem::copy(
+        sampleLab, folder.path(),
+        std::filesystem::copy_options::recursive | std::filesystem::copy_options::skip_existing);
+    folder.write("machine.toml", machineFile(in));
+    SamplePod pod(folder.utf8(""));
+    pod.machine->installation.ipv6 = in.value("ipv6", false);
+    if (in.contains("set")) setStored(*pod.machine, in["set"]);
+    const auto cleanup = in.value("cleanup", std::string("true"));
+    EXPECT_TRUE(
+        pod.machine->registry->write(qrv::productKey, L"CleanupFailedQrvInit", CORE::toWide(cleanup)));
+    const auto calls = recorded(*pod.machine);
+    calls->restart(faultOf(in));
+    const LogCapture log(CORE::logWarning);
+    const auto answer = ask<&Qrvldap::init, OnFailure::keeps>(pod.service);
+    EXPECT_EQ(calls->faultHappened(), in.contains("call"));
+    EXPECT_EQ(calls->changes > 0, answer.contains(L"QuorinLastError"));
+    calls->restart();
+    Json outcome = outcomeOf(pod, answer, log);
+    // After a fault that passes only temporary files are left.
+    if (in.contains("call")) {
+        EXPECT_EQ(ask<&Qrvldap::init>(pod.service).getErrorText(), L"");
+    }
+    return outcome;
+}
 
 }  // namespace
 
-TEST(FirstPod, EachFailedCallIsToldAndCleanedUp) {
-    for (const FailedCall& row : failedCalls) {
-        SCOPED_TRACE(std::string(row.call) + " #" + std::to_string(row.occurrence));
-        SamplePod pod(WS_SOURCE_DIR "/labs/sample");
-        const auto calls = std::make_shared<PortCalls>();
-        pod.machine->files = std::make_shared<CountingFiles>(pod.machine->files, calls);
-        pod.machine->processes = std::make_shared<CountingProcesses>(pod.machine->processes, calls);
-        pod.machine->registry = std::make_shared<CountingRegistry>(pod.machine->registry, calls);
-        pod.machine->names = std::make_shared<CountingNames>(pod.machine->names, calls);
-        calls->restart(PortFault{.call = row.call, .occurrence = row.occurrence, .code = 5});
-        const LogCapture log(CORE::logWarning);
-        const auto answer = ask<&Qrvldap::init, OnFailure::keeps>(pod.service);
-        EXPECT_TRUE(calls->faultHappened());
-        EXPECT_EQ(answer.getErrorText(), row.sentence);
-        const std::string outcome = std::string("QRV_OP_") + row.outcome;
-        EXPECT_EQ(answer.utf8(L"QuorinLastError"), outcome);
-        EXPECT_EQ(pod.ofServer("zre-QuorinLastError"), outcome);
-        EXPECT_EQ(pod.ofServer("zre-QuorinEnabledPercent"), row.progress);
-        EXPECT_EQ(pod.flags(), "0 0");
-        EXPECT_TRUE(row.warning.empty() || log.contains(CORE::logWarning, row.warning));
-        // What is left is no more than temporary files.
-        calls->restart();
-        EXPECT_EQ(ask<&Qrvldap::init>(pod.service).getErrorText(), L"");
-    }
+TEST(FirstPod, EachFailureIsToldAndCleanedUp) {
+    tryRows(WS_SOURCE_DIR "/tests/federation/faults.jsonl", {{"firstPod", firstPod}});
 }
 
 // An installer whose exit code is not known has failed, as far as anybody can tell.
@@ -98,7 +95,7 @@ TEST(FirstPod, AnInstallerWithoutAnExitCodeHasFailed) {
             return std::nullopt;
         }
     };
-    SamplePod pod(WS_SOURCE_DIR "/labs/sample");
+    SamplePod pod(sampleLab);
     pod.machine->processes = std::make_shared<Lost>();
     const LogCapture log(CORE::logWarning);
     EXPECT_EQ(ask<&Qrvldap::init>(pod.service).getErrorText(),

@@ -1,6 +1,12 @@
-// The texts of an installation, byte for byte, by rows of data.
+// Over rows.jsonl: the texts of an installation, byte for byte; the services of the layer; the searches for
+// pods.
 #include "support/rows.h"
+#include "federation/federation_tree.h"
 #include "federation/installation_texts.h"
+#include "federation/sample_pod.h"
+#include "federation/service_configuration.h"
+#include "platform/lab/services.h"
+#include "support/log_capture.h"
 #include "support/temp_folder.h"
 
 namespace wstest {
@@ -52,10 +58,65 @@ Json text(const Json& in) {
     return other;
 }
 
+void add(Json& found, const LogCapture& log) {
+    constexpr const char* levels[] = {"DEBUG ", "VERBOSE ", "INFO ", "WARNING ", "ERROR "};
+    for (const auto& [level, line] : log.lines()) found.push_back(levels[level] + CORE::toUtf8(line));
+}
+
+constexpr const char* podService = "ADAM_TalvexHDQDS";
+constexpr const char* layerService = "ADAM_TalvexHDQDSG";
+
+// What is given are descriptions and the broker's dependencies; a service that is not given is not there.
+Json services(const Json& in) {
+    std::vector<lab::LabService> given;
+    for (const auto& [key, name] : {std::pair{"pod", podService}, {"layer", layerService}})
+        if (in.contains(key)) given.push_back({CORE::toWide(name), CORE::toWide(in[key].get<std::string>())});
+    if (in.contains("broker")) {
+        auto& broker = given.emplace_back(lab::LabService{.name = L"wsbroker"});
+        for (const std::string name : in["broker"]) broker.dependencies.push_back(CORE::toWide(name));
+    }
+    const auto services = std::make_shared<lab::LabServices>(given);
+    const auto calls = std::make_shared<PortCalls>();
+    Platform machine;
+    machine.services = std::make_shared<CountingServiceControl>(lab::makeLabServiceControl(services), calls);
+    calls->restart(faultOf(in));
+    const LogCapture log(in.value("all", false) ? CORE::logDebug : CORE::logInfo);
+    qrv::configureGlobalService(machine, in.at("enable"));
+    EXPECT_EQ(calls->faultHappened(), in.contains("call"));
+    EXPECT_EQ(calls->live, 0);
+    Json description, dependencies;
+    for (const auto& service : services->now()) {
+        if (service.name == CORE::toWide(layerService)) description = CORE::toUtf8(service.description);
+        if (service.name != L"wsbroker") continue;
+        dependencies = Json::array();
+        for (const auto& name : service.dependencies) dependencies.push_back(CORE::toUtf8(name));
+    }
+    Json found{description, dependencies};
+    add(found, log);
+    return found;
+}
+
+Json pods(const Json& in) {
+    static const auto machine = openedLab(WS_SOURCE_DIR "/labs/federated");
+    static const auto calls = recorded(*machine);
+    calls->restart(faultOf(in));
+    const LogCapture log(CORE::logInfo);
+    Json found = Json::array();
+    if (in.contains("shownAs"))
+        found.push_back(
+            CORE::toUtf8(qrv::podShownAs(*machine, CORE::toWide(in["shownAs"].get<std::string>()))));
+    else
+        found.push_back(qrv::countPods(*machine));
+    EXPECT_EQ(calls->faultHappened(), in.contains("call"));
+    add(found, log);
+    return found;
+}
+
 }  // namespace
 
-TEST(Federation, TextsOfAnInstallation) {
-    tryRows(WS_SOURCE_DIR "/tests/federation/rows.jsonl", {{"text", text}});
+TEST(Federation, TextsServicesAndPods) {
+    tryRows(WS_SOURCE_DIR "/tests/federation/rows.jsonl",
+            {{"text", text}, {"services", services}, {"pods", pods}});
 }
 
 }  // namespace wstest

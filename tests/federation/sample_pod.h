@@ -1,12 +1,14 @@
-// The sample lab's pod, whose first federation the tests found, on a clock that takes no time.
+// A lab's pod, whose first federation the tests found, on a clock that takes no time.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "platform/lab/lab_platform.h"
 #include "platform/portable/portable_directory.h"
+#include "support/counting_ports.h"
 #include "support/manual_clock.h"
 #include "support/test_service.h"
 
@@ -21,6 +23,24 @@ inline std::shared_ptr<wsadmin::platform::Platform> openedLab(const std::string&
     machine->directoryServices = makePortableDirectoryServices(machine->ldap, "corp.example");
     machine->clock = std::make_shared<ManualClock>();
     return machine;
+}
+
+// Records the calls of the ports of which a test lets one fail.
+inline std::shared_ptr<PortCalls> recorded(Platform& machine) {
+    auto calls = std::make_shared<PortCalls>();
+    machine.files = std::make_shared<CountingFiles>(machine.files, calls);
+    machine.processes = std::make_shared<CountingProcesses>(machine.processes, calls);
+    machine.registry = std::make_shared<CountingRegistry>(machine.registry, calls);
+    machine.names = std::make_shared<CountingNames>(machine.names, calls);
+    machine.directoryServices = std::make_shared<CountingDirectoryServices>(machine.directoryServices, calls);
+    return calls;
+}
+
+inline PortFault faultOf(const nlohmann::ordered_json& row) {
+    const std::string call = row.value("call", std::string());
+    return {.call = call,
+            .occurrence = row.value("at", 1),
+            .code = row.value("code", call.starts_with("ads ") ? adsAccessDenied : 5)};
 }
 
 struct SamplePod {
