@@ -241,9 +241,21 @@ TEST_F(Tool, NamesItsTargetOnATerminal) {
               std::string::npos);
 }
 
-// While the installation waits for its endpoint.
+TEST_F(Tool, WorksOnOneMachineOfALab) {
+    for (const std::string name : {"VCS1", "VCS2"})
+        folder.write(name + ".toml", "[machine]\nnetbios-name = \"" + name + "\"\n");
+    const std::string asked = "getNetBiosName --lab " + quoted(folder.utf8("."));
+    EXPECT_NE(run(asked + " --machine vcs2").out.find("VCS2"), std::string::npos);
+    const Run unnamed = run(asked);
+    EXPECT_EQ(unnamed.status, 3);
+    EXPECT_NE(unnamed.err.find("which machine is meant has to be said"), std::string::npos) << unnamed.err;
+}
+
+// While the installation waits for its endpoint, which never comes, because its entry is not imported.
 TEST_F(Tool, AnInterruptStopsTheServiceAndTellsTheFlags) {
     const std::string lab = copiedLab().string(), err = folder.utf8("err");
+    std::ofstream(lab + "/machine.toml", std::ios::app)
+        << "\n[[program]]\nname = '*\\ldifde.exe'\narguments = '*qrv3.tmp*'\n";
     const std::string script = std::string(WS_BIN_DIR) + "/hdqadmin --save --lab " + quoted(lab) +
                                " qrvLdapInit > /dev/null 2> " + quoted(err) + " & until grep -qs qrv4.tmp " +
                                quoted(err) +
