@@ -39,11 +39,11 @@ inline bool everyErrorHasASentence(const PropertyBag& bag) {
     return true;
 }
 
-// Nothing but errors, and the directory's code beside one.
+// Nothing but errors, and the directory's code or a federation's outcome code beside one.
 inline bool isOnlyError(const PropertyBag& bag) {
     for (std::size_t i = 0; i < bag.size(); ++i) {
         const bool fits = bag.isBag(i) ? hasError(bag.getBag(i)) && isOnlyError(bag.getBag(i))
-                                       : bag.nameUtf8(i) == "ldaperr";
+                                       : bag.nameUtf8(i) == "ldaperr" || bag.nameUtf8(i) == "QuorinLastError";
         if (!fits) return false;
     }
     return true;
