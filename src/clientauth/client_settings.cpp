@@ -85,7 +85,7 @@ std::optional<bool> truthOf(const CORE::wstr& text) {
 }
 
 std::string clientDefaultsDn() {
-    return layout::under(layout::container::commonSettings);
+    return layout::under(layout::container::clientDefaults);
 }
 
 Result<std::vector<std::wstring>> readClientPrefixes(LdapSession& session) {

@@ -20,8 +20,10 @@ inline constexpr char pools[] =
     ",OU=Server Groups,DC=vdi,DC=talvex,DC=int";  // follows "CN=" and the pool's identifier
 inline constexpr char properties[] = "ou=Properties,";
 inline constexpr char globalSettings[] = "cn=common,ou=global,ou=properties,";
+inline constexpr char clientDefaults[] =
+    "cn=Common,ou=Global,ou=Properties,";  // the same, as what concerns client devices writes it
 inline constexpr char commonSettings[] =
-    "CN=Common,OU=Global,OU=Properties,";  // the same, as client devices and a new federation write it
+    "CN=Common,OU=Global,OU=Properties,";  // the same, as a new federation writes it
 inline constexpr char servers[] = "ou=Server,ou=Properties,";
 inline constexpr char brokers[] = "ou=server,ou=properties,";  // the same, as the domain lists write it
 inline constexpr char federatedServers[] = "ou=server,ou=qrv,ou=properties,";  // their part in a federation
