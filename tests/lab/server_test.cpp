@@ -5,6 +5,7 @@ namespace wsadmin::platform::lab {
 namespace {
 
 using std::chrono::milliseconds;
+using namespace std::string_literals;
 
 LdapCredentials credentials(const std::string& user, const std::string& password,
                             const std::string& domain = {}) {
@@ -31,7 +32,9 @@ TEST(LabServer, IsReachedByItsAddressesOnly) {
 
 TEST(LabServer, AdmitsItsAccounts) {
     Account account{"Admin", "CORP", "corp.example", CORE::secretstring("secret")};
-    TestDirectory test(testContent, {}, {}, {account});
+    // The entry of that name has no password of its own.
+    TestDirectory test(testContent + "\ndn: CN=admin,DC=t\nobjectClass: user\nsAMAccountName: Admin\n"s, {},
+                       {}, {account});
     const struct {
         LdapCredentials given;
         int code;
@@ -98,7 +101,8 @@ TEST(LabServer, AUserThatIsMadeInADomainBindsWithItsOwnPassword) {
         return codeOf(by.modify("CN=new,DC=t", {std::move(change)}));
     };
     EXPECT_EQ(set(*plain, passwordChange("secret")), ldapUnwillingToPerform);
-    EXPECT_EQ(set(*session, {LdapModify::replace, "unicodePwd", {"secret"}}), ldapUnwillingToPerform);
+    for (const std::string& sent : {"secret"s, "\"\0"s, passwordChange("secret").values.front() + "x"})
+        EXPECT_EQ(set(*session, {LdapModify::replace, "unicodePwd", {sent}}), ldapUnwillingToPerform);
     EXPECT_EQ(set(*session, passwordChange("secret")), ldapSuccess);
     EXPECT_EQ(readEntry(*session, "CN=new,DC=t").value().entries.at(0).first("pwdLastSet"),
               "134116992000000000");
