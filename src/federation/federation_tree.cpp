@@ -14,7 +14,6 @@ namespace wsadmin::qrv {
 
 namespace {
 
-using platform::DirectoryObject;
 using platform::DirectoryValue;
 using platform::SearchPreference;
 

@@ -213,8 +213,9 @@ Result<void> addRecord(LdapSession& session, const LdifRecord& record, const Imp
         const auto same = std::ranges::find_if(entry.attributes, [&](const LdapAttribute& has) {
             return CORE::equalFolded(has.name, line.name);
         });
-        LdapAttribute& attribute =
-            same == entry.attributes.end() ? entry.attributes.emplace_back(line.name) : *same;
+        LdapAttribute& attribute = same == entry.attributes.end()
+                                       ? entry.attributes.emplace_back(LdapAttribute{line.name, {}})
+                                       : *same;
         replaceIn(attribute.values.emplace_back(line.value), import);
     }
     return session.add(entry);

@@ -152,20 +152,20 @@ std::shared_ptr<Platform> platformOf(const std::shared_ptr<Lab>& lab, MachineDes
 
 }  // namespace
 
-Result<std::shared_ptr<Platform>> openLab(const fs::path& folder, Changes changes, std::string_view name) {
+Result<std::shared_ptr<Platform>> openLab(const fs::path& folder, Changes changes, std::string_view machine) {
     auto lab = std::make_shared<Lab>();
     lab->folder = folder;
-    const auto file = machineFileOf(folder, name);
+    const auto file = machineFileOf(folder, machine);
     if (!file) return fail(file.error());
     lab->machine.name = *file;
     auto text = readLabFile(folder / *file);
     if (!text) return fail(1, (folder / *file).wstring() + L": " + text.error().text);
-    auto machine = readMachineFile(*text, *file);
-    if (!machine) return fail(machine.error());
+    auto description = readMachineFile(*text, *file);
+    if (!description) return fail(description.error());
     lab->machine.digest = digestOf(*text);
     lab->machineText = std::move(*text);
-    if (const auto opened = openParts(*lab, *machine); !opened) return fail(opened.error());
-    auto platform = platformOf(lab, *machine);
+    if (const auto opened = openParts(*lab, *description); !opened) return fail(opened.error());
+    auto platform = platformOf(lab, *description);
     platform->save = [lab, changes] { return changes == Changes::saved ? saveLab(*lab) : tellDropped(*lab); };
     return platform;
 }

@@ -66,6 +66,7 @@ class RealProcesses final : public Processes {
         const auto hasNul = [](const std::string& word) { return word.find('\0') != std::string::npos; };
         if (std::ranges::any_of(words, hasNul)) return fail(systemFailure(EINVAL));
         std::vector<char*> pointers;
+        pointers.reserve(words.size() + 1);
         for (std::string& word : words) pointers.push_back(word.data());
         pointers.push_back(nullptr);
         pid_t pid = 0;

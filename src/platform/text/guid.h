@@ -20,10 +20,11 @@ constexpr bool isGuid(std::wstring_view text) noexcept {
 
 // The GUID that follows in the order of the texts; after the last one comes the first.
 inline std::wstring guidAfter(std::wstring guid) {
-    for (auto digit = guid.rbegin(); digit != guid.rend(); ++digit) {
-        if (*digit == L'-') continue;
-        *digit = *digit == L'9' ? L'a' : *digit == L'f' ? L'0' : static_cast<wchar_t>(*digit + 1);
-        if (*digit != L'0') break;
+    for (std::size_t i = guid.size(); i-- > 0;) {
+        wchar_t& digit = guid[i];
+        if (digit == L'-') continue;
+        digit = digit == L'9' ? L'a' : digit == L'f' ? L'0' : static_cast<wchar_t>(digit + 1);
+        if (digit != L'0') break;
     }
     return guid;
 }
