@@ -41,8 +41,8 @@ TEST(BackupProtection, WhatCannotBeMadeIsToldInTheLogAlone) {
 
 }  // namespace
 
-// Not under the thread sanitizer, whose own data is most of the memory.
-#if defined(__linux__) && !defined(__SANITIZE_THREAD__)
+// Not under a sanitizer, whose own data is most of the memory.
+#if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 #include <sys/wait.h>
 #include <unistd.h>
 

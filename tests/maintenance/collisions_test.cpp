@@ -9,9 +9,9 @@
 #include "lab/directory_fixture.h"
 #include "support/counting_ldap.h"
 #include "support/log_capture.h"
+#include "support/sanitizers.h"
 #include "support/scripted_ldap.h"
 #include "support/test_service.h"
-#include "support/thread_sanitizer.h"
 
 using namespace wstest;
 
@@ -105,7 +105,7 @@ std::string series(int first, int last, std::string_view text) {
     return all;
 }
 
-constexpr int machines = underThreadSanitizer ? 10'000 : 100'000;
+constexpr int machines = underSanitizer ? 10'000 : 100'000;
 
 // Machines; 50 conflict entries, of which 25 have lost their name to another entry and 25 can have it
 // back; 500 references: each conflict entry has six of attributes of one value, and 200 values of one

@@ -7,8 +7,8 @@
 #include "framework/core/message.h"
 #include "plugin/loaded_module.h"
 #include "support/log_capture.h"
+#include "support/sanitizers.h"
 #include "support/temp_folder.h"
-#include "support/thread_sanitizer.h"
 #if !defined(_WIN32)
 #include <dlfcn.h>
 #endif
@@ -64,7 +64,7 @@ std::size_t heapInUse() {
 }
 
 TEST(Plugin, LoadsAndUnloadsAThousandTimes) {
-    constexpr int times = wstest::underThreadSanitizer ? 50 : 1000;
+    constexpr int times = wstest::underSanitizer ? 50 : 1000;
     const wstest::TempFolder folder;
     const CORE::PropertyBag startup = smallLab(folder);
     // "loaded" is the first line of PluginInit and "unloaded" the last one of PluginExit.

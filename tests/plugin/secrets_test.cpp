@@ -1,6 +1,6 @@
 // What is left of secrets in the whole process, the framework's copies of the request included.
-// Not under the thread sanitizer, whose own data is most of the memory.
-#if defined(__linux__) && !defined(__SANITIZE_THREAD__)
+// Not under a sanitizer, whose own data is most of the memory.
+#if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "platform/platform.h"
-#include "support/thread_sanitizer.h"
+#include "support/sanitizers.h"
 
 namespace sweep {
 
@@ -25,8 +25,8 @@ struct CodesOfCalls {
 };
 
 // Of so many calls of one kind each fails with all its codes, of further ones with one of them in turn.
-inline constexpr std::size_t manyOfAKind = wstest::underThreadSanitizer ? 0 : 3;
-inline constexpr std::size_t mostOfAKind = wstest::underThreadSanitizer ? 3 : 1'000'000;
+inline constexpr std::size_t manyOfAKind = wstest::underSanitizer ? 0 : 3;
+inline constexpr std::size_t mostOfAKind = wstest::underSanitizer ? 3 : 1'000'000;
 
 inline constexpr int answeredWithError = 1, notHandled = 2;  // of a message
 

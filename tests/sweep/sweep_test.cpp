@@ -175,7 +175,7 @@ class Sweep : public testing::TestWithParam<const Operation*> {
 TEST_P(Sweep, AFailingCallIsToldOrMadeUpFor) {
     sweep(GetParam()->example);
     for (const std::string& keys : data_.requests) sweep(CORE::toWide(keys));
-    if (wstest::underThreadSanitizer) return;
+    if (wstest::underSanitizer) return;
     // No row outlives what it excuses.
     for (const PartialAnswer& row : data_.partialAnswers)
         EXPECT_TRUE(used_.contains(&row)) << row.fault << ": " << row.why;
