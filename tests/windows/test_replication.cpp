@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/windows/windows_machine.h"
+#include "windows/stand_ins/hidden_function.h"
 
 namespace wsadmin::platform::windows {
 namespace {
@@ -47,17 +48,10 @@ void WINAPI freeReplicaInfo(DS_REPL_INFO_TYPE type, VOID* info) {
 
 }  // namespace
 
-// Under the names that the adapter is linked by.
-extern "C" {
-extern const decltype(&DsBindWithCredW) __imp_DsBindWithCredW;
-const decltype(&DsBindWithCredW) __imp_DsBindWithCredW = bindDirectory;
-extern const decltype(&DsUnBindW) __imp_DsUnBindW;
-const decltype(&DsUnBindW) __imp_DsUnBindW = unbindDirectory;
-extern const decltype(&DsReplicaGetInfoW) __imp_DsReplicaGetInfoW;
-const decltype(&DsReplicaGetInfoW) __imp_DsReplicaGetInfoW = replicaInfo;
-extern const decltype(&DsReplicaFreeInfo) __imp_DsReplicaFreeInfo;
-const decltype(&DsReplicaFreeInfo) __imp_DsReplicaFreeInfo = freeReplicaInfo;
-}
+WS_STANDS_IN(DsBindWithCredW, bindDirectory);
+WS_STANDS_IN(DsUnBindW, unbindDirectory);
+WS_STANDS_IN(DsReplicaGetInfoW, replicaInfo);
+WS_STANDS_IN(DsReplicaFreeInfo, freeReplicaInfo);
 
 namespace {
 

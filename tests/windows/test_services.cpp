@@ -57,17 +57,10 @@ BOOL WINAPI closeServiceHandle(SC_HANDLE handle) {
 
 }  // namespace
 
-// Under the names that the adapter is linked by.
-extern "C" {
-extern const decltype(&QueryServiceConfigW) __imp_QueryServiceConfigW;
-const decltype(&QueryServiceConfigW) __imp_QueryServiceConfigW = queryConfig;
-extern const decltype(&OpenSCManagerW) __imp_OpenSCManagerW;
-const decltype(&OpenSCManagerW) __imp_OpenSCManagerW = openManager;
-extern const decltype(&OpenServiceW) __imp_OpenServiceW;
-const decltype(&OpenServiceW) __imp_OpenServiceW = openService;
-extern const decltype(&CloseServiceHandle) __imp_CloseServiceHandle;
-const decltype(&CloseServiceHandle) __imp_CloseServiceHandle = closeServiceHandle;
-}
+WS_STANDS_IN(QueryServiceConfigW, queryConfig);
+WS_STANDS_IN(OpenSCManagerW, openManager);
+WS_STANDS_IN(OpenServiceW, openService);
+WS_STANDS_IN(CloseServiceHandle, closeServiceHandle);
 
 namespace {
 

@@ -46,13 +46,8 @@ BOOL WINAPI closeHandle(HANDLE handle) {
 
 }  // namespace
 
-// Under the names that the adapters are linked by, so that the linker takes these before the library's own.
-extern "C" {
-extern const decltype(&CreateProcessW) __imp_CreateProcessW;
-const decltype(&CreateProcessW) __imp_CreateProcessW = startProcess;
-extern const decltype(&CloseHandle) __imp_CloseHandle;
-const decltype(&CloseHandle) __imp_CloseHandle = closeHandle;
-}
+WS_STANDS_IN(CreateProcessW, startProcess);
+WS_STANDS_IN(CloseHandle, closeHandle);
 
 namespace {
 

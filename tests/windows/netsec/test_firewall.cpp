@@ -206,15 +206,9 @@ void WINAPI freeText(BSTR text) {
 
 }  // namespace
 
-// Under the names that the adapters are linked by, so that the linker takes these before the libraries' own.
-extern "C" {
-extern const decltype(&CoInitializeEx) __imp_CoInitializeEx;
-const decltype(&CoInitializeEx) __imp_CoInitializeEx = initialise;
-extern const decltype(&CoUninitialize) __imp_CoUninitialize;
-const decltype(&CoUninitialize) __imp_CoUninitialize = uninitialise;
-extern const decltype(&SysFreeString) __imp_SysFreeString;
-const decltype(&SysFreeString) __imp_SysFreeString = freeText;
-}
+WS_STANDS_IN(CoInitializeEx, initialise);
+WS_STANDS_IN(CoUninitialize, uninitialise);
+WS_STANDS_IN(SysFreeString, freeText);
 
 namespace {
 

@@ -12,3 +12,12 @@ Function* hiddenFunction(const wchar_t* library, const char* name) {
 }
 
 }  // namespace test
+
+// Has the adapters call `standIn` in place of the platform's function, because the linker takes the name that
+// they are linked by from here before the library's own. At file scope.
+#define WS_STANDS_IN(function, standIn)                   \
+    extern "C" {                                          \
+    extern const decltype(&function) __imp_##function;    \
+    const decltype(&function) __imp_##function = standIn; \
+    }                                                     \
+    static_assert(true)

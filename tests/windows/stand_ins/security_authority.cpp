@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "windows/stand_ins/hidden_function.h"
+
 namespace test {
 
 SecurityAuthority& securityAuthority() {
@@ -78,10 +80,8 @@ void* operator new(std::size_t size) {
 // Under the names that the adapters are linked by, so that the linker takes these before the libraries' own.
 extern "C" {
 
-extern const decltype(&GetTokenInformation) __imp_GetTokenInformation;
-const decltype(&GetTokenInformation) __imp_GetTokenInformation = test::tokenInformation;
-extern const decltype(&LookupAccountNameW) __imp_LookupAccountNameW;
-const decltype(&LookupAccountNameW) __imp_LookupAccountNameW = test::lookUpName;
+WS_STANDS_IN(GetTokenInformation, test::tokenInformation);
+WS_STANDS_IN(LookupAccountNameW, test::lookUpName);
 
 NTSTATUS NTAPI LsaConnectUntrusted(PHANDLE handle) {
     test::SecurityAuthority& authority = test::securityAuthority();
