@@ -17,6 +17,7 @@
 #include "platform/installation.h"
 #include "platform/ldap_session.h"
 #include "platform/local_machine.h"
+#include "platform/network_probe.h"
 #include "platform/replication.h"
 #include "platform/result.h"
 #include "platform/service_control.h"
@@ -34,6 +35,7 @@ struct Platform {
     std::shared_ptr<Registry> registry;
     std::shared_ptr<Processes> processes;
     std::shared_ptr<Clock> clock;
+    std::shared_ptr<NetworkProbe> network;
     // Null where the machine has no account database of its own: accounts are then looked up in the
     // directories.
     std::shared_ptr<AccountAuthority> accounts;
