@@ -12,6 +12,7 @@
 #include "platform/portable/memory_registry.h"
 #include "platform/portable/process_surroundings.h"
 #include "platform/portable/system_clock.h"
+#include "platform/portable/tcp_probe.h"
 #include "platform/posix/posix_platform.h"
 #include "platform/posix/system_failure.h"
 
@@ -78,6 +79,7 @@ std::shared_ptr<Platform> makePlatform() {
     platform->registry = std::make_shared<MemoryRegistry>();
     platform->processes = makeProcesses();
     platform->clock = makeSystemClock();
+    platform->network = makeTcpProbe();
     platform->save = [] { return Result<void>(); };
     return platform;
 }

@@ -10,6 +10,7 @@
 #include "platform/portable/computer_names.h"
 #include "platform/portable/process_surroundings.h"
 #include "platform/portable/system_clock.h"
+#include "platform/portable/tcp_probe.h"
 #include "platform/windows/windows_accounts.h"
 #include "platform/windows/windows_platform.h"
 
@@ -64,6 +65,7 @@ std::shared_ptr<Platform> makePlatform() {
     platform->registry = makeRegistry();
     platform->processes = makeProcesses();
     platform->clock = makeSystemClock();
+    platform->network = makeTcpProbe();
     platform->accounts = makeAccountAuthority();
     platform->filtering = makeFiltering();
     platform->firewall = makeFirewall();

@@ -1,0 +1,77 @@
+// The probe of servers with real sockets, on loopback addresses of the test's own.
+#include "framework/core/asio_parts.h"  // first: it says how asio allocates
+//
+#include <gtest/gtest.h>
+
+#include <asio/ip/tcp.hpp>
+#include <list>
+#include <thread>
+
+#include "framework/core/corestring.h"
+#include "platform/portable/tcp_probe.h"
+
+namespace wsadmin::platform {
+namespace {
+
+using asio::ip::tcp;
+using namespace std::chrono_literals;
+
+constexpr std::uint16_t port = 22389;
+
+// An acceptor that accepts nobody.
+tcp::acceptor listening(asio::io_context& context, const char* address, int backlog) {
+    tcp::acceptor acceptor(context, tcp::v4());
+    acceptor.set_option(tcp::acceptor::reuse_address(true));
+    acceptor.bind({asio::ip::make_address(address), port});
+    acceptor.listen(backlog);
+    return acceptor;
+}
+
+// Connections that fill the backlog: the further ones stay without an answer.
+std::list<tcp::socket> fill(asio::io_context& context, const tcp::acceptor& acceptor) {
+    std::list<tcp::socket> sockets;
+    for (int i = 0; i < 16; ++i)
+        sockets.emplace_back(context).async_connect(acceptor.local_endpoint(), [](const auto&) {});
+    context.poll();
+    return sockets;
+}
+
+TEST(TcpProbe, MeetsServers) {
+    asio::io_context context;
+    const auto probe = makeTcpProbe(200ms);
+    EXPECT_EQ(probe->probe(L"127.77.1.1", port, nullptr), ProbeOutcome::refused);
+    const auto open = listening(context, "127.77.1.2", 16);
+    EXPECT_EQ(probe->probe(L"127.77.1.2", port, nullptr), ProbeOutcome::connected);
+    for (const std::wstring name : {L"", L"a host", L"nobody..example"})
+        EXPECT_EQ(probe->probe(name, port, nullptr), ProbeOutcome::nameNotResolved) << CORE::toUtf8(name);
+}
+
+TEST(TcpProbe, GivesUpSilentServersAndStopsAtOnce) {
+    asio::io_context context;
+    const auto silent = listening(context, "127.77.1.3", 0);
+    const auto sockets = fill(context, silent);
+    EXPECT_EQ(makeTcpProbe(100ms)->probe(L"127.77.1.3", port, nullptr), ProbeOutcome::timedOut);
+    CORE::coreevent stop;
+    std::jthread stopper([&stop] { stop.set(); });
+    EXPECT_EQ(makeTcpProbe(1h)->probe(L"127.77.1.3", port, &stop), ProbeOutcome::otherFailure);
+}
+
+TEST(TcpProbe, TellsFailuresApart) {
+    const std::pair<std::error_code, ProbeOutcome> meanings[] = {
+        {asio::error::connection_refused, ProbeOutcome::refused},
+        {asio::error::timed_out, ProbeOutcome::timedOut},
+        {asio::error::host_unreachable, ProbeOutcome::hostUnreachable},
+        {asio::error::network_unreachable, ProbeOutcome::hostUnreachable},
+        {asio::error::host_not_found, ProbeOutcome::nameNotResolved},
+        {asio::error::host_not_found_try_again, ProbeOutcome::nameNotResolved},
+        {asio::error::no_data, ProbeOutcome::nameNotResolved},
+        {asio::error::no_descriptors, ProbeOutcome::socketError},
+        {asio::error::address_family_not_supported, ProbeOutcome::socketError},
+        {asio::error::connection_reset, ProbeOutcome::otherFailure},
+        {std::error_code(), ProbeOutcome::otherFailure},
+    };
+    for (const auto& [error, outcome] : meanings) EXPECT_EQ(probeFailure(error), outcome) << error.message();
+}
+
+}  // namespace
+}  // namespace wsadmin::platform
