@@ -9,7 +9,7 @@
 #include "framework/ws_admin_service.h"
 #include "host/answer.h"
 #include "host/bag_json.h"
-#include "platform/lab/directory_server.h"
+#include "platform/lab/lab_network.h"
 #include "platform/portable/portable_directory.h"
 #include "support/counting_ldap.h"
 #include "support/log_capture.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/lab/directory_server.h"
+#include "platform/lab/lab_network.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/ldap_session.h"
 

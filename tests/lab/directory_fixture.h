@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "framework/core/corestring.h"
-#include "platform/lab/directory_server.h"
+#include "platform/lab/lab_network.h"
 #include "platform/lab/simulated_machine.h"
 
 namespace wsadmin::platform::lab {

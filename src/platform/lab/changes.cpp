@@ -134,6 +134,20 @@ Result<Place> placeFor(const Store& store, const std::string& name) {
     return Place{*dn, false, *parent, {}};
 }
 
+// A file says that an entry which was made beforehand is deleted.
+void dropGenerated(Store& store, const OwnAttributes& own) {
+    if (!own.deleted || !own.guid) return;
+    const auto made = store.findByGuid({own.guid->data(), own.guid->size()});
+    if (!made || !store.tree.at(*made).generated || store.tree.at(*made).deleted) return;
+    auto doomed = store.tree.subtree(*made);
+    std::ranges::reverse(doomed);
+    for (const NodeId id : doomed) {
+        store.indexes.entryRemoved(store, id);
+        store.tree.drop(id);
+    }
+    store.resolved.clear();
+}
+
 // The derived GUID, or when an entry has it (a tombstone of the same name), the next one.
 Guid freshGuid(const Store& store, const std::string& key) {
     Guid guid = derivedGuid(key);
@@ -264,6 +278,7 @@ Result<NodeId> addEntry(Store& store, const LdapEntry& given) {
         if (auto completed = completeAccount(store, place->parent, *entry); !completed)
             return fail(completed.error());
     reader.keep();
+    dropGenerated(store, own);
     const auto file = place->context ? store.file : fileForChild(store, place->parent);
     if (place->generated) store.indexes.entryRemoved(store, *place->generated);
     const NodeId id = place->generated ? *place->generated

@@ -2,30 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/lab/lab_session.h"
-
 namespace wsadmin::platform::lab {
-
-namespace {
-
-// Where both are reached.
-std::optional<std::string> common(const LabNetwork::Address& one, const LabNetwork::Address& other) {
-    const auto portsOf = [](const LabNetwork::Address& address) {
-        auto all = address.ports;
-        all.insert(all.end(), address.tlsPorts.begin(), address.tlsPorts.end());
-        return all;
-    };
-    const auto taken = portsOf(other);
-    for (const auto& host : one.hosts)
-        for (const auto& otherHost : other.hosts)
-            for (const auto port : portsOf(one))
-                if (equalFolded(host, foldText(otherHost)) &&
-                    std::find(taken.begin(), taken.end(), port) != taken.end())
-                    return (host.empty() ? "this machine" : host) + ", port " + std::to_string(port);
-    return std::nullopt;
-}
-
-}  // namespace
 
 DirectoryServer::DirectoryServer(std::unique_ptr<Directory> directory, std::vector<Account> accounts,
                                  Faults faults, std::shared_ptr<Clock> clock)
@@ -77,6 +54,23 @@ int DirectoryServer::ordered(std::string_view operation, std::string_view dn) {
     return ldapSuccess;
 }
 
+int DirectoryServer::replicationCode(std::string_view operation, std::string_view namingContext) {
+    return reachable() ? ordered(operation, namingContext) : serverUnavailable;
+}
+
+int DirectoryServer::pendingOperations() {
+    const std::lock_guard lock(ordersMutex_);
+    return faults_.pendingOperations > 0 ? faults_.pendingOperations-- : 0;
+}
+
+std::optional<std::string> DirectoryServer::nextRoleTaker() {
+    const std::lock_guard lock(ordersMutex_);
+    if (faults_.roleTakers.empty()) return std::nullopt;
+    std::string taker = std::move(faults_.roleTakers.front());
+    faults_.roleTakers.erase(faults_.roleTakers.begin());
+    return taker;
+}
+
 Result<void> DirectoryServer::pageArrives() {
     if (faults_.dieAfterPages && pages_++ >= *faults_.dieAfterPages) return die();
     return {};
@@ -98,45 +92,6 @@ bool DirectoryServer::admits(const LdapCredentials& credentials) const {
                            (!dns.empty() && given == name + '@' + dns);
         return named && account.password.view() == credentials.password.view();
     });
-}
-
-std::optional<std::string> LabNetwork::listen(Address address, std::shared_ptr<DirectoryServer> server) {
-    const std::lock_guard lock(mutex_);
-    for (const auto& [other, unused] : servers_)
-        if (auto both = common(address, other)) return both;
-    servers_.emplace_back(std::move(address), std::move(server));
-    return std::nullopt;
-}
-
-void LabNetwork::leave(const DirectoryServer& server) {
-    const std::lock_guard lock(mutex_);
-    std::erase_if(servers_, [&](const auto& known) { return known.second.get() == &server; });
-}
-
-void LabNetwork::stop() {
-    const std::lock_guard lock(mutex_);
-    for (const auto& [address, server] : servers_) server->stop();
-}
-
-DirectoryServer* LabNetwork::named(std::string_view name) const {
-    const std::lock_guard lock(mutex_);
-    for (const auto& [address, server] : servers_)
-        if (server->directory().settings().name == name) return server.get();
-    return nullptr;
-}
-
-Result<std::unique_ptr<LdapSession>> LabNetwork::open(const LdapEndpoint& endpoint) {
-    const std::lock_guard lock(mutex_);
-    const auto found = std::find_if(servers_.begin(), servers_.end(), [&](const auto& server) {
-        const Address& address = server.first;
-        const auto& ports = endpoint.tls ? address.tlsPorts : address.ports;
-        const bool host = std::any_of(address.hosts.begin(), address.hosts.end(), [&](const auto& name) {
-            return equalFolded(endpoint.host, foldText(name));
-        });
-        return host && std::find(ports.begin(), ports.end(), endpoint.port) != ports.end();
-    });
-    // As with any LDAP client, that nobody is there shows only at the bind.
-    return std::make_unique<LabSession>(found == servers_.end() ? nullptr : found->second, endpoint);
 }
 
 }  // namespace wsadmin::platform::lab

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <atomic>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -22,10 +21,13 @@ struct Account {
     CORE::secretstring password;
 };
 
+// What operations of replication end with where the server is down, as the system numbers it.
+inline constexpr int serverUnavailable = 1722;
+
 struct FailOrder {
-    std::string operation;  // bind, search, add, modify, delete, rename
+    std::string operation;  // bind, search, add, modify, delete, rename, or one of replication
     int code = ldapOther;
-    std::string dn;            // empty: any
+    std::string dn;            // of an entry or a naming context; empty: any
     std::optional<int> times;  // nothing: always
     int skip = 0;              // so many succeed before the first that fails
 };
@@ -37,6 +39,10 @@ struct Faults {
     std::chrono::milliseconds slow{0};  // before every answer
     std::optional<int> dieAfterOperations, dieAfterPages;
     std::vector<FailOrder> fail;
+    // Of replication: how many operations wait, and the servers that get the schema master's role in place of
+    // those that ask for it, one after the other.
+    int pendingOperations = 0;
+    std::vector<std::string> roleTakers;
 };
 
 // Any thread may use it.
@@ -55,11 +61,16 @@ class DirectoryServer {
     Result<void> pageArrives();  // the same for each page of a search
     // Lets time pass; fails with 88 when the service stops before it has.
     Result<void> wait(std::chrono::milliseconds time) const;
+    // The code that an operation of replication ends with; 0: it is carried out.
+    int replicationCode(std::string_view operation, std::string_view namingContext);
+    int pendingOperations();  // one less at each look
+    std::optional<std::string> nextRoleTaker();
     void stop() { stopped_.set(); }
     bool reachable() const noexcept { return !faults_.refuseConnections && !dead_; }
     // Who has a password in the directory binds with that one. Beyond these the accounts may bind, and
     // without any everybody.
     bool admits(const LdapCredentials& credentials) const;
+    const std::vector<Account>& accounts() const noexcept { return accounts_; }
     unsigned nextSession() noexcept { return ++sessions_; }
 
   private:
@@ -70,32 +81,11 @@ class DirectoryServer {
     std::unique_ptr<Directory> directory_;
     std::vector<Account> accounts_;
     Faults faults_;
-    std::mutex ordersMutex_;  // guards the counts of the orders
+    std::mutex ordersMutex_;  // guards what the faults count
     std::atomic<int> operations_{0}, pages_{0};
     std::atomic<bool> dead_{false};
     std::atomic<unsigned> sessions_{0};
     CORE::coreevent stopped_;
-};
-
-// Where directories are reached. Any thread.
-class LabNetwork final : public LdapClient {
-  public:
-    struct Address {
-        std::vector<std::string> hosts;
-        std::vector<std::uint16_t> ports, tlsPorts;
-    };
-    // Where somebody listens already, for people; else nothing, and the server is reached there.
-    std::optional<std::string> listen(Address address, std::shared_ptr<DirectoryServer> server);
-    // The server is not reached any more; sessions that are open stay.
-    void leave(const DirectoryServer& server);
-    Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override;
-    void stop() override;
-    // The server of the directory instance of that name; null where there is none.
-    DirectoryServer* named(std::string_view name) const;
-
-  private:
-    mutable std::mutex mutex_;
-    std::vector<std::pair<Address, std::shared_ptr<DirectoryServer>>> servers_;
 };
 
 }  // namespace wsadmin::platform::lab

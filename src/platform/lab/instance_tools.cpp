@@ -5,6 +5,7 @@
 #include <map>
 
 #include "framework/core/corestring.h"
+#include "platform/lab/lab_replication.h"
 #include "platform/lab/ldif.h"
 #include "platform/lab/syntax.h"
 #include "platform/text/command_line.h"
@@ -85,39 +86,102 @@ struct Instance {
     std::string name, partition;
     std::wstring databaseFile;
     std::uint16_t port = 0, tlsPort = 0;
+    bool replica = false;
 };
 
+using Answers = std::map<std::string, std::string>;
+
+std::string answerIn(const Answers& answers, std::string_view name) {
+    const auto answer = answers.find(foldText(name));
+    return answer == answers.end() ? std::string() : answer->second;
+}
+
 // What is wrong with the answers; the names of those that are missing come first.
-Result<Instance> instanceOf(const std::map<std::string, std::string>& answers) {
-    std::map<std::string_view, std::string> given;
-    for (const char* name : {"InstallType", "NewApplicationPartitionToCreate", "InstanceName",
-                             "LocalLDAPPortToListenOn", "LocalSSLPortToListenOn", "DataFilesPath"}) {
-        const auto answer = answers.find(foldText(name));
-        if (answer == answers.end() || answer->second.empty())
-            return fail(toWide(name) + L" is missing in the answer file");
-        given[name] = answer->second;
-    }
-    const auto port = portOf(given["LocalLDAPPortToListenOn"]), tls = portOf(given["LocalSSLPortToListenOn"]);
+Result<Instance> instanceOf(const Answers& answers) {
+    const std::string type = answerIn(answers, "InstallType");
+    const bool replica = equalFolded(type, "replica");
+    const char* partition = replica ? "ApplicationPartitionsToReplicate" : "NewApplicationPartitionToCreate";
+    for (const char* name : {"InstallType", partition, "InstanceName", "LocalLDAPPortToListenOn",
+                             "LocalSSLPortToListenOn", "DataFilesPath"})
+        if (answerIn(answers, name).empty()) return fail(toWide(name) + L" is missing in the answer file");
+    const auto port = portOf(answerIn(answers, "LocalLDAPPortToListenOn")),
+               tls = portOf(answerIn(answers, "LocalSSLPortToListenOn"));
     if (!port || !tls) return fail(L"A port of the answer file is none");
-    if (!equalFolded(given["InstallType"], "unique"))
+    if (!replica && !equalFolded(type, "unique"))
         return fail(L"Invalid installation type specified in InstallType");
-    return Instance{.name = given["InstanceName"],
-                    .partition = given["NewApplicationPartitionToCreate"],
-                    .databaseFile = toWide(given["DataFilesPath"]) + L"\\adamntds.dit",
+    return Instance{.name = answerIn(answers, "InstanceName"),
+                    .partition = answerIn(answers, partition),
+                    .databaseFile = toWide(answerIn(answers, "DataFilesPath")) + L"\\adamntds.dit",
                     .port = *port,
-                    .tlsPort = *tls};
+                    .tlsPort = *tls,
+                    .replica = replica};
+}
+
+// The server that a replica is made of.
+Result<std::shared_ptr<DirectoryServer>> sourceOf(InstanceMachine& machine, const Answers& answers,
+                                                  const Instance& instance) {
+    const std::string address = answerIn(answers, "SourceServer") + ":" + answerIn(answers, "SourceLDAPPort");
+    machine.network->settle();
+    auto source = machine.network->at(address);
+    if (!source || !source->reachable())
+        return fail(L"The source server " + toWide(address) + L" cannot be contacted");
+    LdapCredentials account;
+    account.user = answerIn(answers, "SourceUserName");
+    account.password = CORE::secretstring(answerIn(answers, "SourcePassword"));
+    if (!source->admits(account)) return fail(L"The source server refuses the account");
+    const DirectorySettings& settings = source->directory().settings();
+    if (settings.activeDirectory || !sameDn(settings.suffixes.front(), instance.partition))
+        return fail(L"The source server does not hold " + toWide(instance.partition));
+    return source;
+}
+
+// The source knows the new server by its name, and the new one takes over all that the source has.
+Result<void> fillReplica(InstanceMachine& machine, DirectoryServer& source, DirectoryServer& replica) {
+    const Directory& own = replica.directory();
+    const std::string server = valueIn(own, "", "serverName"), settings = valueIn(own, "", "dsServiceName");
+    auto added = source.directory().add(
+        {server, {{"objectClass", {"server"}}, {"dNSHostName", {own.settings().dnsHostName}}}});
+    if (added) added = source.directory().add({settings, {{"objectClass", {"nTDSDSA"}}, {"options", {"1"}}}});
+    if (!added) return fail(L"The source server knows a server of this name already");
+    const std::string configuration = configurationContextOf(own.settings());
+    for (const std::string& context :
+         {configuration, "CN=Schema," + configuration, own.settings().suffixes.front()})
+        machine.network->pull(replica, source, context);
+    return {};
+}
+
+Result<void> makeDirectory(InstanceMachine& machine, const Answers& answers, const Instance& instance) {
+    std::shared_ptr<DirectoryServer> source;
+    DirectoryDescription made;
+    DirectorySettings& settings = made.settings;
+    settings.name = instance.name;
+    settings.suffixes = {instance.partition};
+    made.address = {.hosts = {}, .ports = {instance.port}, .tlsPorts = {instance.tlsPort}};
+    std::string ldif;
+    if (instance.replica) {
+        const auto found = sourceOf(machine, answers, instance);
+        if (!found) return fail(found.error());
+        source = *found;
+        settings.suffixes = source->directory().settings().suffixes;
+    } else {
+        ldif = firstEntries(configurationContextOf(settings), instance.partition);
+    }
+    // The accounts are the domain's, which all its directories know.
+    if (const auto known = source ? source : machine.network->at("localhost:389"))
+        made.accounts = known->accounts();
+    if (const auto opened = machine.open(std::move(made), ldif); !opened) return opened;
+    const auto replica = machine.network->at("localhost:" + std::to_string(instance.port));
+    if (!source || !replica) return {};
+    auto filled = fillReplica(machine, *source, *replica);
+    if (!filled) machine.close(instance.name);
+    return filled;
 }
 
 Result<void> makeInstance(InstanceMachine& machine, const std::string& answerFile) {
-    const auto instance = instanceOf(answersIn(answerFile));
+    const Answers answers = answersIn(answerFile);
+    const auto instance = instanceOf(answers);
     if (!instance) return fail(instance.error());
-    DirectorySettings settings;
-    settings.name = instance->name;
-    settings.suffixes = {instance->partition};
-    const std::string ldif = firstEntries(configurationContextOf(settings), instance->partition);
-    const LabNetwork::Address address{
-        .hosts = {}, .ports = {instance->port}, .tlsPorts = {instance->tlsPort}};
-    if (const auto opened = machine.open(std::move(settings), address, ldif); !opened) return opened;
+    if (auto made = makeDirectory(machine, answers, *instance); !made) return made;
     machine.files->make(instance->databaseFile);
     machine.services->change([&](std::vector<LabService>& services) {
         services.push_back({.name = L"ADAM_" + toWide(instance->name)});
@@ -134,8 +198,20 @@ int install(InstanceMachine& machine, const Arguments& arguments) {
     return told(machine, L"ADAMInstall", made ? std::nullopt : std::optional(made.error().text));
 }
 
+// The first of the other servers that can be reached learns that this one is gone, and replicates it.
+void signOff(InstanceMachine& machine, const std::string& name) {
+    machine.network->settle();
+    const auto servers = machine.network->servers();
+    const auto own = std::ranges::find_if(servers, [&](const auto& one) { return machine.owns(*one, name); });
+    if (own == servers.end()) return;
+    const std::string server = valueIn((*own)->directory(), "", "serverName");
+    for (const auto& one : servers)
+        if (one != *own && one->reachable() && one->directory().remove(server, true)) return;
+}
+
 int uninstall(InstanceMachine& machine, const Arguments& arguments) {
     const std::wstring name = valueOf(arguments, L"/i:").value_or(L"");
+    if (std::ranges::find(arguments, L"/force") == arguments.end()) signOff(machine, toUtf8(name));
     const std::wstring service = L"ADAM_" + name;
     const bool there = machine.services->change([&](std::vector<LabService>& services) {
         return std::erase_if(services,
@@ -277,17 +353,17 @@ int manageRoles(InstanceMachine& machine, const Arguments& arguments) {
         return argument == L"transfer schema master" || argument == L"seize schema master";
     });
     if (server == arguments.end() || !moves) return failed;
-    const std::string address = toUtf8(server->substr(connect.size()));
-    const auto port = portOf(address.substr(address.rfind(':') + 1));
-    if (!port) return failed;
-    const auto session =
-        machine.network->open({.host = address.substr(0, address.rfind(':')), .port = *port});
-    if (!session || !(*session)->bind({})) return failed;
-    const auto schema = rootValue(**session, "schemaNamingContext");
-    const auto self = rootValue(**session, "dsServiceName");
-    if (!schema || !self) return failed;
-    return (*session)->modify(
-               *schema, {{.operation = LdapModify::replace, .attribute = "fSMORoleOwner", .values = {*self}}})
+    machine.network->settle();
+    const auto found = machine.network->at(toUtf8(server->substr(connect.size())));
+    if (!found || !found->reachable()) return failed;
+    Directory& directory = found->directory();
+    const std::string self = valueIn(directory, "", "dsServiceName");
+    const auto taker = found->nextRoleTaker();
+    const std::string owner = taker ? "CN=NTDS Settings,CN=" + *taker + "$" + directory.settings().name +
+                                          self.substr(self.find(",CN=Servers,"))
+                                    : self;
+    return directory.modify(valueIn(directory, "", "schemaNamingContext"),
+                            {{LdapModify::replace, "fSMORoleOwner", {owner}}})
                ? 0
                : failed;
 }

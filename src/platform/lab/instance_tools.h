@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/lab/directory_server.h"
 #include "platform/lab/lab_files.h"
+#include "platform/lab/machine_file.h"
 #include "platform/lab/services.h"
 
 namespace wsadmin::platform::lab {
@@ -18,10 +18,12 @@ struct InstanceMachine {
     std::shared_ptr<LabFiles> files;
     std::shared_ptr<LabServices> services;
     std::shared_ptr<Registry> registry;
-    std::shared_ptr<LdapClient> network;
+    std::shared_ptr<LabNetwork> network;
     // Opens a directory for this machine, with LDIF for its first entries, and closes one by its name.
-    std::function<Result<void>(DirectorySettings, LabNetwork::Address, const std::string& ldif)> open;
+    std::function<Result<void>(DirectoryDescription, const std::string& ldif)> open;
     std::function<bool(const std::string& name)> close;
+    // Whether a server of the network is this machine's instance of that name.
+    std::function<bool(DirectoryServer& server, const std::string& name)> owns;
 };
 
 // The exit code of one of these programs; nothing where it is none of them, or where the machine has no file

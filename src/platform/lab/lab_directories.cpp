@@ -73,16 +73,12 @@ Result<void> openDirectory(Lab& lab, DirectoryDescription& description, const Ow
     return serve(lab, description, owner, std::move(directory), std::move(*files));
 }
 
-Result<void> openInstance(Lab& lab, DirectorySettings settings, LabNetwork::Address address,
-                          const std::string& ldif) {
+Result<void> openInstance(Lab& lab, DirectoryDescription description, const std::string& ldif) {
     // The name becomes that of a file in the lab's folder.
-    if (settings.name.find_first_of("/\\:") != std::string::npos)
-        return fail(1, L"An instance cannot be named \"" + CORE::toWide(settings.name) + L"\"");
-    DirectoryDescription description;
-    description.settings = std::move(settings);
+    if (description.settings.name.find_first_of("/\\:") != std::string::npos)
+        return fail(1, L"An instance cannot be named \"" + CORE::toWide(description.settings.name) + L"\"");
     description.settings.hostName = lab.netBiosName;
     description.settings.dnsHostName = lab.dnsName;
-    description.address = std::move(address);
     std::string name = description.settings.name + ".ldif";
     for (int number = 2; fs::exists(lab.folder / name); ++number)
         name = description.settings.name + "-" + std::to_string(number) + ".ldif";
@@ -102,12 +98,15 @@ Result<void> openInstance(Lab& lab, DirectorySettings settings, LabNetwork::Addr
     return {};
 }
 
+bool isOwnInstance(const Lab& lab, DirectoryServer& server, const std::string& name) {
+    const DirectorySettings& settings = server.directory().settings();
+    return settings.name == name && settings.hostName == lab.netBiosName;
+}
+
 bool closeInstance(Lab& lab, const std::string& name) {
     const std::lock_guard lock(lab.saving);
-    const auto served = std::ranges::find_if(lab.directories, [&](const auto& one) {
-        const DirectorySettings& settings = one->server->directory().settings();
-        return settings.name == name && settings.hostName == lab.netBiosName;
-    });
+    const auto served = std::ranges::find_if(
+        lab.directories, [&](const auto& one) { return isOwnInstance(lab, *one->server, name); });
     if (served == lab.directories.end()) return false;
     lab.network->leave(*(*served)->server);
     lab.directories.erase(served);

@@ -9,8 +9,8 @@ namespace wsadmin::platform::lab {
 Result<void> openDirectory(Lab& lab, DirectoryDescription& description, const Owner& owner);
 
 // A directory that a program of the machine makes; its file stands in the lab's folder when it is saved.
-Result<void> openInstance(Lab& lab, DirectorySettings settings, LabNetwork::Address address,
-                          const std::string& ldif);
+Result<void> openInstance(Lab& lab, DirectoryDescription description, const std::string& ldif);
+bool isOwnInstance(const Lab& lab, DirectoryServer& server, const std::string& name);
 // Answers whether this machine had an instance of that name. Its file stays in the lab's folder.
 bool closeInstance(Lab& lab, const std::string& name);
 

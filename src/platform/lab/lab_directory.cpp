@@ -81,6 +81,33 @@ Result<void> Directory::rename(const std::string& dn, const std::string& newRdn,
     return renameEntry(store_, dn, newRdn, newParent, deleteOldRdn);
 }
 
+bool Directory::holds(const std::string& context) const {
+    const std::shared_lock lock(mutex_);
+    const auto id = store_.resolve(context);
+    return id && store_.tree.at(*id).contextHead;
+}
+
+std::uint64_t Directory::lastUsn() const {
+    const std::shared_lock lock(mutex_);
+    return store_.usn;
+}
+
+ReplicatedChanges Directory::changesAfter(const std::string& context, std::uint64_t usn) const {
+    const std::shared_lock lock(mutex_);
+    const auto id = store_.resolve(context);
+    return id ? lab::changesAfter(store_, *id, usn) : ReplicatedChanges{};
+}
+
+void Directory::takeOver(const ReplicatedChanges& changes, Meeting meeting) {
+    const std::unique_lock lock(mutex_);
+    lab::takeOver(store_, changes, meeting);
+}
+
+std::vector<ReplicationLink> Directory::links() const {
+    const std::shared_lock lock(mutex_);
+    return linksOf(store_);
+}
+
 std::optional<bool> Directory::admits(const LdapCredentials& credentials) const {
     const std::shared_lock lock(mutex_);
     return admitsAccount(store_, credentials);

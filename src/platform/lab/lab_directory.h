@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "framework/core/corelock.h"
+#include "platform/lab/replicated.h"
 #include "platform/lab/selection.h"
 #include "platform/lab/store.h"
 
@@ -48,6 +49,13 @@ class Directory {
     Result<void> remove(const std::string& dn, bool wholeTree);
     Result<void> rename(const std::string& dn, const std::string& newRdn, const std::string& newParent,
                         bool deleteOldRdn);
+
+    // Replication of a naming context that the directory holds.
+    bool holds(const std::string& context) const;
+    std::uint64_t lastUsn() const;
+    ReplicatedChanges changesAfter(const std::string& context, std::uint64_t usn) const;
+    void takeOver(const ReplicatedChanges& changes, Meeting meeting);
+    std::vector<ReplicationLink> links() const;
 
     // Whether an account of the directory may bind; nothing where it has none of that name with a password.
     std::optional<bool> admits(const LdapCredentials& credentials) const;

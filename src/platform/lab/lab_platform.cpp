@@ -5,6 +5,7 @@
 #include "framework/core/corestring.h"
 #include "platform/lab/instance_tools.h"
 #include "platform/lab/lab_directories.h"
+#include "platform/lab/lab_replication.h"
 #include "platform/lab/lab_saving.h"
 #include "platform/portable/process_surroundings.h"
 #include "platform/portable/system_clock.h"
@@ -54,6 +55,7 @@ Owner ownerOf(const MachineDescription& machine, std::string file, bool isThisMa
 }
 
 Result<void> openDirectories(Lab& lab, MachineDescription& machine, const Owner& owner) {
+    for (const std::string& name : {owner.netBiosName, owner.dnsName}) lab.network->addHost(name);
     for (auto& description : machine.directories)
         if (auto opened = openDirectory(lab, description, owner); !opened) return opened;
     return {};
@@ -107,6 +109,9 @@ Result<void> openParts(Lab& lab, MachineDescription& machine) {
     lab.services = std::make_shared<LabServices>(std::move(machine.services));
     auto files = withContent(lab, std::move(machine.files));
     if (!files) return fail(files.error());
+    for (const char* name : {"localhost", "127.0.0.1", "::1"}) lab.network->addHost(name);
+    for (UnreachableHost& host : machine.unreachable)
+        lab.network->addUnreachable(std::move(host.name), host.meets);
     lab.files = std::make_shared<LabFiles>(std::move(*files), machine.temporaryFolder);
     if (auto opened = openDirectories(lab, machine, ownerOf(machine, lab.machine.name, true)); !opened)
         return opened;
@@ -114,12 +119,15 @@ Result<void> openParts(Lab& lab, MachineDescription& machine) {
 }
 
 std::shared_ptr<Processes> makeProcesses(const std::shared_ptr<Lab>& lab, std::vector<ProgramRule> rules) {
-    const auto machine = std::make_shared<InstanceMachine>(InstanceMachine{
-        lab->files, lab->services, lab->registry, lab->network,
-        [lab](DirectorySettings settings, LabNetwork::Address address, const std::string& ldif) {
-            return openInstance(*lab, std::move(settings), std::move(address), ldif);
-        },
-        [lab](const std::string& name) { return closeInstance(*lab, name); }});
+    const auto machine = std::make_shared<InstanceMachine>(
+        InstanceMachine{lab->files, lab->services, lab->registry, lab->network,
+                        [lab](DirectoryDescription instance, const std::string& ldif) {
+                            return openInstance(*lab, std::move(instance), ldif);
+                        },
+                        [lab](const std::string& name) { return closeInstance(*lab, name); },
+                        [lab](DirectoryServer& server, const std::string& name) {
+                            return isOwnInstance(*lab, server, name);
+                        }});
     return std::make_shared<LabProcesses>(
         std::move(rules), lab->clock, [machine](const std::wstring& program, const std::wstring& arguments) {
             return runInstanceTool(*machine, program, arguments);
@@ -129,7 +137,10 @@ std::shared_ptr<Processes> makeProcesses(const std::shared_ptr<Lab>& lab, std::v
 std::shared_ptr<Platform> platformOf(const std::shared_ptr<Lab>& lab, MachineDescription& machine) {
     auto platform = std::make_shared<Platform>();
     // The network keeps the lab alive: its servers use the lab's clock.
-    platform->ldap = std::shared_ptr<LdapClient>(lab, lab->network.get());
+    const std::shared_ptr<LabNetwork> network(lab, lab->network.get());
+    platform->ldap = network;
+    platform->network = network;
+    platform->replication = makeLabReplication(network);
     platform->names = std::make_shared<LabNames>(machine.netBiosName, machine.dnsName);
     giveVariable(machine.process, L"COMPUTERNAME", machine.netBiosName);
     giveVariable(machine.process, L"WINDIR", machine.windowsDirectory);

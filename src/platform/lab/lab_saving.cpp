@@ -124,6 +124,7 @@ void putInPlace(Lab& lab, std::vector<Change>& changes) {
 }  // namespace
 
 Result<void> saveLab(Lab& lab) {
+    lab.network->settle();
     const std::lock_guard lock(lab.saving);
     auto changes = takeChanges(lab);
     Result<void> outcome;

@@ -174,6 +174,20 @@ void readIpsec(Section& section, NetworkPolicy& policy) {
     section.tables("peer", [&](Section& peer) { readIpsecPeer(peer, policy); });
 }
 
+void readUnreachable(Section& section, MachineDescription& machine) {
+    UnreachableHost host;
+    section.text("host", host.name);
+    tomlChoice<ProbeOutcome>(section, "meets", host.meets,
+                             {{"host-unreachable", ProbeOutcome::hostUnreachable},
+                              {"refused", ProbeOutcome::refused},
+                              {"timed-out", ProbeOutcome::timedOut},
+                              {"name-not-resolved", ProbeOutcome::nameNotResolved},
+                              {"socket-error", ProbeOutcome::socketError},
+                              {"other-failure", ProbeOutcome::otherFailure}});
+    if (host.name.empty()) section.wrong("host", "a host needs a name");
+    machine.unreachable.push_back(std::move(host));
+}
+
 void readProgram(Section& section, MachineDescription& machine) {
     ProgramRule rule;
     rule.arguments = L"*";
@@ -191,6 +205,25 @@ void optionalNumber(Section& section, std::string_view key, std::optional<int>& 
     if (section.raw().get(key)) into = value;
 }
 
+// The codes of replication are the system's.
+void readFailOrder(Section& section, FailOrder& order) {
+    std::vector<std::pair<std::string_view, std::string>> operations;
+    const auto add = [&](std::initializer_list<const char*> names) {
+        for (const char* name : names) operations.emplace_back(name, name);
+        return operations.size();
+    };
+    const std::size_t ofLdap = add({"bind", "search", "add", "modify", "delete", "rename"});
+    add({"replica-bind", "pending", "topology", "reference", "link", "sync", "sync-all", "sync-event",
+         "replicate"});
+    tomlChoice<std::string>(section, "operation", order.operation, operations);
+    if (order.operation.empty()) section.wrong("operation", "a failure needs an operation");
+    operations.resize(ofLdap);
+    const bool isLdap =
+        std::ranges::any_of(operations, [&](const auto& known) { return known.second == order.operation; });
+    if (!isLdap) order.code = serverUnavailable;
+    section.number("code", order.code, 1, isLdap ? 118 : 65535);
+}
+
 void readFaults(Section& section, Faults& faults) {
     section.flag("refuse-connections", faults.refuseConnections);
     section.flag("refuse-binds", faults.refuseBinds);
@@ -198,17 +231,11 @@ void readFaults(Section& section, Faults& faults) {
     section.milliseconds("slow", faults.slow);
     optionalNumber(section, "die-after-operations", faults.dieAfterOperations);
     optionalNumber(section, "die-after-pages", faults.dieAfterPages);
+    section.number("pending-operations", faults.pendingOperations, 0, INT32_MAX);
+    section.texts("role-takers", faults.roleTakers);
     section.tables("fail", [&](Section& one) {
         FailOrder order;
-        tomlChoice<std::string>(one, "operation", order.operation,
-                                {{"bind", "bind"},
-                                 {"search", "search"},
-                                 {"add", "add"},
-                                 {"modify", "modify"},
-                                 {"delete", "delete"},
-                                 {"rename", "rename"}});
-        if (order.operation.empty()) one.wrong("operation", "a failure needs an operation");
-        one.number("code", order.code, 1, 118);
+        readFailOrder(one, order);
         one.text("dn", order.dn);
         one.number("skip", order.skip, 0, INT32_MAX);
         optionalNumber(one, "times", order.times);
@@ -418,6 +445,7 @@ Result<MachineDescription> readMachineFile(std::string_view text, std::string_vi
         readFiles(top, machine);
         top.tables("service", [&](Section& section) { readService(section, machine); });
         top.tables("program", [&](Section& section) { readProgram(section, machine); });
+        top.tables("unreachable", [&](Section& section) { readUnreachable(section, machine); });
         top.tables("directory", [&](Section& section) { readDirectory(section, machine); });
     });
     if (!read) return fail(read.error());
@@ -462,6 +490,13 @@ std::string withDirectory(std::string_view text, const DirectoryDescription& dir
                       {"ports", listOf(directory.address.ports)},
                       {"tls-ports", listOf(directory.address.tlsPorts)},
                       {"files", listOf(directory.files)}};
+    toml::array accounts;
+    for (const Account& one : directory.accounts)
+        accounts.push_back(toml::table{{"name", one.name},
+                                       {"domain", one.domain},
+                                       {"dns-domain", one.dnsDomain},
+                                       {"password", one.password.view()}});
+    if (!accounts.empty()) table.insert("account", std::move(accounts));
     std::ostringstream written;
     written << text << "\n"
             << toml::toml_formatter(toml::table{{"directory", toml::array{std::move(table)}}}) << "\n";

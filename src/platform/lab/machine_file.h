@@ -9,8 +9,8 @@
 
 #include "framework/core/property_bag.h"
 #include "platform/installation.h"
-#include "platform/lab/directory_server.h"
 #include "platform/lab/lab_files.h"
+#include "platform/lab/lab_network.h"
 #include "platform/lab/network_policy.h"
 #include "platform/lab/services.h"
 #include "platform/local_machine.h"
@@ -22,6 +22,12 @@ struct ProgramRule {
     std::wstring arguments;  // of all arguments as one text
     int exitCode = 0;
     std::chrono::milliseconds duration{0};
+};
+
+// A host to which no connection of this machine comes about.
+struct UnreachableHost {
+    std::string name;
+    ProbeOutcome meets = ProbeOutcome::timedOut;
 };
 
 struct DirectoryDescription {
@@ -54,6 +60,7 @@ struct MachineDescription {
     std::vector<LabService> services;
     std::vector<RegistryKey> registry;
     std::vector<ProgramRule> programs;
+    std::vector<UnreachableHost> unreachable;
     std::vector<DirectoryDescription> directories;
 };
 

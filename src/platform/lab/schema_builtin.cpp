@@ -66,6 +66,8 @@ attribute trustAttributes int single
 attribute uPNSuffixes string multi
 attribute options int single
 attribute userPassword octets multi hidden
+attribute repsFrom string multi hidden
+attribute repsTo string multi hidden
 # Of accounts.
 attribute sAMAccountType int single
 attribute objectCategory dn single
