@@ -6,6 +6,7 @@
 
 #include "federation/source_account.h"
 #include "ldap/service_context.h"
+#include "platform/replication.h"
 
 namespace wsadmin::qrv {
 
@@ -22,5 +23,13 @@ Result<void> forceConsistencyBeforeRemoval(ServiceContext& service);
 
 // Makes this server's instance the one that may change the schema.
 Result<void> takeSchemaMaster(ServiceContext& service);
+
+// Synchronises a naming context with all other instances, up to 200 times, until that meets no error with any
+// of them. Only a failure before a removal is logged here. Its code is that of the last call, 0 where that
+// did not fail.
+enum class Purpose { consistency, removal };
+Result<void> synchroniseAll(ServiceContext& service, platform::ReplicationBinding& instance,
+                            const std::wstring& namingContext, Purpose purpose,
+                            platform::SyncDirection direction);
 
 }  // namespace wsadmin::qrv

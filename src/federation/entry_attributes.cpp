@@ -20,13 +20,8 @@ Result<std::unique_ptr<DirectoryObject>> openEntry(platform::Platform& platform,
     return entry;
 }
 
-Result<std::wstring> readOpened(DirectoryObject& entry, const std::string& path,
-                                const std::string& attribute) {
-    const auto value = entry.get(attribute);
-    if (!value) {
-        logError(L"Unable to lookup %s from %s", attribute, path);
-        return fail(value.error());
-    }
+Result<std::wstring> textOf(const Result<platform::DirectoryValue>& value) {
+    if (!value) return fail(value.error());
     if (std::holds_alternative<platform::DirectoryBytes>(*value)) {
         logError(L"Unable to convert attribute value to string type");
         return fail(platform::adsUnspecified, L"The value is not a text");
@@ -61,11 +56,20 @@ void touchGroup(platform::Platform& platform, const char* name) {
 
 }  // namespace
 
+Result<platform::DirectoryValue> readValue(platform::Platform& platform, const std::string& path,
+                                           const std::string& attribute,
+                                           const platform::DirectoryCredentials& credentials) {
+    const auto entry = openEntry(platform, path, credentials);
+    if (!entry) return fail(entry.error());
+    auto value = (*entry)->get(attribute);
+    if (!value) logError(L"Unable to lookup %s from %s", attribute, path);
+    return value;
+}
+
 Result<std::wstring> readText(platform::Platform& platform, const std::string& path,
                               const std::string& attribute,
                               const platform::DirectoryCredentials& credentials) {
-    const auto entry = openEntry(platform, path, credentials);
-    auto text = entry ? readOpened(**entry, path, attribute) : Result<std::wstring>(fail(entry.error()));
+    auto text = textOf(readValue(platform, path, attribute, credentials));
     if (text)
         logVerbose(L"Got attribute %s from %s: %s", attribute, path, *text);
     else

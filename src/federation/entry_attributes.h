@@ -10,6 +10,10 @@ namespace wsadmin::qrv {
 
 // The first value of an attribute of the entry of that path, bound with the credentials or as the service.
 // Failure: as the directory services'; what an entry does not have is adsPropertyNotFound.
+Result<platform::DirectoryValue> readValue(platform::Platform& platform, const std::string& path,
+                                           const std::string& attribute,
+                                           const platform::DirectoryCredentials& credentials = {});
+// The same of a text.
 Result<std::wstring> readText(platform::Platform& platform, const std::string& path,
                               const std::string& attribute,
                               const platform::DirectoryCredentials& credentials = {});

@@ -30,6 +30,14 @@ std::string globalAddress(const platform::Platform& platform) {
     return loopbackInUrl(platform) + ":" + CORE::toUtf8(ldapPort);
 }
 
+std::wstring instanceAddress(std::wstring_view host) {
+    return std::wstring(host) + L":" + ldapPort;
+}
+
+std::string instancePath(std::string_view host, std::string_view dn) {
+    return "LDAP://" + std::string(host) + ":" + CORE::toUtf8(ldapPort) + "/" + platform::escapeSlashes(dn);
+}
+
 std::wstring dataFolder(const platform::Platform& platform) {
     return configurationFolder(*platform.folders) + L"\\ldap\\data\\" + instanceName;
 }

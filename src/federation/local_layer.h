@@ -22,6 +22,10 @@ std::string globalPath(const platform::Platform& platform, std::string_view dn);
 // Host and port of this server's instance of the global layer, as in a URL.
 std::string globalAddress(const platform::Platform& platform);
 
+// The instance of any server of the federation, as replication addresses it, and a path of an entry there.
+std::wstring instanceAddress(std::wstring_view host);
+std::string instancePath(std::string_view host, std::string_view dn);
+
 std::wstring dataFolder(const platform::Platform& platform);
 // Whether there is a file of that path. A failure is logged.
 Result<bool> fileExists(const platform::Platform& platform, const std::wstring& path);

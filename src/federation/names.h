@@ -29,6 +29,11 @@ inline constexpr char version[] = "zre-VornVersionNumber";
 inline constexpr char created[] = "whenCreated";
 inline constexpr char changed[] = "whenChanged";
 inline constexpr char configurationContext[] = "configurationNamingContext";
+inline constexpr char schemaContext[] = "schemaNamingContext";
+inline constexpr char serviceName[] = "dsServiceName";
+inline constexpr char hostName[] = "dnsHostName";
+inline constexpr char objectGuid[] = "objectGUID";
+inline constexpr char roleOwner[] = "fSMORoleOwner";
 }  // namespace attribute
 
 // How the last step of an installation ended.

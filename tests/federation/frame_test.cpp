@@ -4,6 +4,7 @@
 #include <deque>
 #include <future>
 
+#include "federation/idle_replication.h"
 #include "federation/pending_operations.h"
 #include "federation/qrvldap.h"
 #include "federation/sample_pod.h"
@@ -60,7 +61,7 @@ class TwoOperations : public testing::Test {
 };
 
 // An instance that answers what the test says, in order.
-class ScriptedReplication final : public ReplicationBinding {
+class ScriptedReplication final : public IdleReplication {
   public:
     using Answer = Result<std::optional<std::uint32_t>>;
     explicit ScriptedReplication(std::deque<Answer> answers) : answers_(std::move(answers)) {}
