@@ -289,6 +289,64 @@ class CountingServiceControl : public CountingPort<ServiceControl> {
     }
 };
 
+// --- replication and the network
+
+class CountingBinding : public CountingOpened<ReplicationBinding> {
+  public:
+    CountingBinding(std::unique_ptr<ReplicationBinding> binding, std::shared_ptr<PortCalls> calls,
+                    std::string server)
+        : CountingOpened(std::move(binding), std::move(calls)), server_(std::move(server)) {}
+    Result<std::optional<std::uint32_t>> pendingOperations() override {
+        return call<&Real::pendingOperations>(named("pendingOperations"));
+    }
+    Result<void> updateTopology() override { return change<&Real::updateTopology>(named("updateTopology")); }
+    Result<void> addReference(const std::wstring& context, const std::wstring& destination,
+                              const InstanceGuid& guid) override {
+        return change<&Real::addReference>(named("addReference", context), context, destination, guid);
+    }
+    Result<void> addLink(const std::wstring& context, const std::wstring& dsa,
+                         const std::wstring& source) override {
+        return change<&Real::addLink>(named("addLink", context), context, dsa, source);
+    }
+    Result<void> synchronise(const std::wstring& context, const InstanceGuid& guid) override {
+        return change<&Real::synchronise>(named("synchronise", context), context, guid);
+    }
+    Result<void> synchroniseAll(const std::wstring& context, SyncDirection direction,
+                                const SyncProgress& progress) override {
+        return change<&Real::synchroniseAll>(named("synchroniseAll", context), context, direction, progress);
+    }
+
+  private:
+    std::string named(std::string_view call, const std::wstring& context = {}) const {
+        return nameOf({"replication", call, server_, CORE::toUtf8(context)});
+    }
+    std::string server_;
+};
+
+class CountingReplication : public CountingPort<Replication> {
+  public:
+    using CountingPort::CountingPort;
+    Result<std::unique_ptr<ReplicationCredentials>> makeCredentials(
+        const std::wstring& domain, const std::wstring& user, const CORE::secretstring& password) override {
+        return call<&Real::makeCredentials>("replication makeCredentials", domain, user, password);
+    }
+    Result<std::unique_ptr<ReplicationBinding>> bind(const std::wstring& server,
+                                                     const ReplicationCredentials* credentials) override {
+        const std::string name = CORE::toUtf8(server);
+        return counted<CountingBinding>(call<&Real::bind>("replication bind " + name, server, credentials),
+                                        name);
+    }
+};
+
+class CountingProbe : public CountingPort<NetworkProbe> {
+  public:
+    using CountingPort::CountingPort;
+    ProbeOutcome probe(const std::wstring& host, std::uint16_t port, const CORE::coreevent* stop) override {
+        if (calls_->enter("network probe " + CORE::toUtf8(host))) return ProbeOutcome::otherFailure;
+        return real_->probe(host, port, stop);
+    }
+};
+
 // The name has the line as the log shows it, without a key.
 class CountingCommands : public CountingPort<CommandInterpreter> {
   public:

@@ -151,6 +151,8 @@ class LabService {
         platform_->firewall = std::make_shared<wstest::CountingFirewall>(lab.firewall, calls_);
         platform_->commands = std::make_shared<wstest::CountingCommands>(lab.commands, calls_);
         platform_->services = std::make_shared<wstest::CountingServiceControl>(lab.services, calls_);
+        platform_->replication = std::make_shared<wstest::CountingReplication>(lab.replication, calls_);
+        platform_->network = std::make_shared<wstest::CountingProbe>(lab.network, calls_);
         platform_->files = std::make_shared<wstest::CountingFiles>(lab.files, calls_);
         platform_->installation = lab.installation;
         platform_->processAccount = lab.processAccount;

@@ -33,7 +33,8 @@ inline constexpr int answeredWithError = 1, notHandled = 2;  // of a message
 // The codes that a call fails with, one at a time.
 inline const std::vector<Code>& codesOf(std::string_view call) {
     using namespace wsadmin::platform;
-    constexpr int systemNoName = 1355, systemNoPath = 3, systemDenied = 5, systemNoFile = 2;
+    constexpr int systemNoName = 1355, systemNoPath = 3, systemDenied = 5, systemNoFile = 2,
+                  replicationDenied = 8453;
     static const std::vector<CodesOfCalls> table = {
         {"ldap open", {{ldapServerDown, true}}},
         {"ldap bind", {{ldapServerDown, true}, {ldapInvalidCredentials}}},
@@ -58,6 +59,9 @@ inline const std::vector<Code>& codesOf(std::string_view call) {
         {"commands ", {{systemNoFile}}},
         {"files ", {{systemDenied}}},
         {"services ", {{systemDenied}}},
+        {"network ", {{systemDenied}}},
+        {"replication addLink", {{replicationDenied}, {replicationBusy}}},
+        {"replication ", {{replicationDenied}}},
         {"message ", {{answeredWithError}, {notHandled}}},
     };
     for (const CodesOfCalls& row : table)
