@@ -60,6 +60,8 @@ void Directory::makeConfiguration() {
     const auto schema = "CN=Schema," + configuration;
     for (const auto& context : {configuration, schema}) store_.addContext(context);
     makeEntry(configuration, {{"objectClass", {"configuration"}}});
+    // A file may hold tombstones of servers.
+    if (const auto made = store_.resolve(configuration)) tombstonesOf(store_, *made);
     makeEntry(schema, {{"objectClass", {"dMD"}}});
     makeEntry("CN=Partitions," + configuration, {{"objectClass", {"crossRefContainer"}}});
     makeEntry("CN=Sites," + configuration, {{"objectClass", {"sitesContainer"}}});

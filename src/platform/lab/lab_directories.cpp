@@ -48,7 +48,8 @@ Result<void> serve(Lab& lab, const DirectoryDescription& description, const Owne
         names.insert(names.end(), description.replicasOn.begin(), description.replicasOn.end());
         const bool isHere = std::ranges::any_of(
             names, [&](const std::string& name) { return CORE::equalFolded(name, lab.netBiosName); });
-        if (owner.isThisMachine || isHere) address.hosts = {"", "localhost", "127.0.0.1", "::1"};
+        if (!lab.sharesNetwork && (owner.isThisMachine || isHere))
+            address.hosts = {"", "localhost", "127.0.0.1", "::1"};
         std::ranges::move(names, std::back_inserter(address.hosts));
     }
     auto server = std::make_shared<DirectoryServer>(std::move(directory), description.accounts,

@@ -19,6 +19,11 @@ namespace wsadmin::platform::lab {
 // Where directories are reached, and what they replicate. Any thread.
 class LabNetwork final : public LdapClient, public NetworkProbe {
   public:
+    LabNetwork() : shared_(std::make_shared<Shared>()) {}
+    // The same network as one of its machines sees it: the loopback names are that machine's.
+    LabNetwork(const LabNetwork& network, std::string machine)
+        : shared_(network.shared_), machine_(std::move(machine)) {}
+
     struct Address {
         std::vector<std::string> hosts;
         std::vector<std::uint16_t> ports, tlsPorts;
@@ -56,13 +61,17 @@ class LabNetwork final : public LdapClient, public NetworkProbe {
     using Refusal = std::pair<const DirectoryServer*, std::string>;
     bool settleOnce(std::set<Refusal>& refused);
 
-    mutable std::mutex mutex_;
-    std::vector<Listener> servers_;
-    std::vector<std::string> hosts_;
-    std::vector<std::pair<std::string, ProbeOutcome>> unreachable_;
     // Up to where a destination has taken over a source's changes of a naming context.
     using Taken = std::tuple<const DirectoryServer*, const DirectoryServer*, std::string>;
-    std::map<Taken, std::uint64_t> taken_;
+    struct Shared {
+        std::mutex mutex;
+        std::vector<Listener> servers;
+        std::vector<std::string> hosts;
+        std::map<Taken, std::uint64_t> taken;
+    };
+    std::shared_ptr<Shared> shared_;
+    std::vector<std::pair<std::string, ProbeOutcome>> unreachable_;
+    std::string machine_;  // empty: loopback names are hosts as others are
 };
 
 }  // namespace wsadmin::platform::lab

@@ -61,6 +61,19 @@ Result<void> openDirectories(Lab& lab, MachineDescription& machine, const Owner&
     return {};
 }
 
+// The machine of that file; the lab keeps the file's text.
+Result<MachineDescription> readMachine(Lab& lab, const fs::path& folder, std::string file) {
+    lab.folder = folder;
+    lab.machine.name = std::move(file);
+    auto text = readLabFile(folder / lab.machine.name);
+    if (!text) return fail(1, (folder / lab.machine.name).wstring() + L": " + text.error().text);
+    auto machine = readMachineFile(*text, lab.machine.name);
+    if (!machine) return fail(machine.error());
+    lab.machine.digest = digestOf(*text);
+    lab.machineText = std::move(*text);
+    return machine;
+}
+
 // What the other machines of the lab serve on the network that they share.
 Result<void> openOthers(Lab& lab) {
     if (lab.machine.name == onlyMachineFile) return {};
@@ -100,10 +113,9 @@ void giveVariable(GivenProcess& process, const wchar_t* name, const std::wstring
 Result<void> openParts(Lab& lab, MachineDescription& machine) {
     lab.netBiosName = CORE::toUtf8(machine.netBiosName);
     lab.dnsName = CORE::toUtf8(machine.dnsName);
-    if (machine.fixedTime)
-        lab.clock = std::make_shared<FixedClock>(*machine.fixedTime);
-    else
-        lab.clock = makeSystemClock();
+    if (lab.sharesNetwork) lab.network = std::make_shared<LabNetwork>(*lab.network, lab.netBiosName);
+    if (!lab.clock && machine.fixedTime) lab.clock = std::make_shared<FixedClock>(*machine.fixedTime);
+    if (!lab.clock) lab.clock = makeSystemClock();
     lab.registry = std::make_shared<LabRegistry>(machine.registry);
     lab.policy = std::make_shared<LabPolicy>(std::move(machine.policy));
     lab.services = std::make_shared<LabServices>(std::move(machine.services));
@@ -113,9 +125,7 @@ Result<void> openParts(Lab& lab, MachineDescription& machine) {
     for (UnreachableHost& host : machine.unreachable)
         lab.network->addUnreachable(std::move(host.name), host.meets);
     lab.files = std::make_shared<LabFiles>(std::move(*files), machine.temporaryFolder);
-    if (auto opened = openDirectories(lab, machine, ownerOf(machine, lab.machine.name, true)); !opened)
-        return opened;
-    return openOthers(lab);
+    return openDirectories(lab, machine, ownerOf(machine, lab.machine.name, true));
 }
 
 std::shared_ptr<Processes> makeProcesses(const std::shared_ptr<Lab>& lab, std::vector<ProgramRule> rules) {
@@ -165,20 +175,33 @@ std::shared_ptr<Platform> platformOf(const std::shared_ptr<Lab>& lab, MachineDes
 
 Result<std::shared_ptr<Platform>> openLab(const fs::path& folder, Changes changes, std::string_view machine) {
     auto lab = std::make_shared<Lab>();
-    lab->folder = folder;
     const auto file = machineFileOf(folder, machine);
     if (!file) return fail(file.error());
-    lab->machine.name = *file;
-    auto text = readLabFile(folder / *file);
-    if (!text) return fail(1, (folder / *file).wstring() + L": " + text.error().text);
-    auto description = readMachineFile(*text, *file);
+    auto description = readMachine(*lab, folder, *file);
     if (!description) return fail(description.error());
-    lab->machine.digest = digestOf(*text);
-    lab->machineText = std::move(*text);
     if (const auto opened = openParts(*lab, *description); !opened) return fail(opened.error());
+    if (const auto opened = openOthers(*lab); !opened) return fail(opened.error());
     auto platform = platformOf(lab, *description);
     platform->save = [lab, changes] { return changes == Changes::saved ? saveLab(*lab) : tellDropped(*lab); };
     return platform;
+}
+
+Result<std::map<std::string, std::shared_ptr<Platform>>> openLabMachines(const fs::path& folder) {
+    std::map<std::string, std::shared_ptr<Platform>> machines;
+    const auto network = std::make_shared<LabNetwork>();
+    std::shared_ptr<Clock> clock;
+    for (const std::string& name : machinesOf(folder)) {
+        auto lab = std::make_shared<Lab>();
+        lab->network = network;
+        lab->sharesNetwork = true;
+        lab->clock = clock;
+        auto machine = readMachine(*lab, folder, name + machineSuffix);
+        if (!machine) return fail(machine.error());
+        if (const auto opened = openParts(*lab, *machine); !opened) return fail(opened.error());
+        clock = lab->clock;
+        machines.emplace(lab->netBiosName, platformOf(lab, *machine));
+    }
+    return machines;
 }
 
 }  // namespace wsadmin::platform::lab

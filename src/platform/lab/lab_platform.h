@@ -2,6 +2,8 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
+#include <string>
 
 #include "platform/platform.h"
 
@@ -14,5 +16,9 @@ enum class Changes { saved, dropped };
 // each has a file of its own, and this one reaches what the others serve.
 Result<std::shared_ptr<Platform>> openLab(const std::filesystem::path& folder,
                                           Changes changes = Changes::saved, std::string_view machine = {});
+
+// All machines of a lab of several, by their NetBIOS names, on one network and one clock: what one changes is
+// there for the others at once. Nothing of it is saved.
+Result<std::map<std::string, std::shared_ptr<Platform>>> openLabMachines(const std::filesystem::path& folder);
 
 }  // namespace wsadmin::platform::lab

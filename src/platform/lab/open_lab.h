@@ -48,6 +48,7 @@ struct Lab {
     std::shared_ptr<LabFiles> files;
     Changing<InstanceChanges> instances;
     std::shared_ptr<LabNetwork> network = std::make_shared<LabNetwork>();
+    bool sharesNetwork = false;  // which then knows the machine's loopback names
     struct Served {
         std::shared_ptr<DirectoryServer> server;
         std::vector<KeptFile> files;
