@@ -150,7 +150,7 @@ int encrypt(const Options& options) {
 }
 
 int send(const Options& options) {
-    const auto requests = buildRequests(options);
+    auto requests = buildRequests(options);
     if (!requests) return complain(exitUsage, requests.error());
     if (options.connect)
         return complain(exitUnreachable, "there is no transport to a running host in this build yet");
@@ -162,6 +162,8 @@ int send(const Options& options) {
     if (!options.unchecked)
         if (const auto checked = checkRequests(session.operations, *requests); !checked)
             return complain(exitUsage, checked.error());
+    if (const auto encrypted = encryptUnseen(session.operations, *requests); !encrypted)
+        return complain(exitUnreachable, encrypted.error());
 
     const CORE::PropertyBag startup = startupBag(options);
     if (CORE::standardErrorIsTerminal()) std::cerr << "hdqadmin: " << terminalText(targetOf(startup)) << '\n';

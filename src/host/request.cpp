@@ -1,5 +1,6 @@
 #include "host/request.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -9,7 +10,9 @@
 
 #include "framework/core/console.h"
 #include "framework/core/coreexception.h"
+#include "framework/core/security.h"
 #include "host/bag_json.h"
+#include "host/described.h"
 
 namespace hdqadmin {
 
@@ -57,14 +60,16 @@ std::string_view withoutLineEnd(std::string_view text) {
     return text;
 }
 
-Outcome<void> addPair(CORE::PropertyBag& bag, const std::string& pair) {
+Outcome<void> addPair(Request& request, const std::string& pair) {
     const auto equals = pair.find('=');
     if (equals == std::string::npos || equals == 0)
         return refuse("\"" + pair + "\" is not of the form NAME=VALUE");
     const std::string name = pair.substr(0, equals);
-    const auto value = readValue(name, pair.substr(equals + 1));
+    const std::string typed = pair.substr(equals + 1);
+    const auto value = readValue(name, typed);
     if (!value) return refuse(value.error());
-    bag.addUtf8(name, value->view());
+    if (typed.starts_with('@')) request.unseen.push_back(name);
+    request.bag.addUtf8(name, value->view());
     return {};
 }
 
@@ -84,7 +89,7 @@ Outcome<std::vector<Request>> singleRequest(const Options& options) {
         request.bag = std::move(*bag);
     }
     for (const std::string& pair : options.pairs) {
-        if (auto added = addPair(request.bag, pair); !added) return refuse(added.error());
+        if (auto added = addPair(request, pair); !added) return refuse(added.error());
     }
     std::vector<Request> one;
     one.push_back(std::move(request));
@@ -142,6 +147,28 @@ Outcome<CORE::secretstring> readValue(const std::string& name, const std::string
     const auto text = readFile(typed.substr(1));
     if (!text) return refuse(text.error());
     return CORE::secretstring(withoutLineEnd(CORE::withoutByteOrderMark(text->view())));
+}
+
+Outcome<void> encryptUnseen(const CORE::PropertyBag& operations, std::vector<Request>& requests) {
+    for (Request& request : requests) {
+        const auto* operation = operationNamed(operations, request.operation);
+        if (!operation) continue;
+        for (const CORE::PropertyBag* key : bagsOf(*operation, L"request-key")) {
+            const std::string name(key->utf8(L"name"));
+            if (key->utf8(L"type") != "encrypted secret" ||
+                std::ranges::none_of(request.unseen, [&](const std::string& unseen) {
+                    return CORE::equalFolded(unseen, name);
+                }))
+                continue;
+            const CORE::wstr wide = key->get(L"name");
+            try {
+                request.bag.set(wide, CORE::SecurityManager::System().Encrypt(request.bag.utf8(wide)));
+            } catch (const CORE::coreException& error) {
+                return refuse("\"" + name + "\" cannot be encrypted: " + error.what());
+            }
+        }
+    }
+    return {};
 }
 
 Outcome<std::vector<Request>> buildRequests(const Options& options) {

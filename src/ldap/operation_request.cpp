@@ -11,6 +11,8 @@ std::wstring_view keyTypeName(KeyType type) noexcept {
             return L"text";
         case KeyType::secret:
             return L"secret";
+        case KeyType::encrypted:
+            return L"encrypted secret";
         case KeyType::integer:
             return L"integer";
         case KeyType::boolean:

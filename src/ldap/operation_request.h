@@ -13,7 +13,8 @@ namespace wsadmin {
 
 enum class KeyType {
     text,
-    secret,  // a text that is wiped and never logged
+    secret,     // a text that is wiped and never logged
+    encrypted,  // the same, encrypted by the host's security manager
     integer,
     boolean,
     flag,  // an empty value: that the key is there is the statement

@@ -30,7 +30,7 @@ bool parsesAs(KeyType type, std::wstring_view value) {
     if (type == boolean) return value == L"true" || value == L"false";
     if (type == integer)
         return !value.empty() && value.find_first_not_of(L"0123456789") == std::wstring_view::npos;
-    return type == text || type == secret || type == textList;
+    return type == text || type == secret || type == encrypted || type == textList;
 }
 
 // Key texts stand in tables and lists: a phrase without a full stop.
@@ -69,7 +69,7 @@ TEST(OperationTable, EveryOperationIsDescribedInOneSentence) {
 
 TEST(OperationTable, KeysAreWellFormed) {
     using enum KeyType;
-    const std::set<KeyType> requestTypes{text, secret, integer, boolean, textList};
+    const std::set<KeyType> requestTypes{text, secret, encrypted, integer, boolean, textList};
     const std::set<KeyType> resultTypes{text, integer, boolean, flag, KeyType::bag, bagList, textList};
     const struct {
         std::span<const Key> Operation::*keys;
@@ -122,8 +122,8 @@ TEST(OperationTable, ExamplesUseTheKeysAndGiveWhatIsRequired) {
             EXPECT_FALSE(value.empty()) << toUtf8(name);
             EXPECT_TRUE(given.insert(name).second || key->type == KeyType::textList)
                 << toUtf8(name) << " repeats";
-            EXPECT_EQ(key->type == KeyType::secret, value.starts_with(L"@"))
-                << "a secret stands in a file, others do not";
+            const bool secret = key->type == KeyType::secret || key->type == KeyType::encrypted;
+            EXPECT_EQ(secret, value.starts_with(L"@")) << "a secret stands in a file, others do not";
         }
         for (const Key& key : operation.request)
             EXPECT_TRUE(key.required != Required::yes || given.contains(std::wstring(key.name)))
