@@ -11,30 +11,26 @@ namespace wsadmin::qrv {
 
 namespace {
 
-using platform::DirectoryCredentials;
-
 constexpr int mostAttempts = 180;
 constexpr std::chrono::milliseconds beforeAttempt{5000};
 
-struct Endpoint {
-    std::string dn;
-    std::string local;   // its path on this server
-    std::string remote;  // and on the other one
-};
+Result<void> enableHere(platform::Platform& platform, const std::string& dn, const SourceAccount& account) {
+    const auto credentials = credentialsOf(account);
+    if (!credentials) return fail(credentials.error());
+    return writeText(platform, instancePath("localhost", dn), dn, layout::attribute::disabled, "0",
+                     *credentials);
+}
 
 // Whether the endpoint is enabled here, and there too.
-bool isEnabledThere(platform::Platform& platform, const Endpoint& endpoint,
-                    const DirectoryCredentials& credentials) {
-    if (!writeText(platform, endpoint.local, endpoint.dn, layout::attribute::disabled, "0", credentials))
-        return false;
-    const auto value = readText(platform, endpoint.remote, layout::attribute::disabled, credentials);
+bool isEnabledThere(platform::Platform& platform, const std::string& dn, const SourceServer& server) {
+    if (!enableHere(platform, dn, server.account)) return false;
+    const auto value = readEntry(platform, server, dn, layout::attribute::disabled);
     return value && *value == L"0";
 }
 
 }  // namespace
 
-Result<void> enableEndpoint(ServiceContext& service, const std::string& server,
-                            const DirectoryCredentials& credentials) {
+Result<void> enableEndpoint(ServiceContext& service, const SourceServer& server) {
     platform::Platform& platform = service.platform();
     const auto failed = [](std::wstring text) {
         logError(L"%s", text);
@@ -45,16 +41,12 @@ Result<void> enableEndpoint(ServiceContext& service, const std::string& server,
     const auto podGuid = ownPodGuid(platform);
     if (!podGuid) return failed(podGuid.error().text);
     const std::string dn = endpointEntry(*name, *podGuid);
-    const std::string port = CORE::toUtf8(ldapPort), place = "/" + platform::escapeSlashes(dn);
-    const Endpoint endpoint{.dn = dn,
-                            .local = "LDAP://localhost:" + port + place,
-                            .remote = "LDAP://" + server + ":" + port + place};
     for (int attempt = 0; attempt < mostAttempts; ++attempt) {
         if (platform.clock->wait(beforeAttempt, &service.stopping())) {
             logWarning(L"Interrupted for service shutdown");
             return fail(L"Interrupted for service shutdown");
         }
-        if (isEnabledThere(platform, endpoint, credentials)) {
+        if (isEnabledThere(platform, dn, server)) {
             logVerbose(L"Server entry is no longer disabled, continuing");
             return {};
         }

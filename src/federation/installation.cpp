@@ -1,10 +1,9 @@
 #include "federation/installation.h"
 
 #include "federation/administrators_role.h"
-#include "federation/endpoint.h"
-#include "federation/installation_texts.h"
 #include "federation/installer_results.h"
 #include "federation/local_layer.h"
+#include "federation/names.h"
 #include "federation/pod_facts.h"
 #include "federation/programs.h"
 #include "federation/service_configuration.h"
@@ -16,7 +15,6 @@ namespace wsadmin::qrv {
 namespace {
 
 constexpr std::wstring_view serviceFolder = L"%WINDIR%\\adam\\";
-constexpr std::wstring_view installer = L"%WINDIR%\\adam\\adaminstall.exe";
 
 // In the order in which they build on each other.
 constexpr const wchar_t* serviceSchema[] = {L"MS-User.ldf", L"MS-UserProxy.ldf", L"MS-InetOrgPerson.ldf",
@@ -26,18 +24,38 @@ constexpr const wchar_t* productSchema[] = {L"vdiSchemaPreReqs.ldf", L"vdiSchema
 constexpr wchar_t unwrittenStarterData[] =
     L"Unable to generate starter data - unable to open temporary file - ";
 
+constexpr std::wstring_view noInstallPath =
+    L"Unable to install global LDAP instance - cannot find install path";
+
+using I = Installation;
+// clang-format off
+constexpr Step<Installation> layerConfiguration[] = {
+    {.name = L"install path",                            .run = &I::findInstallPath,     .sentence = noInstallPath,   .outcome = outcome::fileSystem},
+    {.name = L"configuration",                         .run = &I::importConfiguration,                              .outcome = outcome::data},
+    {.name = L"cross-reference file", .announcement = L"Loading crossref data",
+                                                       .run = &I::makeFile,            .sentence = noTemporaryFile, .outcome = outcome::fileSystem},
+    {.name = L"cross-reference",                       .run = &I::writeCrossReference,                              .outcome = outcome::data},
+    {.name = L"its import",                            .run = &I::importFile,                                       .outcome = outcome::data},
+    {.name = L"administrators role",  .progress = 40,  .run = &I::updateRole,                                       .outcome = outcome::data},
+};
+// clang-format on
+
 }  // namespace
+
+std::span<const Step<Installation>> configurationSteps() {
+    return layerConfiguration;
+}
 
 void configureMachine(platform::Platform& platform, bool enable) {
     configureGlobalService(platform, enable);
     switchInterPodRule(enable);
 }
 
-Result<void> Installation::findPrograms() {
-    for (const std::wstring_view program : {installer, ldifTool}) {
+Result<void> Installation::require(std::span<const std::wstring_view> programs, std::wstring_view sentence) {
+    for (const std::wstring_view program : programs) {
         const std::wstring path = expanded(platform_, program);
         if (!fileExists(platform_, path).value_or(false))
-            return fail(L"Unable to install global LDAP instance - " + path + L" not found");
+            return fail(std::wstring(sentence) + path + L" not found");
     }
     return {};
 }
@@ -56,19 +74,23 @@ Result<void> Installation::write(std::string_view text, std::wstring_view senten
     return fail(std::wstring(sentence) + file_);
 }
 
-Result<void> Installation::writeAnswers() {
-    return write(
-        answerFile(CORE::toUtf8(administratorsGroup(platform_)), CORE::toUtf8(dataFolder(platform_))), {});
+AnswersOfMachine Installation::answersOfMachine() const {
+    return {.administrators = CORE::toUtf8(administratorsGroup(platform_)),
+            .dataFolder = CORE::toUtf8(dataFolder(platform_))};
 }
 
-Result<void> Installation::runInstaller() {
+Result<void> Installation::writeAnswers(const CORE::secretstring& answers) {
+    return write(answers.view(), {});
+}
+
+Result<void> Installation::runInstaller(std::wstring_view success) {
     const int status =
         runProgram(platform_, expanded(platform_, installer), L"/answer:\"" + file_ + L"\" /quiet");
     if (status != 0)
         return fail(
             CORE::formatText(L"Global LDAP instance create command failed - exit status %d (%s)", status,
                              logInstallerResults(platform_).get(L"ADAMInstallErrorMessage", L"failed")));
-    logInfo(L"Global LDAP instance create command completed successfully");
+    logInfo(L"%s", success);
     return {};
 }
 
@@ -136,10 +158,6 @@ Result<void> Installation::writeRoleMembership() {
     const auto podGuid = ownPodGuid(platform_);
     if (!podGuid) return fail(podGuid.error());
     return write(roleMembership(*podGuid), unwrittenStarterData);
-}
-
-Result<void> Installation::enableOwnEndpoint() {
-    return enableEndpoint(service_, "localhost");
 }
 
 }  // namespace wsadmin::qrv

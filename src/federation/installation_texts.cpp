@@ -87,8 +87,7 @@ string podAndEndpoint(const Installed& installed) {
 }
 
 string podGroup(const char* name, std::string_view podGuid) {
-    return "CN=" + string(name) + ", OU=" + escapeDnValue(podGuid) + ",OU=Pod,OU=Groups," +
-           globalNamingContext;
+    return "CN=" + string(name) + ", " + podGroups(podGuid);
 }
 
 string groups(const string& podGuid) {
@@ -107,28 +106,61 @@ string membership(const string& role, const char* group, std::string_view podGui
            "-\n";
 }
 
-// A value of the answer file, which ends with its line.
-string sanitised(std::string_view value) {
-    string text(value);
-    std::ranges::replace_if(
-        text, [](char c) { return c == '\0' || c == '\r' || c == '\n'; }, '#');
-    return text;
-}
+// The lines of an answer file. What would end a line, or the file, is written as "#".
+class Answers {
+  public:
+    Answers& add(std::string_view name, std::string_view value) {
+        constexpr std::string_view breaks("\0\r\n", 3);
+        text_.append(name).append("=");
+        for (;;) {
+            const auto end = value.find_first_of(breaks);
+            text_.append(value.substr(0, end));
+            if (end == value.npos) break;
+            text_.append("#");
+            value.remove_prefix(end + 1);
+        }
+        text_.append("\n");
+        return *this;
+    }
+    // What follows in all of them.
+    Answers& addMachine(const AnswersOfMachine& machine) {
+        return add("Administrator", machine.administrators)
+            .add("LocalLDAPPortToListenOn", toUtf8(ldapPort))
+            .add("LocalSSLPortToListenOn", toUtf8(tlsPort))
+            .add("DataFilesPath", machine.dataFolder)
+            .add("LogFilesPath", machine.dataFolder);
+    }
+    Answers& addInstance() {
+        return add("ShowOrHideProgressGUI", "Hide").add("InstanceName", toUtf8(instanceName));
+    }
+    CORE::secretstring take() { return std::move(text_); }
+
+  private:
+    CORE::secretstring text_{"[ADAMInstall]\n"};
+};
 
 }  // namespace
 
-string answerFile(std::string_view administrators, std::string_view dataFolder) {
-    const string folder = sanitised(dataFolder);
-    return "[ADAMInstall]\n"
-           "InstallType=Unique\n"
-           "NewApplicationPartitionToCreate=" +
-           string(globalNamingContext) +
-           "\n"
-           "ShowOrHideProgressGUI=Hide\n"
-           "InstanceName=" +
-           toUtf8(instanceName) + "\nAdministrator=" + sanitised(administrators) +
-           "\nLocalLDAPPortToListenOn=" + toUtf8(ldapPort) + "\nLocalSSLPortToListenOn=" + toUtf8(tlsPort) +
-           "\nDataFilesPath=" + folder + "\nLogFilesPath=" + folder + "\n";
+CORE::secretstring answerFile(const AnswersOfMachine& machine) {
+    return Answers()
+        .add("InstallType", "Unique")
+        .add("NewApplicationPartitionToCreate", globalNamingContext)
+        .addInstance()
+        .addMachine(machine)
+        .take();
+}
+
+CORE::secretstring replicaAnswerFile(const AnswersOfMachine& machine, std::string_view source,
+                                     const platform::DirectoryCredentials& account) {
+    Answers answers;
+    answers.add("InstallType", "Replica")
+        .add("ApplicationPartitionsToReplicate", globalNamingContext)
+        .add("SourceLDAPPort", toUtf8(ldapPort))
+        .addInstance()
+        .add("SourceServer", source);
+    if (!account.user.empty())
+        answers.add("SourceUserName", account.user).add("SourcePassword", account.password.view());
+    return answers.addMachine(machine).take();
 }
 
 string crossReference(std::string_view guid, std::string_view address) {
@@ -150,6 +182,10 @@ string roleMembership(std::string_view podGuid) {
 
 string podEntry(std::string_view podGuid) {
     return "cn=" + escapeDnValue(podGuid) + "," + layout::underGlobal(pods);
+}
+
+string podGroups(std::string_view podGuid) {
+    return "OU=" + escapeDnValue(podGuid) + ",OU=Pod,OU=Groups," + globalNamingContext;
 }
 
 string endpointEntry(std::string_view netBiosName, std::string_view podGuid) {

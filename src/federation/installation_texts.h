@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/directory_services.h"
+
 namespace wsadmin::qrv {
 
 // What the texts say of this server and its pod. UTF-8.
@@ -16,8 +18,16 @@ struct Installed {
     std::string federationGuid;
 };
 
-// For a directory of its own. `administrators` is the local group as DOMAIN\name.
-std::string answerFile(std::string_view administrators, std::string_view dataFolder);
+// What the installer is told of this machine. UTF-8.
+struct AnswersOfMachine {
+    std::string administrators;  // the local group as DOMAIN\name
+    std::string dataFolder;
+};
+// For a directory of its own, and for a replica of the one of `source`, which is asked as the account unless
+// that is empty. With a password in it.
+CORE::secretstring answerFile(const AnswersOfMachine& machine);
+CORE::secretstring replicaAnswerFile(const AnswersOfMachine& machine, std::string_view source,
+                                     const platform::DirectoryCredentials& account);
 // The entry that makes the partition known; `address` is host and port of this server's instance.
 std::string crossReference(std::string_view guid, std::string_view address);
 // Containers, federation, first site, pod, this server as its disabled endpoint, and the pod's groups.
@@ -27,6 +37,7 @@ std::string roleMembership(std::string_view podGuid);
 
 // Names of entries of the layer.
 std::string podEntry(std::string_view podGuid);
+std::string podGroups(std::string_view podGuid);  // the container of its groups
 std::string endpointEntry(std::string_view netBiosName, std::string_view podGuid);
 
 }  // namespace wsadmin::qrv

@@ -6,13 +6,9 @@
 
 namespace wsadmin::qrv {
 
-namespace {
-
 std::string loopbackInUrl(const platform::Platform& platform) {
     return platform.installation.ipv6 ? "[::1]" : "127.0.0.1";
 }
-
-}  // namespace
 
 std::wstring loopbackHost(const platform::Platform& platform) {
     return platform.installation.ipv6 ? L"::1" : L"127.0.0.1";
@@ -23,7 +19,7 @@ std::string localPath(const platform::Platform& platform, std::string_view dn) {
 }
 
 std::string globalPath(const platform::Platform& platform, std::string_view dn) {
-    return "LDAP://" + globalAddress(platform) + "/" + platform::escapeSlashes(dn);
+    return instancePath(loopbackInUrl(platform), dn);
 }
 
 std::string globalAddress(const platform::Platform& platform) {

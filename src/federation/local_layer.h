@@ -19,7 +19,8 @@ std::wstring loopbackHost(const platform::Platform& platform);
 // that is empty leads nowhere; "RootDSE" is one.
 std::string localPath(const platform::Platform& platform, std::string_view dn);
 std::string globalPath(const platform::Platform& platform, std::string_view dn);
-// Host and port of this server's instance of the global layer, as in a URL.
+// This server, and host and port of its instance of the global layer, as in a URL.
+std::string loopbackInUrl(const platform::Platform& platform);
 std::string globalAddress(const platform::Platform& platform);
 
 // The instance of any server of the federation, as replication addresses it, and a path of an entry there.

@@ -43,6 +43,10 @@ inline constexpr std::wstring_view error = L"QRV_OP_ERROR";
 inline constexpr std::wstring_view fileSystem = L"QRV_OP_FILESYSTEM_ERROR";
 inline constexpr std::wstring_view data = L"QRV_OP_CANNOT_APPLY_DATA";
 inline constexpr std::wstring_view schema = L"QRV_OP_CANNOT_APPLY_SCHEMA";
+inline constexpr std::wstring_view unreachable = L"QRV_OP_UNREACHABLE_SERVER";
+inline constexpr std::wstring_view noPermission = L"QRV_OP_NO_PERMISSION";
+inline constexpr std::wstring_view noTimeSync = L"QRV_OP_NO_TIME_SYNC";
+inline constexpr std::wstring_view replication = L"QRV_OP_REPLICATION_ERROR";
 }  // namespace outcome
 
 }  // namespace wsadmin::qrv

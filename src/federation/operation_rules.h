@@ -70,11 +70,11 @@ inline constexpr OperationRule uninit{
     L"Uninit",                          mustExist,    F::onePod,        bothEnabled,  serverAndPod, disabled, false, {}};
 inline constexpr OperationRule uninstallReplica{
     L"Uninstall Replica",               mustExist,    F::none,          serverAlone,  server,       disabled, false, {}};
-// These two test the layer and the request by themselves.
+// These are for what another server left; they write no flags of this one.
 inline constexpr OperationRule eject{
-    L"Eject",                           notAsked,     F::none,          {},           none,         enabled,  false, {}};
+    L"Eject",                           notAsked,     F::none,          {},           none,         enabled,  true,  {}};
 inline constexpr OperationRule removePodEndpoint{
-    L"removePodEndpoint",               notAsked,     F::none,          {},           none,         enabled,  false, {}};
+    L"removePodEndpoint",               mustExist,    F::none,          {},           none,         enabled,  false, {}};
 // clang-format on
 
 }  // namespace rule

@@ -1,10 +1,13 @@
 #include "federation/removal.h"
 
+#include "federation/consistency.h"
 #include "federation/entry_attributes.h"
 #include "federation/installation.h"
 #include "federation/installer_results.h"
 #include "federation/local_layer.h"
 #include "federation/names.h"
+#include "federation/pod_entries.h"
+#include "federation/pod_facts.h"
 #include "federation/programs.h"
 #include "federation/steps.h"
 #include "ldap/directory_query.h"
@@ -20,7 +23,30 @@ constexpr milliseconds beforeForce{5000};
 
 class Removal {
   public:
-    explicit Removal(ServiceContext& service) : service_(service), platform_(service.platform()) {}
+    Removal(ServiceContext& service, RemovalSwitches switches)
+        : service_(service), platform_(service.platform()), switches_(switches) {}
+
+    bool removesPod() const { return switches_.removesPodEntries; }
+
+    // Without the pod's GUID, too, the groups replicate again.
+    Result<void> removePod() {
+        const auto podGuid = ownPodGuid(platform_);
+        if (podGuid)
+            removePodEntries(platform_, *podGuid);
+        else
+            logWarning(L"%s", podGuid.error().text);
+        touchAdministratorGroups(platform_);
+        return {};
+    }
+
+    Result<void> sendChanges() {
+        if (!forceConsistencyBeforeRemoval(service_))
+            logError(
+                L"Unable to ensure removal of the current pod entry, uninstall will continue but phantom "
+                L"data "
+                L"may be left behind. An eject operation may be needed to clean up the entries.");
+        return {};
+    }
 
     Result<void> unconfigureMachine() {
         configureMachine(platform_, false);
@@ -74,10 +100,14 @@ class Removal {
   private:
     ServiceContext& service_;
     platform::Platform& platform_;
+    RemovalSwitches switches_;
 };
 
 constexpr Step<Removal> removalSteps[] = {
     {.name = L"begin", .progress = 0},
+    {.name = L"pod's entries", .run = &Removal::removePod, .when = &Removal::removesPod},
+    {.name = L"pod's entries are gone", .progress = 20, .when = &Removal::removesPod},
+    {.name = L"consistency", .run = &Removal::sendChanges},
     {.name = L"services and firewall", .progress = 30, .run = &Removal::unconfigureMachine},
     {.name = L"instance", .run = &Removal::uninstall},
     {.name = L"cross-reference", .progress = 90, .run = &Removal::findCrossReference},
@@ -87,7 +117,7 @@ constexpr Step<Removal> removalSteps[] = {
 }  // namespace
 
 Result<void> removeLayer(ServiceContext& service, RemovalSwitches switches) {
-    Removal work(service);
+    Removal work(service, switches);
     State state(service.platform());
     return runSteps<Removal>(work, switches.reportsProgress ? &state : nullptr, removalSteps);
 }

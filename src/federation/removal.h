@@ -6,11 +6,12 @@
 namespace wsadmin::qrv {
 
 struct RemovalSwitches {
+    bool removesPodEntries = false;
     bool reportsProgress = false;
 };
 
-// Runs the uninstaller, by force where it fails at first. The calling thread holds a DirectoryThread.
-// Failure: the sentence of the step that failed.
+// Tells the other instances of this server's last changes, and runs the uninstaller, by force where it fails
+// at first. The calling thread holds a DirectoryThread. Failure: the sentence of the step that failed.
 Result<void> removeLayer(ServiceContext& service, RemovalSwitches switches);
 
 }  // namespace wsadmin::qrv

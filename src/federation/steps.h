@@ -20,12 +20,14 @@ struct Step {
     Result<void> (Work::*run)() = nullptr;  // null: there is nothing to do any more, and the outcome counts
     std::wstring_view sentence{};           // of the failure; empty: what the step says itself
     std::wstring_view outcome{};            // written where the step fails; empty: none
+    bool (Work::*when)() const = nullptr;   // null: always
 };
 
 // Runs the steps until one fails. Without a state neither progress nor outcome is written.
 template <class Work>
 Result<void> runSteps(Work& work, State* state, std::span<const Step<Work>> steps) {
     for (const Step<Work>& step : steps) {
+        if (step.when && !(work.*step.when)()) continue;
         if (state && step.progress) state->setProgress(*step.progress);
         if (!step.announcement.empty()) logInfo(L"%s", step.announcement);
         auto done = step.run ? (work.*step.run)() : Result<void>();

@@ -23,9 +23,16 @@ std::string textOf(const Json& in) {
         return in.value(name, std::string(usual));
     };
     const std::string file = in.at("file"), pod = given("podGuid", podGuid);
-    if (file == "answers.txt")
-        return qrv::answerFile(given("administrators", "BUILTIN\\Administrators"),
-                               "C:\\ProgramData\\Talvex\\HDQ\\ldap\\data\\TalvexHDQDSG");
+    const qrv::AnswersOfMachine machine{
+        .administrators = given("administrators", "BUILTIN\\Administrators"),
+        .dataFolder = "C:\\ProgramData\\Talvex\\HDQ\\ldap\\data\\TalvexHDQDSG"};
+    if (file == "answers.txt") return std::string(qrv::answerFile(machine).view());
+    if (file == "replica_answers.txt")
+        return std::string(
+            qrv::replicaAnswerFile(machine, given("source", "vcs9.corp.example"),
+                                   {.user = given("user", "CORP\\admin"),
+                                    .password = CORE::secretstring(given("password", "secret"))})
+                .view());
     if (file == "cross_reference.ldif")
         return qrv::crossReference(newGuid, given("address", "127.0.0.1:22389"));
     if (file == "role_membership.ldif") return qrv::roleMembership(pod);

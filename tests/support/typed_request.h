@@ -1,8 +1,6 @@
-// The examples of the operation table: NAME=VALUE pairs as they are typed on a command line, and the labs
-// that they are for.
+// NAME=VALUE pairs as they are typed on a command line.
 #pragma once
 
-#include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,13 +8,6 @@
 #include <vector>
 
 namespace wstest {
-
-// Below labs/: operations on a federation are asked where there is one.
-inline std::string labOf(std::wstring_view operation) {
-    constexpr std::wstring_view federated[] = {L"getGlobalEntitledDesktops", L"qrvLdapInfo",
-                                               L"qrvLdapCheckEnablement"};
-    return std::ranges::count(federated, operation) > 0 ? "federated" : "sample";
-}
 
 using TypedPairs = std::vector<std::pair<std::wstring, std::wstring>>;
 

@@ -13,6 +13,7 @@
 #include "framework/ws_admin_service.h"
 #include "platform/platform.h"
 #include "support/counting_ports.h"
+#include "support/example_lab.h"
 #include "support/framework_worker.h"
 #include "support/log_capture.h"
 #include "support/manual_clock.h"
@@ -68,13 +69,15 @@ inline std::shared_ptr<wstest::ScriptedAccounts> ownAccounts() {
 // One at a time, because the names of its workers are taken.
 class LabService {
   public:
-    LabService(const std::string& lab, bool capturesLog) : capturesLog_(capturesLog) {
-        startup_.set(wsadmin::platform::labFolderKey, std::string_view(lab));
+    LabService(const wstest::ExampleLab& lab, bool capturesLog)
+        : capturesLog_(capturesLog), begin_(lab.time) {
+        startup_.set(wsadmin::platform::labFolderKey,
+                     std::wstring_view(wstest::folderOf(lab, labs_).wstring()));
+        startup_.set(wsadmin::platform::labMachineKey, std::string_view(lab.machine));
         startup_.setBool(L"InitiateDomainChecks", false);
         authentication_ =
             CORE::refptr<wsadmin::winauth_service>::adopt(new wsadmin::winauth_service(startup_));
         CORE::SecurityManager::System().setKeyFile((keys_.path() / "key" / "host.key").wstring());
-        clock_->advance(1'700'000'000);
         platform_->clock = clock_;
         open();
         start();
@@ -106,6 +109,8 @@ class LabService {
     Outcome run(std::wstring_view operation, const PropertyBag& request,
                 std::optional<PortFault> fault = {}) {
         calls_->restart(std::move(fault));
+        // Whatever earlier requests have waited for.
+        clock_->advance(begin_ - clock_->now().time_since_epoch() / std::chrono::seconds(1));
         Outcome done;
         {
             std::optional<wstest::LogCapture> log;
@@ -184,7 +189,8 @@ class LabService {
     }
 
     bool capturesLog_;
-    wstest::TempFolder keys_;
+    std::int64_t begin_;  // the time of each request, in seconds since 1970
+    wstest::TempFolder keys_, labs_;
     PropertyBag startup_;
     std::shared_ptr<wstest::PortCalls> calls_ = std::make_shared<wstest::PortCalls>();
     std::shared_ptr<wstest::ManualClock> clock_ = std::make_shared<wstest::ManualClock>();

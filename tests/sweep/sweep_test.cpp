@@ -15,7 +15,6 @@
 
 #include "framework/operation_table.h"
 #include "support/temp_folder.h"
-#include "support/typed_request.h"
 #include "sweep/answers.h"
 #include "sweep/lab_service.h"
 
@@ -31,17 +30,12 @@ std::string titleOf(const PortFault& fault) {
            std::to_string(fault.code) + (fault.lasting ? " for good" : "");
 }
 
-PropertyBag bagOf(std::wstring_view keys) {
-    static const std::string folder = WS_SOURCE_DIR "/tests/sweep/";
-    PropertyBag bag;
-    const auto pairs = wstest::typedPairs(keys);
-    for (const auto& [name, value] : pairs.value()) {
-        // "@FILE" is the file's text, as for the tool, where this folder has the file.
-        std::string text;
-        if (value.starts_with(L'@')) text = wstest::fileText(folder + toUtf8(value.substr(1)));
-        bag.add(name, std::string_view(text.empty() ? toUtf8(value) : text));
-    }
-    return bag;
+// "@FILE" is the file's text where this folder has the file.
+PropertyBag bagOf(const Operation& operation, std::wstring_view keys) {
+    return wstest::requestOf(operation, keys, [](const std::string& file) {
+        const std::string text = wstest::fileText(WS_SOURCE_DIR "/tests/sweep/" + file);
+        return text.empty() ? "@" + file : text;
+    });
 }
 
 // Without addresses and new identifiers, which are others in each run.
@@ -76,7 +70,7 @@ class Record {
 class Sweep : public testing::TestWithParam<const Operation*> {
   protected:
     void sweep(std::wstring_view keys) {
-        request_ = bagOf(keys);
+        request_ = bagOf(*GetParam(), keys);
         callsMade_.clear();
         const std::string title = operation_ + " " + toUtf8(keys);
         sweep(Setting::domainsKnown, title);
@@ -167,7 +161,7 @@ class Sweep : public testing::TestWithParam<const Operation*> {
     }
 
     Record record_;
-    LabService service_{WS_SOURCE_DIR "/labs/" + wstest::labOf(GetParam()->name), record_.wanted()};
+    LabService service_{wstest::labOf(GetParam()->name), record_.wanted()};
     PropertyBag request_;
     std::set<std::string> callsMade_;  // where the domains are known
 };

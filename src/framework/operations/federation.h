@@ -57,40 +57,36 @@ inline constexpr Operation qrvLdapInit{
 inline constexpr Operation qrvLdapUninit{
     .name = L"qrvLdapUninit",
     .shape = Shape::responseFilling,
+    .run = answer<&Qrvldap::uninit>,
     .changes = true,
     .text = L"Dissolves a federation whose only pod is this one.",
 };
 
-inline constexpr Key qrvLdapJoinRequest[] = {
-    {L"servername", KeyType::text, L"", L"a connection server that is in the federation already",
-     Required::yes},
-    {L"sourceusername", KeyType::text, L"", L"an account that may administer it, as DOMAIN\\user"},
-    {L"sourcepassword", KeyType::secret, L"",
-     L"that account's password, encrypted by the host's security manager"},
-};
+inline constexpr Key qrvLdapJoinRequest[] = {key::sourceServer, key::sourceUser, key::sourcePassword};
 inline constexpr Operation qrvLdapJoin{
     .name = L"qrvLdapJoin",
     .shape = Shape::responseFilling,
+    .run = answer<&Qrvldap::join, OnFailure::keeps>,
     .changes = true,
     .text = L"Brings this pod into a federation, with this connection server as its first server there.",
     .request = qrvLdapJoinRequest,
     .result = outcomeResult,
-    .example = L"servername=vcsa.corp.example sourceusername=\"CORP\\alice\" sourcepassword=@-",
+    .example = L"servername=vcs1.corp.example sourceusername=\"CORP\\admin\" sourcepassword=@-",
 };
 
 inline constexpr Operation qrvLdapUnjoin{
     .name = L"qrvLdapUnjoin",
     .shape = Shape::responseFilling,
+    .run = answer<&Qrvldap::unjoin>,
     .changes = true,
     .text = L"Takes this pod out of a federation that other pods keep.",
 };
 
-inline constexpr Key qrvLdapEjectRequest[] = {
-    {L"podname", KeyType::text, L"", L"display name of the pod, as qrvLdapInfo lists it", Required::yes},
-};
+inline constexpr Key qrvLdapEjectRequest[] = {key::podName};
 inline constexpr Operation qrvLdapEject{
     .name = L"qrvLdapEject",
     .shape = Shape::responseFilling,
+    .run = answer<&Qrvldap::eject>,
     .changes = true,
     .text = L"Removes another pod, which cannot leave by itself, from the federation.",
     .request = qrvLdapEjectRequest,
@@ -106,13 +102,11 @@ inline constexpr Operation qrvLdapCheckEnablement{
         L"Puts the services, the firewall and the administrators role right on a server of a federated pod.",
 };
 
-inline constexpr Key qrvLdapInstallReplicaRequest[] = {
-    {L"servername", KeyType::text, L"", L"a connection server that is in the federation already",
-     Required::yes},
-};
+inline constexpr Key qrvLdapInstallReplicaRequest[] = {key::sourceServer};
 inline constexpr Operation qrvLdapInstallReplica{
     .name = L"qrvLdapInstallReplica",
     .shape = Shape::responseFilling,
+    .run = answer<&Qrvldap::installReplica>,
     .changes = true,
     .text = L"Brings this further connection server of a federated pod into the federation.",
     .request = qrvLdapInstallReplicaRequest,
@@ -122,18 +116,16 @@ inline constexpr Operation qrvLdapInstallReplica{
 inline constexpr Operation qrvLdapUninstallReplica{
     .name = L"qrvLdapUninstallReplica",
     .shape = Shape::responseFilling,
+    .run = answer<&Qrvldap::uninstallReplica>,
     .changes = true,
     .text = L"Takes this connection server out of a federation that its pod has left.",
 };
 
-inline constexpr Key qrvLdapRemovePodEndpointRequest[] = {
-    {L"podEndpoint", KeyType::text, L"", L"the connection server's name, as qrvLdapInfo lists it",
-     Required::yes},
-    {L"podEndpointFQHN", KeyType::text, L"", L"its fully qualified host name", Required::yes},
-};
+inline constexpr Key qrvLdapRemovePodEndpointRequest[] = {key::podEndpoint, key::podEndpointHost};
 inline constexpr Operation qrvLdapRemovePodEndpoint{
     .name = L"qrvLdapRemovePodEndpoint",
     .shape = Shape::responseFilling,
+    .run = answer<&Qrvldap::removePodEndpoint>,
     .changes = true,
     .text = L"Removes a connection server of this pod, which cannot leave by itself, from the federation.",
     .request = qrvLdapRemovePodEndpointRequest,
