@@ -23,9 +23,10 @@ using namespace wsadmin::platform;
 struct PortFault {
     static constexpr int every = 0;
     std::string call{};
-    int occurrence = 1;    // the n-th call of that name fails, or every one
-    int code = 0;          // with this code of its port
-    bool lasting = false;  // and so does every later call of the same port
+    int occurrence = 1;      // the n-th call of that name fails, or every one
+    int code = 0;            // with this code of its port
+    bool lasting = false;    // and so does every later call of the same port
+    std::size_t number = 0;  // without a name: the n-th of all calls fails
 };
 
 // Any thread.
@@ -46,8 +47,10 @@ class PortCalls {
         const int occurrence = ++occurrences_[name];
         calls_.push_back({name, occurrence});
         if (!fault_) return 0;
-        const bool hit = name == fault_->call &&
-                         (fault_->occurrence == PortFault::every || occurrence == fault_->occurrence);
+        const bool hit = fault_->call.empty()
+                             ? calls_.size() == fault_->number
+                             : name == fault_->call && (fault_->occurrence == PortFault::every ||
+                                                        occurrence == fault_->occurrence);
         const bool dead = happened_ && fault_->lasting && portOf(name) == portOf(fault_->call);
         happened_ = happened_ || hit;
         if (!hit && !dead) return 0;
