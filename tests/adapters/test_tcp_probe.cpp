@@ -1,10 +1,12 @@
-// The probe of servers with real sockets, on loopback addresses of the test's own.
+// The probe of servers with real sockets, on loopback addresses of the run's own: other runs have the same
+// port.
 #include "framework/core/asio_parts.h"  // first: it says how asio allocates
 //
 #include <gtest/gtest.h>
 
 #include <asio/ip/tcp.hpp>
 #include <list>
+#include <random>
 #include <thread>
 
 #include "framework/core/corestring.h"
@@ -17,9 +19,10 @@ using asio::ip::tcp;
 using namespace std::chrono_literals;
 
 constexpr std::uint16_t port = 22389;
+const std::string network = "127.78." + std::to_string(std::random_device{}() % 256) + ".";
 
 // An acceptor that accepts nobody.
-tcp::acceptor listening(asio::io_context& context, const char* address, int backlog) {
+tcp::acceptor listening(asio::io_context& context, const std::string& address, int backlog) {
     tcp::acceptor acceptor(context, tcp::v4());
     acceptor.set_option(tcp::acceptor::reuse_address(true));
     acceptor.bind({asio::ip::make_address(address), port});
@@ -39,21 +42,21 @@ std::list<tcp::socket> fill(asio::io_context& context, const tcp::acceptor& acce
 TEST(TcpProbe, MeetsServers) {
     asio::io_context context;
     const auto probe = makeTcpProbe(200ms);
-    EXPECT_EQ(probe->probe(L"127.77.1.1", port, nullptr), ProbeOutcome::refused);
-    const auto open = listening(context, "127.77.1.2", 16);
-    EXPECT_EQ(probe->probe(L"127.77.1.2", port, nullptr), ProbeOutcome::connected);
+    EXPECT_EQ(probe->probe(CORE::toWide(network + "1"), port, nullptr), ProbeOutcome::refused);
+    const auto open = listening(context, network + "2", 16);
+    EXPECT_EQ(probe->probe(CORE::toWide(network + "2"), port, nullptr), ProbeOutcome::connected);
     for (const std::wstring name : {L"", L"a host", L"nobody..example"})
         EXPECT_EQ(probe->probe(name, port, nullptr), ProbeOutcome::nameNotResolved) << CORE::toUtf8(name);
 }
 
 TEST(TcpProbe, GivesUpSilentServersAndStopsAtOnce) {
     asio::io_context context;
-    const auto silent = listening(context, "127.77.1.3", 0);
+    const auto silent = listening(context, network + "3", 0);
     const auto sockets = fill(context, silent);
-    EXPECT_EQ(makeTcpProbe(100ms)->probe(L"127.77.1.3", port, nullptr), ProbeOutcome::timedOut);
+    EXPECT_EQ(makeTcpProbe(100ms)->probe(CORE::toWide(network + "3"), port, nullptr), ProbeOutcome::timedOut);
     CORE::coreevent stop;
     std::jthread stopper([&stop] { stop.set(); });
-    EXPECT_EQ(makeTcpProbe(1h)->probe(L"127.77.1.3", port, &stop), ProbeOutcome::otherFailure);
+    EXPECT_EQ(makeTcpProbe(1h)->probe(CORE::toWide(network + "3"), port, &stop), ProbeOutcome::otherFailure);
 }
 
 TEST(TcpProbe, TellsFailuresApart) {
