@@ -1,6 +1,5 @@
-// The first pod of a federation on real parts: the Windows build with portable directory services on the
-// Samba pod, stand-ins for the installer and the LDIF tool, and a Samba server on port 22389, made by these,
-// as the layer.
+// A pod of a federation on real parts: the tools with portable directory services on the Samba pod, stand-ins
+// for the installer and the LDIF tool, and a Samba server on port 22389 as the layer, which these make.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@ namespace integration {
 namespace {
 
 namespace fs = std::filesystem;
+using wsadmin::platform::LdapEntry;
 using wsadmin::platform::LdapModify;
 using wsadmin::platform::LdapScope;
 
@@ -48,6 +48,7 @@ class FirstPod : public testing::Test {
         };
         copy(standIns / "adaminstall.exe", "windows/adam");
         copy(standIns / "ldifde.exe", "windows/system32");
+        std::ofstream(drive() / "windows/system32/dsmgmt.exe");
         copy(sample / "adam", "windows/adam");
         copy(sample / "ldif", "HDQ/LDAP/ldif");
         answerOf({"reg", "add", R"(HKLM\Software\Talvex, Inc.\Talvex HDQ)", "/v", "ServerInstallPath", "/d",
@@ -77,8 +78,9 @@ class FirstPod : public testing::Test {
                                     "\"\nmethod = \"simple\"\nuser = "
                                     "\"Administrator@VDIGLOBAL.TALVEX.INT\"\npassword = \"Passw0rd.Test\"\n";
         folder_.write("windows.toml", servers);
-        folder_.write("native.toml",
-                      "data-folder = \"" + (drive() / "ProgramData").string() + "\"\n" + servers);
+        folder_.write("native.toml", "data-folder = \"" + (drive() / "ProgramData").string() + "\"\n" +
+                                         servers + "[environment]\nWINDIR = \"" +
+                                         (drive() / "windows").string() + "\"\n");
     }
     ~FirstPod() override { fs::remove(database()); }
 
@@ -96,6 +98,20 @@ class FirstPod : public testing::Test {
     }
     Answer askWindows(const std::string& operation) const {
         return ask(Build::windows, {"--config", folder_.utf8("windows.toml"), operation}, surroundings());
+    }
+    struct Account {
+        std::string user, password;
+    };
+    // The source is on this machine, so that the password needs no TLS. Its name is the last argument.
+    Answer join(Build build, const std::string& source, const Account& account,
+                std::vector<std::string> around = {}) const {
+        const bool native = build == Build::native;
+        for (const std::string& word : surroundings()) around.push_back(word);
+        return ask(build,
+                   {"--config", folder_.utf8(native ? "native.toml" : "windows.toml"), "qrvLdapJoin",
+                    "sourceusername=" + account.user,
+                    "sourcepassword=@" + folder_.write("password", account.password), "servername=" + source},
+                   around);
     }
     // Of this server and of the pod.
     std::pair<std::string, std::string> flags() const {
@@ -118,6 +134,8 @@ class FirstPod : public testing::Test {
 };
 
 using Flags = std::pair<std::string, std::string>;
+
+const std::string administrator = R"(VDIGLOBAL\Administrator)", password = "Passw0rd.Test";
 
 TEST_F(FirstPod, IsInstalledAndReadByBothTools) {
     const Answer made = askWindows("qrvLdapInit");
@@ -167,6 +185,56 @@ TEST_F(FirstPod, AfterAProcessThatWasKilledTheNextRunIsRefused) {
         EXPECT_EQ(flags(), Flags("-1", "-1"));
         EXPECT_EQ(askWindows("qrvLdapInit").json["error"]["text"], refusal);
         clearFlags();
+    }
+}
+
+// What a join asks its source before it installs anything; the installer, which makes no replicas, comes
+// next.
+TEST_F(FirstPod, AsksTheSourceOfAReplica) {
+    const Outcome started =
+        run({"sh", "-c", R"("$@" & until [ -e "$4/serves" ]; do sleep 0.1; done)", "sh", layerServer, host_,
+             "22389", folder_.path().string(), std::to_string(getpid())});
+    ASSERT_EQ(started.status, 0) << started.errors;
+    const auto source = pod_.directories().client->open({.host = host_, .port = 22389}).value();
+    ASSERT_TRUE(source->bind({.user = layerUser, .domain = {}, .password = CORE::secretstring(password)}));
+    const std::string
+        servers =
+            "CN=Servers,CN=Default-First-Site-Name,CN=Sites,CN=Configuration,DC=vdiglobal,DC=talvex,DC=int",
+        entry = "CN=" + server_ + "$TalvexHDQDSG," + servers;
+    // No resolver knows the name that it has.
+    EXPECT_TRUE(source->modify("CN=VGL1," + servers, {{LdapModify::replace, "dNSHostName", {host_}}}));
+    const auto self = CORE::wstr::getComputerNameEx(CORE::ComputerNameFormat::dnsFullyQualified);
+    const std::string
+        refused = "Invalid username or password.",
+        installs = "Global LDAP instance create command failed",
+        blocked =
+            "an existing replication entry is present with the same name, which must be manually removed";
+    for (const Build build : {Build::native, Build::windows})
+        for (const auto& [account, registeredFor, sentence] :
+             {std::tuple{Account{administrator, "wrong"}, std::string(), refused},
+              {{R"(VDIGLOBAL\nobody)", password}, "", refused},
+              {{administrator, password}, "", installs},
+              {{administrator, password}, "other.example", blocked},
+              {{administrator, password}, CORE::toUtf8(self), installs}}) {
+            SCOPED_TRACE(testing::PrintToString(build) + " " + account.user + " " + account.password + " " +
+                         registeredFor);
+            const LdapEntry other{entry, {{"objectClass", {"server"}}, {"dNSHostName", {registeredFor}}}};
+            EXPECT_TRUE(registeredFor.empty() || source->add(other));
+            const Answer answer = join(build, host_, account);
+            EXPECT_NE(answer.json.dump().find(sentence), std::string::npos) << answer.json << answer.errors;
+            EXPECT_EQ(source->remove(entry).has_value(), sentence == blocked);
+            EXPECT_EQ(flags(), Flags("0", "0"));
+        }
+}
+
+TEST_F(FirstPod, TakesNoReplicaOfASourceWithAnotherTime) {
+    const std::vector<std::string> around = {
+        WS_SOURCE_DIR "/tests/servers/with-slapd", "--clock", "20000101000000Z", "sh", "-c",
+        R"(exec "$@"$WS_TEST_LDAP_HOST)",          "sh"};
+    for (const Build build : {Build::native, Build::windows}) {
+        const Answer answer = join(build, "", {"cn=admin,DC=vdi,DC=talvex,DC=int", password}, around);
+        EXPECT_NE(answer.json.dump().find("QRV_OP_NO_TIME_SYNC"), std::string::npos)
+            << answer.json << answer.errors;
     }
 }
 

@@ -1,5 +1,6 @@
 // Stands for the system's adaminstall.exe under Wine: has the command in WS_TEST_LAYER_SERVER start a real
 // server on the port of the answer file, waits until it serves, and leaves the database file and the service.
+// It makes no replicas.
 #include "windows/programs/hanging.h"
 // After windows.h:
 #include <map>
@@ -53,6 +54,7 @@ int wmain(int count, wchar_t** arguments) {
     if (!first.starts_with(option)) return 2;
     hangWhereAsked(L"adaminstall");
     auto given = answersIn(first.substr(option.size()));
+    if (given["InstallType"] == "Replica") return 5;
     if (!startServer(wide(given["LocalLDAPPortToListenOn"])) || !serves()) return 3;
     const std::filesystem::path folder(given["DataFilesPath"]);
     std::filesystem::create_directories(folder);
