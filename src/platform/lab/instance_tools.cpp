@@ -324,7 +324,7 @@ Result<void> applyRecord(LdapSession& session, LdifRecord record, const Import& 
 int load(InstanceMachine& machine, const Arguments& arguments) {
     auto import = importOf(machine, arguments);
     if (!import) return failed;
-    const auto session = machine.network->open(import->server);
+    const auto session = machine.ldap->open(import->server);
     if (!session || !(*session)->bind({})) return failed;
     if (import->to.starts_with('#')) {
         const auto value = rootValue(**session, import->to.substr(1));

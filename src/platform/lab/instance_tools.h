@@ -24,6 +24,7 @@ struct InstanceMachine {
     std::function<bool(const std::string& name)> close;
     // Whether a server of the network is this machine's instance of that name.
     std::function<bool(DirectoryServer& server, const std::string& name)> owns;
+    std::shared_ptr<LdapClient> ldap;  // reaches the directories that LDIF is loaded into
 };
 
 // The exit code of one of these programs; nothing where it is none of them, or where the machine has no file

@@ -129,15 +129,14 @@ Result<void> openParts(Lab& lab, MachineDescription& machine) {
 }
 
 std::shared_ptr<Processes> makeProcesses(const std::shared_ptr<Lab>& lab, std::vector<ProgramRule> rules) {
-    const auto machine = std::make_shared<InstanceMachine>(
-        InstanceMachine{lab->files, lab->services, lab->registry, lab->network,
-                        [lab](DirectoryDescription instance, const std::string& ldif) {
-                            return openInstance(*lab, std::move(instance), ldif);
-                        },
-                        [lab](const std::string& name) { return closeInstance(*lab, name); },
-                        [lab](DirectoryServer& server, const std::string& name) {
-                            return isOwnInstance(*lab, server, name);
-                        }});
+    const auto machine = std::make_shared<InstanceMachine>(InstanceMachine{
+        lab->files, lab->services, lab->registry, lab->network,
+        [lab](DirectoryDescription instance, const std::string& ldif) {
+            return openInstance(*lab, std::move(instance), ldif);
+        },
+        [lab](const std::string& name) { return closeInstance(*lab, name); },
+        [lab](DirectoryServer& server, const std::string& name) { return isOwnInstance(*lab, server, name); },
+        lab->network});
     return std::make_shared<LabProcesses>(
         std::move(rules), lab->clock, [machine](const std::wstring& program, const std::wstring& arguments) {
             return runInstanceTool(*machine, program, arguments);

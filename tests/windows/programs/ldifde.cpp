@@ -26,9 +26,11 @@ int wmain() {
     lab::InstanceMachine machine{.files = std::make_shared<lab::LabFiles>(std::move(files), L""),
                                  .services = {},
                                  .registry = {},
-                                 .network = (*platform)->ldap,
+                                 .network = {},
                                  .open = {},
-                                 .close = {}};
+                                 .close = {},
+                                 .owns = {},
+                                 .ldap = (*platform)->ldap};
     // Behind the program's own name.
     const auto end = line.starts_with(L'"') ? line.find(L'"', 1) + 1 : line.find(L' ');
     return lab::runInstanceTool(machine, program, line.substr(std::min(end, line.size()))).value_or(3);
