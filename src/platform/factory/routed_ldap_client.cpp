@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/ldap/forwarded_session.h"
+
 namespace wsadmin::platform {
 
 namespace {
@@ -39,10 +41,10 @@ LdapEndpoint endpointOf(const DirectoryRoute& route, const LdapEndpoint& asked) 
     return endpoint;
 }
 
-class RoutedSession final : public LdapSession {
+class RoutedSession final : public ForwardedSession {
   public:
     RoutedSession(std::unique_ptr<LdapSession> session, LdapCredentials configured)
-        : session_(std::move(session)), configured_(std::move(configured)) {}
+        : ForwardedSession(std::move(session)), configured_(std::move(configured)) {}
 
     Result<void> bind(const LdapCredentials& asked) override {
         if (asked.method != Method::negotiate) return session_->bind(asked);
@@ -51,26 +53,8 @@ class RoutedSession final : public LdapSession {
         if (configured_.method == Method::simple) credentials.method = Method::simple;
         return session_->bind(credentials);
     }
-    Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override {
-        return session_->startSearch(search);
-    }
-    Result<void> add(const LdapEntry& entry) override { return session_->add(entry); }
-    Result<void> modify(const std::string& dn, const std::vector<LdapModification>& changes,
-                        const std::vector<LdapControl>& controls) override {
-        return session_->modify(dn, changes, controls);
-    }
-    Result<void> remove(const std::string& dn, const std::vector<LdapControl>& controls) override {
-        return session_->remove(dn, controls);
-    }
-    Result<void> rename(const std::string& dn, const std::string& newRdn, const std::string& newParent,
-                        bool deleteOldRdn) override {
-        return session_->rename(dn, newRdn, newParent, deleteOldRdn);
-    }
-    bool confidential() const override { return session_->confidential(); }
-    LdapLimits limits() const override { return session_->limits(); }
 
   private:
-    std::unique_ptr<LdapSession> session_;
     LdapCredentials configured_;
 };
 
