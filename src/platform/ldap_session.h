@@ -194,6 +194,11 @@ class LdapSession {
     // the bind. Directories take new passwords over such a connection alone.
     virtual bool confidential() const { return false; }
 
+    // Whether the connection of an idle session stands, as far as this end has heard: false after the server
+    // closed it, or where the client cannot tell. Costs no round trip, and says nothing of a server that went
+    // silent.
+    virtual bool connected() const { return false; }
+
     // What one search may bring; all pages of a paged search together, and all ranges of an attribute.
     virtual LdapLimits limits() const { return {}; }
 

@@ -1,6 +1,7 @@
 // Makes the platform that the start-up bag asks for. The only place that knows the adapters.
 #include "platform/factory/configuration.h"
 #include "platform/factory/paths.h"
+#include "platform/factory/reusing_ldap_client.h"
 #include "platform/factory/routed_ldap_client.h"
 #include "platform/lab/lab_platform.h"
 #include "platform/ldap/ldap_request.h"
@@ -54,6 +55,12 @@ std::shared_ptr<Platform> withPortableDirectory(std::shared_ptr<Platform> platfo
     return platform;
 }
 
+// As ADSI does, the portable directory services keep their connections; a lab has none to keep.
+std::shared_ptr<Platform> withReusedConnections(std::shared_ptr<Platform> platform, std::string domain) {
+    platform->ldap = makeReusingLdapClient(platform->ldap, platform->clock);
+    return withPortableDirectory(std::move(platform), std::move(domain));
+}
+
 Result<std::shared_ptr<Platform>> makeLab(std::string_view folder, std::string_view machine, bool save) {
     auto lab = lab::openLab(pathOf(folder), save ? lab::Changes::saved : lab::Changes::dropped, machine);
     if (!lab) return lab;
@@ -92,7 +99,7 @@ Result<std::shared_ptr<Platform>> makeConfigured(std::string_view file) {
     std::string domain = std::move(configuration->defaultDomain);
     const bool keep = keepsOwnDirectoryServices(*platform, *configuration);
     platform->ldap = makeRoutedLdapClient(platform->ldap, std::move(*configuration));
-    return keep ? platform : withPortableDirectory(std::move(platform), std::move(domain));
+    return keep ? platform : withReusedConnections(std::move(platform), std::move(domain));
 }
 
 }  // namespace
@@ -105,7 +112,7 @@ Result<std::shared_ptr<Platform>> createPlatform(const CORE::PropertyBag& startu
     if (!folder.empty()) return makeLab(folder, startup.utf8(labMachineKey), startup.getBool(labSaveKey));
     if (!file.empty()) return makeConfigured(file);
     auto platform = makePlatform();
-    return platform->directoryServices ? platform : withPortableDirectory(std::move(platform), {});
+    return platform->directoryServices ? platform : withReusedConnections(std::move(platform), {});
 }
 
 }  // namespace wsadmin::platform

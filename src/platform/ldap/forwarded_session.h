@@ -29,6 +29,7 @@ class ForwardedSession : public LdapSession {
         return session_->rename(dn, newRdn, newParent, deleteOldRdn);
     }
     bool confidential() const override { return session_->confidential(); }
+    bool connected() const override { return session_->connected(); }
     LdapLimits limits() const override { return session_->limits(); }
 
   protected:

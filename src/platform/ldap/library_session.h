@@ -256,6 +256,7 @@ class LibrarySession final : public LdapSession {
     }
 
     bool confidential() const override { return connection_->confidential(); }
+    bool connected() const override { return connection_->connected(); }
     LdapLimits limits() const override { return connection_->endpoint().limits; }
 
   private:

@@ -50,6 +50,7 @@ class LdapConnection {
 
     Result<void> bind(const LdapCredentials& credentials);  // libldap_bind.cpp
     bool confidential() const noexcept;
+    bool connected() const noexcept { return handle_ && wire_.quiet(); }
     // Requests, on their way when these return (libldap_requests.cpp).
     Result<int> sendSearch(const LdapSearch& wire);
     Result<int> sendAdd(const LdapEntry& wire);

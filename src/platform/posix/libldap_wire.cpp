@@ -104,6 +104,11 @@ ber_slen_t LdapWire::writeFor(Sockbuf_IO_Desc* layer, void* bytes, ber_len_t siz
 }
 
 // False once the connection is lost.
+bool LdapWire::quiet() const noexcept {
+    pollfd polled{socket_, POLLIN, 0};
+    return !lost_ && socket_ >= 0 && poll(&polled, 1, 0) == 0;
+}
+
 bool LdapWire::await(short events) {
     if (auto more = stop_->check(wait_); !more) lose(more.error());
     if (!lost_) pollOnce(socket_, events, wait_);

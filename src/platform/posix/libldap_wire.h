@@ -33,6 +33,9 @@ class LdapWire {
     // Why the connection is lost, where it is.
     const std::optional<Failure>& lost() const noexcept { return lost_; }
     void lose(Failure why);
+    // Whether the connection stands and the server has sent nothing that nobody has read: between requests
+    // that is the connection's end.
+    bool quiet() const noexcept;
 
   private:
     static ber_slen_t readFor(Sockbuf_IO_Desc* layer, void* bytes, ber_len_t size);

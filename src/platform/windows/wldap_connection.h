@@ -40,6 +40,7 @@ class LdapConnection {
     Result<void> bind(const LdapCredentials& credentials);
     // The security layer of a negotiated bind is not looked at: by default it only signs.
     bool confidential() const noexcept { return endpoint_.tls || startedTls_; }
+    bool connected() const noexcept { return false; }  // the client reads by itself and does not say
     // Requests, on their way when these return (wldap_requests.cpp).
     Result<ULONG> sendSearch(const LdapSearch& wire) const;
     Result<ULONG> sendAdd(const LdapEntry& wire) const;
