@@ -21,11 +21,13 @@ struct ExampleLab {
     struct Before {
         const char* machine;
         const wchar_t *operation, *keys;
+        bool operator==(const Before&) const = default;
     };
     std::string folder = "sample", machine{};
     std::vector<Before> before{};
     // The seconds since 1970 on the lab's clock, where that has to be the machine's.
     int time = before.empty() ? 1'700'000'000 : 1'767'225'600;
+    bool operator==(const ExampleLab&) const = default;
 };
 
 // Operations on a federation are asked where there is one, and on a server that may be asked.

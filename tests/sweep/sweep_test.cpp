@@ -82,7 +82,23 @@ class Sweep : public testing::TestWithParam<const Operation*> {
     const SweepData data_ = readSweepData(operation_);
     std::set<const PartialAnswer*> used_;
 
+    static void TearDownTestSuite() { opened().reset(); }
+
   private:
+    // Operations on one lab share what it takes long to open.
+    static std::unique_ptr<LabService>& opened() {
+        static std::unique_ptr<LabService> service;
+        return service;
+    }
+    static LabService& serviceOn(const wstest::ExampleLab& lab, bool capturesLog) {
+        static wstest::ExampleLab open;
+        if (!opened() || open != lab) {
+            opened().reset();
+            opened() = std::make_unique<LabService>(lab, capturesLog);
+            open = lab;
+        }
+        return *opened();
+    }
     void sweep(Setting setting, const std::string& title) {
         service_.restart(setting);
         const Outcome whole = service_.run(GetParam()->name, request_);
@@ -117,9 +133,9 @@ class Sweep : public testing::TestWithParam<const Operation*> {
     }
 
     // Of the calls that only this setting makes.
-    std::vector<PortFault> faultsOf(const Outcome& whole, Setting setting) const {
+    std::vector<PortFault> faultsOf(const Outcome& whole, Setting setting) {
         std::vector<PortFault> faults;
-        std::map<std::string, std::size_t> ofKind;
+        if (!wstest::underSanitizer) ofKind_.clear();
         auto calls = whole.calls;
         if (whole.asksDomains()) std::ranges::stable_sort(calls, {}, &PortCalls::Call::name);
         for (const PortCalls::Call& call : calls) {
@@ -129,7 +145,7 @@ class Sweep : public testing::TestWithParam<const Operation*> {
             const bool sideBySide = whole.asksDomains() && call.name.starts_with("ads ");
             if (sideBySide && call.occurrence > 1) continue;
             const std::vector<Code>& codes = codesOf(call.name);
-            const std::size_t number = ofKind[kindOf(call.name)]++;
+            const std::size_t number = ofKind_[kindOf(call.name)]++;
             if (number >= mostOfAKind) continue;
             for (std::size_t i = 0; i < codes.size(); ++i)
                 if (number < manyOfAKind || number % codes.size() == i)
@@ -161,9 +177,10 @@ class Sweep : public testing::TestWithParam<const Operation*> {
     }
 
     Record record_;
-    LabService service_{wstest::labOf(GetParam()->name), record_.wanted()};
+    LabService& service_ = serviceOn(wstest::labOf(GetParam()->name), record_.wanted());
     PropertyBag request_;
-    std::set<std::string> callsMade_;  // where the domains are known
+    std::set<std::string> callsMade_;            // where the domains are known
+    std::map<std::string, std::size_t> ofKind_;  // calls of each kind seen so far
 };
 
 TEST_P(Sweep, AFailingCallIsToldOrMadeUpFor) {
