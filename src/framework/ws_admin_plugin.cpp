@@ -16,7 +16,8 @@ void maskSecretKeys() {
     for (const Operation& operation : operationTable())
         for (const auto keys : {operation.request, operation.result})
             for (const Key& key : keys)
-                if (key.type == KeyType::secret) names.push_back(key.name.substr(key.name.rfind(L'/') + 1));
+                if (key.type == KeyType::secret || key.type == KeyType::encrypted)
+                    names.push_back(key.name.substr(key.name.rfind(L'/') + 1));
     CORE::maskInDisplay(names);
 }
 
