@@ -88,6 +88,25 @@ class FederationLab {
         return tree;
     }
 
+    // The entries of the layer as the server's instance has them, and the servers that it knows, without what
+    // each instance counts for itself.
+    std::set<std::string> contentOf(const std::string& machine) const {
+        auto session =
+            machines.at(machine)->ldap->open({.host = machine + ".corp.example", .port = 22389}).value();
+        EXPECT_TRUE(session->bind({}));
+        std::set<std::string> lines;
+        for (const std::string base :
+             {"dc=vdiglobal,dc=talvex,dc=int",
+              "CN=Sites,CN=Configuration,CN={53eb3830-74ef-8025-b031-01811f459a41}"}) {
+            const auto found = session->search({.base = base, .filter = "(objectClass=*)"}).value();
+            for (const auto& entry : found.entries)
+                for (const auto& [name, values] : entry.attributes)
+                    if (!name.starts_with("when") && !name.starts_with("uSN"))
+                        for (const std::string& value : values)
+                            lines.insert(entry.dn + " " + name + "=" + value);
+        }
+        return lines;
+    }
     std::string ofServer(const std::string& machine, const std::string& attribute) const {
         return storedOf(*machines.at(machine), machine, attribute);
     }

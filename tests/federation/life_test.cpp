@@ -51,6 +51,7 @@ TEST(FederationLife, FromNothingToNothing) {
         {"VCS1", "uninit", {}, "POD1: VCS1", "2", "0 0"},
         {"VCS2", "uninstallReplica", {}, "-", "", "0 0"},
     };
+    std::map<std::string_view, std::set<std::string>> contents;  // of the first server that has the layer
     for (const LifeStep& step : steps) {
         SCOPED_TRACE(std::string(step.machine) + " " + step.operation);
         EXPECT_EQ(lab.run(step.machine, step.operation, step.request).getErrorText(), L"");
@@ -58,7 +59,14 @@ TEST(FederationLife, FromNothingToNothing) {
         for (const auto& [name, machine] : lab.machines) {
             const bool has = std::string_view(step.layers).find(name.back()) != std::string_view::npos;
             EXPECT_EQ(lab.tree(name), has ? step.tree : "-") << name;
+            if (!has || step.tree == std::string_view("-")) continue;
+            const auto content = lab.contentOf(name);
+            const auto& first = contents.try_emplace(step.layers, content).first->second;
+            std::vector<std::string> difference;
+            std::ranges::set_symmetric_difference(content, first, std::back_inserter(difference));
+            EXPECT_EQ(difference, std::vector<std::string>()) << name;
         }
+        contents.clear();
     }
 }
 

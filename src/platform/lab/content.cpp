@@ -128,9 +128,12 @@ void resolveReferences(Store& store) {
         for (auto& attribute : entry)
             if (store.schema.attribute(attribute.id).syntax == Syntax::dn)
                 for (auto& value : attribute.values)
-                    if (!referenceTarget(value))
+                    if (!referenceTarget(value)) {
                         if (const auto target = store.resolve(danglingText(value)))
                             value = referenceValue(*target);
+                        else
+                            ++store.dangling;
+                    }
         node.entry = PackedEntry(entry);
     }
     store.indexes.forgetAll();

@@ -167,13 +167,14 @@ ReplicatedChanges changesAfter(const Store& store, NodeId context, std::uint64_t
 // Deletions come last: an entry that was made anew under the name of a deleted one has taken its place by
 // then.
 void takeOver(Store& store, const ReplicatedChanges& changes, Meeting meeting) {
-    const auto dangling = store.dangling;
+    if (changes.entries.empty()) return;
     store.loading = true;
     for (const ReplicatedEntry& one : changes.entries)
         if (!one.deleted) takeLiving(store, one, meeting);
     store.loading = false;
     store.resolved.clear();
-    if (store.dangling > dangling) resolveReferences(store);
+    // Also what came from another naming context earlier.
+    if (store.dangling > 0) resolveReferences(store);
     for (const ReplicatedEntry& one : changes.entries)
         if (one.deleted) takeDeleted(store, one);
 }
