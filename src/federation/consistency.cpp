@@ -77,21 +77,29 @@ struct Instance {
     std::unique_ptr<ReplicationBinding> binding{};
 };
 
+Result<platform::DirectoryValue> readOf(platform::Platform& platform, const Instance& instance,
+                                        const SourceAccount& account, std::string_view dn, const char* name) {
+    const auto credentials = credentialsOf(account);
+    if (!credentials) return fail(credentials.error());
+    return readValue(platform, instancePath(instance.host, dn), name, *credentials);
+}
+
 Result<void> readNames(platform::Platform& platform, Instance& instance, const SourceAccount& account) {
-    const auto read = [&](std::string_view dn, const char* name) -> Result<platform::DirectoryValue> {
-        const auto credentials = credentialsOf(account);
-        if (!credentials) return fail(credentials.error());
-        return readValue(platform, instancePath(instance.host, dn), name, *credentials);
-    };
-    const auto word = [&](std::wstring_view format) { return CORE::formatText(format, instance.word); };
-    const auto dsa = read(rootEntry, attribute::serviceName);
-    const auto name = dsa ? read(rootEntry, attribute::hostName) : dsa;
-    if (!name) return fail(name.error().code, word(L"Unable to lookup %s dsServiceName or dnsHostName"));
+    const auto dsa = readOf(platform, instance, account, rootEntry, attribute::serviceName);
+    const auto name = dsa ? readOf(platform, instance, account, rootEntry, attribute::hostName) : dsa;
+    if (!name)
+        return fail(name.error().code,
+                    CORE::formatText(L"Unable to lookup %s dsServiceName or dnsHostName", instance.word));
     instance.dsa = CORE::toWide(platform::directoryText(*dsa));
     instance.address = instanceAddress(CORE::toWide(platform::directoryText(*name)));
-    const auto value = read(platform::directoryText(*dsa), attribute::objectGuid);
+    return {};
+}
+
+Result<void> readGuid(platform::Platform& platform, Instance& instance, const SourceAccount& account) {
+    const auto value = readOf(platform, instance, account, CORE::toUtf8(instance.dsa), attribute::objectGuid);
     const auto guid = value ? guidOf(digitsOf(*value)) : Result<InstanceGuid>(fail(value.error()));
-    if (!guid) return fail(guid.error().code, word(L"Unable to lookup %s server UUID"));
+    if (!guid)
+        return fail(guid.error().code, CORE::formatText(L"Unable to lookup %s server UUID", instance.word));
     instance.guid = *guid;
     return {};
 }
@@ -149,6 +157,8 @@ class Forcing {
         if (!contexts) return fail(contexts.error());
         auto done = readNames(platform_, local_, {});
         if (done) done = readNames(platform_, remote_, account_);
+        if (done) done = readGuid(platform_, local_, {});
+        if (done) done = readGuid(platform_, remote_, account_);
         if (done) done = bindBoth();
         if (done) done = updateTopology();
         for (const std::wstring& one : *contexts)

@@ -43,8 +43,7 @@ class Removal {
         if (!forceConsistencyBeforeRemoval(service_))
             logError(
                 L"Unable to ensure removal of the current pod entry, uninstall will continue but phantom "
-                L"data "
-                L"may be left behind. An eject operation may be needed to clean up the entries.");
+                L"data may be left behind. An eject operation may be needed to clean up the entries.");
         return {};
     }
 
@@ -74,6 +73,14 @@ class Removal {
         return {};
     }
 
+    // The layer is gone, whatever the look-up says.
+    Result<void> lookUp() {
+        crossReference_ = findCrossReference();
+        return {};
+    }
+    Result<void> outcome() { return crossReference_; }
+
+  private:
     // Looks for the entry that makes the layer's partition known to the pod's own directory, for the log.
     Result<void> findCrossReference() {
         const auto base =
@@ -97,10 +104,10 @@ class Removal {
         return {};
     }
 
-  private:
     ServiceContext& service_;
     platform::Platform& platform_;
     RemovalSwitches switches_;
+    Result<void> crossReference_;
 };
 
 constexpr Step<Removal> removalSteps[] = {
@@ -110,8 +117,8 @@ constexpr Step<Removal> removalSteps[] = {
     {.name = L"consistency", .run = &Removal::sendChanges},
     {.name = L"services and firewall", .progress = 30, .run = &Removal::unconfigureMachine},
     {.name = L"instance", .run = &Removal::uninstall},
-    {.name = L"cross-reference", .progress = 90, .run = &Removal::findCrossReference},
-    {.name = L"end", .progress = 100},
+    {.name = L"cross-reference", .progress = 90, .run = &Removal::lookUp},
+    {.name = L"end", .progress = 100, .run = &Removal::outcome},
 };
 
 }  // namespace

@@ -43,7 +43,10 @@ void removeEntry(platform::Platform& platform, const SourceServer& source, const
         return;
     }
     if (const auto done = (*entry)->deleteObject(); !done) {
-        logError(L"Failed to call delete on LDAP object %s (%d)", path, done.error().code);
+        const bool deletes = done.error().code != platform::adsNotImplemented;
+        logError(deletes ? L"Failed to call delete on LDAP object %s (%d)"
+                         : L"Failed to get LDAP object for delete %s (%d)",
+                 path, done.error().code);
         return;
     }
     logVerbose(L"Deleted existing stale replication entry for this server: %s", dn);
