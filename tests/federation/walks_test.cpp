@@ -91,11 +91,22 @@ class Walk {
         SCOPED_TRACE(machine + " " + std::string(rule.operation) + (happened ? " with a fault: " : ": ") +
                      CORE::toUtf8(answer.getErrorText()));
         State after = state();
+        if (!disturbed_ && !cut_ && succeeds(rule, machine, other_)) {
+            EXPECT_EQ(answer.getErrorText().str(), L"");
+        }
         judge(rule, machine, state_, after, answer.getErrorText().str(), happened);
+        cut_ = cut_ || rule.operation == "eject" || rule.operation == "removePodEndpoint";
         state_ = std::move(after);
     }
 
   private:
+    // Whether nothing keeps the operation from what it does, as far as no call has failed yet.
+    bool succeeds(const Rule& rule, const std::string& machine, const std::string& source) const {
+        if (!refusal(rule, state_.at(machine)).empty()) return false;
+        if (rule.operation == "join" || rule.operation == "installReplica")
+            return source != machine && state_.at(source).layer();
+        return rule.final == 0 && rule.marksServer;
+    }
     void judge(const Rule& rule, const std::string& machine, const State& before, const State& after,
                const std::wstring& error, bool happened) {
         const Known &had = before.at(machine), &has = after.at(machine);
@@ -143,7 +154,7 @@ class Walk {
         return state;
     }
     Pairs requestOf(const Rule& rule) {
-        const std::string other = server();
+        const std::string& other = other_ = server();
         const std::wstring name = CORE::toWide(other);
         if (rule.operation == "join") return FederationLab::from(name.c_str());
         if (rule.operation == "installReplica") return {{L"servername", name}};
@@ -160,7 +171,9 @@ class Walk {
     FederationLab lab_;
     std::shared_ptr<PortCalls> calls_ = std::make_shared<PortCalls>();
     State state_;
+    std::string other_;       // the server that the request names
     bool disturbed_ = false;  // a call has failed
+    bool cut_ = false;        // an administrator has removed entries, maybe of servers that are there
 };
 
 }  // namespace
