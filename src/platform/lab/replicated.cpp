@@ -37,7 +37,7 @@ std::vector<LdapAttribute> shownValues(const Store& store, NodeId id) {
     store.tree.at(id).entry.forEach([&](AttributeId attribute, const PackedEntry::Values& values) {
         const auto& type = store.schema.attribute(attribute);
         if (isPrivate(type.name)) return;
-        LdapAttribute& one = attributes.emplace_back(type.name);
+        LdapAttribute& one = attributes.emplace_back(LdapAttribute{type.name, {}});
         for (const auto value : values)
             one.values.push_back(type.syntax == Syntax::dn ? store.referenceText(value)
                                                            : readableValue(type.syntax, value));
