@@ -30,7 +30,7 @@ constexpr std::wstring_view noInstallPath =
 using I = Installation;
 // clang-format off
 constexpr Step<Installation> layerConfiguration[] = {
-    {.name = L"install path",                            .run = &I::findInstallPath,     .sentence = noInstallPath,   .outcome = outcome::fileSystem},
+    {.name = L"install path",                          .run = &I::findInstallPath,     .sentence = noInstallPath,   .outcome = outcome::fileSystem},
     {.name = L"configuration",                         .run = &I::importConfiguration,                              .outcome = outcome::data},
     {.name = L"cross-reference file", .announcement = L"Loading crossref data",
                                                        .run = &I::makeFile,            .sentence = noTemporaryFile, .outcome = outcome::fileSystem},
