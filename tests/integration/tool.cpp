@@ -55,12 +55,7 @@ Outcome start(Build build, const std::vector<std::string>& arguments,
     for (const std::string& word : tool(build)) command.push_back(word);
     command.emplace_back("--json");
     command.insert(command.end(), arguments.begin(), arguments.end());
-    Outcome outcome = run(command);
-    // One start in some hundreds Wine ends with 1 before the program begins, without a word on either stream.
-    // The tool never does that: with an error it answers JSON and says the sentence.
-    const bool neverBegan = outcome.status == 1 && outcome.output.empty() && outcome.errors.empty();
-    if (build == Build::windows && neverBegan) outcome = run(command);
-    return outcome;
+    return run(command);
 }
 
 Json parse(const std::string& text) {
