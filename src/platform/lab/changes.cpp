@@ -41,7 +41,7 @@ Result<bool> readOwnAttribute(const Store& store, AttributeId id, const LdapAttr
     if (!store.loading || attribute.values.empty()) return true;
     const auto stored = storedValue(type.syntax, attribute.values.front());
     if (!stored)
-        return fail(ldapInvalidSyntax, CORE::toWide(type.name) + L": " + quoted(attribute.values.front()) +
+        return fail(ldapInvalidSyntax, CORE::toWide(type.name) + L": " + inQuotes(attribute.values.front()) +
                                            L" is no value of syntax " +
                                            CORE::toWide(syntaxName(type.syntax)));
     if (id == attrObjectGuid) own.guid = toGuid(*stored);
@@ -115,7 +115,7 @@ struct Place {
 Result<Place> placeFor(const Store& store, const std::string& name) {
     const auto dn = parseDn(name);
     if (!dn || dn->empty() || dn->front().size() != 1 || dn->front().front().value.empty())
-        return fail(ldapInvalidDnSyntax, quoted(name) + L" is no name of an entry");
+        return fail(ldapInvalidDnSyntax, inQuotes(name) + L" is no name of an entry");
     const bool context = std::any_of(store.contexts.begin(), store.contexts.end(), [&](const Dn& known) {
         return known.size() == dn->size() && endsWith(*dn, known);
     });
@@ -125,12 +125,12 @@ Result<Place> placeFor(const Store& store, const std::string& name) {
                                 : parent;
     if (there) {
         if (!store.loading || !store.tree.at(*there).generated)
-            return fail(ldapAlreadyExists, quoted(name) + L" is there already");
+            return fail(ldapAlreadyExists, inQuotes(name) + L" is there already");
         return Place{*dn, store.tree.at(*there).contextHead, store.tree.at(*there).parent, there};
     }
     if (context) return Place{*dn, true, rootNode, {}};
     if (!parent || *parent == rootNode || (store.tree.at(*parent).deleted && !store.loading))
-        return fail(ldapNoSuchObject, L"the entry above " + quoted(name) + L" does not exist");
+        return fail(ldapNoSuchObject, L"the entry above " + inQuotes(name) + L" does not exist");
     return Place{*dn, false, *parent, {}};
 }
 
@@ -203,7 +203,7 @@ Result<NodeId> resolveLiving(const Store& store, const std::string& name) {
     if (!id) return id;
     if (*id == rootNode) return fail(ldapUnwillingToPerform, L"the root entry cannot be changed");
     if (store.tree.at(*id).deleted && !store.loading)
-        return fail(ldapNoSuchObject, quoted(name) + L" is deleted");
+        return fail(ldapNoSuchObject, inQuotes(name) + L" is deleted");
     return id;
 }
 
@@ -218,7 +218,7 @@ Result<void> checkClassChange(Store& store, const PackedEntry& before, StoredEnt
         const bool kept =
             std::any_of(now.begin(), now.end(), [&](const auto& has) { return equalFolded(has, folded); });
         if (!kept && !store.schema.auxiliary(had))
-            return fail(ldapObjectClassViolation, L"the class " + quoted(had) + L" must stay");
+            return fail(ldapObjectClassViolation, L"the class " + inQuotes(had) + L" must stay");
     }
     return {};
 }
@@ -343,9 +343,9 @@ Result<void> removeEntry(Store& store, const std::string& name, bool wholeTree) 
     if (!id) return fail(id.error());
     const NodeId tombstones = tombstonesOf(store, *id);
     if (store.tree.at(*id).contextHead || *id == tombstones)
-        return fail(ldapUnwillingToPerform, quoted(name) + L" cannot be deleted");
+        return fail(ldapUnwillingToPerform, inQuotes(name) + L" cannot be deleted");
     if (store.tree.hasChildren(*id) && !wholeTree)
-        return fail(ldapNotAllowedOnNonLeaf, quoted(name) + L" has entries below it");
+        return fail(ldapNotAllowedOnNonLeaf, inQuotes(name) + L" has entries below it");
     auto doomed = store.tree.subtree(*id);
     std::ranges::reverse(doomed);
     for (const NodeId one : doomed) bury(store, one, tombstones);
@@ -359,10 +359,10 @@ Result<void> renameEntry(Store& store, const std::string& name, const std::strin
     const Node& node = store.tree.at(*id);
     const auto rdn = parseDn(newRdn);
     if (!rdn || rdn->size() != 1 || rdn->front().size() != 1 || rdn->front().front().value.empty())
-        return fail(ldapInvalidDnSyntax, quoted(newRdn) + L" is no name of one part");
+        return fail(ldapInvalidDnSyntax, inQuotes(newRdn) + L" is no name of one part");
     const RdnPart& part = rdn->front().front();
     if (node.contextHead || *id == tombstonesOf(store, *id))
-        return fail(ldapUnwillingToPerform, quoted(name) + L" cannot be renamed");
+        return fail(ldapUnwillingToPerform, inQuotes(name) + L" cannot be renamed");
     if (!deleteOldRdn) return fail(ldapUnwillingToPerform, L"the old name cannot be kept");
     if (store.schema.find(part.type) != node.rdnType)
         return fail(ldapNamingViolation, L"the type of the name cannot be changed");
@@ -371,7 +371,7 @@ Result<void> renameEntry(Store& store, const std::string& name, const std::strin
     if (store.tree.isWithin(*parent, *id))
         return fail(ldapUnwillingToPerform, L"an entry cannot be moved below itself");
     if (const auto taken = store.tree.child(*parent, part); taken && *taken != *id)
-        return fail(ldapAlreadyExists, quoted(newRdn) + L" is there already");
+        return fail(ldapAlreadyExists, inQuotes(newRdn) + L" is there already");
     for (const NodeId below : store.tree.subtree(*id)) {
         store.tree.at(below).fixedGuid = true;  // it stays what the first name gave
         store.changedFiles.insert(store.tree.at(below).file);

@@ -44,11 +44,11 @@ std::optional<std::wstring> Schema::readLine(const std::vector<std::string_view>
     if (words[0] == "attribute") return readAttribute(words);
     const bool auxiliary = words[0] == "auxiliary";
     if (!auxiliary && words[0] != "class")
-        return L"expected attribute, class or auxiliary, found " + quoted(words[0]);
+        return L"expected attribute, class or auxiliary, found " + inQuotes(words[0]);
     if (words.size() != 3) return L"expected " + CORE::toWide(words[0]) + L" NAME SUPERIOR";
-    if (findClass(words[1])) return L"the class " + quoted(words[1]) + L" is there already";
+    if (findClass(words[1])) return L"the class " + inQuotes(words[1]) + L" is there already";
     if (!findClass(words[2]) && words[2] != "-")
-        return L"there is no class " + quoted(words[2]) + L" before this line";
+        return L"there is no class " + inQuotes(words[2]) + L" before this line";
     classByName_.emplace(foldText(words[1]), classes_.size());
     classes_.push_back({std::string(words[1]), std::string(words[2]), auxiliary});
     return std::nullopt;
@@ -60,19 +60,19 @@ std::optional<std::wstring> Schema::readAttribute(const std::vector<std::string_
     if (words.size() != 4 && !linked && !hidden)
         return L"expected attribute NAME SYNTAX single|multi [link NUMBER|hidden]";
     const auto syntax = syntaxOfName(words[2]);
-    if (!syntax) return L"there is no syntax " + quoted(words[2]);
+    if (!syntax) return L"there is no syntax " + inQuotes(words[2]);
     if (words[3] != "single" && words[3] != "multi")
-        return L"expected single or multi, found " + quoted(words[3]);
+        return L"expected single or multi, found " + inQuotes(words[3]);
     AttributeType type{std::string(words[1]), *syntax, words[3] == "single", 0, true, hidden};
     if (linked) {
         const auto [end, error] =
             std::from_chars(words[5].data(), words[5].data() + words[5].size(), type.link);
         if (error != std::errc{} || end != words[5].data() + words[5].size() || type.link < 2)
-            return L"a link number is 2 or more, not " + quoted(words[5]);
+            return L"a link number is 2 or more, not " + inQuotes(words[5]);
         if (*syntax != Syntax::dn) return L"only an attribute of syntax dn can be linked";
     }
     const auto id = intern(words[1]);
-    if (attributes_[id].declared) return L"the attribute " + quoted(words[1]) + L" is there already";
+    if (attributes_[id].declared) return L"the attribute " + inQuotes(words[1]) + L" is there already";
     attributes_[id] = std::move(type);
     return std::nullopt;
 }

@@ -57,7 +57,7 @@ bool equalFolded(std::string_view a, std::string_view folded) {
     return CORE::isAscii(a) ? CORE::equalAscii(a, folded) : foldText(a) == folded;
 }
 
-std::wstring quoted(std::string_view text) {
+std::wstring inQuotes(std::string_view text) {
     return L"\"" + CORE::toWide(text) + L"\"";
 }
 

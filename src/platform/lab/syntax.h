@@ -19,7 +19,7 @@ std::string_view syntaxName(Syntax syntax);
 using CORE::foldText;
 bool equalFolded(std::string_view a, std::string_view folded);  // the second is folded already
 // In quotation marks, for sentences.
-std::wstring quoted(std::string_view text);
+std::wstring inQuotes(std::string_view text);
 
 // The stored form of a value that a client or a file gives: numbers, times and flags in one spelling, SIDs
 // and GUIDs in binary. Nothing when it is no value of that syntax. Names (dn) need a directory and are not
