@@ -78,6 +78,21 @@ TEST(CoreEvent, StaysSetUntilItIsReset) {
 }
 
 // The threads meet at a fresh lock again and again: its first uses are where a runtime can go wrong.
+TEST(CoreEvent, CallsBackWhenItIsSetAndWhenItWasSet) {
+    CORE::coreevent event;
+    int calls = 0;
+    {
+        const CORE::eventcallback first(event, [&] { ++calls; });
+        EXPECT_EQ(calls, 0);
+        event.set();
+        EXPECT_EQ(calls, 1);
+        const CORE::eventcallback second(event, [&] { calls += 10; });
+        EXPECT_EQ(calls, 11);
+    }
+    event.set();
+    EXPECT_EQ(calls, 11);
+}
+
 TEST(SharedMutex, KeepsAWriterAwayFromEverybodyElse) {
     for (int round = 0; round < 200; ++round) {
         CORE::SharedMutex mutex;

@@ -26,6 +26,7 @@ coreevent::~coreevent() = default;
 void coreevent::set() {
     const std::lock_guard hold(mutex_);
     set_ = true;
+    for (const eventcallback* one : callbacks_) one->function_();
     changed_.notify_all();  // under the lock, because a woken thread may destroy the event
 }
 
@@ -47,6 +48,18 @@ void coreevent::wait() const {
 bool coreevent::waitFor(std::chrono::milliseconds limit) const {
     std::unique_lock hold(mutex_);
     return changed_.wait_for(hold, limit, [this] { return set_; });
+}
+
+eventcallback::eventcallback(const coreevent& event, std::function<void()> function)
+    : event_(event), function_(std::move(function)) {
+    const std::lock_guard hold(event_.mutex_);
+    event_.callbacks_.push_back(this);
+    if (event_.set_) function_();
+}
+
+eventcallback::~eventcallback() {
+    const std::lock_guard hold(event_.mutex_);
+    std::erase(event_.callbacks_, this);
 }
 
 }  // namespace CORE

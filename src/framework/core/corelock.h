@@ -3,9 +3,11 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <shared_mutex>
 #include <string>
+#include <vector>
 
 #include "framework/core/export.h"
 
@@ -63,9 +65,29 @@ class MFWCORE_API coreevent {
     bool waitFor(std::chrono::milliseconds limit) const;  // true when the event is set
 
   private:
+    friend class eventcallback;
+
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
+    mutable std::vector<class eventcallback*> callbacks_;
     bool set_ = false;
+};
+
+// Calls the function whenever the event is set while the object lives, also when it is set already. The
+// function runs on the thread that sets the event, which is locked: it must not use that event, nor wait. The
+// destructor waits for a call that runs. The event outlives the object.
+class MFWCORE_API eventcallback {
+  public:
+    eventcallback(const coreevent& event, std::function<void()> function);
+    ~eventcallback();
+    eventcallback(const eventcallback&) = delete;
+    eventcallback& operator=(const eventcallback&) = delete;
+
+  private:
+    friend class coreevent;
+
+    const coreevent& event_;
+    std::function<void()> function_;
 };
 
 }  // namespace CORE
