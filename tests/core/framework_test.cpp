@@ -217,11 +217,10 @@ TEST(SystemWorker, StopsWaitingWhenTheMessageIsCancelledOrTimesOut) {
 
 TEST(Channels, AreRefusedWithoutShowingTheTicket) {
     const LogCapture log;
-    EXPECT_EQ(MessageFrameWork::System().ConnectChannelByTicket(L"agent", L"s3cret", L"host:4001"), nullptr);
-    EXPECT_EQ(
-        log.lines(),
-        (std::vector<LogLine>{
-            {CORE::logWarning, L"No channel of type agent to host:4001: this host carries no channels"}}));
+    EXPECT_EQ(MessageFrameWork::System().ConnectChannelByTicket(2, L"s3cret", L"host:4001"), nullptr);
+    EXPECT_EQ(log.lines(),
+              (std::vector<LogLine>{
+                  {CORE::logWarning, L"No channel of kind 2 to host:4001: this host carries none"}}));
     MessageFrameWork::System().CloseChannel(nullptr);
 }
 

@@ -30,7 +30,7 @@ class FrameworkWorker {
         : name_(std::move(name)), answer_(std::move(answer)), onAbort_(std::move(onAbort)) {
         current_ = this;
         CORE::MessageFrameWork::System().AddWorker([]() -> CORE::WorkItem* { return new Item; }, name_,
-                                                   L"scripted", true, false, false, true);
+                                                   L"scripted", true, true, false, true);
     }
     ~FrameworkWorker() { CORE::MessageFrameWork::System().RemoveWorker(name_, true); }
     FrameworkWorker(const FrameworkWorker&) = delete;

@@ -25,6 +25,7 @@ struct AsyncMessages::Message {
     ThreadGroup::Visit sender;  // released after the callback is destroyed
     ResponseCallback callback;
     unsigned timeoutMs = 0;
+    bool fromChannel = false;
     std::optional<asio::steady_timer> timer;
     std::atomic<Fate> fate{Fate::waiting};
     std::atomic<bool> answered{false};
@@ -63,6 +64,7 @@ std::uint64_t AsyncMessages::send(std::wstring_view worker, std::wstring_view op
     message->sender = ThreadGroup::Visit(options.callbackOwner);
     message->callback = std::move(callback);
     message->timeoutMs = options.timeoutMs;
+    message->fromChannel = options.fromChannel;
 
     std::lock_guard lock(mutex_);
     const std::uint64_t number = ++lastNumber_;
@@ -122,9 +124,9 @@ RespType AsyncMessages::attempt(Message& message, PropertyBag& response) {
         response.setError(1, L"The message was cancelled");
         return RespType::cancelled;
     }
-    if (refuse(claim, message.worker, response)) return RespType::noWorker;
+    if (refuse(claim, message.worker, message.fromChannel, response)) return RespType::noWorker;
     return deliver(claim, message.operation, message.request, response, &message.requestBinary,
-                   &message.responseBinary, &message.running);
+                   &message.responseBinary, message.fromChannel, &message.running);
 }
 
 bool AsyncMessages::cancel(std::uint64_t number) {

@@ -63,14 +63,19 @@ void notInstalled(std::wstring_view worker, PropertyBag& response) {
 
 RespType deliver(const WorkerRegistry::Claim& claim, const std::wstring& operation,
                  const PropertyBag& request, PropertyBag& response, const MsgBinary* requestBinary,
-                 MsgBinary* responseBinary, RunningItem* running) {
+                 MsgBinary* responseBinary, bool fromChannel, RunningItem* running) {
+    // A worker reads the name up to a NUL, while whoever checked the right to call it read all of it.
+    if (operation.find(L'\0') != operation.npos) {
+        response.setError(1, L"The name of the operation has a NUL");
+        return RespType::notHandled;
+    }
     try {
         const auto item = refptr<WorkItem>::adopt(claim.registration().factory());
         if (!item) {  // the worker is being removed
             notInstalled(claim.registration().name, response);
             return RespType::noWorker;
         }
-        item->attach(requestBinary, responseBinary);
+        item->attach(requestBinary, responseBinary, fromChannel);
         const Findable findable(running, item.get(), &claim);
         if (findable.aborted()) item->AbortHandler();
         if (!item->VisibilityHandler(operation.c_str())) {
@@ -88,13 +93,17 @@ RespType deliver(const WorkerRegistry::Claim& claim, const std::wstring& operati
     return RespType::notHandled;
 }
 
-bool refuse(const WorkerRegistry::Claim& claim, std::wstring_view worker, PropertyBag& response) {
+bool refuse(const WorkerRegistry::Claim& claim, std::wstring_view worker, bool fromChannel,
+            PropertyBag& response) {
     if (!claim) {
         notInstalled(worker, response);
         return true;
     }
-    if (claim.registration().local) return false;
-    response.setError(1, L"Worker " + claim.registration().name + L" takes no messages of this machine");
+    const Registration& registration = claim.registration();
+    if (fromChannel ? registration.remote : registration.local) return false;
+    response.setError(1, L"Worker " + registration.name +
+                             (fromChannel ? L" takes no messages of remote machines"
+                                          : L" takes no messages of this machine"));
     return true;
 }
 

@@ -27,9 +27,11 @@ class RunningItem {
 // and becomes an error of the response. `running` may be null.
 RespType deliver(const WorkerRegistry::Claim& claim, const std::wstring& operation,
                  const PropertyBag& request, PropertyBag& response, const MsgBinary* requestBinary,
-                 MsgBinary* responseBinary, RunningItem* running);
+                 MsgBinary* responseBinary, bool fromChannel, RunningItem* running);
 
-// True, with the error in the response, when there is no worker or it takes no messages of this machine.
-bool refuse(const WorkerRegistry::Claim& claim, std::wstring_view worker, PropertyBag& response);
+// True, with the error in the response, when there is no worker or it takes no messages of this machine; or
+// of remote ones, when it came over a channel.
+bool refuse(const WorkerRegistry::Claim& claim, std::wstring_view worker, bool fromChannel,
+            PropertyBag& response);
 
 }  // namespace CORE

@@ -41,15 +41,41 @@ bool MessageFrameWork::IsWorkerInstalled(std::wstring_view name, unsigned timeou
     return state_->workers.waitFor(name, std::chrono::milliseconds(timeoutMs), givenUp);
 }
 
-std::shared_ptr<MessageChannel> MessageFrameWork::ConnectChannelByTicket(std::wstring_view type,
-                                                                         std::wstring_view,
-                                                                         std::wstring_view address) {
-    __SysMessage(logWarning, L"mfwcore", L"No channel of type %s to %s: this host carries no channels", type,
-                 address);
-    return nullptr;
+std::shared_ptr<MessageChannel> MessageFrameWork::ConnectChannelByTicket(int kind, std::wstring_view ticket,
+                                                                         std::wstring_view address,
+                                                                         const coreevent* stop) {
+    const auto carrier = state_->channels.carrier();
+    if (kind != channelByTicket || !carrier) {
+        __SysMessage(logWarning, L"mfwcore", L"No channel of kind %d to %s: this host carries none", kind,
+                     address);
+        return nullptr;
+    }
+    auto channel = carrier->connect(ticket, address, stop);
+    if (channel) state_->channels.add(channel);
+    return channel;
 }
 
-void MessageFrameWork::CloseChannel(const std::shared_ptr<MessageChannel>&) {}
+void MessageFrameWork::OpenChannel(const std::shared_ptr<MessageChannel>& channel) {
+    state_->channels.add(channel);
+}
+
+void MessageFrameWork::CloseChannel(const std::shared_ptr<MessageChannel>& channel) {
+    if (!channel) return;
+    state_->channels.remove(channel);
+    channel->close();
+}
+
+std::shared_ptr<MessageChannel> MessageFrameWork::FindChannel(std::uint64_t handle) const {
+    return state_->channels.find(handle);
+}
+
+std::size_t MessageFrameWork::OpenChannels() const {
+    return state_->channels.size();
+}
+
+void MessageFrameWork::SetCarrier(std::shared_ptr<ChannelCarrier> carrier) {
+    state_->channels.setCarrier(std::move(carrier));
+}
 
 InstRole MessageFrameWork::GetInstRole() const noexcept {
     return InstRole(state_->role);

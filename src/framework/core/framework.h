@@ -15,6 +15,11 @@
 
 namespace CORE {
 
+class ChannelCarrier;
+class coreevent;
+// The framework's own worker.
+inline constexpr std::wstring_view systemWorkerName = L"System";
+
 using WorkItemFactory = WorkItem* (*)();
 
 // The role of an installation as bit flags. Both clear is invalid.
@@ -52,10 +57,18 @@ class MFWCORE_API MessageFrameWork {
     bool IsWorkerInstalled(std::wstring_view name, unsigned timeoutMs,
                            const std::function<bool()>& givenUp = {});
 
-    // Channels to remote machines. This host carries none, so opening one returns null.
-    std::shared_ptr<MessageChannel> ConnectChannelByTicket(std::wstring_view type, std::wstring_view ticket,
-                                                           std::wstring_view address);
-    void CloseChannel(const std::shared_ptr<MessageChannel>& channel);
+    // Channels to remote machines. Opens one over the host's carrier; null, which is logged, for a kind other
+    // than channelByTicket, without a carrier, and where the carrier has none. Setting `stop` ends the wait.
+    std::shared_ptr<MessageChannel> ConnectChannelByTicket(int kind, std::wstring_view ticket,
+                                                           std::wstring_view address,
+                                                           const coreevent* stop = nullptr);
+    // Enters a channel that was made elsewhere among the open ones and gives it its handle.
+    void OpenChannel(const std::shared_ptr<MessageChannel>& channel);
+    void CloseChannel(const std::shared_ptr<MessageChannel>& channel);  // null: nothing
+    // Null when no channel is open under that handle.
+    std::shared_ptr<MessageChannel> FindChannel(std::uint64_t handle) const;
+    std::size_t OpenChannels() const;
+    void SetCarrier(std::shared_ptr<ChannelCarrier> carrier);  // the host's; null takes it away
 
     // The role of this installation, set by the host; a connection server by default.
     InstRole GetInstRole() const noexcept;

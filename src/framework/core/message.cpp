@@ -3,6 +3,7 @@
 #include <array>
 #include <utility>
 
+#include "framework/core/channel.h"
 #include "framework/core/corelock.h"
 #include "framework/core/delivery.h"
 #include "framework/core/framework_state.h"
@@ -28,12 +29,6 @@ struct Answer {
     PropertyBag response;
 };
 
-// This host opens no channels, so a message that names one cannot be sent.
-bool refuseChannel(std::wstring_view worker, PropertyBag& response) {
-    response.setError(1, L"Worker " + std::wstring(worker) + L" cannot be reached: there is no channel");
-    return false;
-}
-
 }  // namespace
 
 MessageHandler::MessageHandler() = default;
@@ -45,10 +40,7 @@ bool MessageHandler::SendMsg(std::wstring_view worker, std::wstring_view operati
         if (options.type) *options.type = type;
         return type == RespType::handled;
     };
-    if (options.channel) {
-        refuseChannel(worker, response);
-        return ended(RespType::noWorker);
-    }
+    if (options.channel) return ended(options.channel->send(worker, operation, request, response, options));
     if (options.timeoutMs > 0) {
         // Shared, because the callback may still be returning from set when this thread has woken.
         const auto answer = std::make_shared<Answer>();
@@ -66,9 +58,9 @@ bool MessageHandler::SendMsg(std::wstring_view worker, std::wstring_view operati
         return ended(answer->type);
     }
     const auto claim = MessageFrameWork::System().state_->workers.claim(worker);
-    if (refuse(claim, worker, response)) return ended(RespType::noWorker);
+    if (refuse(claim, worker, options.fromChannel, response)) return ended(RespType::noWorker);
     return ended(deliver(claim, std::wstring(operation), request, response, options.requestBinary,
-                         options.responseBinary, nullptr));
+                         options.responseBinary, options.fromChannel, nullptr));
 }
 
 std::uint64_t MessageHandler::SendAsyncMsg(std::wstring_view worker, std::wstring_view operation,
@@ -82,7 +74,8 @@ std::uint64_t MessageHandler::SendAsyncMsg(std::wstring_view worker, std::wstrin
 bool MessageHandler::PostMsg(std::wstring_view worker, std::wstring_view operation, PropertyBag request) {
     {
         PropertyBag refusal;
-        if (refuse(MessageFrameWork::System().state_->workers.claim(worker), worker, refusal)) return false;
+        if (refuse(MessageFrameWork::System().state_->workers.claim(worker), worker, false, refusal))
+            return false;
     }
     return SendAsyncMsg(worker, operation, std::move(request), {}) != 0;
 }
@@ -129,9 +122,10 @@ MsgBinary& WorkItem::responseBinary() noexcept {
     return responseBinary_ ? *responseBinary_ : unsentBinary_;
 }
 
-void WorkItem::attach(const MsgBinary* request, MsgBinary* response) noexcept {
+void WorkItem::attach(const MsgBinary* request, MsgBinary* response, bool fromChannel) noexcept {
     requestBinary_ = request;
     responseBinary_ = response;
+    fromChannel_ = fromChannel;
 }
 
 }  // namespace CORE

@@ -41,7 +41,8 @@ struct SendOptions {
     // 0: no timeout. When it expires the sender gets `timedOut` and error 1. A message that has not begun is
     // then not delivered; a running WorkItem is told by AbortHandler, and its late answer is dropped.
     unsigned timeoutMs = 0;
-    MessageChannel* channel = nullptr;         // null: this machine
+    MessageChannel* channel = nullptr;  // null: this machine; asynchronous messages take none
+    bool fromChannel = false;  // sent for a remote machine: only a worker that takes such messages gets it
     const MsgBinary* requestBinary = nullptr;  // copied by an asynchronous message
     MsgBinary* responseBinary = nullptr;       // stays the sender's: until the callback, when asynchronous
     RespType* type = nullptr;                  // SendMsg: is set to how the message ended
@@ -103,13 +104,17 @@ class MFWCORE_API WorkItem : public MessageHandler {
     const MsgBinary& requestBinary() const noexcept;
     MsgBinary& responseBinary() noexcept;
 
+    // Whether a remote machine sent the message over a channel.
+    bool fromChannel() const noexcept { return fromChannel_; }
+
     // For the framework, before it calls MessageHandler; null stands for none.
-    void attach(const MsgBinary* request, MsgBinary* response) noexcept;
+    void attach(const MsgBinary* request, MsgBinary* response, bool fromChannel = false) noexcept;
 
   private:
     const MsgBinary* requestBinary_ = nullptr;
     MsgBinary* responseBinary_ = nullptr;
     MsgBinary unsentBinary_;
+    bool fromChannel_ = false;
 };
 
 }  // namespace CORE
