@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "framework/core/export.h"
+
 namespace CORE::sys {
 
 std::optional<std::wstring> environment(std::wstring_view name);
@@ -34,14 +36,15 @@ bool registryValues(std::wstring_view key,
 std::wstring defaultKeyFile();  // default path of the host's key; the folder may be missing
 // Creates the folder for its owner alone, below folders of any mode. An existing one has to be such a folder:
 // a link and one that others own or may use are refused.
-void createPrivateFolder(const std::wstring& path);
+MFWCORE_API void createPrivateFolder(const std::wstring& path);
 // Creates a file that only its owner may read at any time, atomically with all its content. False when there
 // is a file of that name already, which stays unchanged. The folder must exist.
-bool createPrivateFile(const std::wstring& path, std::span<const unsigned char> content);
+MFWCORE_API bool createPrivateFile(const std::wstring& path, std::span<const unsigned char> content);
 // Reads the beginning of such a file into the buffer; returns how many bytes, or nothing when there is no
 // such file. A link and a file that others own or may use are refused. All three throw coreException on other
 // errors.
-std::optional<std::size_t> readPrivateFile(const std::wstring& path, std::span<unsigned char> buffer);
+MFWCORE_API std::optional<std::size_t> readPrivateFile(const std::wstring& path,
+                                                       std::span<unsigned char> buffer);
 void nameThisThread(std::wstring_view name) noexcept;
 
 }  // namespace CORE::sys

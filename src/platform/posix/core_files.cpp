@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -15,6 +16,7 @@
 
 #include "framework/core/coreexception.h"
 #include "framework/core/corestring.h"
+#include "framework/core/plain_files.h"
 #include "framework/core/saved_file.h"
 #include "framework/core/system.h"
 
@@ -102,13 +104,7 @@ bool sys::createPrivateFile(const std::wstring& path, std::span<const unsigned c
     if (!file.open()) fail(L"make", path);
     const PassingName passing{pattern};
     if (!file.writeAll({reinterpret_cast<const char*>(content.data()), content.size()})) fail(L"write", path);
-    // A link, other than a renaming, never takes the place of what is there.
-    if (::link(pattern.c_str(), name.c_str()) == 0) return true;
-    if (errno == EEXIST) return false;
-    // File systems without links.
-    if (::access(name.c_str(), F_OK) == 0) return false;
-    if (::rename(pattern.c_str(), name.c_str()) != 0) fail(L"make", path);
-    return true;
+    return renameToNew(pattern, name);
 }
 
 std::optional<std::size_t> sys::readPrivateFile(const std::wstring& path, std::span<unsigned char> buffer) {
@@ -123,6 +119,40 @@ std::optional<std::size_t> sys::readPrivateFile(const std::wstring& path, std::s
     const auto size = file.readAll(buffer);
     if (!size) fail(L"read", path);
     return size;
+}
+
+FileKind kindOf(const fs::path& path) noexcept {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0)
+        return errno == ENOENT || errno == ENOTDIR ? FileKind::missing : FileKind::other;
+    if (S_ISDIR(status.st_mode)) return FileKind::folder;
+    return S_ISREG(status.st_mode) ? FileKind::file : FileKind::other;
+}
+
+std::optional<FilePart> readPart(const fs::path& file, std::uint64_t offset, std::size_t most,
+                                 std::vector<std::uint8_t>& into) {
+    const File open(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    struct stat status {};
+    if (!open.open() || ::fstat(open.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    const FilePart read{static_cast<std::uint64_t>(status.st_size), status.st_ino};
+    if (offset >= read.size) return read;
+    if (::lseek(open.get(), static_cast<off_t>(offset), SEEK_SET) < 0) return std::nullopt;
+    const std::size_t before = into.size();
+    into.resize(before + std::min<std::uint64_t>(most, read.size - offset));
+    const auto got = open.readAll(std::span(into).subspan(before));
+    into.resize(before + got.value_or(0));
+    return got ? std::optional(read) : std::nullopt;
+}
+
+bool renameToNew(const fs::path& from, const fs::path& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    // File systems that cannot rename without replacing have links, which replace nothing either.
+    if (errno == EINVAL && ::link(from.c_str(), to.c_str()) == 0) {
+        ::unlink(from.c_str());
+        return true;
+    }
+    if (errno == EEXIST) return false;
+    fail(L"make", to.wstring());
 }
 
 fs::path fileBehindLinks(const fs::path& file) {

@@ -11,6 +11,7 @@
 
 #include "framework/core/coreexception.h"
 #include "framework/core/corestring.h"
+#include "framework/core/plain_files.h"
 #include "framework/core/saved_file.h"
 #include "framework/core/system.h"
 
@@ -160,10 +161,7 @@ bool sys::createPrivateFile(const std::wstring& path, std::span<const unsigned c
         if (!writeAll(file.get(), {reinterpret_cast<const char*>(content.data()), content.size()}))
             fail(L"write", path);
     }
-    if (MoveFileExW(passing.name.c_str(), path.c_str(), MOVEFILE_WRITE_THROUGH)) return true;
-    const DWORD error = GetLastError();
-    if (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS) return false;
-    fail(L"make", path, error);
+    return renameToNew(passing.name, path);
 }
 
 std::optional<std::size_t> sys::readPrivateFile(const std::wstring& path, std::span<unsigned char> buffer) {
@@ -174,6 +172,50 @@ std::optional<std::size_t> sys::readPrivateFile(const std::wstring& path, std::s
     if (!ReadFile(file.get(), buffer.data(), static_cast<DWORD>(buffer.size()), &got, nullptr))
         fail(L"read", path);
     return got;
+}
+
+// The attributes are those of a link itself: mingw's <filesystem> knows no links.
+FileKind kindOf(const fs::path& path) noexcept {
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) {
+        const DWORD error = GetLastError();
+        const bool missing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+        return missing ? FileKind::missing : FileKind::other;
+    }
+    if (attributes & (FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DEVICE)) return FileKind::other;
+    return attributes & FILE_ATTRIBUTE_DIRECTORY ? FileKind::folder : FileKind::file;
+}
+
+std::optional<FilePart> readPart(const fs::path& file, std::uint64_t offset, std::size_t most,
+                                 std::vector<std::uint8_t>& into) {
+    const UniqueHandle open = validHandle(CreateFileW(file.c_str(), GENERIC_READ, sharedWithAll, nullptr,
+                                                      OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    BY_HANDLE_FILE_INFORMATION found{};
+    if (!open || GetFileType(open.get()) != FILE_TYPE_DISK ||
+        !GetFileInformationByHandle(open.get(), &found) ||
+        (found.dwFileAttributes & (FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY)))
+        return std::nullopt;
+    const auto joined = [](DWORD high, DWORD low) { return std::uint64_t{high} << 32 | low; };
+    const FilePart read{joined(found.nFileSizeHigh, found.nFileSizeLow),
+                        joined(found.nFileIndexHigh, found.nFileIndexLow)};
+    if (offset >= read.size) return read;
+    LARGE_INTEGER at{};
+    at.QuadPart = static_cast<LONGLONG>(offset);
+    if (!SetFilePointerEx(open.get(), at, nullptr, FILE_BEGIN)) return std::nullopt;
+    const std::size_t before = into.size();
+    into.resize(before + std::min<std::uint64_t>(most, read.size - offset));
+    DWORD got = 0;
+    const bool whole = ReadFile(open.get(), into.data() + before, static_cast<DWORD>(into.size() - before),
+                                &got, nullptr) != 0;
+    into.resize(before + got);
+    return whole ? std::optional(read) : std::nullopt;
+}
+
+bool renameToNew(const fs::path& from, const fs::path& to) {
+    if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_WRITE_THROUGH)) return true;
+    const DWORD error = GetLastError();
+    if (error == ERROR_ALREADY_EXISTS || error == ERROR_FILE_EXISTS) return false;
+    fail(L"make", to.wstring(), error);
 }
 
 fs::path fileBehindLinks(const fs::path& file) {
