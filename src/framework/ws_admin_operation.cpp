@@ -9,7 +9,7 @@
 namespace wsadmin {
 
 ws_admin_operation::ws_admin_operation(CORE::refptr<ws_admin_service> service)
-    : service_(std::move(service)) {}
+    : service_(std::move(service)), context_(*service_) {}
 
 bool ws_admin_operation::MessageHandler(const wchar_t* operation, const CORE::PropertyBag& request,
                                         CORE::PropertyBag& response) {
@@ -32,7 +32,7 @@ bool ws_admin_operation::run(const Operation& operation, const CORE::PropertyBag
                              CORE::PropertyBag& response) {
     std::optional<platform::DirectoryThread> thread;
     if (const auto& services = service_->platform().directoryServices) thread.emplace(*services);
-    const bool clean = operation.run(*service_, Request(request, operation.request), response);
+    const bool clean = operation.run(context_, Request(request, operation.request), response);
     return clean || operation.shape == Shape::resultBag;
 }
 

@@ -5,6 +5,7 @@
 #include "framework/core/coreref.h"
 #include "framework/core/service.h"
 #include "framework/operation_table.h"
+#include "framework/request_service.h"
 #include "framework/ws_admin_service.h"
 
 namespace wsadmin {
@@ -17,11 +18,13 @@ class ws_admin_operation : public CORE::serviceOperation {
 
     bool MessageHandler(const wchar_t* operation, const CORE::PropertyBag& request,
                         CORE::PropertyBag& response) override;
+    void AbortHandler() override { context_.cancel(); }
 
   private:
     bool run(const Operation& operation, const CORE::PropertyBag& request, CORE::PropertyBag& response);
 
     CORE::refptr<ws_admin_service> service_;
+    RequestService context_;
 };
 
 }  // namespace wsadmin
