@@ -9,6 +9,7 @@
 #include "framework/core/plugin_api.h"
 #include "framework/core/property_bag.h"
 #include "platform/account_authority.h"
+#include "platform/agent_channels.h"
 #include "platform/clock.h"
 #include "platform/directory_services.h"
 #include "platform/files.h"
@@ -39,6 +40,7 @@ struct Platform {
     // Null where the machine has no account database of its own: accounts are then looked up in the
     // directories.
     std::shared_ptr<AccountAuthority> accounts;
+    std::shared_ptr<AgentChannels> agents;
     // Null where the system has no such thing.
     std::shared_ptr<FilteringPlatform> filtering;
     std::shared_ptr<Firewall> firewall;

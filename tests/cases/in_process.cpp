@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "cases/runner/lab_folder.h"
+#include "framework/core/file_service.h"
 #include "framework/core/framework.h"
 #include "framework/core/message.h"
 #include "framework/core/security.h"
@@ -13,6 +14,7 @@
 #include "platform/portable/portable_directory.h"
 #include "support/counting_ldap.h"
 #include "support/log_capture.h"
+#include "support/temp_folder.h"
 #include "winauth/winauth_service.h"
 
 namespace wstest {
@@ -87,7 +89,11 @@ class CountedLab {
         machine->ldap = std::make_shared<CountingLdapClient>(network_, counts);
         machine->directoryServices = platform::makePortableDirectoryServices(machine->ldap, folder.domain());
         directories = folder.directories(network_);
+        CORE::serveFiles({.received = {received.path()}});
     }
+    ~CountedLab() { CORE::stopServingFiles(); }
+    CountedLab(const CountedLab&) = delete;
+    CountedLab& operator=(const CountedLab&) = delete;
     void setFaults(const Json& faults) const {
         auto& network = dynamic_cast<platform::lab::LabNetwork&>(*network_);
         for (const auto& [name, ofServer] : faults.items()) {
@@ -99,7 +105,8 @@ class CountedLab {
 
     std::shared_ptr<PortCalls> counts = std::make_shared<PortCalls>();
     std::shared_ptr<platform::Platform> machine;
-    Directories directories;  // not counted
+    Directories directories;    // not counted
+    const TempFolder received;  // takes copies
 
   private:
     static std::shared_ptr<platform::Platform> made(const LabFolder& folder) {
@@ -124,6 +131,15 @@ Problems judgeCounts(const Case& one, const PortCalls& counts) {
     return problems;
 }
 
+Problems judgeFiles(const Json& wanted, const std::filesystem::path& folder) {
+    Json found = Json::object();
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        found[entry.path().filename().string()] = fileText(entry.path());
+    const auto sorted = [](const Json& files) { return nlohmann::json::parse(files.dump()); };
+    if (sorted(found) == sorted(wanted)) return {};
+    return {"the files are " + found.dump() + " in place of " + wanted.dump()};
+}
+
 void run(const Case& one, const CountedLab& lab, Problems& problems) {
     const Json& keys = one.keys;
     const Json faults = keys.value("faults", Json::object());
@@ -136,7 +152,8 @@ void run(const Case& one, const CountedLab& lab, Problems& problems) {
     for (const auto& [name, unused] : faults.items()) lab.setFaults({{name, Json::object()}});
     for (const Problems& some :
          {judgeAnswer(one, outcome), judgeLog(one, linesOf(log)), judgeCounts(one, *lab.counts),
-          judgeStored(keys.value("stored", Json::array()), lab.directories)})
+          judgeStored(keys.value("stored", Json::array()), lab.directories),
+          keys.contains("files") ? judgeFiles(keys["files"], lab.received.path()) : Problems()})
         for (const std::string& problem : some)
             problems.push_back("line " + std::to_string(one.line) + ", " + one.name() + ": " + problem);
 }
@@ -156,6 +173,8 @@ Problems runInProcess(const Block& block) {
         log.forget();
     }
     for (const std::string& line : linesOf(log)) problems.push_back("at the end: " + line);
+    if (const auto open = CORE::MessageFrameWork::System().OpenChannels())
+        problems.push_back(std::to_string(open) + " channels are left open");
     if (lab.counts->live) problems.push_back(std::to_string(lab.counts->live) + " sessions are left open");
     return problems;
 }

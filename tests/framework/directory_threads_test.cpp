@@ -2,6 +2,7 @@
 #include <thread>
 
 #include "frame_fixture.h"
+#include "framework/core/file_service.h"
 #include "support/domain_workers.h"
 #include "support/example_lab.h"
 #include "support/manual_clock.h"
@@ -88,6 +89,8 @@ TEST_F(DirectoryThreads, AreInitialisedOnceInEveryRequest) {
     using Counts = CountedServices::Counts;
     const wstest::TempFolder keys;
     CORE::SecurityManager::System().setKeyFile((keys.path() / "key" / "host.key").wstring());
+    const wstest::TempFolder received;
+    CORE::serveFiles({.received = {received.path()}});
     std::string opened;
     for (const Operation& operation : operationTable()) {
         if (!operation.built()) continue;
@@ -96,8 +99,7 @@ TEST_F(DirectoryThreads, AreInitialisedOnceInEveryRequest) {
         if (lab.folder != opened || lab.folder != "sample") open(lab);
         opened = lab.folder;
         const std::wstring name(operation.name);
-        const auto request = wstest::requestOf(operation, operation.example,
-                                               [](const std::string& file) { return "@" + file; });
+        const auto request = wstest::requestOf(operation, operation.example, {WS_SOURCE_DIR});
         const Outcome outcome = dispatch(name.c_str(), request);
         EXPECT_EQ(outcome.response.getErrorText(), L"") << CORE::toUtf8(name);
         auto counts = services->takeCounts();
@@ -105,6 +107,7 @@ TEST_F(DirectoryThreads, AreInitialisedOnceInEveryRequest) {
         for (const auto& [thread, other] : counts)  // those that contact the domains
             EXPECT_EQ(other, (Counts{other.begun, other.begun, 0})) << CORE::toUtf8(name);
     }
+    CORE::stopServingFiles();
 }
 
 }  // namespace

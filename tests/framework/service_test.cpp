@@ -12,6 +12,44 @@ using wstest::LogCapture;
 using wstest::LogLine;
 using Service = FrameTest;
 
+// An agent that answers nothing until its channel is closed.
+struct SilentAgents : platform::AgentChannels {
+    struct Channel : CORE::MessageChannel {
+        std::promise<void> asked;
+        CORE::coreevent closed;
+        CORE::RespType send(std::wstring_view, std::wstring_view, const CORE::PropertyBag&,
+                            CORE::PropertyBag& response, const CORE::SendOptions&) override {
+            asked.set_value();
+            closed.wait();
+            response.setError(1, L"closed");
+            return CORE::RespType::cancelled;
+        }
+        void close() noexcept override { closed.set(); }
+    };
+    std::shared_ptr<Channel> channel = std::make_shared<Channel>();
+    std::shared_ptr<CORE::MessageChannel> open(std::wstring_view, std::wstring_view,
+                                               const CORE::coreevent&) override {
+        return channel;
+    }
+};
+
+TEST_F(Service, ARequestStopsWaitingWhenItIsCancelledAndWhenTheServiceStops) {
+    for (const bool stops : {false, true}) {
+        const auto agents = std::make_shared<SilentAgents>();
+        machine->agents = agents;
+        const auto item = CORE::refptr<ws_admin_operation>::adopt(new ws_admin_operation(service));
+        CORE::PropertyBag response;
+        auto answered =
+            std::async(std::launch::async, [&] { item->MessageHandler(L"getAgentVersion", {}, response); });
+        agents->channel->asked.get_future().wait();
+        EXPECT_FALSE(agents->channel->closed.isSet());
+        stops ? service->shutDown() : item->AbortHandler();
+        answered.wait();
+        EXPECT_EQ(response.getErrorText(), L"closed");
+        EXPECT_EQ(service->stopping().isSet(), stops);
+    }
+}
+
 TEST_F(Service, TheConfigurationIsTheParametersAsTheyStood) {
     CORE::PropertyBag parameters;
     parameters.set(L"InitiateDomainChecks", L"false");

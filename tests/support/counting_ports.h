@@ -2,6 +2,7 @@
 // says so, a call fails. Codes are those of the port.
 #pragma once
 
+#include "framework/core/framework.h"
 #include "netsec/ipsec_commands.h"
 #include "support/port_calls.h"
 
@@ -437,6 +438,44 @@ class CountingFiltering : public CountingPort<FilteringPlatform> {
         return counted<CountingEngine>(call<&Real::open>("filtering open"));
     }
     Result<AddressText> addressText() override { return call<&Real::addressText>("filtering addressText"); }
+};
+
+// --- the agents of machines
+
+class CountingChannel : public CORE::MessageChannel {
+  public:
+    CountingChannel(std::shared_ptr<CORE::MessageChannel> real, std::shared_ptr<PortCalls> calls)
+        : real_(std::move(real)), calls_(std::move(calls)) {
+        ++calls_->live;
+    }
+    ~CountingChannel() override { --calls_->live; }
+    CORE::RespType send(std::wstring_view worker, std::wstring_view operation,
+                        const CORE::PropertyBag& request, CORE::PropertyBag& response,
+                        const CORE::SendOptions& options) override {
+        const int code = calls_->enter("agents send " + CORE::toUtf8(operation));
+        if (code == 0) return real_->send(worker, operation, request, response, options);
+        response.setError(code, L"injected");
+        return CORE::RespType::notHandled;
+    }
+    void close() noexcept override { CORE::MessageFrameWork::System().CloseChannel(real_); }
+
+  private:
+    std::shared_ptr<CORE::MessageChannel> real_;
+    std::shared_ptr<PortCalls> calls_;
+};
+
+class CountingAgents : public CountingPort<AgentChannels> {
+  public:
+    using CountingPort::CountingPort;
+    std::shared_ptr<CORE::MessageChannel> open(std::wstring_view ticket, std::wstring_view address,
+                                               const CORE::coreevent& stop) override {
+        if (calls_->enter("agents open") != 0) return nullptr;
+        auto opened = real_->open(ticket, address, stop);
+        if (!opened) return nullptr;
+        auto channel = std::make_shared<CountingChannel>(std::move(opened), calls_);
+        CORE::MessageFrameWork::System().OpenChannel(channel);
+        return channel;
+    }
 };
 
 }  // namespace wstest

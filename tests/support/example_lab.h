@@ -53,18 +53,19 @@ inline ExampleLab labOf(std::wstring_view operation) {
     return {};
 }
 
-// A request as the tool makes it: what travels encrypted is encrypted. `read` gives the text of "@FILE"; the
-// terminal's is the password of the labs' administrator.
-template <class Read>
-CORE::PropertyBag requestOf(const wsadmin::Operation& operation, std::wstring_view keys, Read read) {
+// A request as the tool makes it: what travels encrypted is encrypted. A value "@FILE" is the text of a file
+// below one of the roots, where there is one; the terminal's is the password of the labs' administrator.
+inline CORE::PropertyBag requestOf(const wsadmin::Operation& operation, std::wstring_view keys,
+                                   const std::vector<std::filesystem::path>& roots = {}) {
     CORE::PropertyBag bag;
     const auto pairs = typedPairs(keys).value();
     for (const auto& [name, typed] : pairs) {
         std::string text = CORE::toUtf8(typed);
-        if (text == "@-")
-            text = "Passw0rd.Fix";
-        else if (text.starts_with('@'))
-            text = read(text.substr(1));
+        for (const auto& root : roots)
+            if (text.starts_with('@'))
+                if (const std::string read = fileText(root / text.substr(1)); !read.empty())
+                    text = read.ends_with('\n') ? read.substr(0, read.size() - 1) : read;
+        if (text == "@-") text = "Passw0rd.Fix";
         const auto key = std::ranges::find(operation.request, name, &wsadmin::Key::name);
         if (key != operation.request.end() && key->type == wsadmin::KeyType::encrypted)
             text = CORE::toUtf8(CORE::SecurityManager::System().Encrypt(text));
@@ -88,7 +89,7 @@ inline std::filesystem::path folderOf(const ExampleLab& lab, const TempFolder& c
         TestService service(machine);
         const wsadmin::Operation& operation = *wsadmin::findOperation(step.operation);
         CORE::PropertyBag response;
-        const auto request = requestOf(operation, step.keys, [](const auto&) { return std::string(); });
+        const auto request = requestOf(operation, step.keys);
         if (!operation.run(service, wsadmin::Request(request, operation.request), response) ||
             !machine->save())
             throw std::runtime_error(CORE::toUtf8(response.getErrorText()));

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "framework/core/file_service.h"
 #include "framework/core/security.h"
 #include "framework/ws_admin_operation.h"
 #include "framework/ws_admin_service.h"
@@ -79,10 +80,14 @@ class LabService {
             CORE::refptr<wsadmin::winauth_service>::adopt(new wsadmin::winauth_service(startup_));
         CORE::SecurityManager::System().setKeyFile((keys_.path() / "key" / "host.key").wstring());
         platform_->clock = clock_;
+        CORE::serveFiles({.received = {received_.path()}});
         open();
         start();
     }
-    ~LabService() { stop(); }
+    ~LabService() {
+        stop();
+        CORE::stopServingFiles();
+    }
     LabService(const LabService&) = delete;
     LabService& operator=(const LabService&) = delete;
 
@@ -112,6 +117,9 @@ class LabService {
         // Whatever earlier requests have waited for.
         clock_->advance(begin_ - clock_->now().time_since_epoch() / std::chrono::seconds(1));
         Outcome done;
+        // A copy takes no place that is taken.
+        for (const auto& entry : std::filesystem::directory_iterator(received_.path()))
+            std::filesystem::remove(entry.path());
         {
             std::optional<wstest::LogCapture> log;
             if (capturesLog_) log.emplace();
@@ -151,6 +159,7 @@ class LabService {
         platform_->registry = std::make_shared<wstest::CountingRegistry>(lab.registry, calls_);
         platform_->processes = std::make_shared<wstest::CountingProcesses>(lab.processes, calls_);
         platform_->environment = std::make_shared<wstest::CountingEnvironment>(lab.environment, calls_);
+        platform_->agents = std::make_shared<wstest::CountingAgents>(lab.agents, calls_);
         platform_->guids = lab.guids;
         platform_->filtering = std::make_shared<wstest::CountingFiltering>(lab.filtering, calls_);
         platform_->firewall = std::make_shared<wstest::CountingFirewall>(lab.firewall, calls_);
@@ -191,6 +200,7 @@ class LabService {
     bool capturesLog_;
     std::int64_t begin_;  // the time of each request, in seconds since 1970
     wstest::TempFolder keys_, labs_;
+    const wstest::TempFolder received_;  // takes copies
     PropertyBag startup_;
     std::shared_ptr<wstest::PortCalls> calls_ = std::make_shared<wstest::PortCalls>();
     std::shared_ptr<wstest::ManualClock> clock_ = std::make_shared<wstest::ManualClock>();

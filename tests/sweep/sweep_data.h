@@ -51,6 +51,7 @@ inline const std::vector<Code>& codesOf(std::string_view call) {
         {"accounts token", {{accountInsufficientBuffer}, {accountNotEnoughMemory}, {accountNoServer}}},
         {"accounts logOn", {{accountNoServer}, {accountNoSuchPackage}, {accountDisabled}}},
         {"accounts ", {{accountNoServer, true}, {accountNoToken}}},
+        {"agents ", {{1}}},
         {"names ", {{systemNoName}}},
         {"folders ", {{systemNoPath}}},
         {"registry ", {{systemDenied}}},

@@ -30,12 +30,8 @@ std::string titleOf(const PortFault& fault) {
            std::to_string(fault.code) + (fault.lasting ? " for good" : "");
 }
 
-// "@FILE" is the file's text where this folder has the file.
 PropertyBag bagOf(const Operation& operation, std::wstring_view keys) {
-    return wstest::requestOf(operation, keys, [](const std::string& file) {
-        const std::string text = wstest::fileText(WS_SOURCE_DIR "/tests/sweep/" + file);
-        return text.empty() ? "@" + file : text;
-    });
+    return wstest::requestOf(operation, keys, {WS_SOURCE_DIR, WS_SOURCE_DIR "/tests/sweep"});
 }
 
 // Without addresses and new identifiers, which are others in each run.

@@ -2,40 +2,41 @@
 #pragma once
 
 #include "framework/operation_table.h"
+#include "machines/agent_keys.h"
+#include "machines/agent_operations.h"
 
 namespace wsadmin::row {
 
-inline constexpr Key agentTicket{L"ticket", KeyType::secret, L"", L"the connection ticket for the agent",
-                                 Required::yes};
-inline constexpr Key agentAddress{L"ipAddress", KeyType::text, L"", L"the agent's network address",
-                                  Required::yes};
-inline constexpr Key agentRequest[] = {agentTicket, agentAddress};
+inline constexpr Key agentRequest[] = {key::agentTicket, key::agentHost};
 
 inline constexpr Operation getAgentVersion{
     .name = L"getAgentVersion",
+    .run = answer<&RemoteAgent::getVersion>,
     .text = L"Asks an agent for its version and answers its reply as it is.",
     .request = agentRequest,
-    .example = L"ticket=@ticket.txt ipAddress=10.0.1.11",
+    .example = L"ticket=@labs/sample/ticket.txt ipAddress=10.0.1.11",
 };
 
 inline constexpr Operation getAgentLogLevel{
     .name = L"getAgentLogLevel",
+    .run = answer<&RemoteAgent::getLogLevel>,
     .text = L"Asks an agent how much it logs and answers its reply as it is.",
     .request = agentRequest,
-    .example = L"ticket=@ticket.txt ipAddress=10.0.1.11",
+    .example = L"ticket=@labs/sample/ticket.txt ipAddress=10.0.1.11",
 };
 
 inline constexpr Key setAgentLogLevelRequest[] = {
-    agentTicket,
-    agentAddress,
-    {L"LogLevel", KeyType::text, L"", L"the level, as the agent names it"},
+    key::agentTicket,
+    key::agentHost,
+    key::agentLogLevel,
 };
 inline constexpr Operation setAgentLogLevel{
     .name = L"setAgentLogLevel",
+    .run = answer<&RemoteAgent::setLogLevel>,
     .changes = true,
     .text = L"Tells an agent how much to log and answers its reply as it is.",
     .request = setAgentLogLevelRequest,
-    .example = L"ticket=@ticket.txt ipAddress=10.0.1.11 LogLevel=debug",
+    .example = L"ticket=@labs/sample/ticket.txt ipAddress=10.0.1.11 LogLevel=debug",
 };
 
 inline constexpr Key getAgentLogsResult[] = {
@@ -44,40 +45,41 @@ inline constexpr Key getAgentLogsResult[] = {
 };
 inline constexpr Operation getAgentLogs{
     .name = L"getAgentLogs",
+    .run = answer<&RemoteAgent::getLogs>,
     .text = L"Lists the log files that an agent has, or nothing when it does not tell.",
     .request = agentRequest,
     .result = getAgentLogsResult,
-    .example = L"ticket=@ticket.txt ipAddress=10.0.1.11",
+    .example = L"ticket=@labs/sample/ticket.txt ipAddress=10.0.1.11",
 };
 
 inline constexpr Key copyAgentLogRequest[] = {
-    agentTicket,
-    agentAddress,
-    {L"filename", KeyType::text, L"", L"a log's name, as getAgentLogs lists it", Required::yes},
-    {L"localFilename", KeyType::text, L"", L"the file to make on this server, which must not exist yet",
-     Required::yes},
+    key::agentTicket,
+    key::agentHost,
+    key::agentLog,
+    key::localFile,
 };
 inline constexpr Operation copyAgentLog{
     .name = L"copyAgentLog",
+    .run = answer<&RemoteAgent::copyLog>,
     .changes = true,
     .text = L"Copies a log file of an agent to this server.",
     .request = copyAgentLogRequest,
     .example =
-        L"ticket=@ticket.txt ipAddress=10.0.1.11 filename=agent.log localFilename=\"C:\\Temp\\agent.log\"",
+        L"ticket=@labs/sample/ticket.txt ipAddress=10.0.1.11 filename=agent.log localFilename=agent.log",
 };
 
 inline constexpr Key createAgentDCTRequest[] = {
-    agentTicket,
-    agentAddress,
-    {L"localFilename", KeyType::text, L"", L"the file to make on this server, which must not exist yet",
-     Required::yes},
+    key::agentTicket,
+    key::agentHost,
+    key::localFile,
 };
 inline constexpr Operation createAgentDCT{
     .name = L"createAgentDCT",
+    .run = answer<&RemoteAgent::createBundle>,
     .changes = true,
     .text = L"Has an agent make a diagnostic bundle, and moves the bundle to this server.",
     .request = createAgentDCTRequest,
-    .example = L"ticket=@ticket.txt ipAddress=10.0.1.11 localFilename=\"C:\\Temp\\vm-sales-01.zip\"",
+    .example = L"ticket=@labs/sample/ticket.txt ipAddress=10.0.1.11 localFilename=vm-sales-01.zip",
 };
 
 }  // namespace wsadmin::row

@@ -164,6 +164,7 @@ std::shared_ptr<Platform> platformOf(const std::shared_ptr<Lab>& lab, MachineDes
     platform->files = lab->files;
     platform->registry = lab->registry;
     platform->clock = lab->clock;
+    platform->agents = makeLabAgents(std::move(machine.agents));
     platform->installation = machine.installation;
     platform->startup = std::move(machine.startup);
     platform->processAccount = machine.account;

@@ -288,6 +288,41 @@ void readDirectory(Section& section, MachineDescription& machine) {
     machine.directories.push_back(std::move(directory));
 }
 
+void readAgentLog(Section& section, AgentDescription& agent) {
+    AgentLog log;
+    section.text("name", log.name);
+    log.path = "C:\\ProgramData\\Talvex\\logs\\" + log.name;
+    section.text("path", log.path);
+    section.text("text", log.content);
+    if (log.name.empty()) section.wrong("name", "a log needs a name");
+    agent.logs.push_back(std::move(log));
+}
+
+void readAgentFaults(Section& section, AgentFaults& faults) {
+    section.flag("refuse-connections", faults.refuseConnections);
+    section.texts("fail", faults.failing);
+    optionalNumber(section, "break-after-bytes", faults.breakAfterBytes);
+    for (const std::string& operation : faults.failing)
+        if (!isAgentOperation(operation))
+            section.wrong("fail", "an agent has no operation \"" + operation + "\"");
+}
+
+void readAgent(Section& section, MachineDescription& machine) {
+    AgentDescription agent;
+    section.text("address", agent.address);
+    section.secret("ticket", agent.ticket);
+    section.text("version", agent.version);
+    section.text("log-level", agent.logLevel);
+    section.text("bundle", agent.bundle);
+    section.tables("log", [&](Section& log) { readAgentLog(log, agent); });
+    section.table("faults", [&](Section& faults) { readAgentFaults(faults, agent.faults); });
+    if (agent.address.empty()) section.wrong("address", "an agent needs an address");
+    if (agent.ticket.view().empty()) section.wrong("ticket", "an agent needs a ticket");
+    if (std::ranges::find(machine.agents, agent.address, &AgentDescription::address) != machine.agents.end())
+        section.wrong("address", "another agent is reached at " + agent.address);
+    machine.agents.push_back(std::move(agent));
+}
+
 // Whether the line begins a table below one of these names, or a list of such tables.
 bool isHeaderOf(std::string_view line, const std::vector<std::string_view>& names) {
     const auto skip = [&line](std::string_view what) {
@@ -446,6 +481,7 @@ Result<MachineDescription> readMachineFile(std::string_view text, std::string_vi
         top.tables("service", [&](Section& section) { readService(section, machine); });
         top.tables("program", [&](Section& section) { readProgram(section, machine); });
         top.tables("unreachable", [&](Section& section) { readUnreachable(section, machine); });
+        top.tables("agent", [&](Section& section) { readAgent(section, machine); });
         top.tables("directory", [&](Section& section) { readDirectory(section, machine); });
     });
     if (!read) return fail(read.error());

@@ -9,6 +9,7 @@
 
 #include "framework/core/property_bag.h"
 #include "platform/installation.h"
+#include "platform/lab/agents.h"
 #include "platform/lab/lab_files.h"
 #include "platform/lab/lab_network.h"
 #include "platform/lab/network_policy.h"
@@ -62,6 +63,7 @@ struct MachineDescription {
     std::vector<ProgramRule> programs;
     std::vector<UnreachableHost> unreachable;
     std::vector<DirectoryDescription> directories;
+    std::vector<AgentDescription> agents;
 };
 
 // The failure's text is "file:line: what is wrong".

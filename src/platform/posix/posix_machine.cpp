@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "platform/portable/agent_channels.h"
 #include "platform/portable/computer_names.h"
 #include "platform/portable/memory_registry.h"
 #include "platform/portable/process_surroundings.h"
@@ -80,6 +81,7 @@ std::shared_ptr<Platform> makePlatform() {
     platform->processes = makeProcesses();
     platform->clock = makeSystemClock();
     platform->network = makeTcpProbe();
+    platform->agents = makeAgentChannels();
     platform->save = [] { return Result<void>(); };
     return platform;
 }

@@ -7,6 +7,7 @@
 
 #include <array>
 
+#include "platform/portable/agent_channels.h"
 #include "platform/portable/computer_names.h"
 #include "platform/portable/process_surroundings.h"
 #include "platform/portable/system_clock.h"
@@ -72,6 +73,7 @@ std::shared_ptr<Platform> makePlatform() {
     platform->commands = makeCommandInterpreter();
     platform->services = makeServiceControl();
     platform->replication = makeReplication();
+    platform->agents = makeAgentChannels();
     platform->save = [] { return Result<void>(); };
     return platform;
 }
