@@ -6,7 +6,8 @@ set -euo pipefail
 build="g++ cmake ninja-build ccache libldap-dev libsasl2-dev libssl-dev libasio-dev nlohmann-json3-dev
        libtomlplusplus-dev libcli11-dev libexpected-dev libsasl2-modules-gssapi-mit"
 test="googletest libgmock-dev libbenchmark-dev g++-mingw-w64-x86-64-posix wine wine64 samba samba-ad-dc
-      samba-ad-provision samba-dsdb-modules ldb-tools ldap-utils krb5-user slapd openssl python3 perl make clang-format clang-tidy"
+      samba-ad-provision samba-dsdb-modules ldb-tools ldap-utils krb5-user slapd openssl python3 perl make clang-format clang-tidy clang
+      libclang-rt-14-dev"
 
 wanted=""
 for group in "${@:-build}"; do

@@ -28,7 +28,8 @@ FLOORS = {
     **{worker: DIRECTORIES + PORTS + [GROUND] for worker in WORKERS},
     "framework": WORKERS + DIRECTORIES + PORTS + [GROUND],
     "winauth": PORTS + [GROUND],
-    "host": [GROUND],
+    "channel": [GROUND],
+    "host": [GROUND, "channel", "platform/text"],
 }
 for guest in ("machines", "clientauth", "federation"):
     FLOORS[guest] = FLOORS[guest] + ["identity"]
