@@ -1,19 +1,19 @@
 #!/usr/bin/env bash
-# Cross-builds OpenSSL's libcrypto for 64-bit Windows from Debian's source tarball, once per version and recipe, and
-# prints the folder with the result (include/, libcrypto.a). Debian has no OpenSSL for mingw-w64. Needs no root and
+# Cross-builds OpenSSL's libraries for 64-bit Windows from Debian's source tarball, once per version and recipe, and
+# prints the folder with the result (include/, libcrypto.a, libssl.a). Debian has no OpenSSL for mingw-w64. Needs no root and
 # leaves the machine's package configuration alone. WS_OPENSSL_ROOT, when set, is taken as it is.
 set -euo pipefail
 
-# Random bytes, digests, key derivation, AES and RSA with their encodings are linked; every protocol and cipher beside
-# them costs build time only.
-options=(no-shared no-tests no-engine no-legacy no-deprecated no-ssl no-tls no-dtls no-cms no-ts no-ocsp no-srp no-ct
-    no-comp no-cmp no-psk no-sock no-dgram no-ui-console no-autoload-config no-aria no-bf no-blake2 no-camellia no-cast
-    no-chacha no-cmac no-des no-dh no-dsa no-ec no-gost no-idea no-md4 no-mdc2 no-ocb no-poly1305 no-rc2 no-rc4
+# TLS 1.3 with pre-shared keys over X25519, random bytes, digests, key derivation, AES and RSA with their encodings are
+# linked; every protocol and cipher beside them costs build time only.
+options=(no-shared no-tests no-engine no-legacy no-deprecated no-ssl3 no-tls1 no-tls1_1 no-tls1_2 no-dtls no-cms no-ts
+    no-ocsp no-srp no-ct no-comp no-cmp no-sock no-dgram no-ui-console no-autoload-config no-aria no-bf no-blake2
+    no-camellia no-cast no-chacha no-cmac no-des no-dh no-dsa no-gost no-idea no-md4 no-mdc2 no-ocb no-poly1305 no-rc2 no-rc4
     no-rmd160 no-scrypt no-seed no-siphash no-siv no-sm2 no-sm3 no-sm4 no-whirlpool)
-targets=(build_generated libcrypto.a)
+targets=(build_generated libcrypto.a libssl.a)
 recipe=$(sha256sum <<<"${options[*]} ${targets[*]}" | cut -c1-8)
 
-complete() { [ -f "$1/libcrypto.a" ] && [ -d "$1/include/openssl" ]; }
+complete() { [ -f "$1/libcrypto.a" ] && [ -f "$1/libssl.a" ] && [ -d "$1/include/openssl" ]; }
 
 if [ -n "${WS_OPENSSL_ROOT:-}" ] && complete "$WS_OPENSSL_ROOT"; then
     echo "$WS_OPENSSL_ROOT"
@@ -75,7 +75,7 @@ private=(-o Dir::Etc::sourcelist="$work/apt/machine.list" -o Dir::Etc::sourcepar
          -o Dir::State::lists="$work/apt/lists" -o Dir::Cache="$work/apt/cache" -o APT::Sandbox::User=
          -o Acquire::Retries=3 -o Acquire::Languages=none)
 
-echo "building OpenSSL $wanted for Windows (once, about a minute)" >&2
+echo "building OpenSSL $wanted for Windows (once, some minutes)" >&2
 apt-get "${private[@]}" -qq update >"$work/log" 2>&1 || true # another vendor's entry may have no sources
 versions=$(apt-cache "${private[@]}" showsrc openssl 2>>"$work/log" | sed -n 's/^Version: //p' | sort -rV)
 [ -n "$versions" ] || failed "the package archive offers no source of openssl"
@@ -91,7 +91,7 @@ tar -xf "$work"/openssl_*.orig.tar.* -C "$work/source" --strip-components=1 || f
     perl ./Configure mingw64 --cross-compile-prefix=x86_64-w64-mingw32- "${options[@]}"
     make -j"$(nproc)" "${targets[@]}"
 ) >>"$work/log" 2>&1 9>&- || failed "OpenSSL does not build"
-cp -r "$work/source/include" "$work/source/libcrypto.a" "$work/result/"
+cp -r "$work/source/include" "$work/source"/lib{crypto,ssl}.a "$work/result/"
 complete "$work/result" || failed "the build left no library"
 
 # Renamed into place when it is whole: nobody ever sees half a folder.
