@@ -1,11 +1,13 @@
 #include "host/interrupt.h"
 
-#include <asio/io_context.hpp>
-#include <asio/signal_set.hpp>
 #include <atomic>
 #include <csignal>
 #include <thread>
 #include <utility>
+
+#include "channel/asio_parts.h"
+// After the parts of asio that all sources have alike:
+#include <asio/signal_set.hpp>
 
 namespace hdqadmin {
 
