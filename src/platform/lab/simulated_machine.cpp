@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "framework/core/corestring.h"
+#include "framework/core/running_program.h"
 
 namespace wsadmin::platform::lab {
 
@@ -100,6 +101,7 @@ Result<std::optional<int>> LabProcesses::run(const std::wstring& program, const 
     const auto rule = std::ranges::find_if(rules_, [&](const ProgramRule& one) {
         return matchesPattern(program, one.program) && matchesPattern(arguments, one.arguments);
     });
+    const CORE::RunningProgram named(program);
     if (rule != rules_.end()) {
         clock_->wait(rule->duration, nullptr);
         return rule->exitCode;

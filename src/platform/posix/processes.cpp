@@ -8,6 +8,7 @@
 #include <csignal>
 #include <vector>
 
+#include "framework/core/running_program.h"
 #include "platform/posix/posix_machine.h"
 #include "platform/posix/system_failure.h"
 #include "platform/text/command_line.h"
@@ -72,6 +73,7 @@ class RealProcesses final : public Processes {
         pid_t pid = 0;
         if (const int error = SpawnSetup().start(pid, words.front(), pointers.data()); error != 0)
             return fail(systemFailure(error));
+        const CORE::RunningProgram named(program);
         int status = 0;
         while (waitpid(pid, &status, 0) != pid)
             if (errno != EINTR) return std::nullopt;

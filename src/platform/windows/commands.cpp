@@ -2,6 +2,7 @@
 #include <array>
 #include <cerrno>
 
+#include "framework/core/running_program.h"
 #include "platform/windows/system_failure.h"
 #include "platform/windows/wide_secret.h"
 #include "platform/windows/windows_machine.h"
@@ -71,6 +72,7 @@ class RealCommands final : public CommandInterpreter {
     Result<int> run(const CORE::secretstring& line, const CORE::coreevent* stop) override {
         const auto process = startInterpreter(line);
         if (!process) return fail(process.error());
+        const CORE::RunningProgram named(L"CMD");
         DWORD waited = WAIT_TIMEOUT;
         while (waited == WAIT_TIMEOUT) {
             if (stop && stop->isSet()) return fail(ECANCELED, L"The service is stopping");

@@ -1,4 +1,5 @@
 // Running programs.
+#include "framework/core/running_program.h"
 #include "platform/windows/system_failure.h"
 #include "platform/windows/windows_machine.h"
 
@@ -23,6 +24,7 @@ class RealProcesses final : public Processes {
                             &startup, &started))
             return fail(lastFailure());
         const UniqueHandle process(started.hProcess), thread(started.hThread);
+        const CORE::RunningProgram named(program);
         DWORD code = 0;
         if (WaitForSingleObject(process.get(), INFINITE) != WAIT_OBJECT_0 ||
             !GetExitCodeProcess(process.get(), &code))
