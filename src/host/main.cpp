@@ -3,8 +3,13 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <memory>
+#include <optional>
 
+#include "channel/channel_client.h"
 #include "framework/core/console.h"
+#include "framework/core/file_service.h"
+#include "framework/core/framework.h"
 #include "framework/core/log.h"
 #include "framework/core/security.h"
 #include "host/answer.h"
@@ -100,10 +105,61 @@ struct Session {
     }
 };
 
+// A channel to the host that answers, closed with the object. Where none was opened, this process answers.
+class HostChannel {
+  public:
+    HostChannel() = default;
+    ~HostChannel() { CORE::MessageFrameWork::System().CloseChannel(channel_); }
+    HostChannel(const HostChannel&) = delete;
+    HostChannel& operator=(const HostChannel&) = delete;
+
+    bool open(std::string_view ticket, const std::string& address) {
+        CORE::mstr utf8(ticket);
+        CORE::wstr text = utf8.to_wstr();
+        utf8.clearAndWipe();
+        channel_ = CORE::MessageFrameWork::System().ConnectChannelByTicket(CORE::channelByTicket, text,
+                                                                           CORE::toWide(address));
+        text.clearAndWipe();
+        return channel_ != nullptr;
+    }
+    CORE::RespType send(std::wstring_view worker, std::wstring_view operation,
+                        const CORE::PropertyBag& request, CORE::PropertyBag& response) const {
+        CORE::RespType type = CORE::RespType::notHandled;
+        CORE::MessageHandler::SendMsg(worker, operation, request, response,
+                                      {.channel = channel_.get(), .type = &type});
+        return type;
+    }
+    // Under the key of the host that answers.
+    Outcome<std::string> encrypt(std::string_view plain) const {
+        CORE::PropertyBag request, response;
+        request.set(CORE::encryptText, plain);
+        if (send(CORE::systemWorkerName, CORE::encryptOperation, request, response) !=
+            CORE::RespType::handled)
+            return refuse(CORE::toUtf8(response.getErrorText()));
+        return std::string(response.utf8(CORE::encryptText));
+    }
+
+  private:
+    std::shared_ptr<CORE::MessageChannel> channel_;
+};
+
+// Opens the channel where the options name a host. The exit status when it cannot be opened.
+std::optional<int> openHost(HostChannel& host, const Options& options, ShownLog& log) {
+    if (!options.connect) return std::nullopt;
+    const auto ticket = readTextFile(*options.ticket);
+    if (!ticket) return complain(exitUsage, ticket.error());
+    if (host.open(ticket->view(), *options.connect)) return std::nullopt;
+    log.showWarnings();
+    return complain(exitUnreachable,
+                    "the host at " + *options.connect + " cannot be reached with this ticket");
+}
+
 // Sends one request and prints its answer.
-ExitStatus answer(Session& session, const Request& request, const Options& options) {
+ExitStatus answer(Session& session, const HostChannel& host, const Request& request, const Options& options) {
     Answer answer;
-    answer.handled = (*session.administration)->send(request.operation, request.bag, answer.response);
+    const CORE::RespType type =
+        host.send(Plugin::administration, CORE::toWide(request.operation), request.bag, answer.response);
+    answer.handled = type == CORE::RespType::handled;
     session.log.endProgress();
     if (options.json) {
         printAnswerJson(std::cout, answer);
@@ -123,7 +179,7 @@ ExitStatus answer(Session& session, const Request& request, const Options& optio
                   << '\n';
     if (!answer.failed()) return exitAnswered;
     std::cerr << terminalText(sentenceOf(answer, operation)) << '\n';
-    return exitError;
+    return options.connect && type == CORE::RespType::cancelled ? exitUnreachable : exitError;
 }
 
 int describe(const Options& options) {
@@ -145,43 +201,63 @@ int describe(const Options& options) {
 int encrypt(const Options& options) {
     const auto secret = readValue("value", *options.secret);
     if (!secret) return complain(exitUsage, secret.error());
-    std::cout << CORE::toUtf8(CORE::SecurityManager::System().Encrypt(secret->view())) << '\n';
+    ShownLog log(std::cerr, options.logLevel.value_or(CORE::logError));
+    const channel::CarrierInUse carrier;
+    HostChannel host;
+    if (const auto failed = openHost(host, options, log)) return *failed;
+    const auto encrypted = host.encrypt(secret->view());
+    if (!encrypted) return complain(exitUnreachable, encrypted.error());
+    std::cout << *encrypted << '\n';
     return exitAnswered;
 }
 
-int send(const Options& options) {
-    auto requests = buildRequests(options);
-    if (!requests) return complain(exitUsage, requests.error());
-    if (options.connect)
-        return complain(exitUnreachable, "there is no transport to a running host in this build yet");
-
-    const int logLevel = options.logLevel.value_or(CORE::logError);
-    Session session(logLevel, progressOf(*requests, logLevel));
+int sendInProcess(Session& session, const std::vector<Request>& requests, const Options& options) {
     const auto& plugin = session.administration;
-    if (!plugin) return complain(exitUnreachable, plugin.error());
-    if (!options.unchecked)
-        if (const auto checked = checkRequests(session.operations, *requests); !checked)
-            return complain(exitUsage, checked.error());
-    if (const auto encrypted = encryptUnseen(session.operations, *requests); !encrypted)
-        return complain(exitUnreachable, encrypted.error());
-
     const CORE::PropertyBag startup = startupBag(options);
     if (CORE::standardErrorIsTerminal()) std::cerr << "hdqadmin: " << terminalText(targetOf(startup)) << '\n';
+    // What is copied from agents is for whoever calls the tool: it may stand in his folder, and below it.
+    std::error_code gone;
+    if (const auto folder = std::filesystem::current_path(gone); !gone)
+        CORE::serveFiles({.received = {folder}});
     // Where it does not start, the operations that ask it say so.
     if (session.authentication) static_cast<void>((*session.authentication)->start(startup));
     if (const auto started = (*plugin)->start(startup); !started) {
         session.explain();
         return complain(exitUnreachable, started.error());
     }
+    const HostChannel none;
     int status = exitAnswered;
     const Interrupt interrupt([&session] { session.interrupt(); });
-    for (const Request& request : *requests)
-        if (!interrupt.happened()) status = std::max<int>(status, answer(session, request, options));
+    for (const Request& request : requests)
+        if (!interrupt.happened()) status = std::max<int>(status, answer(session, none, request, options));
     (*plugin)->stop();
     if (const auto flags = session.log.stateFlags(); interrupt.happened() && !flags.empty())
         session.log.say("the state flags: " + flags + " (-1: an operation did not come to its end)");
     // Changes that were to be saved and are not must not pass for success.
     if (session.log.savingFailed()) status = complain(exitUnreachable, "what was changed is not saved");
+    return status;
+}
+
+int send(const Options& options) {
+    auto requests = buildRequests(options);
+    if (!requests) return complain(exitUsage, requests.error());
+    const int logLevel = options.logLevel.value_or(CORE::logError);
+    Session session(logLevel, progressOf(*requests, logLevel));
+    if (!session.administration) return complain(exitUnreachable, session.administration.error());
+    if (!options.unchecked)
+        if (const auto checked = checkRequests(session.operations, *requests); !checked)
+            return complain(exitUsage, checked.error());
+    const channel::CarrierInUse carrier;  // also of the plug-in, which reaches agents
+    HostChannel host;
+    if (const auto failed = openHost(host, options, session.log)) return *failed;
+    const auto encrypted = encryptUnseen(session.operations, *requests,
+                                         [&host](std::string_view plain) { return host.encrypt(plain); });
+    if (!encrypted) return complain(exitUnreachable, encrypted.error());
+    if (!options.connect) return sendInProcess(session, *requests, options);
+    // An interrupt ends the tool, and with its channel what it waits for.
+    int status = exitAnswered;
+    for (const Request& request : *requests)
+        status = std::max<int>(status, answer(session, host, request, options));
     return status;
 }
 

@@ -54,9 +54,10 @@ struct Parser {
         app.add_option("--request", options.requestFile,
                        "read request entries as JSON from FILE (-: standard input)")
             ->type_name("FILE");
-        app.add_option("--encrypt", options.secret,
-                       "print VALUE encrypted under this machine's key, for a configuration; @FILE and @- as "
-                       "above")
+        app.add_option(
+               "--encrypt", options.secret,
+               "print VALUE encrypted under this machine's key, for a configuration, or with --connect "
+               "under the host's; @FILE and @- as above")
             ->type_name("VALUE");
         app.add_option("--batch", options.batchFile,
                        "answer a request a line: {\"operation\": NAME, \"request\": [[NAME, VALUE], ...]}")

@@ -60,11 +60,6 @@ Outcome<void> Plugin::start(const CORE::PropertyBag& startup) {
     return refuse("the plug-in did not start");
 }
 
-bool Plugin::send(const std::string& operation, const CORE::PropertyBag& request,
-                  CORE::PropertyBag& response) {
-    return CORE::MessageHandler::SendMsg(name_, CORE::toWide(operation), request, response);
-}
-
 void Plugin::stop() {
     const std::lock_guard hold(starting_);
     if (started_) exit_();

@@ -29,8 +29,6 @@ class Plugin {
     CORE::PropertyBag describe() const;
     // Why it fails is in the log.
     Outcome<void> start(const CORE::PropertyBag& startup);
-    // True when the worker handled the request.
-    bool send(const std::string& operation, const CORE::PropertyBag& request, CORE::PropertyBag& response);
     // Ends the worker and writes back what is to be saved; what cannot be is a line of CORE::savingTopic.
     // Any thread: requests that run are ended, and answered, as the service's stop ends them.
     void stop();

@@ -10,7 +10,6 @@
 
 #include "framework/core/console.h"
 #include "framework/core/coreexception.h"
-#include "framework/core/security.h"
 #include "host/bag_json.h"
 #include "host/described.h"
 
@@ -34,7 +33,9 @@ CORE::secretstring readAll(std::istream& in, std::size_t expected) {
     return kept;
 }
 
-Outcome<CORE::secretstring> readFile(const std::string& name) {
+}  // namespace
+
+Outcome<CORE::secretstring> readTextFile(const std::string& name) {
     std::error_code none;
     const auto path = pathOf(name);
     if (std::filesystem::is_directory(path, none)) return refuse("\"" + name + "\" is a folder");
@@ -47,8 +48,10 @@ Outcome<CORE::secretstring> readFile(const std::string& name) {
     return text;
 }
 
+namespace {
+
 Outcome<CORE::secretstring> readFileOrInput(const std::string& name) {
-    if (name != "-") return readFile(name);
+    if (name != "-") return readTextFile(name);
     CORE::secretstring text = readAll(std::cin, 0);
     if (!CORE::isValidUtf8(text.view())) return refuse("standard input is not valid UTF-8");
     return text;
@@ -144,12 +147,13 @@ Outcome<CORE::secretstring> readValue(const std::string& name, const std::string
         return std::move(*line);
     }
     if (!typed.starts_with('@')) return CORE::secretstring(typed);
-    const auto text = readFile(typed.substr(1));
+    const auto text = readTextFile(typed.substr(1));
     if (!text) return refuse(text.error());
     return CORE::secretstring(withoutLineEnd(CORE::withoutByteOrderMark(text->view())));
 }
 
-Outcome<void> encryptUnseen(const CORE::PropertyBag& operations, std::vector<Request>& requests) {
+Outcome<void> encryptUnseen(const CORE::PropertyBag& operations, std::vector<Request>& requests,
+                            const Encrypt& encrypt) {
     for (Request& request : requests) {
         const auto* operation = operationNamed(operations, request.operation);
         if (!operation) continue;
@@ -161,11 +165,9 @@ Outcome<void> encryptUnseen(const CORE::PropertyBag& operations, std::vector<Req
                 }))
                 continue;
             const CORE::wstr wide = key->get(L"name");
-            try {
-                request.bag.set(wide, CORE::SecurityManager::System().Encrypt(request.bag.utf8(wide)));
-            } catch (const CORE::coreException& error) {
-                return refuse("\"" + name + "\" cannot be encrypted: " + error.what());
-            }
+            const auto encrypted = encrypt(request.bag.utf8(wide));
+            if (!encrypted) return refuse("\"" + name + "\" cannot be encrypted: " + encrypted.error());
+            request.bag.set(wide, std::string_view(*encrypted));
         }
     }
     return {};

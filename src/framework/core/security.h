@@ -31,6 +31,11 @@ class MFWCORE_API SecurityManager {
     std::unique_ptr<State> state_;
 };
 
+// The same for a remote tool: an operation of the "System" worker, which answers the text of the request
+// encrypted under the key of the host that it is sent to. Agents' tickets do not reach it.
+inline constexpr std::wstring_view encryptOperation = L"Encrypt";
+inline constexpr std::wstring_view encryptText = L"Text";
+
 struct coreportable {
     MFWCORE_API static bool isAdmin(void* token);                    // null: this process
     MFWCORE_API static wstr convertSidToStringSid(const void* sid);  // a binary SID; empty when it is not one

@@ -3,6 +3,7 @@
 
 #include "framework/core/corestring.h"
 #include "framework/core/framework_state.h"
+#include "framework/core/security.h"
 
 namespace CORE {
 
@@ -13,6 +14,11 @@ class SystemWorker : public WorkItem {
     bool MessageHandler(const wchar_t* operation, const PropertyBag& request,
                         PropertyBag& response) override {
         if (equalFolded(operation, L"IsWorkerInstalled")) return isWorkerInstalled(request, response);
+        if (equalFolded(operation, encryptOperation) && !fromChannel()) {
+            const wstr sealed = SecurityManager::System().Encrypt(request.utf8(encryptText));
+            response.set(encryptText, sealed);
+            return true;
+        }
         response.setError(120);
         return false;
     }
@@ -25,7 +31,9 @@ class SystemWorker : public WorkItem {
             response.setError(1, L"QueueName is missing");
             return false;
         }
-        const auto timeout = static_cast<unsigned>(std::max(0, request.getInt(L"Timeout", 0)));
+        // A remote machine does not keep a thread of this one.
+        const auto timeout =
+            fromChannel() ? 0u : static_cast<unsigned>(std::max(0, request.getInt(L"Timeout", 0)));
         if (MessageFrameWork::System().IsWorkerInstalled(name, timeout, [this] { return givenUp_.load(); }))
             return true;
         response.setError(1, L"Worker " + name.str() + L" is not installed");
