@@ -6,7 +6,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 hdqadmin=$root/build/native/bin/hdqadmin
 
 "$root/scripts/install-packages.sh" build </dev/null
-"$root/scripts/build.sh" native hdqadmin ws_admin </dev/null
+"$root/scripts/build.sh" native hdqadmin mfwhost </dev/null
 
 [ $# = 0 ] || exec "$hdqadmin" "$@"
 

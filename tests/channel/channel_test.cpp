@@ -1,0 +1,692 @@
+// Channels between two ends of this process, over TCP and TLS.
+#include <gtest/gtest.h>
+#include <openssl/ssl.h>
+
+#if !defined(_WIN32)
+#include <sys/resource.h>
+#endif
+
+#include <atomic>
+#include <climits>
+#include <csignal>
+#include <future>
+#include <list>
+
+#include "channel/channel_client.h"
+#include "channel/channel_server.h"
+#include "framework/core/coreexception.h"
+#include "framework/core/framework.h"
+#include "framework/core/security.h"
+#include "host/service/desktop_manager.h"
+#include "host/service/permit.h"
+#include "machines/agent_operations.h"
+#include "machines/file_system.h"
+#include "platform/portable/agent_channels.h"
+#include "support/framework_worker.h"
+#include "support/raw_peer.h"
+#include "support/temp_folder.h"
+#include "support/test_service.h"
+
+namespace channel {
+namespace {
+
+using CORE::MessageFrameWork;
+using CORE::PropertyBag;
+using CORE::RespType;
+using wstest::FrameworkWorker;
+using wstest::RawPeer;
+using wstest::TempFolder;
+
+// A host with its tickets, and the carrier that reaches it.
+class Host {
+  public:
+    explicit Host(const ServerLimits& limits = {}, Permit permit = permitAll)
+        : server_("127.0.0.1", 0, store, std::move(permit), limits) {}
+
+    Ticket ticket(Rights rights = Rights::all, std::int64_t seconds = 60) {
+        return store.make(rights, seconds, "");
+    }
+    std::wstring address() const { return L"127.0.0.1:" + std::to_wstring(server_.port()); }
+    std::shared_ptr<CORE::MessageChannel> open(const Ticket& ticket) const {
+        return MessageFrameWork::System().ConnectChannelByTicket(
+            CORE::channelByTicket, CORE::toWide(ticketText(ticket).view()), address());
+    }
+    ChannelServer& server() { return server_; }
+    asio::ip::tcp::endpoint endpoint() const { return {asio::ip::make_address("127.0.0.1"), server_.port()}; }
+
+    static std::optional<std::wstring> permitAll(Rights, const std::wstring&, const std::wstring&) {
+        return std::nullopt;
+    }
+
+    // So often tickets are found valid; then all have expired.
+    std::atomic<int> looks{INT_MAX};
+    std::function<void(int left)> looked = [](int) {};
+
+  private:
+    const TempFolder folder_;
+
+  public:
+    TicketStore store{folder_.path() / "tickets", [this] {
+                          const int left = looks--;
+                          looked(left);
+                          return left > 0 ? 1'000'000 : 2'000'000;
+                      }};
+
+  private:
+    ChannelServer server_;
+    const CarrierInUse carrier_;
+};
+
+// A channel that is closed with the object.
+struct Open {
+    const std::shared_ptr<CORE::MessageChannel> channel;
+    explicit Open(const Host& host, const Ticket& ticket) : channel(host.open(ticket)) {
+        if (!channel) throw std::runtime_error("no channel");
+    }
+    ~Open() { MessageFrameWork::System().CloseChannel(channel); }
+    RespType send(PropertyBag& response, const PropertyBag& request = {},
+                  const std::wstring& worker = L"echo") const {
+        return channel->send(worker, L"ask", request, response, {});
+    }
+};
+
+using Echo = FrameworkWorker<0>;
+bool echo(std::wstring_view, const PropertyBag& request, PropertyBag& response) {
+    response = request;
+    return true;
+}
+
+// The worker "echo" for one request, which waits until it is let go or given up.
+struct Waiting {
+    std::promise<void> begun, go;
+    const Echo worker{L"echo",
+                      [this](auto, const PropertyBag&, PropertyBag&) {
+                          begun.set_value();
+                          go.get_future().wait();
+                          return true;
+                      },
+                      [this] { go.set_value(); }};
+
+    // The end of its request, which has begun.
+    std::future<RespType> ask(const Open& open, PropertyBag& response) {
+        auto sent = std::async(std::launch::async, [&] { return open.send(response); });
+        begun.get_future().wait();
+        return sent;
+    }
+};
+
+TEST(Channel, AnswersPassUnchanged) {
+    const Echo echo(L"echo", [](auto, const PropertyBag& request, PropertyBag& response) {
+        response = request;
+        response.setError(7, L"as it is");
+        return false;
+    });
+    Host host;
+    const Open open(host, host.ticket());
+    PropertyBag request, response;
+    request.add(L"a", std::wstring_view(L"\xD800"));
+    request.addBag(L"a", PropertyBag());
+    EXPECT_EQ(open.send(response, request), RespType::notHandled);
+    EXPECT_EQ(response.getError(), 7);
+    EXPECT_EQ(response.get(L"a"), L"\xD800");
+    EXPECT_TRUE(response.isBag(1));
+    response.clear();
+    EXPECT_EQ(open.send(response, {}, L"nobody"), RespType::noWorker);
+    EXPECT_EQ(response.getErrorText(), L"Worker nobody is not installed");
+    EXPECT_EQ(MessageFrameWork::System().FindChannel(open.channel->handle()), open.channel);
+}
+
+TEST(Channel, DeliversNoNameThatEndsAtANul) {
+    const Echo worker(L"echo", echo);
+    Host host;
+    const Open open(host, host.ticket());
+    PropertyBag response;
+    EXPECT_EQ(open.channel->send(L"echo", std::wstring_view(L"ask\0x", 5), {}, response, {}),
+              RespType::notHandled);
+    EXPECT_EQ(response.getErrorText(), L"The name of the operation has a NUL");
+}
+
+TEST(Channel, FindsItsHostByName) {
+    Host host;
+    const std::wstring port = host.address().substr(host.address().find(L':'));
+    const CORE::wstr ticket = CORE::toWide(ticketText(host.ticket()).view());
+    auto& framework = MessageFrameWork::System();
+    const auto channel = framework.ConnectChannelByTicket(CORE::channelByTicket, ticket, L"localhost" + port);
+    EXPECT_TRUE(channel);
+    framework.CloseChannel(channel);
+    EXPECT_FALSE(framework.ConnectChannelByTicket(CORE::channelByTicket, ticket, L"none.invalid" + port));
+    EXPECT_FALSE(framework.ConnectChannelByTicket(1, ticket, host.address())) << "another kind of channel";
+}
+
+// All bytes that the host answers to a peer's first ones, and how it ends the connection.
+std::string answered(const asio::ip::tcp::endpoint& host, ByteView first) {
+    asio::io_context context;
+    asio::ip::tcp::socket socket(context);
+    socket.connect(host);
+    asio::write(socket, asio::buffer(first.data(), first.size()));
+    std::error_code error;
+    std::string bytes;
+    asio::read(socket, asio::dynamic_buffer(bytes), error);
+    return std::to_string(bytes.size()) + " bytes" + bytes + ", " + error.message();
+}
+
+// The first bytes of a peer of OpenSSL's own making: the groups that it offers (a share of the first alone),
+// the ticket whose key it has, and what it asks for beside.
+struct Stranger {
+    const char* groups = "X25519";
+    const Ticket* ticket = nullptr;
+    std::uint64_t options = 0;
+    std::string_view early{};
+
+    SealedBytes hello() const {
+        const std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> context(SSL_CTX_new(TLS_client_method()),
+                                                                   SSL_CTX_free);
+        SSL_CTX_set_min_proto_version(context.get(), TLS1_3_VERSION);
+        SSL_CTX_set1_groups_list(context.get(), groups);
+        SSL_CTX_set_options(context.get(), options);
+        if (ticket) SSL_CTX_set_psk_use_session_callback(context.get(), &useTicket);
+        const std::unique_ptr<SSL, void (*)(SSL*)> ssl(SSL_new(context.get()), SSL_free);
+        BIO* const out = BIO_new(BIO_s_mem());
+        SSL_set_bio(ssl.get(), BIO_new(BIO_s_mem()), out);
+        SSL_set_app_data(ssl.get(), this);
+        SSL_set_connect_state(ssl.get());
+        std::size_t written = 0;
+        EXPECT_TRUE(early.empty() ||
+                    SSL_write_early_data(ssl.get(), early.data(), early.size(), &written) == 1);
+        SSL_do_handshake(ssl.get());
+        char* data = nullptr;
+        const long size = BIO_get_mem_data(out, &data);
+        return {data, data + size};
+    }
+
+  private:
+    static int useTicket(SSL* ssl, const EVP_MD*, const unsigned char** id, std::size_t* size,
+                         SSL_SESSION** session) {
+        const auto& [groups, ticket, options, early] = *static_cast<const Stranger*>(SSL_get_app_data(ssl));
+        constexpr unsigned char suite[] = {0x13, 0x01};
+        *session = SSL_SESSION_new();
+        SSL_SESSION_set1_master_key(*session, ticket->key.data(), ticket->key.size());
+        SSL_SESSION_set_cipher(*session, SSL_CIPHER_find(ssl, suite));
+        SSL_SESSION_set_protocol_version(*session, TLS1_3_VERSION);
+        SSL_SESSION_set_max_early_data(*session, static_cast<std::uint32_t>(early.size()));
+        *id = reinterpret_cast<const unsigned char*>(ticket->id.data());
+        *size = ticket->id.size();
+        return 1;
+    }
+};
+
+SealedBytes helloWith(const Ticket& ticket) {
+    return Stranger{.ticket = &ticket}.hello();
+}
+
+// The answers stand in the test's report, too.
+TEST(Channel, RefusedPeersGetNoByteAndTheSameEnd) {
+    Host host;
+    const Ticket valid = host.ticket(), expired = host.ticket(Rights::all, 0), revoked = host.ticket();
+    Ticket forged = valid, unknown = valid;
+    forged.key[0] ^= 1;
+    unknown.id[0] = unknown.id[0] == '0' ? '1' : '0';
+    host.store.revoke(revoked.id);
+    const std::string refused = answered(host.endpoint(), helloWith(expired));
+    EXPECT_TRUE(refused.starts_with("0 bytes, ")) << refused;
+    for (const auto& [name, hello] : std::initializer_list<std::pair<const char*, SealedBytes>>{
+             {"expired", helloWith(expired)},
+             {"revoked", helloWith(revoked)},
+             {"forged", helloWith(forged)},
+             {"unknown", helloWith(unknown)},
+             {"no_ticket", Stranger{}.hello()},
+             {"no_share", Stranger{.groups = "P-256:X25519"}.hello()},
+             {"psk_ke",
+              Stranger{.groups = "P-256", .ticket = &valid, .options = SSL_OP_ALLOW_NO_DHE_KEX}.hello()},
+             {"early_data", Stranger{.ticket = &valid, .early = "GET"}.hello()},
+             {"garbage", SealedBytes(100, 'x')}}) {
+        const std::string answer = answered(host.endpoint(), hello);
+        RecordProperty(name, answer);
+        EXPECT_EQ(answer, refused) << name;
+    }
+    for (const Ticket& ticket : {expired, revoked, forged, unknown}) EXPECT_FALSE(host.open(ticket));
+    const Open open(host, valid);
+}
+
+// Nor does a peer that has proved its ticket get another one, to come again without it.
+TEST(Channel, EndsItsHandshakeWithoutATicketForResumption) {
+    const TempFolder folder;
+    TicketStore store(folder.path() / "t");
+    const Ticket ticket = store.make(Rights::all, 60, "");
+    TlsContext hosts([&](std::string_view id) { return store.find(id); }), peers(ticket);
+    TlsEnd host(hosts), peer(peers);
+    Bytes plain;
+    SealedBytes first, second, third, rest;
+    ASSERT_TRUE(peer.start());
+    peer.takeOutput(first);
+    ASSERT_TRUE(host.receive(first, plain));
+    host.takeOutput(second);
+    ASSERT_TRUE(peer.receive(second, plain));
+    peer.takeOutput(third);
+    ASSERT_TRUE(host.receive(third, plain) && host.open() && peer.open());
+    host.takeOutput(rest);
+    EXPECT_TRUE(rest.empty());
+}
+
+// Whoever has recorded a peer's first message gets an answer to it, and nothing more.
+TEST(Channel, IsNotTakenByARecordedHandshake) {
+    ServerLimits limits;
+    limits.channels = 1;
+    limits.handshakes = 2;
+    Host host(limits);
+    const Ticket ticket = host.ticket();
+    const SealedBytes recorded = helloWith(ticket);
+    asio::io_context context;
+    std::list<asio::ip::tcp::socket> replays;
+    char byte = 0;
+    for (int i = 0; i < 3; ++i) {
+        replays.emplace_back(context).connect(host.endpoint());
+        asio::write(replays.back(), asio::buffer(recorded));
+        asio::read(replays.back(), asio::buffer(&byte, 1));
+    }
+    const Open open(host, ticket);
+    std::vector<char> rest(1 << 16);
+    std::error_code error;
+    asio::read(replays.front(), asio::buffer(rest), error);
+    EXPECT_TRUE(error) << "the oldest is closed";
+}
+
+TEST(Channel, EndsWithItsTicket) {
+    Waiting waiting;
+    ServerLimits limits;
+    limits.link.tick = std::chrono::milliseconds(5);
+    Host host(limits);
+    const Ticket ticket = host.ticket();
+    const Open open(host, ticket);
+    PropertyBag response;
+    auto sent = waiting.ask(open, response);
+    EXPECT_TRUE(host.store.revoke(ticket.id));
+    EXPECT_EQ(sent.get(), RespType::cancelled);
+    EXPECT_TRUE(response.getErrorText().str().starts_with(L"The channel to 127.0.0.1:"));
+    response.clear();
+    EXPECT_EQ(open.send(response), RespType::cancelled);
+    EXPECT_EQ(response.getError(), 1);
+}
+
+TEST(Channel, RefusesMoreAndAnswersWhatRunsBeforeItStops) {
+    for (const bool ofAllChannels : {false, true}) {
+        Waiting waiting;
+        ServerLimits limits;
+        (ofAllChannels ? limits.requests : limits.requestsOfChannel) = 1;
+        Host host(limits);
+        const Open open(host, host.ticket()), another(host, host.ticket());
+        PropertyBag first, second, third;
+        auto sent = waiting.ask(open, first);
+        EXPECT_EQ((ofAllChannels ? another : open).send(second), RespType::notHandled);
+        EXPECT_EQ(second.getErrorText(), L"There are too many requests at once");
+        EXPECT_EQ(host.server().running(), std::vector<std::wstring>{L"ask"});
+        host.server().refuse();
+        EXPECT_EQ(open.send(third), RespType::notHandled);
+        EXPECT_EQ(third.getErrorText(), L"The host is stopping");
+        host.server().waitForAnswers();  // what waits is told
+        host.server().stop();
+        EXPECT_EQ(sent.get(), RespType::handled);
+    }
+}
+
+// Unless the request is told, its worker waits for ever.
+TEST(Channel, CancelsWhatAPeerThatGoesAwayHasAskedFor) {
+    Waiting waiting;
+    Host host;
+    {
+        RawPeer peer(host.endpoint(), host.ticket());
+        ASSERT_TRUE(peer.finishHandshake());
+        ASSERT_TRUE(peer.send({.kind = FrameKind::request, .worker = L"echo", .operation = L"ask"}));
+        waiting.begun.get_future().wait();
+    }
+    host.server().waitForAnswers();
+    EXPECT_TRUE(host.server().running().empty());
+}
+
+TEST(Channel, CarriesManyRequestsAtOnce) {
+    const Echo worker(L"echo", echo);
+    Host host;
+    const Open open(host, host.ticket());
+    std::vector<std::future<void>> threads;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.push_back(std::async(std::launch::async, [&, thread] {
+            for (int i = 0; i < 20; ++i) {
+                PropertyBag request, response;
+                request.setInt(L"number", thread * 1000 + i);
+                request.set(L"text", std::wstring(static_cast<std::size_t>(i) * 500, L'x'));
+                EXPECT_EQ(open.send(response, request), RespType::handled);
+                EXPECT_EQ(response.flattenForDisplay(), request.flattenForDisplay());
+            }
+        }));
+}
+
+TEST(Channel, TheOldestHandshakeMakesRoomUnlessItHasProvedItsTicket) {
+    const Echo worker(L"echo", echo);
+    ServerLimits limits;
+    limits.handshakes = 4;
+    Host host(limits);
+    RawPeer proved(host.endpoint(), host.ticket());
+    ASSERT_TRUE(proved.receive());
+    asio::io_context context;
+    std::vector<asio::ip::tcp::socket> silent;
+    for (int i = 0; i < 20; ++i) silent.emplace_back(context).connect(host.endpoint());
+    const Open open(host, host.ticket());
+    PropertyBag response;
+    EXPECT_EQ(open.send(response), RespType::handled);
+    char byte = 0;
+    std::error_code error;
+    EXPECT_EQ(silent.front().read_some(asio::buffer(&byte, 1), error), 0u) << "the oldest is closed";
+    EXPECT_TRUE(proved.flush() && proved.finishHandshake());
+    EXPECT_TRUE(proved.send({.kind = FrameKind::request, .number = 5, .worker = L"echo"}));
+    EXPECT_EQ(proved.next().value().number, 5u);
+}
+
+// The host closes a channel that is over a limit; without that limit each of these would go on for ever.
+TEST(Channel, EndsBeyondItsLimits) {
+    using namespace std::chrono_literals;
+    const Echo great(L"echo", [](auto, const PropertyBag&, PropertyBag& response) {
+        response.set(L"text", std::wstring(1 << 20, L'x'));
+        return true;
+    });
+    const auto unread = [](RawPeer& peer) {
+        Frame question{.kind = FrameKind::request, .worker = L"echo"};
+        while (peer.send(question)) ++question.number;
+    };
+    const auto silent = [](RawPeer& peer) {
+        while (peer.next()) {
+        }
+    };
+    const auto pinged = [](RawPeer& peer) {
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(peer.next().value().kind, FrameKind::ping);
+            EXPECT_TRUE(peer.send({.kind = FrameKind::pong}));
+        }
+    };
+    const auto run = [](const auto& change, const std::function<void(RawPeer&)>& behave) {
+        ServerLimits limits;
+        limits.link.tick = 1ms;
+        change(limits);
+        Host host(limits);
+        RawPeer peer(host.endpoint(), host.ticket());
+        ASSERT_TRUE(peer.finishHandshake());
+        behave(peer);
+    };
+    run([](ServerLimits& limits) { limits.link.heartbeat = 1ms; }, pinged);
+    run([](ServerLimits& limits) { limits.link.silence = 1ms; }, silent);
+    run([](ServerLimits& limits) { limits.idle = 1ms; }, silent);
+    run([](ServerLimits& limits) { limits.link.writing = 1ms; }, unread);
+    run([](ServerLimits& limits) { limits.link.unsent = 1 << 20; }, unread);
+
+    ServerLimits limits;
+    limits.channels = 1;
+    limits.link.tick = 1ms;
+    {
+        Host host(limits);
+        const Open first(host, host.ticket());
+        EXPECT_EQ(host.open(host.ticket()), nullptr);
+    }
+    limits.link.handshake = 1ms;
+    Host host(limits);
+    RawPeer peer(host.endpoint(), host.ticket());
+    while (peer.receive()) {
+    }
+}
+
+TEST(Channel, GivesRemoteMachinesNoThreadAndNoKey) {
+    Host host;
+    const Open open(host, host.ticket(Rights::agent));
+    PropertyBag request, response;
+    request.set(L"QueueName", std::wstring_view(L"nobody"));
+    request.setInt(L"Timeout", INT_MAX);
+    EXPECT_EQ(open.channel->send(CORE::systemWorkerName, L"IsWorkerInstalled", request, response, {}),
+              RespType::notHandled);
+    open.channel->send(CORE::systemWorkerName, CORE::encryptOperation, request, response, {});
+    EXPECT_EQ(response.getError(), 120);
+}
+
+TEST(Tickets, AreTextsOfOneForm) {
+    const TempFolder folder;
+    const Ticket ticket = TicketStore(folder.path() / "t").make(Rights::read, 60, "for the tests");
+    const std::string text(ticketText(ticket).view());
+    const auto again = parseTicket(" " + text + "\r\n");
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->id, ticket.id);
+    EXPECT_EQ(again->key, ticket.key);
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        EXPECT_FALSE(parseTicket(text.substr(0, at))) << at;
+        std::string other = text;
+        other[at] = 'G';
+        EXPECT_FALSE(parseTicket(other)) << other;
+    }
+}
+
+TEST(Tickets, AreListedExpireAndAreRevoked) {
+    const TempFolder folder;
+    std::int64_t now = 100;
+    TicketStore store(folder.path() / "t", [&] { return now; });
+    const Ticket one = store.make(Rights::agent, 10, "one"), two = store.make(Rights::read, 20, "two");
+    const auto all = store.list();
+    ASSERT_EQ(all.size(), 2u);
+    EXPECT_EQ(all[0].label + all[1].label, "onetwo");
+    EXPECT_EQ(store.find(one.id)->rights, Rights::agent);
+    now = 110;
+    EXPECT_FALSE(store.find(one.id));
+    EXPECT_TRUE(store.find(two.id));
+    EXPECT_TRUE(store.revoke(two.id));
+    EXPECT_FALSE(store.revoke(two.id));
+    EXPECT_FALSE(store.find(two.id));
+    for (const char* id : {"", "..", "../../etc/passwd", "0123"}) {
+        EXPECT_FALSE(store.find(id));
+        EXPECT_FALSE(store.revoke(id));
+    }
+    EXPECT_THROW(store.make(Rights::read, 1, "two\nlines"), CORE::coreException);
+}
+
+// The operations on agents, over a channel to an agent's own workers.
+class RemoteAgents : public testing::Test {
+  protected:
+    RemoteAgents() {
+        for (const char* name : {"received", "logs", "bundles"})
+            std::filesystem::create_directory(folder_.path() / name);
+        const CORE::FileAccess files{.received = {folder_.path() / "received"},
+                                     .logs = {folder_.path() / "logs"},
+                                     .bundles = {folder_.path() / "bundles"}};
+        CORE::serveFiles(files);
+        agent_.files = files;
+        manager_.emplace(agent_);
+        platform_->agents = wsadmin::platform::makeAgentChannels();
+        request_.set(L"ticket", CORE::toWide(ticketText(host_.ticket(Rights::agent)).view()));
+        request_.set(L"ipAddress", host_.address());
+        folder_.write("logs/agent.log", content_);
+    }
+    ~RemoteAgents() override {
+        EXPECT_EQ(MessageFrameWork::System().OpenChannels(), 0u);
+        CORE::stopServingFiles();
+    }
+    template <auto method>
+    std::wstring ask(std::initializer_list<std::pair<const wchar_t*, const wchar_t*>> keys = {}) {
+        for (const auto& [name, value] : keys) request_.set(name, std::wstring_view(value));
+        const PropertyBag answer = wstest::ask<method>(service_, request_);
+        return answer.getError() != 0 ? L"! " + answer.getErrorText().str()
+                                      : answer.flattenForDisplay().str();
+    }
+    std::size_t filesIn(const char* name) const {
+        const std::filesystem::directory_iterator files(folder_.path() / name);
+        return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+    }
+
+    const std::string content_ = std::string(3'000'000, 'x') + "end";
+    const TempFolder folder_;
+    std::ostringstream log_;
+    mfwhost::HostLog hostLog_{log_, CORE::logInfo};
+    mfwhost::Agent agent_{"7.1", hostLog_, {}};
+    std::optional<mfwhost::DesktopManager> manager_;
+    static ServerLimits withoutTicks() {
+        ServerLimits limits;
+        limits.link.tick = std::chrono::hours(1);
+        return limits;
+    }
+    Host host_{withoutTicks(), mfwhost::permitOf({})};
+    std::shared_ptr<wsadmin::platform::Platform> platform_ = std::make_shared<wsadmin::platform::Platform>();
+    wstest::TestService service_{platform_};
+    PropertyBag request_;
+};
+
+TEST_F(RemoteAgents, AnswerOverARealChannel) {
+    using wsadmin::RemoteAgent;
+    EXPECT_EQ(ask<&RemoteAgent::setLogLevel>({{L"LogLevel", L"loud"}}), L"! There is no log level \"loud\"");
+    EXPECT_EQ(ask<&RemoteAgent::getLogs>(),
+              L"agent.log=" + (folder_.path() / "logs" / "agent.log").wstring());
+    EXPECT_EQ(ask<&RemoteAgent::copyLog>({{L"filename", L"agent.log"}, {L"localFilename", L"a.log"}}), L"");
+    EXPECT_EQ(folder_.read("received/a.log"), content_);
+#if !defined(_WIN32)  // where these are all that there is
+    using std::filesystem::perms;
+    EXPECT_EQ(std::filesystem::status(folder_.path() / "received/a.log").permissions(),
+              perms::owner_read | perms::owner_write);
+#endif
+    EXPECT_EQ(ask<&RemoteAgent::createBundle>({{L"localFilename", L"b.txt"}}), L"");
+    EXPECT_EQ(folder_.read("received/b.txt"), "version 7.1\n== agent.log\n" + content_);
+    EXPECT_EQ(ask<&RemoteAgent::createBundle>(), L"! Could not create the file b.txt");
+    EXPECT_EQ(filesIn("bundles"), 0u);
+    EXPECT_EQ(filesIn("received"), 2u);
+    manager_.reset();
+}
+
+TEST_F(RemoteAgents, LeaveNothingOfACopyThatBreaks) {
+    host_.looks = 4;  // the handshake, the list of the logs and two of three parts
+    EXPECT_EQ(ask<&wsadmin::RemoteAgent::copyLog>({{L"filename", L"agent.log"}, {L"localFilename", L"a"}}),
+              L"! Could not create the file a");
+    EXPECT_EQ(filesIn("received"), 0u);
+#if !defined(_WIN32)  // a disk that is full after the first part, as far as the file can tell
+    host_.looks = INT_MAX;
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit full{CORE::files::readSize, limit.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
+    const std::wstring answer = ask<&wsadmin::RemoteAgent::copyLog>();
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    EXPECT_EQ(answer, L"! Could not create the file a");
+    EXPECT_EQ(filesIn("received"), 0u);
+#endif
+}
+
+// The channel of a request that has to end is closed at once, and another one deletes the bundle.
+TEST_F(RemoteAgents, LeaveNoBundleBehindWhenTheServiceStops) {
+    host_.looks = 100;
+    host_.looked = [this](int left) {
+        if (left == 98) service_.stop();  // the handshake and the bundle come before, a part of the copy
+    };
+    EXPECT_EQ(ask<&wsadmin::RemoteAgent::createBundle>({{L"localFilename", L"a"}}),
+              L"! Could not create the file a");
+    EXPECT_EQ(filesIn("bundles"), 0u);
+    EXPECT_EQ(filesIn("received"), 0u);
+}
+
+// A file of an agent that answers its two bytes as the test says.
+struct FileChannel final : CORE::MessageChannel {
+    std::wstring size, identity;
+    int sent = 0;
+    RespType send(std::wstring_view, std::wstring_view, const PropertyBag&, PropertyBag& response,
+                  const CORE::SendOptions& options) override {
+        response.set(CORE::files::size, size);
+        if (sent++ > 0) response.set(CORE::files::identity, identity);
+        options.responseBinary->bytes() = {'a', 'b'};
+        return RespType::handled;
+    }
+    void close() noexcept override {}
+};
+
+TEST_F(RemoteAgents, AreCopiedFromOpenChannelsAlone) {
+    const auto closed = std::make_shared<FileChannel>();
+    MessageFrameWork::System().OpenChannel(closed);
+    MessageFrameWork::System().CloseChannel(closed);
+    for (const std::wstring& handle : {std::to_wstring(closed->handle()), std::wstring(L"-1"),
+                                       std::wstring(L"0"), std::wstring(L"1x"), std::wstring()}) {
+        PropertyBag request, response;
+        request.set(CORE::files::channel, handle);
+        request.set(CORE::files::localFileName, std::wstring_view(L"a"));
+        CORE::MessageHandler::SendMsg(CORE::files::worker, CORE::files::copyFromRemoteFile, request,
+                                      response);
+        EXPECT_EQ(response.getErrorText(), L"There is no such channel") << handle;
+    }
+}
+
+TEST_F(RemoteAgents, AreNotBelievedWhatCannotBe) {
+    for (const auto& [size, identity, copied] :
+         {std::tuple(L"2", L"", true), std::tuple(L"", L"", false), std::tuple(L"2x", L"", false),
+          std::tuple(L"-1", L"", false), std::tuple(L"1", L"", false), std::tuple(L"4", L"", true),
+          std::tuple(L"4", L"another", false), std::tuple(L"17179869185", L"", false)}) {
+        const auto channel = std::make_shared<FileChannel>();
+        channel->size = size;
+        channel->identity = identity;
+        MessageFrameWork::System().OpenChannel(channel);
+        EXPECT_EQ(wsadmin::FileSystem().copyFromRemoteFile(*channel, L"x", L"a"), copied) << identity;
+        MessageFrameWork::System().CloseChannel(channel);
+        EXPECT_EQ(std::filesystem::remove(folder_.path() / "received" / "a"), copied);
+        EXPECT_EQ(filesIn("received"), 0u);
+    }
+}
+
+// The agent names a file that nobody may delete.
+TEST_F(RemoteAgents, AFailedDeletionCountsMoreThanAFailedCopy) {
+    manager_.reset();
+    const Echo manager(L"DesktopManager", [this](auto, const PropertyBag&, PropertyBag& response) {
+        response.set(CORE::files::fileName, std::string_view(folder_.utf8("logs/agent.log")));
+        return true;
+    });
+    for (int copies = 0; copies < 2; ++copies)
+        EXPECT_EQ(ask<&wsadmin::RemoteAgent::createBundle>({{L"localFilename", L"a"}}),
+                  L"! Could not delete DCT bundle on remote machine (please delete manually)");
+    EXPECT_EQ(folder_.read("received/a"), content_);
+    EXPECT_EQ(filesIn("logs"), 1u);
+}
+
+TEST_F(RemoteAgents, AreNotReachedByTicketsForOperations) {
+    request_.set(L"ticket", CORE::toWide(ticketText(host_.ticket(Rights::all)).view()));
+    EXPECT_EQ(ask<&wsadmin::RemoteAgent::getVersion>(), L"! The ticket does not reach worker DesktopManager");
+    EXPECT_EQ(ask<&wsadmin::RemoteAgent::getLogs>(), L"");
+}
+
+TEST_F(RemoteAgents, ReachNoFileElsewhere) {
+    std::error_code unable;  // Wine makes no links
+    std::filesystem::create_symlink(folder_.path(), folder_.path() / "logs" / "link", unable);
+    const Open open(host_, host_.ticket(Rights::agent));
+    folder_.write("secret", "s");
+    for (const std::string& name :
+         {folder_.utf8("secret"), folder_.utf8("logs/../secret"), folder_.utf8("logs/link/secret"),
+          folder_.utf8("logs/link"), folder_.utf8("logs"), std::string("/dev/zero"), std::string()})
+        for (const wchar_t* operation : {CORE::files::readFile, CORE::files::deleteFile}) {
+            PropertyBag request, response;
+            request.set(CORE::files::fileName, std::string_view(name));
+            request.set(CORE::files::offset, std::wstring_view(L"0"));
+            open.channel->send(CORE::files::worker, operation, request, response, {});
+            EXPECT_EQ(response.getErrorText(), L"There is no such file") << name;
+        }
+    PropertyBag response;
+    open.channel->send(CORE::files::worker, CORE::files::copyFromRemoteFile, {}, response, {});
+    EXPECT_EQ(response.getError(), 120) << "a remote machine cannot have this one copy";
+}
+
+// Local names that a copy may not have.
+TEST_F(RemoteAgents, AreCopiedToNoPlaceElsewhere) {
+    std::error_code unable;  // Wine makes no links
+    std::filesystem::create_symlink(folder_.path(), folder_.path() / "received" / "folder", unable);
+    std::filesystem::create_symlink(folder_.path() / "new", folder_.path() / "received" / "file", unable);
+    std::vector<std::string> names{folder_.utf8("received/../new"), folder_.utf8("receivednew"), "folder/new",
+                                   "/dev/null", "."};
+    if (!unable) names.emplace_back("file");
+    for (const std::string& name : names)
+        EXPECT_EQ(ask<&wsadmin::RemoteAgent::copyLog>(
+                      {{L"filename", L"agent.log"}, {L"localFilename", CORE::toWide(name).c_str()}}),
+                  L"! Could not create the file " + CORE::toWide(name));
+    EXPECT_FALSE(std::filesystem::exists(folder_.path() / "new"));
+}
+
+TEST_F(RemoteAgents, AreNotAskedWhenTheServiceStops) {
+    service_.stop();
+    EXPECT_EQ(ask<&wsadmin::RemoteAgent::getVersion>(), L"! Cannot obtain channel for remote access");
+}
+
+}  // namespace
+}  // namespace channel
