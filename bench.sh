@@ -8,7 +8,7 @@ quick=()
 [ "${1:-}" = --quick ] && { effort=(--benchmark_min_time=0.01); quick=(--quick); shift; }
 
 "$root/scripts/install-packages.sh" build test </dev/null
-"$root/scripts/build.sh" --configure native benchmarks hdqadmin ws_admin winauth </dev/null
+"$root/scripts/build.sh" --configure native benchmarks hdqadmin mfwhost ws_admin winauth </dev/null
 
 results=$root/build/bench
 rm -rf "$results"

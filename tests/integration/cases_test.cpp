@@ -1,11 +1,14 @@
-// The cases of tests/cases, asked with the tools of both builds: on labs, and on the servers of with-pod and
-// with-corp where a block says so.
+// The cases of tests/cases, asked with the tools of both builds on labs and on the servers of with-pod and
+// with-corp, where a block says so, and all of them over a channel to a host that has the lab.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <functional>
+#include <map>
 
 #include "cases/runner/lab_folder.h"
 #include "integration/directory.h"
+#include "integration/running_host.h"
 #include "integration/tool.h"
 
 namespace integration {
@@ -77,6 +80,48 @@ std::string nameOf(const testing::TestParamInfo<std::tuple<Build, std::string, B
     return testing::PrintToString(build) + "_" + place + "_" + block.title();
 }
 INSTANTIATE_TEST_SUITE_P(Cases, Tools, testing::ValuesIn(everywhere()), nameOf);
+
+std::map<std::string, std::string> filesIn(const wstest::TempFolder& folder) {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
+        files[entry.path().filename().string()] = wstest::fileText(entry.path());
+    return files;
+}
+
+class Host : public testing::TestWithParam<Block> {};
+
+// Byte for byte, from the same files. What the host has saved is judged only in blocks that run with the
+// tools: elsewhere the cases that are left out change it, too.
+TEST_P(Host, AnswersOverAChannelAsTheToolInProcess) {
+    const Block& block = GetParam();
+    const wstest::LabFolder lab(block, WS_SOURCE_DIR);
+    std::vector<Request> requests;
+    for (const Case& one : block.cases) requests.push_back({one.operation(), one.request()});
+    const wstest::TempFolder own, received;  // take copies of agents' files
+    const Outcome inProcess =
+        askBatch(Build::native, {"--lab", lab.path().string()}, requests, {"env", "-C", own.path().string()});
+    RunningHost host("lab = '" + lab.path().string() + "'\nsave = true\n[files]\nreceived = ['" +
+                     received.path().string() + "']\n");
+    const Outcome overChannel = askBatch(Build::native, host.makeTicket("all"), requests);
+    EXPECT_EQ(overChannel.output, inProcess.output) << overChannel.errors;
+    EXPECT_EQ(filesIn(received), filesIn(own));
+    EXPECT_EQ(host.stop(), 0);
+    if (block.on("tools"))
+        for (const std::string& problem : judgeStored(wstest::lastStored(block.cases), lab.saved()))
+            ADD_FAILURE() << problem;
+}
+
+// The blocks with what can be asked from outside: without faults, and without a clock that is moved on.
+std::vector<Block> askedFromOutside() {
+    auto blocks = wstest::readAllCases(WS_SOURCE_DIR "/tests/cases");
+    for (Block& block : blocks)
+        std::erase_if(block.cases,
+                      [](const Case& one) { return !one.askedAt("host") || !one.askedAt("native"); });
+    std::erase_if(blocks, [](const Block& block) { return block.cases.empty(); });
+    return blocks;
+}
+INSTANTIATE_TEST_SUITE_P(Cases, Host, testing::ValuesIn(askedFromOutside()),
+                         [](const auto& instance) { return instance.param.title(); });
 
 }  // namespace
 }  // namespace integration

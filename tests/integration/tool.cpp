@@ -2,8 +2,10 @@
 
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 
@@ -21,10 +23,15 @@ std::string quoted(const std::string& argument) {
 
 }  // namespace
 
+std::string shellLine(const std::vector<std::string>& command) {
+    std::string line;
+    for (const std::string& argument : command) line += quoted(argument) + " ";
+    return line;
+}
+
 Outcome run(const std::vector<std::string>& command) {
     const wstest::TempFolder folder;
-    std::string line = "timeout " + std::to_string(timeLimitSeconds);
-    for (const std::string& argument : command) line += " " + quoted(argument);
+    std::string line = "timeout " + std::to_string(timeLimitSeconds) + " " + shellLine(command);
     line += " >" + quoted(folder.utf8("output")) + " 2>" + quoted(folder.utf8("errors")) + " </dev/null";
     const int status = std::system(line.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, folder.read("output"), folder.read("errors")};
@@ -70,20 +77,26 @@ Answer ask(Build build, const std::vector<std::string>& arguments,
     return {outcome.status, parse(outcome.output), outcome.errors};
 }
 
-std::vector<Answer> askAll(Build build, const std::vector<std::string>& options,
-                           const std::vector<Request>& requests) {
+Outcome askBatch(Build build, const std::vector<std::string>& options, const std::vector<Request>& requests,
+                 const std::vector<std::string>& surroundings) {
     std::string batch;
     for (const Request& request : requests)
         batch += Json{{"operation", request.operation}, {"request", request.bag}}.dump() + "\n";
     const wstest::TempFolder folder;
     std::vector<std::string> arguments = options;
     arguments.insert(arguments.end(), {"--unchecked", "--batch", folder.write("batch.json", batch)});
-    const Outcome outcome = start(build, arguments, {});
+    Outcome outcome = start(build, arguments, surroundings);
+    if (std::ranges::count(outcome.output, '\n') != std::ssize(requests))
+        throw std::runtime_error("the batch was not answered whole: " + outcome.errors);
+    return outcome;
+}
+
+std::vector<Answer> askAll(Build build, const std::vector<std::string>& options,
+                           const std::vector<Request>& requests) {
+    const Outcome outcome = askBatch(build, options, requests);
     std::vector<Answer> answers;
     std::istringstream lines(outcome.output);
     for (std::string line; std::getline(lines, line);) answers.push_back({-1, parse(line), outcome.errors});
-    if (answers.size() != requests.size())
-        throw std::runtime_error("the batch was not answered whole: " + outcome.errors);
     return answers;
 }
 

@@ -19,7 +19,8 @@ struct Outcome {
 
 constexpr int timeLimitSeconds = 60;
 
-// Each argument is one argument, whatever it holds.
+// For a shell: each argument is one argument, whatever it holds.
+std::string shellLine(const std::vector<std::string>& command);
 Outcome run(const std::vector<std::string>& command);
 
 // A variable of the environment that with-pod or with-wine sets; throws when the test was started without
@@ -48,7 +49,10 @@ struct Request {
     Json bag;
 };
 
-// The answers to many requests, asked of one process. Their status is -1.
+// What one process prints for many requests, a line for each. Throws when it does not answer all of them.
+Outcome askBatch(Build build, const std::vector<std::string>& options, const std::vector<Request>& requests,
+                 const std::vector<std::string>& surroundings = {});
+// The answers in it. Their status is -1.
 std::vector<Answer> askAll(Build build, const std::vector<std::string>& options,
                            const std::vector<Request>& requests);
 
