@@ -20,6 +20,15 @@ constexpr std::size_t threadCount = 2;
 constexpr std::wstring_view source = L"mfwhost";
 using Clock = std::chrono::steady_clock;
 
+// What the open channels of one ticket have. No ticket takes more than a quarter of a limit, so that its
+// holder leaves room for the others.
+struct Share {
+    std::size_t channels = 0, requests = 0;
+};
+std::size_t shareOf(std::size_t limit) {
+    return std::max<std::size_t>(limit / 4, 1);
+}
+
 // A request that runs, until its worker has answered.
 struct Running {
     std::wstring operation;
@@ -53,7 +62,7 @@ class ChannelServer::Implementation : public std::enable_shared_from_this<Implem
     // One connection. Its members are the link's: they are used in its callbacks.
     struct Peer {
         std::shared_ptr<Link> link;
-        bool counted = false;                      // among the channels
+        Share* share = nullptr;                    // of its ticket, as long as it is among the channels
         std::map<std::uint64_t, Running> running;  // by the peer's number
         Clock::time_point lastRequest = Clock::now();
     };
@@ -67,6 +76,7 @@ class ChannelServer::Implementation : public std::enable_shared_from_this<Implem
     bool proved(const PeerRef& peer);
     void opened(const PeerRef& peer);
     void closed(const PeerRef& peer, const std::wstring& reason);
+    bool mayOpen(const Peer& peer);
     bool mayStay(Peer& peer) const;
     void received(const PeerRef& peer, Frame frame);
     void request(const PeerRef& peer, Frame frame);
@@ -87,6 +97,7 @@ class ChannelServer::Implementation : public std::enable_shared_from_this<Implem
     std::set<PeerRef> peers_;
     Peers handshaking_, proved_;  // not open yet: before and after they have proved a ticket
     std::size_t channels_ = 0;
+    std::map<std::string, Share> shares_;  // by the identity of a ticket that is or was valid
     std::multiset<std::wstring> running_;
     bool refuses_ = false;
     bool stopped_ = false;  // by the one thread that stops it
@@ -158,36 +169,49 @@ bool ChannelServer::Implementation::proved(const PeerRef& peer) {
     const std::lock_guard lock(mutex_);
     handshaking_.remove(peer);
     wait(peer, proved_);
-    return channels_ < limits_.channels;
+    return mayOpen(*peer);
+}
+
+// Called with the lock held.
+bool ChannelServer::Implementation::mayOpen(const Peer& peer) {
+    return channels_ < limits_.channels &&
+           shares_[peer.link->ticket()->ticket.id].channels < shareOf(limits_.channels);
 }
 
 void ChannelServer::Implementation::opened(const PeerRef& peer) {
     {
         const std::lock_guard lock(mutex_);
         proved_.remove(peer);
-        peer->counted = channels_ < limits_.channels;
-        if (peer->counted) ++channels_;
+        if (mayOpen(*peer)) {
+            peer->share = &shares_[peer->link->ticket()->ticket.id];
+            ++peer->share->channels;
+            ++channels_;
+        }
     }
-    if (!peer->counted) return peer->link->close(L"there are too many channels");
+    if (!peer->share) return peer->link->close(L"there are too many channels");
     CORE::__SysMessage(CORE::logInfo, source, L"Channel opened with ticket %s",
                        peer->link->ticket()->ticket.id);
 }
 
 void ChannelServer::Implementation::closed(const PeerRef& peer, const std::wstring& reason) {
     std::map<std::uint64_t, Running> left;
-    bool wasOpen = false;
+    Share* share = nullptr;
     {
         const std::lock_guard lock(mutex_);
         handshaking_.remove(peer);
         proved_.remove(peer);
         peers_.erase(peer);
-        wasOpen = std::exchange(peer->counted, false);
-        if (wasOpen) --channels_;
         left = std::exchange(peer->running, {});
+        share = std::exchange(peer->share, nullptr);
+        if (share) {
+            --channels_;
+            --share->channels;
+            share->requests -= left.size();
+        }
         for (const auto& [number, one] : left) running_.erase(running_.find(one.operation));
     }
     for (const auto& [number, one] : left) CORE::MessageHandler::CancelMsg(one.message);
-    CORE::__SysMessage(CORE::logDebug, source, wasOpen ? L"Channel closed: %s" : L"Connection refused: %s",
+    CORE::__SysMessage(CORE::logDebug, source, share ? L"Channel closed: %s" : L"Connection refused: %s",
                        reason);
     peer->link.reset();
 }
@@ -210,7 +234,9 @@ void ChannelServer::Implementation::received(const PeerRef& peer, Frame frame) {
 std::optional<std::wstring> ChannelServer::Implementation::refusal(const Peer& peer, const Frame& frame) {
     if (refuses_) return L"The host is stopping";
     if (peer.running.contains(frame.number)) return L"A request of that number runs already";
-    if (peer.running.size() >= limits_.requestsOfChannel || running_.size() >= limits_.requests)
+    if (!peer.share) return L"There are too many channels";
+    if (peer.running.size() >= limits_.requestsOfChannel || running_.size() >= limits_.requests ||
+        peer.share->requests >= shareOf(limits_.requests))
         return L"There are too many requests at once";
     return std::nullopt;
 }
@@ -227,6 +253,7 @@ void ChannelServer::Implementation::request(const PeerRef& peer, Frame frame) {
         if (!failure) {
             peer->running.emplace(frame.number, Running{frame.operation, 0});
             running_.insert(frame.operation);
+            ++peer->share->requests;
         }
     }
     const auto refuseIt = [&](const std::wstring& sentence) {
@@ -274,6 +301,7 @@ void ChannelServer::Implementation::answered(const PeerRef& peer, std::uint64_t 
         if (found == peer->running.end()) return;  // the peer has gone
         running_.erase(running_.find(found->second.operation));
         peer->running.erase(found);
+        --peer->share->requests;
         peer->lastRequest = Clock::now();
         link = peer->link;
     }

@@ -329,6 +329,29 @@ TEST(Channel, RefusesMoreAndAnswersWhatRunsBeforeItStops) {
     }
 }
 
+TEST(Channel, LeavesOtherTicketsRoomBesideOne) {
+    Waiting waiting;
+    ServerLimits limits;
+    limits.channels = 8;
+    limits.requests = 7;
+    Host host(limits);
+    const Ticket ticket = host.ticket();
+    const Open first(host, ticket), second(host, ticket);
+    EXPECT_FALSE(host.open(ticket)) << "a third channel";
+    const Open another(host, host.ticket());
+    PropertyBag kept, response;
+    auto sent = waiting.ask(first, kept);
+    EXPECT_EQ(second.send(response, {}, L"nobody"), RespType::notHandled);
+    EXPECT_EQ(response.getErrorText(), L"There are too many requests at once");
+    EXPECT_EQ(another.send(response, {}, L"nobody"), RespType::noWorker);
+    // A channel that is closed gives back what it had.
+    first.channel->close();
+    EXPECT_EQ(sent.get(), RespType::cancelled);
+    host.server().waitForAnswers();
+    EXPECT_EQ(second.send(response, {}, L"nobody"), RespType::noWorker);
+    const Open third(host, ticket);
+}
+
 // Unless the request is told, its worker waits for ever.
 TEST(Channel, CancelsWhatAPeerThatGoesAwayHasAskedFor) {
     Waiting waiting;
