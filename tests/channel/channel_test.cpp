@@ -366,6 +366,45 @@ TEST(Channel, CancelsWhatAPeerThatGoesAwayHasAskedFor) {
     EXPECT_TRUE(host.server().running().empty());
 }
 
+// Which the opening end tells before it sends; one with greater limits is cut off.
+TEST(Channel, CarriesTheLargestRequestAndNotAByteMore) {
+    const Echo worker(L"echo", echo);
+    Host host;
+    const auto asked = [](const Open& open, std::size_t text, std::size_t attached) -> std::wstring {
+        const CORE::MsgBinary sent(std::vector<std::uint8_t>(attached, 'y'));
+        CORE::MsgBinary answered;
+        PropertyBag request, response;
+        request.set(L"text", std::string(text, 'x'));
+        open.channel->send(L"echo", L"ask", request, response,
+                           {.requestBinary = &sent, .responseBinary = &answered});
+        if (response.getError() != 0) return response.getErrorText().str();
+        const bool same = response.utf8(L"text") == request.utf8(L"text") && answered.bytes() == sent.bytes();
+        return same ? L"the same" : L"another";
+    };
+    Frame question{.kind = FrameKind::request, .number = 1, .worker = L"echo", .operation = L"ask"};
+    question.bag.set(L"text", std::string(1 << 16, 'x'));
+    const std::size_t beside = encodeFrame(question, {}).size() - frameHeadSize - (1 << 16);
+    const std::size_t text = FrameLimits().message - beside, attached = FrameLimits().attachment;
+    {
+        const Open open(host, host.ticket());
+        EXPECT_EQ(asked(open, text, attached), L"the same");
+        EXPECT_EQ(asked(open, text + 1, 0), L"The message is too large for a channel");
+        EXPECT_EQ(asked(open, 0, attached + 1), L"The message is too large for a channel");
+    }
+    ClientLimits greater;
+    greater.link.requests = {.message = 2 * text, .attachment = 2 * attached};
+    const CarrierInUse carrier(greater);
+    for (const auto& [ofText, ofAttachment] : {std::pair(text + 1, std::size_t{0}), {0, attached + 1}}) {
+        const Open open(host, host.ticket());
+        EXPECT_TRUE(asked(open, ofText, ofAttachment).starts_with(L"The channel to 127.0.0.1:"));
+    }
+    ServerLimits limits;
+    limits.link.answers.message = 100;
+    Host small(limits);
+    const Open open(small, small.ticket());
+    EXPECT_EQ(asked(open, 100, 0), L"The answer is too large for a channel");
+}
+
 TEST(Channel, CarriesManyRequestsAtOnce) {
     const Echo worker(L"echo", echo);
     Host host;

@@ -1,4 +1,5 @@
-// A worker of the framework whose answers are a function of the test, installed for as long as it lives.
+// A worker of the framework whose answers are a function of the test, installed for as long as it lives. An
+// attachment comes back as it is.
 #pragma once
 
 #include <functional>
@@ -52,6 +53,7 @@ class FrameworkWorker {
                 const std::lock_guard hold(current_->mutex_);
                 current_->sent_.push_back({operation, request});
             }
+            responseBinary() = requestBinary();
             return current_->answer_(operation, request, response);
         }
         void AbortHandler() override { current_->onAbort_(); }
