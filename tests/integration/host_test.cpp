@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <list>
 #include <thread>
@@ -189,6 +190,31 @@ TEST(StoppingHost, EndsTheWaitOfARequestAndAnswersIt) {
     const auto answer = peer.next();
     ASSERT_TRUE(answer);
     EXPECT_EQ(answer->number, 1u);
+}
+
+// The installer runs for a second and a half, and nothing ends it.
+TEST(StoppingHost, WaitsForAProgramAndNamesIt) {
+    const wstest::TempFolder folder;
+    std::filesystem::copy(WS_SOURCE_DIR "/labs/sample", folder.path() / "lab",
+                          std::filesystem::copy_options::recursive);
+    std::ofstream(folder.path() / "lab" / "machine.toml", std::ios::app)
+        << "\n[[program]]\nname = '*\\adaminstall.exe'\nduration = 1500\nexit-code = 1\n";
+    RunningHost host("lab = '" + folder.utf8("lab") + "'\n", {"--log", "verbose"});
+    host.makeTicket("all");
+    wstest::RawPeer peer = peerOf(host);
+    ASSERT_TRUE(peer.finishHandshake());
+    ASSERT_TRUE(
+        peer.send({.kind = channel::FrameKind::request, .worker = L"ws_admin", .operation = L"qrvLdapInit"}));
+    for (int i = 0; i < 1000 && host.log().find("Running: ") == std::string::npos; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_EQ(host.stop(), 0);
+    const auto answer = peer.next();
+    ASSERT_TRUE(answer);
+    const std::string ended = "instance create command failed - exit status 1", log = host.log();
+    EXPECT_NE(CORE::toUtf8(answer->bag.getErrorText()).find(ended), std::string::npos);
+    for (const char* before : {"Stopping: new requests are refused",
+                               "Waiting for program C:\\Windows\\adam\\adaminstall.exe to end"})
+        EXPECT_LT(log.find(before), log.find(ended)) << before << log;
 }
 
 // The tool has a key of its own, under which the host could read nothing.

@@ -27,15 +27,15 @@ RunningHost::RunningHost(const std::string& host, const std::vector<std::string>
     : build_(build) {
     folder_.write("host.toml", "[host]\nlisten = \"127.0.0.1:0\"\ntickets = \"tickets\"\n" + host);
     std::vector<std::string> command = words();
-    command.insert(command.end(), {"--log", "warning"});
     command.insert(command.end(), options.begin(), options.end());
     // The shell's number is then the host's.
-    output_ = ::popen(("echo $$; exec " + shellLine(command)).c_str(), "re");
+    const std::string intoLog = "2>" + shellLine({folder_.utf8("log")});
+    output_ = ::popen(("echo $$; exec " + shellLine(command) + intoLog).c_str(), "re");
     process_ = std::stoi(line());
     const std::string told = line();
     if (!told.starts_with(greeting)) {
         stop(SIGKILL);
-        throw std::runtime_error("mfwhost does not start: " + told);
+        throw std::runtime_error("mfwhost does not start: " + told + log());
     }
     address_ = told.substr(greeting.size());
 }

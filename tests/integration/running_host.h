@@ -16,7 +16,8 @@ class RunningHost {
   public:
     // `host` follows the lines of [host] that say where it listens and where its tickets are. Throws when it
     // does not start.
-    explicit RunningHost(const std::string& host, const std::vector<std::string>& options = {},
+    explicit RunningHost(const std::string& host,
+                         const std::vector<std::string>& options = {"--log", "warning"},
                          Build build = Build::native);
     ~RunningHost();
     RunningHost(const RunningHost&) = delete;
@@ -24,6 +25,7 @@ class RunningHost {
 
     const std::string& address() const noexcept { return address_; }
     pid_t process() const noexcept { return process_; }
+    std::string log() const { return folder_.read("log"); }
     std::string ticketFile(const std::string& name) const { return folder_.utf8(name); }
     // Makes the ticket NAME of these rights, and answers the tool's options that use it.
     std::vector<std::string> makeTicket(const std::string& rights, const std::string& name = "ticket");

@@ -12,10 +12,7 @@ void StopSignals::waitAndRun(const Names& running, const std::function<void()>& 
     signals_.async_wait([&](const std::error_code&, int) {
         ending = std::thread([&] {
             end();
-            asio::post(context_, [this] {
-                signals_.cancel();
-                timer_.cancel();
-            });
+            context_.stop();
         });
         signals_.async_wait([](const std::error_code& cancelled, int signal) {
             if (!cancelled) std::_Exit(128 + signal);
@@ -27,13 +24,10 @@ void StopSignals::waitAndRun(const Names& running, const std::function<void()>& 
 }
 
 void StopSignals::nameWhatRuns(const Names& running) {
+    for (const std::wstring& name : running())
+        CORE::__SysMessage(CORE::logInfo, L"mfwhost", L"Waiting for %s to end", name);
     timer_.expires_after(betweenNames_);
-    timer_.async_wait([this, &running](const std::error_code& cancelled) {
-        if (cancelled) return;
-        for (const std::wstring& name : running())
-            CORE::__SysMessage(CORE::logInfo, L"mfwhost", L"Waiting for %s to end", name);
-        nameWhatRuns(running);
-    });
+    timer_.async_wait([this, &running](const std::error_code&) { nameWhatRuns(running); });
 }
 
 }  // namespace mfwhost

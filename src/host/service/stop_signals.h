@@ -18,8 +18,9 @@ class StopSignals {
     // Signals are kept from now on.
     explicit StopSignals(std::chrono::milliseconds betweenNames) : betweenNames_(betweenNames) {}
 
-    // Waits for a signal, then runs `end` on another thread, and logs every so often what `running` names,
-    // until that has returned. A second signal ends the process with the status 128 and the signal's number.
+    // Waits for a signal, then runs `end` on another thread, and logs at once and every so often what
+    // `running` names, until that has returned. A second signal ends the process with the status 128 and the
+    // signal's number.
     void waitAndRun(const Names& running, const std::function<void()>& end);
 
   private:
