@@ -1,12 +1,14 @@
 // The service host as a process, with many clients and with hostile ones.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <list>
 #include <thread>
@@ -28,6 +30,8 @@ constexpr std::size_t floodSize = 4000;
 // What hostile clients may cost the slowest of the others: so many times what it needs without them, and
 // seconds.
 constexpr double slowdown = 10, leeway = 5;
+// MiB that the host may keep of what a flood has cost, and of what a peer has that does not read.
+constexpr std::size_t keptOfFlood = 32, keptOfUnread = 256;
 const std::string sampleLab = std::string("lab = '") + WS_SOURCE_DIR + "/labs/sample'\n";
 
 std::vector<Request> mixed() {
@@ -86,11 +90,16 @@ class HostOfMany : public testing::Test {
         const std::filesystem::directory_iterator files("/proc/" + std::to_string(host_.process()) + "/fd");
         return static_cast<std::size_t>(std::distance(begin(files), end(files)));
     }
-    // Waits until the host has as few descriptors as at the start.
-    bool isBackTo(std::size_t files) const {
-        for (int i = 0; i < 1000 && openFiles() > files; ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        return openFiles() <= files;
+    std::size_t residentMiB() const {
+        std::ifstream pages("/proc/" + std::to_string(host_.process()) + "/statm");
+        std::size_t total = 0, resident = 0;
+        pages >> total >> resident;
+        return resident * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)) >> 20;
+    }
+    // Waits for it, but not for ever.
+    static bool comes(const std::function<bool()>& what) {
+        for (int i = 0; i < 1000 && !what(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        return what();
     }
 
     RunningHost host_{sampleLab};
@@ -106,6 +115,7 @@ TEST_F(HostOfMany, AnswersAsInProcessAndHostileClientsHoldNobodyUp) {
     const std::size_t files = openFiles();
     const auto alone = secondsOfClients(options_, expected_);
     tell("alone", alone);
+    const std::size_t resident = residentMiB();
     // One end of each connection of the flood is this process's.
     rlimit limit{};
     ::getrlimit(RLIMIT_NOFILE, &limit);
@@ -113,14 +123,23 @@ TEST_F(HostOfMany, AnswersAsInProcessAndHostileClientsHoldNobodyUp) {
     ::setrlimit(RLIMIT_NOFILE, &limit);
     asio::io_context context;
     std::list<tcp::socket> flood;
-    std::thread floods([&] {
+    const auto openMany = [&] {
         std::error_code error;
         for (std::size_t i = 0; i < floodSize; ++i) {
             flood.emplace_back(context).connect(endpointOf(host_), error);
             EXPECT_FALSE(error) << error.message();
             if (i % 3 == 0) asio::write(flood.back(), asio::buffer(std::string(500, 'x')), error);
         }
-    });
+    };
+    const auto areGone = [&] {
+        flood.clear();
+        return comes([&] { return openFiles() <= files; });
+    };
+    openMany();
+    EXPECT_TRUE(areGone());
+    const std::size_t flooded = residentMiB();
+    EXPECT_LT(flooded, resident + keptOfFlood);
+    std::thread floods(openMany);
     // Asks and never reads, with a valid ticket, until the host cuts it off; then once more.
     std::atomic<bool> done{false};
     std::thread deaf([&] {
@@ -139,8 +158,10 @@ TEST_F(HostOfMany, AnswersAsInProcessAndHostileClientsHoldNobodyUp) {
     deaf.join();
     tell("beside hostile ones", seconds);
     EXPECT_LT(seconds.back(), slowdown * alone.back() + leeway);
-    flood.clear();
-    EXPECT_TRUE(isBackTo(files)) << openFiles() << " in place of " << files;
+    EXPECT_TRUE(areGone()) << openFiles() << " in place of " << files;
+    EXPECT_TRUE(comes([&] { return residentMiB() < resident + keptOfUnread; })) << residentMiB();
+    std::cout << "memory in MiB: " << resident << ", after a flood " << flooded << ", at the end "
+              << residentMiB() << std::endl;
     EXPECT_EQ(host_.stop(), 0);
 }
 

@@ -28,9 +28,11 @@ RunningHost::RunningHost(const std::string& host, const std::vector<std::string>
     folder_.write("host.toml", "[host]\nlisten = \"127.0.0.1:0\"\ntickets = \"tickets\"\n" + host);
     std::vector<std::string> command = words();
     command.insert(command.end(), options.begin(), options.end());
-    // The shell's number is then the host's.
-    const std::string intoLog = "2>" + shellLine({folder_.utf8("log")});
-    output_ = ::popen(("echo $$; exec " + shellLine(command) + intoLog).c_str(), "re");
+    // The shell's number is then the host's. With these settings of the C library what is freed goes back to
+    // the system.
+    const std::string begin = "echo $$; exec env MALLOC_ARENA_MAX=1 MALLOC_TRIM_THRESHOLD_=131072 ",
+                      intoLog = "2>" + shellLine({folder_.utf8("log")});
+    output_ = ::popen((begin + shellLine(command) + intoLog).c_str(), "re");
     process_ = std::stoi(line());
     const std::string told = line();
     if (!told.starts_with(greeting)) {
