@@ -72,7 +72,7 @@ class ChannelServer::Implementation : public std::enable_shared_from_this<Implem
 
     void accept();
     void take(asio::ip::tcp::socket socket);
-    void wait(const PeerRef& peer, Peers& among);
+    void wait(const PeerRef& peer, Peers& among) const;
     bool proved(const PeerRef& peer);
     void opened(const PeerRef& peer);
     void closed(const PeerRef& peer, const std::wstring& reason);
@@ -80,7 +80,7 @@ class ChannelServer::Implementation : public std::enable_shared_from_this<Implem
     bool mayStay(Peer& peer) const;
     void received(const PeerRef& peer, Frame frame);
     void request(const PeerRef& peer, Frame frame);
-    void answered(const PeerRef& peer, std::uint64_t number, Frame answer);
+    void answered(const PeerRef& peer, std::uint64_t number, const Frame& answer);
     std::optional<std::wstring> refusal(const Peer& peer, const Frame& frame);
 
     const ServerLimits limits_;
@@ -156,7 +156,7 @@ void ChannelServer::Implementation::take(asio::ip::tcp::socket socket) {
 }
 
 // The oldest makes room. Called with the lock held.
-void ChannelServer::Implementation::wait(const PeerRef& peer, Peers& among) {
+void ChannelServer::Implementation::wait(const PeerRef& peer, Peers& among) const {
     among.push_back(peer);
     if (among.size() <= limits_.handshakes) return;
     among.front()->link->close(L"there are too many handshakes");
@@ -270,7 +270,7 @@ void ChannelServer::Implementation::request(const PeerRef& peer, Frame frame) {
         Frame answer{.kind = FrameKind::response, .number = number, .type = type};
         answer.bag = std::move(response);
         answer.attachment = std::move(answerBinary->bytes());
-        self->answered(peer, number, std::move(answer));
+        self->answered(peer, number, answer);
     };
     const std::uint64_t message =
         CORE::MessageHandler::SendAsyncMsg(frame.worker, frame.operation, std::move(frame.bag), done,
@@ -281,7 +281,7 @@ void ChannelServer::Implementation::request(const PeerRef& peer, Frame frame) {
     if (message == 0) {
         Frame answer{.kind = FrameKind::response, .number = frame.number};
         answer.bag.setError(1, L"The framework has no thread for the message");
-        return answered(peer, frame.number, std::move(answer));
+        return answered(peer, frame.number, answer);
     }
     bool cancels = false;  // refuse came before the message had its number
     {
@@ -293,7 +293,7 @@ void ChannelServer::Implementation::request(const PeerRef& peer, Frame frame) {
     if (cancels) CORE::MessageHandler::CancelMsg(message);
 }
 
-void ChannelServer::Implementation::answered(const PeerRef& peer, std::uint64_t number, Frame answer) {
+void ChannelServer::Implementation::answered(const PeerRef& peer, std::uint64_t number, const Frame& answer) {
     std::shared_ptr<Link> link;
     {
         const std::lock_guard lock(mutex_);
