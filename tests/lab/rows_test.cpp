@@ -84,9 +84,11 @@ Json found(const Json& in) {
     return namesOf(searchBelow(*test.bound(), testSuffix, in));
 }
 
+constexpr char computed[] = "msDS-User-Account-Control-Computed";
+
 // The domain of people.ldif.
-TestDirectory people() {
-    return TestDirectory(wstest::fileText(WS_SOURCE_DIR "/tests/lab/people.ldif"), activeDirectory());
+TestDirectory people(const DirectorySettings& settings = activeDirectory()) {
+    return TestDirectory(wstest::fileText(WS_SOURCE_DIR "/tests/lab/people.ldif"), settings);
 }
 
 // The SIDs of one attribute of the only entry that is found, sorted.
@@ -113,8 +115,7 @@ Json accountControl(const Json& in) {
     set("CN=leaf,DC=t", "pwdLastSet", in[1]);
     set("CN=leaf,DC=t", "userAccountControl", in[2]);
     set("DC=t", "lockoutDuration", in[3]);
-    constexpr char control[] = "msDS-User-Account-Control-Computed";
-    return std::string(readEntry(*session, "CN=leaf,DC=t", {control}).value().entries.at(0).first(control));
+    return std::string(readEntry(*session, "CN=leaf,DC=t", {computed}).value().entries.at(0).first(computed));
 }
 
 Result<LdapSearchResult> searchLab(const std::string& lab, const std::string& host, std::uint16_t port,
@@ -166,6 +167,21 @@ TEST(Rows, OfALab) {
               return CORE::toUtf8(
                   openLab(WS_SOURCE_DIR "/labs/" + in.get<std::string>()).value()->processAccount);
           }}});
+}
+
+TEST(Rows, OfADomainWhereAGroupIsGone) {
+    auto domain = people();
+    const auto session = domain.bound();
+    EXPECT_EQ(codeOf(session->remove("CN=outer,DC=t")), ldapSuccess);
+    const auto entry = [&](const char* name, const char* attribute) {
+        return readEntry(*session, name, {attribute}).value().entries.at(0);
+    };
+    const char range[] = "tokenGroups;range=1-*";
+    EXPECT_EQ(entry("CN=leaf,DC=t", range).all(range).size(), 2U);
+    EXPECT_EQ(entry("CN=stored,DC=t", computed).first(computed), "7");
+    EXPECT_EQ(entry("OU=unit,DC=t", computed).first(computed), "");
+    const auto elsewhere = readEntry(*people({}).bound(), "CN=leaf,DC=t", {"tokenGroups", computed});
+    EXPECT_TRUE(elsewhere.value().entries.at(0).attributes.empty()) << "only in a domain";
 }
 
 // What is no text cannot stand in the file.
