@@ -4,8 +4,10 @@
 #include "ldap/directory_time.h"
 #include "ldap/domain_config.h"
 #include "ldap/domain_map.h"
+#include "ldap/name_value.h"
 #include "support/log_capture.h"
 #include "support/rows.h"
+#include "support/scripted_ldap.h"
 
 namespace {
 
@@ -27,13 +29,53 @@ Json listInForce(const Json& in) {
     return CORE::toUtf8(effectiveList(filters));
 }
 
+// Of domains, each with its short name, DNS name, root naming context, stated trust, and whether it lists the
+// primary one: who is reached how, the health of each, and what is logged on the way.
+Json domainMap(const Json& in) {
+    const auto wide = [](const Json& text) { return CORE::toWide(text.get<std::string>()); };
+    DomainSurvey survey;
+    survey.primaryDns = wide(in["primary"][0]);
+    survey.primaryRoot = in["primary"][1];
+    for (const Json& one : in["domains"])
+        survey.domains.push_back({wide(one[0]), wide(one[1]), one[2], wide(one[3]), one[4]});
+    const wstest::LogCapture log;
+    const CORE::PropertyBag map = renderDomainMap(survey);
+    Json outcome = Json::array();
+    for (const wchar_t* part : {L"primaryDomain", L"allDomains", L"trustedDomains"})
+        outcome.push_back(CORE::toUtf8(map.getBag(part).flattenForDisplay(L" ")));
+    for (const CORE::BagProperty& health : map.getBag(L"domainHealth").props())
+        outcome.push_back(CORE::toUtf8(health.bag->flattenForDisplay(L" ")));
+    for (const wstest::LogLine& line : log.lines())
+        if (line.level != CORE::logVerbose) outcome.push_back(CORE::toUtf8(line.text));
+    return outcome;
+}
+
+// Whether a pair was set, the code of the call that failed, and what was deleted (-) and added (+) for it.
+Json pair(const Json& in) {
+    wstest::ScriptedSession session;
+    session.onModify = [&in](const wstest::ModifyCall& call) {
+        return in.value(call.operation == platform::LdapModify::remove ? "deleteCode" : "addCode", 0);
+    };
+    const auto set = setNameValue(session, wstest::entry("cn=desk", {{"pairs", in["present"]}}), "pairs",
+                                  in["set"][0].get<std::string>(), in["set"][1].get<std::string>());
+    Json outcome = {set.changed, set.code};
+    for (const wstest::ModifyCall& call : session.modifies) {
+        EXPECT_EQ(call.dn + " " + call.attribute, "cn=desk pairs");
+        const char* sign = call.operation == platform::LdapModify::remove ? "-" : "+";
+        for (const std::string& value : call.values) outcome.push_back(sign + value);
+    }
+    return outcome;
+}
+
 TEST(Rows, OfTheDirectory) {
     wstest::tryRows(
         WS_SOURCE_DIR "/tests/ldap/rows.jsonl",
         {{"ldapTime", [](const Json& in) { return parseLdapTime(in.get<std::string>()); }},
          {"displayTime", [](const Json& in) { return CORE::toUtf8(formatDisplayTime(in)); }},
          {"dnsName", [](const Json& in) { return CORE::toUtf8(dnsNameOf(in.get<std::string>())); }},
-         {"listInForce", listInForce}});
+         {"listInForce", listInForce},
+         {"domainMap", domainMap},
+         {"pair", pair}});
 }
 
 TEST(DirectoryTime, IsLoggedAndMayBeNonsense) {

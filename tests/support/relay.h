@@ -1,4 +1,4 @@
-// A TCP relay between a client and a server, which a test can cut as if the server had died, and mend again.
+// A TCP relay between a client and a server, which a test can cut as if the server had died.
 #pragma once
 
 #include "framework/core/asio_parts.h"  // first: it says how asio allocates
@@ -38,13 +38,12 @@ class Relay {
     int accepted() const { return accepted_; }
     // Afterwards every connection is gone and new ones are refused.
     void cut() {
-        wait([this] { close(); });
-    }
-    void mend() {
-        wait([this] {
-            acceptor_ = Acceptor(context_, loopback(port_));
-            accept();
+        std::promise<void> done;
+        asio::post(context_, [&] {
+            close();
+            done.set_value();
         });
+        done.get_future().get();
     }
 
   private:
@@ -58,16 +57,6 @@ class Relay {
     using Shared = std::shared_ptr<Connection>;
 
     static Tcp::endpoint loopback(std::uint16_t port) { return {asio::ip::address_v4::loopback(), port}; }
-
-    template <class Work>
-    void wait(Work work) {
-        std::promise<void> done;
-        asio::post(context_, [&] {
-            work();
-            done.set_value();
-        });
-        done.get_future().get();
-    }
 
     void accept() {
         const auto connection = std::make_shared<Connection>(context_);

@@ -42,19 +42,16 @@ class ScriptedSession : public LdapSession {
   public:
     std::deque<ScriptedAnswer> answers;  // one a search, in order
     std::function<int(const ModifyCall&)> onModify = [](auto&) { return 0; };
-    std::function<void(const LdapSearch&)> onSearch = [](auto&) {};  // for who does not outlive the session
     std::vector<LdapSearch> searches;
     std::vector<ModifyCall> modifies;
     int bindCode = 0;
-    bool isConfidential = false;
     LdapLimits most;
 
-    bool confidential() const override { return isConfidential; }
+    bool confidential() const override { return false; }
     LdapLimits limits() const override { return most; }
     Result<void> bind(const LdapCredentials&) override { return outcome(bindCode); }
     Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override {
         searches.push_back(search);
-        onSearch(search);
         if (answers.empty()) return fail(ldapFailure(ldapOther));
         ScriptedAnswer answer = std::move(answers.front());
         answers.pop_front();
