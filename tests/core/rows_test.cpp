@@ -1,6 +1,7 @@
 // The plain functions of this folder over rows.jsonl.
 #include <cstdlib>
 
+#include "framework/core/format.h"
 #include "framework/core/framework.h"
 #include "framework/core/property_bag.h"
 #include "framework/core/security.h"
@@ -49,6 +50,24 @@ Json expanded(const Json& in) {
     return toUtf8(wstr(wide(in)).expandEnv());
 }
 
+// The characters of UTF-8, which come back as they were where it was valid.
+Json utf8(const Json& in) {
+    const auto bytes = in.is_string() ? in.get<std::string>() : [&in] {
+        const auto list = in.get<std::vector<unsigned char>>();
+        return std::string(list.begin(), list.end());
+    }();
+    const std::wstring text = CORE::toWide(bytes);
+    EXPECT_EQ(toUtf8(text) == bytes, CORE::isValidUtf8(bytes));
+    std::string characters;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        auto code = static_cast<std::uint32_t>(text[i]);
+        if (sizeof(wchar_t) == 2 && code >> 10U == 0xD800 >> 10U && i + 1 < text.size())
+            code = 0x10000 + ((code & 0x3FFU) << 10U | (static_cast<std::uint32_t>(text[++i]) & 0x3FFU));
+        characters += (i > 0 ? " " : "") + toUtf8(CORE::formatText(L"%X", code));
+    }
+    return characters;
+}
+
 // The same both ways round, and for both kinds of strings.
 Json order(const Json& in) {
     const auto sign = [](int n) { return n < 0 ? -1 : n > 0 ? 1 : 0; };
@@ -91,6 +110,7 @@ TEST(Rows, OfTheFramework) {
          {"split", split},
          {"path", path},
          {"expanded", expanded},
+         {"utf8", utf8},
          {"order", order},
          {"property", property},
          {"hidden", hidden},

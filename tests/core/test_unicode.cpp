@@ -6,45 +6,10 @@ namespace {
 
 using CORE::compareFolded;
 using CORE::foldCase;
-using CORE::isValidUtf8;
 using CORE::lowerCase;
 using CORE::toUtf8;
-using CORE::toWide;
 
-TEST(Unicode, Utf8ToWideAndBack) {
-    const std::pair<std::string, std::wstring> cases[] = {
-        {"", L""},
-        {"ASCII \x7F", L"ASCII \x7F"},
-        {std::string("a\0b", 3), std::wstring(L"a\0b", 3)},
-        {"\xC2\x80\xC3\xA4\xDF\xBF", L"\u0080\u00e4\u07ff"},
-        {"\xE0\xA0\x80\xE2\x82\xAC\xEF\xBF\xBD", L"\u0800\u20ac\uFFFD"},
-        {"\xED\x9F\xBF\xEE\x80\x80", L"\uD7FF\uE000"},
-        {"\xF0\x90\x80\x80\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF", L"\U00010000\U0001F600\U0010FFFF"},
-    };
-    for (const auto& [utf8, wide] : cases) {
-        EXPECT_EQ(toWide(utf8), wide) << utf8;
-        EXPECT_EQ(toUtf8(wide), utf8) << utf8;
-        EXPECT_TRUE(isValidUtf8(utf8)) << utf8;
-    }
-}
-
-TEST(Unicode, WhatIsInvalidBecomesReplacementCharacters) {
-    const std::tuple<const char*, std::string, std::wstring> cases[] = {
-        {"lone continuation", "a\x80z", L"a\uFFFDz"},
-        {"truncated in the middle", "\xE2\x82z", L"\uFFFD\uFFFDz"},
-        {"truncated at the end", "z\xF0\x9F\x98", L"z\uFFFD\uFFFD\uFFFD"},
-        {"overlong slash", "\xC0\xAF", L"\uFFFD\uFFFD"},
-        {"overlong, three bytes", "\xE0\x80\xAF", L"\uFFFD\uFFFD\uFFFD"},
-        {"overlong, four bytes", "\xF0\x8F\xBF\xBF", L"\uFFFD\uFFFD\uFFFD\uFFFD"},
-        {"surrogate", "\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD"},
-        {"beyond Unicode", "\xF4\x90\x80\x80", L"\uFFFD\uFFFD\uFFFD\uFFFD"},
-        {"never a lead byte", "\xF8\xFE\xFF", L"\uFFFD\uFFFD\uFFFD"},
-        {"text after a broken lead", "\xC3\x41", L"\uFFFDA"},
-    };
-    for (const auto& [what, utf8, wide] : cases) {
-        EXPECT_EQ(toWide(utf8), wide) << what;
-        EXPECT_FALSE(isValidUtf8(utf8)) << what;
-    }
+TEST(Unicode, HalvesOfCharactersBecomeReplacementCharacters) {
     const auto high = static_cast<wchar_t>(0xD83D), low = static_cast<wchar_t>(0xDE00);
     const std::string replacement = "\xEF\xBF\xBD";
     EXPECT_EQ(toUtf8(std::wstring{L'a', high}), "a" + replacement);
