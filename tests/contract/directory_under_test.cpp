@@ -2,12 +2,9 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
 #include <random>
+#include <set>
 
-#include "platform/lab/syntax.h"
-#include "platform/ldap/sid.h"
 #include "platform/portable/system_clock.h"
 #ifdef _WIN32
 #include "platform/windows/windows_platform.h"
@@ -98,11 +95,10 @@ std::unique_ptr<LdapSession> DirectoryUnderTest::open() const {
 void DirectoryContract::SetUp() {
     directory_ = isLab() ? openLabUnderTest(GetParam() == "domain") : openServerUnderTest();
     if (!directory_) GTEST_SKIP() << "no server is named by WS_TEST_LDAP_HOST and the others";
-    run_ = std::random_device()() % 1000000000;
-    session_ = boundSession();
-    place_ = "OU=contract-" + std::to_string(run_) + "," + suffix();
-    const auto made = session_->add({place_, {{"objectClass", {"organizationalUnit"}}}});
-    ASSERT_TRUE(made) << codeOf(made);
+    session_ = directory_->open();
+    const auto bound = session_->bind(directory_->credentials);
+    ASSERT_TRUE(bound) << codeOf(bound);
+    makePlace();
 }
 
 void DirectoryContract::TearDown() {
@@ -111,31 +107,12 @@ void DirectoryContract::TearDown() {
     EXPECT_TRUE(gone) << codeOf(gone);
 }
 
-std::unique_ptr<LdapSession> DirectoryContract::boundSession() {
-    auto session = directory_->open();
-    const auto bound = session->bind(directory_->credentials);
-    EXPECT_TRUE(bound) << codeOf(bound);
-    return session;
-}
-
-std::vector<DirectoryContract::Json> DirectoryContract::rows(const std::string& key) const {
-    const std::pair<const char*, std::string> names[] = {
-        {"$PLACE", place_}, {"$NAME", rdnValue(place_)}, {"$SUFFIX", suffix()}};
-    std::vector<Json> found;
-    std::ifstream lines(WS_SOURCE_DIR "/tests/contract/answers.jsonl");
-    for (std::string line; std::getline(lines, line);) {
-        if (!line.starts_with("{\"" + key + "\"")) continue;
-        for (const auto& [name, text] : names)
-            for (std::size_t at = 0; (at = line.find(name)) != std::string::npos;)
-                line.replace(at, std::strlen(name), text);
-        found.push_back(Json::parse(line));
-    }
-    EXPECT_FALSE(found.empty()) << key;
-    return found;
-}
-
-std::string DirectoryContract::textOf(const Result<void>& done) {
-    return CORE::toUtf8(ldapErrorText(codeOf(done)));
+void DirectoryContract::makePlace() {
+    DirectoryContract::TearDown();
+    run_ = std::random_device()() % 1000000000;
+    place_ = "OU=contract-" + std::to_string(run_) + "," + suffix();
+    const auto made = session_->add({place_, {{"objectClass", {"organizationalUnit"}}}});
+    ASSERT_TRUE(made) << codeOf(made);
 }
 
 void DirectoryContract::make(const std::string& relative, std::vector<LdapAttribute> attributes,
@@ -145,12 +122,12 @@ void DirectoryContract::make(const std::string& relative, std::vector<LdapAttrib
     ASSERT_TRUE(made) << relative << ": " << codeOf(made);
 }
 
-std::string DirectoryContract::found(const std::string& filter, LdapScope scope, const std::string& base) {
-    const auto result = session_->search({base.empty() ? place_ : base, scope, filter, {"1.1"}, {}, 0});
-    if (!result) return "!" + std::to_string(codeOf(result));
-    std::vector<std::string> names;
-    for (const auto& entry : result->entries) names.push_back(rdnValue(entry.dn));
-    std::sort(names.begin(), names.end());
+std::string DirectoryContract::found(const std::string& filter) {
+    const auto result = session_->search({place_, LdapScope::subtree, filter, {"1.1"}, {}, 0});
+    EXPECT_TRUE(result) << codeOf(result);
+    std::set<std::string> names;
+    if (result)
+        for (const auto& entry : result->entries) names.insert(rdnValue(entry.dn));
     std::string text;
     for (const auto& name : names) text += (text.empty() ? "" : " ") + name;
     return text;
@@ -171,20 +148,8 @@ std::vector<std::string> DirectoryContract::values(const std::string& dn, const 
     return values;
 }
 
-int DirectoryContract::modify(const std::string& dn, std::vector<LdapModification> changes) {
-    return codeOf(session_->modify(dn, changes));
-}
-
 std::string DirectoryContract::freshSid() {
     return "S-1-5-21-7-" + std::to_string(run_) + "-" + std::to_string(++sids_) + "-1000";
-}
-
-std::string DirectoryContract::principalDn(const std::string& sid) const {
-    return "CN=" + sid + ",CN=ForeignSecurityPrincipals," + suffix();
-}
-
-std::string DirectoryContract::binarySid(const std::string& sid) {
-    return Sid::parse(sid).value().bytes();
 }
 
 }  // namespace wsadmin::platform

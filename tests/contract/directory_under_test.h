@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -38,38 +37,23 @@ class DirectoryContract : public testing::TestWithParam<std::string> {
     void SetUp() override;
     void TearDown() override;
 
-    std::unique_ptr<LdapSession> boundSession();
+    void makePlace();  // in place of the one before
     std::string at(const std::string& relative) const { return relative + "," + place_; }
     const std::string& place() const { return place_; }
     std::string suffix() const { return directory_->suffix; }
     bool isLab() const { return !GetParam().ends_with("server"); }
-    // Where Samba answers otherwise than AD does, and the lab keeps to AD, an expectation names both codes.
-    int expected(int directory, int samba) const { return isLab() ? directory : samba; }
-    using Json = nlohmann::ordered_json;
-    // Those rows of answers.jsonl that begin with that key.
-    std::vector<Json> rows(const std::string& key) const;
-    // What was done, as a row has it.
-    static std::string textOf(const Result<void>& done);
-    std::string expected(const Json& row) const {
-        return row.at(!isLab() && row.contains("samba") ? "samba" : "code");
-    }
 
     // Adds an entry of that class (zre-PropertyObject), which must work.
     void make(const std::string& relative, std::vector<LdapAttribute> attributes = {},
               const std::string& objectClass = "zre-PropertyObject");
     void makeUnit(const std::string& relative) { make(relative, {}, "organizationalUnit"); }
-    // The names (values of the RDN) of what a subtree search below the place finds, sorted; "!CODE" when it
-    // fails.
-    std::string found(const std::string& filter, LdapScope scope = LdapScope::subtree,
-                      const std::string& base = {});
+    // The names (values of the RDN) of what a search below the place finds, sorted.
+    std::string found(const std::string& filter);
     // One entry with its attributes (none: all), by base search.
     Result<LdapEntry> read(const std::string& dn, std::vector<std::string> attributes = {});
     std::vector<std::string> values(const std::string& dn, const std::string& attribute);  // sorted
-    int modify(const std::string& dn, std::vector<LdapModification> changes);
     // A SID that no other case uses.
     std::string freshSid();
-    std::string principalDn(const std::string& sid) const;
-    static std::string binarySid(const std::string& sid);
 
     std::optional<DirectoryUnderTest> directory_;
     std::unique_ptr<LdapSession> session_;

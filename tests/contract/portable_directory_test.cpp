@@ -97,6 +97,11 @@ class SmallLab {
                                               openLab(settings, content, {}, std::move(faults)), counts),
                                           "127.0.0.1");
     }
+    std::shared_ptr<DirectorySearch> search(int pageSize) const {
+        auto opened = services->openSearch("LDAP://127.0.0.1/DC=x", {}, adsSecureAuthentication).value();
+        EXPECT_TRUE(opened->setPreference(SearchPreference::pageSize, pageSize));
+        return opened;
+    }
     std::shared_ptr<wstest::PortCalls> counts = std::make_shared<wstest::PortCalls>();
     std::shared_ptr<DirectoryServices> services;
 };
@@ -115,13 +120,11 @@ TEST(PortableDirectory, AsksForPagesWhereToldToOrWhereTheServerWouldNotGiveAll) 
     for (const auto& row : table) {
         SCOPED_TRACE(row.filter + std::to_string(row.pageSize));
         const SmallLab lab;
-        const auto search = lab.services->openSearch("LDAP://127.0.0.1/DC=x", {}, adsSecureAuthentication);
-        ASSERT_TRUE(search && (*search)->setPreference(SearchPreference::pageSize, row.pageSize));
+        const auto search = lab.search(row.pageSize);
         lab.counts->restart();
-        const auto rows = (*search)->execute(row.filter, {"1.1"});
-        ASSERT_TRUE(rows);
+        const auto rows = search->execute(row.filter, {"1.1"}).value();
         int seen = 0;
-        while ((*rows)->next().value()) ++seen;
+        while (rows->next().value()) ++seen;
         EXPECT_EQ(seen, row.rows);
         const auto searches = lab.counts->searches();
         EXPECT_EQ(std::ssize(searches), row.searches);
@@ -134,31 +137,26 @@ TEST(PortableDirectory, AsksForPagesWhereToldToOrWhereTheServerWouldNotGiveAll) 
 TEST(PortableDirectory, JoinsTheRangesOfALargeAttribute) {
     const SmallLab lab;
     const auto group = lab.services->openObject("LDAP://127.0.0.1/CN=g,DC=x", {}, adsSecureAuthentication);
-    ASSERT_TRUE(group);
-    const auto members = (*group)->getEx("Member");
-    ASSERT_TRUE(members);
-    ASSERT_EQ(members->size(), 10U);
-    EXPECT_EQ(variantTypeCode(members->front()), 8);
-    EXPECT_EQ(directoryText(members->back()), "CN=u9,DC=x");
+    const auto members = group.value()->getEx("Member").value();
+    ASSERT_EQ(members.size(), 10U);
+    EXPECT_EQ(variantTypeCode(members.front()), 8);
+    EXPECT_EQ(directoryText(members.back()), "CN=u9,DC=x");
 }
 
 TEST(PortableDirectory, AServerThatDiesInMidSearchEndsItsBinding) {
     lab::Faults faults;
     faults.dieAfterPages = 2;
     const SmallLab lab(faults);
-    const auto search = lab.services->openSearch("LDAP://127.0.0.1/DC=x", {}, adsSecureAuthentication);
-    ASSERT_TRUE(search);
-    ASSERT_TRUE((*search)->setPreference(SearchPreference::pageSize, 5));
-    const auto rows = (*search)->execute("(objectClass=user)", {"cn"});
-    ASSERT_TRUE(rows);
+    const auto search = lab.search(5);
+    const auto rows = search->execute("(objectClass=user)", {"cn"}).value();
     int seen = 0;
-    auto more = (*rows)->next();
-    for (; more && *more; more = (*rows)->next()) ++seen;
+    auto more = rows->next();
+    for (; more && *more; more = rows->next()) ++seen;
     ASSERT_FALSE(more);
     EXPECT_EQ(hexCode(more.error().code), "8007203a");
-    EXPECT_FALSE((*search)->usable());
+    EXPECT_FALSE(search->usable());
     EXPECT_LE(seen, 10);
-    EXPECT_FALSE((*rows)->column("cn"));  // there is no row any more
+    EXPECT_FALSE(rows->column("cn"));  // there is no row any more
 }
 
 TEST(PortableDirectory, SendsNoNewPasswordWithoutTls) {
@@ -188,13 +186,7 @@ TEST(PortableDirectory, SendsNoNewPasswordWithoutTls) {
 
 TEST(PortableDirectory, RowsOutliveTheirSearch) {
     const SmallLab lab;
-    std::unique_ptr<DirectoryRows> rows;
-    {
-        const auto search = lab.services->openSearch("LDAP://127.0.0.1/DC=x", {}, adsSecureAuthentication);
-        ASSERT_TRUE(search);
-        ASSERT_TRUE((*search)->setPreference(SearchPreference::pageSize, 7));
-        rows = std::move((*search)->execute("(objectClass=user)", {}).value());
-    }
+    const std::unique_ptr<DirectoryRows> rows = lab.search(7)->execute("(objectClass=user)", {}).value();
     EXPECT_FALSE(rows->column("cn"));
     int seen = 0;
     while (rows->next().value()) {

@@ -14,7 +14,6 @@ TEST_P(ServicesSearchContract, RowsHaveTypedColumns) {
                       "e"}},
                     {"zre-NameValuePair", {"a=1", "b=2"}}});
     const auto search = searchAt(pathOf(place()));
-    ASSERT_TRUE(search);
     const auto rows =
         rowsOf(*search, "(cn=one)",
                {"cn", "zre-quorinenabled", "zre-DisplayName", "zre-NameValuePair", "distinguishedName",
@@ -41,7 +40,6 @@ TEST_P(ServicesSearchContract, PreferencesShapeTheSearch) {
     makeUnit("OU=a");
     for (const char* name : {"CN=1,OU=a", "CN=2,OU=a", "CN=3,OU=a", "CN=4,OU=a", "CN=5,OU=a"}) make(name);
     const auto search = searchAt(pathOf(at("OU=a")));
-    ASSERT_TRUE(search);
     EXPECT_EQ(namesOf(*search, "(objectClass=*)"), "1 2 3 4 5 a");  // the whole subtree, unless told
     const struct {
         SearchPreference preference;
@@ -69,7 +67,6 @@ TEST_P(ServicesSearchContract, FiltersTakeAnyValueAndRefuseBrokenOnes) {
     make("CN=a*(b)", {{"zre-DNSDomainName", {"c\\d"}}}, "zre-HDQProperties");
     make("CN=other", {}, "zre-HDQProperties");
     const auto search = searchAt(pathOf(place()));
-    ASSERT_TRUE(search);
     const struct {
         std::string filter;
         const char* names;
@@ -95,7 +92,6 @@ TEST_P(ServicesSearchContract, OpensByEveryKindOfPath) {
                                     "LDAP://" + dn, "ldap://" + dn}) {
         if (isWines() && path.find(host) == std::string::npos) continue;  // it knows no default domain
         const auto search = searchAt(path);
-        ASSERT_TRUE(search) << path;
         ASSERT_TRUE(search->setPreference(SearchPreference::scope, 0));
         const auto rows = rowsOf(*search, "(objectClass=*)", {"name", "ADsPath"});
         ASSERT_EQ(rows.size(), 1U) << path;
@@ -106,7 +102,6 @@ TEST_P(ServicesSearchContract, OpensByEveryKindOfPath) {
     if (isWines()) return;
     for (const std::string& path : {"LDAP://" + server(), std::string("LDAP:")}) {
         const auto search = searchAt(path);  // its own naming context
-        ASSERT_TRUE(search) << path;
         EXPECT_EQ(namesOf(*search, "(distinguishedName=" + escapeFilterValue(dn) + ")"), "a/b,c") << path;
     }
 }
@@ -133,7 +128,6 @@ TEST_P(ServicesSearchContract, RootEntryAndCatalogueAnswer) {
     EXPECT_EQ(forests->front(), "GC://" + directory_->endpoint.host);  // what follows asks the same server
     EXPECT_EQ(client_->last.port, 3268);
     const auto search = searchAt(forests->front());
-    ASSERT_TRUE(search);
     EXPECT_EQ(namesOf(*search, "(distinguishedName=" + at("CN=one") + ")"), "one");
 }
 
@@ -184,16 +178,6 @@ TEST_P(ServicesSearchContract, TellsThatTheServerIsGone) {
     }
     EXPECT_EQ(namesOf(*search, "(cn=*)"), "!8007203a");
     EXPECT_EQ(namesOf(*searchAt(pathOf(place())), "(cn=7)"), "7");  // a new one works
-}
-
-TEST_P(ServicesSearchContract, AClosedPortFailsAtOnce) {
-    asio::io_context context;
-    asio::ip::tcp::acceptor acceptor(context, {asio::ip::make_address("127.0.0.1"), 0});
-    const auto port = std::to_string(acceptor.local_endpoint().port());
-    acceptor.close();
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(hexCode(openCode("LDAP://127.0.0.1:" + port + "/" + place())), "8007203a");
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
 
 INSTANTIATE_TEST_SUITE_P(Services, ServicesSearchContract, testing::Values("lab", "server"),

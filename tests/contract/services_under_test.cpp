@@ -47,13 +47,13 @@ DirectoryCredentials ServicesContract::credentials() const {
 std::shared_ptr<DirectorySearch> ServicesContract::searchAt(const std::string& path) {
     auto search = services_->openSearch(path, credentials(), flags_);
     EXPECT_TRUE(search) << path << ": " << CORE::toUtf8(search.error().text);
-    return search ? *search : nullptr;
+    return search.value();
 }
 
 std::unique_ptr<DirectoryObject> ServicesContract::objectAt(const std::string& dn) {
     auto object = services_->openObject(pathOf(dn), credentials(), flags_);
     EXPECT_TRUE(object) << dn << ": " << CORE::toUtf8(object.error().text);
-    return object ? std::move(*object) : nullptr;
+    return std::move(object.value());
 }
 
 int ServicesContract::openCode(const std::string& path, const DirectoryCredentials& credentials) {

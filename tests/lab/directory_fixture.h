@@ -25,13 +25,6 @@ inline constexpr char testContent[] =
     "objectClass: zre-PropertyObject\n"
     "zre-NameValuePair: a=1\n";
 
-// As a domain's.
-inline DirectorySettings activeDirectory() {
-    DirectorySettings settings;
-    settings.activeDirectory = true;
-    return settings;
-}
-
 inline std::string failureText(const Failure& failure) {
     return CORE::toUtf8(failure.text);
 }

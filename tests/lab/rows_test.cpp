@@ -63,11 +63,12 @@ Json schema(const Json& in) {
 Json machine(const Json& in) {
     return failureOf(readMachineFile(in.get<std::string>(), ""));
 }
-// Of a lab with those files.
+// Of a lab with those files, opened as "@machine" where that is said.
 Json folder(const Json& in) {
     const wstest::TempFolder temporary;
-    for (const auto& [name, text] : in.items()) temporary.write(name, text.get<std::string>());
-    return failureOf(openLab(temporary.path()));
+    for (const auto& [name, text] : in.items())
+        if (name != "@machine") temporary.write(name, text.get<std::string>());
+    return failureOf(openLab(temporary.path(), Changes::saved, in.value("@machine", std::string())));
 }
 
 Json stored(const Json& in) {
@@ -76,76 +77,6 @@ Json stored(const Json& in) {
                                               {"time", Syntax::time},
                                               {"text", Syntax::text}};
     return orNull(storedValue(names.at(in[0]), in[1].get<std::string>()));
-}
-
-Json found(const Json& in) {
-    TestDirectory test(std::string(testContent) +
-                       "\ndn: CN=two,OU=a,DC=t\nobjectClass: zre-VM\nzre-Disabled: 1\nown-name: x\n");
-    return namesOf(searchBelow(*test.bound(), testSuffix, in));
-}
-
-constexpr char computed[] = "msDS-User-Account-Control-Computed";
-
-// The domain of people.ldif.
-TestDirectory people(const DirectorySettings& settings = activeDirectory()) {
-    return TestDirectory(wstest::fileText(WS_SOURCE_DIR "/tests/lab/people.ldif"), settings);
-}
-
-// The SIDs of one attribute of the only entry that is found, sorted.
-Json tokenGroups(const Json& in) {
-    const auto scope = in[1] == "base" ? LdapScope::base : LdapScope::subtree;
-    const auto found = people().bound()->search(
-        {in[0].get<std::string>() + ",DC=t", scope, "(objectClass=*)", in[2], {}, 0});
-    std::set<std::string> sids;
-    EXPECT_EQ(found.value().entries.size(), 1U);
-    for (const auto& value : found->entries.at(0).all("tokenGroups"))
-        sids.insert(Sid::fromBytes(value).value().text());
-    return sids;
-}
-
-// Of an account with this lockout time, password time and control in a domain of this lockout duration.
-Json accountControl(const Json& in) {
-    auto domain = people();
-    const auto session = domain.bound();
-    const auto set = [&](const std::string& dn, const char* attribute, const std::string& value) {
-        const auto values = value.empty() ? std::vector<std::string>{} : std::vector{value};
-        EXPECT_TRUE(session->modify(dn, {{LdapModify::replace, attribute, values}}));
-    };
-    set("CN=leaf,DC=t", "lockoutTime", in[0]);
-    set("CN=leaf,DC=t", "pwdLastSet", in[1]);
-    set("CN=leaf,DC=t", "userAccountControl", in[2]);
-    set("DC=t", "lockoutDuration", in[3]);
-    return std::string(readEntry(*session, "CN=leaf,DC=t", {computed}).value().entries.at(0).first(computed));
-}
-
-Result<LdapSearchResult> searchLab(const std::string& lab, const std::string& host, std::uint16_t port,
-                                   const LdapSearch& search) {
-    const auto platform = openLab(WS_SOURCE_DIR "/labs/" + lab);
-    if (!platform) return fail(platform.error());
-    const auto session = (*platform)->ldap->open({host, port}).value();
-    EXPECT_TRUE(session->bind({}));
-    return session->search(search);
-}
-Json entries(const Json& in) {
-    return searchLab(in[0], in[1], in[2], {in[3], LdapScope::subtree, in[4], {"1.1"}, {}, 0})
-        .value()
-        .entries.size();
-}
-Json user(const Json& in) {
-    const std::string attribute = in[1];
-    const auto users = searchLab("sample", "corp.example", 389,
-                                 {"DC=corp,DC=example",
-                                  LdapScope::subtree,
-                                  "(&(objectClass=user)" + in[0].get<std::string>() + ")",
-                                  {attribute},
-                                  {},
-                                  0})
-                           .value()
-                           .entries;
-    EXPECT_EQ(users.size(), 1U);
-    const std::string value(users.at(0).first(attribute));
-    if (attribute == "logonHours") return std::vector<unsigned char>(value.begin(), value.end());
-    return value;
 }
 
 TEST(Rows, OfALab) {
@@ -158,30 +89,10 @@ TEST(Rows, OfALab) {
          {"schema", schema},
          {"folder", folder},
          {"stored", stored},
-         {"found", found},
-         {"tokenGroups", tokenGroups},
-         {"accountControl", accountControl},
-         {"entries", entries},
-         {"user", user},
          {"processAccount", [](const Json& in) {
               return CORE::toUtf8(
                   openLab(WS_SOURCE_DIR "/labs/" + in.get<std::string>()).value()->processAccount);
           }}});
-}
-
-TEST(Rows, OfADomainWhereAGroupIsGone) {
-    auto domain = people();
-    const auto session = domain.bound();
-    EXPECT_EQ(codeOf(session->remove("CN=outer,DC=t")), ldapSuccess);
-    const auto entry = [&](const char* name, const char* attribute) {
-        return readEntry(*session, name, {attribute}).value().entries.at(0);
-    };
-    const char range[] = "tokenGroups;range=1-*";
-    EXPECT_EQ(entry("CN=leaf,DC=t", range).all(range).size(), 2U);
-    EXPECT_EQ(entry("CN=stored,DC=t", computed).first(computed), "7");
-    EXPECT_EQ(entry("OU=unit,DC=t", computed).first(computed), "");
-    const auto elsewhere = readEntry(*people({}).bound(), "CN=leaf,DC=t", {"tokenGroups", computed});
-    EXPECT_TRUE(elsewhere.value().entries.at(0).attributes.empty()) << "only in a domain";
 }
 
 // What is no text cannot stand in the file.
@@ -190,6 +101,18 @@ TEST(Rows, OfBytes) {
     EXPECT_EQ(ldif("dn: a=1\nc: 1\nb: \xff\n"), "! x.ldif:3: the value is not valid UTF-8");
     EXPECT_EQ(line(std::string("\0\xff", 2)), "n:: AP8=\n");
     EXPECT_TRUE(machine("[machine\n").get<std::string>().starts_with(":1: "));
+}
+
+// Whose first three groups are numbers, the least byte first.
+TEST(Rows, OfGuids) {
+    const std::string guid = "00112233-4455-6677-8899-aabbccddeeff";
+    EXPECT_EQ(guidFromText(guid),
+              std::string("\x33\x22\x11\x00\x55\x44\x77\x66\x88\x99\xaa\xbb\xcc\xdd\xee\xff", 16));
+    EXPECT_EQ(guidFromText("{" + guid + "}"), guidFromText(guid));
+    EXPECT_EQ(guidToText(guidFromText(guid).value()), guid);
+    for (const char* wrong : {"", "00112233445566778899aabbccddeeff", "0011223-34455-6677-8899-aabbccddeeff",
+                              "0011223g-4455-6677-8899-aabbccddeeff"})
+        EXPECT_FALSE(guidFromText(wrong)) << wrong;
 }
 
 }  // namespace

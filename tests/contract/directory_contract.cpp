@@ -1,0 +1,151 @@
+// What every directory answers, over answers.jsonl, and what rows cannot say.
+#include <algorithm>
+#include <set>
+
+#include "contract/directory_under_test.h"
+#include "lab/ldap_rows.h"
+
+namespace wsadmin::platform {
+namespace {
+
+// "\\\\01\\\\05...", as a row has bytes in a filter.
+std::string escapedBytes(const std::string& bytes) {
+    std::string text;
+    for (const char byte : bytes) text += CORE::toUtf8(CORE::formatText(L"\\\\%02x", byte & 0xff));
+    return text;
+}
+
+TEST_P(DirectoryContract, AnswersAsTheRowsSay) {
+    const bool isDomain = GetParam() == "domain";
+    for (const auto& block : wstest::ldapBlocks(WS_SOURCE_DIR "/tests/contract/answers.jsonl")) {
+        if (isLab() && block.head.contains("domain") != isDomain) continue;
+        makePlace();
+        std::map<std::string, std::string> names = {
+            {"$PLACE", place()}, {"$NAME", rdnValue(place())}, {"$SUFFIX", suffix()}};
+        for (const char digit : std::string("123456")) names[std::string("$SID") + digit] = freshSid();
+        names["$BYTES"] = escapedBytes(Sid::parse(names["$SID1"]).value().bytes());
+        wstest::LdapRows rows([this](const wstest::Json&) { return directory_->open(); },
+                              directory_->credentials, place(), names);
+        rows.tryAll(block, isLab() ? "lab" : "samba");
+    }
+}
+
+TEST_P(DirectoryContract, TheRootNamesTheContextsAndTheSchemaWhichAttributesAreNames) {
+    const auto root = read(
+        "", {"namingContexts", "defaultNamingContext", "configurationNamingContext", "schemaNamingContext",
+             "dsServiceName", "dnsHostName", "currentTime", "highestCommittedUSN", "supportedControl"});
+    ASSERT_TRUE(root);
+    const auto names = [&](std::string_view context) {
+        return std::ranges::any_of(root->all("namingContexts"),
+                                   [&](const auto& has) { return sameDn(has, context); });
+    };
+    EXPECT_TRUE(names(suffix()));
+    EXPECT_TRUE(sameDn(root->first("defaultNamingContext"), suffix()));
+    EXPECT_TRUE(names(root->first("configurationNamingContext")));
+    const std::string schema(root->first("schemaNamingContext"));
+    EXPECT_EQ(parentDn(schema), std::string(root->first("configurationNamingContext")));
+    EXPECT_TRUE(root->first("dsServiceName").starts_with("CN=NTDS Settings,"));
+    EXPECT_FALSE(root->first("dnsHostName").empty());
+    EXPECT_EQ(root->first("currentTime").size(), 17U);
+    EXPECT_FALSE(root->first("highestCommittedUSN").empty());
+    for (const char* oid : {controls::pagedResults, controls::showDeleted, controls::treeDelete})
+        EXPECT_NE(std::ranges::find(root->all("supportedControl"), oid), root->all("supportedControl").end())
+            << oid;
+    EXPECT_EQ(
+        session_->search({"", LdapScope::base, "(configurationNamingContext=*)", {}, {}, 0})->entries.size(),
+        1U);
+
+    const auto result =
+        session_->search({schema,
+                          LdapScope::subtree,
+                          "(&(attributeSyntax=2.5.5.1)(|(cn=member)(cn=zre-MemberDNOf)(cn=zre-DisplayName)))",
+                          {"cn", "linkID"},
+                          {},
+                          0});
+    ASSERT_TRUE(result);
+    std::vector<std::string> shown;
+    for (const auto& entry : result->entries)
+        shown.push_back(CORE::foldText(entry.first("cn")) + ":" + std::string(entry.first("linkID")));
+    std::ranges::sort(shown);
+    EXPECT_EQ(shown,
+              (std::vector<std::string>{CORE::foldText("member:2"), CORE::foldText("zre-memberdnof:")}));
+}
+
+TEST_P(DirectoryContract, EveryEntryHasAGuidAndTimesThatFollowChanges) {
+    make("CN=one", {{"zre-ClusterName", {"x"}}});
+    const auto before = read(at("CN=one"));
+    ASSERT_TRUE(before);
+    EXPECT_EQ(before->first("objectGUID").size(), 16U);
+    for (const char* time : {"whenCreated", "whenChanged"}) {
+        EXPECT_EQ(before->first(time).size(), 17U) << time;
+        EXPECT_TRUE(before->first(time).ends_with(".0Z")) << time;
+    }
+    EXPECT_TRUE(session_->modify(at("CN=one"), {{LdapModify::replace, "zre-ClusterName", {"y"}}}));
+    const auto after = read(at("CN=one"));
+    ASSERT_TRUE(after);
+    EXPECT_EQ(after->first("whenCreated"), before->first("whenCreated"));
+    EXPECT_GE(after->first("whenChanged"), before->first("whenChanged"));
+    EXPECT_EQ(after->first("objectGUID"), before->first("objectGUID"));
+    EXPECT_GT(std::stoul(std::string(after->first("uSNChanged"))),
+              std::stoul(std::string(before->first("uSNChanged"))));
+}
+
+TEST_P(DirectoryContract, Pages) {
+    for (int i = 10; i < 33; ++i) make("CN=e" + std::to_string(i));
+    LdapSearch search{place(), LdapScope::subtree, "(cn=e*)", {"cn"}, {}, 0};
+    std::vector<std::size_t> sizes;
+    std::set<std::string> names;
+    std::string cookie;
+    do {
+        search.controls = {{controls::pagedResults, encodePageControl({10, cookie}), true}};
+        const auto page = session_->search(search);
+        ASSERT_TRUE(page) << codeOf(page);
+        ASSERT_EQ(page->controls.size(), 1U);
+        EXPECT_EQ(page->controls[0].oid, controls::pagedResults);
+        const auto control = decodePageControl(page->controls[0].value);
+        ASSERT_TRUE(control);
+        cookie = control->cookie;
+        sizes.push_back(page->entries.size());
+        for (const auto& entry : page->entries) names.insert(rdnValue(entry.dn));
+    } while (!cookie.empty());
+    EXPECT_EQ(sizes, (std::vector<std::size_t>{10, 10, 3}));
+    EXPECT_EQ(names.size(), 23U);
+}
+
+TEST_P(DirectoryContract, CookiesOfNobodyAndSizeLimits) {
+    make("CN=one");
+    make("CN=two");
+    LdapSearch search{place(), LdapScope::subtree, "(cn=*)", {"cn"}, {}, 1};
+    // Samba knows no limit.
+    EXPECT_EQ(codeOf(session_->search(search)), isLab() ? ldapSizeLimitExceeded : ldapSuccess);
+    search.sizeLimit = 2;
+    EXPECT_EQ(codeOf(session_->search(search)), ldapSuccess);
+    search.sizeLimit = 0;
+    search.controls = {{controls::pagedResults, encodePageControl({1, "invented"}), true}};
+    EXPECT_EQ(codeOf(session_->search(search)), ldapUnwillingToPerform);
+    // Samba never answers a control that it cannot read: nothing to wait for there.
+    if (!isLab()) return;
+    search.controls[0].value = "rubbish";
+    EXPECT_NE(codeOf(session_->search(search)), ldapSuccess);
+}
+
+TEST_P(DirectoryContract, SeveralSearchesOnTheirWay) {
+    make("CN=one");
+    make("CN=two");
+    const auto start = [&](const std::string& filter, const std::string& base) {
+        return session_->startSearch({base, LdapScope::subtree, filter, {"cn"}, {}, 0}).value();
+    };
+    const auto first = start("(cn=one)", place()), second = start("(cn=two)", place());
+    auto dropped = start("(cn=*)", place());
+    const auto failing = start("(cn=*)", at("CN=nope"));
+    dropped.reset();
+    EXPECT_EQ(second->wait().value().entries.at(0).first("cn"), "two");
+    EXPECT_EQ(first->wait().value().entries.at(0).first("cn"), "one");
+    EXPECT_EQ(codeOf(failing->wait()), ldapNoSuchObject);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, DirectoryContract, testing::Values("lab", "domain", "server"),
+                         [](const auto& one) { return one.param; });
+
+}  // namespace
+}  // namespace wsadmin::platform
