@@ -19,17 +19,13 @@ TEST(UsernameToSid, AsksAgainByPrincipalNameWhereAUserIsTooLongForALogonName) {
         bool asksDomains = true;     // which may have to be learnt first
     } rows[] = {
         {L"CORP\\" + twenty, L"", false},
-        {L"CORP\\" + twentyOne, twentyOne + L"@corp.example"},
         {L"corp\\" + twentyOne, twentyOne + L"@corp.example"},
         {L"ELSE\\" + twentyOne, twentyOne + L"@ELSE"},
         {L"OLD\\" + twentyOne, twentyOne + L"@OLD"},  // no DNS name
         {twenty + L"@CORP", L"", false},
-        {twentyOne + L"@CORP", twentyOne + L"@corp.example"},
         {twenty + L"@x@CORP", twenty + L"@x@corp.example"},  // the last "@" counts
-        {twentyOne + L"@ELSE", L""},
         {twentyOne + L"@OLD", L""},
         {twentyOne, L"", false},
-        {L"", L"", false},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(CORE::toUtf8(row.name));

@@ -47,11 +47,4 @@ TEST(Rows, OfPeopleAndEntitlements) {
          {"folder", folder}});
 }
 
-TEST(UserInformation, LeavesOutWhatIsEmpty) {
-    const wstest::ManualClock clock;
-    const UserInformation user{.cn = L"Alice", .mail = L"a@b", .accountName = L"alice"};
-    EXPECT_EQ(renderUserInformation(user, clock).flattenForDisplay().str(),
-              L"cn=Alice, mail=a@b, account-name=alice, account-properties={}");
-}
-
 }  // namespace

@@ -11,29 +11,6 @@ using namespace wsadmin;
 
 namespace {
 
-TEST(UserSearch, PassesOverDomainsThatCannotBeAsked) {
-    const struct {
-        Answer forest;
-        const wchar_t* line = nullptr;
-    } rows[] = {
-        {{.lastCode = adsServerDown}, L"Search failed on binding GC:"},
-        {{.rows = {{}}, .columnCode = adsServerDown}, L"Search failed on binding GC:"},
-        {{.rows = {{{"objectSid", {DirectoryBytes{"no SID"}}}}}}},
-    };
-    for (const auto& row : rows) {
-        ScriptedPeople people;
-        people.answer = [&](const Asked& asked) {
-            if (asked.path == ScriptedPeople::catalogue) return row.forest;
-            return Answer{.rows = {{{"objectSid", {sidValue(1102)}}}}};
-        };
-        const LogCapture log(CORE::logWarning);
-        EXPECT_EQ(ask<&Group::upnToSid>(people.service, requestOf(L"upn", {"alice"})).utf8(L"SID"),
-                  sidOf(1102));
-        EXPECT_TRUE(!row.line || log.contains(CORE::logWarning, row.line)) << row.line;
-        people.expectAllGivenBack();
-    }
-}
-
 // Each attempt might take the whole time-out; a certificate is looked for twice in each domain.
 TEST(UserSearch, ADomainThatIsAwayOrGoesAwayIsTriedOnceARequest) {
     for (const bool opens : {false, true}) {

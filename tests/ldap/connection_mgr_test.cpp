@@ -68,27 +68,25 @@ TEST(ConnectionMgr, NeverSharesCredentials) {
     EXPECT_EQ(pool.services->opens, 3);
 }
 
-struct AgeCase {
-    std::int64_t openAge, idleAge;
-    bool kept;
-};
-
 TEST(ConnectionMgr, PrunesOldAndIdleBindings) {
-    const AgeCase cases[] = {{100000, 0, false}, {599, 179, true},  {600, 180, true}, {601, 0, false},
-                             {181, 181, false},  {601, 179, false}, {180, 180, true}};
-    for (const AgeCase& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.openAge << " open, " << c.idleAge << " idle");
+    const struct {
+        std::int64_t open, idle;
+        bool kept;
+    } rows[] = {{599, 179, true}, {600, 180, true},  {180, 180, true},
+                {601, 0, false},  {181, 181, false}, {601, 179, false}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.open << " open, " << row.idle << " idle");
         Pool pool;
         auto search = pool->getConnection(dc1);
-        pool.clock->advance(c.openAge - c.idleAge);
+        pool.clock->advance(row.open - row.idle);
         pool->prune();
         EXPECT_EQ(pool.services->live, 1) << "a binding in use stays";
         pool->releaseConnection(search);
         search.reset();
-        pool.clock->advance(c.idleAge);
+        pool.clock->advance(row.idle);
         pool->prune();
-        EXPECT_EQ(pool.services->live, c.kept ? 1 : 0);
-        EXPECT_EQ(pool->listCount(), c.kept ? 1U : 0U);
+        EXPECT_EQ(pool.services->live, row.kept ? 1 : 0);
+        EXPECT_EQ(pool->listCount(), row.kept ? 1U : 0U);
     }
 }
 
@@ -139,31 +137,24 @@ TEST(ConnectionMgr, ALostConnectionIsNotUsedAgainNorAreItsOlderSiblings) {
 }
 
 TEST(ConnectionMgr, TheGlobalCatalogIsTheFirstChildOfItsNamespace) {
-    struct Case {
-        const char* what;
-        bool rootThere;
-        ScriptedDirectoryServices::Object root;
-        std::wstring logged;
-    };
-    const Case cases[] = {
-        {"no root", false, {}, L"Failed to bind to \"GC:\" error=0x8007203a (scripted)"},
-        {"no children",
-         true,
-         {.childrenCode = adsAccessDenied},
+    using Object = ScriptedDirectoryServices::Object;
+    const std::pair<std::optional<Object>, std::wstring> rows[] = {
+        {{}, L"Failed to bind to \"GC:\" error=0x8007203a (scripted)"},
+        {Object{.childrenCode = adsAccessDenied},
          L"Cannot enumerate contents of GC: error=0x80070005 (scripted)"},
-        {"nothing in it", true, {}, L"Failed to obtain GC from enumeration error=0x80072030 no child"},
-        {"a forest", true, {.children = {"GC://corp.example", "GC://other"}}, L""},
+        {Object{}, L"Failed to obtain GC from enumeration error=0x80072030 no child"},
+        {Object{.children = {"GC://corp.example", "GC://other"}}, L""},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [root, logged] : rows) {
+        SCOPED_TRACE(CORE::toUtf8(logged));
         Pool pool;
-        if (c.rootThere) pool.services->objects["GC:"] = c.root;
+        if (root) pool.services->objects["GC:"] = *root;
         const LogCapture log(CORE::logError);
-        EXPECT_EQ(pool->getConnection("GC:") != nullptr, c.logged.empty());
-        if (c.logged.empty())
+        EXPECT_EQ(pool->getConnection("GC:") != nullptr, logged.empty());
+        if (logged.empty())
             EXPECT_EQ(pool.services->opened().back().path, "GC://corp.example");
         else
-            EXPECT_TRUE(log.contains(CORE::logError, c.logged));
+            EXPECT_TRUE(log.contains(CORE::logError, logged));
     }
 }
 

@@ -227,51 +227,35 @@ TEST(Domain, AStopEndsTheWaitForAnAuthenticationServiceThatWaitsItself) {
     }
 }
 
-struct ModeCase {
-    const char* what;
-    std::optional<std::string> context;
-    std::optional<DirectoryValue> mode;
-    bool mixed;
-    LogLine logged;
-};
-
 TEST(Domain, TellsMixedFromNativeMode) {
-    const ModeCase cases[] = {
-        {"no root", {}, {}, true, {CORE::logError, L"Failed to bind to LDAP://rootDSE"}},
-        {"nothing in the root",
-         "",
-         {},
-         true,
-         {CORE::logError, L"Failed to determined default naming context, will assume mixed mode"}},
-        {"native",
-         "DC=corp",
-         DirectoryValue{std::int32_t{0}},
-         false,
-         {CORE::logDebug, L"Detected native mode"}},
-        {"mixed", "DC=corp", DirectoryValue{std::int32_t{1}}, true, {CORE::logDebug, L"Detected mixed mode"}},
-        {"neither",
-         "DC=corp",
-         DirectoryValue{std::int32_t{2}},
-         true,
-         {CORE::logError, L"Could not decode domain type, value=2"}},
-        {"text",
-         "DC=corp",
-         DirectoryValue{std::string("0")},
-         true,
+    using Mode = std::optional<DirectoryValue>;
+    const char corp[] = "DC=corp";
+    const struct {
+        std::optional<std::string> context;
+        Mode mode;
+        LogLine logged;
+    } rows[] = {
+        {{}, {}, {CORE::logError, L"Failed to bind to LDAP://rootDSE"}},
+        {"", {}, {CORE::logError, L"Failed to determined default naming context, will assume mixed mode"}},
+        {corp, {}, {CORE::logError, L"Failed to bind to LDAP://DC=corp"}},
+        {corp, Mode(0), {CORE::logDebug, L"Detected native mode"}},
+        {corp, Mode(1), {CORE::logDebug, L"Detected mixed mode"}},
+        {corp, Mode(2), {CORE::logError, L"Could not decode domain type, value=2"}},
+        {corp,
+         Mode(std::string("0")),
          {CORE::logError, L"Unexpected return type when decoding domain type (value=8, expected=3)"}},
-        {"no domain", "DC=corp", {}, true, {CORE::logError, L"Failed to bind to LDAP://DC=corp"}},
     };
-    for (const ModeCase& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(CORE::toUtf8(row.logged.text));
         Forest forest;
-        if (c.context) {
-            auto& root = forest.services->objects["LDAP://rootDSE"];
-            if (!c.context->empty()) root.attributes.emplace("defaultNamingContext", *c.context);
-        }
-        if (c.mode) forest.services->objects["LDAP://DC=corp"].attributes.emplace("ntMixedDomain", *c.mode);
+        auto& objects = forest.services->objects;
+        if (row.context) objects["LDAP://rootDSE"] = {};
+        if (row.context == corp)
+            objects["LDAP://rootDSE"].attributes = {{"defaultNamingContext", std::string(corp)}};
+        if (row.mode) objects["LDAP://DC=corp"].attributes = {{"ntMixedDomain", *row.mode}};
         const LogCapture log;
-        EXPECT_EQ(forest.domain->isMixedMode(), c.mixed);
-        EXPECT_TRUE(log.contains(c.logged.level, c.logged.text));
+        EXPECT_EQ(forest.domain->isMixedMode(), row.logged.text != L"Detected native mode");
+        EXPECT_TRUE(log.contains(row.logged.level, row.logged.text));
     }
 }
 
