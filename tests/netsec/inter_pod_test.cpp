@@ -1,4 +1,3 @@
-// The switch of the inter-pod rule: what it sends, and the lines for each outcome.
 #include <gtest/gtest.h>
 
 #include "netsec/inter_pod_rule.h"
@@ -7,45 +6,22 @@
 
 namespace wstest {
 
-namespace {
-
-using Lines = std::vector<LogLine>;
-
-// What the switch logs when the worker answers so.
-Lines logged(bool enable) {
-    const LogCapture log(CORE::logVerbose);
-    wsadmin::switchInterPodRule(enable);
-    return log.lines();
-}
-
-}  // namespace
-
-TEST(InterPodRule, IsSwitchedByAMessageToTheOwnWorker) {
+TEST(InterPodRule, IsSwitchedByAMessageWhoseFailureIsLogged) {
+    const LogCapture log(CORE::logWarning);
+    wsadmin::switchInterPodRule(true);
     std::wstring asked;
-    const FrameworkWorker<0> worker{
-        L"ws_admin",
-        [&](std::wstring_view operation, const CORE::PropertyBag& request, CORE::PropertyBag& response) {
-            asked = std::wstring(operation) + L" " + request.flattenForDisplay().str();
-            if (operation == L"EnableFirewallRule") return true;
-            response.setError(1, L"no");
-            return false;
-        }};
-    const std::wstring keys =
-        L" RULE=Talvex Zenthar Vorn Connection Server (Inter-pod API-In), MAYNOTEXIST=true";
-    EXPECT_EQ(logged(true),
-              (Lines{{CORE::logVerbose, L"Ensuring VIPA firewall rule is set with EnableFirewallRule"},
-                     {CORE::logVerbose, L"Configured VIPA firewall"}}));
-    EXPECT_EQ(asked, L"EnableFirewallRule" + keys);
-    EXPECT_EQ(logged(false),
-              (Lines{{CORE::logVerbose, L"Ensuring VIPA firewall rule is set with DisableFirewallRule"},
-                     {CORE::logWarning, L"Unable to configure VIPA firewall: no"}}));
-    EXPECT_EQ(asked, L"DisableFirewallRule" + keys);
-}
-
-TEST(InterPodRule, NamesAnotherEndOfTheMessage) {
-    EXPECT_EQ(logged(true),
-              (Lines{{CORE::logVerbose, L"Ensuring VIPA firewall rule is set with EnableFirewallRule"},
-                     {CORE::logWarning, L"Unable to configure VIPA firewall: noWorker"}}));
+    const FrameworkWorker<0> refusing{L"ws_admin", [&](auto operation, auto& request, auto& response) {
+                                          asked = request.flattenForDisplay(operation).str();
+                                          response.setError(1, L"no");
+                                          return false;
+                                      }};
+    wsadmin::switchInterPodRule(false);
+    EXPECT_EQ(asked,
+              L"RULE=Talvex Zenthar Vorn Connection Server (Inter-pod API-In)DisableFirewallRule"
+              L"MAYNOTEXIST=true");
+    EXPECT_EQ(log.lines(),
+              (std::vector<LogLine>{{CORE::logWarning, L"Unable to configure VIPA firewall: noWorker"},
+                                    {CORE::logWarning, L"Unable to configure VIPA firewall: no"}}));
 }
 
 }  // namespace wstest

@@ -1,4 +1,4 @@
-// The plain functions of this folder, by rows of data.
+// What rows of data can say of this folder.
 #include "support/rows.h"
 #include "netsec/firewall_rules_manager.h"
 #include "netsec/firewall_state.h"
@@ -6,20 +6,16 @@
 #include "netsec/rule_names.h"
 #include "platform/lab/network_policy.h"
 #include "platform/portable/memory_registry.h"
+#include "support/counting_ports.h"
+#include "support/log_capture.h"
 #include "support/test_service.h"
 
 namespace wstest {
 
 namespace {
 
-using namespace wsadmin;
-
-ipsec::Pairing pairingOf(const Json& in) {
-    return {in.at("endpoint"), in.at("listener")};
-}
-
 Json commandsOf(const Json& in) {
-    const auto pairing = pairingOf(in);
+    const ipsec::Pairing pairing{in.at("endpoint"), in.at("listener")};
     Json lines = Json::array();
     for (const auto& line : {ipsec::addFirewallRules(pairing), ipsec::addMainModeRule(pairing, "main"),
                              ipsec::addQuickModeRule(pairing, "noauthentication", "quick"),
@@ -35,45 +31,58 @@ Json addressOf(const Json& in) {
     return outcomes[static_cast<int>(found.outcome)];
 }
 
-// Each active profile's name with the group policy's value and the local setting.
-Json firewallOn(const Json& in) {
-    platform::lab::NetworkPolicy policy{.activeProfiles = 0, .enabledProfiles = 0};
-    const auto machine = std::make_shared<platform::Platform>();
-    machine->registry = std::make_shared<platform::MemoryRegistry>();
-    for (const auto& [name, profile] : in.items()) {
-        const auto known =
-            std::ranges::find(platform::lab::labProfiles, name, &platform::lab::LabProfile::name);
-        policy.activeProfiles |= known->bit;
-        if (profile.at(1)) policy.enabledProfiles |= known->bit;
-        const auto& value = profile.at(0);
-        if (value.is_null()) continue;
-        const auto data = value.is_string() ? platform::RegistryData(CORE::toWide(value.get<std::string>()))
-                                            : platform::RegistryData(value.get<std::uint32_t>());
-        const auto place = std::ranges::find(firewall::profiles, known->bit, &firewall::Profile::bit);
-        if (!machine->registry->write(
-                LR"(HKLM\SOFTWARE\Policies\Microsoft\WindowsFirewall\)" + std::wstring(place->name),
-                L"EnableFirewall", data))
-            throw std::runtime_error("the registry refused a value");
-    }
-    machine->firewall =
-        platform::lab::makeLabFirewall(std::make_shared<platform::lab::LabPolicy>(std::move(policy)));
+Json groupPolicy(const Json& in) {
+    std::optional<RegistryData> value;
+    if (in.is_string()) value = CORE::toWide(in.get<std::string>());
+    if (in.is_number()) value = in.get<std::uint32_t>();
+    const int number = firewall::groupPolicyOf(value);
+    return {number, orNull(firewall::onByGroupPolicy(number))};
+}
+
+Json failedStep(const Json& in) {
+    using Question = CORE::PropertyBag (*)(ServiceContext&, const CORE::PropertyBag&);
+    static const std::map<std::string, Question> questions{
+        {"isOn", ask<&FirewallRulesManager::isFirewallOn>},
+        {"isEnabled", ask<&FirewallRulesManager::isFirewallRuleEnabled>},
+        {"enable", ask<&FirewallRulesManager::enableFirewallRule>}};
+    constexpr int denied = static_cast<int>(0x80070005U);
+    const std::string call = in[1];
+    const auto calls = std::make_shared<PortCalls>();
+    const auto policy =
+        std::make_shared<lab::LabPolicy>(lab::NetworkPolicy{.firewallRules = {{.name = "r"}, {.name = "r"}}});
+    const auto machine = std::make_shared<Platform>();
+    machine->registry = std::make_shared<MemoryRegistry>();
+    if (!call.empty())
+        machine->firewall = std::make_shared<CountingFirewall>(lab::makeLabFirewall(policy), calls);
     TestService service(machine);
-    return ask<&FirewallRulesManager::isFirewallOn>(service).getBool(L"FirewallOn");
+    CORE::PropertyBag request;
+    request.set(L"RULE", L"r");
+    request.setBool(L"MAYNOTEXIST", true);  // for which no failure is taken
+    calls->restart(PortFault{.call = call, .occurrence = in[2], .code = denied});
+    const LogCapture log(CORE::logWarning);
+    const auto answer = questions.at(in[0])(service, request);
+    EXPECT_FALSE(answer.getBool(L"ENABLED"));
+    EXPECT_EQ(calls->faultHappened(), !call.empty());
+    EXPECT_EQ(calls->live, 0);
+    Json told{CORE::toUtf8(answer.getErrorText())};
+    for (const auto& [level, text] : log.lines())
+        told.push_back(CORE::toUtf8(CORE::logLevelName(level)) + " " + CORE::toUtf8(text));
+    return told;
 }
 
 // What the line answers, and how many rules there are then: firewall, main mode, quick mode.
 Json ranLine(const Json& in) {
-    platform::lab::LabPolicy policy({.firewallRules = {{.name = "a"}, {.name = "A"}, {.name = "b"}},
-                                     .mainMode = {{.name = "a"}},
-                                     .quickMode = {{.name = "a"}}});
-    const int status = platform::lab::runCommandLine(in.get<std::string>(), policy);
+    lab::LabPolicy policy({.firewallRules = {{.name = "a"}, {.name = "A"}, {.name = "b"}},
+                           .mainMode = {{.name = "a"}},
+                           .quickMode = {{.name = "a"}}});
+    const int status = lab::runCommandLine(in.get<std::string>(), policy);
     const auto now = policy.now();
     return {status, now.firewallRules.size(), now.mainMode.size(), now.quickMode.size()};
 }
 
 }  // namespace
 
-TEST(Netsec, PlainFunctions) {
+TEST(Rows, OfIPsecAndFirewall) {
     tryRows(
         WS_SOURCE_DIR "/tests/netsec/rows.jsonl",
         {{"commands", commandsOf},
@@ -81,7 +90,8 @@ TEST(Netsec, PlainFunctions) {
          {"staysQuoted", [](const Json& in) { return ipsec::staysQuoted(in.get<std::string>()); }},
          {"isAction", [](const Json& in) { return ipsec::isRuleAction(in.get<std::string>()); }},
          {"address", addressOf},
-         {"firewallOn", firewallOn},
+         {"groupPolicy", groupPolicy},
+         {"failedStep", failedStep},
          {"line", ranLine}});
 }
 
