@@ -13,102 +13,64 @@
 namespace {
 
 using namespace wstest;
-using CORE::MessageFrameWork;
-using CORE::PropertyBag;
 
 class Plugin : public CORE::mfwPluginDll {
   public:
-    bool synchronous = true;
-    std::function<bool()> onInitialise = [] { return true; };
-    std::function<void()> onInitialiseAsync, onCleanup = [] {};
+    std::function<bool()> onInitialise, onCleanup;
+    std::function<void()> onInitialiseAsync;
 
   private:
-    bool initialiseSynchronously() override { return synchronous; }
+    bool initialiseSynchronously() override { return !onInitialiseAsync; }
     bool initialise() override { return onInitialise(); }
     void initialiseAsync() override { onInitialiseAsync(); }
     void cleanup() override { onCleanup(); }
 };
 
-using Lines = std::vector<LogLine>;
-
-TEST(PluginParams, ReplacesTheBagAndIgnoresNull) {
-    Plugin plugin;
-    for (const wchar_t* name : {L"a", L"b"}) {
-        PropertyBag bag;
-        bag.set(name, std::wstring_view(L"1"));
-        EXPECT_TRUE(plugin.params(&bag));
-        EXPECT_TRUE(plugin.params(nullptr));
-        EXPECT_EQ(plugin.parameters().flattenForDisplay(), std::wstring(name) + L"=1");
-    }
-}
-
-TEST(PluginInit, LogsExceptionsAndAnswersTrue) {
+TEST(Plugin, LogsExceptionsOfItsStartAndItsEndAndAlwaysWaits) {
     const struct {
-        std::function<bool()> initialise;
+        std::function<bool()> code;
         bool answer;
-        Lines lines;
+        const wchar_t* thrown;  // as the log lines end
     } rows[] = {
-        {[] { return true; }, true, {}},
-        {[] { return false; }, false, {}},
-        {[]() -> bool { throw CORE::coreException(L"no disk"); },
-         true,
-         {{CORE::logError, L"mfwPluginDll exception during init, error no disk"}}},
-        {[]() -> bool { throw std::runtime_error("no disk"); },
-         true,
-         {{CORE::logError, L"mfwPluginDll exception during init"}}},
+        {[] { return true; }, true, nullptr},
+        {[] { return false; }, false, nullptr},
+        {[]() -> bool { throw CORE::coreException(L"no disk"); }, true, L", error no disk"},
+        {[]() -> bool { throw std::runtime_error("no disk"); }, true, L""},
     };
     for (const auto& row : rows) {
+        CORE::coreevent go;
+        std::atomic<bool> ended{false};
         Plugin plugin;
-        plugin.onInitialise = row.initialise;
+        plugin.onInitialise = row.code;
+        plugin.onCleanup = [&] { return go.set(), row.code(); };
         const LogCapture log;
         EXPECT_EQ(plugin.init(L"module"), row.answer);
-        EXPECT_EQ(log.lines(), row.lines);
+        ASSERT_TRUE(plugin.threads().start(L"t", [&] {
+            await(go);
+            yield();
+            ended = true;
+        }));
+        plugin.exit(L"module");
+        EXPECT_TRUE(ended);
+        std::vector<LogLine> lines;
+        if (row.thrown)
+            for (const std::wstring step : {L"init", L"cleanup"})
+                lines.push_back({CORE::logError, L"mfwPluginDll exception during " + step + row.thrown});
+        lines.push_back({CORE::logDebug, L"mfwPluginDll wait for threads to go"});
+        lines.push_back({CORE::logDebug, L"mfwPluginDll: all threads gone"});
+        EXPECT_EQ(log.lines(), lines);
     }
 }
 
-TEST(PluginInit, RunsTheAsynchronousInitialiserOnAThreadOfItsOwn) {
+TEST(Plugin, RunsTheAsynchronousInitialiserOnAThreadOfItsOwn) {
     Plugin plugin;
-    plugin.synchronous = false;
     std::thread::id thread;
-    plugin.onInitialiseAsync = [&] {
-        thread = std::this_thread::get_id();
-        throw CORE::coreException(L"no disk");
-    };
-    const LogCapture log;
+    plugin.onInitialiseAsync = [&] { thread = std::this_thread::get_id(); };
+    plugin.onCleanup = [] { return true; };
     EXPECT_TRUE(plugin.init(L"module"));
     plugin.exit(L"module");
     EXPECT_NE(thread, std::thread::id());
     EXPECT_NE(thread, std::this_thread::get_id());
-    EXPECT_TRUE(
-        log.contains(CORE::logError, L"Thread PluginInitThread ended with an exception, error no disk"));
-}
-
-TEST(PluginExit, LogsInOrderAndAlwaysWaits) {
-    const std::pair<std::function<void()>, Lines> rows[] = {
-        {[] {}, {}},
-        {[] { throw CORE::coreException(L"no disk"); },
-         {{CORE::logError, L"mfwPluginDll exception during cleanup, error no disk"}}},
-        {[] { throw 42; }, {{CORE::logError, L"mfwPluginDll exception during cleanup"}}},
-    };
-    for (auto [cleanup, lines] : rows) {
-        lines.push_back({CORE::logDebug, L"mfwPluginDll wait for threads to go"});
-        lines.push_back({CORE::logDebug, L"mfwPluginDll: all threads gone"});
-        Plugin plugin;
-        plugin.onCleanup = cleanup;
-        CORE::coreevent go;
-        std::atomic<bool> ended{false};
-        ASSERT_TRUE(plugin.threads().start(L"t", [&] {
-            EXPECT_TRUE(go.waitFor(longTime));
-            yield();
-            ended = true;
-        }));
-        const LogCapture log;
-        std::thread release([&] { go.set(); });
-        plugin.exit(L"module");
-        EXPECT_TRUE(ended);
-        EXPECT_EQ(log.lines(), lines);
-        release.join();
-    }
 }
 
 TEST(Service, SwallowsAFailedRegistration) {
@@ -122,7 +84,7 @@ TEST(Service, SwallowsAFailedRegistration) {
     EXPECT_TRUE(log.contains(CORE::logWarning,
                              L"Worker scripted was not registered: Worker scripted is already installed"));
     served->unregisterWorker();
-    EXPECT_TRUE(MessageFrameWork::System().IsWorkerInstalled(L"scripted", 0)) << "the other's worker stays";
+    EXPECT_TRUE(CORE::MessageFrameWork::System().IsWorkerInstalled(L"scripted", 0)) << "it is the other's";
     EXPECT_FALSE(served->stopEvent()->isSet());
     served->stop();
     EXPECT_TRUE(served->stopped());

@@ -63,7 +63,7 @@ Json utf8(const Json& in) {
         auto code = static_cast<std::uint32_t>(text[i]);
         if (sizeof(wchar_t) == 2 && code >> 10U == 0xD800 >> 10U && i + 1 < text.size())
             code = 0x10000 + ((code & 0x3FFU) << 10U | (static_cast<std::uint32_t>(text[++i]) & 0x3FFU));
-        characters += (i > 0 ? " " : "") + toUtf8(CORE::formatText(L"%X", code));
+        characters += (characters.empty() ? "" : " ") + toUtf8(CORE::formatText(L"%X", code));
     }
     return characters;
 }
@@ -95,6 +95,17 @@ Json property(const Json& in) {
     return *found.begin();
 }
 
+Json formatted(const Json& in) {
+    std::vector<std::wstring> texts(in.size());
+    std::vector<CORE::FormatArg> args;
+    for (std::size_t i = 1; i < in.size(); ++i)
+        if (in[i].is_string())
+            args.emplace_back(texts[i] = wide(in[i]));
+        else
+            args.emplace_back(in[i].get<int>());
+    return toUtf8(CORE::formatText(wide(in[0]), std::span<const CORE::FormatArg>(args)));
+}
+
 Json hidden(const Json& in) {
     PropertyBag bag;
     bag.add(wide(in), L"s3");
@@ -114,6 +125,7 @@ TEST(Rows, OfTheFramework) {
          {"order", order},
          {"property", property},
          {"hidden", hidden},
+         {"formatted", formatted},
          {"osLevel", [](const Json& in) { return CORE::coreosver::levelOf(in[0], in[1]); }},
          {"sid", [](const Json& in) {
               const auto bytes =

@@ -28,7 +28,6 @@ class ScriptedItem : public CORE::WorkItem {
     static inline std::atomic<int> alive{0};
 
     static CORE::WorkItem* make() { return new ScriptedItem; }
-    static CORE::WorkItem* makeNone() { return nullptr; }
     ScriptedItem() { ++alive; }
     ~ScriptedItem() override { --alive; }
     bool MessageHandler(const wchar_t* operation, const CORE::PropertyBag& request,
@@ -71,17 +70,6 @@ class ScriptedWorker {
   private:
     std::wstring name_;
 };
-
-struct Sent {
-    bool handled = false;
-    CORE::PropertyBag response;
-};
-inline Sent send(std::wstring_view worker, std::wstring_view operation, const CORE::PropertyBag& request = {},
-                 const CORE::SendOptions& options = {}) {
-    Sent sent;
-    sent.handled = CORE::MessageHandler::SendMsg(worker, operation, request, sent.response, options);
-    return sent;
-}
 
 // Waits for an event without letting a fault hang the test.
 inline void await(const CORE::coreevent& event) {

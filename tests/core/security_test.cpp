@@ -21,6 +21,7 @@ namespace {
 
 using namespace wstest;
 using CORE::SecurityManager;
+namespace fs = std::filesystem;
 
 class Security : public testing::Test {
   protected:
@@ -30,12 +31,22 @@ class Security : public testing::Test {
     static SecurityManager& security() { return SecurityManager::System(); }
     void useKey(const char* name) { security().setKeyFile((folder_.path() / name).wstring()); }
     // Decrypting gives nothing but one error line without the text.
-    static void expectRefused(const std::wstring& text) {
+    static std::string refused(const std::wstring& text) {
         const LogCapture log;
         EXPECT_TRUE(security().Decrypt(text).empty()) << CORE::toUtf8(text);
-        ASSERT_EQ(log.lines().size(), 1u);
-        EXPECT_EQ(log.lines()[0].level, CORE::logError);
-        EXPECT_TRUE(text.empty() || log.lines()[0].text.find(text) == std::wstring::npos);
+        const auto lines = log.lines();
+        EXPECT_TRUE(lines.size() == 1 && lines[0].level == CORE::logError);
+        EXPECT_TRUE(text.empty() || lines.at(0).text.find(text) == std::wstring::npos);
+        return CORE::toUtf8(lines.at(0).text);
+    }
+    // A text that was encrypted with the file's key, or why it is none.
+    static std::string encrypted(const fs::path& file) {
+        security().setKeyFile(file.wstring());
+        try {
+            return CORE::toUtf8(security().Encrypt("x"));
+        } catch (const CORE::coreException& error) {
+            return CORE::toUtf8(error.text());
+        }
     }
 
     TempFolder folder_;
@@ -62,7 +73,7 @@ TEST_F(Security, DetectsEveryChangedCharacter) {
                                     L'A', L'=', L' ', L'\n', L'\x20ac', L'\0'}) {
             std::wstring changed = text;
             changed[i] = other;
-            if (changed != text) expectRefused(changed);
+            if (changed != text) refused(changed);
         }
 }
 
@@ -72,21 +83,20 @@ TEST_F(Security, RefusesWhatItNeverWrote) {
          {std::wstring(), std::wstring(L"{1}"), std::wstring(L"{1}AAAA"), std::wstring(L"secret7"),
           L" " + text, text + L"\n", text + L"AAAA", sealed, L"{2}" + sealed, text.substr(0, text.size() - 4),
           L"{1}" + text, L"{1}====" + text.substr(7)})
-        expectRefused(row);
+        refused(row);
     EXPECT_EQ(security().Decrypt(text).str(), "secret7");
 }
 
 TEST_F(Security, NeedsTheSameKey) {
     const CORE::wstr text = security().Encrypt("secret7");
     useKey("other/host.key");
-    expectRefused(text.str());
+    refused(text.str());
     useKey("keys/host.key");
     EXPECT_EQ(security().Decrypt(text).str(), "secret7") << "the key outlives the process that made it";
 }
 
 TEST_F(Security, KeepsTheKeyInAFileOfItsOwners) {
     security().Encrypt("x");
-    namespace fs = std::filesystem;
     const fs::path file = folder_.path() / "keys" / "host.key";
     EXPECT_EQ(fs::file_size(file), 32u);
     const auto files = std::distance(fs::directory_iterator(file.parent_path()), fs::directory_iterator());
@@ -98,64 +108,45 @@ TEST_F(Security, KeepsTheKeyInAFileOfItsOwners) {
 }
 
 #if !defined(_WIN32)
-TEST_F(Security, UsesNoKeyThatIsNotItsOwnersAlone) {
-    namespace fs = std::filesystem;
+TEST_F(Security, UsesNoKeyAndMakesNoneWhereItIsNotItsOwnersAlone) {
     using fs::perms;
     const std::wstring text = security().Encrypt("x").str();
-    const fs::path file = folder_.path() / "keys" / "host.key", link = folder_.path() / "link.key";
-    const auto expectUnused = [&](const fs::path& path, const std::string& why) {
-        security().setKeyFile(path.wstring());
-        const LogCapture log(CORE::logError);
-        EXPECT_THROW(security().Encrypt("x"), CORE::coreException) << why;
-        EXPECT_TRUE(security().Decrypt(text).empty()) << why;
-        ASSERT_EQ(log.lines().size(), 1u);
-        EXPECT_EQ(CORE::toUtf8(log.lines()[0].text),
-                  "An encrypted text cannot be read: " + path.string() + " is not used: " + why);
-    };
-    for (const perms others :
-         {perms::group_read, perms::others_read, perms::group_write, perms::others_exec}) {
-        fs::permissions(file, perms::owner_read | perms::owner_write | others);
-        expectUnused(file, "others than its owner may use it");
-    }
-    fs::permissions(file, perms::owner_read | perms::owner_write);
-    fs::create_symlink(file, link);
-    expectUnused(link, "it is a link");
-    expectUnused(folder_.path() / "keys", "it is no file");
-    useKey("keys/host.key");
-    EXPECT_EQ(security().Decrypt(text).str(), "x");
-    if (chown(file.c_str(), 65534, static_cast<gid_t>(-1)) == 0)  // the superuser's to do
-        expectUnused(file, "somebody else owns it");
-}
-
-TEST_F(Security, MakesNoKeyInAFolderThatIsNotItsOwnersAlone) {
-    namespace fs = std::filesystem;
-    using fs::perms;
-    const fs::path own = folder_.path() / "keys", link = folder_.path() / "link";
-    fs::create_directory(own);
-    fs::create_symlink(own, link);
+    const fs::path own = folder_.path() / "keys", key = own / "host.key", fresh = own / "new.key";
+    const perms file = perms::owner_read | perms::owner_write, all = perms::owner_all;
+    fs::create_symlink(key, folder_.path() / "link.key");
+    fs::create_symlink(own, folder_.path() / "link");
     folder_.write("file", "");
     const struct {
-        fs::path folder;
+        fs::path path;  // its mode is set
         perms mode;
-        std::string why;
+        fs::path used;
+        const char* why;
     } rows[] = {
-        {own, perms::owner_all | perms::group_read, "others than its owner may use it"},
-        {own, perms::owner_all | perms::others_write, "others than its owner may use it"},
-        {link, perms::owner_all, "it is a link"},
-        {folder_.path() / "file", perms::owner_all, "it is no folder"},
-        {own, perms::owner_all, ""},
+        {key, file | perms::group_read, key, "others than its owner may use it"},
+        {key, file | perms::others_read, key, "others than its owner may use it"},
+        {key, file | perms::group_write, key, "others than its owner may use it"},
+        {key, file | perms::others_exec, key, "others than its owner may use it"},
+        {key, file, folder_.path() / "link.key", "it is a link"},
+        {own, all, own, "it is no file"},
+        {own, all | perms::group_read, fresh, "others than its owner may use it"},
+        {own, all | perms::others_write, fresh, "others than its owner may use it"},
+        {own, all, folder_.path() / "link" / "new.key", "it is a link"},
+        {own, all, folder_.path() / "file" / "new.key", "it is no folder"},
     };
-    for (const auto& [folder, mode, why] : rows) {
-        fs::permissions(folder, mode);
-        security().setKeyFile((folder / "host.key").wstring());
-        std::string said;
-        try {
-            security().Encrypt("x");
-        } catch (const CORE::coreException& error) {
-            said = CORE::toUtf8(error.text());
+    for (const auto& [path, mode, used, why] : rows) {
+        fs::permissions(path, mode);
+        const bool isNew = used.filename() == "new.key";
+        const std::string said = (isNew ? used.parent_path() : used).string() + " is not used: " + why;
+        EXPECT_EQ(encrypted(used), said);
+        if (!isNew) {
+            EXPECT_EQ(refused(text), "An encrypted text cannot be read: " + said);
         }
-        EXPECT_EQ(said, why.empty() ? "" : folder.string() + " is not used: " + why);
-        EXPECT_EQ(fs::exists(own / "host.key"), why.empty()) << why;
+        EXPECT_FALSE(fs::exists(fresh)) << said;
+    }
+    useKey("keys/host.key");
+    EXPECT_EQ(security().Decrypt(text).str(), "x");
+    if (chown(key.c_str(), 65534, static_cast<gid_t>(-1)) == 0) {  // the superuser's to do
+        EXPECT_EQ(encrypted(key), key.string() + " is not used: somebody else owns it");
     }
 }
 #endif
@@ -164,10 +155,10 @@ TEST_F(Security, NeverOverwritesAFileThatIsNoKey) {
     for (const std::size_t size : {0U, 31U, 33U}) {
         const std::string content(size, 'k');
         folder_.write("bad.key", content);
-        std::filesystem::permissions(folder_.path() / "bad.key", std::filesystem::perms::owner_all);
+        fs::permissions(folder_.path() / "bad.key", fs::perms::owner_all);
         useKey("bad.key");
         EXPECT_THROW(security().Encrypt("x"), CORE::coreException) << size;
-        expectRefused(L"{1}" + std::wstring(64, L'A'));
+        refused(L"{1}" + std::wstring(64, L'A'));
         EXPECT_EQ(folder_.read("bad.key"), content);
     }
     useKey("bad.key/host.key");  // below a file there is no place for a key
@@ -178,9 +169,9 @@ TEST_F(Security, MakersAtTheSameTimeEndWithOneKey) {
     for (int round = 0; round < 20; ++round) {
         const std::wstring path = (folder_.path() / std::to_string(round) / "host.key").wstring();
         std::array<CORE::SecretKey, 4> keys{};
-        std::vector<std::thread> makers;
+        std::vector<std::jthread> makers;
         for (auto& key : keys) makers.emplace_back([&] { CORE::readOrMakeKey(path, key); });
-        for (auto& maker : makers) maker.join();
+        makers.clear();
         EXPECT_NE(keys[0], CORE::SecretKey{});
         for (const auto& key : keys) EXPECT_EQ(key, keys[0]);
     }

@@ -29,30 +29,24 @@ std::vector<std::size_t> positions(const Model& model, const std::wstring& name)
     return found;
 }
 
-// Leaves so many entries of the name, the first ones.
-void shorten(Model& model, const std::wstring& name, std::size_t keep) {
-    auto all = positions(model, name);
-    for (; all.size() > keep; all.pop_back())
-        model.erase(model.begin() + static_cast<std::ptrdiff_t>(all.back()));
-}
-
-void set(Model& model, const ModelEntry& entry) {
-    const auto all = positions(model, entry.name);
-    if (all.empty()) return model.push_back(entry);
-    model[all[0]] = entry;
-    shorten(model, entry.name, 1);
-}
-
-void merge(Model& model, const Model& other) {
-    const Model before = model;
-    for (std::size_t i = 0; i < other.size(); ++i) {
-        const auto mine = positions(before, other[i].name);
-        const auto theirs = positions(other, other[i].name);
-        const auto turn =
-            static_cast<std::size_t>(std::find(theirs.begin(), theirs.end(), i) - theirs.begin());
-        turn < mine.size() ? void(model[mine[turn]] = other[i]) : model.push_back(other[i]);
+// The n-th of a name takes the place of the n-th here. What comes to set is merged as the only one.
+Model merged(const Model& mine, const Model& theirs) {
+    const auto turnOf = [](const Model& model, std::size_t i) {
+        return static_cast<std::size_t>(
+            std::ranges::count_if(model.begin(), model.begin() + static_cast<std::ptrdiff_t>(i),
+                                  [&](auto& one) { return CORE::equalFolded(one.name, model[i].name); }));
+    };
+    Model result;
+    for (std::size_t i = 0; i < mine.size(); ++i) {
+        const auto partners = positions(theirs, mine[i].name);
+        if (partners.empty())
+            result.push_back(mine[i]);
+        else if (const std::size_t turn = turnOf(mine, i); turn < partners.size())
+            result.push_back(theirs[partners[turn]]);
     }
-    for (const ModelEntry& entry : other) shorten(model, entry.name, positions(other, entry.name).size());
+    for (std::size_t i = 0; i < theirs.size(); ++i)
+        if (turnOf(theirs, i) >= positions(mine, theirs[i].name).size()) result.push_back(theirs[i]);
+    return result;
 }
 
 Model modelOf(const PropertyBag& bag) {
@@ -63,10 +57,11 @@ Model modelOf(const PropertyBag& bag) {
     return model;
 }
 
-void add(PropertyBag& bag, const ModelEntry& entry) {
+void put(PropertyBag& bag, const ModelEntry& entry, bool sets) {
+    if (!entry.isBag) return sets ? bag.set(entry.name, entry.value) : bag.add(entry.name, entry.value);
     PropertyBag nested;
     nested.add(L"v", entry.value);
-    entry.isBag ? bag.addBag(entry.name, nested) : bag.add(entry.name, entry.value);
+    sets ? bag.setBag(entry.name, nested) : bag.addBag(entry.name, nested);
 }
 
 void expectFound(const PropertyBag& bag, const Model& model, const std::wstring& name) {
@@ -82,66 +77,49 @@ void expectFound(const PropertyBag& bag, const Model& model, const std::wstring&
     }
 }
 
-class Dice {
-  public:
-    explicit Dice(unsigned seed) : engine_(seed) {}
-    std::size_t below(std::size_t n) { return static_cast<std::size_t>(engine_()) % n; }
+struct Dice {
+    std::mt19937 engine;
+    bool beyondAscii = false;  // are there such names?
+
+    std::size_t below(std::size_t n) { return static_cast<std::size_t>(engine()) % n; }
     std::wstring name() {
         static constexpr const wchar_t* stems[] = {
             L"dn", L"DN", L"machine-name", L"Machine-Name", L"\u00E4nderung", L"\u00C4NDERUNG"};
-        const std::wstring stem = stems[below(beyondAscii_ ? 6 : 4)];
+        const std::wstring stem = stems[below(beyondAscii ? 6 : 4)];
         return below(3) == 0 ? stem : stem + std::to_wstring(below(30));
     }
     ModelEntry entry() {
         return {name(), std::wstring(below(4) == 0 ? below(300) : below(12), L"ab\u20AC"[below(3)]),
                 below(8) == 0};
     }
-    Model entries() {
-        Model model(below(below(6) == 0 ? 60 : 8));
-        for (ModelEntry& each : model) each = entry();
-        return model;
-    }
-    void nextRound() { beyondAscii_ = !beyondAscii_; }
-
-  private:
-    std::mt19937 engine_;
-    bool beyondAscii_ = false;  // are there such names?
 };
 
 void change(PropertyBag& bag, Model& model, Dice& dice) {
-    const ModelEntry entry = dice.entry();
-    PropertyBag nested;
-    switch (dice.below(12)) {
-        case 0:
-        case 1:
-            nested.add(L"v", entry.value);
-            entry.isBag ? bag.setBag(entry.name, nested) : bag.set(entry.name, entry.value);
-            return set(model, entry);
-        case 2:
-        case 3: {
-            const Model other = dice.entries();
-            PropertyBag source;
-            for (const ModelEntry& each : other) add(source, each);
-            dice.below(2) == 0 ? bag &= source : bag &= std::move(source);
-            return merge(model, other);
-        }
-        case 4:
-            bag = dice.below(2) == 0 ? PropertyBag(bag) : PropertyBag(std::move(bag));
-            return;
-        case 5:
-            if (model.size() < 120) return;
-            bag.clear();
-            dice.nextRound();
-            return model.clear();
-        default:
-            add(bag, entry);
-            return model.push_back(entry);
+    const std::size_t kind = dice.below(12);
+    if (kind < 2) {
+        const ModelEntry entry = dice.entry();
+        put(bag, entry, true);
+        model = merged(model, {entry});
+    } else if (kind < 4) {
+        Model other(dice.below(dice.below(6) == 0 ? 60 : 8));
+        PropertyBag source;
+        for (ModelEntry& each : other) put(source, each = dice.entry(), false);
+        dice.below(2) == 0 ? bag &= source : bag &= std::move(source);
+        model = merged(model, other);
+    } else if (kind == 4) {
+        bag = dice.below(2) == 0 ? PropertyBag(bag) : PropertyBag(std::move(bag));
+    } else if (kind == 5 && model.size() >= 120) {
+        bag.clear();
+        model.clear();
+        dice.beyondAscii = !dice.beyondAscii;
+    } else {
+        put(bag, model.emplace_back(dice.entry()), false);
     }
 }
 
 TEST(PropertyBagModel, EveryOperationAgrees) {
     for (const unsigned seed : {1u, 2u, 3u}) {
-        Dice dice(seed);
+        Dice dice{std::mt19937(seed)};
         PropertyBag bag;
         Model model;
         for (int step = 0; step < 3000; ++step) {

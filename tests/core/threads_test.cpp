@@ -1,36 +1,120 @@
-#include "framework/core/threads.h"
-
+// Reference counts, locks, events and groups of threads.
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <vector>
 
 #include "core/scripted_worker.h"
 #include "framework/core/coreexception.h"
+#include "framework/core/coreref.h"
+#include "framework/core/threads.h"
 #include "support/log_capture.h"
 
 namespace {
 
 using namespace wstest;
+using CORE::refptr;
 using CORE::ThreadGroup;
 
-TEST(ThreadGroup, WaitsForThreadsThatThreadsStart) {
-    ThreadGroup group(L"module");
-    std::atomic<int> ran{0};
-    for (int i = 0; i < 10; ++i)
-        ASSERT_TRUE(group.start(L"outer", [&] { EXPECT_TRUE(group.start(L"inner", [&] { ++ran; })); }));
-    group.waitForAll();
-    EXPECT_EQ(ran, 10);
+TEST(CoreRef, CountsItsHoldersAndIsDestroyedByTheLastRelease) {
+    auto* object = new ScriptedItem;
+    EXPECT_EQ(object->AddRef(), 2);
+    EXPECT_EQ(object->Release(), 1);
+    {
+        auto first = refptr<ScriptedItem>::adopt(object);
+        auto second = refptr<ScriptedItem>::share(first.get());
+        auto moved = std::move(second);
+        EXPECT_FALSE(second);  // NOLINT(bugprone-use-after-move): it promises to be empty
+        refptr<ScriptedItem> assigned;
+        assigned = moved;
+        assigned = refptr<ScriptedItem>::share(assigned.get());
+        EXPECT_EQ(object->RefCount(), 3);
+        first.reset();
+        EXPECT_EQ(ScriptedItem::alive, 1);
+    }
+    EXPECT_EQ(ScriptedItem::alive, 0);
+}
+
+// Another thread gets the lock only when its holder has given it back as often as it took it.
+TEST(CoreLock, ItsHolderMayTakeItAgain) {
+    CORE::corecritsec lock(L"test");
+    EXPECT_EQ(lock.name(), L"test");
+    for (int round = 0; round < 20; ++round) {
+        std::atomic<bool> given{false};
+        std::jthread other;
+        const CORE::coresync outer(lock);
+        const CORE::coresync idle(lock, false);
+        other = std::jthread([&] {
+            const CORE::coresync hold(lock);
+            EXPECT_TRUE(given);
+        });
+        { const CORE::coresync inner(lock, true); }
+        yield();
+        given = true;
+    }
+}
+
+TEST(CoreEvent, StaysSetUntilItIsResetAndCallsBackWhenItIsSetAndWhenItWasSet) {
+    CORE::coreevent event;
+    int calls = 0;
+    for (int round = 1; round <= 2; ++round) {
+        const CORE::eventcallback first(event, [&] { ++calls; });
+        EXPECT_FALSE(event.isSet());
+        EXPECT_FALSE(event.waitFor(std::chrono::milliseconds(0)));
+        EXPECT_EQ(calls % 11, 0);
+        event.set();
+        EXPECT_EQ(calls % 11, 1);
+        const CORE::eventcallback second(event, [&] { calls += 10; });
+        EXPECT_EQ(calls, 11 * round);
+        EXPECT_TRUE(event.isSet());
+        EXPECT_TRUE(event.waitFor(std::chrono::milliseconds(0)));
+        event.wait();
+        event.reset();
+    }
+    event.set();
+    EXPECT_EQ(calls, 22);
+}
+
+// The threads meet at a fresh lock again and again: its first uses are where a runtime can go wrong.
+TEST(SharedMutex, KeepsAWriterAwayFromEverybodyElse) {
+    for (int round = 0; round < 200; ++round) {
+        CORE::SharedMutex mutex;
+        CORE::coreevent go;
+        std::atomic<int> first{0}, second{0}, torn{0};
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back([&, i] {
+                go.wait();
+                for (int turn = 0; turn < 50; ++turn)
+                    if ((i + turn) % 3) {
+                        const std::shared_lock reading(mutex);
+                        if (first != second) ++torn;
+                    } else {
+                        const std::unique_lock writing(mutex);
+                        if (++first != second + 1) ++torn;
+                        ++second;
+                    }
+            });
+        go.set();
+        threads.clear();
+        ASSERT_EQ(torn, 0) << "round " << round;
+    }
 }
 
 // A module may be unloaded as soon as the wait returns, so the function's own destruction comes before.
-TEST(ThreadGroup, DestroysTheFunctionBeforeTheThreadCountsAsGone) {
-    for (int i = 0; i < 200; ++i) {
+TEST(ThreadGroup, WaitsForThreadsThatThreadsStartAndForTheEndOfTheirFunctions) {
+    for (int round = 0; round < 100; ++round) {
         ThreadGroup group(L"module");
-        std::atomic<bool> destroyed{false};
-        std::shared_ptr<void> code(nullptr, [&](void*) { destroyed = true; });
-        ASSERT_TRUE(group.start(L"t", [code = std::move(code)] {}));
+        std::atomic<int> ran{0}, destroyed{0};
+        for (int i = 0; i < 2; ++i) {
+            std::shared_ptr<void> code(nullptr, [&](void*) { ++destroyed; });
+            ASSERT_TRUE(group.start(L"outer", [&, code = std::move(code)] {
+                EXPECT_TRUE(group.start(L"inner", [&, code] { ++ran; }));
+            }));
+        }
         group.waitForAll();
-        ASSERT_TRUE(destroyed);
+        ASSERT_EQ(ran, 2);
+        ASSERT_EQ(destroyed, 2);
     }
 }
 
@@ -45,10 +129,8 @@ TEST(ThreadGroup, LogsWhatAThreadThrows) {
         ThreadGroup group(L"module");
         ASSERT_TRUE(group.start(L"Worker", function));
         group.waitForAll();
-        EXPECT_EQ(
-            log.lines(),
-            (std::vector<LogLine>{
-                {CORE::logError, std::wstring(L"Thread Worker ended with an exception, error ") + error}}));
+        const std::wstring said = L"Thread Worker ended with an exception, error ";
+        EXPECT_EQ(log.lines(), (std::vector<LogLine>{{CORE::logError, said + error}}));
     }
 }
 
@@ -56,7 +138,7 @@ TEST(ThreadGroup, WaitsForVisitorsForAsLongAsAnyCopyLives) {
     ThreadGroup group(L"module");
     CORE::coreevent inside;
     std::atomic<bool> left{false};
-    std::thread visitor([&] {
+    const std::jthread visitor([&] {
         auto first = std::make_unique<ThreadGroup::Visit>(&group);
         const ThreadGroup::Visit copy(*first), moved(std::move(*first)), nowhere(nullptr);
         first.reset();
@@ -67,7 +149,6 @@ TEST(ThreadGroup, WaitsForVisitorsForAsLongAsAnyCopyLives) {
     await(inside);
     group.waitForAll();
     EXPECT_TRUE(left);
-    visitor.join();
 }
 
 TEST(ThreadGroup, AbandonedWaitsForNobody) {
@@ -75,7 +156,7 @@ TEST(ThreadGroup, AbandonedWaitsForNobody) {
     {
         ThreadGroup group(L"module");
         ASSERT_TRUE(group.start(L"t", [&] {
-            EXPECT_TRUE(go.waitFor(longTime));
+            await(go);
             done.set();
         }));
         group.abandon();

@@ -44,7 +44,7 @@ struct Gate {
     CORE::coreevent inside, open;
     void pass() {
         inside.set();
-        EXPECT_TRUE(open.waitFor(longTime));
+        await(open);
     }
 };
 
@@ -68,11 +68,10 @@ TEST(CoreTimer, RepeatsOnOneThreadWhenTheCallbackStartsItAgain) {
 TEST(CoreTimer, StartingAgainReplacesTheEarlierStart) {
     std::atomic<int> count{0};
     Gate gate;
-    Timer blocker([&](Timer&) { gate.pass(); });
+    Timer blocker([&](Timer&) { gate.pass(); }), twice([&](Timer&) { ++count; });
+    Timer stopped([&](Timer&) { ADD_FAILURE() << "a stopped timer was called"; });
     blocker.StartTimer(0);
     await(gate.inside);
-    Timer twice([&](Timer&) { ++count; });
-    Timer stopped([&](Timer&) { ADD_FAILURE() << "a stopped timer was called"; });
     twice.StartTimer(1);
     stopped.StartTimer(1);
     twice.StartTimer(2);
@@ -82,40 +81,31 @@ TEST(CoreTimer, StartingAgainReplacesTheEarlierStart) {
     EXPECT_EQ(count, 1);
 }
 
-TEST(CoreTimer, StopWithWaitAwaitsTheRunningCallback) {
-    Gate gate;
-    std::atomic<bool> finished{false};
-    Timer timer([&](Timer&) {
-        gate.pass();
-        yield();
-        finished = true;
-    });
-    timer.StartTimer(0);
-    await(gate.inside);
-    std::thread release([&] { gate.open.set(); });
-    timer.StopTimerWithWait();
-    EXPECT_TRUE(finished);
-    release.join();
-}
-
-TEST(CoreTimer, StopFromElsewhereVoidsTheCallbacksOwnRestart) {
-    Gate gate;
-    std::atomic<int> count{0};
-    Timer timer([&](Timer& self) {
-        ++count;
-        gate.pass();
-        self.StartTimer(1);
-    });
-    timer.StartTimer(0);
-    await(gate.inside);
-    timer.StopTimer();
-    gate.open.set();
-    passTheTimerThread();
-    EXPECT_EQ(count, 1);
-
-    timer.StartTimer(0);  // a start from elsewhere counts again
-    while (count < 3) std::this_thread::yield();
-    timer.StopTimerWithWait();
+TEST(CoreTimer, AStopFromElsewhereVoidsTheCallbacksOwnRestartAndMayAwaitIt) {
+    for (const bool waits : {false, true}) {
+        Gate gate;
+        std::atomic<int> begun{0}, ended{0};
+        Timer timer([&](Timer& self) {
+            ++begun;
+            gate.pass();
+            yield();
+            self.StartTimer(1);
+            ++ended;
+        });
+        timer.StartTimer(0);
+        await(gate.inside);
+        if (!waits) timer.StopTimer();
+        const std::jthread release([&] { gate.open.set(); });
+        if (waits) {
+            timer.StopTimerWithWait();
+            EXPECT_EQ(ended, 1);
+        }
+        passTheTimerThread();
+        EXPECT_EQ(begun, 1);
+        timer.StartTimer(0);  // a start from elsewhere counts again
+        while (begun < 3) std::this_thread::yield();
+        timer.StopTimerWithWait();
+    }
 }
 
 TEST(CoreTimer, CallbackMayStopItsOwnTimerWithWaitAndThrow) {

@@ -1,0 +1,430 @@
+// Workers and their messages: registration, the ways to send, and what runs on the framework's threads.
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <mutex>
+#include <set>
+#include <stdexcept>
+#include <vector>
+
+#include "core/scripted_worker.h"
+#include "framework/core/coreexception.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace wstest;
+using CORE::MessageFrameWork;
+using CORE::MessageHandler;
+using CORE::MsgBinary;
+using CORE::PropertyBag;
+using CORE::RespType;
+using CORE::SendOptions;
+
+// An answer in words: how the message ended, and its error.
+std::wstring told(RespType type, const PropertyBag& response) {
+    std::wstring words = MessageHandler::respTypeName(type);
+    if (const int code = response.getError())
+        words += L", error " + std::to_wstring(code) + L": " + response.getErrorText().str();
+    return words;
+}
+
+std::wstring send(std::wstring_view worker, std::wstring_view operation, const PropertyBag& request = {},
+                  SendOptions options = {}) {
+    auto type = RespType::handled;
+    options.type = &type;
+    PropertyBag response;
+    const bool handled = MessageHandler::SendMsg(worker, operation, request, response, options);
+    EXPECT_EQ(handled, type == RespType::handled);
+    return told(type, response);
+}
+
+// Messages to the scripted worker, and what their callbacks were told.
+class Answers {
+  public:
+    std::uint64_t send(unsigned timeoutMs = 0) {
+        const auto note = [this](RespType type, PropertyBag& response) {
+            const std::lock_guard lock(mutex_);
+            got_.push_back(told(type, response));
+        };
+        return MessageHandler::SendAsyncMsg(L"scripted", L"x", {}, note,
+                                            {.timeoutMs = timeoutMs, .callbackOwner = &sent_});
+    }
+    // Waits until every message sent so far is answered.
+    std::vector<std::wstring> all() {
+        sent_.waitForAll();
+        return got_;
+    }
+
+  private:
+    std::mutex mutex_;
+    std::vector<std::wstring> got_;
+    CORE::ThreadGroup sent_{L"sender"};
+};
+using Told = std::vector<std::wstring>;
+
+// The request's object is gone with the answer, and no sender gave it up.
+TEST(Messages, AreAnsweredAlikeOnTheSendersThreadWithATimeoutAndByACallback) {
+    addWorker(L"none", nullptr, [] { return static_cast<CORE::WorkItem*>(nullptr); });
+    const ScriptedWorker deaf({}, L"Deaf", false);
+    std::thread::id ranOn;
+    const ScriptedWorker worker(
+        [&](ScriptedItem& item, const std::wstring& operation, const PropertyBag& request, auto& response) {
+            ranOn = std::this_thread::get_id();
+            auto bytes = item.requestBinary().bytes();
+            bytes.push_back(9);
+            item.responseBinary() = MsgBinary(bytes);
+            response.set(L"echo", request.get(L"text").str() + operation);
+            if (operation == L"framework") throw CORE::coreException(L"broken promise");
+            if (operation == L"standard") throw std::runtime_error("out of range");
+            if (operation == L"other") throw 42;
+            return operation != L"refused";
+        },
+        L"Folded");
+    ScriptedItem::onAbort = [] { ADD_FAILURE() << "an answered request was given up"; };
+    const struct {
+        const wchar_t *worker, *operation;
+        bool reached;
+        const wchar_t *type, *error;
+    } rows[] = {
+        {L"Folded", L"x", true, L"handled", L""},
+        {L"fOLDED", L"x", true, L"handled", L""},
+        {L"Folded", L"refused", true, L"notHandled", L""},
+        {L"Folded", L"framework", true, L"notHandled", L"broken promise"},
+        {L"Folded", L"standard", true, L"notHandled", L"Unexpected exception: out of range"},
+        {L"Folded", L"other", true, L"notHandled", L"Unexpected exception"},
+        {L"Folded", L"hidden", false, L"notHandled", L"Operation hidden is not available"},
+        {L"Folded ", L"x", false, L"noWorker", L"Worker Folded  is not installed"},
+        {L"", L"x", false, L"noWorker", L"Worker  is not installed"},
+        {L"none", L"x", false, L"noWorker", L"Worker none is not installed"},  // its factory returns null
+        {L"Deaf", L"x", false, L"noWorker", L"Worker Deaf takes no messages of this machine"},
+    };
+    for (const auto way : {"here", "timeout", "callback"})
+        for (const auto& [name, operation, reached, type, error] : rows) {
+            SCOPED_TRACE(testing::Message() << way << name << operation);
+            const LogCapture log;
+            PropertyBag request, response;
+            request.set(L"text", std::wstring_view(L"hello "));
+            response.set(L"kept", std::wstring_view(L"1"));
+            const MsgBinary question({1, 2});
+            MsgBinary answer;
+            auto got = RespType::cancelled;
+            SendOptions options{.requestBinary = &question, .responseBinary = &answer, .type = &got};
+            if (way == std::string_view("callback")) {
+                CORE::ThreadGroup sent(L"sender");
+                options.callbackOwner = &sent;
+                MessageHandler::SendAsyncMsg(
+                    name, operation, std::move(request),
+                    [&](RespType outcome, PropertyBag& bag) {
+                        got = outcome;
+                        response &= bag;
+                    },
+                    options);
+            } else {
+                if (way == std::string_view("timeout")) options.timeoutMs = 3'600'000;
+                MessageHandler::SendMsg(name, operation, request, response, options);
+            }
+            EXPECT_STREQ(MessageHandler::respTypeName(got), type);
+            EXPECT_EQ(response.getError(), *error ? 1 : 0);
+            EXPECT_EQ(response.getErrorText(), error);
+            EXPECT_EQ(response.flattenForDisplay(),
+                      L"kept=1" + (reached ? L", echo=hello " + std::wstring(operation) : L""));
+            EXPECT_EQ(answer.bytes(),
+                      reached ? (std::vector<std::uint8_t>{1, 2, 9}) : std::vector<std::uint8_t>());
+            if (reached) {
+                EXPECT_EQ(ranOn == std::this_thread::get_id(), way == std::string_view("here"));
+            }
+            std::vector<LogLine> thrown;
+            if (reached && *error)
+                thrown.push_back(
+                    {CORE::logError, L"Worker Folded, operation " + std::wstring(operation) + L": " + error});
+            EXPECT_EQ(log.lines(), thrown);
+            EXPECT_EQ(ScriptedItem::alive, 0);
+        }
+    MessageFrameWork::System().RemoveWorker(L"none", true);
+}
+
+TEST(Messages, SurviveAThrowingCallbackAndDestroyItBeforeItsOwnerMayGo) {
+    const ScriptedWorker worker;
+    const LogCapture log(CORE::logError);
+    std::atomic<bool> gone{false};
+    {
+        CORE::ThreadGroup sent(L"sender");
+        std::shared_ptr<void> code(nullptr, [&](void*) { gone = true; });
+        MessageHandler::SendAsyncMsg(L"scripted", L"x", {},
+                                     [code = std::move(code)](RespType, PropertyBag&) { throw 1; },
+                                     {.callbackOwner = &sent});
+    }
+    EXPECT_TRUE(gone);
+    EXPECT_TRUE(
+        log.contains(CORE::logError, L"Worker scripted, operation x: exception in the sender's callback"));
+}
+
+TEST(Messages, ArePostedToOneOrToEveryLocalWorkerButTheFrameworksOwn) {
+    std::atomic<int> seen{0};
+    CORE::coreevent all;
+    const ScriptedWorker deaf({}, L"deaf", false), one({}, L"one");
+    const ScriptedWorker two([&](auto&, auto&, auto&, auto&) { return ++seen == 3 ? all.set(), true : true; },
+                             L"two");
+    EXPECT_TRUE(MessageHandler::PostMsg(L"two", L"x", {}));
+    EXPECT_FALSE(MessageHandler::PostMsg(L"absent", L"x", {}));
+    EXPECT_EQ(CORE::refptr<ScriptedItem>::adopt(new ScriptedItem)->BroadcastMsg(L"x", {}), 2);
+    await(all);
+}
+
+// Twenty requests that all wait for each other end only when each has a thread.
+TEST(ThreadPool, GrowsWhenAllThreadsAreBlocked) {
+    constexpr int many = 20;
+    std::atomic<int> inside{0};
+    CORE::coreevent all;
+    const ScriptedWorker worker([&](auto&, auto&, auto&, auto&) {
+        if (++inside == many) all.set();
+        return all.waitFor(longTime);
+    });
+    Answers answers;
+    for (int i = 0; i < many; ++i) answers.send();
+    EXPECT_EQ(answers.all(), Told(many, L"handled"));
+}
+
+TEST(ThreadPool, UsesIdleThreadsAgain) {
+    std::set<std::thread::id> threads;
+    const ScriptedWorker worker(
+        [&](auto&, auto&, auto&, auto&) { return threads.insert(std::this_thread::get_id()), true; });
+    Answers answers;
+    for (std::size_t i = 1; i <= 200; ++i) {
+        answers.send();
+        ASSERT_EQ(answers.all().size(), i);
+    }
+    EXPECT_LT(threads.size(), 100U);
+}
+
+// A request that blocks until it is told that the sender gave up, or the test lets it go on.
+class Blocked : public testing::Test {
+  protected:
+    Blocked() {
+        ScriptedItem::onAbort = [this] {
+            ++aborts_;
+            if (obedient_) go_.set();
+        };
+    }
+    void TearDown() override { go_.set(); }
+
+    CORE::coreevent inside_, go_;
+    std::atomic<int> delivered_{0}, aborts_{0};
+    bool obedient_ = true;
+    ScriptedWorker worker_{[this](ScriptedItem& item, auto&, auto&, PropertyBag&) {
+        ++delivered_;
+        inside_.set();
+        const bool ended = go_.waitFor(longTime);
+        item.responseBinary() = MsgBinary({1});
+        return ended;
+    }};
+};
+
+TEST_F(Blocked, ARunningRequestIsToldThatTheSenderGaveUp) {
+    Answers answers;
+    const std::uint64_t message = answers.send();
+    await(inside_);
+    EXPECT_FALSE(MessageHandler::CancelMsg(message)) << "it has begun";
+    EXPECT_EQ(answers.all(), Told{L"handled"});
+    EXPECT_EQ(aborts_, 1);
+    EXPECT_FALSE(MessageHandler::CancelMsg(message)) << "it is answered";
+    EXPECT_FALSE(MessageHandler::CancelMsg(0));
+}
+
+// Whether a message has begun when it is cancelled is chance; what becomes of it must fit the answer.
+TEST_F(Blocked, ACancelledMessageIsNotDeliveredOrItsRequestIsTold) {
+    for (int round = 1; round <= 200; ++round) {
+        go_.reset();
+        Answers answers;
+        const int delivered = delivered_, aborts = aborts_;
+        const bool cancelled = MessageHandler::CancelMsg(answers.send());
+        ASSERT_EQ(answers.all(),
+                  Told{cancelled ? L"cancelled, error 1: The message was cancelled" : L"handled"})
+            << "round " << round;
+        ASSERT_EQ(delivered_ - delivered, cancelled ? 0 : 1);
+        ASSERT_EQ(aborts_ - aborts, cancelled ? 0 : 1);
+    }
+}
+
+// The request blocks until the test lets it go on: the sender does not wait for that.
+TEST_F(Blocked, ASenderWaitsNoLongerThanItsTimeout) {
+    obedient_ = false;
+    const std::wstring late =
+        L"timedOut, error 1: Worker scripted did not answer operation x within 1 milliseconds";
+    MsgBinary binary;
+    EXPECT_EQ(send(L"scripted", L"x", {}, {.timeoutMs = 1, .responseBinary = &binary}), late);
+    Answers answers;
+    answers.send(1);
+    EXPECT_EQ(answers.all(), Told{late});
+    EXPECT_TRUE(eventually([&] { return aborts_ == delivered_; })) << "each request that had begun is told";
+    go_.set();
+    EXPECT_TRUE(eventually([] { return ScriptedItem::alive == 0; }));
+    EXPECT_EQ(answers.all().size(), 1U) << "what comes late is dropped";
+    EXPECT_TRUE(binary.empty());
+}
+
+TEST(AddWorker, RefusesTakenNamesAndUnknownFlags) {
+    const ScriptedWorker first({}, L"Name");
+    const struct {
+        const wchar_t* name;
+        bool serialised, foldNames;
+    } rows[] = {{L"Name", false, true},   {L"NAME", false, true}, {L"", false, true},
+                {L"system", false, true}, {L"Other", true, true}, {L"Other", false, false}};
+    for (const auto& [name, serialised, foldNames] : rows)
+        EXPECT_THROW(MessageFrameWork::System().AddWorker(&ScriptedItem::make, name, L"", true, false,
+                                                          serialised, foldNames),
+                     CORE::coreException)
+            << name << serialised << foldNames;
+}
+
+TEST(RemoveWorker, AnswersWhetherThereWasOneAndLeavesOrAwaitsWhatRuns) {
+    MessageFrameWork& framework = MessageFrameWork::System();
+    EXPECT_FALSE(framework.RemoveWorker(L"System", false)) << "the framework's own worker stays";
+    for (const bool wait : {false, true}) {
+        CORE::coreevent inside, go;
+        std::atomic<bool> answered{false};
+        ScriptedItem::script = [&](auto&, auto&, auto&, auto&) {
+            inside.set();
+            await(go);
+            answered = true;
+            return true;
+        };
+        addWorker(L"slow");
+        std::thread sender([] { EXPECT_EQ(send(L"slow", L"x"), L"handled"); });
+        await(inside);
+        std::thread release([&] {  // once the removal has begun
+            while (framework.IsWorkerInstalled(L"slow", 0)) std::this_thread::yield();
+            if (wait) go.set();
+        });
+        EXPECT_TRUE(framework.RemoveWorker(L"SLOW", wait));
+        EXPECT_EQ(answered, wait);
+        EXPECT_FALSE(framework.RemoveWorker(L"slow", wait));
+        EXPECT_EQ(send(L"slow", L"x"), L"noWorker, error 1: Worker slow is not installed");
+        go.set();
+        release.join();
+        sender.join();
+        ScriptedItem::script = {};
+    }
+}
+
+PropertyBag workerQuestion(std::wstring_view worker, int timeoutMs) {
+    PropertyBag request;
+    request.set(L"QueueName", worker);
+    request.setInt(L"Timeout", timeoutMs);
+    return request;
+}
+
+TEST(SystemWorker, TellsWhetherAWorkerIsInstalledAndWaitsForOneThatComes) {
+    const std::array<const wchar_t*, 3> rows[] = {
+        {L"IsWorkerInstalled", L"scripted", L"handled"},
+        {L"isworkerinstalled", L"SCRIPTED", L"handled"},
+        {L"IsWorkerInstalled", L"winauth", L"notHandled, error 1: Worker winauth is not installed"},
+        {L"IsWorkerInstalled", L"", L"notHandled, error 1: QueueName is missing"},
+        {L"Unknown", L"scripted", L"notHandled, error 120: "},
+    };
+    std::thread asker([] {
+        EXPECT_EQ(send(L"System", L"IsWorkerInstalled", workerQuestion(L"scripted", 60'000)), L"handled");
+    });
+    const ScriptedWorker worker;
+    for (const auto& [operation, queue, answer] : rows)
+        EXPECT_EQ(send(L"System", operation, workerQuestion(queue, -5)), answer);  // no time at all
+    asker.join();
+}
+
+TEST(SystemWorker, StopsWaitingWhenTheMessageIsCancelledOrTimesOut) {
+    const PropertyBag request = workerQuestion(L"never", std::numeric_limits<int>::max());
+    std::wstring answer;
+    {
+        CORE::ThreadGroup sent(L"sender");
+        const auto note = [&](RespType type, PropertyBag& response) { answer = told(type, response); };
+        MessageHandler::CancelMsg(MessageHandler::SendAsyncMsg(L"System", L"IsWorkerInstalled", request, note,
+                                                               {.callbackOwner = &sent}));
+    }
+    EXPECT_TRUE(answer == L"cancelled, error 1: The message was cancelled" ||
+                answer == L"notHandled, error 1: Worker never is not installed");
+    EXPECT_EQ(send(L"System", L"IsWorkerInstalled", request, {.timeoutMs = 1}),
+              L"timedOut, error 1: Worker System did not answer operation IsWorkerInstalled within 1 "
+              L"milliseconds");
+}
+
+TEST(Framework, RefusesAChannelWithoutShowingTheTicket) {
+    const LogCapture log;
+    EXPECT_EQ(MessageFrameWork::System().ConnectChannelByTicket(2, L"s3cret", L"host:4001"), nullptr);
+    EXPECT_EQ(log.lines(),
+              (std::vector<LogLine>{
+                  {CORE::logWarning, L"No channel of kind 2 to host:4001: this host carries none"}}));
+    MessageFrameWork::System().CloseChannel(nullptr);
+}
+
+TEST(Framework, KnowsTheRoleAndTheLevelOfItsSystem) {
+    for (const auto role : {CORE::InstType::securityServer, CORE::InstType::connectionServer}) {
+        MessageFrameWork::System().setInstRole(role);
+        EXPECT_EQ(CORE::GetInstRole().GetType(), role);
+    }
+    EXPECT_GE(CORE::coreosver::level(), CORE::coreosver::oldest);
+    EXPECT_LE(CORE::coreosver::level(), CORE::coreosver::newest);
+}
+
+// The end of a process finds threads blocked, idle and logging; it must neither hang nor crash.
+TEST(ProcessEnd, IsSafeWhileThreadsRun) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            // Not destroyed, as the end of the process finds them in use.
+            auto& inside = *new CORE::coreevent;
+            auto& never = *new CORE::coreevent;
+            static const auto sink =
+                CORE::addLogSink(CORE::logError, [](int, std::wstring_view, std::wstring_view) {});
+            ScriptedItem::script = [&](auto&, const std::wstring& operation, auto&, auto&) {
+                inside.set();
+                if (operation == L"blocks") return never.waitFor(longTime);
+                for (;;) CORE::__SysMessage(CORE::logError, L"test", L"still here");
+            };
+            addWorker(L"last");
+            for (const wchar_t* operation : {L"blocks", L"logs"}) {
+                inside.reset();
+                MessageHandler::PostMsg(L"last", operation, {});
+                EXPECT_TRUE(inside.waitFor(longTime));
+            }
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+// Removing a worker and waiting for its module's threads leaves nobody in the module's code.
+TEST(WorkerRaces, NobodyRunsTheModulesCodeAfterTheWait) {
+    std::atomic<bool> unloaded{true}, stop{false};
+    std::atomic<int> strays{0};
+    ScriptedItem::script = [&](auto&, auto&, auto&, auto&) {
+        for (int i = 0; i < 10 && !unloaded; ++i) std::this_thread::yield();
+        if (unloaded) ++strays;
+        return true;
+    };
+    std::vector<std::thread> senders;
+    for (int i = 0; i < 3; ++i)
+        senders.emplace_back([&] {
+            while (!stop) {
+                CORE::ThreadGroup sent(L"sender");
+                for (int message = 0; message < 10; ++message)
+                    MessageHandler::SendAsyncMsg(L"racer", L"x", {}, {}, {.callbackOwner = &sent});
+                send(L"racer", L"x");
+            }
+        });
+    for (int round = 0; round < 200; ++round) {
+        CORE::ThreadGroup module(L"racer");
+        unloaded = false;
+        addWorker(L"racer", &module);
+        yield(20);
+        MessageFrameWork::System().RemoveWorker(L"racer", false);
+        module.waitForAll();
+        unloaded = true;
+        EXPECT_EQ(ScriptedItem::alive, 0);
+    }
+    stop = true;
+    for (auto& sender : senders) sender.join();
+    EXPECT_EQ(strays, 0);
+    ScriptedItem::script = {};
+}
+
+}  // namespace
