@@ -52,16 +52,5 @@ TEST(UnseenLine, AnInterruptionEndsTheProgramWithTheTerminalAsItWas) {
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
 }
 
-TEST(UnseenLine, WithoutTerminalThereIsNone) {
-    const pid_t process = fork();
-    if (process == 0) {
-        setsid();
-        _exit(CORE::readUnseenLine("word: ") ? 1 : 0);
-    }
-    int status = 0;
-    waitpid(process, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-}
-
 }  // namespace
 #endif
