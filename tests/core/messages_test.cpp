@@ -173,27 +173,22 @@ TEST(Messages, ArePostedToOneOrToEveryLocalWorkerButTheFrameworksOwn) {
 }
 
 // Twenty requests that all wait for each other end only when each has a thread.
-TEST(ThreadPool, GrowsWhenAllThreadsAreBlocked) {
+TEST(ThreadPool, GrowsWhenAllThreadsAreBlockedAndUsesIdleOnesAgain) {
     constexpr int many = 20;
     std::atomic<int> inside{0};
     CORE::coreevent all;
+    std::set<std::thread::id> threads;
     const ScriptedWorker worker([&](auto&, auto&, auto&, auto&) {
         if (++inside == many) all.set();
+        if (inside > many) threads.insert(std::this_thread::get_id());
         return all.waitFor(longTime);
     });
     Answers answers;
     for (int i = 0; i < many; ++i) answers.send();
     EXPECT_EQ(answers.all(), Told(many, L"handled"));
-}
-
-TEST(ThreadPool, UsesIdleThreadsAgain) {
-    std::set<std::thread::id> threads;
-    const ScriptedWorker worker(
-        [&](auto&, auto&, auto&, auto&) { return threads.insert(std::this_thread::get_id()), true; });
-    Answers answers;
-    for (std::size_t i = 1; i <= 200; ++i) {
+    for (int i = 0; i < 200; ++i) {
         answers.send();
-        ASSERT_EQ(answers.all().size(), i);
+        answers.all();
     }
     EXPECT_LT(threads.size(), 100U);
 }
@@ -355,15 +350,6 @@ TEST(Framework, RefusesAChannelWithoutShowingTheTicket) {
               (std::vector<LogLine>{
                   {CORE::logWarning, L"No channel of kind 2 to host:4001: this host carries none"}}));
     MessageFrameWork::System().CloseChannel(nullptr);
-}
-
-TEST(Framework, KnowsTheRoleAndTheLevelOfItsSystem) {
-    for (const auto role : {CORE::InstType::securityServer, CORE::InstType::connectionServer}) {
-        MessageFrameWork::System().setInstRole(role);
-        EXPECT_EQ(CORE::GetInstRole().GetType(), role);
-    }
-    EXPECT_GE(CORE::coreosver::level(), CORE::coreosver::oldest);
-    EXPECT_LE(CORE::coreosver::level(), CORE::coreosver::newest);
 }
 
 // The end of a process finds threads blocked, idle and logging; it must neither hang nor crash.

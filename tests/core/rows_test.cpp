@@ -80,16 +80,12 @@ Json order(const Json& in) {
 
 // Whether a name finds another one's value. Names beyond ASCII are looked up another way.
 Json property(const Json& in) {
-    const std::wstring name = wide(in[0]), asked = wide(in[1]);
     std::set<bool> found;
     for (const wchar_t* other : {L"other", L"\u00FCber"}) {
         PropertyBag bag;
         bag.add(other, L"x");
-        bag.add(name, L"v");
-        found.insert(bag.contains(asked));
-        bag.set(asked, L"w");
-        found.insert(bag.size() == 2);
-        found.insert(bag.get(name) == L"w");
+        bag.add(wide(in[0]), L"v");
+        found.insert(bag.contains(wide(in[1])));
     }
     EXPECT_EQ(found.size(), 1U);
     return *found.begin();
