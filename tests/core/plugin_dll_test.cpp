@@ -65,10 +65,16 @@ TEST(Plugin, LogsExceptionsOfItsStartAndItsEndAndAlwaysWaits) {
 TEST(Plugin, RunsTheAsynchronousInitialiserOnAThreadOfItsOwn) {
     Plugin plugin;
     std::thread::id thread;
-    plugin.onInitialiseAsync = [&] { thread = std::this_thread::get_id(); };
+    plugin.onInitialiseAsync = [&] {
+        thread = std::this_thread::get_id();
+        throw CORE::coreException(L"no disk");
+    };
     plugin.onCleanup = [] { return true; };
+    const LogCapture log(CORE::logError);
     EXPECT_TRUE(plugin.init(L"module"));
     plugin.exit(L"module");
+    EXPECT_TRUE(
+        log.contains(CORE::logError, L"Thread PluginInitThread ended with an exception, error no disk"));
     EXPECT_NE(thread, std::thread::id());
     EXPECT_NE(thread, std::this_thread::get_id());
 }

@@ -143,6 +143,7 @@ TEST_F(Security, UsesNoKeyAndMakesNoneWhereItIsNotItsOwnersAlone) {
         }
         EXPECT_FALSE(fs::exists(fresh)) << said;
     }
+    EXPECT_TRUE(encrypted(fresh).starts_with("{1}"));
     useKey("keys/host.key");
     EXPECT_EQ(security().Decrypt(text).str(), "x");
     if (chown(key.c_str(), 65534, static_cast<gid_t>(-1)) == 0) {  // the superuser's to do

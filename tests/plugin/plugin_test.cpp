@@ -158,6 +158,7 @@ TEST(Plugin, LoadsAndUnloadsAThousandTimes) {
 
 TEST(Plugin, StartsAgainAfterAFailureAndAfterItsExit) {
     const Loaded plugin, winauth("winauth");
+    plugin.library->function<CORE::PluginDescribeFunction>("PluginDescribe")(nullptr);
     CORE::PropertyBag startup;
     startup.set(CORE::startupLabFolder, std::wstring_view(L"nowhere"));
     {
