@@ -1,14 +1,14 @@
 // What the authentication worker says of the domains in a lab.
-#include <gtest/gtest.h>
-
 #include "platform/platform.h"
 #include "support/hostile_ldap.h"
+#include "support/rows.h"
 #include "support/temp_folder.h"
 #include "winauth/known_domains.h"
 #include "winauth/winauth_service.h"
 
 using namespace wsadmin;
 using CORE::PropertyBag;
+using wstest::Json;
 
 namespace {
 
@@ -18,96 +18,58 @@ PropertyBag startupOf(const std::string& lab) {
     bag.set(platform::labFolderKey, std::string_view(WS_SOURCE_DIR "/tests/winauth/" + lab));
     return bag;
 }
-Result<KnownDomains> read(const std::string& lab, const std::string& domain) {
-    const auto machine = platform::createPlatform(startupOf(lab));
-    if (!machine) return fail(machine.error());
-    return readKnownDomains(*(*machine)->directoryServices, domain);
+// What a domain of a lab knows, as it is answered, or a sentence.
+Json known(const Json& in) {
+    const auto machine = platform::createPlatform(startupOf(in[0])).value();
+    const auto known = readKnownDomains(*machine->directoryServices, in[1]);
+    if (!known) return CORE::toUtf8(known.error().text);
+    return CORE::toUtf8(renderKnownDomains(*known).flattenForDisplay());
 }
 
-TEST(KnownDomains, AreItsOwnThoseItTrustsAndTheRestOfTheForest) {
-    for (const std::string asked : {"", "CORP.example"}) {
-        const auto known = read("forest", asked);
-        ASSERT_TRUE(known) << CORE::toUtf8(known.error().text);
-        const PropertyBag bag = renderKnownDomains(*known);
-        EXPECT_EQ(bag.get(L"primaryDomain"), L"corp.example");
-        EXPECT_EQ(bag.getBag(L"dnsBag").flattenForDisplay(),
-                  L"CORP=corp.example, BOTH=both.example, THEM=them.example, OLDNT=, NEAR=near.corp.example, "
-                  L"CHILD=child.corp.example");
-        EXPECT_EQ(bag.getBag(L"trustInformationBag").flattenForDisplay(),
-                  L"BOTH=TWOWAY, THEM=FROMBROKER, OLDNT=FROMBROKER, NEAR=TWOWAY");
-    }
-}
-
-TEST(KnownDomains, ADirectoryThatCannotBeAskedIsAFailureAndNoEmptyList) {
-    const struct {
-        const char *lab, *asked;
-        std::wstring sentence;
-    } cases[] = {
-        {"forest", "gone.example",
-         L"Failed to read the trusts of gone.example - The server is not operational."},
-        {"forest", "not a host/x", L"Failed to read the trusts of not a host/x - "},
-        {"nameless", "",
-         L"Failed to read the trusts of this machine's domain - the forest has no names for "
-         L"dc=corp,dc=example"},
-    };
-    for (const auto& c : cases) {
-        const auto known = read(c.lab, c.asked);
-        ASSERT_FALSE(known);
-        EXPECT_TRUE(known.error().text.starts_with(c.sentence)) << CORE::toUtf8(known.error().text);
-    }
-}
-
-TEST(KnownDomains, PassTheListInForce) {
-    PropertyBag lists, brokers, exclude, include;
-    for (const char* domain : {"B.example", "A", "corp.example"})  // a NetBIOS name will do
-        exclude.addUtf8(domain, "");
+// Which of CORP, A, B and C are left where a list of that level is said to be in force. A NetBIOS name will
+// do.
+Json filtered(const Json& in) {
+    PropertyBag lists, brokers, exclude, include, configuration;
+    for (const char* domain : {"B.example", "A", "corp.example"}) exclude.addUtf8(domain, "");
     include.addUtf8("b.example", "");
     lists.addBag(L"excludeList", exclude);
     lists.addBag(L"includeList", include);
     brokers.addBag(L"VCS1", lists);
-    const struct {
-        const wchar_t *level, *inForce;
-        std::string left;
-    } cases[] = {
-        {L"cluster", L"unlimited", "CORP A B C"},    {L"cluster", L"clusterExclude", "CORP C"},
-        {L"cluster", L"clusterInclude", "CORP B"},   {L"brokerList", L"brokerExclude", "CORP C"},
-        {L"brokerList", L"brokerInclude", "CORP B"}, {L"brokerList", L"clusterExclude", "CORP A B C"},
-        {L"cluster", L"brokerInclude", "CORP"},  // of an empty list, as above
-    };
-    for (const auto& c : cases) {
-        KnownDomains known{"corp.example",
-                           {{"CORP", "corp.example", ""},
-                            {"A", "a.example", ""},
-                            {"B", "b.example", ""},
-                            {"C", "c.example", ""}}};
-        PropertyBag configuration;
-        const bool ofBroker = std::wstring_view(c.level) == L"brokerList";
-        configuration.addBag(c.level, ofBroker ? brokers : lists);
-        configuration.set(L"brokerName", L"vcs1");
-        configuration.set(L"effectiveList", std::wstring_view(c.inForce));
-        filterDomains(known, configuration);
-        std::string left;
-        for (const auto& domain : known.domains) left += (left.empty() ? "" : " ") + domain.netBios;
-        EXPECT_EQ(left, c.left) << CORE::toUtf8(c.inForce);
-    }
+    configuration.addBag(CORE::toWide(in[0].get<std::string>()), in[0] == "brokerList" ? brokers : lists);
+    configuration.set(L"brokerName", L"vcs1");
+    configuration.set(L"effectiveList", in[1].get<std::string>());
+    KnownDomains known{"corp.example", {}};
+    for (const char* name : {"corp", "a", "b", "c"})
+        known.domains.push_back({name, std::string(name) + ".example", ""});
+    filterDomains(known, configuration);
+    std::string left;
+    for (const auto& domain : known.domains) left += domain.netBios + " ";
+    return left;
+}
+
+TEST(Rows, OfKnownDomains) {
+    wstest::tryRows(WS_SOURCE_DIR "/tests/winauth/rows.jsonl", {{"known", known}, {"filtered", filtered}});
 }
 
 TEST(WinauthService, AnswersItsTwoOperations) {
     winauth_service service(startupOf("forest"));
-    EXPECT_EQ(service.getTrustedDomains({}, false).getBag(L"dnsBag").size(), 6U);
+    const auto domainsOf = [&](const char* initial) {
+        PropertyBag asked;
+        asked.set(L"initialDomain", std::string_view(initial));
+        const PropertyBag answer = service.getTrustedDomains(asked, false);
+        return answer.getError() ? -1 : static_cast<int>(answer.getBag(L"dnsBag").size());
+    };
+    EXPECT_EQ(domainsOf(""), 6);
     PropertyBag configuration, cluster, list;
     list.add(L"both.example", std::wstring_view());
     cluster.addBag(L"excludeList", list);
     configuration.addBag(L"cluster", cluster);
     configuration.set(L"effectiveList", L"clusterExclude");
     EXPECT_EQ(service.setDomainConfig(configuration, false).getError(), 0);
-    PropertyBag asked;  // the lists are for this server, not for what another domain trusts
-    asked.set(L"initialDomain", L"corp.example");
-    EXPECT_EQ(service.getTrustedDomains(asked, false).getBag(L"dnsBag").size(), 6U);
-    EXPECT_EQ(service.getTrustedDomains({}, false).getBag(L"dnsBag").size(), 5U);
-    PropertyBag elsewhere;
-    elsewhere.set(L"initialDomain", L"gone.example");
-    EXPECT_EQ(service.getTrustedDomains(elsewhere, false).getError(), 1);
+    EXPECT_EQ(domainsOf(""), 5);
+    EXPECT_EQ(domainsOf("corp.example"),
+              6);  // the lists are for this server, not for what another domain trusts
+    EXPECT_EQ(domainsOf("gone.example"), -1);
 }
 
 TEST(WinauthService, ARequestThatIsGivenUpWaitsForNoDirectory) {
