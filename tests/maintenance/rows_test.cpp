@@ -6,20 +6,7 @@
 namespace {
 
 using namespace wsadmin;
-using wstest::Json;
-
-std::string hexOf(std::string_view bytes) {
-    constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    for (const unsigned char byte : bytes) text += {digits[byte >> 4], digits[byte & 15]};
-    return text;
-}
-std::string bytesOfHex(const std::string& text) {
-    std::string bytes;
-    for (std::size_t i = 0; i < text.size(); i += 2)
-        bytes += static_cast<char>(std::stoi(text.substr(i, 2), nullptr, 16));
-    return bytes;
-}
+using wstest::Json, wstest::hexOf, wstest::bytesOfHex;
 
 Json leftover(const Json& in) {
     constexpr const char* names[] = {"none", "collision", "deletion"};

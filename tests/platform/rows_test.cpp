@@ -1,16 +1,22 @@
 // The plain functions of this folder over rows.jsonl.
 #include "support/rows.h"
+
+#include <numeric>
+
 #include "platform/directory_services.h"
+#include "platform/ldap/batches.h"
+#include "platform/ldap/ldap_pages.h"
+#include "platform/ldap/ldap_ranges.h"
 #include "platform/ldap/ldap_request.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/ldap/sid.h"
 #include "platform/text/network_address.h"
+#include "support/scripted_ldap.h"
 
 namespace wsadmin::platform {
 namespace {
 
-using wstest::Json;
-using wstest::orNull;
+using namespace wstest;
 
 std::string shown(const DirectoryPath& path) {
     std::string text = path.globalCatalog ? "gc" : "ldap";
@@ -65,29 +71,117 @@ Json bindName(const Json& in) {
     return simpleBindName({LdapCredentials::Method::simple, in[0], in[1], CORE::secretstring("p")});
 }
 
+Json credentials(const Json& in) {
+    const auto checked =
+        checkCredentials({methodOf(in[0]), in[1], in[2], CORE::secretstring(in[3].get<std::string>())});
+    return checked ? 0 : checked.error().code;
+}
+
+// The sizes of batches of at most three.
+Json batches(const Json& in) {
+    std::vector<int> all(in.get<std::size_t>()), seen;
+    std::iota(all.begin(), all.end(), 0);
+    Json sizes = Json::array();
+    for (const auto batch : batchesOf(all, 3)) {
+        sizes.push_back(batch.size());
+        seen.insert(seen.end(), batch.begin(), batch.end());
+    }
+    EXPECT_EQ(seen, all);
+    return sizes;
+}
+
+// Why pages end, each with the name of its entry and a cookie, where three entries are allowed; a number is
+// the time allowed, in milliseconds.
+Json pages(const Json& in) {
+    ScriptedSession session;
+    session.most.entries = 3;
+    for (const Json& page : in)
+        if (page.is_number())
+            session.most.time = std::chrono::milliseconds(page.get<int>());
+        else
+            session.answers.push_back(
+                pageAnswer(page[0] == "" ? std::vector<LdapEntry>() : std::vector{entry(page[0])}, page[1]));
+    LdapPages all(session, {});
+    std::vector<LdapEntry> some;
+    auto more = all.next(some);
+    while (more && *more) more = all.next(some);
+    EXPECT_EQ(session.searches.back().spent.entries, session.searches.size() - 1);
+    return more ? Json() : Json{more.error().cause.code, CORE::toUtf8(more.error().cause.text)};
+}
+
+std::vector<std::string> numbers(int from, int to) {
+    std::vector<std::string> all;
+    for (int i = from; i <= to; ++i) all.push_back(std::to_string(i));
+    return all;
+}
+// A failure's code; null: no entry; "": one without values; or an attribute's name, and its first and last
+// value.
+ScriptedAnswer rangeAnswer(const Json& in) {
+    if (in.is_number()) return {.waitCode = in};
+    if (in.is_null()) return {};
+    if (in == "") return {.entries = {entry("cn=d")}};
+    return {.entries = {entry("cn=d", {{in[0], numbers(in[1], in[2])}})}};
+}
+// What is asked behind the range 0-2, with the entries and bytes there were, or why there is no value at all;
+// seven are allowed.
+Json ranges(const Json& in) {
+    ScriptedSession session;
+    session.most.entries = 7;
+    for (const Json& answer : in) session.answers.push_back(rangeAnswer(answer));
+    const auto all = allValues(session, "cn=d", {"member;range=0-2", numbers(0, 2)});
+    if (!all) return all.error().code;
+    EXPECT_EQ(*all, numbers(0, 6));
+    Json asked;
+    for (const LdapSearch& one : session.searches)
+        asked.push_back({one.base, one.attributes.at(0), one.spent.entries, one.spent.bytes});
+    return asked;
+}
+
 TEST(Rows, OfThePlatform) {
-    wstest::tryRows(
-        WS_SOURCE_DIR "/tests/platform/rows.jsonl",
-        {{"path", path},
-         {"name", name},
-         {"sameName",
-          [](const Json& in) { return sameDn(in[0].get<std::string>(), in[1].get<std::string>()); }},
-         {"components", [](const Json& in) { return orNull(explodeDn(in.get<std::string>())); }},
-         {"domainOfName", [](const Json& in) { return dnsDomainOf(in.get<std::string>()); }},
-         {"parentAndValue",
-          [](const Json& in) -> Json {
-              const std::string text = in;
-              return {orNull(parentDn(text)), rdnValue(text)};
-          }},
-         {"filter", filter},
-         {"isNetworkAddress", [](const Json& in) { return isNetworkAddress(in.get<std::string>()); }},
-         {"isThisMachine", [](const Json& in) { return isThisMachine(in.get<std::string>()); }},
-         {"sid", sid},
-         {"domainOfSid",
-          [](const Json& in) { return Sid::parse(in.get<std::string>()).value().domain().text(); }},
-         {"simpleBindName", bindName},
-         {"account", account},
-         {"codeText", [](const Json& in) { return CORE::toUtf8(ldapErrorText(in)); }}});
+    tryRows(WS_SOURCE_DIR "/tests/platform/rows.jsonl",
+            {{"path", path},
+             {"name", name},
+             {"sameName",
+              [](const Json& in) { return sameDn(in[0].get<std::string>(), in[1].get<std::string>()); }},
+             {"components", [](const Json& in) { return orNull(explodeDn(in.get<std::string>())); }},
+             {"domainOfName", [](const Json& in) { return dnsDomainOf(in.get<std::string>()); }},
+             {"parentAndValue",
+              [](const Json& in) -> Json {
+                  const std::string text = in;
+                  return {orNull(parentDn(text)), rdnValue(text)};
+              }},
+             {"filter", filter},
+             {"isNetworkAddress", [](const Json& in) { return isNetworkAddress(in.get<std::string>()); }},
+             {"isThisMachine", [](const Json& in) { return isThisMachine(in.get<std::string>()); }},
+             {"sid", sid},
+             {"domainOfSid",
+              [](const Json& in) { return Sid::parse(in.get<std::string>()).value().domain().text(); }},
+             {"simpleBindName", bindName},
+             {"account", account},
+             {"credentials", credentials},
+             {"batches", batches},
+             {"pages", pages},
+             {"ranges", ranges},
+             {"sidOfBytes",
+              [](const Json& in) {
+                  const auto sid = Sid::fromBytes(bytesOfHex(in));
+                  return sid ? Json(sid->text()) : Json();
+              }},
+             {"pageControl",
+              [](const Json& in) {
+                  return hexOf(encodePageControl({in[0], in[1]}));
+              }},
+             {"page",
+              [](const Json& in) {
+                  const auto page = decodePageControl(bytesOfHex(in));
+                  return page ? Json{page->size, page->cookie} : Json();
+              }},
+             {"directoryError",
+              [](const Json& in) {
+                  return CORE::toUtf8(directoryErrorText(in[0], CORE::toWide(in[1].get<std::string>()), in[2],
+                                                         CORE::toWide(in[3].get<std::string>())));
+              }},
+             {"codeText", [](const Json& in) { return CORE::toUtf8(ldapErrorText(in)); }}});
 }
 
 }  // namespace

@@ -1,4 +1,3 @@
-// Values and failures of directory services.
 #include <gtest/gtest.h>
 
 #include "platform/directory_services.h"
@@ -27,14 +26,6 @@ TEST(DirectoryValue, HasItsCodesAndItsText) {
         EXPECT_EQ(variantTypeCode(row.value), row.variantType) << row.text;
         EXPECT_EQ(directoryText(row.value), row.text);
     }
-}
-
-TEST(DirectoryFailure, TellsTheProvidersTextToo) {
-    EXPECT_EQ(directoryErrorText(adsServerDown, L"No server.", 0, L""), L"No server.");
-    EXPECT_EQ(directoryErrorText(adsServerDown, L"No server.", 81, L"Server Down"),
-              L"No server. Error=81 Info=Server Down");
-    EXPECT_EQ(directoryErrorText(adsServerDown, L"", 81, L""), L"Error=81 Info=");
-    EXPECT_EQ(directoryErrorText(adsSucceeded, L"x", 0, L""), L"SUCCEEDED");
 }
 
 }  // namespace

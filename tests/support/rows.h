@@ -49,6 +49,20 @@ inline void tryRows(const std::string& file, const RowFunctions& functions) {
     EXPECT_EQ(tried.size(), functions.size()) << "a function has no row";
 }
 
+// Bytes, which JSON's texts cannot hold.
+inline std::string hexOf(std::string_view bytes) {
+    constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    for (const unsigned char byte : bytes) text += {digits[byte >> 4], digits[byte & 15]};
+    return text;
+}
+inline std::string bytesOfHex(const std::string& text) {
+    std::string bytes;
+    for (std::size_t i = 0; i < text.size(); i += 2)
+        bytes += static_cast<char>(std::stoi(text.substr(i, 2), nullptr, 16));
+    return bytes;
+}
+
 // Null where there is nothing.
 template <class T>
 Json orNull(const std::optional<T>& value) {
