@@ -1,8 +1,10 @@
 #include "platform/factory/configuration.h"
 
 #include "framework/core/corestring.h"
+#include "platform/factory/routed_ldap_client.h"
 #include "platform/platform.h"
 #include "support/rows.h"
+#include "support/scripted_ldap.h"
 #include "support/temp_folder.h"
 
 namespace wsadmin::platform {
@@ -11,9 +13,10 @@ namespace {
 using wstest::Json;
 using wstest::orNull;
 
+constexpr const char* startTls[] = {"never", "leavingTheMachine", "required"};
+constexpr const char* methods[] = {"negotiate", "simple", "anonymous"};
+
 Json allOf(const DirectoryRoute& route) {
-    constexpr const char* startTls[] = {"never", "leavingTheMachine", "required"};
-    constexpr const char* methods[] = {"negotiate", "simple", "anonymous"};
     const auto time = [](const auto& limit) { return limit ? Json(limit->count()) : Json(); };
     const auto& [entries, bytes, waiting] = route.limits;
     Json shown;
@@ -59,16 +62,92 @@ Json read(const Json& in) {
     return shown;
 }
 
+std::shared_ptr<Platform> machineOf(const wchar_t* key, const std::string& path) {
+    CORE::PropertyBag bag;
+    bag.set(key, path);
+    return createPlatform(bag).value();
+}
+
 Json accounts(const Json& in) {
     const wstest::TempFolder folder;
-    CORE::PropertyBag bag;
-    bag.set(configurationKey, folder.write("c.toml", in.get<std::string>()));
-    const auto machine = createPlatform(bag).value();
-    return Json::array({CORE::toUtf8(machine->processAccount), CORE::toUtf8(machine->directoryAccount)});
+    const auto machine = machineOf(configurationKey, folder.write("c.toml", in.get<std::string>()));
+    return {CORE::toUtf8(machine->processAccount), CORE::toUtf8(machine->directoryAccount)};
+}
+
+// The installation, the next GUIDs, a variable and the start-up parameters, which a lab's machine has too.
+Json installation(const Json& in) {
+    const wstest::TempFolder folder;
+    const std::string keys = in[0], tables = in[1];
+    folder.write("machine.toml", "[machine]\n" + keys + tables);
+    Json shown;
+    for (const auto& machine : {machineOf(labFolderKey, folder.utf8("")),
+                                machineOf(configurationKey, folder.write("c.toml", keys + tables))}) {
+        const auto& [role, osLevel, administrator, ipv6] = machine->installation;
+        Json own{static_cast<int>(role), osLevel, administrator, ipv6};
+        for (int i = 0; i < 2; ++i) own.push_back(CORE::toUtf8(machine->guids->next().value()));
+        own.push_back(CORE::toUtf8(machine->environment->variable(L"WS_TEST_PLACE").value().value_or(L"-")));
+        own.push_back(CORE::toUtf8(machine->startup.flattenForDisplay(L";")));
+        EXPECT_TRUE(shown.is_null() || shown == own);
+        shown = own;
+    }
+    return shown;
+}
+
+// A client that routes what it is asked for as routes.toml says, in front of one that remembers it.
+struct RoutedClient {
+    std::shared_ptr<wstest::RememberingClient> below = std::make_shared<wstest::RememberingClient>();
+    std::shared_ptr<LdapClient> client;
+
+    RoutedClient() {
+        Configuration configuration = readConfiguration(WS_SOURCE_DIR "/tests/factory/routes.toml").value();
+        for (DirectoryRoute& one : configuration.routes)
+            if (one.tls) one.caFile = "ca.pem";  // which a file may not say under Windows
+        client = makeRoutedLdapClient(below, std::move(configuration));
+    }
+
+    std::unique_ptr<LdapSession> open(const Json& asked, StartTls startTls = StartTls::leavingTheMachine) {
+        LdapEndpoint endpoint{.host = asked[0], .port = asked[1]};
+        endpoint.connectTimeout = std::chrono::milliseconds(1234);
+        endpoint.startTls = startTls;
+        return client->open(endpoint).value();
+    }
+};
+
+// Host, port, time-out and StartTLS of what is reached, also where that has to be protected, and what TLS
+// adds.
+Json route(const Json& in) {
+    RoutedClient routed;
+    routed.open(in);
+    const auto [host, port, tls, start, clear, verify, ca, connect, operation, limits] =
+        routed.below->endpoint;
+    routed.open(in, StartTls::required);
+    const StartTls required = routed.below->endpoint.startTls;
+    Json shown{host, port, connect.count(), startTls[static_cast<int>(start)],
+               startTls[static_cast<int>(required)]};
+    EXPECT_EQ(tls, clear);
+    if (tls) shown.push_back({CORE::toUtf8(CORE::toWide(ca).substr(ca.size() - 6)), limits.entries});
+    return shown;
+}
+
+// As whom a request binds that brings this method, user and password to a host.
+Json bound(const Json& in) {
+    RoutedClient routed;
+    const auto method = std::ranges::find(methods, in[1].get<std::string>()) - methods;
+    EXPECT_TRUE(routed.open({in[0], 389})
+                    ->bind({static_cast<LdapCredentials::Method>(method),
+                            in[2],
+                            {},
+                            CORE::secretstring(in[3].get<std::string>())}));
+    const LdapCredentials& who = routed.below->bound;
+    return {methods[static_cast<int>(who.method)], who.user, std::string(who.password.view())};
 }
 
 TEST(Configuration, IsReadOrSaysWhatIsWrongAndWhere) {
-    wstest::tryRows(WS_SOURCE_DIR "/tests/factory/rows.jsonl", {{"read", read}, {"accounts", accounts}});
+    wstest::tryRows(WS_SOURCE_DIR "/tests/factory/rows.jsonl", {{"read", read},
+                                                                {"accounts", accounts},
+                                                                {"installation", installation},
+                                                                {"route", route},
+                                                                {"bound", bound}});
     EXPECT_TRUE(wstest::hasPart(read("\xff"), "! :1: "));
 #if defined(_WIN32)
     EXPECT_EQ(read("directory-services = \"adsi\"\n[directory]\nuser = \"u\"\npassword = \"p\""),
@@ -77,27 +156,27 @@ TEST(Configuration, IsReadOrSaysWhatIsWrongAndWhere) {
     EXPECT_EQ(readConfiguration("absent.toml").error().text, L"absent.toml: the file cannot be read");
 }
 
-TEST(Configuration, WarnsOfCertificatesThatAreNotChecked) {
-    const wstest::TempFolder folder;
-    const auto read = readConfiguration(
-        folder.write("c.toml", "[directory]\nhost = \"a.example\"\ntls = true\nverify-certificate = false"));
-    EXPECT_EQ(read.value().warnings,
-              std::vector<std::wstring>{L"The certificate of a.example is not checked: "
-                                        L"whoever answers in its place gets what is sent"});
+std::vector<std::wstring> warningsOf(const std::string& file) {
+    return readConfiguration(file).value().warnings;
 }
 
-#if !defined(_WIN32)
-TEST(Configuration, WarnsOfPasswordsThatOthersCanRead) {
+TEST(Configuration, WarnsOfCertificatesThatAreNotCheckedAndPasswordsThatOthersCanRead) {
     const wstest::TempFolder folder;
-    const auto file = folder.write("c.toml", "[directory]\nuser = \"u\"\npassword = \"unspoken\"");
+    EXPECT_EQ(warningsOf(folder.write("c.toml",
+                                      "[directory]\nhost = \"a.example\"\ntls = true\n"
+                                      "verify-certificate = false")),
+              std::vector<std::wstring>{L"The certificate of a.example is not checked: "
+                                        L"whoever answers in its place gets what is sent"});
+#if !defined(_WIN32)
+    const auto file = folder.write("p.toml", "[directory]\nuser = \"u\"\npassword = \"unspoken\"");
     using std::filesystem::perms;
     std::filesystem::permissions(file, perms::owner_read);
-    EXPECT_TRUE(readConfiguration(file).value().warnings.empty());
+    EXPECT_TRUE(warningsOf(file).empty());
     std::filesystem::permissions(file, perms::owner_read | perms::others_read);
-    EXPECT_EQ(readConfiguration(file).value().warnings,
+    EXPECT_EQ(warningsOf(file),
               std::vector{CORE::toWide(file) + L" holds a password and others than its owner can read it"});
-}
 #endif
+}
 
 }  // namespace
 }  // namespace wsadmin::platform

@@ -1,16 +1,16 @@
 #include "platform/factory/reusing_ldap_client.h"
 
-#include <gtest/gtest.h>
-
 #include <set>
 
 #include "support/manual_clock.h"
+#include "support/rows.h"
 #include "support/scripted_ldap.h"
 
 namespace wsadmin::platform {
 namespace {
 
 using Method = LdapCredentials::Method;
+using wstest::Json;
 
 // A client that numbers its sessions.
 class NumberedClient : public LdapClient {
@@ -71,49 +71,35 @@ struct Sessions {
     }
 };
 
-TEST(ReusingLdapClient, KeepsWhatIsBoundAsTheProcessForTheSameServerAndNothingElse) {
-    const LdapCredentials process, anonymous{Method::anonymous, {}, {}, {}},
-        alice{Method::negotiate, "alice", {}, CORE::secretstring("hers")};
-    const struct {
-        const char* what;
-        LdapCredentials first{}, second{};
-        const char* secondHost = "dc1";
-        std::function<void(Sessions&)> meanwhile = [](Sessions&) {};
-        bool reused = false;
-    } rows[] = {
-        {.what = "the process, again", .reused = true},
-        {.what = "another server", .secondHost = "dc2"},
-        {.what = "bound as a user", .first = alice, .second = alice},
-        {.what = "bound as a user, for the process", .first = alice},
-        {.what = "the process's, for a user", .second = alice},
-        {.what = "bound as nobody", .first = anonymous, .second = anonymous},
-        {.what = "within three minutes",
-         .meanwhile = [](Sessions& s) { s.clock->advance(180); },
-         .reused = true},
-        {.what = "too old", .meanwhile = [](Sessions& s) { s.clock->advance(181); }},
-        {.what = "too old although it was used meanwhile",
-         .meanwhile =
-             [](Sessions& s) {
-                 s.clock->advance(100);
-                 s.use();
-                 s.clock->advance(81);
-             }},
-        {.what = "the server has closed it", .meanwhile = [](Sessions& s) { s.below->closes = true; }},
-        {.what = "the server has gone",
-         .meanwhile =
-             [](Sessions& s) {
-                 s.below->serverIsGone = true;
-                 s.clock->advance(1);
-             }},
-        {.what = "the service stops", .meanwhile = [](Sessions& s) { s.client->stop(); }},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
-        Sessions sessions;
-        const int first = sessions.use(row.first);
-        row.meanwhile(sessions);
-        EXPECT_EQ(sessions.use(row.second, row.secondHost) == first, row.reused);
+// Which sessions are used, numbered as they are opened: of the process ("dc1"), of a user ("alice@dc1") or of
+// nobody
+// ("@dc1"). Between them seconds pass, the server closes its connections or goes, or the service stops.
+Json sessions(const Json& in) {
+    Sessions sessions;
+    Json used;
+    for (const Json& step : in) {
+        const std::string text = step.is_string() ? step : "";
+        const auto at = text.find('@');
+        const LdapCredentials anonymous{Method::anonymous, {}, {}, {}},
+            user{Method::negotiate, text.substr(0, at), {}, CORE::secretstring("hers")};
+        if (step.is_number())
+            sessions.clock->advance(step.get<std::int64_t>());
+        else if (step == "closed")
+            sessions.below->closes = true;
+        else if (step == "gone")
+            sessions.below->serverIsGone = true;
+        else if (step == "stop")
+            sessions.client->stop();
+        else if (at == text.npos)
+            used.push_back(sessions.use({}, text.c_str()));
+        else
+            used.push_back(sessions.use(at == 0 ? anonymous : user, &text[at + 1]));
     }
+    return used;
+}
+
+TEST(ReusingLdapClient, KeepsWhatIsBoundAsTheProcessForTheSameServerAndNothingElse) {
+    wstest::tryRows(WS_SOURCE_DIR "/tests/factory/sessions.jsonl", {{"sessions", sessions}});
 }
 
 TEST(ReusingLdapClient, LendsASessionToOneUserAndClosesWhatCannotBeUsedAgain) {
