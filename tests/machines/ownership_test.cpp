@@ -10,6 +10,7 @@
 
 #include "identity/pod_lab.h"
 #include "machines/machine_operations.h"
+#include "platform/ldap/forwarded_session.h"
 
 namespace {
 
@@ -36,9 +37,11 @@ PodContent poolWith(const std::string& machines) {
                    "\nobjectClass: zre-ServerPool\nzre-ServerPoolType: 1\n\n" + machines};
 }
 
+// An empty SID takes the assignment away.
 CORE::PropertyBag assign(PodLab& lab, const std::string& name, const std::string& sid) {
-    return ask<&Machine::setVMOwnership>(
-        *lab.service, requestOf({{L"desktop", "sales"}, {L"machineName", name}, {L"sid", sid}}));
+    auto request = requestOf({{L"desktop", "sales"}, {L"machineName", name}});
+    sid.empty() ? request.set(L"removeAssignment", L"true") : request.set(L"sid", sid);
+    return ask<&Machine::setVMOwnership>(*lab.service, request);
 }
 
 std::unique_ptr<platform::LdapSession> boundSession(platform::LdapClient& client) {
@@ -56,34 +59,30 @@ std::string ownerOf(platform::LdapClient& client, const std::string& name) {
 // Something else happens just before a session's n-th write.
 using BeforeWrite = std::function<void(int number)>;
 
-class WatchedSession : public CountingSession {
-  public:
-    WatchedSession(std::unique_ptr<platform::LdapSession> session, std::shared_ptr<PortCalls> counts,
-                   BeforeWrite before)
-        : CountingSession(std::move(session), std::move(counts)), before_(std::move(before)) {}
-    Done modify(const std::string& dn, const Modifications& changes, const Controls& controls) override {
-        before_(++writes_);
-        return CountingSession::modify(dn, changes, controls);
-    }
-
-  private:
-    BeforeWrite before_;
-    int writes_ = 0;
-};
-
 class WatchedClient : public platform::LdapClient {
   public:
-    WatchedClient(const PodLab& lab, BeforeWrite before)
-        : client_(lab.platform->ldap), counts_(lab.counts), before_(std::move(before)) {}
+    WatchedClient(std::shared_ptr<platform::LdapClient> client, BeforeWrite before)
+        : client_(std::move(client)), before_(std::move(before)) {}
     Result<std::unique_ptr<platform::LdapSession>> open(const platform::LdapEndpoint& endpoint) override {
-        auto session = client_->open(endpoint);
-        if (!session) return session;
-        return std::make_unique<WatchedSession>(std::move(*session), counts_, before_);
+        return std::make_unique<Session>(client_->open(endpoint).value(), before_);
     }
 
   private:
-    std::shared_ptr<LdapClient> client_;
-    std::shared_ptr<PortCalls> counts_;
+    class Session : public platform::ForwardedSession {
+      public:
+        Session(std::unique_ptr<platform::LdapSession> session, BeforeWrite before)
+            : ForwardedSession(std::move(session)), before_(std::move(before)) {}
+        Result<void> modify(const std::string& dn, const std::vector<platform::LdapModification>& changes,
+                            const std::vector<platform::LdapControl>& controls) override {
+            before_(++writes_);
+            return session_->modify(dn, changes, controls);
+        }
+
+      private:
+        BeforeWrite before_;
+        int writes_ = 0;
+    };
+    std::shared_ptr<platform::LdapClient> client_;
     BeforeWrite before_;
 };
 
@@ -91,19 +90,18 @@ TEST(Ownership, IsRolledBackWhenAConcurrentRequestAssignedToo) {
     const std::string alice = sidOf(1001), bob = sidOf(1002), carol = sidOf(1003);
     using Owners = std::map<int, std::pair<std::string, std::string>>;  // machine and SID by our write
     const struct {
-        const char* what;
         std::string before;
         Owners others;
         std::string after;
     } rows[] = {
-        {"it belonged to somebody", carol, {{1, {"vm2", alice}}}, carol},
-        {"it belonged to nobody", "", {{1, {"vm2", alice}}}, ""},
-        {"a third has taken it meanwhile", carol, {{1, {"vm2", alice}}, {2, {"vm1", bob}}}, bob},
+        {carol, {{1, {"vm2", alice}}}, carol},
+        {"", {{1, {"vm2", alice}}}, ""},                         // it belonged to nobody
+        {carol, {{1, {"vm2", alice}}, {2, {"vm1", bob}}}, bob},  // a third has taken it meanwhile
     };
     for (const auto& row : rows) {
         PodLab lab(poolWith(machine("vm1", row.before) + machine("vm2")));
         const auto client = lab.platform->ldap;
-        lab.platform->ldap = std::make_shared<WatchedClient>(lab, [&](int number) {
+        lab.platform->ldap = std::make_shared<WatchedClient>(client, [&](int number) {
             const auto other = row.others.find(number);
             if (other == row.others.end()) return;
             const auto& [name, sid] = other->second;
@@ -112,8 +110,8 @@ TEST(Ownership, IsRolledBackWhenAConcurrentRequestAssignedToo) {
         });
         EXPECT_EQ(assign(lab, "vm1", alice).getErrorText(),
                   L"The machine (vm2) in this pool is already assigned to the specified user");
-        EXPECT_EQ(ownerOf(*client, "vm1"), row.after) << row.what;
-        EXPECT_EQ(ownerOf(*client, "vm2"), alice) << row.what;
+        EXPECT_EQ(ownerOf(*client, "vm1"), row.after);
+        EXPECT_EQ(ownerOf(*client, "vm2"), alice) << row.after;
     }
 }
 
@@ -142,7 +140,7 @@ TEST(Ownership, NeverGivesAUserTwoMachinesOfAPool) {
     const auto client = lab.platform->ldap;
     for (int round = 0; round < 10; ++round) {
         Gate gate(count);
-        lab.platform->ldap = std::make_shared<WatchedClient>(lab, [&gate](int number) {
+        lab.platform->ldap = std::make_shared<WatchedClient>(client, [&gate](int number) {
             if (number == 1) gate.pass();
         });
         std::vector<CORE::PropertyBag> answers(count);
@@ -158,11 +156,7 @@ TEST(Ownership, NeverGivesAUserTwoMachinesOfAPool) {
                 answers[i].get(L"textmessage") == L"Successfully assigned machine to specified user";
             EXPECT_EQ(ownerOf(*client, names[i]), told ? sidOf(1001) : "");
             owned += told;
-            if (!told) continue;
-            static_cast<void>(ask<&Machine::setVMOwnership>(
-                *lab.service,
-                requestOf(
-                    {{L"desktop", "sales"}, {L"machineName", names[i]}, {L"removeAssignment", "true"}})));
+            if (told) assign(lab, names[i], "");
         }
         EXPECT_LE(owned, 1);
     }
