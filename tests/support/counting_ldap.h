@@ -7,19 +7,13 @@ namespace wstest {
 
 class CountingPending : public CountingPort<LdapPendingSearch> {
   public:
-    CountingPending(std::unique_ptr<LdapPendingSearch> pending, std::shared_ptr<PortCalls> calls,
-                    std::string name)
-        : CountingPort(std::move(pending), std::move(calls)), name_(std::move(name)) {}
+    using CountingPort::CountingPort;
     Result<LdapSearchResult> wait() override { return call<&Real::wait>(name_); }
-
-  private:
-    std::string name_;
 };
 
 class CountingSession : public CountingOpened<LdapSession> {
   public:
     using CountingOpened::CountingOpened;
-    using Done = Result<void>;
     using Modifications = std::vector<LdapModification>;
     using Controls = std::vector<LdapControl>;
 

@@ -15,94 +15,64 @@ class CountingRows : public CountingOpened<DirectoryRows> {
     // `lost` is set when the server turns out to be gone.
     CountingRows(std::unique_ptr<DirectoryRows> rows, std::shared_ptr<PortCalls> calls, std::string search,
                  std::shared_ptr<std::atomic<bool>> lost)
-        : CountingOpened(std::move(rows), std::move(calls)),
-          search_(std::move(search)),
-          lost_(std::move(lost)) {}
+        : CountingOpened(std::move(rows), std::move(calls), std::move(search)), lost_(std::move(lost)) {}
 
     Result<bool> next() override {
-        auto more = call<&Real::next>("ads next " + search_);
+        auto more = call<&Real::next>(named("ads next"));
         if (!more && more.error().code == adsServerDown) lost_->store(true);
         return more;
     }
-    Result<std::optional<DirectoryColumn>> column(std::string_view name) override {
-        return call<&Real::column>(nameOf({"ads column", search_, name}), name);
-    }
-    Result<std::vector<DirectoryColumn>> columns() override {
-        return call<&Real::columns>("ads columns " + search_);
-    }
+    WS_CALL(Result<std::optional<DirectoryColumn>>, column, (std::string_view name),
+            named("ads column", name), name);
+    WS_CALL(Result<std::vector<DirectoryColumn>>, columns, (), named("ads columns"));
 
   private:
-    std::string search_;
     std::shared_ptr<std::atomic<bool>> lost_;
 };
 
 class CountingSearch : public CountingOpened<DirectorySearch> {
   public:
-    CountingSearch(std::shared_ptr<DirectorySearch> search, std::shared_ptr<PortCalls> calls,
-                   std::string path)
-        : CountingOpened(std::move(search), std::move(calls)), path_(std::move(path)) {}
-
-    Result<void> setPreference(SearchPreference preference, int value) override {
-        return call<&Real::setPreference>("ads setPreference " + path_, preference, value);
-    }
+    using CountingOpened::CountingOpened;
+    WS_CALL(Done, setPreference, (SearchPreference preference, int value), named("ads setPreference"),
+            preference, value);
     Result<std::unique_ptr<DirectoryRows>> execute(const std::string& filter,
                                                    const std::vector<std::string>& attributes) override {
-        const std::string search = path_ + " " + filter;
-        return counted<CountingRows>(call<&Real::execute>("ads execute " + search, filter, attributes),
-                                     search, lost_);
+        return counted<CountingRows>(call<&Real::execute>(named("ads execute", filter), filter, attributes),
+                                     name_ + " " + filter, lost_);
     }
     bool usable() const noexcept override { return !*lost_ && real_->usable(); }
     LdapLimits limits() const override { return real_->limits(); }
 
   private:
-    std::string path_;
     std::shared_ptr<std::atomic<bool>> lost_ = std::make_shared<std::atomic<bool>>(false);
 };
 
 class CountingObject : public CountingOpened<DirectoryObject> {
   public:
+    using CountingOpened::CountingOpened;
     using Name = std::string_view;
-    using Done = Result<void>;
     using Values = std::vector<DirectoryValue>;
-
-    CountingObject(std::unique_ptr<DirectoryObject> object, std::shared_ptr<PortCalls> calls,
-                   std::string path)
-        : CountingOpened(std::move(object), std::move(calls)), path_(std::move(path)) {}
 
     std::string path() const override { return real_->path(); }
     std::string className() const override { return real_->className(); }
-    Result<DirectoryValue> get(Name name) override { return call<&Real::get>(named("get", name), name); }
-    Result<Values> getEx(Name name) override { return call<&Real::getEx>(named("getEx", name), name); }
-    Done put(Name name, const DirectoryValue& value) override {
-        return call<&Real::put>(named("put", name), name, value);
-    }
-    Done putEx(PutOperation operation, Name name, const Values& values) override {
-        return call<&Real::putEx>(named("putEx", name), operation, name, values);
-    }
-    Done setInfo() override { return change<&Real::setInfo>(named("setInfo")); }
+    WS_CALL(Result<DirectoryValue>, get, (Name name), named("ads get", name), name);
+    WS_CALL(Result<Values>, getEx, (Name name), named("ads getEx", name), name);
+    WS_CALL(Done, put, (Name name, const DirectoryValue& value), named("ads put", name), name, value);
+    WS_CALL(Done, putEx, (PutOperation operation, Name name, const Values& values), named("ads putEx", name),
+            operation, name, values);
+    WS_CHANGE(Done, setInfo, (), named("ads setInfo"));
     Result<std::unique_ptr<DirectoryObject>> create(Name objectClass, Name rdn) override {
-        return counted<CountingObject>(call<&Real::create>(named("create", rdn), objectClass, rdn),
-                                       std::string(rdn) + " below " + path_);
+        return counted<CountingObject>(call<&Real::create>(named("ads create", rdn), objectClass, rdn),
+                                       std::string(rdn) + " below " + name_);
     }
-    Done deleteObject() override { return change<&Real::deleteObject>(named("deleteObject")); }
-    Done removeChild(Name objectClass, Name rdn) override {
-        return change<&Real::removeChild>(named("removeChild", rdn), objectClass, rdn);
-    }
-    Done moveHere(Name from, Name newRdn) override {
-        return change<&Real::moveHere>(named("moveHere", from), from, newRdn);
-    }
-    Result<std::vector<std::string>> children() override { return call<&Real::children>(named("children")); }
-    Done setPassword(const CORE::secretstring& password) override {
-        return change<&Real::setPassword>(named("setPassword"), password);
-    }
-    Done putAccountDisabled(bool disabled) override {
-        return call<&Real::putAccountDisabled>(named("putAccountDisabled"), disabled);
-    }
-    Done addMember(Name path) override { return change<&Real::addMember>(named("addMember", path), path); }
-
-  private:
-    std::string named(Name call, Name more = {}) const { return nameOf({"ads", call, path_, more}); }
-    std::string path_;
+    WS_CHANGE(Done, deleteObject, (), named("ads deleteObject"));
+    WS_CHANGE(Done, removeChild, (Name objectClass, Name rdn), named("ads removeChild", rdn), objectClass,
+              rdn);
+    WS_CHANGE(Done, moveHere, (Name from, Name newRdn), named("ads moveHere", from), from, newRdn);
+    WS_CALL(Result<std::vector<std::string>>, children, (), named("ads children"));
+    WS_CHANGE(Done, setPassword, (const CORE::secretstring& password), named("ads setPassword"), password);
+    WS_CALL(Done, putAccountDisabled, (bool disabled), named("ads putAccountDisabled"), disabled);
+    WS_CHANGE(Done, addMember, (Name path), named("ads addMember", path), path);
 };
 
 class CountingDirectoryServices : public CountingPort<DirectoryServices> {
@@ -139,8 +109,8 @@ class CountingDirectoryServices : public CountingPort<DirectoryServices> {
 class CountingToken : public CountingOpened<Token> {
   public:
     using CountingOpened::CountingOpened;
-    TokenResult<Sid> user() override { return call<&Real::user>("accounts token user"); }
-    TokenResult<std::vector<Sid>> groups() override { return call<&Real::groups>("accounts token groups"); }
+    WS_CALL(TokenResult<Sid>, user, (), "accounts token user");
+    WS_CALL(TokenResult<std::vector<Sid>>, groups, (), "accounts token groups");
 };
 
 class CountingAccounts : public CountingPort<AccountAuthority> {
@@ -148,15 +118,12 @@ class CountingAccounts : public CountingPort<AccountAuthority> {
     using CountingPort::CountingPort;
     using OpenedToken = Result<std::unique_ptr<Token>>;
 
-    AccountBufferSizes bufferSizesFor(const std::wstring& name) override {
-        return call<&Real::bufferSizesFor>("accounts bufferSizesFor " + CORE::toUtf8(name), name);
-    }
-    Result<Account> lookUp(const std::wstring& name, const AccountBufferSizes& sizes) override {
-        return call<&Real::lookUp>("accounts lookUp " + CORE::toUtf8(name), name, sizes);
-    }
-    Result<std::vector<std::optional<AccountName>>> namesOf(const std::vector<Sid>& sids) override {
-        return call<&Real::namesOf>("accounts namesOf", sids);
-    }
+    WS_CALL(AccountBufferSizes, bufferSizesFor, (const std::wstring& name),
+            named("accounts bufferSizesFor", name), name);
+    WS_CALL(Result<Account>, lookUp, (const std::wstring& name, const AccountBufferSizes& sizes),
+            named("accounts lookUp", name), name, sizes);
+    WS_CALL(Result<std::vector<std::optional<AccountName>>>, namesOf, (const std::vector<Sid>& sids),
+            "accounts namesOf", sids);
     OpenedToken threadToken() override {
         return counted<CountingToken>(call<&Real::threadToken>("accounts threadToken"));
     }
@@ -164,7 +131,7 @@ class CountingAccounts : public CountingPort<AccountAuthority> {
         return counted<CountingToken>(call<&Real::processToken>("accounts processToken"));
     }
     LogonResult logOn(const std::wstring& upn, const std::string& origin) override {
-        return counted<CountingToken>(call<&Real::logOn>("accounts logOn " + CORE::toUtf8(upn), upn, origin));
+        return counted<CountingToken>(call<&Real::logOn>(named("accounts logOn", upn), upn, origin));
     }
 };
 
@@ -173,112 +140,76 @@ class CountingAccounts : public CountingPort<AccountAuthority> {
 class CountingNames : public CountingPort<ComputerNames> {
   public:
     using CountingPort::CountingPort;
-    Result<std::wstring> netBios() const override { return call<&Real::netBios>("names netBios"); }
-    Result<std::wstring> dnsFullyQualified() const override {
-        return call<&Real::dnsFullyQualified>("names dns");
-    }
+    WS_CALL(Result<std::wstring>, netBios, () const, "names netBios");
+    WS_CALL(Result<std::wstring>, dnsFullyQualified, () const, "names dns");
 };
 
 class CountingEnvironment : public CountingPort<Environment> {
   public:
     using CountingPort::CountingPort;
-    Result<std::optional<std::wstring>> variable(std::wstring_view name) const override {
-        return call<&Real::variable>("environment variable " + CORE::toUtf8(name), name);
-    }
+    WS_CALL(Result<std::optional<std::wstring>>, variable, (std::wstring_view name) const,
+            named("environment variable", name), name);
 };
 
 class CountingFolders : public CountingPort<Folders> {
   public:
     using CountingPort::CountingPort;
-    Result<std::wstring> get(Folder folder) const override {
-        return call<&Real::get>("folders get " + std::to_string(static_cast<int>(folder)), folder);
-    }
-    Result<std::wstring> windowsDirectory() const override {
-        return call<&Real::windowsDirectory>("folders windows");
-    }
+    WS_CALL(Result<std::wstring>, get, (Folder folder) const,
+            "folders get " + std::to_string(static_cast<int>(folder)), folder);
+    WS_CALL(Result<std::wstring>, windowsDirectory, () const, "folders windows");
 };
 
 class CountingRegistry : public CountingPort<Registry> {
   public:
     using CountingPort::CountingPort;
     using Text = std::wstring_view;
-
-    Result<std::optional<RegistryData>> read(Text key, Text value) const override {
-        return call<&Real::read>(named("read", key, value), key, value);
-    }
-    Result<void> write(Text key, Text value, const RegistryData& data) override {
-        return change<&Real::write>(named("write", key, value), key, value, data);
-    }
-    Result<void> remove(Text key, Text value) override {
-        return change<&Real::remove>(named("remove", key, value), key, value);
-    }
+    WS_CALL(Result<std::optional<RegistryData>>, read, (Text key, Text value) const,
+            named("registry read", key, value), key, value);
+    WS_CHANGE(Done, write, (Text key, Text value, const RegistryData& data),
+              named("registry write", key, value), key, value, data);
+    WS_CHANGE(Done, remove, (Text key, Text value), named("registry remove", key, value), key, value);
     Result<std::vector<std::pair<std::wstring, RegistryData>>> values(Text key) const override {
-        return call<&Real::values>(named("values", key, {}), key);
-    }
-
-  private:
-    static std::string named(std::string_view call, Text key, Text value) {
-        return nameOf({"registry", call, CORE::toUtf8(key), CORE::toUtf8(value)});
+        return call<&Real::values>(named("registry values", key), key);
     }
 };
 
 class CountingProcesses : public CountingPort<Processes> {
   public:
     using CountingPort::CountingPort;
-    Result<std::optional<int>> run(const std::wstring& program, const std::wstring& arguments) override {
-        return change<&Real::run>(nameOf({"processes run", CORE::toUtf8(program), CORE::toUtf8(arguments)}),
-                                  program, arguments);
-    }
+    WS_CHANGE(Result<std::optional<int>>, run, (const std::wstring& program, const std::wstring& arguments),
+              named("processes run", program, arguments), program, arguments);
 };
 
 class CountingFiles : public CountingPort<Files> {
   public:
     using CountingPort::CountingPort;
-    Result<bool> exists(const std::wstring& path) const override {
-        return call<&Real::exists>("files exists " + CORE::toUtf8(path), path);
-    }
-    Result<std::wstring> temporaryFolder() const override {
-        return call<&Real::temporaryFolder>("files temporaryFolder");
-    }
-    Result<std::wstring> makeTemporary(const std::wstring& folder, const std::wstring& prefix) override {
-        return change<&Real::makeTemporary>("files makeTemporary", folder, prefix);
-    }
-    Result<void> write(const std::wstring& path, std::string_view content) override {
-        return change<&Real::write>("files write " + CORE::toUtf8(path), path, content);
-    }
+    WS_CALL(Result<bool>, exists, (const std::wstring& path) const, named("files exists", path), path);
+    WS_CALL(Result<std::wstring>, temporaryFolder, () const, "files temporaryFolder");
+    WS_CHANGE(Result<std::wstring>, makeTemporary, (const std::wstring& folder, const std::wstring& prefix),
+              "files makeTemporary", folder, prefix);
+    WS_CHANGE(Result<void>, write, (const std::wstring& path, std::string_view content),
+              named("files write", path), path, content);
 };
 
 // --- services
 
 class CountingService : public CountingOpened<MachineService> {
   public:
-    CountingService(std::unique_ptr<MachineService> service, std::shared_ptr<PortCalls> calls,
-                    std::string name)
-        : CountingOpened(std::move(service), std::move(calls)), name_(std::move(name)) {}
-    ServiceQueryResult<std::wstring> description() override {
-        return call<&Real::description>("services description " + name_);
-    }
-    Result<void> setDescription(const std::wstring& description) override {
-        return change<&Real::setDescription>("services setDescription " + name_, description);
-    }
-    ServiceQueryResult<std::vector<std::wstring>> dependencies() override {
-        return call<&Real::dependencies>("services dependencies " + name_);
-    }
-    Result<void> setDependencies(const std::vector<std::wstring>& names) override {
-        return change<&Real::setDependencies>("services setDependencies " + name_, names);
-    }
-
-  private:
-    std::string name_;
+    using CountingOpened::CountingOpened;
+    WS_CALL(ServiceQueryResult<std::wstring>, description, (), named("services description"));
+    WS_CHANGE(Done, setDescription, (const std::wstring& description), named("services setDescription"),
+              description);
+    WS_CALL(ServiceQueryResult<std::vector<std::wstring>>, dependencies, (), named("services dependencies"));
+    WS_CHANGE(Done, setDependencies, (const std::vector<std::wstring>& names),
+              named("services setDependencies"), names);
 };
 
 class CountingServiceManager : public CountingOpened<ServiceManager> {
   public:
     using CountingOpened::CountingOpened;
     Result<std::unique_ptr<MachineService>> openService(const std::wstring& name) override {
-        const std::string service = CORE::toUtf8(name);
-        return counted<CountingService>(call<&Real::openService>("services openService " + service, name),
-                                        service);
+        return counted<CountingService>(call<&Real::openService>(named("services openService", name), name),
+                                        CORE::toUtf8(name));
     }
 };
 
@@ -294,48 +225,32 @@ class CountingServiceControl : public CountingPort<ServiceControl> {
 
 class CountingBinding : public CountingOpened<ReplicationBinding> {
   public:
-    CountingBinding(std::unique_ptr<ReplicationBinding> binding, std::shared_ptr<PortCalls> calls,
-                    std::string server)
-        : CountingOpened(std::move(binding), std::move(calls)), server_(std::move(server)) {}
-    Result<std::optional<std::uint32_t>> pendingOperations() override {
-        return call<&Real::pendingOperations>(named("pendingOperations"));
-    }
-    Result<void> updateTopology() override { return change<&Real::updateTopology>(named("updateTopology")); }
-    Result<void> addReference(const std::wstring& context, const std::wstring& destination,
-                              const InstanceGuid& guid) override {
-        return change<&Real::addReference>(named("addReference", context), context, destination, guid);
-    }
-    Result<void> addLink(const std::wstring& context, const std::wstring& dsa,
-                         const std::wstring& source) override {
-        return change<&Real::addLink>(named("addLink", context), context, dsa, source);
-    }
-    Result<void> synchronise(const std::wstring& context, const InstanceGuid& guid) override {
-        return change<&Real::synchronise>(named("synchronise", context), context, guid);
-    }
-    Result<void> synchroniseAll(const std::wstring& context, SyncDirection direction,
-                                const SyncProgress& progress) override {
-        return change<&Real::synchroniseAll>(named("synchroniseAll", context), context, direction, progress);
-    }
-
-  private:
-    std::string named(std::string_view call, const std::wstring& context = {}) const {
-        return nameOf({"replication", call, server_, CORE::toUtf8(context)});
-    }
-    std::string server_;
+    using CountingOpened::CountingOpened;
+    using Text = std::wstring;
+    WS_CALL(Result<std::optional<std::uint32_t>>, pendingOperations, (),
+            named("replication pendingOperations"));
+    WS_CHANGE(Done, updateTopology, (), named("replication updateTopology"));
+    WS_CHANGE(Done, addReference, (const Text& context, const Text& destination, const InstanceGuid& guid),
+              named("replication addReference", context), context, destination, guid);
+    WS_CHANGE(Done, addLink, (const Text& context, const Text& dsa, const Text& source),
+              named("replication addLink", context), context, dsa, source);
+    WS_CHANGE(Done, synchronise, (const Text& context, const InstanceGuid& guid),
+              named("replication synchronise", context), context, guid);
+    WS_CHANGE(Done, synchroniseAll,
+              (const Text& context, SyncDirection direction, const SyncProgress& progress),
+              named("replication synchroniseAll", context), context, direction, progress);
 };
 
 class CountingReplication : public CountingPort<Replication> {
   public:
     using CountingPort::CountingPort;
-    Result<std::unique_ptr<ReplicationCredentials>> makeCredentials(
-        const std::wstring& domain, const std::wstring& user, const CORE::secretstring& password) override {
-        return call<&Real::makeCredentials>("replication makeCredentials", domain, user, password);
-    }
+    WS_CALL(Result<std::unique_ptr<ReplicationCredentials>>, makeCredentials,
+            (const std::wstring& domain, const std::wstring& user, const CORE::secretstring& password),
+            "replication makeCredentials", domain, user, password);
     Result<std::unique_ptr<ReplicationBinding>> bind(const std::wstring& server,
                                                      const ReplicationCredentials* credentials) override {
-        const std::string name = CORE::toUtf8(server);
-        return counted<CountingBinding>(call<&Real::bind>("replication bind " + name, server, credentials),
-                                        name);
+        return counted<CountingBinding>(
+            call<&Real::bind>(named("replication bind", server), server, credentials), CORE::toUtf8(server));
     }
 };
 
@@ -343,7 +258,7 @@ class CountingProbe : public CountingPort<NetworkProbe> {
   public:
     using CountingPort::CountingPort;
     ProbeOutcome probe(const std::wstring& host, std::uint16_t port, const CORE::coreevent* stop) override {
-        if (calls_->enter("network probe " + CORE::toUtf8(host))) return ProbeOutcome::otherFailure;
+        if (calls_->enter(named("network probe", host))) return ProbeOutcome::otherFailure;
         return real_->probe(host, port, stop);
     }
 };
@@ -352,9 +267,8 @@ class CountingProbe : public CountingPort<NetworkProbe> {
 class CountingCommands : public CountingPort<CommandInterpreter> {
   public:
     using CountingPort::CountingPort;
-    Result<int> run(const CORE::secretstring& line, const CORE::coreevent* stop) override {
-        return change<&Real::run>("commands run " + CORE::toUtf8(ipsec::maskedLine(line.view())), line, stop);
-    }
+    WS_CHANGE(Result<int>, run, (const CORE::secretstring& line, const CORE::coreevent* stop),
+              "commands run " + CORE::toUtf8(ipsec::maskedLine(line.view())), line, stop);
 };
 
 // --- the firewall
@@ -362,11 +276,9 @@ class CountingCommands : public CountingPort<CommandInterpreter> {
 class CountingRule : public CountingOpened<FirewallRule> {
   public:
     using CountingOpened::CountingOpened;
-    Result<std::wstring> name() override { return call<&Real::name>("firewall rule name"); }
-    Result<FirewallFlag> enabled() override { return call<&Real::enabled>("firewall rule enabled"); }
-    Result<void> setEnabled(bool enabled) override {
-        return change<&Real::setEnabled>("firewall rule setEnabled", enabled);
-    }
+    WS_CALL(Result<std::wstring>, name, (), "firewall rule name");
+    WS_CALL(Result<FirewallFlag>, enabled, (), "firewall rule enabled");
+    WS_CHANGE(Result<void>, setEnabled, (bool enabled), "firewall rule setEnabled", enabled);
 };
 
 class CountingRules : public CountingOpened<FirewallRules> {
@@ -382,12 +294,8 @@ class CountingRules : public CountingOpened<FirewallRules> {
 class CountingPolicy : public CountingOpened<FirewallPolicy> {
   public:
     using CountingOpened::CountingOpened;
-    Result<std::int32_t> currentProfiles() override {
-        return call<&Real::currentProfiles>("firewall currentProfiles");
-    }
-    Result<FirewallFlag> enabled(FirewallProfile profile) override {
-        return call<&Real::enabled>("firewall enabled", profile);
-    }
+    WS_CALL(Result<std::int32_t>, currentProfiles, (), "firewall currentProfiles");
+    WS_CALL(Result<FirewallFlag>, enabled, (FirewallProfile profile), "firewall enabled", profile);
     Result<std::unique_ptr<FirewallRules>> rules() override {
         return counted<CountingRules>(call<&Real::rules>("firewall rules"));
     }
@@ -406,16 +314,10 @@ class CountingFirewall : public CountingPort<Firewall> {
 template <class Entry>
 class CountingEntries : public CountingOpened<FilteringEntries<Entry>> {
   public:
-    CountingEntries(std::unique_ptr<FilteringEntries<Entry>> entries, std::shared_ptr<PortCalls> calls,
-                    std::string kind)
-        : CountingOpened<FilteringEntries<Entry>>(std::move(entries), std::move(calls)),
-          kind_(std::move(kind)) {}
+    using CountingOpened<FilteringEntries<Entry>>::CountingOpened;
     Result<std::vector<Entry>> next() override {
-        return this->template call<&FilteringEntries<Entry>::next>("filtering next " + kind_);
+        return this->template call<&FilteringEntries<Entry>::next>(this->named("filtering next"));
     }
-
-  private:
-    std::string kind_;
 };
 
 class CountingEngine : public CountingOpened<FilteringEngine> {
@@ -437,7 +339,7 @@ class CountingFiltering : public CountingPort<FilteringPlatform> {
     Result<std::unique_ptr<FilteringEngine>> open() override {
         return counted<CountingEngine>(call<&Real::open>("filtering open"));
     }
-    Result<AddressText> addressText() override { return call<&Real::addressText>("filtering addressText"); }
+    WS_CALL(Result<AddressText>, addressText, (), "filtering addressText");
 };
 
 // --- the agents of machines

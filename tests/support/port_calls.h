@@ -147,17 +147,21 @@ Answer injected(const std::string& call, int code) {
 template <class Port>
 class CountingPort : public Port {
   public:
-    CountingPort(std::shared_ptr<Port> real, std::shared_ptr<PortCalls> calls)
-        : real_(std::move(real)), calls_(std::move(calls)) {}
+    CountingPort(std::shared_ptr<Port> real, std::shared_ptr<PortCalls> calls, std::string name = {})
+        : real_(std::move(real)), calls_(std::move(calls)), name_(std::move(name)) {}
 
   protected:
     using Real = Port;
+    using Done = Result<void>;
 
-    static std::string nameOf(std::initializer_list<std::string_view> parts) {
-        std::string name;
-        for (const std::string_view part : parts)
-            if (!part.empty()) name.append(name.empty() ? "" : " ").append(part);
+    std::string named(std::string_view call, std::string_view more = {}, std::string_view last = {}) const {
+        std::string name(call);
+        for (const std::string_view part : {std::string_view(name_), more, last})
+            if (!part.empty()) name.append(" ").append(part);
         return name;
+    }
+    std::string named(std::string_view call, std::wstring_view more, std::wstring_view last = {}) const {
+        return named(call, CORE::toUtf8(more), CORE::toUtf8(last));
     }
     // Carries the call out, unless it is the one that fails.
     template <auto method, class... Given>
@@ -183,17 +187,32 @@ class CountingPort : public Port {
 
     std::shared_ptr<Port> real_;
     std::shared_ptr<PortCalls> calls_;
+    std::string name_;
 };
 
 // The same of something that is open as long as it lives.
 template <class Port>
 class CountingOpened : public CountingPort<Port> {
   public:
-    CountingOpened(std::shared_ptr<Port> real, std::shared_ptr<PortCalls> calls)
-        : CountingPort<Port>(std::move(real), std::move(calls)) {
+    CountingOpened(std::shared_ptr<Port> real, std::shared_ptr<PortCalls> calls, std::string name = {})
+        : CountingPort<Port>(std::move(real), std::move(calls), std::move(name)) {
         ++this->calls_->live;
     }
     ~CountingOpened() override { --this->calls_->live; }
 };
 
 }  // namespace wstest
+
+// A method of such an object: what it answers, its name and parameters, the call's name, and what is passed
+// on.
+#define WS_CALL(Answer, method, parameters, ...)                \
+    Answer method parameters override {                         \
+        return this->template call<&Real::method>(__VA_ARGS__); \
+    }                                                           \
+    static_assert(true)
+// The same of one that changes something.
+#define WS_CHANGE(Answer, method, parameters, ...)                \
+    Answer method parameters override {                           \
+        return this->template change<&Real::method>(__VA_ARGS__); \
+    }                                                             \
+    static_assert(true)
