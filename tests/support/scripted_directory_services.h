@@ -133,33 +133,32 @@ class ScriptedDirectoryServices : public DirectoryServices {
 
     class Entry : public DirectoryObject {
       public:
+        using Done = Result<void>;
+        using Name = std::string_view;
+        using Values = std::vector<DirectoryValue>;
         Entry(std::string path, Object object) : path_(std::move(path)), object_(std::move(object)) {}
         std::string path() const override { return path_; }
         std::string className() const override { return {}; }
-        Result<DirectoryValue> get(std::string_view name) override {
+        Result<DirectoryValue> get(Name name) override {
             const auto value = object_.attributes.find(name);
             if (value == object_.attributes.end()) return fail(adsPropertyNotFound, L"scripted");
             return value->second;
         }
-        Result<std::vector<DirectoryValue>> getEx(std::string_view) override { return refuse(); }
-        Result<void> put(std::string_view, const DirectoryValue&) override { return refuse(); }
-        Result<void> putEx(PutOperation, std::string_view, const std::vector<DirectoryValue>&) override {
-            return refuse();
-        }
-        Result<void> setInfo() override { return refuse(); }
-        Result<std::unique_ptr<DirectoryObject>> create(std::string_view, std::string_view) override {
-            return refuse();
-        }
-        Result<void> deleteObject() override { return refuse(); }
-        Result<void> removeChild(std::string_view, std::string_view) override { return refuse(); }
-        Result<void> moveHere(std::string_view, std::string_view) override { return refuse(); }
         Result<std::vector<std::string>> children() override {
             if (object_.childrenCode) return fail(object_.childrenCode, L"scripted");
             return object_.children;
         }
-        Result<void> setPassword(const CORE::secretstring&) override { return refuse(); }
-        Result<void> putAccountDisabled(bool) override { return refuse(); }
-        Result<void> addMember(std::string_view) override { return refuse(); }
+        Result<Values> getEx(Name) override { return refuse(); }
+        Done put(Name, const DirectoryValue&) override { return refuse(); }
+        Done putEx(PutOperation, Name, const Values&) override { return refuse(); }
+        Done setInfo() override { return refuse(); }
+        Result<std::unique_ptr<DirectoryObject>> create(Name, Name) override { return refuse(); }
+        Done deleteObject() override { return refuse(); }
+        Done removeChild(Name, Name) override { return refuse(); }
+        Done moveHere(Name, Name) override { return refuse(); }
+        Done setPassword(const CORE::secretstring&) override { return refuse(); }
+        Done putAccountDisabled(bool) override { return refuse(); }
+        Done addMember(Name) override { return refuse(); }
 
       private:
         static tl::unexpected<Failure> refuse() { return fail(adsNotImplemented, L"scripted"); }

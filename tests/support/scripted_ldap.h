@@ -58,18 +58,18 @@ class ScriptedSession : public LdapSession {
         if (answer.sendCode) return fail(ldapFailure(answer.sendCode));
         return std::make_unique<Pending>(std::move(answer));
     }
-    Result<void> add(const LdapEntry&) override { return outcome(ldapNotSupported); }
-    Result<void> modify(const std::string& dn, const std::vector<LdapModification>& changes,
-                        const std::vector<LdapControl>&) override {
+    using Done = Result<void>;
+    using Controls = std::vector<LdapControl>;
+    using Modifications = std::vector<LdapModification>;
+    Done add(const LdapEntry&) override { return outcome(ldapNotSupported); }
+    Done remove(const std::string&, const Controls&) override { return outcome(ldapNotSupported); }
+    Done rename(const std::string&, const std::string&, const std::string&, bool) override {
+        return outcome(ldapNotSupported);
+    }
+    Done modify(const std::string& dn, const Modifications& changes, const Controls&) override {
         const LdapModification& change = changes.at(0);
         modifies.push_back({dn, change.operation, change.attribute, change.values});
         return outcome(onModify(modifies.back()));
-    }
-    Result<void> remove(const std::string&, const std::vector<LdapControl>&) override {
-        return outcome(ldapNotSupported);
-    }
-    Result<void> rename(const std::string&, const std::string&, const std::string&, bool) override {
-        return outcome(ldapNotSupported);
     }
 
   private:
