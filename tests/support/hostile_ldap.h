@@ -8,6 +8,7 @@
 #include <asio/ip/host_name.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/write.hpp>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -47,7 +48,7 @@ inline std::string ldapEntry(std::string_view dn, std::string_view attribute = {
         attributes = berElement(0x30, berText(attribute) + berElement(0x31, berText(value)));
     return berElement(0x64, berText(dn) + berElement(0x30, attributes));
 }
-enum LdapTag { bindRequest = 0x60, unbindRequest = 0x42, searchRequest = 0x63, extendedRequest = 0x77 };
+enum LdapTag { bindRequest = 0x60, extendedRequest = 0x77 };
 
 // One client's connection. Thrown out of a script when the client has gone or the server ends.
 struct ConnectionEnded {};
@@ -68,7 +69,7 @@ class HostileConnection {
     Request next() {
         while (true) {
             if (auto request = takeRequest(); request.tag != 0) return request;
-            read();
+            bytes_ += read();
         }
     }
     void send(std::string_view bytes) {
@@ -100,13 +101,13 @@ class HostileConnection {
         throw ConnectionEnded();
     }
     // Some of what the client sends, whatever it is.
-    void read() {
+    std::string read() {
         std::array<char, 4096> some{};
         asio::error_code error;
-        const auto size = socket_.read_some(asio::buffer(some), error);
+        const std::string bytes(some.data(), socket_.read_some(asio::buffer(some), error));
         if (error) throw ConnectionEnded();
-        heard_({some.data(), size});
-        bytes_.append(some.data(), size);
+        heard_(bytes);
+        return bytes;
     }
     void stall() {
         while (true) read();

@@ -1,19 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
 #include "adapters/real_platform.h"
 #include "framework/core/corestring.h"
+#include "support/temp_folder.h"
 
 namespace wsadmin::platform {
 namespace {
-
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 struct Run {
     std::wstring program, arguments;
@@ -73,7 +65,7 @@ TEST(Files, AreMadeWrittenAndFound) {
     const std::string path = CORE::toUtf8(*one);
     EXPECT_TRUE(files->write(*one, "first, longer\n"));
     EXPECT_TRUE(files->write(*one, "second\n"));
-    EXPECT_EQ(contentOf(path), "second\n");
+    EXPECT_EQ(wstest::fileText(path), "second\n");
 #if !defined(_WIN32)
     using std::filesystem::perms;
     EXPECT_EQ(std::filesystem::status(path).permissions(), perms::owner_read | perms::owner_write);
@@ -81,6 +73,52 @@ TEST(Files, AreMadeWrittenAndFound) {
     EXPECT_FALSE(files->write(*one + L".absent", "x"));
     EXPECT_FALSE(files->makeTemporary(*folder + L"absent\\", L"qrv"));
     for (const auto& made : {*one, *other}) std::filesystem::remove(CORE::toUtf8(made));
+}
+
+class MachineRegistry : public testing::Test {
+  protected:
+    static constexpr wchar_t key[] = LR"(HKCU\Software\ws_admin test)";
+    static constexpr wchar_t sameKey[] = LR"(hkcu\SOFTWARE\WS_ADMIN TEST\)";
+    MachineRegistry() { clear(); }
+    ~MachineRegistry() override { clear(); }
+    void clear() const {
+        const auto values = registry->values(key).value();
+        for (const auto& value : values) EXPECT_TRUE(registry->remove(key, value.first));
+    }
+    std::shared_ptr<Registry> registry = realPlatform()->registry;
+};
+
+TEST_F(MachineRegistry, KeepsEveryType) {
+    const std::pair<const wchar_t*, RegistryData> rows[] = {
+        {L"number", std::uint32_t{0xffffffff}},
+        {L"text", std::wstring(L"J\u00f6rg \\ \"x\"")},
+        {L"empty text", std::wstring()},
+        {L"list", std::vector<std::wstring>{L"a", L"b c"}},
+        {L"empty list", std::vector<std::wstring>{}},
+        {L"bytes", std::vector<std::uint8_t>{0, 1, 255}},
+        {L"no bytes", std::vector<std::uint8_t>{}},
+        {L"long", std::wstring(5000, L'x')},
+        {L"", std::wstring(L"the key's own")},
+    };
+    for (const auto& [name, data] : rows) {
+        const auto written = registry->write(key, name, data);
+        ASSERT_TRUE(written) << CORE::toUtf8(name) << " " << written.error().code;
+        EXPECT_EQ(registry->read(sameKey, name).value(), data) << CORE::toUtf8(name);
+    }
+    const auto values = registry->values(sameKey).value();
+    EXPECT_EQ(values.size(), std::size(rows));
+    for (const auto& [name, data] : values) EXPECT_EQ(registry->read(key, name).value(), data);
+}
+
+TEST_F(MachineRegistry, WhatIsAbsentIsNoFailure) {
+    EXPECT_EQ(registry->read(key, L"v").value(), std::nullopt);
+    EXPECT_TRUE(registry->remove(key, L"v"));
+    EXPECT_TRUE(registry->values(LR"(HKCU\Software\ws_admin absent)").value().empty());
+    ASSERT_TRUE(registry->write(key, L"v", std::uint32_t{1}));
+    EXPECT_EQ(registry->read(key, L"other").value(), std::nullopt);
+    EXPECT_EQ(registry->read(std::wstring(key) + L"\\below", L"v").value(), std::nullopt);
+    EXPECT_TRUE(registry->remove(sameKey, L"V"));
+    EXPECT_EQ(registry->read(key, L"v").value(), std::nullopt);
 }
 
 }  // namespace
