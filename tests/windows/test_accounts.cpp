@@ -53,54 +53,49 @@ TEST_F(Accounts, AreFoundByName) {
     const struct {
         const wchar_t* name;
         const char* sid;
-        AccountKind kind;
+        const wchar_t* domain;
+        AccountKind kind = AccountKind::alias;
     } rows[] = {
-        {L"SYSTEM", "S-1-5-18", AccountKind::wellKnownGroup},
-        {L"Everyone", "S-1-1-0", AccountKind::wellKnownGroup},
-        {L"Administrators", "S-1-5-32-544", AccountKind::alias},
-        {L"BUILTIN\\Administrators", "S-1-5-32-544", AccountKind::alias},
+        {L"SYSTEM", "S-1-5-18", L"NT AUTHORITY", AccountKind::wellKnownGroup},
+        {L"Everyone", "S-1-1-0", L"", AccountKind::wellKnownGroup},
+        {L"Administrators", "S-1-5-32-544", L"BUILTIN"},
+        {L"BUILTIN\\Administrators", "S-1-5-32-544", L"BUILTIN"},
     };
     for (const auto& row : rows) {
+        SCOPED_TRACE(CORE::toUtf8(row.name));
+        const AccountBufferSizes sizes = accounts->bufferSizesFor(row.name);
+        EXPECT_EQ(sizes.sid, sid(row.sid).bytes().size());
+        EXPECT_EQ(sizes.domain, std::wcslen(row.domain) + 1);
         const auto found = find(row.name);
-        ASSERT_TRUE(found) << CORE::toUtf8(row.name) << " " << found.error().code;
-        EXPECT_EQ(found->sid, sid(row.sid)) << CORE::toUtf8(row.name);
-        EXPECT_EQ(found->kind, row.kind) << CORE::toUtf8(row.name);
+        ASSERT_TRUE(found) << found.error().code;
+        EXPECT_EQ(found->sid, sid(row.sid));
+        EXPECT_EQ(found->domain, row.domain);
+        EXPECT_EQ(found->kind, row.kind);
+        authority().contentWithoutRoom = true;
+        EXPECT_TRUE(find(row.name));
+        authority() = {};
     }
-    EXPECT_EQ(find(L"Administrators")->domain, L"BUILTIN");
-    EXPECT_EQ(find(L"Everyone")->domain, L"");
 }
 
-TEST_F(Accounts, SayWhatRoomTheyNeed) {
-    const AccountBufferSizes sizes = accounts->bufferSizesFor(L"Administrators");
-    EXPECT_EQ(sizes.sid, sid("S-1-5-32-544").bytes().size());
-    EXPECT_EQ(sizes.domain, std::wstring(L"BUILTIN").size() + 1);
-    AccountBufferSizes small = sizes;
+TEST_F(Accounts, ThatAreNotThereOrHaveNoRoomAreNotFound) {
+    constexpr AccountBufferSizes room{accountInsufficientBuffer, 68, 256};
+    const std::pair<std::wstring, int> rows[] = {{L"nobody-of-that-name", accountNoneMapped},
+                                                 {std::wstring(L"SYSTEM\0x", 8), accountInvalidParameter}};
+    for (const auto& [name, code] : rows) {
+        EXPECT_EQ(accounts->bufferSizesFor(name).error, code);
+        const auto found = accounts->lookUp(name, room);
+        ASSERT_FALSE(found);
+        EXPECT_EQ(found.error().code, code);
+        EXPECT_FALSE(found.error().text.empty());
+    }
+    AccountBufferSizes small = accounts->bufferSizesFor(L"Administrators");
     --small.domain;
     EXPECT_EQ(accounts->lookUp(L"Administrators", small).error().code, accountInsufficientBuffer);
-
-    authority().contentWithoutRoom = true;
-    const AccountBufferSizes content = accounts->bufferSizesFor(L"Administrators");
-    EXPECT_EQ(content.error, accountInsufficientBuffer);
-    EXPECT_EQ(content.sid, sizes.sid);
-    EXPECT_EQ(content.domain, sizes.domain);
-}
-
-TEST_F(Accounts, ThatAreNotThereHaveNoRoom) {
-    EXPECT_EQ(accounts->bufferSizesFor(L"nobody-of-that-name").error, accountNoneMapped);
-    const auto found = accounts->lookUp(L"nobody-of-that-name", {accountInsufficientBuffer, 68, 256});
-    ASSERT_FALSE(found);
-    EXPECT_EQ(found.error().code, accountNoneMapped);
-    EXPECT_FALSE(found.error().text.empty());
-    const std::wstring cut(L"SYSTEM\0x", 8);
-    EXPECT_EQ(accounts->bufferSizesFor(cut).error, accountInvalidParameter);
-    EXPECT_EQ(accounts->lookUp(cut, {accountInsufficientBuffer, 68, 256}).error().code,
-              accountInvalidParameter);
 }
 
 TEST_F(Accounts, AreNamedInOrder) {
     const Sid nobody = sid("S-1-5-21-1-2-3-4242");
-    // More than are asked for at once.
-    std::vector<Sid> asked(1003, nobody);
+    std::vector<Sid> asked(1003, nobody);  // more than are asked for at once
     asked[0] = sid("S-1-5-18");
     asked[1000] = sid("S-1-1-0");
     asked[1002] = sid("S-1-5-32-544");
@@ -109,14 +104,11 @@ TEST_F(Accounts, AreNamedInOrder) {
     ASSERT_EQ(names->size(), asked.size());
     for (std::size_t i = 0; i < asked.size(); ++i)
         EXPECT_EQ((*names)[i].has_value(), asked[i] != nobody) << i;
-    const auto administrators = names->back().value();
-    EXPECT_EQ(administrators.name, L"Administrators");
-    EXPECT_EQ(administrators.domain, L"BUILTIN");
-    EXPECT_EQ(administrators.kind, AccountKind::alias);
-    EXPECT_EQ((*names)[1000]->name, L"Everyone");
-    EXPECT_EQ((*names)[1000]->domain, L"");
-    EXPECT_EQ(names->front()->domain, L"NT AUTHORITY");
-
+    const auto shown = [&](std::size_t at) { return (*names)[at]->domain + L"\\" + (*names)[at]->name; };
+    EXPECT_EQ(shown(0), L"NT AUTHORITY\\SYSTEM");
+    EXPECT_EQ(shown(1000), L"\\Everyone");
+    EXPECT_EQ(shown(1002), L"BUILTIN\\Administrators");
+    EXPECT_EQ(names->back()->kind, AccountKind::alias);
     EXPECT_EQ(accounts->namesOf({nobody}).value().at(0), std::nullopt);
     EXPECT_TRUE(accounts->namesOf({}).value().empty());
 }

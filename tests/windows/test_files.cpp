@@ -51,26 +51,25 @@ std::wstring listOf(const std::wstring& path) {
     return listOf(file.get(), SE_FILE_OBJECT);
 }
 
-TEST(KeyFile, ItAndItsFolderLetInNobodyElse) {
+TEST(KeyFile, AndItsFolderAreForTheirOwnerAloneOrNotUsed) {
     const TempFolder folder;
+    const std::wstring own = (folder.path() / "own").wstring(), file = own + L"\\host.key";
     CORE::SecurityManager& security = CORE::SecurityManager::System();
-    security.setKeyFile((folder.path() / "own" / "host.key").wstring());
-    EXPECT_FALSE(security.Encrypt("x").empty());
-    for (const auto& path : {folder.path() / "own", folder.path() / "own" / "host.key"}) {
-        const std::wstring list = listOf(path.wstring());
-        EXPECT_NE(list.find(L"(A;"), std::wstring::npos) << CORE::toUtf8(list);
+    security.setKeyFile(file);
+    const CORE::wstr text = security.Encrypt("x");
+    for (const std::wstring& path : {own, file}) {
+        const std::wstring list = listOf(path);
+        EXPECT_NE(list.find(L"(A;"), list.npos) << CORE::toUtf8(list);
         for (const wchar_t* others : {L";;;WD)", L";;;BU)", L";;;AU)", L";;;IU)"})
-            EXPECT_EQ(list.find(others), std::wstring::npos) << CORE::toUtf8(list);
+            EXPECT_EQ(list.find(others), list.npos) << CORE::toUtf8(list);
     }
-    security.setKeyFile(L"");
-}
-
-TEST(KeyFile, IsNotMadeInAFolderThatOthersMayUse) {
-    const TempFolder folder;
-    const std::wstring own = (folder.path() / "own").wstring();
-    ASSERT_TRUE(CreateDirectoryW(own.c_str(), nullptr));
-    CORE::SecurityManager& security = CORE::SecurityManager::System();
-    security.setKeyFile(own + L"\\host.key");
+    for (const auto* list : {everybodyReads, ownersAlone}) {
+        setList(file, list);
+        security.setKeyFile(file);  // which forgets the key
+        EXPECT_EQ(security.Decrypt(text).str(), list == ownersAlone ? "x" : "");
+    }
+    ASSERT_TRUE(DeleteFileW(file.c_str()));
+    security.setKeyFile(file);
     setList(own, everybodyReads);
     try {
         security.Encrypt("x");
@@ -131,21 +130,6 @@ TEST(SavedFile, TheLockOfAFolderIsForEveryAccount) {
         OpenMutexW(READ_CONTROL, FALSE, CORE::formatText(L"Global\\ws_admin-saving-%llx", number).c_str()));
     ASSERT_TRUE(mutex);
     EXPECT_EQ(listOf(mutex.get(), SE_KERNEL_OBJECT), L"D:P(A;;0x100001;;;AU)");
-}
-
-TEST(KeyFile, IsNotUsedWhenOthersMayReadIt) {
-    const TempFolder folder;
-    const std::wstring file = (folder.path() / "own" / "host.key").wstring();
-    CORE::SecurityManager& security = CORE::SecurityManager::System();
-    security.setKeyFile(file);
-    const CORE::wstr text = security.Encrypt("x");
-    const std::pair<const wchar_t*, const char*> rows[] = {{everybodyReads, ""}, {ownersAlone, "x"}};
-    for (const auto& [list, decrypted] : rows) {
-        setList(file, list);
-        security.setKeyFile(file);  // which forgets the key
-        EXPECT_EQ(security.Decrypt(text).str(), decrypted) << CORE::toUtf8(list);
-    }
-    security.setKeyFile(L"");
 }
 
 TEST(TemporaryFiles, AreForTheirOwnerAlone) {
