@@ -1,68 +1,19 @@
-// The service control manager: Wine's own, but for the query of a service's configuration, in which Wine's
-// has no dependencies.
-#include <windows.h>
+#include "windows/stand_ins/service_control.h"
 // After windows.h:
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "platform/windows/windows_machine.h"
-#include "windows/stand_ins/hidden_function.h"
 
 namespace wsadmin::platform::windows {
 namespace {
 
+using test::configQuery;
+
 constexpr wchar_t testService[] = L"ws_admin_test";
 constexpr wchar_t testServiceKey[] = L"System\\CurrentControlSet\\Services\\ws_admin_test";
-
-// What the query answers: the dependencies, or a failure, or success before it was given memory.
-struct ConfigQuery {
-    std::wstring dependencies;  // each with a NUL behind it
-    DWORD failure = ERROR_SUCCESS;
-    bool succeedsAtOnce = false;
-    int openHandles = 0;
-} configQuery;
-
-BOOL WINAPI queryConfig(SC_HANDLE, LPQUERY_SERVICE_CONFIGW config, DWORD size, LPDWORD needed) {
-    const std::size_t bytes = (configQuery.dependencies.size() + 1) * sizeof(wchar_t);
-    *needed = static_cast<DWORD>(sizeof *config + bytes);
-    SetLastError(configQuery.failure ? configQuery.failure : ERROR_INSUFFICIENT_BUFFER);
-    if (configQuery.succeedsAtOnce) return TRUE;
-    if (configQuery.failure || size < *needed) return FALSE;
-    *config = {};
-    config->lpDependencies = reinterpret_cast<wchar_t*>(config + 1);
-    std::memcpy(config->lpDependencies, configQuery.dependencies.c_str(), bytes);
-    return TRUE;
-}
-
-template <class Function, class... Arguments>
-SC_HANDLE openedHandle(const char* name, Arguments... arguments) {
-    const SC_HANDLE handle = test::hiddenFunction<Function>(L"advapi32.dll", name)(arguments...);
-    configQuery.openHandles += handle != nullptr;
-    return handle;
-}
-SC_HANDLE WINAPI openManager(LPCWSTR machine, LPCWSTR database, DWORD access) {
-    return openedHandle<decltype(OpenSCManagerW)>("OpenSCManagerW", machine, database, access);
-}
-SC_HANDLE WINAPI openService(SC_HANDLE manager, LPCWSTR name, DWORD access) {
-    return openedHandle<decltype(OpenServiceW)>("OpenServiceW", manager, name, access);
-}
-BOOL WINAPI closeServiceHandle(SC_HANDLE handle) {
-    --configQuery.openHandles;
-    return test::hiddenFunction<decltype(CloseServiceHandle)>(L"advapi32.dll", "CloseServiceHandle")(handle);
-}
-
-}  // namespace
-
-WS_STANDS_IN(QueryServiceConfigW, queryConfig);
-WS_STANDS_IN(OpenSCManagerW, openManager);
-WS_STANDS_IN(OpenServiceW, openService);
-WS_STANDS_IN(CloseServiceHandle, closeServiceHandle);
-
-namespace {
 
 class Services : public testing::Test {
   protected:

@@ -2,8 +2,6 @@
 // After the platform's headers:
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "framework/core/corestring.h"
 #include "platform/windows/windows_machine.h"
 
@@ -12,40 +10,10 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-test::FilteringStandIn& standIn() {
-    return test::filteringStandIn();
-}
+using namespace test;
 
-FWPM_FILTER0 filterOf(std::wstring& name) {
-    FWPM_FILTER0 made{};
-    made.displayData = {name.data(), nullptr};
-    return made;
-}
-
-// Every address but the given ones is another.
-IPSEC_SA_DETAILS0 association(FWP_IP_VERSION version, FWPM_FILTER0* filter) {
-    IPSEC_SA_DETAILS0 made{};
-    made.ipVersion = made.traffic.ipVersion = made.saBundle.ipVersion = version;
-    made.saDirection = FWP_DIRECTION_OUTBOUND;
-    std::ranges::fill(made.traffic.localV6Address, UINT8{0x77});
-    made.saBundle.peerV4PrivateAddress = 0x77777777;
-    made.transportFilter = filter;
-    return made;
-}
-
-IPSEC_SA_DETAILS0 associationTo(UINT32 remote, FWPM_FILTER0* filter) {
-    auto made = association(FWP_IP_VERSION_V4, filter);
-    made.traffic.remoteV4Address = remote;
-    return made;
-}
-
-FWPM_PROVIDER_CONTEXT0 context(FWPM_PROVIDER_CONTEXT_TYPE type, wchar_t* name) {
-    static IKEEXT_POLICY0 policy{};
-    FWPM_PROVIDER_CONTEXT0 made{};
-    made.displayData = {name, nullptr};
-    made.type = type;
-    made.ikeMmPolicy = &policy;
-    return made;
+FilteringStandIn& standIn() {
+    return filteringStandIn();
 }
 
 std::string wordOf(const MainModeContext& one) {

@@ -1,6 +1,6 @@
 // Stands for the system's ldifde.exe under Wine: loads the file as the lab's own program of that name does,
 // but into the server that the configuration file "windows.toml" in the test's folder leads to.
-#include "windows/programs/hanging.h"
+#include "windows/stand_ins/programs/hanging.h"
 // After windows.h:
 #include <algorithm>
 #include <iterator>

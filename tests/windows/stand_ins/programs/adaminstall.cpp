@@ -1,7 +1,7 @@
 // Stands for the system's adaminstall.exe under Wine: has the command in WS_TEST_LAYER_SERVER start a real
 // server on the port of the answer file, waits until it serves, and leaves the database file and the service.
 // It makes no replicas.
-#include "windows/programs/hanging.h"
+#include "windows/stand_ins/programs/hanging.h"
 // After windows.h:
 #include <map>
 #include <string>
