@@ -38,49 +38,41 @@ using wstest::RawPeer;
 using wstest::TempFolder;
 
 // A host with its tickets, and the carrier that reaches it.
-class Host {
-  public:
-    explicit Host(const ServerLimits& limits = {}, Permit permit = permitAll)
-        : server_("127.0.0.1", 0, store, std::move(permit), limits) {}
+struct Host {
+    explicit Host(
+        const ServerLimits& limits = {}, Permit permit = [](auto&&...) { return std::nullopt; })
+        : server("127.0.0.1", 0, store, std::move(permit), limits) {}
 
     Ticket ticket(Rights rights = Rights::all, std::int64_t seconds = 60) {
         return store.make(rights, seconds, "");
     }
-    std::wstring address() const { return L"127.0.0.1:" + std::to_wstring(server_.port()); }
-    std::shared_ptr<CORE::MessageChannel> open(const Ticket& ticket) const {
+    std::wstring address(const std::wstring& name = L"127.0.0.1") const {
+        return name + L":" + std::to_wstring(server.port());
+    }
+    std::shared_ptr<CORE::MessageChannel> open(const Ticket& ticket, const std::wstring& name = L"127.0.0.1",
+                                               int kind = CORE::channelByTicket) const {
         return MessageFrameWork::System().ConnectChannelByTicket(
-            CORE::channelByTicket, CORE::toWide(ticketText(ticket).view()), address());
+            kind, CORE::toWide(ticketText(ticket).view()), address(name));
     }
-    ChannelServer& server() { return server_; }
-    asio::ip::tcp::endpoint endpoint() const { return {asio::ip::make_address("127.0.0.1"), server_.port()}; }
+    asio::ip::tcp::endpoint endpoint() const { return {asio::ip::make_address("127.0.0.1"), server.port()}; }
 
-    static std::optional<std::wstring> permitAll(Rights, const std::wstring&, const std::wstring&) {
-        return std::nullopt;
-    }
-
-    // So often tickets are found valid; then all have expired.
-    std::atomic<int> looks{INT_MAX};
+    std::atomic<int> looks{INT_MAX};  // so often tickets are found valid; then all have expired
     std::function<void(int left)> looked = [](int) {};
-
-  private:
-    const TempFolder folder_;
-
-  public:
-    TicketStore store{folder_.path() / "tickets", [this] {
+    const TempFolder folder;
+    TicketStore store{folder.path() / "tickets", [this] {
                           const int left = looks--;
                           looked(left);
                           return left > 0 ? 1'000'000 : 2'000'000;
                       }};
-
-  private:
-    ChannelServer server_;
-    const CarrierInUse carrier_;
+    ChannelServer server;
+    const CarrierInUse carrier;
 };
 
 // A channel that is closed with the object.
 struct Open {
     const std::shared_ptr<CORE::MessageChannel> channel;
-    explicit Open(const Host& host, const Ticket& ticket) : channel(host.open(ticket)) {
+    explicit Open(const Host& host, const Ticket& ticket, const std::wstring& name = L"127.0.0.1")
+        : channel(host.open(ticket, name)) {
         if (!channel) throw std::runtime_error("no channel");
     }
     ~Open() { MessageFrameWork::System().CloseChannel(channel); }
@@ -115,47 +107,35 @@ struct Waiting {
     }
 };
 
-TEST(Channel, AnswersPassUnchanged) {
+TEST(Channel, CarriesManyRequestsAtOnceUnchangedToAHostFoundByItsName) {
     const Echo echo(L"echo", [](auto, const PropertyBag& request, PropertyBag& response) {
         response = request;
         response.setError(7, L"as it is");
         return false;
     });
     Host host;
-    const Open open(host, host.ticket());
-    PropertyBag request, response;
-    request.add(L"a", std::wstring_view(L"\xD800"));
-    request.addBag(L"a", PropertyBag());
-    EXPECT_EQ(open.send(response, request), RespType::notHandled);
-    EXPECT_EQ(response.getError(), 7);
-    EXPECT_EQ(response.get(L"a"), L"\xD800");
-    EXPECT_TRUE(response.isBag(1));
-    response.clear();
-    EXPECT_EQ(open.send(response, {}, L"nobody"), RespType::noWorker);
-    EXPECT_EQ(response.getErrorText(), L"Worker nobody is not installed");
-    EXPECT_EQ(MessageFrameWork::System().FindChannel(open.channel->handle()), open.channel);
-}
-
-TEST(Channel, DeliversNoNameThatEndsAtANul) {
-    const Echo worker(L"echo", echo);
-    Host host;
-    const Open open(host, host.ticket());
-    PropertyBag response;
-    EXPECT_EQ(open.channel->send(L"echo", std::wstring_view(L"ask\0x", 5), {}, response, {}),
+    const Ticket ticket = host.ticket();
+    EXPECT_FALSE(host.open(ticket, L"none.invalid"));
+    EXPECT_FALSE(host.open(ticket, L"localhost", 1)) << "another kind of channel";
+    const Open open(host, ticket, L"localhost");
+    std::vector<std::future<void>> threads;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.push_back(std::async(std::launch::async, [&, thread] {
+            for (int i = 0; i < 20; ++i) {
+                PropertyBag request, response;
+                request.setInt(L"number", thread * 1000 + i);
+                request.set(L"text", std::wstring(static_cast<std::size_t>(i) * 500, L'x'));
+                EXPECT_EQ(open.send(response, request), RespType::notHandled);
+                EXPECT_EQ(response.getError(), 7);
+                EXPECT_EQ(response.flattenForDisplay(), request.flattenForDisplay());
+            }
+        }));
+    PropertyBag none, cut;
+    EXPECT_EQ(open.send(none, {}, L"nobody"), RespType::noWorker);
+    EXPECT_EQ(none.getErrorText(), L"Worker nobody is not installed");
+    EXPECT_EQ(open.channel->send(L"echo", std::wstring_view(L"ask\0x", 5), {}, cut, {}),
               RespType::notHandled);
-    EXPECT_EQ(response.getErrorText(), L"The name of the operation has a NUL");
-}
-
-TEST(Channel, FindsItsHostByName) {
-    Host host;
-    const std::wstring port = host.address().substr(host.address().find(L':'));
-    const CORE::wstr ticket = CORE::toWide(ticketText(host.ticket()).view());
-    auto& framework = MessageFrameWork::System();
-    const auto channel = framework.ConnectChannelByTicket(CORE::channelByTicket, ticket, L"localhost" + port);
-    EXPECT_TRUE(channel);
-    framework.CloseChannel(channel);
-    EXPECT_FALSE(framework.ConnectChannelByTicket(CORE::channelByTicket, ticket, L"none.invalid" + port));
-    EXPECT_FALSE(framework.ConnectChannelByTicket(1, ticket, host.address())) << "another kind of channel";
+    EXPECT_EQ(cut.getErrorText(), L"The name of the operation has a NUL");
 }
 
 // All bytes that the host answers to a peer's first ones, and how it ends the connection.
@@ -256,39 +236,16 @@ TEST(Channel, EndsItsHandshakeWithoutATicketForResumption) {
     TlsContext hosts([&](std::string_view id) { return store.find(id); }), peers(ticket);
     TlsEnd host(hosts), peer(peers);
     Bytes plain;
-    SealedBytes first, second, third, rest;
-    ASSERT_TRUE(peer.start());
-    peer.takeOutput(first);
-    ASSERT_TRUE(host.receive(first, plain));
-    host.takeOutput(second);
-    ASSERT_TRUE(peer.receive(second, plain));
-    peer.takeOutput(third);
-    ASSERT_TRUE(host.receive(third, plain) && host.open() && peer.open());
+    const auto pass = [&plain](TlsEnd& from, TlsEnd& to) {
+        SealedBytes flight;
+        from.takeOutput(flight);
+        return to.receive(flight, plain);
+    };
+    ASSERT_TRUE(peer.start() && pass(peer, host) && pass(host, peer) && pass(peer, host));
+    ASSERT_TRUE(host.open() && peer.open());
+    SealedBytes rest;
     host.takeOutput(rest);
     EXPECT_TRUE(rest.empty());
-}
-
-// Whoever has recorded a peer's first message gets an answer to it, and nothing more.
-TEST(Channel, IsNotTakenByARecordedHandshake) {
-    ServerLimits limits;
-    limits.channels = 1;
-    limits.handshakes = 2;
-    Host host(limits);
-    const Ticket ticket = host.ticket();
-    const SealedBytes recorded = helloWith(ticket);
-    asio::io_context context;
-    std::list<asio::ip::tcp::socket> replays;
-    char byte = 0;
-    for (int i = 0; i < 3; ++i) {
-        replays.emplace_back(context).connect(host.endpoint());
-        asio::write(replays.back(), asio::buffer(recorded));
-        asio::read(replays.back(), asio::buffer(&byte, 1));
-    }
-    const Open open(host, ticket);
-    std::vector<char> rest(1 << 16);
-    std::error_code error;
-    asio::read(replays.front(), asio::buffer(rest), error);
-    EXPECT_TRUE(error) << "the oldest is closed";
 }
 
 TEST(Channel, EndsWithItsTicket) {
@@ -319,12 +276,12 @@ TEST(Channel, RefusesMoreAndAnswersWhatRunsBeforeItStops) {
         auto sent = waiting.ask(open, first);
         EXPECT_EQ((ofAllChannels ? another : open).send(second), RespType::notHandled);
         EXPECT_EQ(second.getErrorText(), L"There are too many requests at once");
-        EXPECT_EQ(host.server().running(), std::vector<std::wstring>{L"ask"});
-        host.server().refuse();
+        EXPECT_EQ(host.server.running(), std::vector<std::wstring>{L"ask"});
+        host.server.refuse();
         EXPECT_EQ(open.send(third), RespType::notHandled);
         EXPECT_EQ(third.getErrorText(), L"The host is stopping");
-        host.server().waitForAnswers();  // what waits is told
-        host.server().stop();
+        host.server.waitForAnswers();  // what waits is told
+        host.server.stop();
         EXPECT_EQ(sent.get(), RespType::handled);
     }
 }
@@ -347,7 +304,7 @@ TEST(Channel, LeavesOtherTicketsRoomBesideOne) {
     // A channel that is closed gives back what it had.
     first.channel->close();
     EXPECT_EQ(sent.get(), RespType::cancelled);
-    host.server().waitForAnswers();
+    host.server.waitForAnswers();
     EXPECT_EQ(second.send(response, {}, L"nobody"), RespType::noWorker);
     const Open third(host, ticket);
 }
@@ -362,8 +319,8 @@ TEST(Channel, CancelsWhatAPeerThatGoesAwayHasAskedFor) {
         ASSERT_TRUE(peer.send({.kind = FrameKind::request, .worker = L"echo", .operation = L"ask"}));
         waiting.begun.get_future().wait();
     }
-    host.server().waitForAnswers();
-    EXPECT_TRUE(host.server().running().empty());
+    host.server.waitForAnswers();
+    EXPECT_TRUE(host.server.running().empty());
 }
 
 // Which the opening end tells before it sends; one with greater limits is cut off.
@@ -391,6 +348,7 @@ TEST(Channel, CarriesTheLargestRequestAndNotAByteMore) {
         EXPECT_EQ(asked(open, text + 1, 0), L"The message is too large for a channel");
         EXPECT_EQ(asked(open, 0, attached + 1), L"The message is too large for a channel");
     }
+#if !defined(_WIN32)  // Wine does not always end a write to a peer that has closed the connection
     ClientLimits greater;
     greater.link.requests = {.message = 2 * text, .attachment = 2 * attached};
     const CarrierInUse carrier(greater);
@@ -398,6 +356,7 @@ TEST(Channel, CarriesTheLargestRequestAndNotAByteMore) {
         const Open open(host, host.ticket());
         EXPECT_TRUE(asked(open, ofText, ofAttachment).starts_with(L"The channel to 127.0.0.1:"));
     }
+#endif
     ServerLimits limits;
     limits.link.answers.message = 100;
     Host small(limits);
@@ -405,42 +364,37 @@ TEST(Channel, CarriesTheLargestRequestAndNotAByteMore) {
     EXPECT_EQ(asked(open, 100, 0), L"The answer is too large for a channel");
 }
 
-TEST(Channel, CarriesManyRequestsAtOnce) {
-    const Echo worker(L"echo", echo);
-    Host host;
-    const Open open(host, host.ticket());
-    std::vector<std::future<void>> threads;
-    for (int thread = 0; thread < 4; ++thread)
-        threads.push_back(std::async(std::launch::async, [&, thread] {
-            for (int i = 0; i < 20; ++i) {
-                PropertyBag request, response;
-                request.setInt(L"number", thread * 1000 + i);
-                request.set(L"text", std::wstring(static_cast<std::size_t>(i) * 500, L'x'));
-                EXPECT_EQ(open.send(response, request), RespType::handled);
-                EXPECT_EQ(response.flattenForDisplay(), request.flattenForDisplay());
-            }
-        }));
-}
-
-TEST(Channel, TheOldestHandshakeMakesRoomUnlessItHasProvedItsTicket) {
+// Neither silent connections keep others out, nor those of somebody who has recorded a peer's first message
+// and gets an answer to it, and nothing more.
+TEST(Channel, TheOldestHandshakesMakeRoomAndTakeNoChannel) {
     const Echo worker(L"echo", echo);
     ServerLimits limits;
+    limits.channels = 12;  // three of one ticket
     limits.handshakes = 4;
     Host host(limits);
-    RawPeer proved(host.endpoint(), host.ticket());
+    const Ticket ticket = host.ticket();
+    RawPeer proved(host.endpoint(), ticket);
     ASSERT_TRUE(proved.receive());
     asio::io_context context;
-    std::vector<asio::ip::tcp::socket> silent;
-    for (int i = 0; i < 20; ++i) silent.emplace_back(context).connect(host.endpoint());
-    const Open open(host, host.ticket());
-    PropertyBag response;
-    EXPECT_EQ(open.send(response), RespType::handled);
+    std::list<asio::ip::tcp::socket> silent, replays;
+    for (int i = 0; i < 6; ++i) silent.emplace_back(context).connect(host.endpoint());
+    const Open open(host, ticket);
     char byte = 0;
     std::error_code error;
     EXPECT_EQ(silent.front().read_some(asio::buffer(&byte, 1), error), 0u) << "the oldest is closed";
     EXPECT_TRUE(proved.flush() && proved.finishHandshake());
     EXPECT_TRUE(proved.send({.kind = FrameKind::request, .number = 5, .worker = L"echo"}));
     EXPECT_EQ(proved.next().value().number, 5u);
+    const SealedBytes recorded = helloWith(ticket);
+    for (int i = 0; i < 5; ++i) {
+        replays.emplace_back(context).connect(host.endpoint());
+        asio::write(replays.back(), asio::buffer(recorded));
+        asio::read(replays.back(), asio::buffer(&byte, 1));
+    }
+    const Open third(host, ticket);
+    std::vector<char> rest(1 << 16);
+    asio::read(replays.front(), asio::buffer(rest), error);
+    EXPECT_TRUE(error) << "the oldest is closed";
 }
 
 // The host closes a channel that is over a limit; without that limit each of these would go on for ever.
@@ -450,48 +404,45 @@ TEST(Channel, EndsBeyondItsLimits) {
         response.set(L"text", std::wstring(1 << 20, L'x'));
         return true;
     });
-    const auto unread = [](RawPeer& peer) {
+    using Behaviour = void (*)(RawPeer&);
+    const Behaviour unread = [](RawPeer& peer) {
         Frame question{.kind = FrameKind::request, .worker = L"echo"};
         while (peer.send(question)) ++question.number;
     };
-    const auto silent = [](RawPeer& peer) {
+    const Behaviour silent = [](RawPeer& peer) {
         while (peer.next()) {
         }
     };
-    const auto pinged = [](RawPeer& peer) {
+    const Behaviour pinged = [](RawPeer& peer) {
         for (int i = 0; i < 3; ++i) {
             EXPECT_EQ(peer.next().value().kind, FrameKind::ping);
             EXPECT_TRUE(peer.send({.kind = FrameKind::pong}));
         }
     };
-    const auto run = [](const auto& change, const std::function<void(RawPeer&)>& behave) {
+    const struct {
+        void (*change)(ServerLimits&);
+        Behaviour behave;
+        bool opens = true;
+    } rows[] = {{[](ServerLimits& limits) { limits.link.heartbeat = 1ms; }, pinged},
+                {[](ServerLimits& limits) { limits.link.silence = 1ms; }, silent},
+                {[](ServerLimits& limits) { limits.idle = 1ms; }, silent},
+                {[](ServerLimits& limits) { limits.link.writing = 1ms; }, unread},
+                {[](ServerLimits& limits) { limits.link.unsent = 1 << 20; }, unread},
+                {[](ServerLimits& limits) { limits.link.handshake = 1ms; }, silent, false}};
+    for (const auto& row : rows) {
         ServerLimits limits;
         limits.link.tick = 1ms;
-        change(limits);
+        row.change(limits);
         Host host(limits);
         RawPeer peer(host.endpoint(), host.ticket());
-        ASSERT_TRUE(peer.finishHandshake());
-        behave(peer);
-    };
-    run([](ServerLimits& limits) { limits.link.heartbeat = 1ms; }, pinged);
-    run([](ServerLimits& limits) { limits.link.silence = 1ms; }, silent);
-    run([](ServerLimits& limits) { limits.idle = 1ms; }, silent);
-    run([](ServerLimits& limits) { limits.link.writing = 1ms; }, unread);
-    run([](ServerLimits& limits) { limits.link.unsent = 1 << 20; }, unread);
-
-    ServerLimits limits;
-    limits.channels = 1;
-    limits.link.tick = 1ms;
-    {
-        Host host(limits);
-        const Open first(host, host.ticket());
-        EXPECT_EQ(host.open(host.ticket()), nullptr);
+        ASSERT_TRUE(!row.opens || peer.finishHandshake());
+        row.behave(peer);
     }
-    limits.link.handshake = 1ms;
-    Host host(limits);
-    RawPeer peer(host.endpoint(), host.ticket());
-    while (peer.receive()) {
-    }
+    ServerLimits one;
+    one.channels = 1;
+    Host host(one);
+    const Open first(host, host.ticket());
+    EXPECT_EQ(host.open(host.ticket()), nullptr);
 }
 
 TEST(Channel, GivesRemoteMachinesNoThreadAndNoKey) {
@@ -506,27 +457,12 @@ TEST(Channel, GivesRemoteMachinesNoThreadAndNoKey) {
     EXPECT_EQ(response.getError(), 120);
 }
 
-TEST(Tickets, AreTextsOfOneForm) {
-    const TempFolder folder;
-    const Ticket ticket = TicketStore(folder.path() / "t").make(Rights::read, 60, "for the tests");
-    const std::string text(ticketText(ticket).view());
-    const auto again = parseTicket(" " + text + "\r\n");
-    ASSERT_TRUE(again);
-    EXPECT_EQ(again->id, ticket.id);
-    EXPECT_EQ(again->key, ticket.key);
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        EXPECT_FALSE(parseTicket(text.substr(0, at))) << at;
-        std::string other = text;
-        other[at] = 'G';
-        EXPECT_FALSE(parseTicket(other)) << other;
-    }
-}
-
-TEST(Tickets, AreListedExpireAndAreRevoked) {
+TEST(Tickets, AreTextsOfOneFormThatExpireAndAreRevoked) {
     const TempFolder folder;
     std::int64_t now = 100;
     TicketStore store(folder.path() / "t", [&] { return now; });
     const Ticket one = store.make(Rights::agent, 10, "one"), two = store.make(Rights::read, 20, "two");
+    EXPECT_THROW(store.make(Rights::read, 1, "two\nlines"), CORE::coreException);
     const auto all = store.list();
     ASSERT_EQ(all.size(), 2u);
     EXPECT_EQ(all[0].label + all[1].label, "onetwo");
@@ -535,13 +471,21 @@ TEST(Tickets, AreListedExpireAndAreRevoked) {
     EXPECT_FALSE(store.find(one.id));
     EXPECT_TRUE(store.find(two.id));
     EXPECT_TRUE(store.revoke(two.id));
-    EXPECT_FALSE(store.revoke(two.id));
     EXPECT_FALSE(store.find(two.id));
-    for (const char* id : {"", "..", "../../etc/passwd", "0123"}) {
+    for (const std::string& id :
+         {two.id, std::string(), std::string("../../etc/passwd"), std::string("0123")}) {
         EXPECT_FALSE(store.find(id));
         EXPECT_FALSE(store.revoke(id));
     }
-    EXPECT_THROW(store.make(Rights::read, 1, "two\nlines"), CORE::coreException);
+    const std::string text(ticketText(one).view());
+    const Ticket again = parseTicket(" " + text + "\r\n").value();
+    EXPECT_EQ(std::pair(again.id, again.key), std::pair(one.id, one.key));
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        EXPECT_FALSE(parseTicket(text.substr(0, at))) << at;
+        std::string other = text;
+        other[at] = 'G';
+        EXPECT_FALSE(parseTicket(other)) << other;
+    }
 }
 
 // The operations on agents, over a channel to an agent's own workers.
@@ -614,35 +558,33 @@ TEST_F(RemoteAgents, AnswerOverARealChannel) {
     manager_.reset();
 }
 
-TEST_F(RemoteAgents, LeaveNothingOfACopyThatBreaks) {
+// Where a request has to end, its channel is closed at once, and another one deletes the bundle.
+TEST_F(RemoteAgents, LeaveNothingOfACopyThatBreaksAndNoBundleWhenTheServiceStops) {
+    using wsadmin::RemoteAgent;
+    const wchar_t failed[] = L"! Could not create the file a";
+    request_.set(L"filename", std::wstring_view(L"agent.log"));
+    request_.set(L"localFilename", std::wstring_view(L"a"));
     host_.looks = 4;  // the handshake, the list of the logs and two of three parts
-    EXPECT_EQ(ask<&wsadmin::RemoteAgent::copyLog>({{L"filename", L"agent.log"}, {L"localFilename", L"a"}}),
-              L"! Could not create the file a");
+    EXPECT_EQ(ask<&RemoteAgent::copyLog>(), failed);
     EXPECT_EQ(filesIn("received"), 0u);
+    host_.looks = 100;
 #if !defined(_WIN32)  // a disk that is full after the first part, as far as the file can tell
-    host_.looks = INT_MAX;
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit limit{};
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
     const rlimit full{CORE::files::readSize, limit.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
-    const std::wstring answer = ask<&wsadmin::RemoteAgent::copyLog>();
+    EXPECT_EQ(ask<&RemoteAgent::copyLog>(), failed);
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
-    EXPECT_EQ(answer, L"! Could not create the file a");
     EXPECT_EQ(filesIn("received"), 0u);
 #endif
-}
-
-// The channel of a request that has to end is closed at once, and another one deletes the bundle.
-TEST_F(RemoteAgents, LeaveNoBundleBehindWhenTheServiceStops) {
     host_.looks = 100;
     host_.looked = [this](int left) {
         if (left == 98) service_.stop();  // the handshake and the bundle come before, a part of the copy
     };
-    EXPECT_EQ(ask<&wsadmin::RemoteAgent::createBundle>({{L"localFilename", L"a"}}),
-              L"! Could not create the file a");
-    EXPECT_EQ(filesIn("bundles"), 0u);
-    EXPECT_EQ(filesIn("received"), 0u);
+    EXPECT_EQ(ask<&RemoteAgent::createBundle>(), failed);
+    EXPECT_EQ(filesIn("bundles") + filesIn("received"), 0u);
+    EXPECT_EQ(ask<&RemoteAgent::getVersion>(), L"! Cannot obtain channel for remote access");
 }
 
 // A file of an agent that answers its two bytes as the test says.
@@ -659,7 +601,7 @@ struct FileChannel final : CORE::MessageChannel {
     void close() noexcept override {}
 };
 
-TEST_F(RemoteAgents, AreCopiedFromOpenChannelsAlone) {
+TEST_F(RemoteAgents, AreCopiedFromOpenChannelsAloneAndNotBelievedWhatCannotBe) {
     const auto closed = std::make_shared<FileChannel>();
     MessageFrameWork::System().OpenChannel(closed);
     MessageFrameWork::System().CloseChannel(closed);
@@ -672,13 +614,14 @@ TEST_F(RemoteAgents, AreCopiedFromOpenChannelsAlone) {
                                       response);
         EXPECT_EQ(response.getErrorText(), L"There is no such channel") << handle;
     }
-}
-
-TEST_F(RemoteAgents, AreNotBelievedWhatCannotBe) {
-    for (const auto& [size, identity, copied] :
-         {std::tuple(L"2", L"", true), std::tuple(L"", L"", false), std::tuple(L"2x", L"", false),
-          std::tuple(L"-1", L"", false), std::tuple(L"1", L"", false), std::tuple(L"4", L"", true),
-          std::tuple(L"4", L"another", false), std::tuple(L"17179869185", L"", false)}) {
+    for (const auto& [size, identity, copied] : {std::tuple(L"2", L"", true),
+                                                 {L"", L"", false},
+                                                 {L"2x", L"", false},
+                                                 {L"-1", L"", false},
+                                                 {L"1", L"", false},
+                                                 {L"4", L"", true},
+                                                 {L"4", L"another", false},
+                                                 {L"17179869185", L"", false}}) {
         const auto channel = std::make_shared<FileChannel>();
         channel->size = size;
         channel->identity = identity;
@@ -690,49 +633,30 @@ TEST_F(RemoteAgents, AreNotBelievedWhatCannotBe) {
     }
 }
 
-// The agent names a file that nobody may delete.
-TEST_F(RemoteAgents, AFailedDeletionCountsMoreThanAFailedCopy) {
-    manager_.reset();
-    const Echo manager(L"DesktopManager", [this](auto, const PropertyBag&, PropertyBag& response) {
-        response.set(CORE::files::fileName, std::string_view(folder_.utf8("logs/agent.log")));
-        return true;
-    });
-    for (int copies = 0; copies < 2; ++copies)
-        EXPECT_EQ(ask<&wsadmin::RemoteAgent::createBundle>({{L"localFilename", L"a"}}),
-                  L"! Could not delete DCT bundle on remote machine (please delete manually)");
-    EXPECT_EQ(folder_.read("received/a"), content_);
-    EXPECT_EQ(filesIn("logs"), 1u);
-}
-
-TEST_F(RemoteAgents, AreNotReachedByTicketsForOperations) {
-    request_.set(L"ticket", CORE::toWide(ticketText(host_.ticket(Rights::all)).view()));
-    EXPECT_EQ(ask<&wsadmin::RemoteAgent::getVersion>(), L"! The ticket does not reach worker DesktopManager");
-    EXPECT_EQ(ask<&wsadmin::RemoteAgent::getLogs>(), L"");
-}
-
 TEST_F(RemoteAgents, ReachNoFileElsewhere) {
     std::error_code unable;  // Wine makes no links
     std::filesystem::create_symlink(folder_.path(), folder_.path() / "logs" / "link", unable);
-    const Open open(host_, host_.ticket(Rights::agent));
+    const Open open(host_, host_.ticket(Rights::agent)), ofOperations(host_, host_.ticket());
     folder_.write("secret", "s");
+    const auto asked = [](const Open& channel, const wchar_t* operation, const std::string& name) {
+        PropertyBag request, response;
+        request.set(CORE::files::fileName, std::string_view(name));
+        request.set(CORE::files::offset, std::wstring_view(L"0"));
+        channel.channel->send(CORE::files::worker, operation, request, response, {});
+        return response;
+    };
     for (const std::string& name :
          {folder_.utf8("secret"), folder_.utf8("logs/../secret"), folder_.utf8("logs/link/secret"),
           folder_.utf8("logs/link"), folder_.utf8("logs"), std::string("/dev/zero"), std::string()})
-        for (const wchar_t* operation : {CORE::files::readFile, CORE::files::deleteFile}) {
-            PropertyBag request, response;
-            request.set(CORE::files::fileName, std::string_view(name));
-            request.set(CORE::files::offset, std::wstring_view(L"0"));
-            open.channel->send(CORE::files::worker, operation, request, response, {});
-            EXPECT_EQ(response.getErrorText(), L"There is no such file") << name;
-        }
-    PropertyBag response;
-    open.channel->send(CORE::files::worker, CORE::files::copyFromRemoteFile, {}, response, {});
-    EXPECT_EQ(response.getError(), 120) << "a remote machine cannot have this one copy";
-}
-
-// Local names that a copy may not have.
-TEST_F(RemoteAgents, AreCopiedToNoPlaceElsewhere) {
-    std::error_code unable;  // Wine makes no links
+        for (const wchar_t* operation : {CORE::files::readFile, CORE::files::deleteFile})
+            EXPECT_EQ(asked(open, operation, name).getErrorText(), L"There is no such file") << name;
+    const std::string log = folder_.utf8("logs/agent.log");
+    EXPECT_EQ(asked(open, CORE::files::deleteFile, log).getErrorText(), L"There is no such file");
+    EXPECT_EQ(asked(open, CORE::files::copyFromRemoteFile, log).getError(), 120)
+        << "a copy is for this machine";
+    EXPECT_EQ(asked(ofOperations, CORE::files::readFile, log).getErrorText(),
+              L"The ticket does not reach worker FileSystem");
+    // Nor does a copy have such a name here.
     std::filesystem::create_symlink(folder_.path(), folder_.path() / "received" / "folder", unable);
     std::filesystem::create_symlink(folder_.path() / "new", folder_.path() / "received" / "file", unable);
     std::vector<std::string> names{folder_.utf8("received/../new"), folder_.utf8("receivednew"), "folder/new",
@@ -743,11 +667,6 @@ TEST_F(RemoteAgents, AreCopiedToNoPlaceElsewhere) {
                       {{L"filename", L"agent.log"}, {L"localFilename", CORE::toWide(name).c_str()}}),
                   L"! Could not create the file " + CORE::toWide(name));
     EXPECT_FALSE(std::filesystem::exists(folder_.path() / "new"));
-}
-
-TEST_F(RemoteAgents, AreNotAskedWhenTheServiceStops) {
-    service_.stop();
-    EXPECT_EQ(ask<&wsadmin::RemoteAgent::getVersion>(), L"! Cannot obtain channel for remote access");
 }
 
 }  // namespace
