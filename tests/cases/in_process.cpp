@@ -2,6 +2,7 @@
 
 #include <sstream>
 
+#include "cases/recorded_ports.h"
 #include "cases/runner/lab_folder.h"
 #include "framework/core/file_service.h"
 #include "framework/core/framework.h"
@@ -88,6 +89,7 @@ class CountedLab {
     explicit CountedLab(const LabFolder& folder) : machine(made(folder)), network_(machine->ldap) {
         machine->ldap = std::make_shared<CountingLdapClient>(network_, counts);
         machine->directoryServices = platform::makePortableDirectoryServices(machine->ldap, folder.domain());
+        recorded(*machine, calls);
         directories = folder.directories(network_);
         CORE::serveFiles({.received = {received.path()}});
     }
@@ -103,7 +105,8 @@ class CountedLab {
         }
     }
 
-    std::shared_ptr<PortCalls> counts = std::make_shared<PortCalls>();
+    std::shared_ptr<PortCalls> counts = std::make_shared<PortCalls>();  // of the directories
+    std::shared_ptr<PortCalls> calls = std::make_shared<PortCalls>();   // of other ports
     std::shared_ptr<platform::Platform> machine;
     Directories directories;    // not counted
     const TempFolder received;  // takes copies
@@ -146,9 +149,13 @@ void run(const Case& one, const CountedLab& lab, Problems& problems) {
     if (keys.contains("wait"))
         lab.machine->clock->wait(std::chrono::seconds(keys["wait"].get<int>()), nullptr);
     lab.counts->restart();
+    lab.calls->restart();
+    if (keys.contains("fault")) lab.calls->restart(faultOf(keys["fault"]));
     lab.setFaults(faults);
     const LogCapture log;
     const Outcome outcome = ask(one);
+    if (lab.calls->faultHappened() != keys.contains("fault")) problems.push_back("the fault does not happen");
+    lab.calls->restart();
     for (const auto& [name, unused] : faults.items()) lab.setFaults({{name, Json::object()}});
     for (const Problems& some :
          {judgeAnswer(one, outcome), judgeLog(one, linesOf(log)), judgeCounts(one, *lab.counts),
@@ -164,6 +171,7 @@ Problems runInProcess(const Block& block) {
     const LabFolder folder(block, WS_SOURCE_DIR);
     CORE::SecurityManager::System().setKeyFile((folder.path() / "key" / "host.key").wstring());
     const CountedLab lab(folder);
+    lab.machine->installation.ipv6 = block.keys.value("ipv6", false);
     Problems problems;
     LogCapture log(CORE::logWarning);
     {
@@ -175,7 +183,8 @@ Problems runInProcess(const Block& block) {
     for (const std::string& line : linesOf(log)) problems.push_back("at the end: " + line);
     if (const auto open = CORE::MessageFrameWork::System().OpenChannels())
         problems.push_back(std::to_string(open) + " channels are left open");
-    if (lab.counts->live) problems.push_back(std::to_string(lab.counts->live) + " sessions are left open");
+    if (const int live = lab.counts->live + lab.calls->live)
+        problems.push_back(std::to_string(live) + " sessions are left open");
     return problems;
 }
 

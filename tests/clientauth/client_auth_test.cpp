@@ -10,7 +10,6 @@
 #include "framework/core/security.h"
 #include "identity/pod_lab.h"
 #include "platform/startup.h"
-#include "support/counting_ports.h"
 #include "support/log_capture.h"
 #include "support/manual_clock.h"
 #include "support/scripted_ldap.h"
@@ -90,50 +89,14 @@ TEST_F(ClientAuthTest, AClientLogsOnWithThePasswordOfTheClocksSecondWhichIsKeptP
 TEST_F(ClientAuthTest, WorksAsTheAdministrativeAccount) {
     const std::wstring right = CORE::SecurityManager::System().Encrypt("Right.Pass1").str(),
                        wrong = CORE::SecurityManager::System().Encrypt("Wrong.Pass1").str();
-    const struct {
-        std::wstring password, sentence;  // how it begins
-    } table[] = {
-        {L"Right.Pass1", L"The password of the administrative account CORP\\svc cannot be decrypted"},
-        {wrong, L"Organizational Unit 'CN=Users' was not found.  Please make sure it exists and the "},
-        {right, L""},
-    };
     lab_.service->configurationBag.set(platform::startup::clientAuthAdminDomain, L"CORP");
     lab_.service->configurationBag.set(platform::startup::clientAuthAdminUser, L"svc");
-    for (const auto& row : table) {
-        lab_.service->configurationBag.set(platform::startup::clientAuthAdminPassword, row.password);
-        const std::wstring said = config("add");
-        EXPECT_TRUE(row.sentence.empty() ? said.empty() : said.starts_with(row.sentence))
-            << CORE::toUtf8(said);
-    }
-}
-
-TEST_F(ClientAuthTest, AStepThatFailsIsToldByItsLine) {
-    const auto services = lab_.platform->directoryServices;
-    lab_.platform->directoryServices = std::make_shared<CountingDirectoryServices>(services, lab_.counts);
-    const std::string made = " CN=custom-kiosk1 below LDAP://CN=Users,DC=corp,DC=example",
-                      found = " LDAP://corp.example/CN=custom-kiosk1,CN=Users,DC=corp,DC=example";
-    const struct {
-        std::string call;
-        std::wstring line;
-        const char* operation = "add";
-    } table[] = {
-        {"create LDAP://CN=Users,DC=corp,DC=example CN=custom-kiosk1", L"Failed to create the user object."},
-        {"put" + made + " sAMAccountName", L"Failed to set sAMAccoutName."},
-        {"put" + made + " displayName", L"Failed to set displayName."},
-        {"put" + made + " userAccountControl", L"Failed to set userAccountControl."},
-        {"putAccountDisabled" + made, L"Failed to put_AccountDisabled."},
-        {"put" + made + " description", L"Failed to put_Description."},
-        {"none", L""},  // makes the account for the last one
-        {"put" + found + " description", L"Failed to put description.", "update"},
-    };
-    for (const auto& row : table) {
-        lab_.counts->restart({{.call = "ads " + row.call, .code = adsUnspecified}});
-        EXPECT_EQ(config(row.operation, {{L"description", "Hall"}}),
-                  row.line.empty() ? L"" : row.line + L" error=0x80004005")
-            << row.call;
-        const auto parent =
-            services->openObject("LDAP://CN=Users,DC=corp,DC=example", {}, adsSecureAuthentication).value();
-        if (!row.line.empty()) static_cast<void>(parent->removeChild("user", "CN=custom-kiosk1"));
+    for (const auto& [password, sentence] : std::vector<std::pair<std::wstring, std::wstring>>{
+             {L"Right.Pass1", L"The password of the administrative account CORP\\svc cannot be decrypted"},
+             {wrong, L"Organizational Unit 'CN=Users' was not found.  Please make sure it exists and the "},
+             {right, L""}}) {
+        lab_.service->configurationBag.set(platform::startup::clientAuthAdminPassword, password);
+        EXPECT_EQ(config("add").substr(0, std::max<std::size_t>(sentence.size(), 1)), sentence);
     }
 }
 

@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include "federation/consistency.h"
-#include "federation/idle_replication.h"
-#include "federation/sample_pod.h"
+#include "federation/pending_operations.h"
 #include "federation/stopping_clock.h"
 #include "framework/core/security.h"
+#include "platform/portable/portable_directory.h"
+#include "support/counting_ports.h"
 #include "support/log_capture.h"
 #include "support/small_lab.h"
+#include "support/test_service.h"
 
 namespace wstest {
 
@@ -22,57 +24,50 @@ using CORE::toWide;
 constexpr char configurationDn[] = "CN=Configuration,CN={53eb3830-74ef-8025-b031-01811f459a41}";
 constexpr char globalDn[] = "dc=vdiglobal,dc=talvex,dc=int";
 
-// Notes what is asked of the schema master's tool, and when; the exit codes are the test's.
-class RoleTool final : public Processes {
-  public:
-    RoleTool(std::shared_ptr<Processes> lab, std::shared_ptr<Clock> clock, std::vector<int> runs)
-        : lab_(std::move(lab)), clock_(std::move(clock)), begin_(clock_->now()), runs_(std::move(runs)) {}
+// Notes what is asked of the schema master's tool, and when; the exit codes are the test's, the last for
+// good.
+struct RoleTool final : Processes {
+    RoleTool(const Platform& machine, std::vector<int> runs)
+        : lab(machine.processes), clock(machine.clock), codes(std::move(runs)) {}
     Result<std::optional<int>> run(const std::wstring& program, const std::wstring& arguments) override {
-        const auto now = std::chrono::duration_cast<std::chrono::seconds>(clock_->now() - begin_).count();
         const std::wstring head = L"roles connections \"connect to server localhost:22389\" quit \"";
         EXPECT_TRUE(arguments.starts_with(head) && arguments.ends_with(L" schema master\" quit quit"));
         const std::wstring verb =
             arguments.substr(head.size(), arguments.find(L' ', head.size()) - head.size());
-        asked.push_back(std::to_string(now) + " " + toUtf8(verb));
-        const std::size_t last = runs_.empty() ? 0 : runs_.size() - 1;
-        const int code = runs_.empty() ? 0 : runs_[std::min(asked.size() - 1, last)];
-        return code == 0 ? lab_->run(program, arguments) : Result<std::optional<int>>(code);
+        asked.push_back(std::to_string((clock->now() - begin) / std::chrono::seconds(1)) + " " +
+                        toUtf8(verb));
+        const int code = codes.empty() ? 0 : codes[std::min(asked.size(), codes.size()) - 1];
+        return code == 0 ? lab->run(program, arguments) : Result<std::optional<int>>(code);
     }
+    const std::shared_ptr<Processes> lab;
+    const std::shared_ptr<Clock> clock;
+    const std::vector<int> codes;
+    const std::chrono::system_clock::time_point begin = clock->now();
     std::vector<std::string> asked;
-
-  private:
-    std::shared_ptr<Processes> lab_;
-    std::shared_ptr<Clock> clock_;
-    std::chrono::system_clock::time_point begin_;
-    std::vector<int> runs_;
 };
 
-// An entry whose objectGUID is a text that the directory gives.
-class TextGuids final : public CountingDirectoryServices {
-  public:
-    TextGuids(std::shared_ptr<DirectoryServices> services, std::string guid)
+// Entries whose objectGUID is a text that the directory gives.
+struct TextGuids final : CountingDirectoryServices {
+    TextGuids(std::shared_ptr<DirectoryServices> services, std::string text)
         : CountingDirectoryServices(std::move(services), std::make_shared<PortCalls>()),
-          guid_(std::move(guid)) {}
+          guid(std::move(text)) {}
     Result<std::unique_ptr<DirectoryObject>> openObject(const std::string& path,
                                                         const DirectoryCredentials& credentials,
                                                         std::uint32_t flags) override {
         struct Object final : CountingObject {
             using CountingObject::CountingObject;
             Result<DirectoryValue> get(std::string_view name) override {
-                if (name == "objectGUID") return DirectoryValue(guid);
-                return CountingObject::get(name);
+                return name == "objectGUID" ? DirectoryValue(guid) : CountingObject::get(name);
             }
             std::string guid;
         };
         auto opened = real_->openObject(path, credentials, flags);
         if (!opened) return opened;
         auto object = std::make_unique<Object>(std::move(*opened), calls_, path);
-        object->guid = guid_;
+        object->guid = guid;
         return object;
     }
-
-  private:
-    std::string guid_;
+    const std::string guid;
 };
 
 // Two servers of a federation, of which the first runs the service. Each knows the other's entry, and has one
@@ -97,7 +92,6 @@ struct TwoServers {
             machine->directoryServices =
                 std::make_shared<TextGuids>(machine->directoryServices, in["guid"].get<std::string>());
         clock = std::make_shared<StoppingClock>([this] { service->stop(); }, in.value("stopAt", 0));
-        begin = clock->now();
         machine->clock = clock;
         service.emplace(machine);
     }
@@ -118,49 +112,37 @@ struct TwoServers {
                                             .filter = "(objectClass=*)"});
         return entry ? std::string(entry->entries.at(0).first("ou")) : "absent";
     }
-    std::int64_t waited() const {
-        return std::chrono::duration_cast<std::chrono::seconds>(clock->now() - begin).count();
-    }
+    std::int64_t waited() const { return (clock->now() - begin) / std::chrono::seconds(1); }
 
     const SmallLab files{"TalvexHDQDSG", globalDn};
     std::shared_ptr<Platform> machine;
     std::shared_ptr<ManualClock> clock;
-    std::chrono::system_clock::time_point begin;
+    const std::chrono::system_clock::time_point begin = ManualClock().now();
     std::optional<TestService> service;
 };
 
-std::string replaced(std::string text, const std::string& from, const std::string& to) {
-    for (auto at = text.find(from); at != text.npos; at = text.find(from, at))
-        text.replace(at, from.size(), to);
+std::string shown(const std::wstring& wide) {
+    std::string text = toUtf8(wide);
+    for (auto at = text.find(configurationDn); at != text.npos; at = text.find(configurationDn))
+        text.replace(at, sizeof configurationDn - 1, "$C");
     return text;
-}
-std::string shown(const std::wstring& text) {
-    return replaced(toUtf8(text), configurationDn, "$C");
 }
 
 Json outcomeOf(const Result<void>& done) {
     return done ? "done" : shown(done.error().text);
 }
 
-// Lines about entries that were read are none of an operation's own.
-void addLines(Json& out, const LogCapture& log, const Json& see) {
-    for (const LogLine& line : log.lines()) {
-        const std::string text = shown(line.text);
-        const bool wanted = std::ranges::any_of(
-            see, [&](const Json& start) { return text.starts_with(start.get<std::string>()); });
-        if (wanted && !text.starts_with("Got attribute"))
-            out.push_back(std::string(1, "DVIWE"[line.level]) + " " + text);
-    }
-}
-
-Json consistency(const Json& in, const std::function<Result<void>(TestService&)>& call) {
+Json consistency(const Json& in, const std::function<Result<void>(TestService&, const TwoServers&)>& call) {
     TwoServers servers(in);
     if (in.contains("twice")) {
-        EXPECT_TRUE(call(*servers.service));
+        EXPECT_TRUE(call(*servers.service, servers));
     }
     const LogCapture log;
-    Json out = Json::array({outcomeOf(call(*servers.service)), servers.waited()});
-    addLines(out, log, in.value("see", Json::array()));
+    Json out = Json::array({outcomeOf(call(*servers.service, servers)), servers.waited()});
+    for (const LogLine& line : log.lines())  // but those about entries that were read
+        for (const std::string start : in.value("see", Json::array()))
+            if (const auto text = shown(line.text); text.starts_with(start) && !text.starts_with("Got attr"))
+                out.push_back(std::string(1, "DVIWE"[line.level]) + " " + text);
     for (const std::string what : in.value("has", Json::array()))
         out.push_back(what + ": " + servers.found(what));
     return out;
@@ -171,65 +153,65 @@ Json force(const Json& in) {
     if (const std::string password = in.value("password", std::string()); !password.empty())
         account.password = CORE::SecurityManager::System().Encrypt(password).str();
     const auto flow = in.contains("outgoing") ? qrv::Flow::outgoing : qrv::Flow::incoming;
-    return consistency(in, [&](TestService& service) {
+    return consistency(in, [&](TestService& service, auto&) {
         return qrv::forceConsistency(service, in.value("server", std::string("vcs2.corp.example")), flow,
                                      account);
     });
 }
 
 Json removal(const Json& in) {
-    return consistency(in, qrv::forceConsistencyBeforeRemoval);
+    return consistency(
+        in, [](TestService& service, auto&) { return qrv::forceConsistencyBeforeRemoval(service); });
 }
 
 Json role(const Json& in) {
     TwoServers servers(in);
-    const auto tool = std::make_shared<RoleTool>(servers.machine->processes, servers.clock,
-                                                 in.value("runs", std::vector<int>()));
+    const auto tool = std::make_shared<RoleTool>(*servers.machine, in.value("runs", std::vector<int>()));
     servers.machine->processes = tool;
     Json out = Json::array({outcomeOf(qrv::takeSchemaMaster(*servers.service))});
     for (const std::string& asked : tool->asked) out.push_back(asked);
     return out;
 }
 
-// Tells the events of the test, attempt by attempt, and fails when there are no more.
-class ToldEvents final : public IdleReplication {
-  public:
-    explicit ToldEvents(const Json& attempts) : attempts_(attempts) {}
+// Tells the events of the test, attempt by attempt, and fails when there are no more; of pending operations
+// it knows nothing.
+struct ToldEvents final : CountingBinding {
+    ToldEvents(const TwoServers& servers, const Json& events)
+        : CountingBinding(servers.machine->replication->bind(L"localhost:22389", nullptr).value(),
+                          std::make_shared<PortCalls>(), "localhost"),
+          attempts(events) {}
+    Result<std::optional<std::uint32_t>> pendingOperations() override { return std::nullopt; }
     Result<void> synchroniseAll(const std::wstring&, SyncDirection, const SyncProgress& progress) override {
-        if (next_ == attempts_.size()) return fail(5, L"refused");
-        for (const Json& event : attempts_[next_++]) {
-            if (event.is_null()) {
-                progress(std::nullopt);
-                continue;
-            }
-            SyncEvent told{.kind = event[0]};
+        if (next == attempts.size()) return fail(5, L"refused");
+        for (const Json& event : attempts[next++]) {
+            std::optional<SyncEvent> told;
+            if (!event.is_null()) told = SyncEvent{.kind = event[0]};
             if (event.size() > 1)
-                told.details = {.source = toWide(event[3].get<std::string>()),
-                                .destination = toWide(event[4].get<std::string>()),
-                                .errorType = event[1],
-                                .code = event[2]};
+                told->details = {.source = toWide(event[3].get<std::string>()),
+                                 .destination = toWide(event[4].get<std::string>()),
+                                 .errorType = event[1],
+                                 .code = event[2]};
             progress(told);
         }
         return {};
     }
-
-  private:
-    const Json& attempts_;
-    std::size_t next_ = 0;
+    const Json attempts;
+    std::size_t next = 0;
 };
 
 Json syncAll(const Json& in) {
-    TwoServers servers(in);
-    ToldEvents instance(in.at("attempts"));
-    const LogCapture log;
     const auto direction = in.contains("pull") ? SyncDirection::pull : SyncDirection::push;
-    Json out = Json::array({outcomeOf(qrv::synchroniseAll(*servers.service, instance, L"NC",
-                                                          qrv::Purpose::consistency, direction)),
-                            servers.waited()});
-    addLines(out, log,
-             {"DsReplicaSyncAllCallback: error o", "DsReplicaSyncAllCallback: sync",
-              "DsReplicaSyncAllCallback: u", "DsReplicaSyncAllCallback: n", "Could not"});
-    return out;
+    return consistency(in, [&](TestService& service, const TwoServers& servers) {
+        ToldEvents instance(servers, in["attempts"]);
+        return qrv::synchroniseAll(service, instance, L"NC", qrv::Purpose::consistency, direction);
+    });
+}
+
+Json pending(const Json& in) {
+    return consistency(in, [](TestService& service, const TwoServers& servers) {
+        ToldEvents instance(servers, {});
+        return qrv::waitForPendingOps(service, instance);
+    });
 }
 
 }  // namespace
@@ -237,8 +219,9 @@ Json syncAll(const Json& in) {
 TEST(Consistency, OfTheDirectoryInstances) {
     const TempFolder key;
     CORE::SecurityManager::System().setKeyFile((key.path() / "key" / "host.key").wstring());
-    tryRows(WS_SOURCE_DIR "/tests/federation/consistency.jsonl",
-            {{"force", force}, {"removal", removal}, {"role", role}, {"syncAll", syncAll}});
+    tryRows(
+        WS_SOURCE_DIR "/tests/federation/consistency.jsonl",
+        {{"force", force}, {"removal", removal}, {"role", role}, {"syncAll", syncAll}, {"pending", pending}});
 }
 
 }  // namespace wstest

@@ -8,29 +8,16 @@
 #include <stdexcept>
 #include <string>
 
-#include "federation/qrvldap.h"
-#include "federation/sample_pod.h"
+#include "cases/recorded_ports.h"
 #include "framework/core/security.h"
+#include "framework/operation_table.h"
+#include "platform/lab/lab_platform.h"
+#include "platform/portable/portable_directory.h"
+#include "support/manual_clock.h"
 #include "support/temp_folder.h"
+#include "support/test_service.h"
 
 namespace wstest {
-
-struct FederationOperation {
-    std::string_view name;
-    wsadmin::Handler run;
-};
-inline constexpr FederationOperation federationOperations[] = {
-    {"init", wsadmin::answer<&wsadmin::Qrvldap::init, wsadmin::OnFailure::keeps>},
-    {"join", wsadmin::answer<&wsadmin::Qrvldap::join, wsadmin::OnFailure::keeps>},
-    {"installReplica", wsadmin::answer<&wsadmin::Qrvldap::installReplica>},
-    {"checkEnablement", wsadmin::answer<&wsadmin::Qrvldap::checkEnablement>},
-    {"unjoin", wsadmin::answer<&wsadmin::Qrvldap::unjoin>},
-    {"uninit", wsadmin::answer<&wsadmin::Qrvldap::uninit>},
-    {"uninstallReplica", wsadmin::answer<&wsadmin::Qrvldap::uninstallReplica>},
-    {"eject", wsadmin::answer<&wsadmin::Qrvldap::eject>},
-    {"removePodEndpoint", wsadmin::answer<&wsadmin::Qrvldap::removePodEndpoint>},
-    {"info", wsadmin::answer<&wsadmin::Qrvldap::info>},
-};
 
 inline std::string joined(const std::set<std::string>& words) {
     std::string text;
@@ -56,10 +43,10 @@ class FederationLab {
         return run(service, operation, pairs);
     }
     static CORE::PropertyBag run(TestService& service, std::string_view operation, const Pairs& pairs = {}) {
-        const auto* known = std::ranges::find(federationOperations, operation, &FederationOperation::name);
+        const wsadmin::Operation& known = *wsadmin::findOperation(L"qrvLdap" + CORE::toWide(operation));
         CORE::PropertyBag request, response;
         for (const auto& [name, value] : pairs) request.set(name, std::wstring_view(value));
-        known->run(service, wsadmin::Request(request), response);
+        known.run(service, wsadmin::Request(request, known.request), response);
         return response;
     }
 
@@ -68,23 +55,17 @@ class FederationLab {
     static std::string treeOf(const CORE::PropertyBag& answer) {
         if (answer.getErrorText() == L"Global LDAP layer does not exist") return "-";
         if (answer.getError()) return CORE::toUtf8(answer.getErrorText());
-        std::map<std::string, std::string> servers;
-        const auto each = [&](const wchar_t* list, const wchar_t* one, auto add) {
-            std::size_t at = 0;
-            while (const auto* bag = answer.getBag(list).getNextBag(one, at)) add(*bag);
-        };
-        const auto text = [](const CORE::PropertyBag& bag, const wchar_t* name) {
-            return std::string(bag.utf8(name));
-        };
-        each(L"qrv-pods", L"pod", [&](const auto& pod) { servers[text(pod, L"display-name")]; });
-        std::map<std::string, std::set<std::string>> sorted;
-        each(L"qrv-endpoints", L"endpoint", [&](const auto& one) {
-            sorted[text(one, L"pod-display-name")].insert(text(one, L"display-name"));
-        });
-        std::string tree;
-        for (const auto& [pod, unused] : servers) {
-            tree += (tree.empty() ? "" : ", ") + pod.substr(pod.find("POD")) + ": " + joined(sorted[pod]);
+        std::map<std::string, std::set<std::string>> servers;
+        const auto &pods = answer.getBag(L"qrv-pods"), &endpoints = answer.getBag(L"qrv-endpoints");
+        for (std::size_t i = 0; i < pods.size(); ++i)
+            servers[std::string(pods.getBag(i).utf8(L"display-name"))];
+        for (std::size_t i = 0; i < endpoints.size(); ++i) {
+            const auto& one = endpoints.getBag(i);
+            servers[std::string(one.utf8(L"pod-display-name"))].emplace(one.utf8(L"display-name"));
         }
+        std::string tree;
+        for (const auto& [pod, names] : servers)
+            tree += (tree.empty() ? "" : ", ") + pod.substr(pod.find("POD")) + ": " + joined(names);
         return tree;
     }
 
@@ -107,10 +88,25 @@ class FederationLab {
         }
         return lines;
     }
-    std::string ofServer(const std::string& machine, const std::string& attribute) const {
-        return storedOf(*machines.at(machine), machine, attribute);
+    // What the pod's directory has of its part in the federation: in "cn=VCS1,ou=server", or, of the pod, in
+    // "cn=common,ou=global".
+    std::string stored(const std::string& machine, const std::string& entry,
+                       const std::string& attribute) const {
+        const auto session = machines.at(machine)->ldap->open({}).value();
+        EXPECT_TRUE(session->bind({}));
+        const auto found = session->search({.base = entry + ",ou=qrv,ou=properties,dc=vdi,dc=talvex,dc=int",
+                                            .scope = wsadmin::platform::LdapScope::base,
+                                            .filter = "(objectClass=*)"});
+        return std::string(found.value().entries.at(0).first(attribute));
     }
-    std::string flags(const std::string& machine) const { return flagsOf(*machines.at(machine), machine); }
+    std::string ofServer(const std::string& machine, const std::string& attribute) const {
+        return stored(machine, "cn=" + machine + ",ou=server", attribute);
+    }
+    // Of the server and of its pod.
+    std::string flags(const std::string& machine) const {
+        return ofServer(machine, "zre-QuorinEnabled") + " " +
+               stored(machine, "cn=common,ou=global", "zre-QuorinEnabled");
+    }
 
     // What a join asks for.
     static Pairs from(const wchar_t* server, std::string_view password = "Passw0rd.Fix") {

@@ -1,9 +1,7 @@
-// Over rows.jsonl: the texts of an installation, byte for byte; the services of the layer; the searches for
-// pods.
+// Over rows.jsonl: the texts of an installation, byte for byte, and the services of the layer.
 #include "support/rows.h"
-#include "federation/federation_tree.h"
+#include "cases/recorded_ports.h"
 #include "federation/installation_texts.h"
-#include "federation/sample_pod.h"
 #include "federation/service_configuration.h"
 #include "platform/lab/services.h"
 #include "support/log_capture.h"
@@ -103,27 +101,10 @@ Json services(const Json& in) {
     return found;
 }
 
-Json pods(const Json& in) {
-    static const auto machine = openedLab(WS_SOURCE_DIR "/labs/federated");
-    static const auto calls = recorded(*machine);
-    calls->restart(faultOf(in));
-    const LogCapture log(CORE::logInfo);
-    Json found = Json::array();
-    if (in.contains("shownAs"))
-        found.push_back(
-            CORE::toUtf8(qrv::podShownAs(*machine, CORE::toWide(in["shownAs"].get<std::string>()))));
-    else
-        found.push_back(qrv::countPods(*machine));
-    EXPECT_EQ(calls->faultHappened(), in.contains("call"));
-    add(found, log);
-    return found;
-}
-
 }  // namespace
 
-TEST(Federation, TextsServicesAndPods) {
-    tryRows(WS_SOURCE_DIR "/tests/federation/rows.jsonl",
-            {{"text", text}, {"services", services}, {"pods", pods}});
+TEST(Federation, TextsAndServices) {
+    tryRows(WS_SOURCE_DIR "/tests/federation/rows.jsonl", {{"text", text}, {"services", services}});
 }
 
 }  // namespace wstest

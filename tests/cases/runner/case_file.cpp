@@ -76,7 +76,7 @@ void refuseUnknown(const Json& line, const std::set<std::string>& known) {
 void checkCase(const Case& one) {
     refuseUnknown(one.keys, {"case", "op",       "in",      "request",   "answer", "has", "error",
                              "code", "handled",  "nested",  "stored",    "faults", "log", "quiet",
-                             "wait", "searches", "changes", "unordered", "files",  "not"});
+                             "wait", "searches", "changes", "unordered", "files",  "not", "fault"});
     static_cast<void>(one.name());
     static_cast<void>(one.operation());
     static_cast<void>(one.request());
@@ -98,7 +98,8 @@ Json Case::request() const {
 
 bool Case::askedAt(const std::string& place) const {
     if (keys.contains("not") && keys["not"].contains(place)) return false;
-    return place == "process" || !(keys.contains("faults") || keys.contains("wait"));
+    return place == "process" ||
+           !(keys.contains("faults") || keys.contains("fault") || keys.contains("wait"));
 }
 
 bool Block::on(const std::string& where) const {
@@ -131,7 +132,7 @@ std::vector<Block> readCases(const std::string& group, const std::string& text) 
                 ofFile = names;
             } else if (opens) {
                 blocks.push_back({group, number, expanded(raw, names), {}});
-                refuseUnknown(raw, {"lab", "toml", "ldif", "on", "let"});
+                refuseUnknown(raw, {"lab", "toml", "without", "ldif", "ipv6", "on", "let"});
             } else {
                 const Case one{number, expanded(raw, names)};
                 checkCase(one);

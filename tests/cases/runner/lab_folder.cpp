@@ -1,5 +1,6 @@
 #include "cases/runner/lab_folder.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -53,7 +54,12 @@ LabFolder::LabFolder(const Block& block, const fs::path& root) {
     const fs::path source = root / block.keys.at("lab").get<std::string>();
     // Deep enough for files that a lab shares with others above it.
     path_ = folder_.path() / "1" / "2" / "3" / "lab";
-    std::string toml = contentOf(source / "machine.toml");
+    std::istringstream lines(contentOf(source / "machine.toml"));
+    std::string toml;
+    for (std::string line; std::getline(lines, line);)
+        if (std::ranges::none_of(textsOf(block.keys.value("without", Json::array())),
+                                 [&](const std::string& part) { return line.find(part) != line.npos; }))
+            toml += line + "\n";
     if (block.keys.contains("toml")) toml += joined(block.keys["toml"]);
     machine_ = machineOf(toml);
     const Json more = block.keys.value("ldif", Json::object());
