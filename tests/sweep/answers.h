@@ -24,19 +24,16 @@ inline std::string textOf(const PropertyBag& bag) {
     return text;
 }
 
-// The bag's own, or that of a nested bag.
-inline bool hasError(const PropertyBag& bag) {
-    if (bag.getError()) return true;
+// The sentences of its errors, those of nested bags among them.
+inline std::vector<std::string> errorsOf(const PropertyBag& bag) {
+    std::vector<std::string> errors;
+    if (bag.getError()) errors.push_back(CORE::toUtf8(bag.getErrorText()));
     for (std::size_t i = 0; i < bag.size(); ++i)
-        if (bag.isBag(i) && hasError(bag.getBag(i))) return true;
-    return false;
+        if (bag.isBag(i)) std::ranges::move(errorsOf(bag.getBag(i)), std::back_inserter(errors));
+    return errors;
 }
-
-inline bool everyErrorHasASentence(const PropertyBag& bag) {
-    if (bag.getError() && bag.getErrorText().empty()) return false;
-    for (std::size_t i = 0; i < bag.size(); ++i)
-        if (bag.isBag(i) && !everyErrorHasASentence(bag.getBag(i))) return false;
-    return true;
+inline bool hasError(const PropertyBag& bag) {
+    return !errorsOf(bag).empty();
 }
 
 // Nothing but errors, and the directory's code or a federation's outcome code beside one.

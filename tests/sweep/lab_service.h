@@ -8,15 +8,14 @@
 #include <string_view>
 #include <vector>
 
+#include "cases/recorded_ports.h"
 #include "framework/core/file_service.h"
 #include "framework/core/security.h"
 #include "framework/ws_admin_operation.h"
 #include "framework/ws_admin_service.h"
 #include "platform/platform.h"
-#include "support/counting_ports.h"
 #include "support/example_lab.h"
 #include "support/framework_worker.h"
-#include "support/log_capture.h"
 #include "support/manual_clock.h"
 #include "support/scripted_accounts.h"
 #include "support/temp_folder.h"
@@ -41,7 +40,6 @@ struct Outcome {
     std::vector<std::string> changed;  // what was written
     bool faultHappened = false;
     int leftOpen = 0;
-    std::vector<wstest::LogLine> log;
 
     // Then threads have asked the domains side by side.
     bool asksDomains() const {
@@ -70,8 +68,7 @@ inline std::shared_ptr<wstest::ScriptedAccounts> ownAccounts() {
 // One at a time, because the names of its workers are taken.
 class LabService {
   public:
-    LabService(const wstest::ExampleLab& lab, bool capturesLog)
-        : capturesLog_(capturesLog), begin_(lab.time) {
+    explicit LabService(const wstest::ExampleLab& lab) : begin_(lab.time) {
         startup_.set(wsadmin::platform::labFolderKey,
                      std::wstring_view(wstest::folderOf(lab, labs_).wstring()));
         startup_.set(wsadmin::platform::labMachineKey, std::string_view(lab.machine));
@@ -79,7 +76,6 @@ class LabService {
         authentication_ =
             CORE::refptr<wsadmin::winauth_service>::adopt(new wsadmin::winauth_service(startup_));
         CORE::SecurityManager::System().setKeyFile((keys_.path() / "key" / "host.key").wstring());
-        platform_->clock = clock_;
         CORE::serveFiles({.received = {received_.path()}});
         open();
         start();
@@ -120,13 +116,8 @@ class LabService {
         // A copy takes no place that is taken.
         for (const auto& entry : std::filesystem::directory_iterator(received_.path()))
             std::filesystem::remove(entry.path());
-        {
-            std::optional<wstest::LogCapture> log;
-            if (capturesLog_) log.emplace();
-            wsadmin::ws_admin_operation item(service_);
-            done.handled = item.MessageHandler(std::wstring(operation).c_str(), request, done.answer);
-            if (log) done.log = log->lines();
-        }
+        wsadmin::ws_admin_operation item(service_);
+        done.handled = item.MessageHandler(std::wstring(operation).c_str(), request, done.answer);
         done.calls = calls_->calls();
         done.changed = calls_->changed();
         done.faultHappened = calls_->faultHappened();
@@ -149,27 +140,14 @@ class LabService {
     void open() {
         auto made = wsadmin::platform::createPlatform(startup_);
         if (!made) throw std::runtime_error(CORE::toUtf8(made.error().text));
-        const wsadmin::platform::Platform& lab = **made;
-        ldap_ = std::make_shared<UndoneClient>(lab.ldap, calls_);
-        services_->exchange(lab.directoryServices);
-        platform_->ldap = ldap_;
+        const auto accounts = std::exchange(*platform_, **made).accounts;
+        wstest::recorded(*platform_, calls_);
+        services_->exchange((*made)->directoryServices);
         platform_->directoryServices = services_;
-        platform_->names = std::make_shared<wstest::CountingNames>(lab.names, calls_);
-        platform_->folders = std::make_shared<wstest::CountingFolders>(lab.folders, calls_);
-        platform_->registry = std::make_shared<wstest::CountingRegistry>(lab.registry, calls_);
-        platform_->processes = std::make_shared<wstest::CountingProcesses>(lab.processes, calls_);
-        platform_->environment = std::make_shared<wstest::CountingEnvironment>(lab.environment, calls_);
-        platform_->agents = std::make_shared<wstest::CountingAgents>(lab.agents, calls_);
-        platform_->guids = lab.guids;
-        platform_->filtering = std::make_shared<wstest::CountingFiltering>(lab.filtering, calls_);
-        platform_->firewall = std::make_shared<wstest::CountingFirewall>(lab.firewall, calls_);
-        platform_->commands = std::make_shared<wstest::CountingCommands>(lab.commands, calls_);
-        platform_->services = std::make_shared<wstest::CountingServiceControl>(lab.services, calls_);
-        platform_->replication = std::make_shared<wstest::CountingReplication>(lab.replication, calls_);
-        platform_->network = std::make_shared<wstest::CountingProbe>(lab.network, calls_);
-        platform_->files = std::make_shared<wstest::CountingFiles>(lab.files, calls_);
-        platform_->installation = lab.installation;
-        platform_->processAccount = lab.processAccount;
+        platform_->ldap = ldap_ = std::make_shared<UndoneClient>((*made)->ldap, calls_);
+        platform_->clock = clock_;
+        platform_->accounts = accounts;
+        platform_->save = nullptr;
     }
     void start() {
         service_ = CORE::refptr<wsadmin::ws_admin_service>::adopt(
@@ -188,16 +166,13 @@ class LabService {
         const int code = calls_->enter("message winauth " + CORE::toUtf8(operation) +
                                        (domain.empty() ? "" : " " + domain));
         if (code == notHandled) return false;
-        if (code)
-            response.setError(code, L"injected");
-        else if (operation == L"getTrustedDomains")
-            response &= authentication_->getTrustedDomains(request, false);
-        else
-            response &= authentication_->setDomainConfig(request, false);
+        if (code) response.setError(code, L"injected");
+        if (code) return true;
+        response &= operation == L"getTrustedDomains" ? authentication_->getTrustedDomains(request, false)
+                                                      : authentication_->setDomainConfig(request, false);
         return true;
     }
 
-    bool capturesLog_;
     std::int64_t begin_;  // the time of each request, in seconds since 1970
     wstest::TempFolder keys_, labs_;
     const wstest::TempFolder received_;  // takes copies
