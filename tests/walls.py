@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Lists what breaks the walls of the house: includes against the floors, the platform's header outside its folder, and
-words that have no place in the tree. Fails when there is any. Before that it tries itself on breaches made for it."""
+words that have no place in the tree; and tests that docs/promises.md names and nobody has. Fails when there is any.
+Before that it tries itself on breaches made for it."""
 import pathlib
 import re
 import sys
@@ -116,6 +117,19 @@ SELF_TEST = [  # file, line, does it break a wall
 ]
 
 
+PROMISED = re.compile(r"`test_\w+\.(\w+)(?:\.(\w+))?`")
+TEST = re.compile(r"TEST(?:_F|_P)?\((\w+),\s*(\w+)\)")
+
+
+def missing_tests(root):
+    """The tests that docs/promises.md names and that are not there."""
+    there = {found for path in root.glob("tests/**/*.cpp") for found in TEST.findall(path.read_text())}
+    suites = {suite for suite, _ in there}
+    for suite, name in PROMISED.findall((root / "docs/promises.md").read_text()):
+        if (suite, name) not in there and not (name == "" and suite in suites):
+            yield f"docs/promises.md: there is no test {suite}.{name}"
+
+
 def self_test():
     for file, line, breaks in SELF_TEST:
         with tempfile.TemporaryDirectory() as folder:
@@ -127,6 +141,6 @@ def self_test():
 
 
 self_test()
-found = list(breaches(ROOT))
+found = [*breaches(ROOT), *missing_tests(ROOT)]
 print("\n".join(found) or "the walls stand")
 sys.exit(bool(found))
