@@ -16,7 +16,7 @@ struct ServerLimits {
     LinkLimits link;
     std::chrono::milliseconds idle{600'000};  // an open channel without a request
     std::size_t channels = 256;          // that are open, a quarter of one ticket; more are closed at once
-    std::size_t handshakes = 64;         // that have proved no ticket yet, and as many that have: the oldest
+    std::size_t handshakes = 256;        // that have proved no ticket yet, and as many that have: the oldest
                                          // of each makes room
     std::size_t requestsOfChannel = 32;  // at once
     std::size_t requests = 256;          // at once, of all channels, and a quarter of those of one ticket
