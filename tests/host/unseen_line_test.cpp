@@ -46,11 +46,13 @@ TEST(UnseenLine, IsReadAndNotShown) {
     EXPECT_EQ(shown, "word: \r\n");
 }
 
+#if !defined(__SANITIZE_THREAD__)  // which puts a handler off, here until the program has taken it back
 TEST(UnseenLine, AnInterruptionEndsTheProgramWithTheTerminalAsItWas) {
     int status = 0;
     showTerminal("half\x03", status, [] { return CORE::readUnseenLine("word: ") ? 1 : 2; });
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
 }
+#endif
 
 }  // namespace
 #endif
