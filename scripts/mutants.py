@@ -134,15 +134,16 @@ def counterparts(old, new, old_commit, new_commit):
 
 
 def choose(trees, commits, count, seed):
-    """The places, more than asked for, because some will not compile."""
+    """The places, more than asked for, because some will not compile. A line's chance is its own: what changes
+    elsewhere chooses no other places."""
     maps = [counterparts(tree, trees[-1], commit, commits[-1]) for tree, commit in zip(trees[:-1], commits)]
     files = [path for path in sorted(trees[-1]) if path.endswith(".cpp") and NOT_BUILT not in path]
     spots = [(path, i) for path in files for i, line in enumerate(trees[-1][path])
              if all((path, i) in known for known in maps) and any(mutations(line))]
-    chance = random.Random(seed)
-    chance.shuffle(spots)
-    for number, (path, i) in enumerate(spots[:count + count // 2]):
-        kind, new = chance.choice(list(mutations(trees[-1][path][i])))
+    chances = {(path, i): random.Random(f"{seed} {path} {trees[-1][path][i]}") for path, i in spots}
+    drawn = {spot: chance.random() for spot, chance in chances.items()}
+    for number, (path, i) in enumerate(sorted(spots, key=drawn.get)[:count + count // 2]):
+        kind, new = chances[path, i].choice(list(mutations(trees[-1][path][i])))
         new = new.replace("MUTATED", f"::mutated({number})")
         yield Place(number, kind, [(*known[path, i], new) for known in maps] + [(path, i, new)])
 
