@@ -74,28 +74,48 @@ void Directory::makeConfiguration() {
     makeEntry("CN=NTDS Settings," + server, {{"objectClass", {"nTDSDSA"}}, {"options", {"1"}}});
 }
 
+// The entries are many, and known to be right: they are stored without what addEntry checks and converts.
 void Directory::makeSchemaEntries() {
     const std::string schemaDn = "CN=Schema," + configurationContextOf(settings_);
-    for (AttributeId id = 0; id < store_.schema.attributeCount(); ++id) {
-        const auto type = store_.schema.attribute(id);
+    const NodeId schema = *store_.resolve(schemaDn);
+    const std::string schemaKey = *dnKey(schemaDn);
+    const auto id = [this](const char* name) { return store_.schema.intern(name); };
+    const auto make = [&](const std::string& name, StoredEntry attributes) {
+        const RdnPart rdn{"CN", name};
+        if (store_.tree.child(schema, rdn)) return;  // what a file says of it stays
+        const NodeId made = store_.tree.add(schema, rdn);
+        Node& node = store_.tree.at(made);
+        node.entry = PackedEntry(attributes);
+        node.file = store_.file;
+        node.guid = derivedGuid(dnKey({{rdn}}) + ',' + schemaKey);
+        node.created = node.changed = defaultCreated;
+        node.usnCreated = node.usnChanged = ++store_.usn;
+        node.generated = true;
+        store_.indexes.entryAdded(store_, made);
+    };
+    const auto displayName = id("lDAPDisplayName"), syntax = id("attributeSyntax"), oMSyntax = id("oMSyntax"),
+               single = id("isSingleValued"), link = id("linkID"), subClassOf = id("subClassOf"),
+               category = id("objectClassCategory");
+    const auto attributeClasses = store_.schema.withSuperiors({"attributeSchema"}),
+               classClasses = store_.schema.withSuperiors({"classSchema"});
+    for (AttributeId of = 0; of < store_.schema.attributeCount(); ++of) {
+        const auto& type = store_.schema.attribute(of);
         if (!type.declared) continue;
         const auto numbers = numbersOf(type.syntax);
-        std::vector<LdapAttribute> attributes = {{"objectClass", {"attributeSchema"}},
-                                                 {"lDAPDisplayName", {type.name}},
-                                                 {"attributeSyntax", {numbers.oid}},
-                                                 {"oMSyntax", {numbers.oMSyntax}},
-                                                 {"isSingleValued", {type.single ? "TRUE" : "FALSE"}}};
-        if (type.link != 0) attributes.push_back({"linkID", {std::to_string(type.link)}});
+        StoredEntry attributes = {{attrObjectClass, attributeClasses},
+                                  {displayName, {type.name}},
+                                  {syntax, {numbers.oid}},
+                                  {oMSyntax, {numbers.oMSyntax}},
+                                  {single, {type.single ? "TRUE" : "FALSE"}}};
+        if (type.link != 0) attributes.push_back({link, {std::to_string(type.link)}});
         // As in real directories the schema's entry of an entry's own name is not named as the attribute is.
-        const std::string name = id == attrDistinguishedName ? "Obj-Dist-Name" : type.name;
-        makeEntry("CN=" + name + "," + schemaDn, std::move(attributes));
+        make(of == attrDistinguishedName ? "Obj-Dist-Name" : type.name, std::move(attributes));
     }
     for (const auto& known : store_.schema.classes())
-        makeEntry("CN=" + known.name + "," + schemaDn,
-                  {{"objectClass", {"classSchema"}},
-                   {"lDAPDisplayName", {known.name}},
-                   {"subClassOf", {known.superior == "-" ? "top" : known.superior}},
-                   {"objectClassCategory", {known.auxiliary ? "3" : "1"}}});
+        make(known.name, {{attrObjectClass, classClasses},
+                          {displayName, {known.name}},
+                          {subClassOf, {known.superior == "-" ? "top" : known.superior}},
+                          {category, {known.auxiliary ? "3" : "1"}}});
 }
 
 void Directory::makeRootEntry() {
