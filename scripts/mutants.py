@@ -34,6 +34,7 @@ HEAD = r"""#include <fcntl.h>
 #include <cstdlib>
 #pragma GCC diagnostic ignored "-Wparentheses"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wreturn-type"
 inline bool mutated(int place) {
     static const char* const chosen = std::getenv("MUTANT");
     static const char* const folder = std::getenv("MUTANTS_REACHED");
