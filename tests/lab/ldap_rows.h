@@ -15,6 +15,8 @@
 // endpoint as the program knows it. "control" is [OID, whether it is critical]. SIDs and GUIDs stand as text.
 #pragma once
 
+#include <fstream>
+
 #include "platform/lab/syntax.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/ldap/sid.h"
@@ -33,7 +35,7 @@ inline std::vector<LdapBlock> ldapBlocks(const std::string& file) {
     std::ifstream lines(file);
     for (std::string line; std::getline(lines, line);) {
         if (line.starts_with("{\"begin\""))
-            blocks.push_back({Json::parse(line), {}});
+            blocks.push_back({readJson(line), {}});
         else if (!line.empty() && !line.starts_with('#'))
             blocks.at(blocks.size() - 1).rows.push_back(line);
     }
@@ -64,7 +66,7 @@ class LdapRows {
             for (const auto& [name, text] : names_)
                 for (std::size_t at = 0; (at = line.find(name)) != line.npos;)
                     line.replace(at, name.size(), text);
-            const Json row = Json::parse(line);
+            const Json row = readJson(line);
             if (row.value("only", kind) != kind) continue;
             const Json found = outcome(row);
             if (row.contains("keep")) {

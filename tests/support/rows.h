@@ -5,14 +5,15 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <set>
 #include <string>
+
+// Compiled once for all tests, in rows.cpp: it is most of what a test of rows would be compiled for.
+extern template class nlohmann::basic_json<nlohmann::ordered_map>;
+extern template class nlohmann::detail::serializer<nlohmann::ordered_json>;
 
 namespace wstest {
 
@@ -20,34 +21,15 @@ using Json = nlohmann::ordered_json;
 using RowFunctions = std::map<std::string, std::function<Json(const Json& in)>>;
 
 // Text, also such that is not valid UTF-8.
-inline std::string shownJson(const Json& value) {
-    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
+std::string shownJson(const Json& value);
+// The value of a text; throws for what is none.
+Json readJson(const std::string& text);
 
-inline bool hasPart(const Json& found, const std::string& part) {
-    return !part.empty() && found.is_string() && found.get<std::string>().find(part) != std::string::npos;
-}
+// Whether what was found is a text with that part.
+bool hasPart(const Json& found, const std::string& part);
 
 // Every row of the file is tried, and each function has one.
-inline void tryRows(const std::string& file, const RowFunctions& functions) {
-    std::ifstream lines(file);
-    ASSERT_TRUE(lines) << file;
-    std::set<std::string> tried;
-    int number = 0;
-    for (std::string line; std::getline(lines, line);) {
-        ++number;
-        if (line.empty() || line.starts_with('#')) continue;
-        const auto row = Json::parse(line);
-        const auto function =
-            std::ranges::find_if(functions, [&](const auto& one) { return row.contains(one.first); });
-        ASSERT_NE(function, functions.end()) << file << ":" << number << ": no function of this name";
-        tried.insert(function->first);
-        const Json found = function->second(row.at(function->first));
-        const bool fits = row.contains("has") ? hasPart(found, row["has"]) : found == row.at("is");
-        EXPECT_TRUE(fits) << file << ":" << number << ": " << line << "\n  gives " << shownJson(found);
-    }
-    EXPECT_EQ(tried.size(), functions.size()) << "a function has no row";
-}
+void tryRows(const std::string& file, const RowFunctions& functions);
 
 // Bytes, which JSON's texts cannot hold.
 inline std::string hexOf(std::string_view bytes) {
