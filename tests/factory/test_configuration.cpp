@@ -68,9 +68,18 @@ std::shared_ptr<Platform> machineOf(const wchar_t* key, const std::string& path)
     return createPlatform(bag).value();
 }
 
+#if defined(_WIN32)
+constexpr bool hasAccounts = true;
+#else
+constexpr bool hasAccounts = false;
+#endif
+
+// The accounts of the process and of the directory, and whether those of the machine go with them, if it has
+// any: with its own directory services they do.
 Json accounts(const Json& in) {
     const wstest::TempFolder folder;
-    const auto machine = machineOf(configurationKey, folder.write("c.toml", in.get<std::string>()));
+    const auto machine = machineOf(configurationKey, folder.write("c.toml", in[0].get<std::string>()));
+    EXPECT_EQ(machine->accounts != nullptr, hasAccounts && in[1].get<bool>());
     return {CORE::toUtf8(machine->processAccount), CORE::toUtf8(machine->directoryAccount)};
 }
 
@@ -150,6 +159,8 @@ TEST(Configuration, IsReadOrSaysWhatIsWrongAndWhere) {
                                                                 {"bound", bound}});
     EXPECT_TRUE(wstest::hasPart(read("\xff"), "! :1: "));
 #if defined(_WIN32)
+    EXPECT_EQ(accounts({"directory-services = \"adsi\"\n[global]\nhost = \"127.0.0.1\"", true}),
+              Json({"", ""}));
     EXPECT_EQ(read("directory-services = \"adsi\"\n[directory]\nuser = \"u\"\npassword = \"p\""),
               "! :1: ADSI binds as the process and not as a configured user; use \"portable\"");
 #endif

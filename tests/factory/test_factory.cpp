@@ -19,6 +19,12 @@ TEST(Factory, MakesTheRealMachineWithoutKeys) {
     const auto platform = createPlatform({}).value();
     EXPECT_TRUE(platform->names->netBios() && platform->directoryServices && platform->ldap);
     EXPECT_TRUE(platform->registry && platform->processes && platform->clock && platform->save());
+#if defined(_WIN32)
+    EXPECT_TRUE(platform->accounts);
+#else
+    EXPECT_FALSE(platform->accounts);
+#endif
+    EXPECT_FALSE(createPlatform(startup(labFolderKey, WS_SOURCE_DIR "/labs/sample")).value()->accounts);
     EXPECT_EQ(platform->installation.osLevel, CORE::coreosver::level());
     for (const auto role : {CORE::InstType::securityServer, CORE::InstType::connectionServer}) {
         CORE::MessageFrameWork::System().setInstRole(role);  // the host's
@@ -48,45 +54,7 @@ TEST(Factory, ReachesDirectoriesAsTheFileSays) {
     }
 }
 
-// The machine's own go with its own directory services.
-TEST(Factory, ChoosesAccounts) {
-    const wstest::TempFolder folder;
-    const auto own = createPlatform({}).value();
-#if defined(_WIN32)
-    EXPECT_TRUE(own->accounts);
-#else
-    EXPECT_FALSE(own->accounts);
-#endif
-    EXPECT_FALSE(createPlatform(startup(labFolderKey, WS_SOURCE_DIR "/labs/sample")).value()->accounts);
-    const struct {
-        const char* text;
-        bool own;
-    } rows[] = {
-        {"", true},
-        {"process-account = \"SYSTEM\"", true},
-        {"directory-services = \"portable\"", false},
-        {"[global]\nhost = \"127.0.0.1\"", false},
-#if defined(_WIN32)
-        {"directory-services = \"adsi\"\n[global]\nhost = \"127.0.0.1\"", true},
-#endif
-    };
-    for (const auto& row : rows) {
-        const auto file = folder.write("c.toml", row.text);
-        const auto platform = createPlatform(startup(configurationKey, file));
-        ASSERT_TRUE(platform) << row.text;
-        EXPECT_EQ((*platform)->accounts != nullptr, row.own && own->accounts) << row.text;
-    }
-}
-
-TEST(Factory, RefusesWhatItCannotMake) {
-    const wstest::TempFolder folder;
-    const auto wrong = folder.write("wrong.toml", "[directory]\nhots = 1\n");
-    const auto configured = createPlatform(startup(configurationKey, wrong));
-    ASSERT_FALSE(configured);
-    EXPECT_TRUE(configured.error().text.ends_with(L"wrong.toml:2: there is no key \"directory.hots\""));
-
-    EXPECT_FALSE(createPlatform(startup(labFolderKey, folder.utf8("absent"))));
-
+TEST(Factory, RefusesALabBesideAConfigurationFile) {
     auto both = startup(labFolderKey, "a");
     both.set(configurationKey, L"b");
     EXPECT_EQ(createPlatform(both).error().text, L"A lab and a configuration file exclude each other");

@@ -69,11 +69,21 @@ struct Sessions {
         EXPECT_TRUE(bound(credentials, host)->remove("cn=a"));
         return below->used;
     }
+    void useAtOnce(const std::string& host, int count) {
+        std::vector<std::unique_ptr<LdapSession>> held;
+        while (count-- > 0) held.push_back(bound({}, host.c_str()));
+    }
+    void beRefused() const {
+        below->bindCode = ldapInvalidCredentials;
+        EXPECT_FALSE(client->open({.host = "dc1"}).value()->bind({}));
+        below->bindCode = 0;
+    }
 };
 
 // Which sessions are used, numbered as they are opened: of the process ("dc1"), of a user ("alice@dc1") or of
-// nobody
-// ("@dc1"). Between them seconds pass, the server closes its connections or goes, or the service stops.
+// nobody ("@dc1"); [host, n]: n of the process at once. Between them seconds pass, the server closes its
+// connections or goes, refuses a bind, a session of the process is bound as a user, or the service stops.
+// Which ones are bound and open is told where the row asks.
 Json sessions(const Json& in) {
     Sessions sessions;
     Json used;
@@ -90,6 +100,14 @@ Json sessions(const Json& in) {
             sessions.below->serverIsGone = true;
         else if (step == "stop")
             sessions.client->stop();
+        else if (step.is_array())
+            sessions.useAtOnce(step[0], step[1]);
+        else if (step == "refused")
+            sessions.beRefused();
+        else if (step == "rebound")
+            EXPECT_TRUE(sessions.bound()->bind({Method::simple, "alice", {}, CORE::secretstring("hers")}));
+        else if (step == "connected?")
+            used.push_back(sessions.below->connected);
         else if (at == text.npos)
             used.push_back(sessions.use({}, text.c_str()));
         else
@@ -100,38 +118,6 @@ Json sessions(const Json& in) {
 
 TEST(ReusingLdapClient, KeepsWhatIsBoundAsTheProcessForTheSameServerAndNothingElse) {
     wstest::tryRows(WS_SOURCE_DIR "/tests/factory/sessions.jsonl", {{"sessions", sessions}});
-}
-
-TEST(ReusingLdapClient, LendsASessionToOneUserAndClosesWhatCannotBeUsedAgain) {
-    Sessions sessions;
-    std::set<int>& connected = sessions.below->connected;
-    const auto useAtOnce = [&](int count, const char* host) {
-        std::vector<std::unique_ptr<LdapSession>> held;
-        while (count-- > 0) held.push_back(sessions.bound({}, host));
-    };
-    useAtOnce(1, "dc2");
-    useAtOnce(3, "dc1");
-    EXPECT_EQ(connected, (std::set{1, 2, 3, 4}));
-    EXPECT_TRUE(sessions.bound()->bind({Method::simple, "alice", {}, CORE::secretstring("hers")}));
-    EXPECT_EQ(connected.size(), 3U);  // it is alice's now
-    sessions.below->serverIsGone = true;
-    sessions.use();
-    EXPECT_EQ(connected.size(), 3U);  // what was bound just now is not tried
-    sessions.clock->advance(1);
-    sessions.use();
-    EXPECT_EQ(connected, (std::set{1, sessions.below->used}));  // none of the gone server's is tried again
-    sessions.below->bindCode = ldapInvalidCredentials;
-    EXPECT_FALSE(sessions.client->open({.host = "dc3"}).value()->bind({}));
-    sessions.below->bindCode = 0;
-    sessions.use({}, "dc3");
-    EXPECT_TRUE(connected.contains(sessions.below->used));
-    useAtOnce(20, "dc3");
-    EXPECT_EQ(connected.size(), 16U);
-    EXPECT_FALSE(connected.contains(1));
-    sessions.client->stop();
-    EXPECT_TRUE(connected.empty());
-    sessions.use();
-    EXPECT_TRUE(connected.empty());
 }
 
 }  // namespace
