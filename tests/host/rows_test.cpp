@@ -4,10 +4,14 @@
 #include <sstream>
 
 #include "framework/core/corestring.h"
+#include "framework/core/framework.h"
+#include "framework/core/plugin_api.h"
 #include "host/answer.h"
 #include "host/bag_json.h"
+#include "host/described.h"
 #include "host/plugin.h"
 #include "host/request_check.h"
+#include "host/service/permit.h"
 #include "host/shown_log.h"
 #include "host/terminal_text.h"
 #include "support/rows.h"
@@ -208,6 +212,28 @@ TEST(BagJson, TextsAreWipedFromTheDocument) {
     ASSERT_TRUE(value);
     ASSERT_TRUE(bagFromJson(*value));
     EXPECT_EQ(value->dump().find("secret"), std::string::npos);
+}
+
+TEST(Permit, IsWhatTheRowOfEachOperationSaysItChanges) {
+    const auto plugin = Plugin::load();
+    ASSERT_TRUE(plugin) << plugin.error();
+    PropertyBag startup;
+    startup.set(CORE::startupLabFolder, std::string_view(WS_SOURCE_DIR "/labs/sample"));
+    startup.setBool(L"InitiateDomainChecks", false);
+    ASSERT_TRUE((*plugin)->start(startup));
+    const PropertyBag described = (*plugin)->describe();
+    const auto permit = mfwhost::permitOf(described);
+    const auto operations = bagsOf(described, L"operation");
+    EXPECT_EQ(operations.size(), 63u);
+    for (const PropertyBag* operation : operations) {
+        const std::wstring name = operation->get(L"name").str();
+        PropertyBag response;
+        EXPECT_EQ(permit(channel::Rights::read, L"WS_admin", name).has_value(),
+                  operation->getBool(L"changes"));
+        EXPECT_FALSE(permit(channel::Rights::all, L"WS_admin", name));
+        CORE::MessageHandler::SendMsg(L"ws_admin", name, {}, response, {.fromChannel = true});
+        EXPECT_EQ(response.getErrorText(), L"Worker ws_admin takes no messages of remote machines");
+    }
 }
 
 }  // namespace

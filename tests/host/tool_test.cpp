@@ -90,18 +90,6 @@ TEST_F(Tool, ExitStatusAndStreams) {
                      {"prints", [&](auto& in) { return ran(in).out; }}});
 }
 
-TEST_F(Tool, ListsTheOperationsWithTheirKeys) {
-    const json list = json::parse(run("--list --json").out);
-    ASSERT_EQ(list.size(), 63u);
-    EXPECT_EQ(list.front()["name"], "Diag");
-    EXPECT_EQ(list.back()["name"], "qrvLdapRemovePodEndpoint");
-    EXPECT_EQ(list[17]["request"][0]["name"], "forestCheckInterval");
-    EXPECT_EQ(list[17]["request"][0]["default"], "15");
-    EXPECT_EQ(list[17]["changes"], true);
-    EXPECT_EQ(list[48]["result"].size(), 1u);
-    EXPECT_EQ(json::parse(run("setserviceconfiguration --help --json").out), list[17]);
-}
-
 TEST_F(Tool, ChangesAreWrittenBackOnlyWhenAsked) {
     const fs::path file = copiedLab() / "pod" / "settings.ldif";
     const auto named = [&](const char* name) {
