@@ -16,11 +16,14 @@ namespace {
 
 struct ModelEntry {
     std::wstring name;
-    std::wstring value;  // of a bag: that of its one entry, "v"
+    std::wstring value;  // of a bag: what it shows of itself
     bool isBag = false;
     bool operator==(const ModelEntry&) const = default;
 };
-using Model = std::vector<ModelEntry>;
+struct Model : std::vector<ModelEntry> {
+    std::wstring error{};
+    bool operator==(const Model&) const = default;
+};
 
 std::vector<std::size_t> positions(const Model& model, const std::wstring& name) {
     std::vector<std::size_t> found;
@@ -36,7 +39,7 @@ Model merged(const Model& mine, const Model& theirs) {
             std::ranges::count_if(model.begin(), model.begin() + static_cast<std::ptrdiff_t>(i),
                                   [&](auto& one) { return CORE::equalFolded(one.name, model[i].name); }));
     };
-    Model result;
+    Model result{{}, theirs.error.empty() ? mine.error : theirs.error};
     for (std::size_t i = 0; i < mine.size(); ++i) {
         const auto partners = positions(theirs, mine[i].name);
         if (partners.empty())
@@ -49,19 +52,26 @@ Model merged(const Model& mine, const Model& theirs) {
     return result;
 }
 
+std::wstring displayed(const PropertyBag& bag) {
+    return bag.flattenForDisplay().str();
+}
+
 Model modelOf(const PropertyBag& bag) {
-    Model model;
+    Model model{{}, bag.getErrorText().str()};
+    EXPECT_EQ(bag.getError() == 0, model.error.empty());
     for (std::size_t i = 0; i < bag.size(); ++i)
-        model.push_back({bag.getName(i).str(), (bag.isBag(i) ? bag.getBag(i).get(L"v") : bag.get(i)).str(),
-                         bag.isBag(i)});
+        model.push_back(
+            {bag.getName(i).str(), bag.isBag(i) ? displayed(bag.getBag(i)) : bag.get(i).str(), bag.isBag(i)});
     return model;
 }
 
 void put(PropertyBag& bag, const ModelEntry& entry, bool sets) {
     if (!entry.isBag) return sets ? bag.set(entry.name, entry.value) : bag.add(entry.name, entry.value);
     PropertyBag nested;
-    nested.add(L"v", entry.value);
-    sets ? bag.setBag(entry.name, nested) : bag.addBag(entry.name, nested);
+    nested.add(L"v", entry.value.substr(2));
+    const bool copies = entry.value.size() % 2 == 0;
+    sets ? bag.setBag(entry.name, nested, copies) : bag.addBag(entry.name, nested, copies);
+    EXPECT_EQ(nested.empty(), !copies);
 }
 
 void expectFound(const PropertyBag& bag, const Model& model, const std::wstring& name) {
@@ -89,29 +99,71 @@ struct Dice {
         return below(3) == 0 ? stem : stem + std::to_wstring(below(30));
     }
     ModelEntry entry() {
-        return {name(), std::wstring(below(4) == 0 ? below(300) : below(12), L"ab\u20AC"[below(3)]),
-                below(8) == 0};
+        const std::wstring value(below(4) == 0 ? below(300) : below(12), L"ab\u20AC"[below(3)]);
+        const bool isBag = below(8) == 0;
+        return {name(), isBag ? L"v=" + value : value, isBag};
     }
 };
 
+// What is put in, merged or assigned lies in the bag itself.
+void changeByItself(PropertyBag& bag, Model& model, Dice& dice) {
+    const std::size_t at = dice.below(bag.size() + 1), kind = dice.below(10);
+    const bool sets = dice.below(2) == 0;
+    PropertyBag& itself = bag;
+    if (kind == 0) {
+        bag &= itself;
+        bag &= std::move(itself);
+        bag = itself;
+    } else if (kind == 1) {
+        model = merged(model, modelOf(bag.getBag(at)));
+        bag &= bag.getBag(at);
+    } else {
+        ModelEntry entry{dice.name(), {}, kind < 6};
+        if (entry.isBag) {
+            const PropertyBag& own = kind < 4 && displayed(bag).size() < 4000 ? bag : bag.getBag(at);
+            entry.value = displayed(own);
+            sets ? bag.setBag(entry.name, own) : bag.addBag(entry.name, own);
+        } else {
+            const std::string_view own = kind < 8 ? bag.utf8(at) : bag.nameUtf8(at);
+            entry.value = CORE::toWide(own);
+            sets ? bag.set(entry.name, own) : bag.add(entry.name, own);
+        }
+        sets ? void(model = merged(model, Model{{entry}})) : model.push_back(entry);
+    }
+}
+
 void change(PropertyBag& bag, Model& model, Dice& dice) {
-    const std::size_t kind = dice.below(12);
+    const std::size_t kind = dice.below(14);
     if (kind < 2) {
         const ModelEntry entry = dice.entry();
         put(bag, entry, true);
-        model = merged(model, {entry});
+        model = merged(model, Model{{entry}});
     } else if (kind < 4) {
-        Model other(dice.below(dice.below(6) == 0 ? 60 : 8));
+        Model other{std::vector<ModelEntry>(dice.below(dice.below(6) == 0 ? 60 : 8))};
         PropertyBag source;
         for (ModelEntry& each : other) put(source, each = dice.entry(), false);
-        dice.below(2) == 0 ? bag &= source : bag &= std::move(source);
+        if (dice.below(4) == 0) source.setError(other.error = L"theirs");
         model = merged(model, other);
+        if (dice.below(2) == 0) {
+            bag &= source;
+        } else {
+            bag &= std::move(source);
+            EXPECT_EQ(modelOf(source), Model());
+            source.add(L"again", L"usable");
+            EXPECT_EQ(displayed(source), L"again=usable");
+        }
     } else if (kind == 4) {
         bag = dice.below(2) == 0 ? PropertyBag(bag) : PropertyBag(std::move(bag));
     } else if (kind == 5 && model.size() >= 120) {
         bag.clear();
-        model.clear();
+        model = {};
         dice.beyondAscii = !dice.beyondAscii;
+    } else if (kind == 6) {
+        const int code = static_cast<int>(dice.below(3)) - 1;
+        bag.setError(code, L"own");
+        model.error = code != 0 ? L"own" : L"";
+    } else if (kind == 7) {
+        changeByItself(bag, model, dice);
     } else {
         put(bag, model.emplace_back(dice.entry()), false);
     }

@@ -70,10 +70,7 @@ TEST(Format, ConvertsEachArgumentByItsOwnType) {
         {formatText(L"%s %c", address, address), L"0000000000ABCDEF 0000000000ABCDEF"},
     };
     for (const auto& [text, expected] : cases) EXPECT_EQ(text, expected);
-}
-
-// An absurd width costs a bounded field.
-TEST(Format, BoundsWidths) {
+    // An absurd width costs a bounded field.
     for (const wchar_t* format : {L"%999999999999999999999d", L"%-99999999d", L"%099999999d", L"%99999999s"})
         EXPECT_EQ(formatText(format, 1).size(), 1024U) << toUtf8(format);
 }
