@@ -39,7 +39,7 @@ std::list<tcp::socket> fill(asio::io_context& context, const tcp::acceptor& acce
     return sockets;
 }
 
-TEST(TcpProbe, MeetsServers) {
+TEST(TcpProbe, MeetsServersGivesUpSilentOnesAndStopsAtOnce) {
     asio::io_context context;
     const auto probe = makeTcpProbe(200ms);
     EXPECT_EQ(probe->probe(CORE::toWide(network + "1"), port, nullptr), ProbeOutcome::refused);
@@ -47,10 +47,6 @@ TEST(TcpProbe, MeetsServers) {
     EXPECT_EQ(probe->probe(CORE::toWide(network + "2"), port, nullptr), ProbeOutcome::connected);
     for (const std::wstring name : {L"", L"a host", L"nobody..example"})
         EXPECT_EQ(probe->probe(name, port, nullptr), ProbeOutcome::nameNotResolved) << CORE::toUtf8(name);
-}
-
-TEST(TcpProbe, GivesUpSilentServersAndStopsAtOnce) {
-    asio::io_context context;
     const auto silent = listening(context, network + "3", 0);
     const auto sockets = fill(context, silent);
     EXPECT_EQ(makeTcpProbe(100ms)->probe(CORE::toWide(network + "3"), port, nullptr), ProbeOutcome::timedOut);
