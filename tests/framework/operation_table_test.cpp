@@ -35,18 +35,6 @@ TEST(OperationTable, HasTheOperationsOfTheContractInItsOrder) {
     EXPECT_EQ(table, wstest::fileText(WS_SOURCE_DIR "/tests/framework/contract.txt"));
 }
 
-TEST(OperationTable, RowsHaveAHandlerOfTheirOwnAndOneSentence) {
-    std::set<Handler> handlers;
-    for (const Operation& operation : operationTable()) {
-        SCOPED_TRACE(toUtf8(operation.name));
-        EXPECT_TRUE(!operation.built() || handlers.insert(operation.run).second) << "another row's handler";
-        const std::string text = toUtf8(operation.text);
-        ASSERT_GT(text.size(), 20u);
-        EXPECT_TRUE(text.front() >= 'A' && text.front() <= 'Z') << text;
-        EXPECT_EQ(text.find_first_of(".!?\n"), text.size() - 1) << text;
-    }
-}
-
 void expectWellFormed(std::span<const Key> keys, const std::set<KeyType>& types, std::string_view symbols) {
     std::map<std::string, KeyType> seen;
     for (const Key& key : keys) {
@@ -76,10 +64,16 @@ void expectWellFormed(std::span<const Key> keys, const std::set<KeyType>& types,
     }
 }
 
-TEST(OperationTable, KeysAreWellFormed) {
+TEST(OperationTable, RowsHaveAHandlerOfTheirOwnOneSentenceAndWellFormedKeys) {
     using enum KeyType;
+    std::set<Handler> handlers;
     for (const Operation& operation : operationTable()) {
         SCOPED_TRACE(toUtf8(operation.name));
+        EXPECT_TRUE(!operation.built() || handlers.insert(operation.run).second) << "another row's handler";
+        const std::string sentence = toUtf8(operation.text);
+        ASSERT_GT(sentence.size(), 20u);
+        EXPECT_TRUE(sentence.front() >= 'A' && sentence.front() <= 'Z') << sentence;
+        EXPECT_EQ(sentence.find_first_of(".!?\n"), sentence.size() - 1) << sentence;
         expectWellFormed(operation.request, {text, secret, encrypted, integer, boolean, textList}, "");
         expectWellFormed(operation.result, {text, integer, boolean, flag, KeyType::bag, bagList, textList},
                          "-<>/");
@@ -120,10 +114,8 @@ TEST(FindOperation, MatchesInAnyCaseOverTheWholeLength) {
                                           name.substr(0, name.size() - 1), name + name})
             EXPECT_EQ(findOperation(other), nullptr) << toUtf8(other);
     }
-    for (const std::wstring& other :
-         {std::wstring(), std::wstring(L"*"), std::wstring(L"D\u0131ag"),
-          std::wstring(L"chec\u212ALdapConnectivity"), std::wstring(1'000'000, L'D')})
-        EXPECT_EQ(findOperation(other), nullptr) << toUtf8(other.substr(0, 40));
+    for (const wchar_t* other : {L"", L"*", L"D\u0131ag", L"chec\u212ALdapConnectivity"})
+        EXPECT_EQ(findOperation(other), nullptr) << toUtf8(other);
 }
 
 TEST(OperationReference, IsTheCommittedPage) {
