@@ -1,11 +1,14 @@
 // The service on a lab whose ports are counted and fail when told to.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "cases/recorded_ports.h"
@@ -26,6 +29,7 @@
 namespace sweep {
 
 using CORE::PropertyBag;
+using wsadmin::Result;
 using wstest::PortCalls;
 using wstest::PortFault;
 
@@ -64,6 +68,34 @@ inline std::shared_ptr<wstest::ScriptedAccounts> ownAccounts() {
     people->process = people->logon = {.user = domain + "1103", .groups = {domain + "1205", domain + "1206"}};
     return people;
 }
+
+// Which threads are initialised for directory calls (COM's initialisation under Windows), and how often: a
+// request's once, and once more where it asks the service itself.
+class WatchedServices : public wstest::CountingDirectoryServices {
+  public:
+    using CountingDirectoryServices::CountingDirectoryServices;
+    // Initialisations of this thread, and those that have not ended.
+    static inline thread_local int begun = 0, open = 0;
+
+    Result<std::shared_ptr<DirectorySearch>> openSearch(const std::string& path,
+                                                        const DirectoryCredentials& credentials,
+                                                        std::uint32_t flags) override {
+        EXPECT_GT(open, 0) << path;
+        return CountingDirectoryServices::openSearch(path, credentials, flags);
+    }
+    Result<std::unique_ptr<DirectoryObject>> openObject(const std::string& path,
+                                                        const DirectoryCredentials& credentials,
+                                                        std::uint32_t flags) override {
+        EXPECT_GT(open, 0) << path;
+        return CountingDirectoryServices::openObject(path, credentials, flags);
+    }
+    bool initialiseThread() override {
+        if (open == 0) ++begun;
+        EXPECT_LT(open++, 2);
+        return true;
+    }
+    void uninitialiseThread() override { --open; }
+};
 
 // One at a time, because the names of its workers are taken.
 class LabService {
@@ -117,7 +149,10 @@ class LabService {
         for (const auto& entry : std::filesystem::directory_iterator(received_.path()))
             std::filesystem::remove(entry.path());
         wsadmin::ws_admin_operation item(service_);
+        WatchedServices::begun = 0;
         done.handled = item.MessageHandler(std::wstring(operation).c_str(), request, done.answer);
+        EXPECT_EQ(WatchedServices::begun, 1);
+        EXPECT_EQ(WatchedServices::open, 0);
         done.calls = calls_->calls();
         done.changed = calls_->changed();
         done.faultHappened = calls_->faultHappened();
@@ -149,9 +184,13 @@ class LabService {
         platform_->accounts = accounts;
         platform_->save = nullptr;
     }
+    // What the service shares initialises the thread that makes it for as long as it lives, so that is no
+    // thread of a request.
     void start() {
-        service_ = CORE::refptr<wsadmin::ws_admin_service>::adopt(
-            new wsadmin::ws_admin_service(startup_, platform_, threads_));
+        std::jthread([this] {
+            service_ = CORE::refptr<wsadmin::ws_admin_service>::adopt(
+                new wsadmin::ws_admin_service(startup_, platform_, threads_));
+        }).join();
         wsadmin::ws_admin_service::setCurrent(service_);
         service_->registerWorker();
     }
@@ -181,8 +220,7 @@ class LabService {
     std::shared_ptr<wstest::ManualClock> clock_ = std::make_shared<wstest::ManualClock>();
     std::shared_ptr<wsadmin::platform::Platform> platform_ = std::make_shared<wsadmin::platform::Platform>();
     std::shared_ptr<UndoneClient> ldap_;
-    std::shared_ptr<wstest::CountingDirectoryServices> services_ =
-        std::make_shared<wstest::CountingDirectoryServices>(nullptr, calls_);
+    std::shared_ptr<WatchedServices> services_ = std::make_shared<WatchedServices>(nullptr, calls_);
     CORE::refptr<wsadmin::winauth_service> authentication_;
     wstest::FrameworkWorker<0> worker_{
         L"winauth", [this](std::wstring_view operation, const PropertyBag& request, PropertyBag& response) {
