@@ -1,9 +1,20 @@
-// The service's life: what it starts with, who keeps it alive, what happens when it goes.
+// The service's life: what it starts with, who keeps it alive, what happens when it goes; the operations that
+// it answers itself, and what the dispatcher does around them.
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <future>
+#include <limits>
+#include <map>
 #include <new>
 
-#include "frame_fixture.h"
+#include "framework/ws_admin_operation.h"
+#include "framework/ws_admin_service.h"
+#include "ldap/configuration_folder.h"
+#include "platform/platform.h"
+#include "support/log_capture.h"
+#include "support/manual_clock.h"
+#include "support/scripted_directory_services.h"
 
 namespace {
 
@@ -36,7 +47,46 @@ namespace {
 
 using wstest::LogCapture;
 using wstest::LogLine;
-using Service = FrameTest;
+
+// Folders that are there only when a test says so.
+struct StandInFolders : platform::Folders {
+    std::map<platform::Folder, std::wstring> known{{platform::Folder::commonAppData, L"C:\\ProgramData"}};
+    bool broken = false;
+
+    Result<std::wstring> get(platform::Folder folder) const override {
+        if (broken) throw std::runtime_error("folders are broken");
+        const auto found = known.find(folder);
+        return found != known.end() ? Result<std::wstring>(found->second) : fail(2, L"no such folder");
+    }
+    Result<std::wstring> windowsDirectory() const override { return std::wstring(); }
+};
+
+class Service : public testing::Test {
+  protected:
+    Service() {
+        machine->folders = folders;
+        machine->clock = std::make_shared<wstest::ManualClock>();
+        machine->directoryServices = std::make_shared<wstest::ScriptedDirectoryServices>();
+        service = makeService();
+    }
+
+    CORE::refptr<ws_admin_service> makeService() {
+        CORE::PropertyBag parameters;
+        parameters.setBool(L"InitiateDomainChecks", false);
+        return CORE::refptr<ws_admin_service>::adopt(new ws_admin_service(parameters, machine, threads));
+    }
+    CORE::PropertyBag dispatch(const wchar_t* operation, const CORE::PropertyBag& request = {}) {
+        CORE::PropertyBag response;
+        const auto item = CORE::refptr<ws_admin_operation>::adopt(new ws_admin_operation(service));
+        EXPECT_TRUE(item->MessageHandler(operation, request, response));
+        return response;
+    }
+
+    std::shared_ptr<platform::Platform> machine = std::make_shared<platform::Platform>();
+    std::shared_ptr<StandInFolders> folders = std::make_shared<StandInFolders>();
+    CORE::ThreadGroup threads{L"test"};
+    CORE::refptr<ws_admin_service> service;
+};
 
 // An agent that answers nothing until its channel is closed.
 struct SilentAgent : CORE::MessageChannel,
@@ -109,7 +159,7 @@ TEST_F(Service, APartWithoutMemoryIsNullAndTheRequestsThatNeedItFail) {
         EXPECT_EQ(static_cast<bool>(service->domain()), row.map);
         CORE::PropertyBag request;
         request.set(row.key, std::wstring_view(row.value));
-        EXPECT_EQ(dispatch(row.operation, request).response.getErrorText(), row.error);
+        EXPECT_EQ(dispatch(row.operation, request).getErrorText(), row.error);
         service->setMinimumDomainCheckInterval(60);
         service->shutDown();
     }
@@ -140,6 +190,83 @@ TEST_F(Service, AThreadHoldsTheServiceUntilItEnds) {
     go.set_value();
     EXPECT_EQ(references.get_future().get(), 1);
     threads.waitForAll();
+}
+
+TEST_F(Service, ADomainCheckIntervalTakesEffectUnlessItIsRefused) {
+    constexpr int unchanged = 1234;
+    EXPECT_EQ(service->domain()->minimumCheckInterval(), 900);
+    for (const auto& [minutes, seconds] : {std::pair(L"15", 900),
+                                           {L"60", 3600},
+                                           {L"14", unchanged},
+                                           {L"99999999999", unchanged},
+                                           {L"2000000000", std::numeric_limits<int>::max()}}) {
+        service->setMinimumDomainCheckInterval(unchanged);
+        CORE::PropertyBag request;
+        request.set(L"forestCheckInterval", std::wstring_view(minutes));
+        dispatch(L"setServiceConfiguration", request);
+        EXPECT_EQ(service->domain()->minimumCheckInterval(), seconds) << CORE::toUtf8(minutes);
+    }
+}
+
+TEST_F(Service, WithoutDirectoryServicesThereIsNoDomainMap) {
+    EXPECT_EQ(dispatch(L"Diag").getBag(L"DOMAINHEALTH").getErrorText(),
+              L"Failed to issue request to ws_admin service");
+    machine->directoryServices.reset();
+    service = makeService();
+    EXPECT_NE(dispatch(L"getDomainHealth").getError(), 0);
+    EXPECT_EQ(dispatch(L"getDomainType").get(L"isMixedMode"), L"true");
+    EXPECT_EQ(dispatch(L"setServiceConfiguration").getError(), 0);
+}
+
+TEST_F(Service, TheConfigurationFolderOfAUserFallsBackToTheMachines) {
+    EXPECT_EQ(configurationFolder(*folders, DataOwner::user), L"C:\\ProgramData\\Talvex\\HDQ");
+    folders->known[platform::Folder::localAppData] = L"E:\\Local";
+    EXPECT_EQ(configurationFolder(*folders, DataOwner::user), L"E:\\Local\\Talvex\\HDQ");
+    EXPECT_EQ(configurationFolder(*folders), L"C:\\ProgramData\\Talvex\\HDQ");
+    folders->known.clear();
+    EXPECT_EQ(configurationFolder(*folders), L"C:\\Program Files\\Talvex\\Talvex Vorn")
+        << "Windows has no name";
+}
+
+// Records the hooks, and refuses when told to.
+struct HookedOperation : ws_admin_operation {
+    using ws_admin_operation::ws_admin_operation;
+    bool proceed = true;
+    std::vector<std::wstring> calls;
+
+    bool beforeOperation(const wchar_t* operation, const CORE::PropertyBag& request) override {
+        calls.push_back(L"before " + std::wstring(operation) + L" " + request.get(L"asked").str());
+        return proceed;
+    }
+    void afterOperation(const wchar_t* operation, CORE::PropertyBag& response) override {
+        calls.push_back(L"after " + std::wstring(operation) + L" " + std::to_wstring(response.getError()));
+    }
+};
+
+TEST_F(Service, HooksSeeTheRequestAndTheFinishedResponseIntoWhichTheResultIsMerged) {
+    HookedOperation item(service);
+    CORE::PropertyBag request, response;
+    response.set(L"kept", L"1");
+    response.add(L"APPDATALOCATION", L"old");
+    EXPECT_TRUE(item.MessageHandler(L"getAppdataLocation", request, response));
+    EXPECT_EQ(response.flattenForDisplay(), L"kept=1, appdataLocation=C:\\ProgramData\\Talvex\\HDQ");
+    EXPECT_FALSE(item.MessageHandler(L"nothing", request, response));
+    request.set(L"forestCheckInterval", L"14");
+    request.set(L"asked", L"yes");
+    EXPECT_TRUE(item.MessageHandler(L"setServiceConfiguration", request, response));  // an error is an answer
+    const std::wstring text = response.flattenForDisplay().str();
+
+    item.proceed = false;  // refused, with the response as it was
+    EXPECT_FALSE(item.MessageHandler(L"getAppdataLocation", {}, response));
+    EXPECT_EQ(response.flattenForDisplay(), text);
+    item.proceed = true;
+    folders->broken = true;  // an exception leaves without the hook
+    EXPECT_THROW(item.MessageHandler(L"getAppdataLocation", {}, response), std::runtime_error);
+    EXPECT_EQ(item.calls, (std::vector<std::wstring>{
+                              L"before getAppdataLocation ", L"after getAppdataLocation 0",
+                              L"before nothing ", L"after nothing 120", L"before setServiceConfiguration yes",
+                              L"after setServiceConfiguration 1", L"before getAppdataLocation ",
+                              L"before getAppdataLocation "}));
 }
 
 }  // namespace
