@@ -1,4 +1,7 @@
+// Configuration files, and the platforms that are made as they say.
 #include "platform/factory/configuration.h"
+
+#include <asio.hpp>
 
 #include "framework/core/corestring.h"
 #include "platform/factory/routed_ldap_client.h"
@@ -187,6 +190,44 @@ TEST(Configuration, WarnsOfCertificatesThatAreNotCheckedAndPasswordsThatOthersCa
     EXPECT_EQ(warningsOf(file),
               std::vector{CORE::toWide(file) + L" holds a password and others than its owner can read it"});
 #endif
+}
+
+TEST(Factory, MakesTheRealMachineWithoutKeys) {
+    const auto platform = createPlatform({}).value();
+    EXPECT_TRUE(platform->names->netBios() && platform->directoryServices && platform->ldap);
+    EXPECT_TRUE(platform->registry && platform->processes && platform->clock && platform->save());
+    EXPECT_EQ(platform->accounts != nullptr, hasAccounts);
+    EXPECT_FALSE(machineOf(labFolderKey, WS_SOURCE_DIR "/labs/sample")->accounts);
+    EXPECT_EQ(platform->installation.osLevel, CORE::coreosver::level());
+    for (const auto role : {CORE::InstType::securityServer, CORE::InstType::connectionServer}) {
+        CORE::MessageFrameWork::System().setInstRole(role);  // the host's
+        EXPECT_EQ(createPlatform({}).value()->installation.role, role);
+    }
+}
+
+// Only the portable directory services follow a file's routes.
+TEST(Factory, ReachesDirectoriesAsTheFileSays) {
+    asio::io_context context;
+    asio::ip::tcp::acceptor acceptor(context, {asio::ip::make_address("127.0.0.1"), 0});
+    acceptor.non_blocking(true);
+    const wstest::TempFolder folder;
+    const std::string port = std::to_string(acceptor.local_endpoint().port());
+    for (const std::string key : {"", "directory-services = \"portable\"\n"}) {
+        const std::string text = key + "[global]\nhost = \"127.0.0.1\"\nconnect-timeout = 50\nport = " + port;
+        const auto platform = machineOf(configurationKey, folder.write("J\xc3\xb6rg.toml", text));
+        // The port takes connections and says nothing.
+        EXPECT_FALSE(platform->directoryServices->openSearch("LDAP://127.0.0.1:22389/DC=x", {}, 0));
+        asio::error_code error;
+        acceptor.accept(error);
+        EXPECT_FALSE(error) << error.message();
+    }
+}
+
+TEST(Factory, RefusesALabBesideAConfigurationFile) {
+    CORE::PropertyBag both;
+    both.set(labFolderKey, L"a");
+    both.set(configurationKey, L"b");
+    EXPECT_EQ(createPlatform(both).error().text, L"A lab and a configuration file exclude each other");
 }
 
 }  // namespace
