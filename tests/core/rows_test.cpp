@@ -91,6 +91,15 @@ Json property(const Json& in) {
     return *found.begin();
 }
 
+// What a name gives: the text, a number and truth values, each with a fallback. Null: no entry; []: a bag.
+Json value(const Json& in) {
+    PropertyBag bag;
+    if (in.is_string()) bag.add(L"n", wide(in));
+    if (in.is_array()) bag.addBag(L"n", PropertyBag());
+    return {toUtf8(bag.get(L"N", L"fallback")), bag.getInt(L"N", 5), bag.getBool(L"N", true),
+            bag.getBool(L"N", false)};
+}
+
 Json formatted(const Json& in) {
     std::vector<std::wstring> texts(in.size());
     std::vector<CORE::FormatArg> args;
@@ -120,6 +129,7 @@ TEST(Rows, OfTheFramework) {
          {"utf8", utf8},
          {"order", order},
          {"property", property},
+         {"value", value},
          {"hidden", hidden},
          {"formatted", formatted},
          {"osLevel", [](const Json& in) { return CORE::coreosver::levelOf(in[0], in[1]); }},
