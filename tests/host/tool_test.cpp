@@ -57,24 +57,13 @@ class Tool : public testing::Test {
 };
 
 TEST_F(Tool, ExitStatusAndStreams) {
-    const std::string batch =
-        "{\"operation\": \"setServiceConfiguration\", \"request\": [[\"forestCheckInterval\", \"14\"]]}\n"
-        "{\"operation\": \"getAppdataLocation\"}\n";
-    for (const char* lab : {"refusing", "two"}) fs::create_directory(folder.path() / lab);
-    const std::pair<const char*, std::string> files[] = {
-        {"great", "[[\"a\", 1e999]]"},
-        {"long", "[[\"" + std::string(70000, 'n') + "\", \"\"]]"},
-        {"name", "VCS\x1b[2J"},
-        {"short", R"([["forestCheckInterval", "1"]])"},
-        {"batch", batch},
-        {"bytes", batch + "{\"operation\": \"\xff\"}\n"},
-        {"mistyped", batch + R"({"operation": "Diags"})"},
-        {"refusing/machine.toml",
-         "[machine]\ndns-name = 'lab.corp.example'\n[[directory]]\n"
-         "suffixes = ['dc=vdi,dc=talvex,dc=int']\n[directory.faults]\nrefuse-binds = true\n"},
-        {"two/VCS1.toml", "[machine]\nnetbios-name = 'VCS1'\n"},
-        {"two/VCS2.toml", "[machine]\nnetbios-name = 'VCS2'\n"}};
-    for (const auto& [name, text] : files) folder.write(name, text);
+    folder.write("long", "[[\"" + std::string(70000, 'n') + "\", \"\"]]");
+    folder.write("bytes", "{\"operation\": \"getAppdataLocation\"}\n{\"operation\": \"\xff\"}\n");
+    const auto written = [this](const wstest::Json& in) {
+        fs::create_directories((folder.path() / in[0].get<std::string>()).parent_path());
+        folder.write(in[0], in[1].get<std::string>());
+        return in[0];
+    };
     const auto ran = [this](const wstest::Json& in) {
         std::string arguments = in.is_array() ? in[0] : in;
         constexpr std::string_view ownFolder = "FOLDER/";
@@ -86,7 +75,8 @@ TEST_F(Tool, ExitStatusAndStreams) {
         return result;
     };
     wstest::tryRows(WS_SOURCE_DIR "/tests/host/tool.jsonl",
-                    {{"fails", [&](auto& in) { return ran(in).err; }},
+                    {{"file", written},
+                     {"fails", [&](auto& in) { return ran(in).err; }},
                      {"prints", [&](auto& in) { return ran(in).out; }}});
 }
 
