@@ -11,16 +11,10 @@ namespace wsadmin::platform {
 
 #if defined(_WIN32)
 inline constexpr bool isWindows = true;
+inline const auto realPlatform = windows::makePlatform;
 #else
 inline constexpr bool isWindows = false;
+inline const auto realPlatform = posix::makePlatform;
 #endif
-
-inline std::shared_ptr<Platform> realPlatform() {
-#if defined(_WIN32)
-    return windows::makePlatform();
-#else
-    return posix::makePlatform();
-#endif
-}
 
 }  // namespace wsadmin::platform
