@@ -11,6 +11,7 @@
 #include "framework/core/coreexception.h"
 #include "framework/core/key_file.h"
 #include "support/log_capture.h"
+#include "support/rows.h"
 #include "support/temp_folder.h"
 
 #if !defined(_WIN32)
@@ -99,40 +100,23 @@ TEST_F(Security, KeepsTheKeyInAFileOfItsOwners) {
 
 #if !defined(_WIN32)
 TEST_F(Security, UsesNoKeyAndMakesNoneWhereItIsNotItsOwnersAlone) {
-    using fs::perms;
     const std::wstring text = security().Encrypt("x").str();
-    const fs::path own = folder_.path() / "keys", key = own / "host.key", fresh = own / "new.key";
-    const perms file = perms::owner_read | perms::owner_write, all = perms::owner_all;
+    const fs::path key = folder_.path() / "keys" / "host.key", fresh = folder_.path() / "keys" / "new.key";
     fs::create_symlink(key, folder_.path() / "link.key");
-    fs::create_symlink(own, folder_.path() / "link");
+    fs::create_symlink(key.parent_path(), folder_.path() / "link");
     folder_.write("file", "");
-    const struct {
-        fs::path path;  // its mode is set
-        perms mode;
-        fs::path used;
-        const char* why;
-    } rows[] = {
-        {key, file | perms::group_read, key, "others than its owner may use it"},
-        {key, file | perms::others_read, key, "others than its owner may use it"},
-        {key, file | perms::group_write, key, "others than its owner may use it"},
-        {key, file | perms::others_exec, key, "others than its owner may use it"},
-        {key, file, folder_.path() / "link.key", "it is a link"},
-        {own, all, own, "it is no file"},
-        {own, all | perms::group_read, fresh, "others than its owner may use it"},
-        {own, all | perms::others_write, fresh, "others than its owner may use it"},
-        {own, all, folder_.path() / "link" / "new.key", "it is a link"},
-        {own, all, folder_.path() / "file" / "new.key", "it is no folder"},
-    };
-    for (const auto& [path, mode, used, why] : rows) {
-        fs::permissions(path, mode);
-        const bool isNew = used.filename() == "new.key";
-        const std::string said = (isNew ? used.parent_path() : used).string() + " is not used: " + why;
-        EXPECT_EQ(encrypted(used), said);
-        if (!isNew) {
+    const auto used = [&](const Json& in) {
+        const auto mode = std::stoi(in[1].get<std::string>(), nullptr, 8);
+        fs::permissions(folder_.path() / in[0].get<std::string>(), static_cast<fs::perms>(mode));
+        const std::string file = in[2], said = encrypted(folder_.path() / file);
+        if (!file.ends_with("new.key")) {
             EXPECT_EQ(refused(text), "An encrypted text cannot be read: " + said);
         }
         EXPECT_FALSE(fs::exists(fresh)) << said;
-    }
+        EXPECT_TRUE(said.starts_with(folder_.utf8(""))) << said;
+        return said.substr(folder_.utf8("").size());
+    };
+    tryRows(WS_SOURCE_DIR "/tests/core/keys.jsonl", {{"used", used}});
     EXPECT_TRUE(encrypted(fresh).starts_with("{1}"));
     useKey("keys/host.key");
     EXPECT_EQ(security().Decrypt(text).str(), "x");
