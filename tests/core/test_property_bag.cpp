@@ -63,16 +63,11 @@ TEST(PropertyBag, LosesNoCharacterAndNoByte) {
         EXPECT_EQ(bag.get(text).str(), text);
         EXPECT_EQ(bag.getErrorText().str(), text);
     }
-    const std::pair<std::string_view, std::wstring_view> narrow[] = {
-        {"\xC3\xA9", L"\u00E9"}, {"a\xFFz", L"a\uFFFDz"}, {"\x80", L"\uFFFD"}};
-    for (const auto& [bytes, wide] : narrow) {
-        PropertyBag bag;
-        bag.addUtf8(bytes, bytes);
-        EXPECT_EQ(bag.utf8(0), bytes);
-        EXPECT_EQ(bag.nameUtf8(0), bytes);
-        EXPECT_EQ(bag.get(0), wide);
-        EXPECT_TRUE(bag.contains(bag.getName(0)));
-    }
+    PropertyBag raw;
+    raw.addUtf8("a\xFFz", "\x80");
+    EXPECT_EQ(raw.nameUtf8(0), "a\xFFz");
+    EXPECT_EQ(raw.utf8(0), "\x80");
+    EXPECT_EQ(raw.get(L"a\uFFFDz"), L"\uFFFD"sv);
 }
 
 TEST(PropertyBag, WalksItsBagsAndTakesItselfOver) {
