@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "support/counting_ldap.h"
 #include "support/log_capture.h"
 #include "support/scripted_ldap.h"
 #include "support/test_service.h"
@@ -22,13 +23,15 @@ std::vector<LogLine> resolve(
     for (ScriptedAnswer& answer : answers) client->session->answers.push_back(std::move(answer));
     prepare(*client->session);
     const auto platform = std::make_shared<Platform>();
-    platform->ldap = client;
+    const auto calls = std::make_shared<PortCalls>();
+    platform->ldap = std::make_shared<CountingLdapClient>(client, calls);
     TestService service(platform);
     CORE::PropertyBag request;
     request.setBool(L"resolveCollisions", true);
     const LogCapture log;
     const auto answer = ask<&Collisions::showAndResolveLDAPCollisions>(service, request);
     EXPECT_TRUE(answer.empty() && answer.getError() == 0);
+    EXPECT_EQ(decodePageControl(calls->searches().at(0).controls.at(0).value)->size, 1000);
     return log.lines();
 }
 

@@ -21,6 +21,7 @@ class CountingSession : public CountingOpened<LdapSession> {
         return call<&Real::bind>("ldap bind", credentials);
     }
     bool confidential() const override { return real_->confidential(); }
+    LdapLimits limits() const override { return real_->limits(); }
     Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override {
         calls_->add(search);
         const std::string name = "search " + search.base + " " + search.filter;
