@@ -47,15 +47,15 @@ TEST_F(Adsi, ConvertsEveryTypeOfValue) {
     const auto object = services_->openObject(path(), {}, adsSecureAuthentication);
     ASSERT_TRUE(object);
     EXPECT_EQ((*object)->get("pwdLastSet"), DirectoryValue(std::int64_t{133000000000000000}));
-    ASSERT_TRUE((*object)->put("logonHours", DirectoryBytes{std::string("\0\xff\x7f", 3)}));
-    ASSERT_TRUE((*object)->put("isCriticalSystemObject", true));
+    const std::pair<const char*, DirectoryValue> puts[] = {
+        {"logonHours", DirectoryBytes{std::string("\0\xff\x7f", 3)}},
+        {"isCriticalSystemObject", true},
+        {"userAccountControl", std::int32_t{-512}}};
+    for (const auto& [name, value] : puts) ASSERT_TRUE((*object)->put(name, value));
     ASSERT_TRUE((*object)->put("msDS-UserAccountDisabled", false));
-    ASSERT_TRUE((*object)->put("userAccountControl", std::int32_t{-512}));
     ASSERT_TRUE((*object)->setInfo());
-    EXPECT_EQ((*object)->get("logonHours"), DirectoryValue(DirectoryBytes{std::string("\0\xff\x7f", 3)}));
-    EXPECT_EQ((*object)->get("isCriticalSystemObject"), DirectoryValue(true));
+    for (const auto& [name, value] : puts) EXPECT_EQ((*object)->get(name), value) << name;
     EXPECT_EQ((*object)->get("msDS-UserAccountDisabled"), DirectoryValue(false));
-    EXPECT_EQ((*object)->get("userAccountControl"), DirectoryValue(std::int32_t{-512}));
     EXPECT_TRUE(called("GetInfo"));
     EXPECT_FALSE((*object)->get("description"));
     EXPECT_TRUE(called("GetInfoEx description"));
@@ -73,9 +73,7 @@ TEST_F(Adsi, ConvertsEveryTypeOfValue) {
         return found == columns->end() ? DirectoryValue(std::string("absent")) : found->values.at(0);
     };
     EXPECT_EQ(valueOf("pwdLastSet"), DirectoryValue(std::int64_t{133000000000000000}));
-    EXPECT_EQ(valueOf("logonHours"), DirectoryValue(DirectoryBytes{std::string("\0\xff\x7f", 3)}));
-    EXPECT_EQ(valueOf("isCriticalSystemObject"), DirectoryValue(true));
-    EXPECT_EQ(valueOf("userAccountControl"), DirectoryValue(std::int32_t{-512}));
+    for (const auto& [name, value] : puts) EXPECT_EQ(valueOf(name), value) << name;
     EXPECT_EQ(valueOf("distinguishedName"), DirectoryValue(DirectoryName{user()}));
 }
 

@@ -4,77 +4,32 @@
 #include "contract/services_under_test.h"
 #include "platform/portable/portable_directory.h"
 #include "support/counting_ldap.h"
+#include "support/rows.h"
 #include "support/scripted_ldap.h"
 
 namespace wsadmin::platform {
 namespace {
 
-using wstest::RememberingClient;
+using wstest::Json;
 
-TEST(PortableDirectory, ContactsWhomThePathNames) {
-    const struct {
-        const char* path;
-        std::uint32_t flags;
-        const char* host;
-        int port;
-        bool tls;
-    } table[] = {
-        {"LDAP://dc1/dc=x", 0, "dc1", 389, false},
-        {"LDAP://dc1:3890/dc=x", adsUseSsl, "dc1", 3890, true},
-        {"LDAP://dc1/dc=x", adsUseSsl, "dc1", 636, true},
-        {"LDAP://[::1]:22389/dc=x", 0, "::1", 22389, false},
-        {"LDAP://[fe80::1%eth0]", 0, "fe80::1%eth0", 389, false},
-        {"LDAP://CN=a,dc=x,dc=y", 0, "x.y", 389, false},
-        {"LDAP://CN=a", 0, "corp.example", 389, false},
-        {"LDAP://rootDSE", 0, "corp.example", 389, false},
-        {"GC:", 0, "corp.example", 3268, false},
-        {"GC://dc2/dc=x", 0, "dc2", 3268, false},
-        {"GC://dc2", adsUseSsl, "dc2", 3269, true},
-    };
-    for (const auto& row : table) {
-        const auto client = std::make_shared<RememberingClient>();
-        const auto services = makePortableDirectoryServices(client, "corp.example");
-        // Nobody answers; but who was asked is known.
-        EXPECT_FALSE(services->openObject(row.path, {}, row.flags)) << row.path;
-        EXPECT_EQ(client->endpoint.host, row.host) << row.path;
-        EXPECT_EQ(client->endpoint.port, row.port) << row.path;
-        EXPECT_EQ(client->endpoint.tls, row.tls) << row.path;
-    }
+// The host, the port and whether it is TLS, how and as whom it is bound, and whether the path can be searched
+// though nothing is answered; or why nobody is contacted.
+Json contact(const Json& in) {
+    const auto client = std::make_shared<wstest::RememberingClient>();
+    const auto services = makePortableDirectoryServices(client, in.value("domain", "corp.example"));
+    const std::string user = in.value("user", std::string());
+    const auto opened = services->openSearch(
+        in["path"], {user, CORE::secretstring(user.empty() ? "" : "hers")}, in.value("flags", 0U));
+    if (client->opened == 0) return hexCode(codeOf(opened));
+    constexpr const char* methods[] = {"negotiate", "simple", "anonymous"};
+    return {client->endpoint.host, client->endpoint.port,
+            client->endpoint.tls,  methods[static_cast<int>(client->bound.method)],
+            client->bound.user,    client->bound.password.view(),
+            opened.has_value()};
 }
 
-TEST(PortableDirectory, WithoutADefaultDomainServerlessPathsLeadNowhere) {
-    const auto client = std::make_shared<RememberingClient>();
-    const auto services = makePortableDirectoryServices(client, "");
-    for (const char* path : {"LDAP://rootDSE", "LDAP://CN=a", "LDAP:", "GC:"}) {
-        const auto opened = services->openSearch(path, {}, adsSecureAuthentication);
-        ASSERT_FALSE(opened) << path;
-        EXPECT_EQ(hexCode(opened.error().code), "8007054b") << path;
-    }
-    EXPECT_EQ(client->opened, 0);
-}
-
-TEST(PortableDirectory, BindsAsTheFlagsSay) {
-    using Method = LdapCredentials::Method;
-    const DirectoryCredentials nobody, alice{"CORP\\alice", CORE::secretstring("hers")};
-    const struct {
-        const DirectoryCredentials& credentials;
-        std::uint32_t flags;
-        Method method;
-    } table[] = {
-        {nobody, adsSecureAuthentication, Method::negotiate},
-        {nobody, adsSecureAuthentication | adsServerBind, Method::negotiate},
-        {alice, adsSecureAuthentication, Method::negotiate},
-        {nobody, 0, Method::anonymous},
-        {alice, adsServerBind, Method::simple},
-    };
-    for (const auto& row : table) {
-        const auto client = std::make_shared<RememberingClient>();
-        EXPECT_TRUE(makePortableDirectoryServices(client, "")
-                        ->openSearch("LDAP://dc1/dc=x", row.credentials, row.flags | adsFastBind));
-        EXPECT_EQ(client->bound.method, row.method) << row.flags;
-        EXPECT_EQ(client->bound.user, row.credentials.user);
-        EXPECT_EQ(client->bound.password.view(), row.credentials.password.view());
-    }
+TEST(PortableDirectory, ContactsAndBindsAsTheRowsSay) {
+    wstest::tryRows(WS_SOURCE_DIR "/tests/contract/rows.jsonl", {{"contact", contact}});
 }
 
 // A directory of 30 entries with a group of 10, that gives 20 entries and 3 values at once and has the faults
