@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -38,6 +39,7 @@ class PortCalls {
         bool operator==(const Call&) const = default;
     };
 
+    std::function<void(const std::string& name)> before;  // each call; set while there is none
     std::atomic<int> live{0};     // sessions, searches, objects and tokens that are open
     std::atomic<int> changes{0};  // calls that change something
 
@@ -167,6 +169,7 @@ class CountingPort : public Port {
     template <auto method, class... Given>
     auto call(const std::string& name, const Given&... given) const {
         using Answer = decltype((real_.get()->*method)(given...));
+        if (calls_->before) calls_->before(name);
         if (const int code = calls_->enter(name)) return injected<Answer>(name, code);
         return (real_.get()->*method)(given...);
     }
