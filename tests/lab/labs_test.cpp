@@ -1,12 +1,15 @@
-// The machines of a lab, over labs.jsonl: their programs, replication between their servers, and what is
-// saved. Beside the rows of ldap_rows.h, whose "by" and "bind" may say a "server" by its number, there are
+// The machines of a lab, over labs.jsonl: their programs, replication between their servers, their faults,
+// and what is saved. Beside the rows of ldap_rows.h, whose "by" and "bind" may say a "server" by its number
+// and how long to wait for it ("connectTimeout", in milliseconds), there are
 //   {"open": MACHINE}               saves the lab and opens it anew; {"save": true} only saves it
 //   {"run": PROGRAM}                the exit code; {"message": true} what the installer says of it in the
 //   registry
 //   {"link", "refs", "sync", "config": [SERVER, OTHER]}, {"all": [SERVER, "push"]}
 //                                   the code of a call of replication, for the last one with its events
 //   {"command": LINE}, {"policy": true}  the exit code, and what came of such commands
-//   {"probe": [HOST, PORT]}, {"exists": PATH}, {"names": true}, {"value": KEY, "set": TEXT}
+//   {"probe": [HOST, PORT]}, {"exists": PATH}, {"names": true}
+//   {"value": [KEY, NAME], "set": DATA}  of the registry; it is removed where null is set
+//   {"wait": SECONDS, "stop": true}  whether a stop ended it, and the milliseconds that the lab has been open
 //   {"file": NAME, "lacks": TEXT}   the file's content, or whether the text is not in it
 #include <gtest/gtest.h>
 
@@ -69,11 +72,12 @@ class LabRows {
     }
     void tryAll(const wstest::LdapBlock& block) {
         const auto session = [this](const Json& by) {
-            if (by.contains("server")) return sessionAt(by["server"]);
-            return lab_->ldap
-                ->open(
-                    {.host = by.value("host", std::string()), .port = by.value("port", std::uint16_t{389})})
-                .value();
+            const bool layer = by.contains("server");
+            LdapEndpoint endpoint{
+                .host = layer ? "vcs" + by["server"].dump() : by.value("host", std::string()),
+                .port = by.value("port", layer ? std::uint16_t{22389} : std::uint16_t{389})};
+            endpoint.connectTimeout = std::chrono::milliseconds(by.value("connectTimeout", 5000));
+            return lab_->ldap->open(endpoint).value();
         };
         wstest::LdapRows(session, {}, block.head.value("base", "dc=g"), {}, [this](const Json& row) {
             return outcome(row);
@@ -85,6 +89,7 @@ class LabRows {
     void open(const std::string& machine) {
         lab_.reset();
         lab_ = files_.open(machine, Changes::saved);
+        opened_ = lab_->clock->now();
     }
     Json save() {
         const auto saved = lab_->save();
@@ -112,6 +117,7 @@ class LabRows {
             return lab_->files->exists(toWide(row["exists"].get<std::string>())).value();
         if (row.contains("names")) return toUtf8(lab_->names->netBios().value());
         if (row.contains("value")) return value(row);
+        if (row.contains("wait")) return wait(row);
         if (row.contains("file")) {
             const std::string text = folder().read(row["file"]);
             return row.contains("lacks") ? Json(text.find(row["lacks"].get<std::string>()) == text.npos)
@@ -143,11 +149,25 @@ class LabRows {
             lab_->network->probe(toWide(at[0].get<std::string>()), at[1].get<std::uint16_t>(), nullptr))];
     }
     Json value(const Json& row) {
-        const std::wstring key = toWide(row["value"].get<std::string>());
+        const std::wstring key = toWide(row["value"][0].get<std::string>()),
+                           name = toWide(row["value"][1].get<std::string>());
         if (row.contains("set")) {
-            EXPECT_TRUE(lab_->registry->write(key, L"x", toWide(row["set"].get<std::string>())));
+            const Json& set = row["set"];
+            EXPECT_TRUE(set.is_null()     ? lab_->registry->remove(key, name)
+                        : set.is_number() ? lab_->registry->write(key, name, set.get<std::uint32_t>())
+                                          : lab_->registry->write(key, name, toWide(set.get<std::string>())));
         }
-        return toUtf8(registryText(lab_->registry->read(key, L"x").value().value()));
+        const auto data = lab_->registry->read(key, name).value();
+        if (!data) return {};
+        const auto* number = std::get_if<std::uint32_t>(&*data);
+        return number ? Json(*number) : Json(toUtf8(registryText(*data)));
+    }
+    Json wait(const Json& row) {
+        CORE::coreevent stop;
+        if (row.contains("stop")) stop.set();
+        const bool stopped = lab_->clock->wait(std::chrono::seconds(row["wait"].get<int>()), &stop);
+        const auto open = lab_->clock->now() - opened_;
+        return {stopped, std::chrono::duration_cast<std::chrono::milliseconds>(open).count()};
     }
 
     // The security associations, whether the profiles are switched on, and whether there is a rule.
@@ -212,6 +232,7 @@ class LabRows {
 
     const wstest::SmallLab files_{"Layer", "dc=g"};
     std::shared_ptr<Platform> lab_;
+    std::chrono::system_clock::time_point opened_;
 };
 
 TEST(Labs, DoAsTheRowsSay) {

@@ -63,6 +63,23 @@ Json schema(const Json& in) {
 Json machine(const Json& in) {
     return failureOf(readMachineFile(in.get<std::string>(), ""));
 }
+// Names and folders, what else the file may leave out, and of each directory its ports and size of a page; a
+// number is the code of what cannot be obtained.
+Json described(const Json& in) {
+    const auto machine = readMachineFile(in.get<std::string>(), "").value();
+    const LabNames names(machine.netBiosName, machine.dnsName);
+    const LabFolders folders(machine);
+    Json all = Json::array();
+    for (const auto& text : {names.netBios(), names.dnsFullyQualified(), folders.get(Folder::commonAppData),
+                             folders.get(Folder::programFiles), folders.windowsDirectory()})
+        all.push_back(text ? Json(CORE::toUtf8(*text)) : Json(text.error().code));
+    all.push_back(CORE::toUtf8(machine.account));
+    all.push_back(machine.installation.role == CORE::InstType::connectionServer);
+    all.push_back(machine.installation.osLevel == CORE::coreosver::newest);
+    all.push_back(machine.fixedTime.has_value());
+    for (const auto& one : machine.directories) all.push_back({one.address.ports, one.settings.pageSize});
+    return all;
+}
 // Of a lab with those files, opened as "@machine" where that is said.
 Json folder(const Json& in) {
     const wstest::TempFolder temporary;
@@ -79,6 +96,12 @@ Json stored(const Json& in) {
     return orNull(storedValue(names.at(in[0]), in[1].get<std::string>()));
 }
 
+// Its bytes, as which and from which it is shown again.
+Json guid(const Json& in) {
+    const auto bytes = guidFromText(in.get<std::string>());
+    return bytes ? Json{wstest::hexOf(*bytes), guidToText(*bytes)} : Json();
+}
+
 TEST(Rows, OfALab) {
     wstest::tryRows(
         WS_SOURCE_DIR "/tests/lab/rows.jsonl",
@@ -86,9 +109,11 @@ TEST(Rows, OfALab) {
          {"content", content},
          {"line", [](const Json& in) { return line(in); }},
          {"machine", machine},
+         {"described", described},
          {"schema", schema},
          {"folder", folder},
          {"stored", stored},
+         {"guid", guid},
          {"processAccount", [](const Json& in) {
               return CORE::toUtf8(
                   openLab(WS_SOURCE_DIR "/labs/" + in.get<std::string>()).value()->processAccount);
@@ -97,22 +122,9 @@ TEST(Rows, OfALab) {
 
 // What is no text cannot stand in the file.
 TEST(Rows, OfBytes) {
-    EXPECT_EQ(ldif("dn: a=1\nb;binary:: AAEC\n"), "c(a=1) b;binary=" + std::string("\0\1\2", 3) + "@2\n");
     EXPECT_EQ(ldif("dn: a=1\nc: 1\nb: \xff\n"), "! x.ldif:3: the value is not valid UTF-8");
     EXPECT_EQ(line(std::string("\0\xff", 2)), "n:: AP8=\n");
     EXPECT_TRUE(machine("[machine\n").get<std::string>().starts_with(":1: "));
-}
-
-// Whose first three groups are numbers, the least byte first.
-TEST(Rows, OfGuids) {
-    const std::string guid = "00112233-4455-6677-8899-aabbccddeeff";
-    EXPECT_EQ(guidFromText(guid),
-              std::string("\x33\x22\x11\x00\x55\x44\x77\x66\x88\x99\xaa\xbb\xcc\xdd\xee\xff", 16));
-    EXPECT_EQ(guidFromText("{" + guid + "}"), guidFromText(guid));
-    EXPECT_EQ(guidToText(guidFromText(guid).value()), guid);
-    for (const char* wrong : {"", "00112233445566778899aabbccddeeff", "0011223-34455-6677-8899-aabbccddeeff",
-                              "0011223g-4455-6677-8899-aabbccddeeff"})
-        EXPECT_FALSE(guidFromText(wrong)) << wrong;
 }
 
 }  // namespace
