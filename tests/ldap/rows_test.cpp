@@ -4,6 +4,7 @@
 #include "ldap/directory_time.h"
 #include "ldap/domain_config.h"
 #include "ldap/domain_map.h"
+#include "ldap/layout.h"
 #include "ldap/name_value.h"
 #include "support/log_capture.h"
 #include "support/rows.h"
@@ -72,6 +73,8 @@ TEST(Rows, OfTheDirectory) {
         WS_SOURCE_DIR "/tests/ldap/rows.jsonl",
         {{"ldapTime", [](const Json& in) { return parseLdapTime(in.get<std::string>()); }},
          {"displayTime", [](const Json& in) { return CORE::toUtf8(formatDisplayTime(in)); }},
+         {"serverEntry", [](const Json& in) { return layout::serverEntry(in.get<std::string>()); }},
+         {"federationCopy", [](const Json& in) { return layout::federationCopy(in.get<std::string>()); }},
          {"dnsName", [](const Json& in) { return CORE::toUtf8(dnsNameOf(in.get<std::string>())); }},
          {"listInForce", listInForce},
          {"domainMap", domainMap},
@@ -86,6 +89,33 @@ TEST(DirectoryTime, IsLoggedAndMayBeNonsense) {
     EXPECT_NO_THROW(static_cast<void>(parseLdapTime(std::string(14, '\xff'))));
     EXPECT_EQ(formatDisplayTime(std::numeric_limits<double>::quiet_NaN()), L"");
     EXPECT_EQ(formatDisplayTime(std::numeric_limits<double>::infinity()), L"");
+}
+
+TEST(NameValue, LogsWhatItDoes) {
+    constexpr char attribute[] = "zre-NameValuePair";
+    wstest::ScriptedSession session;
+    const wstest::LogCapture log;
+    EXPECT_FALSE(setNameValue(session, wstest::entry(""), attribute, "a", "1").changed);
+    EXPECT_TRUE(session.modifies.empty());
+    setNameValue(session, wstest::entry("cn=e", {{attribute, {"a=1"}}}), attribute, "a", "2");
+    session.onModify = [](auto&) { return platform::ldapNoSuchAttribute; };
+    EXPECT_EQ(modifyNameValue(session, true, "cn=e", attribute, "b=1"), platform::ldapNoSuchAttribute);
+    EXPECT_EQ(modifyNameValue(session, false, "cn=e", attribute, "b=1"), platform::ldapNoSuchAttribute);
+    const std::vector<wstest::LogLine> expected = {
+        {CORE::logVerbose, L"Failed to get DN\n"},
+        {CORE::logVerbose, L"Setting NV pair zre-NameValuePair, a=2 in cn=e\n"},
+        {CORE::logVerbose, L"Name is present but with different value. Old value will be replaced."},
+        {CORE::logVerbose, L"Deleting NVPair zre-NameValuePair a=1\n"},
+        {CORE::logVerbose, L"Adding NVPair zre-NameValuePair a=2\n"},
+        {CORE::logVerbose, L"Value set successfully.\n"},
+        {CORE::logVerbose, L"Deleting NVPair zre-NameValuePair b=1\n"},
+        {CORE::logError, L"Failed to modify entry cn=e in Delete operation. Error 16 (No Such Attribute)."},
+        {CORE::logError, L"Entry not deleted"},
+        {CORE::logVerbose, L"Adding NVPair zre-NameValuePair b=1\n"},
+        {CORE::logError, L"Failed to modify entry cn=e in Modify operation. Error 16 (No Such Attribute)."},
+        {CORE::logError, L"Entry not modified"},
+    };
+    EXPECT_EQ(log.lines(), expected);
 }
 
 }  // namespace

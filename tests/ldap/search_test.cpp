@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ldap/directory_session.h"
 #include "support/log_capture.h"
 #include "support/scripted_ldap.h"
 
@@ -36,20 +37,12 @@ TEST(PagedSearch, AsksForTheNextPageBeforeItGivesOutThisOne) {
     EXPECT_FALSE(pages.next(page).value());
     EXPECT_FALSE(pages.next(page).value());
     EXPECT_EQ(cookiesSent(session), (std::vector<std::string>{"", "one", "two"}));
-}
-
-TEST(PagedSearch, SendsACriticalControlOf250AndNoLimits) {
-    ScriptedSession session;
-    session.answers = {pageAnswer({}, "")};
-    EXPECT_TRUE(searchAllPages(session, base, filter)->empty());
-    const LdapSearch& sent = session.searches.at(0);
-    EXPECT_EQ(sent.base, base);
-    EXPECT_EQ(sent.filter, filter);
-    EXPECT_EQ(sent.scope, LdapScope::subtree);
-    EXPECT_TRUE(sent.attributes.empty());
-    EXPECT_EQ(sent.sizeLimit, 0);
-    EXPECT_TRUE(sent.controls.at(0).critical);
-    EXPECT_EQ(decodePageControl(sent.controls.at(0).value)->size, 250);
+    for (const LdapSearch& sent : session.searches) {
+        EXPECT_EQ(sent.base + sent.filter, base + filter);
+        EXPECT_EQ(sent.scope, LdapScope::subtree);
+        EXPECT_TRUE(sent.attributes.empty() && sent.sizeLimit == 0 && sent.controls.at(0).critical);
+        EXPECT_EQ(decodePageControl(sent.controls.at(0).value)->size, 250);
+    }
 }
 
 // The steps that no operation's test has fail.
@@ -121,6 +114,23 @@ TEST(PlainSearch, AnEntryThatMayBeAbsentIsNoErrorOfTheLog) {
         ASSERT_EQ(log.lines().size(), 1U);
         EXPECT_EQ(log.lines().front().level, level) << code;
     }
+}
+
+TEST(DirectorySession, IsOfThisServerOrFailsWithSentenceAndCode) {
+    Platform platform;
+    const auto client = std::make_shared<ScriptedClient>();
+    platform.ldap = client;
+    EXPECT_TRUE(openConfigurationDirectory(platform));
+    EXPECT_EQ(client->lastEndpoint.host, "");
+    EXPECT_EQ(client->lastEndpoint.port, 389);
+    const LogCapture log;
+    client->openCode = ldapServerDown;
+    const auto session = openConfigurationDirectory(platform);
+    ASSERT_FALSE(session);
+    const std::wstring sentence = L"Failed to establish LDAP connection on this server - Server Down";
+    EXPECT_EQ(session.error().text, sentence);
+    EXPECT_EQ(session.error().directoryCode, ldapServerDown);
+    EXPECT_TRUE(log.contains(CORE::logError, sentence + L" (81)"));
 }
 
 }  // namespace
