@@ -9,13 +9,6 @@
 
 namespace wstest {
 
-// With these values of one name.
-inline CORE::PropertyBag requestOf(std::wstring_view key, const std::vector<std::string>& values) {
-    CORE::PropertyBag request;
-    for (const std::string& value : values) request.add(key, std::string_view(value));
-    return request;
-}
-
 // With these names and values.
 inline CORE::PropertyBag requestOf(const std::vector<std::pair<const wchar_t*, std::string>>& entries) {
     CORE::PropertyBag request;

@@ -27,11 +27,7 @@ class ScriptedPeople {
     static constexpr const char *corp = "LDAP://corp.example", *catalogue = "GC://forest",
                                 *partner = "LDAP://partner.example";
 
-    explicit ScriptedPeople(const CORE::PropertyBag& names = domainNames({{L"CORP", L"corp.example"},
-                                                                          {L"LAB", L"lab.corp.example"},
-                                                                          {L"OLD", L""},
-                                                                          {L"PARTNER", L"partner.example"}}))
-        : workers_(names) {
+    ScriptedPeople() {
         const auto forest = [](const char* root) {
             return ScriptedDirectoryServices::Object{
                 .attributes = {{"RootDomainNamingContext", std::string(root)}}};
@@ -79,7 +75,10 @@ class ScriptedPeople {
         service.domainMap = {};
         service.pool = {};
     }
-    DomainWorkers workers_;
+    DomainWorkers workers_{domainNames({{L"CORP", L"corp.example"},
+                                        {L"LAB", L"lab.corp.example"},
+                                        {L"OLD", L""},
+                                        {L"PARTNER", L"partner.example"}})};
     CORE::ThreadGroup threads_{L"people"};
 };
 
