@@ -46,13 +46,8 @@ class TestDirectory {
         network.listen({{"", "lab.example"}, {389, 3268}, {636}}, server);
     }
 
-    std::unique_ptr<LdapSession> open(std::uint16_t port = 389) {
-        LdapEndpoint endpoint;
-        endpoint.port = port;
-        return std::move(network.open(endpoint).value());
-    }
-    std::unique_ptr<LdapSession> bound(std::uint16_t port = 389) {
-        auto session = open(port);
+    std::unique_ptr<LdapSession> bound() {
+        auto session = network.open({}).value();
         EXPECT_TRUE(session->bind({}));
         return session;
     }

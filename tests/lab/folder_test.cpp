@@ -35,24 +35,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char machineText[] =
-    "[clock]\nnow = \"2026-01-01T00:00:00Z\"\n[[directory]]\nsuffixes = [\"dc=t\"]\nfiles = [\"a.ldif\", "
-    "\"b.ldif\"]\n";
-constexpr char fileA[] =
-    "# people write comments\n\n"
-    "dn: OU=a,DC=t\nobjectClass: organizationalUnit\n\n"
-    "dn: CN=one,OU=a,DC=t\nobjectClass: zre-PropertyObject\nzre-ConnectionServerDN: CN=two,OU=b,DC=t\n";
-constexpr char fileB[] =
-    "dn: OU=b,DC=t\nobjectClass: organizationalUnit\ndescription:: IHg=\n\n"
-    "dn: CN=two,OU=b,DC=t\nobjectClass: user\nobjectSid: S-1-5-21-1-2-3-4\n";
+const fs::path original = WS_SOURCE_DIR "/tests/lab/saving";
 
 class Saving : public testing::Test {
   protected:
-    Saving() {
-        write("machine.toml", machineText);
-        write("a.ldif", fileA);
-        write("b.ldif", fileB);
-    }
+    Saving() { fs::copy(original, folder_); }
     void write(const std::string& name, const std::string& text) { temporary_.write(name, text); }
     std::string content(const std::string& name) { return temporary_.read(name); }
     auto files() const { return std::distance(fs::directory_iterator(folder_), fs::directory_iterator()); }
@@ -74,8 +61,8 @@ class Saving : public testing::Test {
     }
     // Nothing changed, and nothing was left behind.
     void expectUntouched() {
-        EXPECT_EQ(content("a.ldif"), fileA);
-        EXPECT_EQ(content("b.ldif"), fileB);
+        for (const char* name : {"a.ldif", "b.ldif"})
+            EXPECT_EQ(content(name), wstest::fileText(original / name));
         EXPECT_EQ(files(), 3);
     }
 
@@ -95,7 +82,7 @@ TEST_F(Saving, OfTwoAtOnceTheSecondIsRefused) {
 
     const auto registry = openLab(folder_).value();
     EXPECT_TRUE(registry->registry->write(L"HKLM\\A", L"x", std::wstring(L"y")));
-    write("machine.toml", std::string(machineText) + "# by hand\n");
+    write("machine.toml", content("machine.toml") + "# by hand\n");
     EXPECT_TRUE(failure(*registry).starts_with("machine.toml was changed"));
 }
 
@@ -173,7 +160,7 @@ TEST_F(Saving, WhatIsInPlaceButNotSynchronisedIsNoChangeOfSomebodyElse) {
     foldersCannotBeSynchronised = false;
     EXPECT_TRUE(refused.ends_with("a.ldif: Input/output error")) << refused;
     EXPECT_NE(content("a.ldif").find("url: x"), std::string::npos);
-    EXPECT_EQ(content("b.ldif"), fileB);
+    EXPECT_EQ(content("b.ldif"), wstest::fileText(original / "b.ldif"));
     EXPECT_EQ(failure(*platform), "");
     EXPECT_NE(content("b.ldif").find("url: x"), std::string::npos);
 }

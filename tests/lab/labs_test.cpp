@@ -6,7 +6,7 @@
 //   registry
 //   {"link", "refs", "sync", "config": [SERVER, OTHER]}, {"all": [SERVER, "push"]}
 //                                   the code of a call of replication, for the last one with its events
-//   {"command": LINE}, {"policy": true}  the exit code, and what came of such commands
+//   {"command": LINE}               its exit code
 //   {"probe": [HOST, PORT]}, {"exists": PATH}, {"names": true}
 //   {"value": [KEY, NAME], "set": DATA}  of the registry; it is removed where null is set
 //   {"wait": SECONDS, "stop": true}  whether a stop ended it, and the milliseconds that the lab has been open
@@ -23,15 +23,6 @@ namespace {
 using CORE::toUtf8;
 using CORE::toWide;
 using wstest::Json;
-
-constexpr char tools[] = R"([files]
-'C:\Windows\adam\adaminstall.exe' = ""
-'C:\Windows\adam\adamuninstall.exe' = ""
-'C:\Windows\system32\ldifde.exe' = ""
-'C:\Windows\system32\dsmgmt.exe' = ""
-'C:\answers.txt' = "answers.txt"
-'C:\data.ldf' = "data.ldf"
-)";
 
 // An answer file: the usual answers with those of the block, null for none, or a text of its own.
 std::string answersOf(const Json& own) {
@@ -53,6 +44,7 @@ class LabRows {
     // The block's "files", or three servers of which the "layers" have an instance, with the "faults" of the
     // second.
     explicit LabRows(const Json& head) {
+        const std::string tools = wstest::fileText(WS_SOURCE_DIR "/tests/lab/tools.toml");
         const Json layers = head.value("layers", Json::array({1, 2}));
         for (int number = 1; number <= 3 && !head.contains("files"); ++number) {
             const std::string digit = std::to_string(number);
@@ -111,7 +103,6 @@ class LabRows {
         if (row.contains("command"))
             return lab_->commands->run(CORE::secretstring(row["command"].get<std::string>()), nullptr)
                 .value();
-        if (row.contains("policy")) return policy();
         if (row.contains("probe")) return probe(row["probe"]);
         if (row.contains("exists"))
             return lab_->files->exists(toWide(row["exists"].get<std::string>())).value();
@@ -168,20 +159,6 @@ class LabRows {
         const bool stopped = lab_->clock->wait(std::chrono::seconds(row["wait"].get<int>()), &stop);
         const auto open = lab_->clock->now() - opened_;
         return {stopped, std::chrono::duration_cast<std::chrono::milliseconds>(open).count()};
-    }
-
-    // The security associations, whether the profiles are switched on, and whether there is a rule.
-    Json policy() {
-        std::string text;
-        const auto engine = lab_->filtering->open().value();
-        const auto associations = engine->securityAssociations().value()->next().value();
-        for (const SecurityAssociation& one : associations)
-            text += toUtf8(one.filterName.value()) + " " +
-                    lab_->filtering->addressText().value()(one).value() + ", ";
-        const auto firewall = lab_->firewall->open().value();
-        for (const FirewallProfile profile : {firewallPrivate, firewallPublic})
-            text += firewall->enabled(profile).value() == 0 ? "off, " : "on, ";
-        return text + (firewall->rules().value()->next().value() ? "a rule" : "no rule");
     }
 
     static LdapEntry entryOf(LdapSession& session, const std::string& dn) {
