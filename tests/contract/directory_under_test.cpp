@@ -6,6 +6,7 @@
 #include <set>
 
 #include "platform/portable/system_clock.h"
+#include "support/temp_folder.h"
 #ifdef _WIN32
 #include "platform/windows/windows_platform.h"
 namespace real = wsadmin::platform::windows;
@@ -22,24 +23,6 @@ constexpr char labSuffix[] = "DC=vdi,DC=talvex,DC=int";
 constexpr char labContent[] =
     "dn: CN=ForeignSecurityPrincipals,DC=vdi,DC=talvex,DC=int\n"
     "objectClass: container\n\n";
-// What a domain controller brings.
-constexpr char labDomain[] =
-    "dn: DC=vdi,DC=talvex,DC=int\n"
-    "objectClass: domainDNS\n"
-    "objectSid: S-1-5-21-7-7-7\n"
-    "lockoutDuration: -18000000000\n"
-    "\n"
-    "dn: CN=Domain Users,DC=vdi,DC=talvex,DC=int\n"
-    "objectClass: group\n"
-    "objectSid: S-1-5-21-7-7-7-513\n"
-    "groupType: -2147483646\n"
-    "\n"
-    "dn: CN=Users,DC=vdi,DC=talvex,DC=int\n"
-    "objectClass: group\n"
-    "objectSid: S-1-5-32-545\n"
-    "groupType: -2147483643\n"
-    "member: CN=Domain Users,DC=vdi,DC=talvex,DC=int\n";
-
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
     return value ? value : "";
@@ -64,7 +47,8 @@ DirectoryUnderTest openLabUnderTest(bool domain) {
     const CORE::secretstring password("Passw0rd.Lab");
     return {{.host = "127.0.0.1"},
             openLab({"LDAP", {labSuffix}, "LAB", "lab.example", domain},
-                    std::string(labContent) + (domain ? labDomain : ""),
+                    std::string(labContent) +
+                        (domain ? wstest::fileText(WS_SOURCE_DIR "/tests/contract/domain.ldif") : ""),
                     {{"Administrator", "VDI", "vdi.talvex.int", password}}),
             {LdapCredentials::Method::simple, "Administrator@vdi.talvex.int", {}, password},
             labSuffix};

@@ -146,12 +146,9 @@ TEST(PortableDirectory, RowsOutliveTheirSearch) {
     int seen = 0;
     while (rows->next().value()) {
         ++seen;
-        const auto columns = rows->columns();
-        ASSERT_TRUE(columns);
-        EXPECT_EQ(columns->back().name, "ADsPath");
-        const auto set = rows->column("pwdLastSet");
-        ASSERT_TRUE(set && *set);
-        EXPECT_EQ((*set)->values, std::vector<DirectoryValue>{std::int64_t{133000000000000000}});
+        EXPECT_EQ(rows->columns().value().back().name, "ADsPath");
+        EXPECT_EQ(rows->column("pwdLastSet").value().value().values,
+                  std::vector<DirectoryValue>{std::int64_t{133000000000000000}});
     }
     EXPECT_EQ(seen, 30);
 }

@@ -8,12 +8,11 @@ namespace {
 using ServicesSearchContract = ServicesContract;
 
 TEST_P(ServicesSearchContract, RowsHaveTypedColumns) {
+    const std::string greetings = "Gr\u00fc\u00dfe";
     // Wine's ADSI reads a number beyond its end, into whatever digits stand there; the least one stays what
     // it is.
     make("CN=one", {{"zre-QuorinEnabled", {"-2147483648"}},
-                    {"zre-DisplayName",
-                     {"Gr\xc3\xbc\xc3\x9f"
-                      "e"}},
+                    {"zre-DisplayName", {greetings}},
                     {"zre-NameValuePair", {"a=1", "b=2"}}});
     const auto search = searchAt(pathOf(place()));
     const auto rows =
@@ -25,15 +24,13 @@ TEST_P(ServicesSearchContract, RowsHaveTypedColumns) {
     EXPECT_EQ(row["cn"], std::vector<DirectoryValue>{std::string("one")});
     EXPECT_EQ(row["zre-quorinenabled"],
               std::vector<DirectoryValue>{std::numeric_limits<std::int32_t>::min()});
-    EXPECT_EQ(row["zre-DisplayName"], std::vector<DirectoryValue>{std::string("Gr\xc3\xbc\xc3\x9f"
-                                                                              "e")});
+    EXPECT_EQ(row["zre-DisplayName"], std::vector<DirectoryValue>{greetings});
     EXPECT_EQ(row["zre-NameValuePair"].size(), 2U);
-    ASSERT_EQ(row["distinguishedName"].size(), 1U);
+    for (const char* name : {"distinguishedName", "objectGUID", "whenCreated"})
+        ASSERT_EQ(row[name].size(), 1U);
     EXPECT_EQ(adsTypeCode(row["distinguishedName"][0]), 1);
     EXPECT_TRUE(sameDn(directoryText(row["distinguishedName"][0]), at("CN=one")));
-    ASSERT_EQ(row["objectGUID"].size(), 1U);
     EXPECT_EQ(std::get<DirectoryBytes>(row["objectGUID"][0]).bytes.size(), 16U);
-    ASSERT_EQ(row["whenCreated"].size(), 1U);
     EXPECT_GT(std::get<DirectoryTime>(row["whenCreated"][0]).seconds, 1'577'836'800);  // 2020
     EXPECT_FALSE(row.contains("zre-ClusterName"));
     EXPECT_TRUE(directoryText(row["ADsPath"].at(0)).starts_with("LDAP://"));
