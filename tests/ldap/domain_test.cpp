@@ -24,11 +24,16 @@ class TimedDomain : public Domain {
     using Domain::OnTimer;
 };
 
-// A forest of two domains and a stranger, and the two workers that the map asks.
-struct Forest {
+struct Map {
     std::shared_ptr<ScriptedDirectoryServices> services = std::make_shared<ScriptedDirectoryServices>();
     std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
     CORE::ThreadGroup threads{L"test"};
+    CORE::refptr<TimedDomain> domain =
+        CORE::refptr<TimedDomain>::adopt(new TimedDomain({services, clock}, threads, false));
+};
+
+// A map of a forest of two domains and a stranger, and the two workers that it asks.
+struct Forest : Map {
     std::map<std::wstring, PropertyBag> trusts;  // winauth's answers by the domain that is asked for
     std::atomic<bool> authenticationWorks{true};
     std::atomic<bool> configurationLoads{true};
@@ -46,8 +51,6 @@ struct Forest {
                                  response.set(L"effectiveList", L"unlimited");
                                  return true;
                              }};
-    CORE::refptr<TimedDomain> domain =
-        CORE::refptr<TimedDomain>::adopt(new TimedDomain({services, clock}, threads, false));
 
     Forest() {
         answer(L"",
@@ -167,15 +170,12 @@ TEST(Domain, AStopEndsTheBuildUnderWayAndIsNoErrorOfIt) {
 }
 
 TEST(Domain, AStopEndsTheWaitForAnAuthenticationServiceThatDoesNotCome) {
-    const auto services = std::make_shared<ScriptedDirectoryServices>();
-    CORE::ThreadGroup threads(L"test");
-    const auto domain = CORE::refptr<TimedDomain>::adopt(
-        new TimedDomain({services, std::make_shared<ManualClock>()}, threads, false));
+    Map map;
     const LogCapture log(CORE::logError);
-    domain->OnTimer();
+    map.domain->OnTimer();
     for (int i = 0; i < 1000; ++i) std::this_thread::yield();  // it may wait by then, or not yet
-    domain->stop();
-    threads.waitForAll();
+    map.domain->stop();
+    map.threads.waitForAll();
     EXPECT_FALSE(log.contains(
         CORE::logError, L"The domain map could not be built: the authentication service is not installed"));
 }
@@ -193,15 +193,12 @@ TEST(Domain, AStopEndsTheWaitForAnAuthenticationServiceThatWaitsItself) {
             },
             [&] { givenUp.set(); });
         const FrameworkWorker<1> admin(L"ws_admin", [](auto, const auto&, auto&) { return true; });
-        CORE::ThreadGroup threads(L"test");
-        const auto domain = CORE::refptr<TimedDomain>::adopt(
-            new TimedDomain({std::make_shared<ScriptedDirectoryServices>(), std::make_shared<ManualClock>()},
-                            threads, false));
+        Map map;
         std::jthread stopping([&] {
             asked.wait();
-            domain->stop();
+            map.domain->stop();
         });
-        EXPECT_EQ(domain->getDomainMap(true).getErrorText(), L"The service is stopping");
+        EXPECT_EQ(map.domain->getDomainMap(true).getErrorText(), L"The service is stopping");
         EXPECT_TRUE(givenUp.isSet()) << CORE::toUtf8(silentAt);
     }
 }
