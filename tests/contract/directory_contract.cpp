@@ -52,23 +52,6 @@ TEST_P(DirectoryContract, Pages) {
     EXPECT_EQ(names.size(), 23U);
 }
 
-TEST_P(DirectoryContract, CookiesOfNobodyAndSizeLimits) {
-    make("CN=one");
-    make("CN=two");
-    LdapSearch search{place(), LdapScope::subtree, "(cn=*)", {"cn"}, {}, 1};
-    // Samba knows no limit.
-    EXPECT_EQ(codeOf(session_->search(search)), isLab() ? ldapSizeLimitExceeded : ldapSuccess);
-    search.sizeLimit = 2;
-    EXPECT_EQ(codeOf(session_->search(search)), ldapSuccess);
-    search.sizeLimit = 0;
-    search.controls = {{controls::pagedResults, encodePageControl({1, "invented"}), true}};
-    EXPECT_EQ(codeOf(session_->search(search)), ldapUnwillingToPerform);
-    // Samba never answers a control that it cannot read: nothing to wait for there.
-    if (!isLab()) return;
-    search.controls[0].value = "rubbish";
-    EXPECT_NE(codeOf(session_->search(search)), ldapSuccess);
-}
-
 TEST_P(DirectoryContract, SeveralSearchesOnTheirWay) {
     make("CN=one");
     make("CN=two");

@@ -1,5 +1,4 @@
 // Directory services over TLS to a real server: whom the client trusts, and whom it does not.
-#include <algorithm>
 #include <cstdlib>
 
 #include "contract/services_under_test.h"
@@ -21,12 +20,12 @@ TEST(Tls, CertificatesAreCheckedUnlessToldOtherwise) {
         const char *what, *caFile;
         bool verify;
         const DirectoryCredentials& credentials;
-        std::vector<std::string> codes;
+        std::string codes;
     } table[] = {
-        {"its own certificate", ca, true, credentials, {"00000000"}},
-        {"a wrong password", ca, true, wrong, {"8007052e"}},
-        {"nobody trusts it", "", true, credentials, {"8007203a", "800704c9"}},
-        {"any will do", "", false, credentials, {"00000000"}},
+        {"its own certificate", ca, true, credentials, "00000000"},
+        {"a wrong password", ca, true, wrong, "8007052e"},
+        {"nobody trusts it", "", true, credentials, "8007203a 800704c9"},
+        {"any will do", "", false, credentials, "00000000"},
     };
     for (const auto& row : table) {
         const auto trust = [&row](LdapEndpoint& endpoint) {
@@ -38,8 +37,7 @@ TEST(Tls, CertificatesAreCheckedUnlessToldOtherwise) {
         const auto code =
             hexCode(codeOf(services->openSearch("LDAP://" + server->endpoint.host + "/" + server->suffix,
                                                 row.credentials, adsSecureAuthentication | adsUseSsl)));
-        EXPECT_NE(std::find(row.codes.begin(), row.codes.end(), code), row.codes.end())
-            << row.what << ": " << code;
+        EXPECT_NE(row.codes.find(code), std::string::npos) << row.what << ": " << code;
     }
 }
 

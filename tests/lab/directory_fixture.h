@@ -51,11 +51,6 @@ class TestDirectory {
         EXPECT_TRUE(session->bind({}));
         return session;
     }
-    // The file as it would be written now; empty when it did not change.
-    std::string changedFile() {
-        const auto files = server->directory().takeChangedFiles();
-        return files.empty() ? std::string() : files.front().second;
-    }
 
     std::shared_ptr<FixedClock> clock =
         std::make_shared<FixedClock>(timeFromText("20260101000000.0Z").value());

@@ -13,7 +13,8 @@
 //                        gives the first one a name instead, and "inOrder" leaves them in the server's order
 // Instead of "is", "has" is one of several texts, and "like" a pattern that one of them fits.
 // "by" says who asks: a session of its own, from these credentials, "anonymous" or "unbound", or by an
-// endpoint as the program knows it. "control" is [OID, whether it is critical]. SIDs and GUIDs stand as text.
+// endpoint as the program knows it. "control" is [OID, whether it is critical], "value" its bytes in
+// hexadecimal. SIDs and GUIDs stand as text.
 #pragma once
 
 #include <fstream>
@@ -141,7 +142,8 @@ class LdapRows {
         std::vector<wsadmin::platform::LdapControl> given;
         if (row.contains("tree")) given.push_back({controls::treeDelete, {}, true});
         if (row.contains("deleted")) given.push_back({controls::showDeleted, {}, true});
-        if (row.contains("control")) given.push_back({row["control"][0], {}, row["control"][1]});
+        if (row.contains("control"))
+            given.push_back({row["control"][0], bytesOfHex(row.value("value", "")), row["control"][1]});
         return given;
     }
 
@@ -192,7 +194,7 @@ class LdapRows {
                                            row["find"],
                                            {ofEntry ? "1.1" : show},
                                            controlsOf(row),
-                                           0});
+                                           row.value("sizeLimit", 0)});
         if (!found) return codeText(found);
         if (show == "count") return found->entries.size();
         Texts texts;
