@@ -158,9 +158,8 @@ TEST(Domain, AStopEndsTheBuildUnderWayAndIsNoErrorOfIt) {
             forest.threads.waitForAll();
         };
         check();
-        const LogLine error{CORE::logError, L"The domain map could not be built: The service is stopping"};
-        EXPECT_FALSE(log.contains(error.level, error.text));
-        EXPECT_TRUE(building || log.lines().empty());
+        for (const LogLine& line : log.lines())
+            EXPECT_TRUE(building && line.text.find(L"could not be built") == line.text.npos) << line.text;
         forest.services->onOpenObject = [](const std::string&) { FAIL() << "contacted after the stop"; };
         const PropertyBag map = forest.domain->getDomainMap(false);
         EXPECT_NE(map.getError(), 0);
