@@ -23,12 +23,13 @@ constexpr char labSuffix[] = "DC=vdi,DC=talvex,DC=int";
 constexpr char labContent[] =
     "dn: CN=ForeignSecurityPrincipals,DC=vdi,DC=talvex,DC=int\n"
     "objectClass: container\n\n";
+
+}  // namespace
+
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
     return value ? value : "";
 }
-
-}  // namespace
 
 std::shared_ptr<LdapClient> openLab(const lab::DirectorySettings& settings, const std::string& content,
                                     const std::vector<lab::Account>& accounts, lab::Faults faults) {

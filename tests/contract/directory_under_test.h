@@ -31,6 +31,9 @@ std::shared_ptr<LdapClient> openLab(const lab::DirectorySettings& settings, cons
 DirectoryUnderTest openLabUnderTest(bool domain = false);
 std::optional<DirectoryUnderTest> openServerUnderTest();  // nothing without the variables
 
+// A variable of the process, empty where there is none.
+std::string environment(const char* name);
+
 // Every case works below an entry of its own, which goes again with everything below it.
 class DirectoryContract : public testing::TestWithParam<std::string> {
   protected:

@@ -1,7 +1,6 @@
 #include "contract/services_under_test.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "platform/portable/portable_directory.h"
 #if defined(_WIN32)
@@ -16,9 +15,8 @@ void ServicesContract::SetUp() {
     // The domain's name leads to the one server.
     client_ = std::make_shared<RedirectedClient>(directory_->client, [this](LdapEndpoint& endpoint) {
         if (endpoint.host == dnsDomainOf(suffix())) endpoint.host = directory_->endpoint.host;
-#if !defined(_WIN32)                                      // whose client trusts whom the machine trusts
-        const char* ca = std::getenv("WS_TEST_LDAP_CA");  // NOLINT(concurrency-mt-unsafe): it stays as it is
-        if (ca) endpoint.caFile = ca;
+#if !defined(_WIN32)  // whose client trusts whom the machine trusts
+        endpoint.caFile = environment("WS_TEST_LDAP_CA");
 #endif
     });
     services_ = makePortableDirectoryServices(client_, directory_->endpoint.host);

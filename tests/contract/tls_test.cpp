@@ -1,6 +1,4 @@
 // Directory services over TLS to a real server: whom the client trusts, and whom it does not.
-#include <cstdlib>
-
 #include "contract/services_under_test.h"
 #include "platform/portable/portable_directory.h"
 
@@ -10,14 +8,14 @@ namespace {
 #if !defined(_WIN32)  // whose client trusts whom the machine trusts
 TEST(Tls, CertificatesAreCheckedUnlessToldOtherwise) {
     const auto server = openServerUnderTest();
-    const char* ca =
-        std::getenv("WS_TEST_LDAP_CA");  // NOLINT(concurrency-mt-unsafe): nothing here changes it
-    if (!server || !ca) GTEST_SKIP() << "no server with a certificate is named";
+    const std::string ca = environment("WS_TEST_LDAP_CA");
+    if (!server || ca.empty()) GTEST_SKIP() << "no server with a certificate is named";
     const LdapCredentials right = server->credentials;
     const DirectoryCredentials credentials{right.user, right.password};
     const DirectoryCredentials wrong{right.user, CORE::secretstring("wrong")};
     const struct {
-        const char *what, *caFile;
+        const char* what;
+        std::string caFile;
         bool verify;
         const DirectoryCredentials& credentials;
         std::string codes;
@@ -43,7 +41,7 @@ TEST(Tls, CertificatesAreCheckedUnlessToldOtherwise) {
 
 TEST(Tls, APasswordWaitsForTlsWhereItIsRequired) {
     const auto server = openServerUnderTest();
-    const char* ca = std::getenv("WS_TEST_LDAP_CA");  // NOLINT(concurrency-mt-unsafe): as above
+    const std::string ca = environment("WS_TEST_LDAP_CA");
     if (!server) GTEST_SKIP() << "no server is named";
     struct Case {
         const char* what;
@@ -55,11 +53,11 @@ TEST(Tls, APasswordWaitsForTlsWhereItIsRequired) {
     const std::vector<Case> with = {
         {"not at all", StartTls::never, "", true, true},
         {"not to this machine", StartTls::leavingTheMachine, "", true, true},
-        {"its own certificate", StartTls::required, ca ? ca : "", true, true},
+        {"its own certificate", StartTls::required, ca, true, true},
         {"nobody trusts it", StartTls::required, "", true, false},
         {"any will do", StartTls::required, "", false, true},
     };
-    for (const auto& row : ca ? with : without) {
+    for (const auto& row : ca.empty() ? without : with) {
         LdapEndpoint endpoint = server->endpoint;
         endpoint.startTls = row.startTls;
         endpoint.caFile = row.caFile;
@@ -70,11 +68,12 @@ TEST(Tls, APasswordWaitsForTlsWhereItIsRequired) {
         credentials.method = LdapCredentials::Method::simple;
         const auto bound = (*session)->bind(credentials);
         EXPECT_EQ(bound.has_value(), row.bound) << row.what;
-        EXPECT_TRUE(bound || bound.error().text.starts_with(ca ? L"The TLS connection to " : L"The server "))
+        EXPECT_TRUE(bound ||
+                    bound.error().text.starts_with(ca.empty() ? L"The server " : L"The TLS connection to "))
             << CORE::toUtf8(bound.error().text);
         const auto found = (*session)->search(
             {.base = server->suffix, .scope = LdapScope::base, .filter = "(objectClass=*)"});
-        EXPECT_EQ(found && found->entries.size() == 1, row.bound || !ca) << row.what;
+        EXPECT_EQ(found && found->entries.size() == 1, row.bound || ca.empty()) << row.what;
     }
 }
 #endif
