@@ -14,8 +14,7 @@ namespace {
 
 using namespace wsadmin;
 using namespace wstest;
-using CORE::toUtf8;
-using CORE::toWide;
+using CORE::toUtf8, CORE::toWide;
 
 // Of an account with this control, time of expiry and hours of the week at which logging on is allowed,
 // counted from Sunday midnight. The clock stands at 10:30 UTC of 2024-01-07, a Sunday; local time is "offset"

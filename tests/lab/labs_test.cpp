@@ -20,8 +20,7 @@
 namespace wsadmin::platform::lab {
 namespace {
 
-using CORE::toUtf8;
-using CORE::toWide;
+using CORE::toUtf8, CORE::toWide;
 using wstest::Json;
 
 // An answer file: the usual answers with those of the block, null for none, or a text of its own.
