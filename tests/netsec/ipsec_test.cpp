@@ -1,23 +1,23 @@
-// The rules of a pairing: which command lines run, what ends the sequence, and what the monitor leaves alone.
+// The rules of a pairing: the keys in their command lines, and what a stop ends.
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <thread>
 
+#include "framework/core/log.h"
 #include "netsec/firewall_rules_manager.h"
 #include "netsec/ipsec_commands.h"
 #include "netsec/ipsec_operations.h"
-#include "netsec/ipsec_rules.h"
 #include "netsec/ipsec_rules_manager.h"
 #include "platform/lab/lab_platform.h"
 #include "platform/lab/network_policy.h"
-#include "support/counting_ports.h"
-#include "support/log_capture.h"
 #include "support/test_service.h"
 
 namespace wstest {
 
 namespace {
+
+using namespace wsadmin;
+using namespace wsadmin::platform;
 
 // An interpreter that asks the test what to do with a line.
 struct ScriptedCommands final : CommandInterpreter {
@@ -25,31 +25,6 @@ struct ScriptedCommands final : CommandInterpreter {
     explicit ScriptedCommands(Script answer) : script(std::move(answer)) {}
     Result<int> run(const CORE::secretstring& line, const CORE::coreevent*) override { return script(line); }
     Script script;
-};
-
-class IPsec : public testing::Test {
-  protected:
-    IPsec() {
-        machine->commands = std::make_shared<ScriptedCommands>([this](const CORE::secretstring& line) {
-            lines.emplace_back(line.view());
-            return answer();
-        });
-        machine->installation = {CORE::InstType::connectionServer, 10, true, false};
-    }
-    template <auto method>
-    std::wstring errorOf() {
-        lines.clear();
-        CORE::PropertyBag request;
-        request.set(L"remoteEndpointIP", L"10.1.2.3");
-        request.set(L"preSharedKey", L"first-key");
-        request.set(L"pfsSharedKey", L"second-key");
-        return ask<method>(service, request).getErrorText().str();
-    }
-
-    std::shared_ptr<Platform> machine = std::make_shared<Platform>();
-    TestService service{machine};
-    std::vector<std::string> lines;
-    std::function<Result<int>()> answer = [] { return 0; };  // to each line
 };
 
 // The sample lab with the rules of two pairings that its directory does not have.
@@ -72,66 +47,26 @@ CORE::refptr<IPsecRulesManager> monitorOf(const std::shared_ptr<Platform>& machi
 
 }  // namespace
 
-TEST_F(IPsec, MainModeHasTheFirstKeyAndQuickModeTheSecond) {
-    EXPECT_EQ(errorOf<&IPsecOperations::add>(), L"");
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_NE(lines[1].find(" auth1psk=\"first-key\" mmsecmethods"), std::string::npos);
-    EXPECT_NE(lines[2].find(" auth1psk=\"second-key\" qmpfs"), std::string::npos);
-}
-
-TEST_F(IPsec, AFailedStepEndsTheSequenceAndIsLoggedWithStatusAndError) {
-    const std::pair<Result<int>, std::wstring> failures[] = {{7, L"7, errno 0"},
-                                                             {fail(ENOENT, L"none"), L"-1, errno 2"}};
-    for (const auto& failure : failures)
-        for (const std::size_t step : {1, 2, 3}) {
-            answer = [&] { return lines.size() < step ? 0 : failure.first; };
-            const LogCapture log(CORE::logWarning);
-            EXPECT_EQ(errorOf<&IPsecOperations::add>(),
-                      L"Failed to add IPsec rules for endpoint \"10.1.2.3\"");
-            EXPECT_EQ(lines.size(), step);
-            EXPECT_EQ(
-                log.lines(),
-                (std::vector<LogLine>{{CORE::logWarning, L"IPsecRules: netsh command failed - exit status " +
-                                                             failure.second}}));
-            if (step > 2) continue;
-            EXPECT_EQ(errorOf<&IPsecOperations::remove>(),
-                      L"Failed to delete IPsec rules for endpoint \"10.1.2.3\"");
-            EXPECT_EQ(lines.size(), step);
-        }
-}
-
-TEST_F(IPsec, AStoppingServiceBeginsNoFurtherCommand) {
-    answer = [&] { return service.stop(), 0; };
-    EXPECT_NE(errorOf<&IPsecOperations::add>(), L"");
-    EXPECT_EQ(lines.size(), 1u);
-}
-
-// A peer that is missing from an answer would lose its rules.
-TEST(Monitor, DeletesNothingWhereTheRulesOrTheOwnNameAreNotKnownInFull) {
-    const struct {
-        const char* call;
-        LogLine line;
-    } rows[] = {
-        {"filtering open", {CORE::logWarning, L"FwpmEngineOpen failed. Return value: 5."}},
-        {"filtering contexts",
-         {CORE::logWarning, L"FwpmProviderContextCreateEnumHandle failed. Return value: 5."}},
-        {"filtering next contexts", {CORE::logWarning, L"FwpmProviderContextEnum failed: 5."}},
-        {"environment variable COMPUTERNAME",
-         {CORE::logError,
-          L"The environment variable COMPUTERNAME is not known, so this server's pairings are not"}},
-    };
-    for (const auto& row : rows) {
-        const auto machine = labWithVanishedPairings();
-        const auto calls = std::make_shared<PortCalls>();
-        machine->filtering = std::make_shared<CountingFiltering>(machine->filtering, calls);
-        machine->environment = std::make_shared<CountingEnvironment>(machine->environment, calls);
-        machine->commands = std::make_shared<CountingCommands>(machine->commands, calls);
-        calls->restart(PortFault{.call = row.call, .code = 5});
-        const LogCapture log(CORE::logInfo);
-        IPsecRules(*machine, CORE::coreevent(), "any").checkRules();
-        EXPECT_EQ(log.lines(), std::vector{row.line});
-        EXPECT_TRUE(calls->changed().empty()) << row.call;
-        EXPECT_EQ(calls->live, 0);
+TEST(IPsec, MainModeHasTheFirstKeyAndQuickModeTheSecondUnlessTheServiceStops) {
+    const auto machine = std::make_shared<Platform>();
+    machine->installation = {CORE::InstType::connectionServer, 10, true, false};
+    CORE::PropertyBag request;
+    request.set(L"remoteEndpointIP", L"10.1.2.3");
+    request.set(L"preSharedKey", L"first-key");
+    request.set(L"pfsSharedKey", L"second-key");
+    for (const bool stops : {false, true}) {
+        TestService service(machine);
+        std::vector<std::string> lines;
+        machine->commands = std::make_shared<ScriptedCommands>([&](const CORE::secretstring& line) {
+            lines.emplace_back(line.view());
+            if (stops) service.stop();
+            return 0;
+        });
+        EXPECT_EQ(ask<&IPsecOperations::add>(service, request).getError(), stops);
+        ASSERT_EQ(lines.size(), stops ? 1u : 3u);
+        if (stops) break;
+        EXPECT_NE(lines[1].find(" auth1psk=\"first-key\" mmsecmethods"), std::string::npos);
+        EXPECT_NE(lines[2].find(" auth1psk=\"second-key\" qmpfs"), std::string::npos);
     }
 }
 

@@ -2,6 +2,7 @@
 #include "support/rows.h"
 #include "netsec/firewall_rules_manager.h"
 #include "netsec/firewall_state.h"
+#include "netsec/inter_pod_rule.h"
 #include "netsec/ipsec_commands.h"
 #include "netsec/rule_names.h"
 #include "platform/lab/network_policy.h"
@@ -93,6 +94,13 @@ TEST(Rows, OfIPsecAndFirewall) {
          {"groupPolicy", groupPolicy},
          {"failedStep", failedStep},
          {"line", ranLine}});
+}
+
+TEST(InterPodRule, ThatNobodySwitchesIsLogged) {
+    const LogCapture log(CORE::logWarning);
+    switchInterPodRule(true);
+    EXPECT_EQ(log.lines(),
+              (std::vector<LogLine>{{CORE::logWarning, L"Unable to configure VIPA firewall: noWorker"}}));
 }
 
 }  // namespace wstest
