@@ -1,17 +1,19 @@
 // What cases cannot say of client accounts: who binds, what ends a wait, what two requests at once leave, and
-// which texts no log has.
+// which texts no log has; and over rows.jsonl the devices' identifiers and the passwords made for them.
 #include "clientauth/client_auth.h"
 
 #include <algorithm>
 #include <future>
 
 #include "clientauth/client_auth_config.h"
+#include "clientauth/client_identifier.h"
 #include "clientauth/generated_password.h"
 #include "framework/core/security.h"
 #include "identity/pod_lab.h"
 #include "platform/startup.h"
 #include "support/log_capture.h"
 #include "support/manual_clock.h"
+#include "support/rows.h"
 #include "support/scripted_ldap.h"
 
 namespace wsadmin {
@@ -19,19 +21,19 @@ namespace {
 
 using namespace wstest;
 
-constexpr char pod[] =
-    "dn: OU=Properties,DC=vdi,DC=talvex,DC=int\nobjectClass: organizationalUnit\n\n"
-    "dn: OU=Global,OU=Properties,DC=vdi,DC=talvex,DC=int\nobjectClass: organizationalUnit\n\n"
-    "dn: CN=Common,OU=Global,OU=Properties,DC=vdi,DC=talvex,DC=int\nobjectClass: zre-PropertyObject\n";
-constexpr char corp[] =
-    "dn: DC=corp,DC=example\nobjectClass: domainDNS\nobjectSid: S-1-5-21-1-2-3\n\n"
-    "dn: CN=Configuration,DC=corp,DC=example\nobjectClass: configuration\n\n"
-    "dn: CN=Partitions,CN=Configuration,DC=corp,DC=example\nobjectClass: crossRefContainer\n\n"
-    "dn: CN=CORP,CN=Partitions,CN=Configuration,DC=corp,DC=example\nobjectClass: crossRef\n"
-    "nCName: DC=corp,DC=example\nnETBIOSName: CORP\n\n"
-    "dn: CN=Users,DC=corp,DC=example\nobjectClass: container\n\n"
-    "dn: CN=svc,CN=Users,DC=corp,DC=example\nobjectClass: user\nsAMAccountName: svc\n"
-    "objectSid: S-1-5-21-1-2-3-1000\nunicodePwd: Right.Pass1\n";
+// Of an identifier and the configured prefixes.
+Json identifier(const Json& in) {
+    std::vector<std::wstring> prefixes = {std::wstring(customPrefix)};
+    for (std::size_t i = 1; i < in.size(); ++i) prefixes.push_back(CORE::toWide(in[i].get<std::string>()));
+    const auto kept = keptIdentifier(CORE::toWide(in[0].get<std::string>()), prefixes);
+    return kept ? Json(CORE::toUtf8(*kept)) : Json();
+}
+
+// Of a seed and so many characters of the alphabet.
+Json password(const Json& in) {
+    const auto made = generatePassword(in[0], passwordAlphabet.substr(0, in[1]));
+    return made ? Json(std::string(made->view())) : Json();
+}
 
 class ClientAuthTest : public testing::Test {
   protected:
@@ -66,7 +68,8 @@ class ClientAuthTest : public testing::Test {
     }
 
     TempFolder keys_;
-    PeopleLab lab_{{.pod = pod, .corp = corp}};
+    PeopleLab lab_{{.pod = fileText(WS_SOURCE_DIR "/tests/clientauth/lab/pod.ldif"),
+                    .corp = fileText(WS_SOURCE_DIR "/tests/clientauth/lab/corp.ldif")}};
     std::shared_ptr<ManualClock> clock_ = std::make_shared<ManualClock>();
 };
 
@@ -140,6 +143,11 @@ TEST_F(ClientAuthTest, OfTwoAddsAtOnceOneMakesTheAccount) {
             << CORE::toUtf8(refusal);
         ASSERT_EQ(config("remove"), L"");
     }
+}
+
+TEST(Rows, OfClientDevices) {
+    tryRows(WS_SOURCE_DIR "/tests/clientauth/rows.jsonl",
+            {{"identifier", identifier}, {"password", password}});
 }
 
 }  // namespace
