@@ -1,10 +1,12 @@
 // The machines of labs/federation in this process: three pods with two connection servers each, on one
-// network and clock.
+// network and clock; and what the tests of federations share.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -19,23 +21,57 @@
 
 namespace wstest {
 
+using namespace wsadmin;
+using namespace wsadmin::platform;
+
 inline std::string joined(const std::set<std::string>& words) {
     std::string text;
     for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
     return text;
 }
 
+inline std::unique_ptr<LdapSession> boundTo(const Platform& machine, const LdapEndpoint& endpoint = {}) {
+    auto session = machine.ldap->open(endpoint).value();
+    EXPECT_TRUE(session->bind({}));
+    return session;
+}
+// The first value of an entry's attribute; nothing when the entry is not there.
+inline std::optional<std::string> valueIn(LdapSession& session, const std::string& dn,
+                                          const std::string& attribute) {
+    const auto found = session.search({.base = dn, .scope = LdapScope::base, .filter = "(objectClass=*)"});
+    if (!found) return std::nullopt;
+    return std::string(found->entries.at(0).first(attribute));
+}
+
+// Time that passes at once, until the service stops.
+class StoppingClock final : public ManualClock {
+  public:
+    // `stop` is called when the wait of that number begins.
+    StoppingClock(std::function<void()> stop, int atWait) : stop_(std::move(stop)), left_(atWait) {}
+    bool wait(std::chrono::milliseconds time, const CORE::coreevent* stop) override {
+        if (--left_ == 0) {
+            stop_();
+            stoppedAt = now();
+        }
+        return ManualClock::wait(time, stop);
+    }
+    std::optional<std::chrono::system_clock::time_point> stoppedAt;
+
+  private:
+    std::function<void()> stop_;
+    int left_;
+};
+
 class FederationLab {
   public:
     using Pairs = std::map<std::wstring, std::wstring>;
 
     explicit FederationLab(const std::string& folder = WS_SOURCE_DIR "/labs/federation") {
-        auto opened = wsadmin::platform::lab::openLabMachines(folder);
+        auto opened = lab::openLabMachines(folder);
         if (!opened) throw std::runtime_error(CORE::toUtf8(opened.error().text));
         machines = std::move(*opened);
         for (auto& [name, machine] : machines)
-            machine->directoryServices =
-                wsadmin::platform::makePortableDirectoryServices(machine->ldap, "corp.example");
+            machine->directoryServices = makePortableDirectoryServices(machine->ldap, "corp.example");
     }
 
     CORE::PropertyBag run(const std::string& machine, std::string_view operation, const Pairs& pairs = {}) {
@@ -43,10 +79,10 @@ class FederationLab {
         return run(service, operation, pairs);
     }
     static CORE::PropertyBag run(TestService& service, std::string_view operation, const Pairs& pairs = {}) {
-        const wsadmin::Operation& known = *wsadmin::findOperation(L"qrvLdap" + CORE::toWide(operation));
+        const Operation& known = *findOperation(L"qrvLdap" + CORE::toWide(operation));
         CORE::PropertyBag request, response;
         for (const auto& [name, value] : pairs) request.set(name, std::wstring_view(value));
-        known.run(service, wsadmin::Request(request, known.request), response);
+        known.run(service, Request(request, known.request), response);
         return response;
     }
 
@@ -72,9 +108,8 @@ class FederationLab {
     // The entries of the layer as the server's instance has them, and the servers that it knows, without what
     // each instance counts for itself.
     std::set<std::string> contentOf(const std::string& machine) const {
-        auto session =
-            machines.at(machine)->ldap->open({.host = machine + ".corp.example", .port = 22389}).value();
-        EXPECT_TRUE(session->bind({}));
+        const auto session =
+            boundTo(*machines.at(machine), {.host = machine + ".corp.example", .port = 22389});
         std::set<std::string> lines;
         for (const std::string base :
              {"dc=vdiglobal,dc=talvex,dc=int",
@@ -92,12 +127,9 @@ class FederationLab {
     // "cn=common,ou=global".
     std::string stored(const std::string& machine, const std::string& entry,
                        const std::string& attribute) const {
-        const auto session = machines.at(machine)->ldap->open({}).value();
-        EXPECT_TRUE(session->bind({}));
-        const auto found = session->search({.base = entry + ",ou=qrv,ou=properties,dc=vdi,dc=talvex,dc=int",
-                                            .scope = wsadmin::platform::LdapScope::base,
-                                            .filter = "(objectClass=*)"});
-        return std::string(found.value().entries.at(0).first(attribute));
+        return valueIn(*boundTo(*machines.at(machine)),
+                       entry + ",ou=qrv,ou=properties,dc=vdi,dc=talvex,dc=int", attribute)
+            .value();
     }
     std::string ofServer(const std::string& machine, const std::string& attribute) const {
         return stored(machine, "cn=" + machine + ",ou=server", attribute);
@@ -118,7 +150,7 @@ class FederationLab {
                 {L"sourcepassword", security.Encrypt(password).str()}};
     }
 
-    std::map<std::string, std::shared_ptr<wsadmin::platform::Platform>> machines;  // by their NetBIOS names
+    std::map<std::string, std::shared_ptr<Platform>> machines;  // by their NetBIOS names
 };
 
 }  // namespace wstest

@@ -10,9 +10,6 @@ namespace wstest {
 
 namespace {
 
-using namespace wsadmin;
-using namespace wsadmin::platform;
-
 // The first program waits until the test lets it run. Where the processes of the machine are gone, none has
 // an exit code.
 struct GatedProcesses final : Processes {

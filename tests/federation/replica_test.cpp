@@ -4,7 +4,6 @@
 
 #include "federation/federation_lab.h"
 #include "federation/local_layer.h"
-#include "federation/stopping_clock.h"
 #include "platform/lab/lab_network.h"
 #include "support/log_capture.h"
 #include "support/process_memory.h"
@@ -14,7 +13,6 @@ namespace wstest {
 
 namespace {
 
-using namespace wsadmin::platform;
 using lab::Faults;
 
 constexpr char serversOfTheLayer[] =
@@ -90,9 +88,7 @@ class TwoPods {
 
   private:
     std::unique_ptr<LdapSession> source() const {
-        auto session = machine->ldap->open({.host = "vcs1.corp.example", .port = 22389}).value();
-        EXPECT_TRUE(session->bind({}));
-        return session;
+        return boundTo(*machine, {.host = "vcs1.corp.example", .port = 22389});
     }
 
     const std::string staleEntry = "CN=VCS3$TalvexHDQDSG," + std::string(serversOfTheLayer);

@@ -1,17 +1,15 @@
-// Over rows.jsonl: the texts of an installation, byte for byte, and the services of the layer.
+// Over rows.jsonl: the texts of an installation, byte for byte, and the services of the layer. Over
+// life.jsonl: the whole life of a federation, from nothing to nothing.
 #include "support/rows.h"
-#include "cases/recorded_ports.h"
+#include "federation/federation_lab.h"
 #include "federation/installation_texts.h"
 #include "federation/service_configuration.h"
 #include "platform/lab/services.h"
 #include "support/log_capture.h"
-#include "support/temp_folder.h"
 
 namespace wstest {
 
 namespace {
-
-using namespace wsadmin;
 
 constexpr char podGuid[] = "6f1c2d10-0000-4000-8000-000000000001";
 constexpr char newGuid[] = "7f1c2d10-0000-4000-8000-000000000001";
@@ -101,10 +99,40 @@ Json services(const Json& in) {
     return found;
 }
 
+// What is asked succeeds, and every server that has the layer has the same content.
+Json asked(FederationLab& lab, const Json& in) {
+    const std::string machine = in["at"], from = in.value("from", std::string());
+    auto keys = from.empty() ? FederationLab::Pairs() : FederationLab::from(CORE::toWide(from).c_str());
+    const Json given = in.value("keys", Json::object());
+    for (const auto& [name, value] : given.items())
+        keys[CORE::toWide(name)] = CORE::toWide(value.get<std::string>());
+    const std::string operation = in["do"];
+    EXPECT_EQ(lab.run(machine, operation, keys).getErrorText(), L"");
+    std::set<std::string> trees, first, difference;
+    std::string servers;
+    for (const auto& [name, unused] : lab.machines) {
+        const std::string tree = lab.tree(name);
+        if (tree == "-") continue;
+        trees.insert(tree);
+        servers += name.back();
+        const auto content = lab.contentOf(name);
+        if (first.empty()) first = content;
+        std::ranges::set_symmetric_difference(content, first, std::inserter(difference, difference.end()));
+    }
+    EXPECT_EQ(difference, std::set<std::string>());
+    return {trees.empty() ? "-" : joined(trees), servers, lab.flags(machine)};
+}
+
 }  // namespace
 
 TEST(Federation, TextsAndServices) {
     tryRows(WS_SOURCE_DIR "/tests/federation/rows.jsonl", {{"text", text}, {"services", services}});
+}
+
+TEST(FederationLife, FromNothingToNothing) {
+    FederationLab lab;
+    tryRows(WS_SOURCE_DIR "/tests/federation/life.jsonl",
+            {{"ask", [&lab](const Json& in) { return asked(lab, in); }}});
 }
 
 }  // namespace wstest
