@@ -30,20 +30,15 @@ class ClientAuth : public testing::Test {
     }
     // What the pod's entry says.
     std::string kept(const char* attribute) const {
+        const auto pod = openAs({}, {}).value();
         const auto found =
-            openAs(LdapEndpoint{}, {})
-                .value()
-                ->search({.base = entry, .scope = LdapScope::base, .filter = "(objectClass=*)"});
+            pod->search({.base = entry, .scope = LdapScope::base, .filter = "(objectClass=*)"});
         return std::string(found.value().entries.at(0).first(attribute));
     }
     // Decrypted: the tool and this program have one key.
     CORE::secretstring keptPassword() const {
         return CORE::secretstring(
             CORE::SecurityManager::System().Decrypt(CORE::toWide(kept("zre-WindowsPassword"))));
-    }
-    void expectStored(const Json& stored) const {
-        for (const std::string& problem : judgeStored(stored, server_.directories()))
-            ADD_FAILURE() << problem;
     }
     wsadmin::Result<std::unique_ptr<LdapSession>> openAs(const LdapEndpoint& endpoint,
                                                          const LdapCredentials& credentials) const {
@@ -76,31 +71,29 @@ TEST_F(ClientAuth, AClientLogsOnWithThePasswordThatTheDirectoryKeeps) {
     EXPECT_EQ(logOn(keptPassword()), ldapSuccess);
     EXPECT_EQ(logOn(generated), ldapInvalidCredentials);
     const std::string principal = kept("member");
-    expectStored({{{"dn", account}, {"in", "corp"}, {"userAccountControl", "544"}},
-                  {{"dn", principal}, {"objectClass", {"top", "foreignSecurityPrincipal"}}}});
+    server_.expectStored({{{"dn", account}, {"in", "corp"}, {"userAccountControl", "544"}},
+                          {{"dn", principal}, {"objectClass", {"top", "foreignSecurityPrincipal"}}}});
     EXPECT_EQ(config({"operation=remove"}), "Client authentication user was removed successfully.");
-    expectStored({{{"dn", account}, {"in", "corp"}, {"cn", nullptr}},
-                  {{"dn", entry}, {"cn", nullptr}},
-                  {{"dn", principal}, {"cn", nullptr}}});
+    server_.expectStored({{{"dn", account}, {"in", "corp"}, {"cn", nullptr}},
+                          {{"dn", entry}, {"cn", nullptr}},
+                          {{"dn", principal}, {"cn", nullptr}}});
 }
 
 TEST_F(ClientAuth, AnAdministrativeAccountWithoutRightsChangesNothing) {
     const std::string rights =
         " user in Active Directory due to insufficient rights.  Please make sure the administrator user "
-        "invoking "
-        "hdqadmin.exe is part of the 'Domain Admins', or 'Administrators' group; or has the necessary "
-        "permission "
-        "to ";
+        "invoking hdqadmin.exe is part of the 'Domain Admins', or 'Administrators' group; or has the "
+        "necessary permission to ";
     const wstest::TempFolder folder;
     const Outcome encrypted = run({WS_BIN_DIR "/hdqadmin", "--encrypt",
                                    "@" + folder.write("password", environment("WS_TEST_CORP_PASSWORD"))});
     ASSERT_EQ(encrypted.status, 0) << encrypted.errors;
-    const std::string configuration = folder.write(
-        "alice.toml", wstest::fileText(environment("WS_TEST_CONFIG")) +
-                          "[startup]\nClientAuthAdminDomain = \"CORP\"\nClientAuthAdminUser = \"alice\"\n"
-                          "ClientAuthAdminPassword = '" +
-                          encrypted.output.substr(0, encrypted.output.find('\n')) + "'\n");
-    const std::vector<std::string> asAlice = {"--config", configuration};
+    const std::string startup =
+        "[startup]\nClientAuthAdminDomain = \"CORP\"\nClientAuthAdminUser = \"alice\"\n"
+        "ClientAuthAdminPassword = '" +
+        encrypted.output.substr(0, encrypted.output.find('\n')) + "'\n";
+    const std::vector<std::string> asAlice = {
+        "--config", folder.write("alice.toml", wstest::fileText(environment("WS_TEST_CONFIG")) + startup)};
     EXPECT_EQ(config({"operation=add"}, asAlice),
               "Failed to create" + rights + "create Active Directory users.");
     EXPECT_EQ(config({"operation=add"}), "Client authentication user was added successfully.");
@@ -120,8 +113,8 @@ TEST_F(ClientAuth, AnAccountThatIsGoneIsRemovedByForceAlone) {
               "Failed to get SID for domain and username: corp.example\\custom-it");
     EXPECT_EQ(config({"operation=remove", "force=true"}),
               "Client authentication user was removed successfully.");
-    expectStored({{{"dn", entry}, {"cn", nullptr}},
-                  {{"dn", principal}, {"objectClass", {"top", "foreignSecurityPrincipal"}}}});
+    server_.expectStored({{{"dn", entry}, {"cn", nullptr}},
+                          {{"dn", principal}, {"objectClass", {"top", "foreignSecurityPrincipal"}}}});
 }
 
 }  // namespace

@@ -48,26 +48,18 @@ class Cleanup : public testing::TestWithParam<Build> {
         const Outcome left = run({WS_SOURCE_DIR "/tests/servers/leftovers"});
         EXPECT_EQ(left.status, 0) << left.errors;
     }
-    std::vector<std::string> options() const {
-        auto options = server_.options();
-        options.insert(options.end(), {"--log", "info"});
-        return options;
-    }
     // What the requests, asked of one process, log.
     std::string logOf(const std::vector<Request>& requests) const {
-        const auto answers = askAll(GetParam(), options(), requests);
+        auto options = server_.options();
+        options.insert(options.end(), {"--log", "info"});
+        const auto answers = askAll(GetParam(), options, requests);
         for (const Answer& answer : answers)
             EXPECT_EQ(answer.json.dump(), R"({"handled":true,"error":null,"result":[]})");
         std::string log = answers.front().errors;
         std::erase(log, '\r');
         return log;
     }
-    void expectStored(const Json& stored) const {
-        for (const std::string& problem : judgeStored(stored, server_.directories()))
-            ADD_FAILURE() << problem;
-    }
 
-  private:
     const ServerState server_;
 };
 
@@ -99,15 +91,15 @@ TEST_P(Cleanup, ReportsWithoutAChangeAndLeavesNoMarkerBehind) {
               "5 deleted entry references found.", "0 collision entries found."});
     EXPECT_NE(log.find(": Failed to remove attr in entry CN=kept," + servers), log.npos) << log;
     EXPECT_EQ(everything().find("CNF:"), std::string::npos);
-    expectStored({{{"dn", "CN=one," + servers}, {"zre-MemberDNOf", taken}},
-                  {{"dn", "CN=many," + servers}, {"zre-Servers", {taken, pm}}},
-                  {{"dn", "CN=both," + servers}, {"zre-Servers", taken}},
-                  {{"dn", taken}, {"memberOf", desktop}},
-                  {{"dn", "CN=follows," + servers}, {"zre-MemberDNOf", free}},
-                  {{"dn", "CN=follows-too," + servers}, {"zre-MemberDNOf", free}},
-                  {{"dn", "CN=lost-one," + servers}, {"zre-MemberDNOf", Json::array()}},
-                  {{"dn", "CN=lost-many," + servers}, {"zre-Servers", pm}},
-                  {{"dn", "CN=unused," + servers}, {"cn", nullptr}}});
+    server_.expectStored({{{"dn", "CN=one," + servers}, {"zre-MemberDNOf", taken}},
+                          {{"dn", "CN=many," + servers}, {"zre-Servers", {taken, pm}}},
+                          {{"dn", "CN=both," + servers}, {"zre-Servers", taken}},
+                          {{"dn", taken}, {"memberOf", desktop}},
+                          {{"dn", "CN=follows," + servers}, {"zre-MemberDNOf", free}},
+                          {{"dn", "CN=follows-too," + servers}, {"zre-MemberDNOf", free}},
+                          {{"dn", "CN=lost-one," + servers}, {"zre-MemberDNOf", Json::array()}},
+                          {{"dn", "CN=lost-many," + servers}, {"zre-Servers", pm}},
+                          {{"dn", "CN=unused," + servers}, {"cn", nullptr}}});
 }
 
 INSTANTIATE_TEST_SUITE_P(Builds, Cleanup, testing::Values(Build::native, Build::windows));

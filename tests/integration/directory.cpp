@@ -47,6 +47,10 @@ std::vector<std::string> ServerState::options() const {
     return {"--config", environment("WS_TEST_CONFIG")};
 }
 
+void ServerState::expectStored(const wstest::Json& stored) const {
+    for (const std::string& problem : judgeStored(stored, directories_)) ADD_FAILURE() << problem;
+}
+
 ServerState::Entries ServerState::read() const {
     Entries entries;
     const auto session = openPod(directories_);
@@ -56,8 +60,7 @@ ServerState::Entries ServerState::read() const {
         if (!found) throw std::runtime_error(CORE::toUtf8(found.error().text));
         for (LdapEntry& entry : found->entries) {
             std::erase_if(entry.attributes, [](const LdapAttribute& one) { return !isContent(one.name); });
-            const std::string dn = entry.dn;
-            entries.emplace(dn, std::move(entry));
+            entries.emplace(entry.dn, entry);
         }
     }
     return entries;

@@ -20,6 +20,7 @@ class ServerState {
     std::vector<std::string> options() const;  // the tool's, that choose this pod
     // The pod alone, reached as the tool's configuration file says.
     const wstest::Directories& directories() const noexcept { return directories_; }
+    void expectStored(const wstest::Json& stored) const;
 
   private:
     using Entries = std::map<std::string, wsadmin::platform::LdapEntry>;

@@ -114,13 +114,9 @@ class FirstPod : public testing::Test {
                    around);
     }
     // Of this server and of the pod.
-    std::pair<std::string, std::string> flags() const {
-        const auto flag = [session = openPod()](const std::string& dn) {
-            const auto found =
-                session->search({.base = dn, .scope = LdapScope::base, .filter = "(objectClass=*)"});
-            return std::string(found.value().entries.at(0).first("zre-QuorinEnabled"));
-        };
-        return {flag(flagEntry_), flag(podFlagEntry)};
+    void expectFlags(const std::string& flag) const {
+        pod_.expectStored({{{"dn", flagEntry_}, {"zre-QuorinEnabled", flag}},
+                           {{"dn", podFlagEntry}, {"zre-QuorinEnabled", flag}}});
     }
     void clearFlags() const {
         for (const std::string& dn : {flagEntry_, podFlagEntry})
@@ -133,14 +129,12 @@ class FirstPod : public testing::Test {
     std::string server_, flagEntry_, host_;
 };
 
-using Flags = std::pair<std::string, std::string>;
-
 const std::string administrator = R"(VDIGLOBAL\Administrator)", password = "Passw0rd.Test";
 
 TEST_F(FirstPod, IsInstalledAndReadByBothTools) {
     const Answer made = askWindows("qrvLdapInit");
     ASSERT_EQ(made.status, 0) << made.json << made.errors;
-    EXPECT_EQ(flags(), Flags("1", "1"));
+    expectFlags("1");
     const Answer windows = askWindows("qrvLdapInfo");
     EXPECT_EQ(windows.status, 0) << windows.errors;
     const std::string tree = windows.json["result"].dump();
@@ -171,18 +165,16 @@ TEST_F(FirstPod, AfterAProcessThatWasKilledTheNextRunIsRefused) {
         SCOPED_TRACE(program);
         // Waits until the program hangs, and kills the tool by its process id.
         auto command = surroundings(program);
-        for (const std::string& word :
-             {std::string("sh"), std::string("-c"),
-              std::string(
-                  "hangs=$1; shift; \"$@\" & while ! [ -e $hangs ] && kill -0 $!; do sleep 0.1; done; "
-                  "kill -KILL $!; wait $!"),
-              std::string("sh"), folder_.utf8("hangs"), std::string("wine"), windowsBin + "/hdqadmin.exe",
-              std::string("--config"), folder_.utf8("windows.toml"), std::string("qrvLdapInit")})
-            command.push_back(word);
+        const std::string kills =
+            "hangs=$1; shift; \"$@\" & while ! [ -e $hangs ] && kill -0 $!; do sleep 0.1; done; "
+            "kill -KILL $!; wait $!";
+        command.insert(command.end(),
+                       {"sh", "-c", kills, "sh", folder_.utf8("hangs"), "wine", windowsBin + "/hdqadmin.exe",
+                        "--config", folder_.utf8("windows.toml"), "qrvLdapInit"});
         const Outcome killed = run(command);
         EXPECT_EQ(killed.status, 137) << killed.output << killed.errors;
         EXPECT_TRUE(fs::remove(folder_.path() / "hangs"));
-        EXPECT_EQ(flags(), Flags("-1", "-1"));
+        expectFlags("-1");
         EXPECT_EQ(askWindows("qrvLdapInit").json["error"]["text"], refusal);
         clearFlags();
     }
@@ -223,7 +215,7 @@ TEST_F(FirstPod, AsksTheSourceOfAReplica) {
             const Answer answer = join(build, host_, account);
             EXPECT_NE(answer.json.dump().find(sentence), std::string::npos) << answer.json << answer.errors;
             EXPECT_EQ(source->remove(entry).has_value(), sentence == blocked);
-            EXPECT_EQ(flags(), Flags("0", "0"));
+            expectFlags("0");
         }
 }
 

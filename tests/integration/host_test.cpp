@@ -34,21 +34,15 @@ constexpr double slowdown = 10, leeway = 5;
 constexpr std::size_t keptOfFlood = 32, keptOfUnread = 256;
 const std::string sampleLab = std::string("lab = '") + WS_SOURCE_DIR + "/labs/sample'\n";
 
-std::vector<Request> mixed() {
-    const auto bag = [](std::initializer_list<std::pair<std::string, std::string>> pairs) {
-        Json list = Json::array();
-        for (const auto& [name, value] : pairs) list.push_back({name, value});
-        return list;
-    };
-    return {{"getMachineInfo", bag({{"desktopName", "sales"}})},
-            {"getEntitledDesktops", bag({{"SID", "S-1-5-21-2000-2000-2000-1103"}})},
-            {"usernameToSID", bag({{"username", "CORP\\alice"}})},
-            {"getAgentVersion", bag({{"ticket", "sample-agents-ticket"}, {"ipAddress", "10.0.1.11"}})},
-            {"setClusterName", bag({{"clustername", "North"}})},
-            {"getAppdataLocation", bag({})},
-            {"getMachineAgentInfo", bag({{"desktopName", "sales"}})},
-            {"isFirewallOn", bag({})}};
-}
+const std::vector<Request> mixed{
+    {"getMachineInfo", Json::array({{"desktopName", "sales"}})},
+    {"getEntitledDesktops", Json::array({{"SID", "S-1-5-21-2000-2000-2000-1103"}})},
+    {"usernameToSID", Json::array({{"username", "CORP\\alice"}})},
+    {"getAgentVersion", Json::array({{"ticket", "sample-agents-ticket"}, {"ipAddress", "10.0.1.11"}})},
+    {"setClusterName", Json::array({{"clustername", "North"}})},
+    {"getAppdataLocation", Json::array()},
+    {"getMachineAgentInfo", Json::array({{"desktopName", "sales"}})},
+    {"isFirewallOn", Json::array()}};
 
 // What each of the clients needed, sorted; all of them are answered alike. They have the tickets of the
 // options in turn.
@@ -59,7 +53,7 @@ std::vector<double> secondsOfClients(const std::vector<std::vector<std::string>>
     for (std::size_t i = 0; i < clientCount; ++i)
         threads.emplace_back([&, i] {
             const auto begin = Clock::now();
-            EXPECT_EQ(askBatch(Build::native, options[i % options.size()], mixed()).output, expected);
+            EXPECT_EQ(askBatch(Build::native, options[i % options.size()], mixed).output, expected);
             seconds[i] = std::chrono::duration<double>(Clock::now() - begin).count();
         });
     for (std::thread& thread : threads) thread.join();
@@ -69,7 +63,7 @@ std::vector<double> secondsOfClients(const std::vector<std::vector<std::string>>
 
 void tell(const char* what, const std::vector<double>& seconds) {
     const auto at = [&](std::size_t percent) { return seconds[(seconds.size() - 1) * percent / 100]; };
-    std::cout << what << ": " << seconds.size() << " clients of " << mixed().size()
+    std::cout << what << ": " << seconds.size() << " clients of " << mixed.size()
               << " requests, seconds: median " << at(50) << ", 90% " << at(90) << ", 99% " << at(99)
               << ", all " << seconds.back() << std::endl;
 }
@@ -106,11 +100,11 @@ class HostOfMany : public testing::Test {
     const std::vector<std::vector<std::string>> options_{host_.makeTicket("all"),
                                                          host_.makeTicket("all", "another")};
     const std::string expected_ =
-        askBatch(Build::native, {"--lab", WS_SOURCE_DIR "/labs/sample"}, mixed()).output;
+        askBatch(Build::native, {"--lab", WS_SOURCE_DIR "/labs/sample"}, mixed).output;
 };
 
 TEST_F(HostOfMany, AnswersAsInProcessAndHostileClientsHoldNobodyUp) {
-    static_cast<void>(askBatch(Build::native, options_.front(), mixed()));
+    static_cast<void>(askBatch(Build::native, options_.front(), mixed));
     host_.makeTicket("all", "deaf");
     const std::size_t files = openFiles();
     const auto alone = secondsOfClients(options_, expected_);
@@ -215,12 +209,10 @@ TEST(StoppingHost, EndsTheWaitOfARequestAndAnswersIt) {
 
 // The installer runs for a second and a half, and nothing ends it.
 TEST(StoppingHost, WaitsForAProgramAndNamesIt) {
-    const wstest::TempFolder folder;
-    std::filesystem::copy(WS_SOURCE_DIR "/labs/sample", folder.path() / "lab",
-                          std::filesystem::copy_options::recursive);
-    std::ofstream(folder.path() / "lab" / "machine.toml", std::ios::app)
-        << "\n[[program]]\nname = '*\\adaminstall.exe'\nduration = 1500\nexit-code = 1\n";
-    RunningHost host("lab = '" + folder.utf8("lab") + "'\n", {"--log", "verbose"});
+    const Json keys{{"lab", "labs/sample"},
+                    {"toml", "[[program]]\nname = '*\\adaminstall.exe'\nduration = 1500\nexit-code = 1\n"}};
+    const wstest::LabFolder lab({"", 0, keys, {}}, WS_SOURCE_DIR);
+    RunningHost host("lab = '" + lab.path().string() + "'\n", {"--log", "verbose"});
     host.makeTicket("all");
     wstest::RawPeer peer = peerOf(host);
     ASSERT_TRUE(peer.finishHandshake());
