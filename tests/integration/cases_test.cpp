@@ -9,7 +9,6 @@
 #include "cases/runner/lab_folder.h"
 #include "integration/directory.h"
 #include "integration/running_host.h"
-#include "integration/tool.h"
 
 namespace integration {
 namespace {
@@ -21,7 +20,7 @@ using wstest::Problems;
 // Where a block's cases are asked, and what stands there afterwards.
 struct Place {
     std::string name;
-    std::vector<std::string> options;
+    Words options;
     std::function<wstest::Directories()> directories;
 };
 

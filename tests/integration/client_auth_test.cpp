@@ -3,13 +3,9 @@
 
 #include "framework/core/security.h"
 #include "integration/directory.h"
-#include "integration/tool.h"
-#include "support/temp_folder.h"
 
 namespace integration {
 namespace {
-
-using namespace wsadmin::platform;
 
 constexpr char account[] = "CN=custom-it,CN=Users,DC=corp,DC=example";
 constexpr char entry[] = "CN=custom-it,OU=Properties,DC=vdi,DC=talvex,DC=int";
@@ -19,7 +15,7 @@ class ClientAuth : public testing::Test {
     ~ClientAuth() override { static_cast<void>(administrator_->remove(account, {})); }
 
     // The sentence of the answer, with the tool's configuration or one of the test's own.
-    std::string config(std::vector<std::string> keys, std::vector<std::string> options = {}) const {
+    std::string config(Words keys, Words options = {}) const {
         if (options.empty()) options = server_.options();
         options.insert(options.end(), {"clientAuthConfig", "clientid=custom-it", "domain=corp.example"});
         options.insert(options.end(), keys.begin(), keys.end());
@@ -30,9 +26,8 @@ class ClientAuth : public testing::Test {
     }
     // What the pod's entry says.
     std::string kept(const char* attribute) const {
-        const auto pod = openAs({}, {}).value();
         const auto found =
-            pod->search({.base = entry, .scope = LdapScope::base, .filter = "(objectClass=*)"});
+            server_.open()->search({.base = entry, .scope = LdapScope::base, .filter = "(objectClass=*)"});
         return std::string(found.value().entries.at(0).first(attribute));
     }
     // Decrypted: the tool and this program have one key.
@@ -40,22 +35,21 @@ class ClientAuth : public testing::Test {
         return CORE::secretstring(
             CORE::SecurityManager::System().Decrypt(CORE::toWide(kept("zre-WindowsPassword"))));
     }
-    wsadmin::Result<std::unique_ptr<LdapSession>> openAs(const LdapEndpoint& endpoint,
-                                                         const LdapCredentials& credentials) const {
-        auto session = server_.directories().client->open(endpoint);
+    // Of the domain.
+    wsadmin::Result<std::unique_ptr<LdapSession>> openAs(const LdapCredentials& credentials) const {
+        auto session = server_.directories().client->open({.host = "corp.example"});
         if (!session) return session;
         if (auto bound = (*session)->bind(credentials); !bound) return wsadmin::fail(bound.error());
         return session;
     }
     // The code of a logon to the domain as the client.
     int logOn(const CORE::secretstring& password) const {
-        const auto session = openAs(domain_, {.user = "CORP\\custom-it", .domain = {}, .password = password});
+        const auto session = openAs({.user = "CORP\\custom-it", .domain = {}, .password = password});
         return session ? ldapSuccess : session.error().code;
     }
 
-    const LdapEndpoint domain_{.host = "corp.example"};
     const ServerState server_;
-    const std::unique_ptr<LdapSession> administrator_ = openAs(domain_, {}).value();
+    const std::unique_ptr<LdapSession> administrator_ = openAs({}).value();
 };
 
 TEST_F(ClientAuth, AClientLogsOnWithThePasswordThatTheDirectoryKeeps) {
@@ -92,7 +86,7 @@ TEST_F(ClientAuth, AnAdministrativeAccountWithoutRightsChangesNothing) {
         "[startup]\nClientAuthAdminDomain = \"CORP\"\nClientAuthAdminUser = \"alice\"\n"
         "ClientAuthAdminPassword = '" +
         encrypted.output.substr(0, encrypted.output.find('\n')) + "'\n";
-    const std::vector<std::string> asAlice = {
+    const Words asAlice = {
         "--config", folder.write("alice.toml", wstest::fileText(environment("WS_TEST_CONFIG")) + startup)};
     EXPECT_EQ(config({"operation=add"}, asAlice),
               "Failed to create" + rights + "create Active Directory users.");

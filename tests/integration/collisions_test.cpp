@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "integration/directory.h"
-#include "integration/tool.h"
 
 namespace integration {
 namespace {

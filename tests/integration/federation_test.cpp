@@ -3,20 +3,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-
 #include "integration/directory.h"
-#include "integration/tool.h"
-#include "support/temp_folder.h"
 
 namespace integration {
 namespace {
 
 namespace fs = std::filesystem;
-using wsadmin::platform::LdapEntry;
-using wsadmin::platform::LdapModify;
-using wsadmin::platform::LdapScope;
 
 const std::string windowsBin = WS_SOURCE_DIR "/build/windows/bin";
 const std::string podFlagEntry = "CN=Common,OU=Global,OU=QRV,OU=Properties,DC=vdi,DC=talvex,DC=int";
@@ -30,7 +22,7 @@ fs::path database() {
 }
 
 // What a program of Wine's answers.
-std::string answerOf(std::vector<std::string> command) {
+std::string answerOf(Words command) {
     command.insert(command.begin(), "wine");
     const Outcome outcome = run(command);
     EXPECT_EQ(outcome.status, 0) << testing::PrintToString(command) << outcome.errors;
@@ -63,7 +55,7 @@ class FirstPod : public testing::Test {
         const std::string name = answerOf({"cmd", "/c", "echo %COMPUTERNAME%"});
         server_ = name.substr(0, name.find_first_of("\r\n"));
         flagEntry_ = "CN=" + server_ + ",OU=Server,OU=QRV,OU=Properties,DC=vdi,DC=talvex,DC=int";
-        const auto session = openPod();
+        const auto session = pod_.open();
         EXPECT_TRUE(session->add({flagEntry_,
                                   {{"objectClass", {"zre-HDQProperties"}},
                                    {"zre-SIDString", {serverSid}},
@@ -84,13 +76,8 @@ class FirstPod : public testing::Test {
     }
     ~FirstPod() override { fs::remove(database()); }
 
-    std::unique_ptr<wsadmin::platform::LdapSession> openPod() const {
-        auto session = pod_.directories().client->open({}).value();
-        EXPECT_TRUE(session->bind({}));
-        return session;
-    }
     // `hanging` is the program that stops in its middle.
-    std::vector<std::string> surroundings(const std::string& hanging = {}) const {
+    Words surroundings(const std::string& hanging = {}) const {
         return {"env", "WINEPATH=Z:" + windowsBin,
                 "WS_TEST_LAYER_SERVER=" + layerServer + " " + host_ + " $1 " + folder_.path().string() + " " +
                     std::to_string(getpid()),
@@ -103,8 +90,7 @@ class FirstPod : public testing::Test {
         std::string user, password;
     };
     // The source is on this machine, so that the password needs no TLS. Its name is the last argument.
-    Answer join(Build build, const std::string& source, const Account& account,
-                std::vector<std::string> around = {}) const {
+    Answer join(Build build, const std::string& source, const Account& account, Words around = {}) const {
         const bool native = build == Build::native;
         for (const std::string& word : surroundings()) around.push_back(word);
         return ask(build,
@@ -120,7 +106,7 @@ class FirstPod : public testing::Test {
     }
     void clearFlags() const {
         for (const std::string& dn : {flagEntry_, podFlagEntry})
-            EXPECT_TRUE(openPod()->modify(dn, {{LdapModify::replace, "zre-QuorinEnabled", {"0"}}}, {}));
+            EXPECT_TRUE(pod_.open()->modify(dn, {{LdapModify::replace, "zre-QuorinEnabled", {"0"}}}, {}));
     }
 
     static inline const std::string layerServer = WS_SOURCE_DIR "/tests/servers/layer-server";
@@ -220,9 +206,8 @@ TEST_F(FirstPod, AsksTheSourceOfAReplica) {
 }
 
 TEST_F(FirstPod, TakesNoReplicaOfASourceWithAnotherTime) {
-    const std::vector<std::string> around = {
-        WS_SOURCE_DIR "/tests/servers/with-slapd", "--clock", "20000101000000Z", "sh", "-c",
-        R"(exec "$@"$WS_TEST_LDAP_HOST)",          "sh"};
+    const Words around = {WS_SOURCE_DIR "/tests/servers/with-slapd", "--clock", "20000101000000Z", "sh", "-c",
+                          R"(exec "$@"$WS_TEST_LDAP_HOST)",          "sh"};
     for (const Build build : {Build::native, Build::windows}) {
         const Answer answer = join(build, "", {"cn=admin,DC=vdi,DC=talvex,DC=int", password}, around);
         EXPECT_NE(answer.json.dump().find("QRV_OP_NO_TIME_SYNC"), std::string::npos)

@@ -46,8 +46,7 @@ const std::vector<Request> mixed{
 
 // What each of the clients needed, sorted; all of them are answered alike. They have the tickets of the
 // options in turn.
-std::vector<double> secondsOfClients(const std::vector<std::vector<std::string>>& options,
-                                     const std::string& expected) {
+std::vector<double> secondsOfClients(const std::vector<Words>& options, const std::string& expected) {
     std::vector<double> seconds(clientCount);
     std::vector<std::thread> threads;
     for (std::size_t i = 0; i < clientCount; ++i)
@@ -97,8 +96,7 @@ class HostOfMany : public testing::Test {
     }
 
     RunningHost host_{sampleLab};
-    const std::vector<std::vector<std::string>> options_{host_.makeTicket("all"),
-                                                         host_.makeTicket("all", "another")};
+    const std::vector<Words> options_{host_.makeTicket("all"), host_.makeTicket("all", "another")};
     const std::string expected_ =
         askBatch(Build::native, {"--lab", WS_SOURCE_DIR "/labs/sample"}, mixed).output;
 };
@@ -161,7 +159,7 @@ TEST_F(HostOfMany, AnswersAsInProcessAndHostileClientsHoldNobodyUp) {
 
 TEST_F(HostOfMany, TicketsAreCommands) {
     const std::string id =
-        host_.command({"make", "--rights", "read", "--label", "a reader", host_.ticketFile("r")});
+        host_.ticket({"make", "--rights", "read", "--label", "a reader", host_.ticketFile("r")});
     const auto asked = [&](const std::string& operation, const std::string& key,
                            const std::string& ticket = "r") {
         return ask(Build::native,
@@ -170,7 +168,7 @@ TEST_F(HostOfMany, TicketsAreCommands) {
     host_.makeTicket("agent", "a");
     EXPECT_EQ(asked("getMachineInfo", "desktopName=sales", "a").json["error"]["text"],
               "Worker ws_admin takes no messages of remote machines");
-    EXPECT_NE(host_.command({"list"}).find("a reader"), std::string::npos);
+    EXPECT_NE(host_.ticket({"list"}).find("a reader"), std::string::npos);
     EXPECT_EQ(asked("getMachineInfo", "desktopName=sales").status, 0);
     const Answer refused = asked("setClusterName", "clustername=South");
     EXPECT_EQ(refused.status, 1);
@@ -178,7 +176,7 @@ TEST_F(HostOfMany, TicketsAreCommands) {
     const Outcome sealed = run({WS_BIN_DIR "/hdqadmin", "--encrypt", "x", "--connect", host_.address(),
                                 "--ticket", host_.ticketFile("r")});
     EXPECT_TRUE(sealed.output.starts_with("{1}")) << sealed.errors;
-    host_.command({"revoke", id.substr(0, id.find('\n'))});
+    host_.ticket({"revoke", id.substr(0, id.find('\n'))});
     EXPECT_EQ(asked("getMachineInfo", "desktopName=sales").status, 3);
     EXPECT_EQ(host_.stop(), 0);
 }
@@ -239,7 +237,7 @@ TEST(HostOfAPod, ReadsWhatTheToolEncrypts) {
                       password = folder.write("password", "Passw0rd.Fix");
     EXPECT_EQ(ask(Build::native, {"--lab", lab, "--machine", "VCS1", "--save", "qrvLdapInit"}).status, 0);
     RunningHost host("lab = '" + lab + "'\nmachine = 'VCS3'\n");
-    std::vector<std::string> join = host.makeTicket("all");
+    Words join = host.makeTicket("all");
     join.insert(join.end(), {"qrvLdapJoin", "servername=vcs1.corp.example", "sourceusername=CORP\\admin",
                              "sourcepassword=@" + password});
     const Answer joined = ask(Build::native, join, {"env", "XDG_STATE_HOME=" + folder.utf8("state")});
@@ -259,7 +257,7 @@ TEST_P(AgentHost, AnswersTheToolInAProcessOfItsOwn) {
                       {"--agent"}, GetParam());
     agent.makeTicket("agent");
     const std::string config = folder.write("tool.toml", "[startup]\nInitiateDomainChecks = false\n");
-    const auto asked = [&](std::vector<std::string> request) {
+    const auto asked = [&](Words request) {
         request.insert(request.begin(), {"--config", config});
         request.insert(request.end(),
                        {"ticket=@" + agent.ticketFile("ticket"), "ipAddress=" + agent.address()});

@@ -4,15 +4,13 @@
 #include <regex>
 
 #include "integration/directory.h"
-#include "integration/tool.h"
-#include "support/temp_folder.h"
 
 namespace integration {
 namespace {
 
 // Everything that the tool itself tells, and a request that says what the machine is.
 TEST(SampleLab, GivesBothBuildsTheSameAnswers) {
-    const std::vector<std::vector<std::string>> questions = {
+    const std::vector<Words> questions = {
         {"--list"},
         {"getAppdataLocation"},
         {"--unchecked", "noSuchOperation"},
