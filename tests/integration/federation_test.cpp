@@ -12,7 +12,8 @@ namespace fs = std::filesystem;
 
 const std::string windowsBin = WS_SOURCE_DIR "/build/windows/bin";
 const std::string podFlagEntry = "CN=Common,OU=Global,OU=QRV,OU=Properties,DC=vdi,DC=talvex,DC=int";
-const std::string layerUser = "Administrator@VDIGLOBAL.TALVEX.INT", serverSid = "S-1-5-21-1-2-3-1104";
+const std::string layerUser = "Administrator@VDIGLOBAL.TALVEX.INT", password = "Passw0rd.Test",
+                  serverSid = "S-1-5-21-1-2-3-1104";
 
 fs::path drive() {
     return fs::path(environment("WINEPREFIX")) / "drive_c";
@@ -65,10 +66,9 @@ class FirstPod : public testing::Test {
         // The addresses 127.77.1.* belong to whoever holds their neighbours.
         host_ = environment("WS_TEST_LDAP_HOST").replace(0, 9, "127.77.1.");
         const std::string servers = "administrator = true\n" +
-                                    wstest::fileText(environment("WS_TEST_CONFIG")) +
-                                    "\n[global]\nhost = \"" + host_ +
-                                    "\"\nmethod = \"simple\"\nuser = "
-                                    "\"Administrator@VDIGLOBAL.TALVEX.INT\"\npassword = \"Passw0rd.Test\"\n";
+                                    wstest::fileText(environment("WS_TEST_CONFIG")) + "\n[global]\nhost = '" +
+                                    host_ + "'\nmethod = 'simple'\nuser = '" + layerUser + "'\npassword = '" +
+                                    password + "'\n";
         folder_.write("windows.toml", servers);
         folder_.write("native.toml", "data-folder = \"" + (drive() / "ProgramData").string() + "\"\n" +
                                          servers + "[environment]\nWINDIR = \"" +
@@ -86,17 +86,15 @@ class FirstPod : public testing::Test {
     Answer askWindows(const std::string& operation) const {
         return ask(Build::windows, {"--config", folder_.utf8("windows.toml"), operation}, surroundings());
     }
-    struct Account {
-        std::string user, password;
-    };
     // The source is on this machine, so that the password needs no TLS. Its name is the last argument.
-    Answer join(Build build, const std::string& source, const Account& account, Words around = {}) const {
+    Answer join(Build build, const std::string& source, const std::string& user, const std::string& key,
+                Words around = {}) const {
         const bool native = build == Build::native;
         for (const std::string& word : surroundings()) around.push_back(word);
         return ask(build,
                    {"--config", folder_.utf8(native ? "native.toml" : "windows.toml"), "qrvLdapJoin",
-                    "sourceusername=" + account.user,
-                    "sourcepassword=@" + folder_.write("password", account.password), "servername=" + source},
+                    "sourceusername=" + user, "sourcepassword=@" + folder_.write("password", key),
+                    "servername=" + source},
                    around);
     }
     // Of this server and of the pod.
@@ -115,8 +113,6 @@ class FirstPod : public testing::Test {
     std::string server_, flagEntry_, host_;
 };
 
-const std::string administrator = R"(VDIGLOBAL\Administrator)", password = "Passw0rd.Test";
-
 TEST_F(FirstPod, IsInstalledAndReadByBothTools) {
     const Answer made = askWindows("qrvLdapInit");
     ASSERT_EQ(made.status, 0) << made.json << made.errors;
@@ -131,9 +127,9 @@ TEST_F(FirstPod, IsInstalledAndReadByBothTools) {
     EXPECT_EQ(native.json, windows.json) << native.errors;
     EXPECT_EQ(askWindows("qrvLdapInit").json["error"]["text"], "Global LDAP layer already exists");
     EXPECT_EQ(askWindows("qrvLdapCheckEnablement").status, 0);
-    const Outcome role = run({"ldapsearch", "-LLL", "-x", "-H", "ldap://" + host_ + ":22389", "-D", layerUser,
-                              "-w", "Passw0rd.Test", "-b",
-                              "CN=Administrators,CN=Roles,CN=Configuration,DC=vdiglobal,DC=talvex,DC=int"});
+    const Outcome role =
+        run({"ldapsearch", "-LLL", "-x", "-H", "ldap://" + host_ + ":22389", "-D", layerUser, "-w", password,
+             "-b", "CN=Administrators,CN=Roles,CN=Configuration,DC=vdiglobal,DC=talvex,DC=int"});
     EXPECT_NE(role.output.find("member: CN=" + serverSid + ","), std::string::npos)
         << role.output << role.errors;
     for (const auto& [service, value, text] : {std::tuple{"ADAM_TalvexHDQDSG", "Description", "The pod"},
@@ -182,23 +178,22 @@ TEST_F(FirstPod, AsksTheSourceOfAReplica) {
     // No resolver knows the name that it has.
     EXPECT_TRUE(source->modify("CN=VGL1," + servers, {{LdapModify::replace, "dNSHostName", {host_}}}));
     const auto self = CORE::wstr::getComputerNameEx(CORE::ComputerNameFormat::dnsFullyQualified);
-    const std::string
-        refused = "Invalid username or password.",
-        installs = "Global LDAP instance create command failed",
-        blocked =
-            "an existing replication entry is present with the same name, which must be manually removed";
+    const std::string administrator = R"(VDIGLOBAL\Administrator)", refused = "Invalid username or password.",
+                      installs = "Global LDAP instance create command failed",
+                      blocked =
+                          "an existing replication entry is present with the same name, which must be "
+                          "manually removed";
     for (const Build build : {Build::native, Build::windows})
-        for (const auto& [account, registeredFor, sentence] :
-             {std::tuple{Account{administrator, "wrong"}, std::string(), refused},
-              {{R"(VDIGLOBAL\nobody)", password}, "", refused},
-              {{administrator, password}, "", installs},
-              {{administrator, password}, "other.example", blocked},
-              {{administrator, password}, CORE::toUtf8(self), installs}}) {
-            SCOPED_TRACE(testing::PrintToString(build) + " " + account.user + " " + account.password + " " +
-                         registeredFor);
+        for (const auto& [user, key, registeredFor, sentence] :
+             {std::tuple{administrator, std::string("wrong"), std::string(), refused},
+              {R"(VDIGLOBAL\nobody)", password, "", refused},
+              {administrator, password, "", installs},
+              {administrator, password, "other.example", blocked},
+              {administrator, password, CORE::toUtf8(self), installs}}) {
+            SCOPED_TRACE(testing::PrintToString(build) + " " + user + " " + key + " " + registeredFor);
             const LdapEntry other{entry, {{"objectClass", {"server"}}, {"dNSHostName", {registeredFor}}}};
             EXPECT_TRUE(registeredFor.empty() || source->add(other));
-            const Answer answer = join(build, host_, account);
+            const Answer answer = join(build, host_, user, key);
             EXPECT_NE(answer.json.dump().find(sentence), std::string::npos) << answer.json << answer.errors;
             EXPECT_EQ(source->remove(entry).has_value(), sentence == blocked);
             expectFlags("0");
@@ -209,7 +204,7 @@ TEST_F(FirstPod, TakesNoReplicaOfASourceWithAnotherTime) {
     const Words around = {WS_SOURCE_DIR "/tests/servers/with-slapd", "--clock", "20000101000000Z", "sh", "-c",
                           R"(exec "$@"$WS_TEST_LDAP_HOST)",          "sh"};
     for (const Build build : {Build::native, Build::windows}) {
-        const Answer answer = join(build, "", {"cn=admin,DC=vdi,DC=talvex,DC=int", password}, around);
+        const Answer answer = join(build, "", "cn=admin,DC=vdi,DC=talvex,DC=int", password, around);
         EXPECT_NE(answer.json.dump().find("QRV_OP_NO_TIME_SYNC"), std::string::npos)
             << answer.json << answer.errors;
     }

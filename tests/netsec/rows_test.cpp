@@ -6,14 +6,15 @@
 #include "netsec/ipsec_commands.h"
 #include "netsec/rule_names.h"
 #include "platform/lab/network_policy.h"
-#include "platform/portable/memory_registry.h"
-#include "support/counting_ports.h"
 #include "support/log_capture.h"
 #include "support/test_service.h"
 
 namespace wstest {
 
 namespace {
+
+using namespace wsadmin;
+using namespace wsadmin::platform;
 
 Json commandsOf(const Json& in) {
     const ipsec::Pairing pairing{in.at("endpoint"), in.at("listener")};
@@ -40,37 +41,6 @@ Json groupPolicy(const Json& in) {
     return {number, orNull(firewall::onByGroupPolicy(number))};
 }
 
-Json failedStep(const Json& in) {
-    using Question = CORE::PropertyBag (*)(ServiceContext&, const CORE::PropertyBag&);
-    static const std::map<std::string, Question> questions{
-        {"isOn", ask<&FirewallRulesManager::isFirewallOn>},
-        {"isEnabled", ask<&FirewallRulesManager::isFirewallRuleEnabled>},
-        {"enable", ask<&FirewallRulesManager::enableFirewallRule>}};
-    constexpr int denied = static_cast<int>(0x80070005U);
-    const std::string call = in[1];
-    const auto calls = std::make_shared<PortCalls>();
-    const auto policy =
-        std::make_shared<lab::LabPolicy>(lab::NetworkPolicy{.firewallRules = {{.name = "r"}, {.name = "r"}}});
-    const auto machine = std::make_shared<Platform>();
-    machine->registry = std::make_shared<MemoryRegistry>();
-    if (!call.empty())
-        machine->firewall = std::make_shared<CountingFirewall>(lab::makeLabFirewall(policy), calls);
-    TestService service(machine);
-    CORE::PropertyBag request;
-    request.set(L"RULE", L"r");
-    request.setBool(L"MAYNOTEXIST", true);  // for which no failure is taken
-    calls->restart(PortFault{.call = call, .occurrence = in[2], .code = denied});
-    const LogCapture log(CORE::logWarning);
-    const auto answer = questions.at(in[0])(service, request);
-    EXPECT_FALSE(answer.getBool(L"ENABLED"));
-    EXPECT_EQ(calls->faultHappened(), !call.empty());
-    EXPECT_EQ(calls->live, 0);
-    Json told{CORE::toUtf8(answer.getErrorText())};
-    for (const auto& [level, text] : log.lines())
-        told.push_back(CORE::toUtf8(CORE::logLevelName(level)) + " " + CORE::toUtf8(text));
-    return told;
-}
-
 // What the line answers, and how many rules there are then: firewall, main mode, quick mode.
 Json ranLine(const Json& in) {
     lab::LabPolicy policy({.firewallRules = {{.name = "a"}, {.name = "A"}, {.name = "b"}},
@@ -92,8 +62,17 @@ TEST(Rows, OfIPsecAndFirewall) {
          {"isAction", [](const Json& in) { return ipsec::isRuleAction(in.get<std::string>()); }},
          {"address", addressOf},
          {"groupPolicy", groupPolicy},
-         {"failedStep", failedStep},
          {"line", ranLine}});
+}
+
+TEST(Firewall, ThatIsNotThereIsTold) {
+    TestService service(std::make_shared<Platform>());
+    const LogCapture log(CORE::logWarning);
+    EXPECT_EQ(ask<&FirewallRulesManager::isFirewallOn>(service).getErrorText(),
+              L"Failed to query firewall status");
+    EXPECT_EQ(log.lines(), (std::vector<LogLine>{
+                               {CORE::logError, L"CoCreateInstance failed. Return value: 0x80004001."},
+                               {CORE::logError, L"Unable to check firewall state, could not initialize"}}));
 }
 
 TEST(InterPodRule, ThatNobodySwitchesIsLogged) {
