@@ -1,5 +1,5 @@
-// Access lists of what the system writes. Wine keeps of a list what a mode can say (the owner, the group and
-// everybody) and no other owner than the process's account.
+// Access lists of what the system writes, the registry and the machine's names. Wine keeps of a list what a
+// mode can say (the owner, the group and everybody) and no other owner than the process's account.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -7,17 +7,17 @@
 #include <aclapi.h>
 #include <sddl.h>
 
-#include <array>
-
 #include "framework/core/coreexception.h"
 #include "framework/core/saved_file.h"
 #include "framework/core/security.h"
 #include "platform/windows/handles.h"
 #include "platform/windows/windows_machine.h"
+#include "platform/windows/windows_platform.h"
 #include "support/temp_folder.h"
 
 namespace {
 
+using wsadmin::platform::Folder;
 using namespace wsadmin::platform::windows;
 using wstest::TempFolder;
 
@@ -83,22 +83,11 @@ TEST(KeyFile, AndItsFolderAreForTheirOwnerAloneOrNotUsed) {
     security.setKeyFile(L"");
 }
 
-std::wstring ownSid() {
-    HANDLE opened = nullptr;
-    EXPECT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened));
-    const UniqueHandle token(opened);
-    alignas(TOKEN_USER) std::array<unsigned char, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user{};
-    DWORD size = 0;
-    EXPECT_TRUE(GetTokenInformation(opened, TokenUser, user.data(), static_cast<DWORD>(user.size()), &size));
-    wchar_t* text = nullptr;
-    EXPECT_TRUE(ConvertSidToStringSidW(reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid, &text));
-    const UniqueLocal<wchar_t> held(text);
-    return text;
-}
-
 TEST(SavedFile, KeepsTheAccessList) {
     const TempFolder folder;
-    const std::wstring file = CORE::toWide(folder.write("a", "old")), own = L"D:P(A;;FA;;;" + ownSid() + L")";
+    const auto self = makePlatform()->accounts->processToken().value()->user().value();
+    const std::wstring file = CORE::toWide(folder.write("a", "old")),
+                       own = L"D:P(A;;FA;;;" + CORE::toWide(self.text()) + L")";
     for (const std::wstring& list : {own + L"(A;;FR;;;WD)", own}) {
         setList(file, list.c_str());
         const std::wstring before = listOf(file);
@@ -139,6 +128,28 @@ TEST(TemporaryFiles, AreForTheirOwnerAlone) {
     EXPECT_NE(list.find(L"(A;"), list.npos) << CORE::toUtf8(list);
     EXPECT_EQ(list.find(L";;;WD)"), list.npos) << CORE::toUtf8(list);
     DeleteFileW(file.c_str());
+}
+
+TEST(WindowsRegistry, ExpandsVariablesAndKnowsItsRoots) {
+    const auto registry = makePlatform()->registry;
+    constexpr wchar_t text[] = L"%SystemRoot%\\x", below[] = L"Software\\ws_admin test of text";
+    ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, below, L"path", REG_EXPAND_SZ, text, sizeof text),
+              ERROR_SUCCESS);
+    const auto read = registry->read(std::wstring(L"hkey_current_user\\") + below, L"path").value();
+    RegDeleteTreeW(HKEY_CURRENT_USER, below);
+    ASSERT_TRUE(read && std::holds_alternative<std::wstring>(*read));
+    EXPECT_EQ(CORE::compareFolded(std::get<std::wstring>(*read), L"C:\\windows\\x"), 0);
+    EXPECT_EQ(registry->read(L"HKXX\\Software", L"v").error().code, ERROR_INVALID_PARAMETER);
+}
+
+TEST(WindowsMachine, KnowsNamesAndFolders) {
+    const auto platform = makePlatform();
+    EXPECT_FALSE(platform->names->netBios().value().empty());
+    EXPECT_FALSE(platform->names->dnsFullyQualified().value().empty());
+    EXPECT_EQ(platform->folders->get(Folder::commonAppData).value(), L"C:\\ProgramData");
+    EXPECT_EQ(platform->folders->get(Folder::programFiles).value(), L"C:\\Program Files");
+    EXPECT_TRUE(platform->folders->get(Folder::localAppData).value().ends_with(L"\\AppData\\Local"));
+    EXPECT_EQ(CORE::compareFolded(platform->folders->windowsDirectory().value(), L"C:\\windows"), 0);
 }
 
 }  // namespace

@@ -1,9 +1,14 @@
 #include "windows/stand_ins/filtering_engine.h"
+#include "windows/stand_ins/firewall_policy.h"
 // After the platform's headers:
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "framework/core/corestring.h"
 #include "platform/windows/windows_machine.h"
+#include "support/rows.h"
+#include "windows/stand_ins/com_object.h"
 
 namespace wsadmin::platform::windows {
 namespace {
@@ -11,6 +16,7 @@ namespace {
 using Words = std::vector<std::string>;
 
 using namespace test;
+using wstest::Json;
 
 FilteringStandIn& standIn() {
     return filteringStandIn();
@@ -131,6 +137,55 @@ TEST(Filtering, ReadsNamesAndAddresses) {
     EXPECT_EQ(all(false).value(), (Words{word + " 10.1.2.3", "- 255.254.253.252", "- 0.0.0.1",
                                          word + " fd00::abcd:1", word + " -"}));
     EXPECT_EQ(all(true).value(), (Words{word, "-"}));
+}
+
+// All that a policy is asked for, and every rule switched over.
+Result<std::wstring> askPolicy() {
+    const auto policy = makeFirewall()->open();
+    if (!policy) return fail(policy.error());
+    const auto profiles = (*policy)->currentProfiles();
+    if (!profiles) return fail(profiles.error());
+    const auto on = (*policy)->enabled(firewallPrivate);
+    if (!on) return fail(on.error());
+    std::wstring told = std::to_wstring(*profiles) + L" " + std::to_wstring(*on);
+    const auto rules = (*policy)->rules();
+    if (!rules) return fail(rules.error());
+    while (true) {
+        const auto rule = (*rules)->next();
+        if (!rule) return fail(rule.error());
+        if (!*rule) return told;
+        const auto name = (*rule)->name();
+        if (!name) return fail(name.error());
+        const auto enabled = (*rule)->enabled();
+        if (!enabled) return fail(enabled.error());
+        told += L" [" + *name + L"] " + std::to_wstring(*enabled);
+        if (const auto set = (*rule)->setEnabled(*enabled == 0); !set) return fail(set.error());
+    }
+}
+
+Json policyAsked(const Json& in) {
+    firewall = {};
+    firewall.failing = in[0];
+    firewall.code = in[1];
+    Result<std::wstring> told;
+    std::thread([&told] { told = askPolicy(); }).join();  // which has no COM so far
+    EXPECT_EQ(firewall.modes, std::vector<DWORD>{COINIT_MULTITHREADED | COINIT_DISABLE_OLE1DDE});
+    EXPECT_EQ(firewall.rules[0].enabled, told ? VARIANT_TRUE : VARIANT_FALSE);
+    EXPECT_EQ(firewall.rules[1].enabled, told ? VARIANT_FALSE : 1);
+    EXPECT_EQ(firewall.rules[2].enabled, told ? VARIANT_FALSE : VARIANT_TRUE);
+    EXPECT_EQ(firewall.owedEnds, 0);
+    EXPECT_EQ(firewall.objectsAtEnd, 0);
+    EXPECT_EQ(wstest::liveComObjects, 0);
+    EXPECT_TRUE(firewall.names.empty());
+    return {CORE::toUtf8(told ? *told : told.error().text), told ? S_OK : told.error().code};
+}
+
+TEST(FirewallPolicies, AreAskedWithComOfTheirOwnAndReleaseEverything) {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    auto policies = registerPolicies();
+    wstest::tryRows(WS_SOURCE_DIR "/tests/windows/netsec/rows.jsonl", {{"policy", policyAsked}});
+    policies.reset();
+    CoUninitialize();
 }
 
 }  // namespace
