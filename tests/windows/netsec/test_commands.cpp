@@ -10,6 +10,7 @@
 #include "framework/core/corestring.h"
 #include "platform/windows/handles.h"
 #include "platform/windows/windows_machine.h"
+#include "support/rows.h"
 #include "support/temp_folder.h"
 
 namespace wsadmin::platform::windows {
@@ -17,6 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::started;
+using wstest::Json;
 
 // The netsh of the tests stands beside this program, and is found before the system's.
 class Commands : public testing::Test {
@@ -43,59 +45,29 @@ class Commands : public testing::Test {
         return makeCommandInterpreter()->run(CORE::secretstring(line), stop);
     }
 
+    // Of a line with so many letters after it, which cannot be started because of the system's error: the
+    // status or the error, and what netsh has noted.
+    Json answerTo(const Json& in) {
+        const std::string line = in["line"].get<std::string>() + std::string(in.value("letters", 0), 'x');
+        started.failure = in.value("failure", DWORD{ERROR_SUCCESS});
+        const auto status = run(line);
+        EXPECT_TRUE(started.open.empty());
+        if (!status) {
+            EXPECT_FALSE(status.error().text.empty());
+            return {"errno " + std::to_string(status.error().code), ran()};
+        }
+        EXPECT_EQ(CORE::toUtf8(started.commandLine), "CMD /C " + line);
+        EXPECT_EQ(CORE::compareFolded(started.program, L"C:\\windows\\system32\\cmd.exe"), 0);
+        return {*status, ran()};
+    }
+
   private:
     fs::path lines_ = fs::temp_directory_path() / "ws_test_lines";
 };
 
-TEST_F(Commands, ReachNetshAsTheyAre) {
-    const struct {
-        std::string line;
-        int status;
-        std::vector<std::string> ran;
-    } rows[] = {
-        {R"-(netsh add rule name="a  b (x-in)" auth1psk="p&w|<>^%x" x=2)-", 0, {}},
-        {R"(netsh auth1psk="abc"def" mmsecmethods=x)", 0, {}},
-        {"netsh name=\"J\u00f6rg\" '1' 7", 7, {}},
-        {R"(netsh "a & b" 3 & netsh "c" 5)", 5, {R"(netsh "a & b" 3 )", R"(netsh "c" 5)"}},
-        {"netsh 5 & netsh 0", 0, {"netsh 5 ", "netsh 0"}},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.line);
-        std::string expected;
-        for (const std::string& line : row.ran.empty() ? std::vector{row.line} : row.ran)
-            expected += "C:\\windows> " + line + "\n";
-        const auto status = run(row.line);
-        ASSERT_TRUE(status) << status.error().code;
-        EXPECT_EQ(*status, row.status);
-        EXPECT_EQ(CORE::toUtf8(started.commandLine), "CMD /C " + row.line);
-        EXPECT_EQ(CORE::compareFolded(started.program, L"C:\\windows\\system32\\cmd.exe"), 0);
-        EXPECT_EQ(ran(), expected);
-        EXPECT_TRUE(started.open.empty());
-    }
-}
-
-TEST_F(Commands, ThatCannotBeStartedTellTheRuntimesErrorNumber) {
-    const struct {
-        std::string line;
-        DWORD failure;
-        int number;
-    } rows[] = {
-        {std::string("netsh 0\0 1", 10), ERROR_SUCCESS, EINVAL},
-        {"netsh 0\n1", ERROR_SUCCESS, EINVAL},
-        {"netsh " + std::string(8192, 'x'), ERROR_SUCCESS, EINVAL},
-        {"netsh", ERROR_FILE_NOT_FOUND, ENOENT},
-        {"netsh", ERROR_ACCESS_DENIED, EACCES},
-        {"netsh", ERROR_NOT_ENOUGH_MEMORY, ENOMEM},
-        {"netsh", ERROR_BAD_EXE_FORMAT, EINVAL},
-    };
-    for (const auto& row : rows) {
-        started.failure = row.failure;
-        const auto status = run(row.line);
-        ASSERT_FALSE(status) << row.number;
-        EXPECT_EQ(status.error().code, row.number);
-        EXPECT_FALSE(status.error().text.empty()) << row.number;
-        EXPECT_EQ(ran(), "") << row.number;
-    }
+TEST_F(Commands, ReachNetshAsTheyAreOrTellTheRuntimesErrorNumber) {
+    wstest::tryRows(WS_SOURCE_DIR "/tests/windows/netsec/commands.jsonl",
+                    {{"run", [this](const Json& in) { return answerTo(in); }}});
 }
 
 TEST_F(Commands, RunOnWhenTheServiceStops) {
