@@ -10,6 +10,10 @@ namespace {
 constexpr char account[] = "CN=custom-it,CN=Users,DC=corp,DC=example";
 constexpr char entry[] = "CN=custom-it,OU=Properties,DC=vdi,DC=talvex,DC=int";
 
+std::string saidOf(const std::string& what) {
+    return "Client authentication user was " + what + " successfully.";
+}
+
 class ClientAuth : public testing::Test {
   protected:
     ~ClientAuth() override { static_cast<void>(administrator_->remove(account, {})); }
@@ -53,31 +57,32 @@ class ClientAuth : public testing::Test {
 };
 
 TEST_F(ClientAuth, AClientLogsOnWithThePasswordThatTheDirectoryKeeps) {
-    EXPECT_EQ(config({"operation=add", "genpassword=true", "expirepassword=true"}),
-              "Client authentication user was added successfully.");
+    EXPECT_EQ(config({"operation=add", "genpassword=true", "expirepassword=true"}), saidOf("added"));
     const CORE::secretstring generated = keptPassword();
     EXPECT_EQ(generated.size(), 16U);
     EXPECT_EQ(logOn(generated), ldapSuccess);
     EXPECT_EQ(logOn(CORE::secretstring("Wrong.Pass1")), ldapInvalidCredentials);
-    EXPECT_EQ(config({"operation=update", "password=Gr\u00fc\u00dfe.Pass1"}),
-              "Client authentication user was updated successfully.");
+    EXPECT_EQ(config({"operation=update", "password=Gr\u00fc\u00dfe.Pass1"}), saidOf("updated"));
     EXPECT_EQ(keptPassword().view(), "Gr\u00fc\u00dfe.Pass1");
     EXPECT_EQ(logOn(keptPassword()), ldapSuccess);
     EXPECT_EQ(logOn(generated), ldapInvalidCredentials);
     const std::string principal = kept("member");
     server_.expectStored({{{"dn", account}, {"in", "corp"}, {"userAccountControl", "544"}},
                           {{"dn", principal}, {"objectClass", {"top", "foreignSecurityPrincipal"}}}});
-    EXPECT_EQ(config({"operation=remove"}), "Client authentication user was removed successfully.");
+    EXPECT_EQ(config({"operation=remove"}), saidOf("removed"));
     server_.expectStored({{{"dn", account}, {"in", "corp"}, {"cn", nullptr}},
                           {{"dn", entry}, {"cn", nullptr}},
                           {{"dn", principal}, {"cn", nullptr}}});
 }
 
 TEST_F(ClientAuth, AnAdministrativeAccountWithoutRightsChangesNothing) {
-    const std::string rights =
-        " user in Active Directory due to insufficient rights.  Please make sure the administrator user "
-        "invoking hdqadmin.exe is part of the 'Domain Admins', or 'Administrators' group; or has the "
-        "necessary permission to ";
+    const auto refused = [](const std::string& what) {
+        return "Failed to " + what +
+               " user in Active Directory due to insufficient rights.  Please make sure the administrator "
+               "user invoking hdqadmin.exe is part of the 'Domain Admins', or 'Administrators' group; or has "
+               "the necessary permission to " +
+               what + " Active Directory users.";
+    };
     const wstest::TempFolder folder;
     const Outcome encrypted = run({WS_BIN_DIR "/hdqadmin", "--encrypt",
                                    "@" + folder.write("password", environment("WS_TEST_CORP_PASSWORD"))});
@@ -88,25 +93,21 @@ TEST_F(ClientAuth, AnAdministrativeAccountWithoutRightsChangesNothing) {
         encrypted.output.substr(0, encrypted.output.find('\n')) + "'\n";
     const Words asAlice = {
         "--config", folder.write("alice.toml", wstest::fileText(environment("WS_TEST_CONFIG")) + startup)};
-    EXPECT_EQ(config({"operation=add"}, asAlice),
-              "Failed to create" + rights + "create Active Directory users.");
-    EXPECT_EQ(config({"operation=add"}), "Client authentication user was added successfully.");
-    EXPECT_EQ(config({"operation=update", "description=x"}, asAlice),
-              "Failed to update" + rights + "update Active Directory users.");
+    EXPECT_EQ(config({"operation=add"}, asAlice), refused("create"));
+    EXPECT_EQ(config({"operation=add"}), saidOf("added"));
+    EXPECT_EQ(config({"operation=update", "description=x"}, asAlice), refused("update"));
     for (const char* force : {"force=true", "force=false"})
-        EXPECT_EQ(config({"operation=remove", force}, asAlice),
-                  "Failed to delete" + rights + "delete Active Directory users.");
-    EXPECT_EQ(config({"operation=remove"}), "Client authentication user was removed successfully.");
+        EXPECT_EQ(config({"operation=remove", force}, asAlice), refused("delete"));
+    EXPECT_EQ(config({"operation=remove"}), saidOf("removed"));
 }
 
 TEST_F(ClientAuth, AnAccountThatIsGoneIsRemovedByForceAlone) {
-    EXPECT_EQ(config({"operation=add"}), "Client authentication user was added successfully.");
+    EXPECT_EQ(config({"operation=add"}), saidOf("added"));
     const std::string principal = kept("member");
     ASSERT_TRUE(administrator_->remove(account, {}));
     EXPECT_EQ(config({"operation=remove"}),
               "Failed to get SID for domain and username: corp.example\\custom-it");
-    EXPECT_EQ(config({"operation=remove", "force=true"}),
-              "Client authentication user was removed successfully.");
+    EXPECT_EQ(config({"operation=remove", "force=true"}), saidOf("removed"));
     server_.expectStored({{{"dn", entry}, {"cn", nullptr}},
                           {{"dn", principal}, {"objectClass", {"top", "foreignSecurityPrincipal"}}}});
 }

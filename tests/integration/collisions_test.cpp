@@ -10,9 +10,9 @@ namespace {
 const std::string servers = "OU=Servers,DC=vdi,DC=talvex,DC=int";
 const std::string taken = "CN=taken," + servers, free = "CN=free," + servers;
 
-// What a conflict entry of that number is called before its container.
+// The conflict entry of that number.
 std::string conflict(const std::string& name, char number) {
-    return "CN=" + name + "\\0ACNF:33333333-0000-4000-8000-00000000000" + number;
+    return "CN=" + name + "\\0ACNF:33333333-0000-4000-8000-00000000000" + number + "," + servers;
 }
 
 Request request(const std::string& resolve) {
@@ -34,10 +34,8 @@ void expectLinesInOrder(const std::string& log, const std::vector<std::string>& 
     std::size_t from = 0;
     for (const std::string& line : lines) {
         const auto at = log.find(": " + line + "\n", from);
-        if (at != log.npos)
-            from = at + 1;
-        else
-            ADD_FAILURE() << "not there, or before another one: " << line << "\n" << log;
+        ASSERT_NE(at, log.npos) << "not there, or before another one: " << line << "\n" << log;
+        from = at + 1;
     }
 }
 
@@ -72,9 +70,8 @@ TEST_P(Cleanup, ReportsWithoutAChangeAndLeavesNoMarkerBehind) {
 
     const std::string log = logOf({request("true"), request("true"), request("false")});
     // Attributes come in the order of the schema's entries, so each has its own lines.
-    const std::string takenConflict = conflict("taken", '1') + "," + servers,
-                      freeConflict = conflict("free", '2') + "," + servers;
-    const std::string desktop = "CN=desk-plain,OU=Applications,DC=vdi,DC=talvex,DC=int";
+    const std::string takenConflict = conflict("taken", '1'), freeConflict = conflict("free", '2'),
+                      desktop = "CN=desk-plain,OU=Applications,DC=vdi,DC=talvex,DC=int";
     for (const auto& [entry, attribute] : {std::pair("CN=one," + servers, "zre-MemberDNOf"),
                                            {"CN=many," + servers, "zre-Servers"},
                                            {"CN=both," + servers, "zre-Servers"},
