@@ -39,41 +39,23 @@ std::string textOf(const Json& in) {
                              .federationGuid = newGuid});
 }
 
-// With their ends.
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines(1);
-    for (const char c : text) {
-        if (!lines.back().empty() && lines.back().back() == '\n') lines.emplace_back();
-        lines.back() += c;
-    }
-    return lines;
-}
-
-// The lines that are others than those of the file.
+// The lines that are others than those of the file; all of them where it has fewer or more.
 Json text(const Json& in) {
-    const auto made = linesOf(textOf(in));
-    const auto kept =
-        linesOf(fileText(WS_SOURCE_DIR "/tests/federation/texts/" + in.at("file").get<std::string>()));
-    if (made.size() != kept.size()) return made;
+    const std::string made = textOf(in), kept = fileText(WS_SOURCE_DIR "/tests/federation/texts/" +
+                                                         in.at("file").get<std::string>());
+    std::istringstream ours(made), theirs(kept);
     Json other = Json::array();
-    for (std::size_t i = 0; i < made.size(); ++i)
-        if (made[i] != kept[i]) other.push_back(made[i].substr(0, made[i].find('\n')));
+    const bool alike = std::ranges::count(made, '\n') == std::ranges::count(kept, '\n');
+    for (std::string line, expected; std::getline(ours, line); expected.clear())
+        if (!std::getline(theirs, expected) || line != expected || !alike) other.push_back(line);
     return other;
 }
-
-void add(Json& found, const LogCapture& log) {
-    constexpr const char* levels[] = {"DEBUG ", "VERBOSE ", "INFO ", "WARNING ", "ERROR "};
-    for (const auto& [level, line] : log.lines()) found.push_back(levels[level] + CORE::toUtf8(line));
-}
-
-constexpr const char* podService = "ADAM_TalvexHDQDS";
-constexpr const char* layerService = "ADAM_TalvexHDQDSG";
 
 // What is given are descriptions and the broker's dependencies; a service that is not given is not there.
 Json services(const Json& in) {
     std::vector<lab::LabService> given;
-    for (const auto& [key, name] : {std::pair{"pod", podService}, {"layer", layerService}})
-        if (in.contains(key)) given.push_back({CORE::toWide(name), CORE::toWide(in[key].get<std::string>())});
+    for (const auto& [key, name] : {std::pair{"pod", L"ADAM_TalvexHDQDS"}, {"layer", L"ADAM_TalvexHDQDSG"}})
+        if (in.contains(key)) given.push_back({name, CORE::toWide(in[key].get<std::string>())});
     if (in.contains("broker")) {
         auto& broker = given.emplace_back(lab::LabService{.name = L"wsbroker"});
         for (const std::string name : in["broker"]) broker.dependencies.push_back(CORE::toWide(name));
@@ -89,13 +71,14 @@ Json services(const Json& in) {
     EXPECT_EQ(calls->live, 0);
     Json description, dependencies;
     for (const auto& service : services->now()) {
-        if (service.name == CORE::toWide(layerService)) description = CORE::toUtf8(service.description);
+        if (service.name == L"ADAM_TalvexHDQDSG") description = CORE::toUtf8(service.description);
         if (service.name != L"wsbroker") continue;
         dependencies = Json::array();
         for (const auto& name : service.dependencies) dependencies.push_back(CORE::toUtf8(name));
     }
     Json found{description, dependencies};
-    add(found, log);
+    for (const auto& [level, line] : log.lines())
+        found.push_back(CORE::toUtf8(CORE::logLevelName(level)) + " " + CORE::toUtf8(line));
     return found;
 }
 
