@@ -121,7 +121,8 @@ class CountedLab {
     std::shared_ptr<platform::LdapClient> network_;
 };
 
-Problems judgeCounts(const Case& one, const PortCalls& counts) {
+Problems judgeCounts(const Case& one, const CountedLab& lab) {
+    const PortCalls& counts = *lab.counts;
     Problems problems;
     const auto expect = [&](const std::string& what, const Json& wanted, std::ptrdiff_t got) {
         if (wanted != got)
@@ -130,7 +131,13 @@ Problems judgeCounts(const Case& one, const PortCalls& counts) {
     if (one.keys.contains("searches"))
         for (const auto& [part, count] : one.keys["searches"].items())
             expect("searches for " + part, count, counts.searchesFor(part));
-    if (one.keys.contains("changes")) expect("changes", one.keys["changes"], counts.changes);
+    const Json changes = one.keys.value("changes", Json());
+    if (changes.is_number()) expect("changes", changes, counts.changes);
+    if (changes.is_array()) expect("changes", 0, counts.changes);
+    // Where nothing of the directories changes, of the machine nothing else does.
+    const Json ofMachine = lab.calls->changed();
+    if ((changes.is_array() || changes == 0) && ofMachine != (changes.is_array() ? changes : Json::array()))
+        problems.push_back("the machine is changed: " + ofMachine.dump());
     return problems;
 }
 
@@ -155,14 +162,14 @@ void run(const Case& one, const CountedLab& lab, Problems& problems) {
     const LogCapture log;
     const Outcome outcome = ask(one);
     if (lab.calls->faultHappened() != keys.contains("fault")) problems.push_back("the fault does not happen");
-    lab.calls->restart();
     for (const auto& [name, unused] : faults.items()) lab.setFaults({{name, Json::object()}});
     for (const Problems& some :
-         {judgeAnswer(one, outcome), judgeLog(one, linesOf(log)), judgeCounts(one, *lab.counts),
+         {judgeAnswer(one, outcome), judgeLog(one, linesOf(log)), judgeCounts(one, lab),
           judgeStored(keys.value("stored", Json::array()), lab.directories),
           keys.contains("files") ? judgeFiles(keys["files"], lab.received.path()) : Problems()})
         for (const std::string& problem : some)
             problems.push_back("line " + std::to_string(one.line) + ", " + one.name() + ": " + problem);
+    lab.calls->restart();  // without the fault
 }
 
 }  // namespace
