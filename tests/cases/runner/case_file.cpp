@@ -74,9 +74,10 @@ void refuseUnknown(const Json& line, const std::set<std::string>& known) {
 }
 
 void checkCase(const Case& one) {
-    refuseUnknown(one.keys, {"case", "op",       "in",      "request",   "answer", "has", "error",
-                             "code", "handled",  "nested",  "stored",    "faults", "log", "quiet",
-                             "wait", "searches", "changes", "unordered", "files",  "not", "fault"});
+    refuseUnknown(one.keys,
+                  {"case",    "op",        "in",     "request", "answer", "has",   "error", "code",
+                   "handled", "nested",    "stored", "faults",  "log",    "quiet", "wait",  "searches",
+                   "changes", "unordered", "files",  "not",     "fault",  "only"});
     static_cast<void>(one.name());
     static_cast<void>(one.operation());
     static_cast<void>(one.request());

@@ -133,19 +133,26 @@ Problems judgeAnswer(const Case& one, const Outcome& outcome) {
     return problems;
 }
 
-Problems judgeLog(const Case& one, const std::vector<std::string>& lines) {
+Problems judgeLog(const Case& one, std::vector<std::string> lines) {
     Problems problems;
+    const bool only = one.keys.value("only", false);
+    if (only)
+        std::erase_if(lines, [](const std::string& line) {
+            return line.starts_with("DEBUG ") || line.starts_with("VERBOSE ");
+        });
     auto from = lines.begin();
     if (one.keys.contains("log"))
         for (const std::string& wanted : textsOf(one.keys["log"])) {
-            const auto found = std::find_if(from, lines.end(),
-                                            [&](const std::string& line) { return sameText(wanted, line); });
-            if (found == lines.end()) {
+            const auto end = only && from != lines.end() ? from + 1 : lines.end();
+            const auto found =
+                std::find_if(from, end, [&](const std::string& line) { return sameText(wanted, line); });
+            if (found == end) {
                 expect(false, "log", wanted, std::vector<std::string>(from, lines.end()), problems);
                 break;
             }
             from = found + 1;
         }
+    if (only && problems.empty() && from != lines.end()) problems.push_back("more is logged: " + *from);
     if (one.keys.value("quiet", false))
         for (const std::string& line : lines)
             if (line.starts_with("WARNING ") || line.starts_with("ERROR "))

@@ -26,8 +26,8 @@ struct Outcome {
 Outcome outcomeOf(const Json& answer);
 
 Problems judgeAnswer(const Case& one, const Outcome& outcome);
-// The lines of "log" ("LEVEL text") in their order, and that "quiet" was.
-Problems judgeLog(const Case& one, const std::vector<std::string>& lines);
+// The lines of "log" ("LEVEL text") in their order, and that there was nothing else where the case says so.
+Problems judgeLog(const Case& one, std::vector<std::string> lines);
 
 // Directories by the name that "in" gives them; without it, this server's on port 389.
 struct Directories {
