@@ -5,28 +5,23 @@
 
 namespace wstest {
 
-class CountingPending : public CountingPort<LdapPendingSearch> {
-  public:
+struct CountingPending : CountingPort<LdapPendingSearch> {
     using CountingPort::CountingPort;
-    Result<LdapSearchResult> wait() override { return call<&Real::wait>(name_); }
+    WS_CALL("ldap result of", wait, 0, 0);
 };
 
-class CountingSession : public CountingOpened<LdapSession> {
-  public:
+struct CountingSession : CountingOpened<LdapSession> {
     using CountingOpened::CountingOpened;
     using Modifications = std::vector<LdapModification>;
     using Controls = std::vector<LdapControl>;
 
-    Done bind(const LdapCredentials& credentials) override {
-        return call<&Real::bind>("ldap bind", credentials);
-    }
+    WS_CALL("ldap bind", bind, 1, 0);
     bool confidential() const override { return real_->confidential(); }
     LdapLimits limits() const override { return real_->limits(); }
     Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override {
         calls_->add(search);
         const std::string name = "search " + search.base + " " + search.filter;
-        return counted<CountingPending>(call<&Real::startSearch>("ldap " + name, search),
-                                        "ldap result of " + name);
+        return counted<CountingPending>(call<&Real::startSearch>("ldap " + name, search), name);
     }
     Done add(const LdapEntry& entry) override {
         // Without the name of the entry, which may be a new identifier in each run.
@@ -42,18 +37,11 @@ class CountingSession : public CountingOpened<LdapSession> {
         }
         return change<&Real::modify>(name, dn, changes, controls);
     }
-    Done remove(const std::string& dn, const Controls& controls) override {
-        return change<&Real::remove>("ldap remove " + dn, dn, controls);
-    }
-    Done rename(const std::string& dn, const std::string& rdn, const std::string& parent,
-                bool deleteOld) override {
-        return change<&Real::rename>("ldap rename " + dn + " to " + rdn + "," + parent, dn, rdn, parent,
-                                     deleteOld);
-    }
+    WS_CHANGE("ldap remove", remove, 2, 1);
+    WS_CHANGE("ldap rename", rename, 4, 3);
 };
 
-class CountingLdapClient : public CountingPort<LdapClient> {
-  public:
+struct CountingLdapClient : CountingPort<LdapClient> {
     using CountingPort::CountingPort;
     Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override {
         return openAs<CountingSession>(endpoint);

@@ -10,35 +10,31 @@ namespace wstest {
 
 // --- directory services
 
-class CountingRows : public CountingOpened<DirectoryRows> {
-  public:
+struct CountingRows : CountingOpened<DirectoryRows> {
     // `lost` is set when the server turns out to be gone.
     CountingRows(std::unique_ptr<DirectoryRows> rows, std::shared_ptr<PortCalls> calls, std::string search,
                  std::shared_ptr<std::atomic<bool>> lost)
         : CountingOpened(std::move(rows), std::move(calls), std::move(search)), lost_(std::move(lost)) {}
-
     Result<bool> next() override {
-        auto more = call<&Real::next>(named("ads next"));
+        auto more = call<&Real::next>(named<0>("ads next"));
         if (!more && more.error().code == adsServerDown) lost_->store(true);
         return more;
     }
-    WS_CALL(Result<std::optional<DirectoryColumn>>, column, (std::string_view name),
-            named("ads column", name), name);
-    WS_CALL(Result<std::vector<DirectoryColumn>>, columns, (), named("ads columns"));
+    WS_CALL("ads column", column, 1, 1);
+    WS_CALL("ads columns", columns, 0, 0);
 
   private:
     std::shared_ptr<std::atomic<bool>> lost_;
 };
 
-class CountingSearch : public CountingOpened<DirectorySearch> {
-  public:
+struct CountingSearch : CountingOpened<DirectorySearch> {
     using CountingOpened::CountingOpened;
-    WS_CALL(Done, setPreference, (SearchPreference preference, int value), named("ads setPreference"),
-            preference, value);
+    WS_CALL("ads setPreference", setPreference, 2, 0);
     Result<std::unique_ptr<DirectoryRows>> execute(const std::string& filter,
                                                    const std::vector<std::string>& attributes) override {
-        return counted<CountingRows>(call<&Real::execute>(named("ads execute", filter), filter, attributes),
-                                     name_ + " " + filter, lost_);
+        return counted<CountingRows>(
+            call<&Real::execute>(named<1>("ads execute", filter), filter, attributes), name_ + " " + filter,
+            lost_);
     }
     bool usable() const noexcept override { return !*lost_ && real_->usable(); }
     LdapLimits limits() const override { return real_->limits(); }
@@ -47,52 +43,36 @@ class CountingSearch : public CountingOpened<DirectorySearch> {
     std::shared_ptr<std::atomic<bool>> lost_ = std::make_shared<std::atomic<bool>>(false);
 };
 
-class CountingObject : public CountingOpened<DirectoryObject> {
-  public:
+struct CountingObject : CountingOpened<DirectoryObject> {
     using CountingOpened::CountingOpened;
-    using Name = std::string_view;
-    using Values = std::vector<DirectoryValue>;
-
     std::string path() const override { return real_->path(); }
     std::string className() const override { return real_->className(); }
-    WS_CALL(Result<DirectoryValue>, get, (Name name), named("ads get", name), name);
-    WS_CALL(Result<Values>, getEx, (Name name), named("ads getEx", name), name);
-    WS_CALL(Done, put, (Name name, const DirectoryValue& value), named("ads put", name), name, value);
-    WS_CALL(Done, putEx, (PutOperation operation, Name name, const Values& values), named("ads putEx", name),
-            operation, name, values);
-    WS_CHANGE(Done, setInfo, (), named("ads setInfo"));
-    Result<std::unique_ptr<DirectoryObject>> create(Name objectClass, Name rdn) override {
-        return counted<CountingObject>(call<&Real::create>(named("ads create", rdn), objectClass, rdn),
+    WS_CALL("ads get", get, 1, 1);
+    WS_CALL("ads getEx", getEx, 1, 1);
+    WS_CALL("ads put", put, 2, 1);
+    WS_CALL("ads putEx", putEx, 3, 2);
+    WS_CHANGE("ads setInfo", setInfo, 0, 0);
+    Result<std::unique_ptr<DirectoryObject>> create(std::string_view objectClass,
+                                                    std::string_view rdn) override {
+        return counted<CountingObject>(call<&Real::create>(named<1>("ads create", rdn), objectClass, rdn),
                                        std::string(rdn) + " below " + name_);
     }
-    WS_CHANGE(Done, deleteObject, (), named("ads deleteObject"));
-    WS_CHANGE(Done, removeChild, (Name objectClass, Name rdn), named("ads removeChild", rdn), objectClass,
-              rdn);
-    WS_CHANGE(Done, moveHere, (Name from, Name newRdn), named("ads moveHere", from), from, newRdn);
-    WS_CALL(Result<std::vector<std::string>>, children, (), named("ads children"));
-    WS_CHANGE(Done, setPassword, (const CORE::secretstring& password), named("ads setPassword"), password);
-    WS_CALL(Done, putAccountDisabled, (bool disabled), named("ads putAccountDisabled"), disabled);
-    WS_CHANGE(Done, addMember, (Name path), named("ads addMember", path), path);
+    WS_CHANGE("ads deleteObject", deleteObject, 0, 0);
+    WS_CHANGE("ads removeChild", removeChild, 2, 2);
+    WS_CHANGE("ads moveHere", moveHere, 2, 1);
+    WS_CALL("ads children", children, 0, 0);
+    WS_CHANGE("ads setPassword", setPassword, 1, 0);
+    WS_CALL("ads putAccountDisabled", putAccountDisabled, 1, 0);
+    WS_CHANGE("ads addMember", addMember, 1, 1);
 };
 
-class CountingDirectoryServices : public CountingPort<DirectoryServices> {
-  public:
+struct CountingDirectoryServices : CountingPort<DirectoryServices> {
     using CountingPort::CountingPort;
     // What is opened from now on is opened by other services.
     void exchange(std::shared_ptr<DirectoryServices> services) { real_ = std::move(services); }
 
-    Result<std::shared_ptr<DirectorySearch>> openSearch(const std::string& path,
-                                                        const DirectoryCredentials& credentials,
-                                                        std::uint32_t flags) override {
-        return counted<CountingSearch>(
-            call<&Real::openSearch>("ads openSearch " + path, path, credentials, flags), path);
-    }
-    Result<std::unique_ptr<DirectoryObject>> openObject(const std::string& path,
-                                                        const DirectoryCredentials& credentials,
-                                                        std::uint32_t flags) override {
-        return counted<CountingObject>(
-            call<&Real::openObject>("ads openObject " + path, path, credentials, flags), path);
-    }
+    WS_OPEN("ads openSearch", CountingSearch, openSearch, 3, 1);
+    WS_OPEN("ads openObject", CountingObject, openObject, 3, 1);
     bool initialiseThread() override {
         const bool owed = real_->initialiseThread();
         if (owed) ++calls_->live;
@@ -106,240 +86,145 @@ class CountingDirectoryServices : public CountingPort<DirectoryServices> {
 
 // --- accounts
 
-class CountingToken : public CountingOpened<Token> {
-  public:
+struct CountingToken : CountingOpened<Token> {
     using CountingOpened::CountingOpened;
-    WS_CALL(TokenResult<Sid>, user, (), "accounts token user");
-    WS_CALL(TokenResult<std::vector<Sid>>, groups, (), "accounts token groups");
+    WS_CALL("accounts token user", user, 0, 0);
+    WS_CALL("accounts token groups", groups, 0, 0);
 };
-
-class CountingAccounts : public CountingPort<AccountAuthority> {
-  public:
+struct CountingAccounts : CountingPort<AccountAuthority> {
     using CountingPort::CountingPort;
-    using OpenedToken = Result<std::unique_ptr<Token>>;
-
-    WS_CALL(AccountBufferSizes, bufferSizesFor, (const std::wstring& name),
-            named("accounts bufferSizesFor", name), name);
-    WS_CALL(Result<Account>, lookUp, (const std::wstring& name, const AccountBufferSizes& sizes),
-            named("accounts lookUp", name), name, sizes);
-    WS_CALL(Result<std::vector<std::optional<AccountName>>>, namesOf, (const std::vector<Sid>& sids),
-            "accounts namesOf", sids);
-    OpenedToken threadToken() override {
-        return counted<CountingToken>(call<&Real::threadToken>("accounts threadToken"));
-    }
-    OpenedToken processToken() override {
-        return counted<CountingToken>(call<&Real::processToken>("accounts processToken"));
-    }
-    LogonResult logOn(const std::wstring& upn, const std::string& origin) override {
-        return counted<CountingToken>(call<&Real::logOn>(named("accounts logOn", upn), upn, origin));
-    }
+    WS_CALL("accounts bufferSizesFor", bufferSizesFor, 1, 1);
+    WS_CALL("accounts lookUp", lookUp, 2, 1);
+    WS_CALL("accounts namesOf", namesOf, 1, 0);
+    WS_OPEN("accounts threadToken", CountingToken, threadToken, 0, 0);
+    WS_OPEN("accounts processToken", CountingToken, processToken, 0, 0);
+    WS_OPEN("accounts logOn", CountingToken, logOn, 2, 1);
 };
 
 // --- the machine
 
-class CountingNames : public CountingPort<ComputerNames> {
-  public:
+struct CountingNames : CountingPort<ComputerNames> {
     using CountingPort::CountingPort;
-    WS_CALL(Result<std::wstring>, netBios, () const, "names netBios");
-    WS_CALL(Result<std::wstring>, dnsFullyQualified, () const, "names dns");
+    WS_CONST_CALL("names netBios", netBios, 0, 0);
+    WS_CONST_CALL("names dns", dnsFullyQualified, 0, 0);
 };
-
-class CountingEnvironment : public CountingPort<Environment> {
-  public:
+struct CountingEnvironment : CountingPort<Environment> {
     using CountingPort::CountingPort;
-    WS_CALL(Result<std::optional<std::wstring>>, variable, (std::wstring_view name) const,
-            named("environment variable", name), name);
+    WS_CONST_CALL("environment variable", variable, 1, 1);
 };
-
-class CountingFolders : public CountingPort<Folders> {
-  public:
+struct CountingFolders : CountingPort<Folders> {
     using CountingPort::CountingPort;
-    WS_CALL(Result<std::wstring>, get, (Folder folder) const,
-            "folders get " + std::to_string(static_cast<int>(folder)), folder);
-    WS_CALL(Result<std::wstring>, windowsDirectory, () const, "folders windows");
+    WS_CONST_CALL("folders get", get, 1, 1);
+    WS_CONST_CALL("folders windows", windowsDirectory, 0, 0);
 };
-
-class CountingRegistry : public CountingPort<Registry> {
-  public:
+struct CountingRegistry : CountingPort<Registry> {
     using CountingPort::CountingPort;
-    using Text = std::wstring_view;
-    WS_CALL(Result<std::optional<RegistryData>>, read, (Text key, Text value) const,
-            named("registry read", key, value), key, value);
-    WS_CHANGE(Done, write, (Text key, Text value, const RegistryData& data),
-              named("registry write", key, value), key, value, data);
-    WS_CHANGE(Done, remove, (Text key, Text value), named("registry remove", key, value), key, value);
-    Result<std::vector<std::pair<std::wstring, RegistryData>>> values(Text key) const override {
-        return call<&Real::values>(named("registry values", key), key);
-    }
+    WS_CONST_CALL("registry read", read, 2, 2);
+    WS_CHANGE("registry write", write, 3, 2);
+    WS_CHANGE("registry remove", remove, 2, 2);
+    WS_CONST_CALL("registry values", values, 1, 1);
 };
-
-class CountingProcesses : public CountingPort<Processes> {
-  public:
+struct CountingProcesses : CountingPort<Processes> {
     using CountingPort::CountingPort;
-    WS_CHANGE(Result<std::optional<int>>, run, (const std::wstring& program, const std::wstring& arguments),
-              named("processes run", program, arguments), program, arguments);
+    WS_CHANGE("processes run", run, 2, 2);
 };
-
-class CountingFiles : public CountingPort<Files> {
-  public:
+struct CountingFiles : CountingPort<Files> {
     using CountingPort::CountingPort;
-    WS_CALL(Result<bool>, exists, (const std::wstring& path) const, named("files exists", path), path);
-    WS_CALL(Result<std::wstring>, temporaryFolder, () const, "files temporaryFolder");
-    WS_CHANGE(Result<std::wstring>, makeTemporary, (const std::wstring& folder, const std::wstring& prefix),
-              "files makeTemporary", folder, prefix);
-    WS_CHANGE(Result<void>, write, (const std::wstring& path, std::string_view content),
-              named("files write", path), path, content);
+    WS_CONST_CALL("files exists", exists, 1, 1);
+    WS_CONST_CALL("files temporaryFolder", temporaryFolder, 0, 0);
+    WS_CHANGE("files makeTemporary", makeTemporary, 2, 0);
+    WS_CHANGE("files write", write, 2, 1);
 };
 
 // --- services
 
-class CountingService : public CountingOpened<MachineService> {
-  public:
+struct CountingService : CountingOpened<MachineService> {
     using CountingOpened::CountingOpened;
-    WS_CALL(ServiceQueryResult<std::wstring>, description, (), named("services description"));
-    WS_CHANGE(Done, setDescription, (const std::wstring& description), named("services setDescription"),
-              description);
-    WS_CALL(ServiceQueryResult<std::vector<std::wstring>>, dependencies, (), named("services dependencies"));
-    WS_CHANGE(Done, setDependencies, (const std::vector<std::wstring>& names),
-              named("services setDependencies"), names);
+    WS_CALL("services description", description, 0, 0);
+    WS_CHANGE("services setDescription", setDescription, 1, 0);
+    WS_CALL("services dependencies", dependencies, 0, 0);
+    WS_CHANGE("services setDependencies", setDependencies, 1, 0);
 };
-
-class CountingServiceManager : public CountingOpened<ServiceManager> {
-  public:
+struct CountingServiceManager : CountingOpened<ServiceManager> {
     using CountingOpened::CountingOpened;
-    Result<std::unique_ptr<MachineService>> openService(const std::wstring& name) override {
-        return counted<CountingService>(call<&Real::openService>(named("services openService", name), name),
-                                        CORE::toUtf8(name));
-    }
+    WS_OPEN("services openService", CountingService, openService, 1, 1);
 };
-
-class CountingServiceControl : public CountingPort<ServiceControl> {
-  public:
+struct CountingServiceControl : CountingPort<ServiceControl> {
     using CountingPort::CountingPort;
-    Result<std::unique_ptr<ServiceManager>> open() override {
-        return counted<CountingServiceManager>(call<&Real::open>("services open"));
-    }
+    WS_OPEN("services open", CountingServiceManager, open, 0, 0);
 };
 
 // --- replication and the network
 
-class CountingBinding : public CountingOpened<ReplicationBinding> {
-  public:
+struct CountingBinding : CountingOpened<ReplicationBinding> {
     using CountingOpened::CountingOpened;
-    using Text = std::wstring;
-    WS_CALL(Result<std::optional<std::uint32_t>>, pendingOperations, (),
-            named("replication pendingOperations"));
-    WS_CHANGE(Done, updateTopology, (), named("replication updateTopology"));
-    WS_CHANGE(Done, addReference, (const Text& context, const Text& destination, const InstanceGuid& guid),
-              named("replication addReference", context), context, destination, guid);
-    WS_CHANGE(Done, addLink, (const Text& context, const Text& dsa, const Text& source),
-              named("replication addLink", context), context, dsa, source);
-    WS_CHANGE(Done, synchronise, (const Text& context, const InstanceGuid& guid),
-              named("replication synchronise", context), context, guid);
-    WS_CHANGE(Done, synchroniseAll,
-              (const Text& context, SyncDirection direction, const SyncProgress& progress),
-              named("replication synchroniseAll", context), context, direction, progress);
+    WS_CALL("replication pendingOperations", pendingOperations, 0, 0);
+    WS_CHANGE("replication updateTopology", updateTopology, 0, 0);
+    WS_CHANGE("replication addReference", addReference, 3, 1);
+    WS_CHANGE("replication addLink", addLink, 3, 1);
+    WS_CHANGE("replication synchronise", synchronise, 2, 1);
+    WS_CHANGE("replication synchroniseAll", synchroniseAll, 3, 1);
 };
-
-class CountingReplication : public CountingPort<Replication> {
-  public:
+struct CountingReplication : CountingPort<Replication> {
     using CountingPort::CountingPort;
-    WS_CALL(Result<std::unique_ptr<ReplicationCredentials>>, makeCredentials,
-            (const std::wstring& domain, const std::wstring& user, const CORE::secretstring& password),
-            "replication makeCredentials", domain, user, password);
-    Result<std::unique_ptr<ReplicationBinding>> bind(const std::wstring& server,
-                                                     const ReplicationCredentials* credentials) override {
-        return counted<CountingBinding>(
-            call<&Real::bind>(named("replication bind", server), server, credentials), CORE::toUtf8(server));
-    }
+    WS_CALL("replication makeCredentials", makeCredentials, 3, 0);
+    WS_OPEN("replication bind", CountingBinding, bind, 2, 1);
 };
-
-class CountingProbe : public CountingPort<NetworkProbe> {
-  public:
+struct CountingProbe : CountingPort<NetworkProbe> {
     using CountingPort::CountingPort;
-    ProbeOutcome probe(const std::wstring& host, std::uint16_t port, const CORE::coreevent* stop) override {
-        if (calls_->enter(named("network probe", host))) return ProbeOutcome::otherFailure;
-        return real_->probe(host, port, stop);
-    }
+    WS_CALL("network probe", probe, 3, 1);
 };
 
 // The name has the line as the log shows it, without a key.
-class CountingCommands : public CountingPort<CommandInterpreter> {
-  public:
+struct CountingCommands : CountingPort<CommandInterpreter> {
     using CountingPort::CountingPort;
-    WS_CHANGE(Result<int>, run, (const CORE::secretstring& line, const CORE::coreevent* stop),
-              "commands run " + CORE::toUtf8(ipsec::maskedLine(line.view())), line, stop);
+    Result<int> run(const CORE::secretstring& line, const CORE::coreevent* stop) override {
+        return change<&Real::run>("commands run " + CORE::toUtf8(ipsec::maskedLine(line.view())), line, stop);
+    }
 };
 
 // --- the firewall
 
-class CountingRule : public CountingOpened<FirewallRule> {
-  public:
+struct CountingRule : CountingOpened<FirewallRule> {
     using CountingOpened::CountingOpened;
-    WS_CALL(Result<std::wstring>, name, (), "firewall rule name");
-    WS_CALL(Result<FirewallFlag>, enabled, (), "firewall rule enabled");
-    WS_CHANGE(Result<void>, setEnabled, (bool enabled), "firewall rule setEnabled", enabled);
+    WS_CALL("firewall rule name", name, 0, 0);
+    WS_CALL("firewall rule enabled", enabled, 0, 0);
+    WS_CHANGE("firewall rule setEnabled", setEnabled, 1, 0);
 };
-
-class CountingRules : public CountingOpened<FirewallRules> {
-  public:
+struct CountingRules : CountingOpened<FirewallRules> {
     using CountingOpened::CountingOpened;
-    Result<std::unique_ptr<FirewallRule>> next() override {
-        auto rule = call<&Real::next>("firewall next");
-        if (!rule || !*rule) return rule;
-        return counted<CountingRule>(std::move(rule));
-    }
+    WS_OPEN("firewall next", CountingRule, next, 0, 0);
 };
-
-class CountingPolicy : public CountingOpened<FirewallPolicy> {
-  public:
+struct CountingPolicy : CountingOpened<FirewallPolicy> {
     using CountingOpened::CountingOpened;
-    WS_CALL(Result<std::int32_t>, currentProfiles, (), "firewall currentProfiles");
-    WS_CALL(Result<FirewallFlag>, enabled, (FirewallProfile profile), "firewall enabled", profile);
-    Result<std::unique_ptr<FirewallRules>> rules() override {
-        return counted<CountingRules>(call<&Real::rules>("firewall rules"));
-    }
+    WS_CALL("firewall currentProfiles", currentProfiles, 0, 0);
+    WS_CALL("firewall enabled", enabled, 1, 0);
+    WS_OPEN("firewall rules", CountingRules, rules, 0, 0);
 };
-
-class CountingFirewall : public CountingPort<Firewall> {
-  public:
+struct CountingFirewall : CountingPort<Firewall> {
     using CountingPort::CountingPort;
-    Result<std::unique_ptr<FirewallPolicy>> open() override {
-        return counted<CountingPolicy>(call<&Real::open>("firewall open"));
-    }
+    WS_OPEN("firewall open", CountingPolicy, open, 0, 0);
 };
 
 // --- the filtering engine
 
-template <class Entry>
-class CountingEntries : public CountingOpened<FilteringEntries<Entry>> {
-  public:
-    using CountingOpened<FilteringEntries<Entry>>::CountingOpened;
-    Result<std::vector<Entry>> next() override {
-        return this->template call<&FilteringEntries<Entry>::next>(this->named("filtering next"));
-    }
-};
-
-class CountingEngine : public CountingOpened<FilteringEngine> {
-  public:
+struct CountingAssociations : CountingOpened<FilteringEntries<SecurityAssociation>> {
     using CountingOpened::CountingOpened;
-    Result<std::unique_ptr<FilteringEntries<SecurityAssociation>>> securityAssociations() override {
-        return counted<CountingEntries<SecurityAssociation>>(
-            call<&Real::securityAssociations>("filtering associations"), std::string("associations"));
-    }
-    Result<std::unique_ptr<FilteringEntries<MainModeContext>>> mainModeContexts() override {
-        return counted<CountingEntries<MainModeContext>>(call<&Real::mainModeContexts>("filtering contexts"),
-                                                         std::string("contexts"));
-    }
+    WS_CALL("filtering next associations", next, 0, 0);
 };
-
-class CountingFiltering : public CountingPort<FilteringPlatform> {
-  public:
+struct CountingContexts : CountingOpened<FilteringEntries<MainModeContext>> {
+    using CountingOpened::CountingOpened;
+    WS_CALL("filtering next contexts", next, 0, 0);
+};
+struct CountingEngine : CountingOpened<FilteringEngine> {
+    using CountingOpened::CountingOpened;
+    WS_OPEN("filtering associations", CountingAssociations, securityAssociations, 0, 0);
+    WS_OPEN("filtering contexts", CountingContexts, mainModeContexts, 0, 0);
+};
+struct CountingFiltering : CountingPort<FilteringPlatform> {
     using CountingPort::CountingPort;
-    Result<std::unique_ptr<FilteringEngine>> open() override {
-        return counted<CountingEngine>(call<&Real::open>("filtering open"));
-    }
-    WS_CALL(Result<AddressText>, addressText, (), "filtering addressText");
+    WS_OPEN("filtering open", CountingEngine, open, 0, 0);
+    WS_CALL("filtering addressText", addressText, 0, 0);
 };
 
 // --- the agents of machines
@@ -366,8 +251,7 @@ class CountingChannel : public CORE::MessageChannel {
     std::shared_ptr<PortCalls> calls_;
 };
 
-class CountingAgents : public CountingPort<AgentChannels> {
-  public:
+struct CountingAgents : CountingPort<AgentChannels> {
     using CountingPort::CountingPort;
     std::shared_ptr<CORE::MessageChannel> open(std::wstring_view ticket, std::wstring_view address,
                                                const CORE::coreevent& stop) override {

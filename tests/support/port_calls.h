@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <functional>
 #include <map>
@@ -10,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -78,18 +80,9 @@ class PortCalls {
         changed_.clear();
         searches_.clear();
     }
-    std::vector<Call> calls() const {
-        const std::lock_guard hold(mutex_);
-        return calls_;
-    }
-    std::vector<std::string> changed() const {
-        const std::lock_guard hold(mutex_);
-        return changed_;
-    }
-    std::vector<LdapSearch> searches() const {
-        const std::lock_guard hold(mutex_);
-        return searches_;
-    }
+    std::vector<Call> calls() const { return copied(calls_); }
+    std::vector<std::string> changed() const { return copied(changed_); }
+    std::vector<LdapSearch> searches() const { return copied(searches_); }
     // LDAP searches whose filter has that text.
     std::ptrdiff_t searchesFor(std::string_view text) const {
         const auto hasText = [text](const LdapSearch& one) {
@@ -97,13 +90,15 @@ class PortCalls {
         };
         return std::ranges::count_if(searches(), hasText);
     }
-    bool faultHappened() const {
-        const std::lock_guard hold(mutex_);
-        return happened_;
-    }
+    bool faultHappened() const { return copied(happened_); }
 
   private:
     static std::string_view portOf(std::string_view name) { return name.substr(0, name.find(' ')); }
+    template <class Kept>
+    Kept copied(const Kept& kept) const {
+        const std::lock_guard hold(mutex_);
+        return kept;
+    }
 
     mutable std::mutex mutex_;
     std::optional<PortFault> fault_;
@@ -117,32 +112,53 @@ class PortCalls {
 // Stands for a query of a service that succeeds before it has been given memory.
 inline constexpr int serviceSucceeded = -1;
 
+// The codes with which a question that takes three steps fails at the first and at the second one.
+template <class Failure>
+inline constexpr std::array<int, 2> stepCodes{serviceSucceeded, accountNotEnoughMemory};
+template <>
+inline constexpr std::array stepCodes<TokenFailure>{accountInsufficientBuffer, accountNotEnoughMemory};
+template <>
+inline constexpr std::array stepCodes<LogonFailure>{accountNoServer, accountNoSuchPackage};
+
 // What a failing call answers: the code, as a failure of its port.
 template <class Answer>
 Answer injected(const std::string& call, int code) {
     if constexpr (std::is_same_v<Answer, AccountBufferSizes>) {
         return {.error = code};
-    } else if constexpr (std::is_same_v<typename Answer::error_type, TokenFailure>) {
-        const TokenStep step = code == accountInsufficientBuffer ? TokenStep::size
-                               : code == accountNotEnoughMemory  ? TokenStep::memory
-                                                                 : TokenStep::data;
-        return tl::unexpected(TokenFailure{step, {code, L"injected"}});
-    } else if constexpr (std::is_same_v<typename Answer::error_type, LogonFailure>) {
-        const LogonStep step = code == accountNoServer        ? LogonStep::connect
-                               : code == accountNoSuchPackage ? LogonStep::package
-                                                              : LogonStep::logon;
-        return tl::unexpected(LogonFailure{step, {code, L"injected"}});
-    } else if constexpr (std::is_same_v<typename Answer::error_type, ServiceQueryFailure>) {
-        const ServiceQueryStep step = code == serviceSucceeded         ? ServiceQueryStep::unexpectedSuccess
-                                      : code == accountNotEnoughMemory ? ServiceQueryStep::memory
-                                                                       : ServiceQueryStep::query;
-        return tl::unexpected(ServiceQueryFailure{step, {code, L"injected"}});
+    } else if constexpr (std::is_same_v<Answer, ProbeOutcome>) {
+        return ProbeOutcome::otherFailure;
+    } else if constexpr (requires(Answer answer) { answer.error().step; }) {
+        using Error = typename Answer::error_type;
+        constexpr auto codes = stepCodes<Error>;
+        const auto step = std::ranges::find(codes, code) - codes.begin();
+        return tl::unexpected(Error{static_cast<decltype(Error::step)>(step), {code, L"injected"}});
     } else {
         if (call.starts_with("ldap ")) return fail(ldapFailure(code));
         if (call.starts_with("ads ")) return fail(code, directoryErrorText(code, adsCodeText(code), 0, {}));
         return fail(code, L"injected");
     }
 }
+
+// What an argument adds to the name of a call: a text, or the number of a choice.
+template <class Given>
+std::string shownIn(const Given& given) {
+    if constexpr (std::is_enum_v<Given>) return std::to_string(static_cast<int>(given));
+    if constexpr (std::is_convertible_v<Given, std::string_view>) return std::string(std::string_view(given));
+    if constexpr (std::is_convertible_v<Given, std::wstring_view>) return CORE::toUtf8(given);
+    return {};
+}
+
+// A method of a port: what it answers, and what it takes.
+template <class Method>
+struct Signature;
+template <class Answers, class Port, class... Takes>
+struct Signature<Answers (Port::*)(Takes...)> {
+    using Answer = Answers;
+    template <std::size_t n>
+    using Parameter = std::tuple_element_t<n, std::tuple<Takes...>>;
+};
+template <class Answers, class Port, class... Takes>
+struct Signature<Answers (Port::*)(Takes...) const> : Signature<Answers (Port::*)(Takes...)> {};
 
 // An object of a port in front of the real one. A call is named by the port, the call, the object's own name
 // (the path that it was opened by) and what else there is to say.
@@ -155,27 +171,29 @@ class CountingPort : public Port {
   protected:
     using Real = Port;
     using Done = Result<void>;
+    template <auto method>
+    using Answer = typename Signature<decltype(method)>::Answer;
+    template <auto method, std::size_t n>
+    using Parameter = typename Signature<decltype(method)>::template Parameter<n>;
 
-    std::string named(std::string_view call, std::string_view more = {}, std::string_view last = {}) const {
-        std::string name(call);
-        for (const std::string_view part : {std::string_view(name_), more, last})
-            if (!part.empty()) name.append(" ").append(part);
+    // The name of a call, or of what it opens (which has none of its own): with the first so many arguments.
+    template <int shown, class... Given>
+    std::string named(std::string name, const Given&... given) const {
+        [[maybe_unused]] int left = shown;
+        for (const std::string& part : {name_, (left-- > 0 ? shownIn(given) : std::string())...})
+            if (!part.empty()) name.append(name.empty() ? "" : " ").append(part);
         return name;
-    }
-    std::string named(std::string_view call, std::wstring_view more, std::wstring_view last = {}) const {
-        return named(call, CORE::toUtf8(more), CORE::toUtf8(last));
     }
     // Carries the call out, unless it is the one that fails.
     template <auto method, class... Given>
-    auto call(const std::string& name, const Given&... given) const {
-        using Answer = decltype((real_.get()->*method)(given...));
+    Answer<method> call(const std::string& name, const Given&... given) const {
         if (calls_->before) calls_->before(name);
-        if (const int code = calls_->enter(name)) return injected<Answer>(name, code);
+        if (const int code = calls_->enter(name)) return injected<Answer<method>>(name, code);
         return (real_.get()->*method)(given...);
     }
     // The same of a call that changes something.
     template <auto method, class... Given>
-    auto change(const std::string& name, const Given&... given) const {
+    Answer<method> change(const std::string& name, const Given&... given) const {
         ++calls_->changes;
         auto done = call<method>(name, given...);
         if (done) calls_->changed(name);
@@ -184,7 +202,7 @@ class CountingPort : public Port {
     // What was opened, with what stands in front of it.
     template <class Counting, class Opened, class... More>
     Opened counted(Opened opened, const More&... more) const {
-        if (!opened) return opened;
+        if (!opened || !*opened) return opened;
         return std::make_unique<Counting>(std::move(*opened), calls_, more...);
     }
 
@@ -206,16 +224,32 @@ class CountingOpened : public CountingPort<Port> {
 
 }  // namespace wstest
 
-// A method of such an object: what it answers, its name and parameters, the call's name, and what is passed
-// on.
-#define WS_CALL(Answer, method, parameters, ...)                \
-    Answer method parameters override {                         \
-        return this->template call<&Real::method>(__VA_ARGS__); \
-    }                                                           \
-    static_assert(true)
+// A method of such an object: the call's name, the method, how many arguments it takes, and how many of them
+// are a part of the name.
+#define WS_CALL(text, method, takes, shown) WS_METHOD(call, text, method, takes, shown, )
+#define WS_CONST_CALL(text, method, takes, shown) WS_METHOD(call, text, method, takes, shown, const)
 // The same of one that changes something.
-#define WS_CHANGE(Answer, method, parameters, ...)                \
-    Answer method parameters override {                           \
-        return this->template change<&Real::method>(__VA_ARGS__); \
-    }                                                             \
+#define WS_CHANGE(text, method, takes, shown) WS_METHOD(change, text, method, takes, shown, )
+// The same of one that opens something, which has that class.
+#define WS_OPEN(text, Opened, method, takes, shown)                                                       \
+    Answer<&Real::method> method(WS_TAKES_##takes(method)) override {                                     \
+        return counted<Opened>(call<&Real::method>(named<shown>(text WS_GIVES_##takes) WS_GIVES_##takes), \
+                               named<shown>("" WS_GIVES_##takes));                                        \
+    }                                                                                                     \
     static_assert(true)
+
+#define WS_METHOD(does, text, method, takes, shown, qualifier)                            \
+    Answer<&Real::method> method(WS_TAKES_##takes(method)) qualifier override {           \
+        return does<&Real::method>(named<shown>(text WS_GIVES_##takes) WS_GIVES_##takes); \
+    }                                                                                     \
+    static_assert(true)
+#define WS_TAKES_0(method)
+#define WS_TAKES_1(method) Parameter<&Real::method, 0> a
+#define WS_TAKES_2(method) WS_TAKES_1(method), Parameter<&Real::method, 1> b
+#define WS_TAKES_3(method) WS_TAKES_2(method), Parameter<&Real::method, 2> c
+#define WS_TAKES_4(method) WS_TAKES_3(method), Parameter<&Real::method, 3> d
+#define WS_GIVES_0
+#define WS_GIVES_1 , a
+#define WS_GIVES_2 , a, b
+#define WS_GIVES_3 , a, b, c
+#define WS_GIVES_4 , a, b, c, d
