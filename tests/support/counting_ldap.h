@@ -44,14 +44,8 @@ struct CountingSession : CountingOpened<LdapSession> {
 struct CountingLdapClient : CountingPort<LdapClient> {
     using CountingPort::CountingPort;
     Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override {
-        return openAs<CountingSession>(endpoint);
-    }
-
-  protected:
-    template <class Session, class... More>
-    Result<std::unique_ptr<LdapSession>> openAs(const LdapEndpoint& endpoint, const More&... more) const {
         const std::string name = "ldap open " + endpoint.host + ":" + std::to_string(endpoint.port);
-        return counted<Session>(call<&Real::open>(name, endpoint), more...);
+        return counted<CountingSession>(call<&Real::open>(name, endpoint));
     }
 };
 

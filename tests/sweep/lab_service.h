@@ -17,19 +17,17 @@
 #include "framework/ws_admin_operation.h"
 #include "framework/ws_admin_service.h"
 #include "platform/platform.h"
-#include "support/example_lab.h"
+#include "support/counting_ldap.h"
 #include "support/framework_worker.h"
 #include "support/manual_clock.h"
 #include "support/scripted_accounts.h"
 #include "support/temp_folder.h"
-#include "sweep/sweep_data.h"
-#include "sweep/undo.h"
+#include "sweep/example_lab.h"
 #include "winauth/winauth_service.h"
 
 namespace sweep {
 
 using CORE::PropertyBag;
-using wsadmin::Result;
 using wstest::PortCalls;
 using wstest::PortFault;
 
@@ -71,24 +69,11 @@ inline std::shared_ptr<wstest::ScriptedAccounts> ownAccounts() {
 
 // Which threads are initialised for directory calls (COM's initialisation under Windows), and how often: a
 // request's once, and once more where it asks the service itself.
-class WatchedServices : public wstest::CountingDirectoryServices {
-  public:
+struct WatchedServices : wstest::CountingDirectoryServices {
     using CountingDirectoryServices::CountingDirectoryServices;
     // Initialisations of this thread, and those that have not ended.
     static inline thread_local int begun = 0, open = 0;
-
-    Result<std::shared_ptr<DirectorySearch>> openSearch(const std::string& path,
-                                                        const DirectoryCredentials& credentials,
-                                                        std::uint32_t flags) override {
-        EXPECT_GT(open, 0) << path;
-        return CountingDirectoryServices::openSearch(path, credentials, flags);
-    }
-    Result<std::unique_ptr<DirectoryObject>> openObject(const std::string& path,
-                                                        const DirectoryCredentials& credentials,
-                                                        std::uint32_t flags) override {
-        EXPECT_GT(open, 0) << path;
-        return CountingDirectoryServices::openObject(path, credentials, flags);
-    }
+    static void watch(const std::string& call) { EXPECT_TRUE(open > 0 || !call.starts_with("ads ")) << call; }
     bool initialiseThread() override {
         if (open == 0) ++begun;
         EXPECT_LT(open++, 2);
@@ -100,9 +85,9 @@ class WatchedServices : public wstest::CountingDirectoryServices {
 // One at a time, because the names of its workers are taken.
 class LabService {
   public:
-    explicit LabService(const wstest::ExampleLab& lab) : begin_(lab.time) {
-        startup_.set(wsadmin::platform::labFolderKey,
-                     std::wstring_view(wstest::folderOf(lab, labs_).wstring()));
+    explicit LabService(const ExampleLab& lab) : begin_(lab.time()) {
+        calls_->before = WatchedServices::watch;
+        startup_.set(wsadmin::platform::labFolderKey, std::wstring_view(folderOf(lab, labs_).wstring()));
         startup_.set(wsadmin::platform::labMachineKey, std::string_view(lab.machine));
         startup_.setBool(L"InitiateDomainChecks", false);
         authentication_ =
@@ -129,10 +114,10 @@ class LabService {
         start();
         if (setting != Setting::domainsUnknown) learnDomains();
     }
-    // Takes back what was changed in the lab.
+    // The lab as it was before requests changed it.
     void restore() {
-        if (!changed_.empty() && (std::ranges::any_of(changed_, cannotBeUndone) || !ldap_->undo())) open();
-        changed_.clear();
+        if (changed_) open();
+        changed_ = false;
     }
     void learnDomains() {
         PropertyBag request;
@@ -156,7 +141,7 @@ class LabService {
         done.calls = calls_->calls();
         done.changed = calls_->changed();
         done.faultHappened = calls_->faultHappened();
-        std::ranges::copy(done.changed, std::back_inserter(changed_));
+        changed_ = changed_ || !done.changed.empty();
         calls_->restart();
         constexpr int longerThanABindingIsKept = 3600;
         clock_->advance(longerThanABindingIsKept);
@@ -167,10 +152,6 @@ class LabService {
     }
 
   private:
-    static bool cannotBeUndone(const std::string& change) {
-        const std::string kind = kindOf(change);
-        return kind != "ldap modify" && kind != "ldap add";
-    }
     // Opens the lab anew. The directory services stay the same object, because the service keeps them.
     void open() {
         auto made = wsadmin::platform::createPlatform(startup_);
@@ -179,7 +160,7 @@ class LabService {
         wstest::recorded(*platform_, calls_);
         services_->exchange((*made)->directoryServices);
         platform_->directoryServices = services_;
-        platform_->ldap = ldap_ = std::make_shared<UndoneClient>((*made)->ldap, calls_);
+        platform_->ldap = std::make_shared<wstest::CountingLdapClient>((*made)->ldap, calls_);
         platform_->clock = clock_;
         platform_->accounts = accounts;
         platform_->save = nullptr;
@@ -219,7 +200,6 @@ class LabService {
     std::shared_ptr<wstest::PortCalls> calls_ = std::make_shared<wstest::PortCalls>();
     std::shared_ptr<wstest::ManualClock> clock_ = std::make_shared<wstest::ManualClock>();
     std::shared_ptr<wsadmin::platform::Platform> platform_ = std::make_shared<wsadmin::platform::Platform>();
-    std::shared_ptr<UndoneClient> ldap_;
     std::shared_ptr<WatchedServices> services_ = std::make_shared<WatchedServices>(nullptr, calls_);
     CORE::refptr<wsadmin::winauth_service> authentication_;
     wstest::FrameworkWorker<0> worker_{
@@ -228,7 +208,7 @@ class LabService {
         }};
     CORE::ThreadGroup threads_{L"sweep"};
     CORE::refptr<wsadmin::ws_admin_service> service_;
-    std::vector<std::string> changed_;  // since the lab was opened
+    bool changed_ = false;  // since the lab was opened
 };
 
 }  // namespace sweep

@@ -1,5 +1,5 @@
-// The data of the fault sweep: which codes a call fails with; and out of answers.jsonl, what is asked beside
-// the examples of the operation table, and which answers are neither complete nor an error.
+// The data of the fault sweep: out of codes.jsonl, which codes a call fails with; out of answers.jsonl, what
+// is asked beside the examples of the operation table, and which answers are neither complete nor an error.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,6 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/platform.h"
 #include "support/sanitizers.h"
 
 namespace sweep {
@@ -18,10 +17,6 @@ namespace sweep {
 struct Code {
     int code;
     bool lasting = false;  // the port stays dead
-};
-struct CodesOfCalls {
-    std::string_view calls;  // how their names begin; the first row that fits counts
-    std::vector<Code> codes;
 };
 
 // Of so many calls of one kind each fails with all its codes, of further ones with one of them in turn. A
@@ -38,45 +33,28 @@ inline constexpr bool onlyRaces = true;
 inline constexpr bool onlyRaces = false;
 #endif
 
-inline constexpr int answeredWithError = 1, notHandled = 2;  // of a message
+inline constexpr int notHandled = 2;  // the code of a message to whose worker nobody listens
 
-// The codes that a call fails with, one at a time.
-inline const std::vector<Code>& codesOf(std::string_view call) {
-    using namespace wsadmin::platform;
-    constexpr int systemNoName = 1355, systemNoPath = 3, systemDenied = 5, systemNoFile = 2,
-                  replicationDenied = 8453;
-    static const std::vector<CodesOfCalls> table = {
-        {"ldap open", {{ldapServerDown, true}}},
-        {"ldap bind", {{ldapServerDown, true}, {ldapInvalidCredentials}}},
-        {"ldap search", {{ldapServerDown, true}, {ldapFilterError}}},
-        {"ldap ", {{ldapServerDown, true}, {ldapInsufficientRights}, {ldapNoSuchObject}}},
-        {"ads setPreference", {{adsBadParameter}}},
-        {"ads column", {{adsUnspecified}}},
-        {"ads get", {{adsServerDown, true}, {adsPropertyNotFound}}},
-        {"ads next", {{adsServerDown, true}, {adsAccessDenied}}},
-        {"ads ", {{adsServerDown, true}, {adsAccessDenied}, {adsNoSuchObject}}},
-        {"accounts bufferSizesFor", {{accountNoServer, true}, {accountNoneMapped}}},
-        {"accounts token", {{accountInsufficientBuffer}, {accountNotEnoughMemory}, {accountNoServer}}},
-        {"accounts logOn", {{accountNoServer}, {accountNoSuchPackage}, {accountDisabled}}},
-        {"accounts ", {{accountNoServer, true}, {accountNoToken}}},
-        {"agents ", {{1}}},
-        {"names ", {{systemNoName}}},
-        {"folders ", {{systemNoPath}}},
-        {"registry ", {{systemDenied}}},
-        {"processes ", {{systemNoFile}}},
-        {"environment ", {{systemDenied}}},
-        {"firewall ", {{static_cast<int>(0x80070005U)}}},  // access denied
-        {"filtering ", {{systemDenied}}},
-        {"commands ", {{systemNoFile}}},
-        {"files ", {{systemDenied}}},
-        {"services ", {{systemDenied}}},
-        {"network ", {{systemDenied}}},
-        {"replication addLink", {{replicationDenied}, {replicationBusy}}},
-        {"replication ", {{replicationDenied}}},
-        {"message ", {{answeredWithError}, {notHandled}}},
-    };
-    for (const CodesOfCalls& row : table)
-        if (call.starts_with(row.calls)) return row.codes;
+using Row = nlohmann::ordered_json;
+
+// The rows of a file beside this one.
+inline std::vector<Row> rowsOf(const std::string& file) {
+    std::vector<Row> rows;
+    std::ifstream lines(WS_SOURCE_DIR "/tests/sweep/" + file);
+    for (std::string line; std::getline(lines, line);)
+        if (!line.starts_with('#')) rows.push_back(Row::parse(line));
+    return rows;
+}
+
+inline std::vector<Code> codesOf(std::string_view call) {
+    static const auto rows = rowsOf("codes.jsonl");
+    for (const auto& row : rows) {
+        if (!call.starts_with(row.at("calls").get<std::string>())) continue;
+        std::vector<Code> codes;
+        for (const auto& [what, code] : row.at("codes").items())
+            codes.push_back({code, what.ends_with(" for good")});
+        return codes;
+    }
     throw std::logic_error("no codes are known for " + std::string(call));
 }
 
@@ -97,15 +75,9 @@ struct SweepData {
 // Of one operation.
 inline SweepData readSweepData(const std::string& operation) {
     SweepData data;
-    std::ifstream lines(WS_SOURCE_DIR "/tests/sweep/answers.jsonl");
-    for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with('#')) continue;
-        const auto row = nlohmann::json::parse(line);
-        if (row.contains("ask")) {
-            if (row["ask"] == operation) data.requests.push_back(row.at("keys"));
-            continue;
-        }
-        if (std::ranges::count(row.at("answers"), nlohmann::json(operation)) == 0) continue;
+    for (const auto& row : rowsOf("answers.jsonl")) {
+        if (row.contains("ask") && row["ask"] == operation) data.requests.push_back(row.at("keys"));
+        if (row.contains("ask") || std::ranges::count(row.at("answers"), Row(operation)) == 0) continue;
         for (const auto& fault : row.at("when"))
             data.partialAnswers.push_back({fault, row.at("kind"), row.value("answer", ""), row.at("why")});
     }

@@ -28,7 +28,7 @@ std::string titleOf(const PortFault& fault) {
 class Sweep : public testing::TestWithParam<const Operation*> {
   protected:
     void sweep(std::wstring_view keys) {
-        request_ = wstest::requestOf(*GetParam(), keys, {WS_SOURCE_DIR, WS_SOURCE_DIR "/tests/sweep"});
+        request_ = requestOf(*GetParam(), keys, {WS_SOURCE_DIR, WS_SOURCE_DIR "/tests/sweep"});
         callsMade_.clear();
         const std::string title = operation_ + " " + toUtf8(keys);
         sweep(Setting::domainsKnown, title);
@@ -45,8 +45,8 @@ class Sweep : public testing::TestWithParam<const Operation*> {
   private:
     // Operations on one lab share what it takes long to open.
     static inline std::unique_ptr<LabService> opened_;
-    static inline wstest::ExampleLab lab_;
-    static LabService& serviceOn(const wstest::ExampleLab& lab) {
+    static inline ExampleLab lab_;
+    static LabService& serviceOn(const ExampleLab& lab) {
         if (!opened_ || lab_ != lab) {
             opened_.reset();
             opened_ = std::make_unique<LabService>(lab_ = lab);
@@ -97,7 +97,7 @@ class Sweep : public testing::TestWithParam<const Operation*> {
             // Of threads side by side it is chance whose call is the n-th, and which follow it.
             const bool sideBySide = whole.asksDomains() && call.name.starts_with("ads ");
             if (sideBySide && call.occurrence > 1) continue;
-            const std::vector<Code>& codes = codesOf(call.name);
+            const std::vector<Code> codes = codesOf(call.name);
             const std::size_t number = ofKind_[kindOf(call.name)]++;
             if (number >= mostOfAKind) continue;
             for (std::size_t i = 0; i < codes.size(); ++i)
@@ -129,7 +129,7 @@ class Sweep : public testing::TestWithParam<const Operation*> {
             used_.insert(&*row);
     }
 
-    LabService& service_ = serviceOn(wstest::labOf(GetParam()->name));
+    LabService& service_ = serviceOn(labOf(toUtf8(GetParam()->name)));
     PropertyBag request_;
     std::set<std::string> callsMade_;            // where the domains are known
     std::map<std::string, std::size_t> ofKind_;  // calls of each kind seen so far

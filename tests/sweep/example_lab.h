@@ -1,6 +1,7 @@
 // The labs that the examples of the operation table are for, and the requests that they make.
 #pragma once
 
+#include <array>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -13,43 +14,24 @@
 #include "support/temp_folder.h"
 #include "support/test_service.h"
 #include "support/typed_request.h"
+#include "sweep/sweep_data.h"
 
-namespace wstest {
+namespace sweep {
 
-// Below labs/; what is done there before, each on a machine of the lab.
+// As labs.jsonl has it.
 struct ExampleLab {
-    struct Before {
-        const char* machine;
-        const wchar_t *operation, *keys;
-        bool operator==(const Before&) const = default;
-    };
     std::string folder = "sample", machine{};
-    std::vector<Before> before{};
+    std::vector<std::array<std::string, 3>> before{};
     // The seconds since 1970 on the lab's clock, where that has to be the machine's.
-    int time = before.empty() ? 1'700'000'000 : 1'767'225'600;
+    int time() const { return before.empty() ? 1'700'000'000 : 1'767'225'600; }
     bool operator==(const ExampleLab&) const = default;
 };
 
-// Operations on a federation are asked where there is one, and on a server that may be asked.
-inline ExampleLab labOf(std::wstring_view operation) {
-    const ExampleLab federated{.folder = "federated"};
-    const ExampleLab::Before founded{"VCS1", L"qrvLdapInit", L""},
-        replicated{"VCS2", L"qrvLdapInstallReplica", L"servername=vcs1.corp.example"},
-        dissolved{"VCS1", L"qrvLdapUninit", L""};
-    const std::pair<std::wstring_view, ExampleLab> labs[] = {
-        {L"getGlobalEntitledDesktops", federated},
-        {L"qrvLdapInfo", federated},
-        {L"qrvLdapCheckEnablement", federated},
-        {L"qrvLdapEject", federated},
-        {L"qrvLdapUnjoin", federated},
-        {L"qrvLdapJoin", {"federation", "VCS3", {founded}}},
-        {L"qrvLdapInstallReplica", {"federation", "VCS2", {founded}}},
-        {L"qrvLdapUninit", {"federation", "VCS1", {founded}}},
-        {L"qrvLdapRemovePodEndpoint", {"federation", "VCS1", {founded, replicated}}},
-        {L"qrvLdapUninstallReplica", {"federation", "VCS2", {founded, replicated, dissolved}}},
-    };
-    for (const auto& [name, lab] : labs)
-        if (name == operation) return lab;
+inline ExampleLab labOf(const std::string& operation) {
+    for (const auto& row : rowsOf("labs.jsonl"))
+        if (std::ranges::count(row.at("of"), Row(operation)) > 0)
+            return {row.at("folder"), row.value("machine", ""),
+                    row.value("before", std::vector<std::array<std::string, 3>>())};
     return {};
 }
 
@@ -58,13 +40,13 @@ inline ExampleLab labOf(std::wstring_view operation) {
 inline CORE::PropertyBag requestOf(const wsadmin::Operation& operation, std::wstring_view keys,
                                    const std::vector<std::filesystem::path>& roots = {}) {
     CORE::PropertyBag bag;
-    const auto pairs = typedPairs(keys).value();
+    const auto pairs = wstest::typedPairs(keys).value();
     for (const auto& [name, typed] : pairs) {
         std::string text = CORE::toUtf8(typed);
         for (const auto& root : roots)
-            if (text.starts_with('@'))
-                if (const std::string read = fileText(root / text.substr(1)); !read.empty())
-                    text = read.ends_with('\n') ? read.substr(0, read.size() - 1) : read;
+            if (text.starts_with('@') && is_regular_file(root / text.substr(1)))
+                text = wstest::fileText(root / text.substr(1));
+        if (text.ends_with('\n')) text.pop_back();
         if (text == "@-") text = "Passw0rd.Fix";
         const auto key = std::ranges::find(operation.request, name, &wsadmin::Key::name);
         if (key != operation.request.end() && key->type == wsadmin::KeyType::encrypted)
@@ -75,7 +57,7 @@ inline CORE::PropertyBag requestOf(const wsadmin::Operation& operation, std::wst
 }
 
 // The folder of the lab; where something is done there before, a copy below `copies`.
-inline std::filesystem::path folderOf(const ExampleLab& lab, const TempFolder& copies) {
+inline std::filesystem::path folderOf(const ExampleLab& lab, const wstest::TempFolder& copies) {
     using namespace wsadmin::platform;
     const std::filesystem::path labs = WS_SOURCE_DIR "/labs";
     if (lab.before.empty()) return labs / lab.folder;
@@ -83,13 +65,13 @@ inline std::filesystem::path folderOf(const ExampleLab& lab, const TempFolder& c
     const std::filesystem::path folder = copies.path() / "labs" / lab.folder;
     // Nobody needs them, and all machines of a lab are opened together.
     for (const char* other : {"VCS4.toml", "VCS5.toml", "VCS6.toml"}) std::filesystem::remove(folder / other);
-    for (const ExampleLab::Before& step : lab.before) {
-        auto machine = lab::openLab(folder, lab::Changes::saved, step.machine).value();
+    for (const auto& [name, asked, keys] : lab.before) {
+        auto machine = lab::openLab(folder, lab::Changes::saved, name).value();
         machine->directoryServices = makePortableDirectoryServices(machine->ldap, "corp.example");
-        TestService service(machine);
-        const wsadmin::Operation& operation = *wsadmin::findOperation(step.operation);
+        wstest::TestService service(machine);
+        const wsadmin::Operation& operation = *wsadmin::findOperation(CORE::toWide(asked));
         CORE::PropertyBag response;
-        const auto request = requestOf(operation, step.keys);
+        const auto request = requestOf(operation, CORE::toWide(keys));
         if (!operation.run(service, wsadmin::Request(request, operation.request), response) ||
             !machine->save())
             throw std::runtime_error(CORE::toUtf8(response.getErrorText()));
@@ -97,4 +79,4 @@ inline std::filesystem::path folderOf(const ExampleLab& lab, const TempFolder& c
     return folder;
 }
 
-}  // namespace wstest
+}  // namespace sweep
