@@ -5,102 +5,71 @@
 
 #include <array>
 #include <asio/ip/tcp.hpp>
-#include <asio/post.hpp>
 #include <asio/write.hpp>
 #include <atomic>
-#include <cstdint>
-#include <future>
 #include <list>
-#include <memory>
 #include <string>
 #include <thread>
 
 namespace wstest {
 
-// Listens on a port of 127.0.0.1 that stays its own. Any thread may call.
+// Listens on a port of 127.0.0.1 that stays its own until it is cut.
 class Relay {
   public:
     Relay(const std::string& host, std::uint16_t port)
-        : server_(asio::ip::make_address(host), port), acceptor_(context_, loopback(0)) {
-        port_ = acceptor_.local_endpoint().port();
+        : server_(asio::ip::make_address(host), port),
+          acceptor_(context_, {asio::ip::address_v4::loopback(), 0}) {
         accept();
         thread_ = std::thread([this] { context_.run(); });
     }
-    ~Relay() {
-        asio::post(context_, [this] { close(); });
-        work_.reset();
-        thread_.join();
-    }
+    ~Relay() { cut(); }
     Relay(const Relay&) = delete;
     Relay& operator=(const Relay&) = delete;
 
-    std::uint16_t port() const { return port_; }
+    std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
     int accepted() const { return accepted_; }
     // Afterwards every connection is gone and new ones are refused.
     void cut() {
-        std::promise<void> done;
-        asio::post(context_, [&] {
-            close();
-            done.set_value();
-        });
-        done.get_future().get();
+        context_.stop();
+        if (thread_.joinable()) thread_.join();
+        asio::error_code ignored;
+        acceptor_.close(ignored);
+        connections_.clear();
     }
 
   private:
     using Tcp = asio::ip::tcp;
-    using Acceptor = Tcp::acceptor;
     struct Connection {
-        explicit Connection(asio::io_context& context) : client(context), server(context) {}
         Tcp::socket client, server;
         std::array<char, 16384> up{}, down{};
     };
-    using Shared = std::shared_ptr<Connection>;
-
-    static Tcp::endpoint loopback(std::uint16_t port) { return {asio::ip::address_v4::loopback(), port}; }
 
     void accept() {
-        const auto connection = std::make_shared<Connection>(context_);
-        acceptor_.async_accept(connection->client, [this, connection](asio::error_code error) {
+        acceptor_.async_accept([this](asio::error_code error, Tcp::socket client) {
             if (error) return;
             ++accepted_;
-            connection->server.connect(server_, error);
-            if (!error) {
-                connections_.push_back(connection);
-                pump(connection, connection->client, connection->server, connection->up);
-                pump(connection, connection->server, connection->client, connection->down);
-            }
+            Connection& one = connections_.emplace_back(std::move(client), Tcp::socket(context_));
+            one.server.connect(server_, error);
+            pump(one.client, one.server, one.up);
+            pump(one.server, one.client, one.down);
             accept();
         });
     }
-
-    void pump(const Shared& held, Tcp::socket& from, Tcp::socket& to, std::array<char, 16384>& buffer) {
-        from.async_read_some(asio::buffer(buffer),
-                             [this, held, &from, &to, &buffer](asio::error_code error, std::size_t size) {
-                                 if (!error) asio::write(to, asio::buffer(buffer, size), error);
-                                 if (!error) return pump(held, from, to, buffer);
-                                 asio::error_code ignored;
-                                 held->client.close(ignored);
-                                 held->server.close(ignored);
-                             });
-    }
-
-    void close() {
-        asio::error_code ignored;
-        acceptor_.close(ignored);
-        for (const auto& connection : connections_) {
-            connection->client.close(ignored);
-            connection->server.close(ignored);
-        }
-        connections_.clear();
+    // Where one side ends, so does the other.
+    static void pump(Tcp::socket& from, Tcp::socket& to, std::array<char, 16384>& buffer) {
+        from.async_read_some(asio::buffer(buffer), [&](asio::error_code error, std::size_t size) {
+            if (!error) asio::write(to, asio::buffer(buffer, size), error);
+            if (!error) return pump(from, to, buffer);
+            from.close(error);
+            to.close(error);
+        });
     }
 
     asio::io_context context_;
-    asio::executor_work_guard<asio::io_context::executor_type> work_ = asio::make_work_guard(context_);
     Tcp::endpoint server_;
-    Acceptor acceptor_;
-    std::list<Shared> connections_;
+    Tcp::acceptor acceptor_;
     std::atomic<int> accepted_{0};
-    std::uint16_t port_ = 0;
+    std::list<Connection> connections_;  // of the thread until that has ended
     std::thread thread_;
 };
 
