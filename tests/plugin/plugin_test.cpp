@@ -66,17 +66,9 @@ struct Loaded {
 };
 
 // Started for a scope.
-class Started {
-  public:
-    Started(const std::string& module, const CORE::PropertyBag& startup) : loaded_(module) {
-        loaded_.start(startup);
-    }
-    ~Started() { loaded_.exit(); }
-    Started(const Started&) = delete;
-    Started& operator=(const Started&) = delete;
-
-  private:
-    Loaded loaded_;
+struct Started : Loaded {
+    Started(const std::string& module, const CORE::PropertyBag& startup) : Loaded(module) { start(startup); }
+    ~Started() { exit(); }
 };
 
 constexpr wchar_t worker[] = L"ws_admin";
@@ -261,50 +253,10 @@ constexpr char invertedKeys[2][keySize] = {
     {'\x92', '\x9e', '\x96', '\x91', '\xd2', '\xca', '\x86', '\xce', '\x85', '\xc8', '\x8e', '\xd2', '\x94'},
     {'\x8f', '\x99', '\x8c', '\xd2', '\xcc', '\x89', '\xc6', '\x94', '\xcb', '\x88', '\xd2', '\x87', '\xce'}};
 
-CORE::secretstring keyOf(std::string_view inverted) {
+CORE::secretstring keyOf(const char (&inverted)[keySize]) {
     CORE::secretstring key;
     for (const char c : inverted) key.append(std::string(1, static_cast<char>(~c)));
     return key;
-}
-
-// The inverted bytes of the key in characters of that size.
-std::string invertedText(std::string_view inverted, std::size_t size) {
-    std::string text;
-    for (const char c : inverted) text.append(1, c).append(size - 1, '\xff');
-    return text;
-}
-
-void expectNowhere() {
-    for (const auto& key : invertedKeys) {
-        const std::string_view inverted{key, keySize};
-        for (const std::size_t size : {sizeof(char), sizeof(char16_t), sizeof(wchar_t)})
-            EXPECT_FALSE(wstest::isInMemory(invertedText(inverted, size))) << size;
-        const auto held = keyOf(inverted);
-        EXPECT_TRUE(wstest::isInMemory(inverted)) << "the search finds nothing at all";
-    }
-}
-
-// The answer's error. The log's lines are a part of the memory.
-std::wstring errorOf(std::wstring_view operation,
-                     const std::vector<std::pair<const wchar_t*, const char*>>& texts,
-                     const std::vector<std::pair<const wchar_t*, int>>& secrets) {
-    CORE::PropertyBag request, response;
-    for (const auto& [name, text] : texts) request.set(name, text);
-    for (const auto& [name, key] : secrets) request.set(name, keyOf({invertedKeys[key], keySize}).view());
-    CORE::MessageHandler::SendMsg(L"ws_admin", operation, request, response);
-    return response.getErrorText().str();
-}
-
-TEST(Secrets, OfAPairingStayNeitherInMemoryNorInTheLog) {
-    const Started plugin("ws_admin", sampleLab());
-    const wstest::LogCapture log;
-    EXPECT_EQ(errorOf(L"addIPsecRules", {{L"remoteEndpointIP", "10.1.9.9"}},
-                      {{L"preSharedKey", 0}, {L"pfsSharedKey", 1}}),
-              L"");
-    EXPECT_TRUE(std::ranges::any_of(log.lines(), [](const auto& line) {
-        return line.text.find(L"auth1psk=\"*****\" qmpfs") != line.text.npos;
-    }));
-    expectNowhere();
 }
 
 // The sample lab with a domain controller that admits everybody and refuses all changes of entries: a lab's
@@ -315,30 +267,52 @@ CORE::PropertyBag refusingLab(const wstest::TempFolder& folder) {
                           std::filesystem::copy_options::recursive);
     std::string machine = wstest::fileText(lab / "machine.toml");
     machine.resize(machine.find("\n[[directory.account]]"));
-    machine += "\n[directory.faults]\nfail = [{operation = \"modify\", code = 53}]\n";
-    std::ofstream(lab / "machine.toml", std::ios::binary) << machine;
+    folder.write("lab/machine.toml",
+                 machine + "\n[directory.faults]\nfail = [{operation = \"modify\", code = 53}]\n");
     CORE::PropertyBag startup;
     startup.set(CORE::startupLabFolder, lab.wstring());
     startup.set(L"ClientAuthAdminUser", L"svc");
-    const auto password = keyOf({invertedKeys[1], keySize});
-    startup.set(L"ClientAuthAdminPassword", CORE::SecurityManager::System().Encrypt(password.view()));
+    startup.set(L"ClientAuthAdminPassword",
+                CORE::SecurityManager::System().Encrypt(keyOf(invertedKeys[1]).view()));
     return startup;
 }
 
-TEST(Secrets, OfAClientDeviceStayNeitherInMemoryNorInTheLog) {
+// The answer's error.
+std::wstring errorOf(std::wstring_view operation, CORE::PropertyBag request,
+                     const std::vector<const wchar_t*>& secrets) {
+    for (std::size_t i = 0; i < secrets.size(); ++i) request.set(secrets[i], keyOf(invertedKeys[i]).view());
+    CORE::PropertyBag response;
+    CORE::MessageHandler::SendMsg(worker, operation, request, response);
+    return response.getErrorText().str();
+}
+
+TEST(Secrets, OfAPairingAndOfAClientDeviceStayNeitherInMemoryNorInTheLog) {
     const wstest::TempFolder folder;
     CORE::SecurityManager::System().setKeyFile((folder.path() / "key" / "host.key").wstring());
     const CORE::PropertyBag startup = refusingLab(folder);
     const Started authentication("winauth", startup), plugin("ws_admin", startup);
-    const wstest::LogCapture log;
-    EXPECT_EQ(errorOf(L"clientAuthConfig",
-                      {{L"operation", "add"}, {L"clientid", "custom-kiosk9"}, {L"domain", "corp.example"}},
-                      {{L"password", 0}}),
+    const wstest::LogCapture log;  // its lines are a part of the memory
+    CORE::PropertyBag request;
+    request.set(L"remoteEndpointIP", L"10.1.9.9");
+    EXPECT_EQ(errorOf(L"addIPsecRules", request, {L"preSharedKey", L"pfsSharedKey"}), L"");
+    EXPECT_TRUE(std::ranges::any_of(log.lines(), [](const auto& line) {
+        return line.text.find(L"auth1psk=\"*****\" qmpfs") != line.text.npos;
+    }));
+    request.set(L"operation", L"add");
+    request.set(L"clientid", L"custom-kiosk9");
+    request.set(L"domain", L"corp.example");
+    EXPECT_EQ(errorOf(L"clientAuthConfig", request, {L"password"}),
               L"Failed to SetPassword. error=0x80072035");
-    EXPECT_FALSE(log.lines().empty());
-    expectNowhere();
+    for (const auto& key : invertedKeys) {
+        for (const std::size_t size : {sizeof(char), sizeof(char16_t), sizeof(wchar_t)}) {
+            std::string text;
+            for (const char c : key) text.append(1, c).append(size - 1, '\xff');
+            EXPECT_FALSE(wstest::isInMemory(text)) << size;
+        }
+        const auto held = keyOf(key);
+        EXPECT_TRUE(wstest::isInMemory({key, keySize})) << "the search finds nothing at all";
+    }
 }
-
 #endif
 
 }  // namespace
