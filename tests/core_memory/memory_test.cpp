@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <functional>
-#include <memory>
 #include <new>
 #include <string>
 
@@ -70,57 +69,45 @@ bool holds(const void* memory, std::size_t size, std::string_view bytes) {
     return std::string_view(static_cast<const char*>(memory), size).find(bytes) != std::string_view::npos;
 }
 
-TEST(Secrets, OrdinaryTextIsLeftBehind) {
+void useSecretStrings() {
+    secretstring secret(marker);
+    secretstring copy = secret;
+    EXPECT_EQ(copy.view(), marker);
+    EXPECT_STREQ(copy.c_str(), marker);
+    copy.append("+").append(marker);  // grows twice
+    EXPECT_EQ(copy.size(), 2 * (sizeof(marker) - 1) + 1);
+    secretstring moved = std::move(secret);
+    EXPECT_TRUE(secret.empty());  // NOLINT(bugprone-use-after-move): it promises to be empty
+    EXPECT_STREQ(secret.c_str(), "");
+    copy = std::move(moved);
+    copy = secretstring("another");
+    EXPECT_EQ(copy.view(), "another");
+    copy.clear();
+    EXPECT_TRUE(copy.empty());
+}
+
+TEST(Secrets, AreLeftInNoBlockUnlessTheyAreOrdinaryText) {
+    const auto wiped = [](std::size_t length) {
+        mstr text = marker;
+        text.p_upd(length);
+        text.clearAndWipe();
+        EXPECT_TRUE(text.empty());
+    };
     EXPECT_EQ(blocksWith(marker, [] { const mstr text = marker; }), 1) << "the search finds nothing at all";
-}
-
-// The buffer may be longer than the text: what stood behind its present end is wiped too.
-TEST(Secrets, WipedTextIsNot) {
-    for (const std::size_t length : {sizeof(marker) - 1, std::size_t{3}})
-        EXPECT_EQ(blocksWith("battery-staple",
-                             [&] {
-                                 mstr text = marker;
-                                 text.p_upd(length);
-                                 text.clearAndWipe();
-                                 EXPECT_TRUE(text.empty());
-                             }),
-                  0);
+    EXPECT_EQ(blocksWith(marker, [&] { wiped(sizeof(marker) - 1); }), 0);
+    EXPECT_EQ(blocksWith("battery-staple", [&] { wiped(3); }), 0) << "behind the text's present end";
     EXPECT_EQ(blocksWith(wideBytes, [] { wstr(wideMarker).clearAndWipe(); }), 0);
+    EXPECT_EQ(blocksWith(marker, useSecretStrings), 0);
+    EXPECT_EQ(blocksWith("hunter2", [] { secretstring("hunter2").append("!"); }), 0);
 }
 
-TEST(Secrets, ShortTextIsWipedInsideItsObject) {
+TEST(Secrets, AreWipedInsideTheirObjectOrNeverThere) {
     mstr text = "hunter2";
     EXPECT_TRUE(holds(&text, sizeof(text), "hunter2"));
     text.clearAndWipe();
     EXPECT_FALSE(holds(&text, sizeof(text), "unter2"));
-}
-
-TEST(Secrets, SecretStringsLeaveNothing) {
-    const auto use = [] {
-        secretstring secret(marker);
-        secretstring copy = secret;
-        EXPECT_EQ(copy.view(), marker);
-        EXPECT_STREQ(copy.c_str(), marker);
-        copy.append("+").append(marker);  // grows twice
-        EXPECT_EQ(copy.size(), 2 * (sizeof(marker) - 1) + 1);
-        secretstring moved = std::move(secret);
-        EXPECT_TRUE(secret.empty());  // NOLINT(bugprone-use-after-move): it promises to be empty
-        EXPECT_STREQ(secret.c_str(), "");
-        copy = std::move(moved);
-        copy = secretstring("another");
-        EXPECT_EQ(copy.view(), "another");
-        copy.clear();
-        EXPECT_TRUE(copy.empty());
-    };
-    EXPECT_EQ(blocksWith(marker, use), 0);
-}
-
-TEST(Secrets, ShortSecretsAreNeverInsideTheirObject) {
-    alignas(secretstring) std::array<unsigned char, sizeof(secretstring)> place{};
-    auto* secret = new (place.data()) secretstring("hunter2");
-    EXPECT_FALSE(holds(place.data(), place.size(), "hunter2"));
-    std::destroy_at(secret);
-    EXPECT_EQ(blocksWith("hunter2", [] { secretstring("hunter2").append("!"); }), 0);
+    const secretstring secret("hunter2");
+    EXPECT_FALSE(holds(&secret, sizeof(secret), "hunter2"));
 }
 
 TEST(Secrets, MemoryIsOverwritten) {
