@@ -1,0 +1,37 @@
+// What a decoder has taken has to come out of the encoder as something that it takes again, and says the
+// same. WS_FUZZ_BAG: the input is the bag of a frame that is right in all else; without it, a whole frame,
+// its lengths included.
+#include <cstdlib>
+
+#include "channel/frame.h"
+#include "framework/core/coreexception.h"
+
+namespace {
+
+constexpr channel::FrameLimits limits{.message = 65536, .attachment = 65536, .depth = 40};
+
+std::optional<channel::Frame> decodeWhole(channel::ByteView bytes) {
+    if (bytes.size() < channel::frameHeadSize) return std::nullopt;
+    const auto head = channel::readFrameHead(bytes.first(channel::frameHeadSize), limits);
+    if (!head || head->size() != bytes.size()) return std::nullopt;
+    return channel::decodeFrame(*head, bytes.subspan(channel::frameHeadSize), limits);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    channel::Bytes bytes(data, data + size);
+#if defined(WS_FUZZ_BAG)
+    constexpr std::uint8_t before[] = {0x86, 0x01, 0x01, 0x40, 0x40, 0x00};  // a response without names
+    bytes.insert(bytes.begin(), std::begin(before), std::end(before));
+    const std::uint64_t lengths = std::uint64_t{bytes.size()} << 32U;  // of the message and the attachment
+    for (unsigned shift = 0; shift < 64; shift += 8)
+        bytes.insert(bytes.begin(), static_cast<std::uint8_t>(lengths >> shift));
+#endif
+    const auto frame = decodeWhole(bytes);
+    if (!frame) return 0;
+    const channel::Bytes once = channel::encodeFrame(*frame, limits);
+    const auto again = decodeWhole(once);
+    if (!again || channel::encodeFrame(*again, limits) != once) std::abort();
+    return 0;
+}
