@@ -42,7 +42,6 @@ class ScriptedDirectoryServices : public DirectoryServices {
     struct Answer {
         std::vector<std::vector<DirectoryColumn>> rows{};
         int code = 0;        // not 0: the search cannot run
-        int lastCode = 0;    // not 0: what ends the rows is that failure
         int columnCode = 0;  // not 0: no column can be read
     };
 
@@ -111,7 +110,6 @@ class ScriptedDirectoryServices : public DirectoryServices {
         explicit Rows(Answer answer) : answer_(std::move(answer)) {}
         Result<bool> next() override {
             if (next_ < answer_.rows.size()) return ++next_ > 0;
-            if (answer_.lastCode) return fail(answer_.lastCode, L"scripted");
             return false;
         }
         Result<std::optional<DirectoryColumn>> column(std::string_view name) override {

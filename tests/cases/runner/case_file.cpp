@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <cctype>
-#include <fstream>
 #include <map>
 #include <set>
 #include <sstream>
 #include <stdexcept>
+
+#include "support/temp_folder.h"
 
 namespace wstest {
 
@@ -152,11 +153,8 @@ std::vector<Block> readAllCases(const std::filesystem::path& folder) {
     for (const auto& entry : std::filesystem::directory_iterator(folder))
         if (entry.path().extension() == ".jsonl") files.insert(entry.path());
     std::vector<Block> all;
-    for (const auto& file : files) {
-        std::ostringstream text;
-        text << std::ifstream(file).rdbuf();
-        for (Block& block : readCases(file.stem(), text.str())) all.push_back(std::move(block));
-    }
+    for (const auto& file : files)
+        for (Block& block : readCases(file.stem(), fileText(file))) all.push_back(std::move(block));
     return all;
 }
 

@@ -15,11 +15,8 @@ namespace fs = std::filesystem;
 namespace {
 
 std::string contentOf(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) throw std::runtime_error(file.string() + " cannot be read");
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
+    if (!fs::is_regular_file(file)) throw std::runtime_error(file.string() + " cannot be read");
+    return fileText(file);
 }
 
 lab::MachineDescription machineOf(const std::string& toml) {
