@@ -1,0 +1,149 @@
+#!/usr/bin/env python3
+"""unsaid.py [--keep] [LAUNCHER...]: lists the texts of src/ (failures' sentences and log lines) that no native test makes
+the system say.
+
+The tests are built with counters (preset coverage) and run, those that need a server by the launcher, such as
+tests/servers/with-pod. A text is said where the line that says it was reached to its end; one that has a name, where the
+name is used. What Linux does not build, in src/platform/windows/, is said where a file of tests/ has the text. What stays
+unsaid is in EXPLAINED; a text that is neither said nor explained, and one that is explained and said, is a fault. --keep
+counts on what ran before."""
+import collections
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+BUILD = ROOT / "build" / "coverage"
+NOT_RUN = {"integration", "windows", "fuzz"}
+NOT_BUILT = "src/platform/windows/"
+TABLES = re.compile(r"_keys\.h$|framework/operations/")  # of help, which no line says
+
+# (file, part of the text, why no test hears it)
+EXPLAINED = [
+]
+
+TOKEN = re.compile(r"""(?P<comment>//[^\n]*|/\*.*?\*/|^\#[^\n]*)|(?P<text>L?R"(\w*)\(.*?\)\3"|(?:u8|L)?"(?:\\.|[^"\\])*")
+                   |(?<!\w)L?'(?:\\.|[^'\\])+'|(?P<end>[;{}])|(?P<static>\bstatic_assert\b)""", re.S | re.M | re.X)
+NAMED = re.compile(r"\b(?:constexpr|const)\b[^=;]*?\b(\w+)(?:\[\])?(?: = |\{)")
+Text = collections.namedtuple("Text", "path line text first last name")  # first, last: the statement's lines
+
+
+def texts(path, source):
+    """The texts of a source, each with the statement around it."""
+    found, start, line, at = [], 0, 1, 0
+    parts = []  # of the statement: (line, text, where it ends)
+
+    def close(end):
+        statement = source[start:end]
+        name = NAMED.search(re.sub(r'"(\\.|[^"\\])*"', '""', statement))
+        first = source.count("\n", 0, start + len(statement) - len(statement.lstrip())) + 1
+        for number, text, _ in parts:
+            if re.search(r"[A-Za-z%]\S* +\S*[A-Za-z%]", text) and "static_assert" not in statement:
+                found.append(Text(path, number, text, first, source.count("\n", 0, end) + 1,
+                                  name.group(1) if name else None))
+
+    for token in TOKEN.finditer(source):
+        line, at = line + source.count("\n", at, token.start()), token.start()
+        if token.group("text"):
+            text = re.search(r'^L?R"\w*\((.*)\)\w*"$|"(.*)"$', token.group(), re.S)
+            text = text.group(1) or text.group(2) or ""
+            if parts and not source[parts[-1][2]:token.start()].strip():  # one text in several pieces
+                parts[-1] = (parts[-1][0], parts[-1][1] + text, token.end())
+            else:
+                parts.append((line, text, token.end()))
+        elif token.group("end"):
+            close(token.start())
+            start, parts = token.end(), []
+        elif token.group("comment") and not source[start:token.start()].strip():
+            start = token.end()
+    return found
+
+
+def build_and_run(launcher):
+    """Builds the tests and runs them."""
+    folders = {file.parent.name for file in ROOT.glob("tests/*/CMakeLists.txt")} - NOT_RUN
+    subprocess.run([ROOT / "scripts" / "build.sh", "--configure", "coverage", *(f"test_{name}" for name in folders)],
+                   check=True)
+    for counts in BUILD.rglob("*.gcda"):
+        counts.unlink()
+    for program in sorted(BUILD.glob("bin/test_*")):
+        done = subprocess.run([*launcher, program, "--gtest_brief=1"], cwd=ROOT, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace")
+        if done.returncode:
+            print(done.stdout[-3000:], f"{program.name} failed", sep="\n", file=sys.stderr)
+
+
+def counted():
+    """(path, line) -> whether a test reached it to its end, for the lines that have code."""
+    reached = collections.defaultdict(bool)
+    for notes in BUILD.rglob("*.gcno"):
+        told = subprocess.run(["gcov", "--json-format", "--stdout", notes], cwd=BUILD, capture_output=True, text=True)
+        for report in map(json.loads, told.stdout.splitlines()):
+            for file in report["files"]:
+                path = os.path.relpath(os.path.join(report["current_working_directory"], file["file"]), ROOT)
+                if path.startswith("src/"):
+                    for line in file["lines"]:
+                        reached[path, line["line_number"]] |= bool(line["count"]) and not line["unexecuted_block"]
+    return reached
+
+
+def used(text, reached):
+    """Whether a line reached uses the name of the text, in its file or, of a header, anywhere."""
+    files = ROOT.glob("src/**/*.*") if text.path.endswith(".h") else [ROOT / text.path]
+    for file in files:
+        path, word = str(file.relative_to(ROOT)), re.compile(rf"\b{text.name}\b")
+        if file.suffix in (".cpp", ".h"):
+            for number, line in enumerate(file.read_text().split("\n"), 1):
+                if word.search(line) and reached.get((path, number)):
+                    return True
+    return False
+
+
+def asserted(text, tests):
+    """Whether the longest piece between what is filled in stands in a file of tests/."""
+    return max(re.split(r"%[-0-9.]*\w+|\\.", text), key=len).strip() in tests
+
+
+def unsaid(reached):
+    """The texts that no line says."""
+    tests = "\n".join(file.read_text(errors="replace") for file in ROOT.glob("tests/**/*.*") if file.is_file())
+    for file in sorted(ROOT.glob("src/**/*.*")):
+        path, source = str(file.relative_to(ROOT)), file.read_text()
+        if file.suffix not in (".cpp", ".h") or TABLES.search(path):
+            continue
+        for text in texts(path, source):
+            lines = [*range(text.line, text.first - 1, -1), *range(text.line + 1, text.last + 1)]
+            line = next((line for line in lines if (path, line) in reached), None)
+            if path.startswith(NOT_BUILT) or (line is None and not text.name):
+                said = asserted(text.text, tests)
+            elif text.name:
+                said = used(text, reached)
+            else:
+                said = reached[path, line]
+            if not said:
+                yield text
+
+
+def main():
+    words = sys.argv[1:]
+    if words[:1] != ["--read"]:
+        build_and_run(words)
+    open_texts, idle = [], set(EXPLAINED)
+    for text in unsaid(counted()):
+        reasons = {row for row in EXPLAINED if row[0] == text.path and row[1] in text.text}
+        idle -= reasons
+        if not reasons:
+            open_texts.append(text)
+    for text in open_texts:
+        print(f"{text.path}:{text.line}: {text.text}")
+    for path, part, _ in sorted(idle):
+        print(f"{path}: explained, but no text is unsaid: {part}")
+    print(f"{len(open_texts)} texts unsaid, {len(EXPLAINED)} explained")
+    sys.exit(bool(open_texts or idle))
+
+
+if __name__ == "__main__":
+    main()
