@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""unsaid.py [--keep] [LAUNCHER...]: lists the texts of src/ (failures' sentences and log lines) that no native test makes
-the system say.
+"""unsaid.py [--read] [LAUNCHER...]: lists the texts of src/ (failures' sentences and log lines) that no native test
+makes the system say.
 
 The tests are built with counters (preset coverage) and run, those that need a server by the launcher, such as
-tests/servers/with-pod. A text is said where the line that says it was reached to its end; one that has a name, where the
-name is used. What Linux does not build, in src/platform/windows/, is said where a file of tests/ has the text. What stays
-unsaid is in EXPLAINED; a text that is neither said nor explained, and one that is explained and said, is a fault. --keep
-counts on what ran before."""
+tests/servers/with-pod. A text is said where the line that says it was reached to its end; one that has a name, where
+the name is used. One that no line says (rows of tables, and src/platform/windows/, which Linux does not build) is said
+where a file of tests/ has it. What stays unsaid is in EXPLAINED; a text that is neither said nor explained, and an
+explanation without such a text, is a fault. --read only counts what ran before."""
 import collections
 import json
 import os
@@ -19,14 +19,45 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "coverage"
 NOT_RUN = {"integration", "windows", "fuzz"}
 NOT_BUILT = "src/platform/windows/"
-TABLES = re.compile(r"_keys\.h$|framework/operations/")  # of help, which no line says
+TABLES = re.compile(r"_keys\.h$|framework/operations/|service_operations\.h$|operation_reference\.cpp$|"
+                    r"schema_builtin\.cpp$")  # of help and of schemas, which no line says
 
 # (file, part of the text, why no test hears it)
 EXPLAINED = [
+    # No test can bring it about.
+    ("src/channel/channel_server.cpp", "has no thread", "the system has no threads left"),
+    ("src/channel/channel_server.cpp", "there is no memory", "out of memory"),
+    ("src/channel/link.cpp", "there is no memory", "out of memory"),
+    ("src/channel/link.cpp", "TLS failed", "OpenSSL neither begins a handshake nor encrypts for want of memory alone"),
+    ("src/channel/tls.cpp", "", "OpenSSL without TLS 1.3, or out of memory"),
+    ("src/channel/ticket.cpp", "no random bytes", "the system has no random bytes"),
+    ("src/channel/ticket.cpp", "of that identity already", "two identities made by chance are one"),
+    ("src/clientauth/client_accounts.cpp", "ADsPath", "an object that was created always has a path"),
+    ("src/clientauth/client_auth_config.cpp", "Unknown operation", "the steps before refuse every other operation"),
+    ("src/clientauth/client_auth_config.cpp", "Error generating", "the system has no random bytes"),
+    ("src/clientauth/client_auth_config.cpp", "cannot be protected", "an encoder that fails for want of memory alone"),
+    ("src/federation/federation_tree.cpp", "distinguishedName", "a row of a directory always has its name"),
+    ("src/framework/core/key_file.cpp", "no random bytes", "the system has no random bytes"),
+    ("src/framework/core/message.cpp", "has no thread", "the system has no threads left"),
+    ("src/framework/core/security.cpp", "", "a text of 2 GB, or an encoder that fails for want of memory alone"),
+    ("src/framework/core/timer_thread.cpp", "", "the system has no threads left"),
+    ("src/ldap/connection_mgr.cpp", "could not be started", "the system has no threads left"),
+    ("src/ldap/domain.cpp", "could not be started", "the system has no threads left"),
+    ("src/machines/default_desktop.cpp", "Failed to get information", "an entry of a directory always has its name"),
+    ("src/machines/machine_settings.cpp", "Failed to get DN", "an entry of a directory always has its name"),
+    ("src/machines/unentitled_policies.cpp", "Failed to expand DN", "a directory's names can be read"),
+    ("src/maintenance/backup_protection.cpp", "salt", "the system has no random bytes"),
+    ("src/maintenance/collisions.cpp", "Memory allocation", "out of memory"),
+    ("src/maintenance/rsa_key.cpp", "", "an encoder that fails for want of memory alone"),
+    ("src/netsec/ipsec_rules.cpp", "Memory allocation", "out of memory"),
+    ("src/netsec/ipsec_rules_manager.cpp", "could not be started", "the system has no threads left"),
+    # Said by programs that the integration tests start, which are not among those that run here.
+    ("src/host/service/", "", "the host's program and its bundles are tried by the integration tests"),
+    ("src/host/listing.cpp", "available yet", "every operation of the table is built"),
 ]
 
 TOKEN = re.compile(r"""(?P<comment>//[^\n]*|/\*.*?\*/|^\#[^\n]*)|(?P<text>L?R"(\w*)\(.*?\)\3"|(?:u8|L)?"(?:\\.|[^"\\])*")
-                   |(?<!\w)L?'(?:\\.|[^'\\])+'|(?P<end>[;{}])|(?P<static>\bstatic_assert\b)""", re.S | re.M | re.X)
+                   |(?<!\w)L?'(?:\\.|[^'\\])+'|(?P<end>[;{}])""", re.S | re.M | re.X)
 NAMED = re.compile(r"\b(?:constexpr|const)\b[^=;]*?\b(\w+)(?:\[\])?(?: = |\{)")
 Text = collections.namedtuple("Text", "path line text first last name")  # first, last: the statement's lines
 
@@ -52,7 +83,7 @@ def texts(path, source):
             text = text.group(1) or text.group(2) or ""
             if parts and not source[parts[-1][2]:token.start()].strip():  # one text in several pieces
                 parts[-1] = (parts[-1][0], parts[-1][1] + text, token.end())
-            else:
+            elif not source[:token.start()].endswith(".name = "):  # for whoever reads a list
                 parts.append((line, text, token.end()))
         elif token.group("end"):
             close(token.start())
@@ -104,7 +135,7 @@ def used(text, reached):
 
 def asserted(text, tests):
     """Whether the longest piece between what is filled in stands in a file of tests/."""
-    return max(re.split(r"%[-0-9.]*\w+|\\.", text), key=len).strip() in tests
+    return max(re.split(r"%[-0-9.]*\w+|\{\}|\\.", text), key=len).strip() in tests
 
 
 def unsaid(reached):
@@ -120,7 +151,7 @@ def unsaid(reached):
             if path.startswith(NOT_BUILT) or (line is None and not text.name):
                 said = asserted(text.text, tests)
             elif text.name:
-                said = used(text, reached)
+                said = used(text, reached) or asserted(text.text, tests)
             else:
                 said = reached[path, line]
             if not said:
@@ -133,7 +164,7 @@ def main():
         build_and_run(words)
     open_texts, idle = [], set(EXPLAINED)
     for text in unsaid(counted()):
-        reasons = {row for row in EXPLAINED if row[0] == text.path and row[1] in text.text}
+        reasons = {row for row in EXPLAINED if text.path.startswith(row[0]) and row[1] in text.text}
         idle -= reasons
         if not reasons:
             open_texts.append(text)
