@@ -7,7 +7,7 @@
 
 #include "channel/cbor.h"
 #include "framework/core/coreexception.h"
-#include "fuzz/round_trip.h"
+#include "fuzz/whole_frame.h"
 
 namespace channel {
 namespace {

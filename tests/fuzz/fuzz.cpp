@@ -3,21 +3,10 @@
 // its lengths included.
 #include <cstdlib>
 
-#include "channel/frame.h"
 #include "framework/core/coreexception.h"
-
-namespace {
+#include "fuzz/whole_frame.h"
 
 constexpr channel::FrameLimits limits{.message = 65536, .attachment = 65536, .depth = 40};
-
-std::optional<channel::Frame> decodeWhole(channel::ByteView bytes) {
-    if (bytes.size() < channel::frameHeadSize) return std::nullopt;
-    const auto head = channel::readFrameHead(bytes.first(channel::frameHeadSize), limits);
-    if (!head || head->size() != bytes.size()) return std::nullopt;
-    return channel::decodeFrame(*head, bytes.subspan(channel::frameHeadSize), limits);
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     channel::Bytes bytes(data, data + size);
@@ -28,10 +17,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (unsigned shift = 0; shift < 64; shift += 8)
         bytes.insert(bytes.begin(), static_cast<std::uint8_t>(lengths >> shift));
 #endif
-    const auto frame = decodeWhole(bytes);
+    const auto frame = fuzz::decodeWhole(bytes, limits);
     if (!frame) return 0;
     const channel::Bytes once = channel::encodeFrame(*frame, limits);
-    const auto again = decodeWhole(once);
+    const auto again = fuzz::decodeWhole(once, limits);
     if (!again || channel::encodeFrame(*again, limits) != once) std::abort();
     return 0;
 }
