@@ -23,7 +23,12 @@ if(WIN32)  # the linker strips it
 endif()
 
 if(WS_SANITIZE)
-  set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1")
+  # The address sanitizer's code takes half again as long to compile with -O1.
+  if(WS_SANITIZE MATCHES address)
+    set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-Og -g1")
+  else()
+    set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O1 -g1")
+  endif()
   add_compile_options(-fsanitize=${WS_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   # These three check every access through a pointer, a sixth of the build's time; the address sanitizer stops at what
   # they would find, but for misaligned reads, which the processor allows.
