@@ -2,8 +2,9 @@
 function(ws_rules target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
     -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
-  # Where a folder is compiled at once, a local name may be that of another file's function, and what is unnamed stands
-  # in an included file.
+  # Natively four files of a folder are compiled as one, because most of it is the same headers and templates; more at
+  # once would make an edit wait for its whole folder, as in the other builds. Then a local name may be that of another
+  # file's function, and what is unnamed stands in an included file.
   if(CMAKE_UNITY_BUILD)
     target_compile_options(${target} PRIVATE -Wno-shadow -Wshadow=local -Wno-subobject-linkage)
   endif()

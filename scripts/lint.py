@@ -8,6 +8,7 @@ import hashlib
 import json
 import os
 import pathlib
+import re
 import shlex
 import subprocess
 import sys
@@ -17,7 +18,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "native"
 CACHE = pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache", "ws_admin", "lint")
 KEPT_DAYS = 30
-GCC_ONLY = ("-fno-gnu-unique",)  # what the linter's own front end does not know
+GCC_ONLY = ("-fno-gnu-unique", "-Wshadow=local", "-Wno-subobject-linkage")  # what the linter's own front end does not know
 
 
 def output(*command):
@@ -53,7 +54,13 @@ def key(entry, includes, tool):
 
 def compile_commands():
     """The build's commands as the linter can read them; they are left for it in a folder of its own."""
-    commands = json.loads((BUILD / "compile_commands.json").read_text())
+    commands = []
+    for entry in json.loads((BUILD / "compile_commands.json").read_text()):
+        # A file that includes several sources stands for each of them.
+        files = [entry["file"]]
+        if pathlib.Path(files[0]).parent.name == "Unity":
+            files = re.findall(r'^#include "(.*)"', pathlib.Path(files[0]).read_text(), re.M)
+        commands += [entry | {"file": file, "command": entry["command"].replace(entry["file"], file)} for file in files]
     for entry in commands:
         entry["command"] = " ".join(word for word in entry["command"].split(" ") if word not in GCC_ONLY)
     (BUILD / "lint").mkdir(exist_ok=True)

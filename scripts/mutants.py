@@ -28,7 +28,9 @@ SWAPPED = {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">", "
 NO_PLACE = re.compile(r"\s*(#|\w+ = .*,$|(case|using|template|friend|extern|enum) |.*\b(constexpr|static_assert)\b)")
 NO_STATEMENT = re.compile(r"\s*(return|co_return|delete|throw|break|continue|goto|else|if|for|while|do|switch)\b")
 STATEMENT = re.compile(r"\s*(\+\+|--)?[\w:]+((\(.*\)|\[.*\]|->|\.)[\w:]*)*( [-+|&]?= .+|\(.*\)|\+\+|--)?;")
-HEAD = r"""#include <fcntl.h>
+HEAD = r"""#ifndef MUTATED_PLACES  // several sources are compiled as one
+#define MUTATED_PLACES
+#include <fcntl.h>
 #include <unistd.h>
 #include <cstdio>
 #include <cstdlib>
@@ -47,6 +49,7 @@ inline bool mutated(int place) {
     }
     return chosen && std::atoi(chosen) == place;
 }
+#endif
 #line 1
 """
 
