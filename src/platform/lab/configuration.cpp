@@ -80,7 +80,7 @@ void Directory::makeSchemaEntries() {
     const NodeId schema = *store_.resolve(schemaDn);
     const std::string schemaKey = *dnKey(schemaDn);
     const auto id = [this](const char* name) { return store_.schema.intern(name); };
-    const auto make = [&](const std::string& name, StoredEntry attributes) {
+    const auto make = [&](const std::string& name, const StoredEntry& attributes) {
         const RdnPart rdn{"CN", name};
         if (store_.tree.child(schema, rdn)) return;  // what a file says of it stays
         const NodeId made = store_.tree.add(schema, rdn);
@@ -109,7 +109,7 @@ void Directory::makeSchemaEntries() {
                                   {single, {type.single ? "TRUE" : "FALSE"}}};
         if (type.link != 0) attributes.push_back({link, {std::to_string(type.link)}});
         // As in real directories the schema's entry of an entry's own name is not named as the attribute is.
-        make(of == attrDistinguishedName ? "Obj-Dist-Name" : type.name, std::move(attributes));
+        make(of == attrDistinguishedName ? "Obj-Dist-Name" : type.name, attributes);
     }
     for (const auto& known : store_.schema.classes())
         make(known.name, {{attrObjectClass, classClasses},
