@@ -4,8 +4,8 @@ makes the system say.
 
 The tests are built with counters (preset coverage) and run, those that need a server by the launcher, such as
 tests/servers/with-pod. A text is said where the line that says it was reached to its end; one that has a name, where
-the name is used. One that no line says (rows of tables, and src/platform/windows/, which Linux does not build) is said
-where a file of tests/ has it. What stays unsaid is in EXPLAINED; a text that is neither said nor explained, and an
+the name is used. One of a line that was reached in part (it says one of two texts) and one that no line says (rows of
+tables, and src/platform/windows/, which Linux does not build) is said where a file of tests/ has it. What stays unsaid is in EXPLAINED; a text that is neither said nor explained, and an
 explanation without such a text, is a fault. --read only counts what ran before."""
 import collections
 import json
@@ -17,6 +17,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build" / "coverage"
+ALL, SOME = 2, 1  # of a line
 NOT_RUN = {"integration", "windows", "fuzz"}
 NOT_BUILT = "src/platform/windows/"
 TABLES = re.compile(r"_keys\.h$|framework/operations/|service_operations\.h$|operation_reference\.cpp$|"
@@ -94,30 +95,34 @@ def texts(path, source):
 
 
 def build_and_run(launcher):
-    """Builds the tests and runs them."""
+    """Builds the tests and runs them; answers with the names of those that failed."""
     folders = {file.parent.name for file in ROOT.glob("tests/*/CMakeLists.txt")} - NOT_RUN
     subprocess.run([ROOT / "scripts" / "build.sh", "--configure", "coverage", *(f"test_{name}" for name in folders)],
                    check=True)
     for counts in BUILD.rglob("*.gcda"):
         counts.unlink()
+    failed = []
     for program in sorted(BUILD.glob("bin/test_*")):
         done = subprocess.run([*launcher, program, "--gtest_brief=1"], cwd=ROOT, stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace")
         if done.returncode:
             print(done.stdout[-3000:], f"{program.name} failed", sep="\n", file=sys.stderr)
+            failed.append(program.name)
+    return failed
 
 
 def counted():
-    """(path, line) -> whether a test reached it to its end, for the lines that have code."""
-    reached = collections.defaultdict(bool)
+    """(path, line) -> ALL where a test reached it to its end, SOME, or 0, for the lines that have code."""
+    reached = collections.defaultdict(int)
     for notes in BUILD.rglob("*.gcno"):
-        told = subprocess.run(["gcov", "--json-format", "--stdout", notes], cwd=BUILD, capture_output=True, text=True)
-        for report in map(json.loads, told.stdout.splitlines()):
+        found = subprocess.run(["gcov", "--json-format", "--stdout", notes], cwd=BUILD, capture_output=True, text=True)
+        for report in map(json.loads, found.stdout.splitlines()):
             for file in report["files"]:
                 path = os.path.relpath(os.path.join(report["current_working_directory"], file["file"]), ROOT)
                 if path.startswith("src/"):
                     for line in file["lines"]:
-                        reached[path, line["line_number"]] |= bool(line["count"]) and not line["unexecuted_block"]
+                        told = (SOME if line["unexecuted_block"] else ALL) if line["count"] else 0
+                        reached[path, line["line_number"]] = max(reached[path, line["line_number"]], told)
     return reached
 
 
@@ -128,7 +133,7 @@ def used(text, reached):
         path, word = str(file.relative_to(ROOT)), re.compile(rf"\b{text.name}\b")
         if file.suffix in (".cpp", ".h"):
             for number, line in enumerate(file.read_text().split("\n"), 1):
-                if word.search(line) and reached.get((path, number)):
+                if word.search(line) and reached.get((path, number)) == ALL:
                     return True
     return False
 
@@ -153,15 +158,14 @@ def unsaid(reached):
             elif text.name:
                 said = used(text, reached) or asserted(text.text, tests)
             else:
-                said = reached[path, line]
+                said = reached[path, line] == ALL or (reached[path, line] and asserted(text.text, tests))
             if not said:
                 yield text
 
 
 def main():
     words = sys.argv[1:]
-    if words[:1] != ["--read"]:
-        build_and_run(words)
+    failed = [] if words[:1] == ["--read"] else build_and_run(words)
     open_texts, idle = [], set(EXPLAINED)
     for text in unsaid(counted()):
         reasons = {row for row in EXPLAINED if text.path.startswith(row[0]) and row[1] in text.text}
@@ -172,8 +176,8 @@ def main():
         print(f"{text.path}:{text.line}: {text.text}")
     for path, part, _ in sorted(idle):
         print(f"{path}: explained, but no text is unsaid: {part}")
-    print(f"{len(open_texts)} texts unsaid, {len(EXPLAINED)} explained")
-    sys.exit(bool(open_texts or idle))
+    print(f"{len(open_texts)} texts unsaid, {len(EXPLAINED)} explained", *(f"{name} failed" for name in failed), sep="\n")
+    sys.exit(bool(open_texts or idle or failed))
 
 
 if __name__ == "__main__":
