@@ -1,5 +1,6 @@
 // The plain functions of this folder, and what it asks of accounts and their tokens, over rows.jsonl.
 #include "support/rows.h"
+#include "identity/account_names.h"
 #include "identity/admin_permission.h"
 #include "identity/entitlement_records.h"
 #include "identity/foreign_principals.h"
@@ -147,7 +148,8 @@ TEST(Rows, OfPeopleAndEntitlements) {
              {"userSid", userSid},
              {"permission", permission},
              {"logon", logon},
-             {"updateCopy", updateCopy}});
+             {"updateCopy", updateCopy},
+             {"accountCode", [](const Json& in) { return toUtf8(accountErrorText(in)); }}});
 }
 
 // A value of another type than its column should have is as good as none.

@@ -6,6 +6,7 @@
 #include "ldap/domain_map.h"
 #include "ldap/layout.h"
 #include "ldap/name_value.h"
+#include "platform/directory_services.h"
 #include "support/log_capture.h"
 #include "support/rows.h"
 #include "support/scripted_ldap.h"
@@ -83,7 +84,11 @@ TEST(Rows, OfTheDirectory) {
          {"dnsName", [](const Json& in) { return CORE::toUtf8(dnsNameOf(in.get<std::string>())); }},
          {"listInForce", listInForce},
          {"domainMap", domainMap},
-         {"pair", pair}});
+         {"pair", pair},
+         {"code", [](const Json& in) {
+              return CORE::toUtf8(
+                  platform::adsCodeText(static_cast<int>(std::stoul(in.get<std::string>(), nullptr, 16))));
+          }}});
 }
 
 TEST(DirectoryTime, IsLoggedAndMayBeNonsense) {
