@@ -166,6 +166,12 @@ TEST(Configuration, IsReadOrSaysWhatIsWrongAndWhere) {
               Json({"", ""}));
     EXPECT_EQ(read("directory-services = \"adsi\"\n[directory]\nuser = \"u\"\npassword = \"p\""),
               "! :1: ADSI binds as the process and not as a configured user; use \"portable\"");
+    EXPECT_EQ(read("[global]\ntls = true\nca-file = \"x\""),
+              "! :3: under Windows the certificate's issuer has to be in the machine's own store");
+#else
+    EXPECT_EQ(read("directory-services = \"adsi\""), "! :1: there is no ADSI but under Windows");
+    const std::string unread = read("[global]\ntls = true\nca-file = \"x\"");
+    EXPECT_TRUE(unread.starts_with("! :3: the file ") && unread.ends_with("x cannot be read")) << unread;
 #endif
     EXPECT_EQ(readConfiguration("absent.toml").error().text, L"absent.toml: the file cannot be read");
 }
