@@ -131,6 +131,10 @@ TEST_F(Tool, IsWholeWhereverItIsCopied) {
     EXPECT_EQ(json::parse(folder.read("out"))["nested"][0]["text"],
               "Failed to issue request to winauth service");
     expectErr("cannot load " + folder.utf8("winauth.so"));
+    fs::remove(folder.path() / "ws_admin.so");
+    fs::copy(fs::path(WS_BIN_DIR) / "libmfwcore.so", folder.path() / "ws_admin.so");
+    EXPECT_EQ(shell(copy + " getAppdataLocation"), 3);
+    expectErr("ws_admin.so is not a plug-in: it lacks an entry point");
 }
 
 TEST_F(Tool, NamesItsTargetOnATerminal) {
@@ -143,6 +147,8 @@ TEST_F(Tool, NamesItsTargetOnATerminal) {
     };
     EXPECT_NE(shown("").find("hdqadmin: works on the lab "), std::string::npos);
     EXPECT_NE(shown("").find("labs/sample; changes are not kept without --save"), std::string::npos);
+    const std::string machine = " --machine VCS1 --lab " + copiedLab().string();
+    EXPECT_NE(shown(machine).find("hdqadmin: works on VCS1 of the lab "), std::string::npos);
     const std::string file = folder.write("pod.toml", "");
     EXPECT_NE(shown(" --config " + file).find("hdqadmin: works on the directories of " + file),
               std::string::npos);
