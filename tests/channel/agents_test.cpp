@@ -12,6 +12,7 @@
 #include "machines/agent_operations.h"
 #include "machines/file_system.h"
 #include "platform/portable/agent_channels.h"
+#include "support/log_capture.h"
 #include "support/test_service.h"
 
 namespace channel {
@@ -99,7 +100,11 @@ TEST_F(RemoteAgents, LeaveNothingOfACopyThatBreaksAndNoBundleWhenTheServiceStops
     ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
     const rlimit full{CORE::files::readSize, limit.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
+    const wstest::LogCapture log;
     EXPECT_EQ(ask<&RemoteAgent::copyLog>(), failed);
+    EXPECT_TRUE(log.contains(CORE::logWarning, L"No copy of " +
+                                                   (folder_.path() / "logs/agent.log").wstring() +
+                                                   L" in a: the file cannot be written"));
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
     EXPECT_EQ(filesIn("received"), 0u);
 #endif
@@ -156,6 +161,35 @@ TEST_F(RemoteAgents, AreCopiedFromOpenChannelsAloneAndNotBelievedWhatCannotBe) {
         EXPECT_EQ(fs::remove(folder_.path() / "received" / "a"), copied);
         EXPECT_EQ(filesIn("received"), 0u);
     }
+    // Nor is what stands there already replaced, unless it is a file that may be.
+    folder_.write("received/there", "kept");
+    fs::create_directory(folder_.path() / "received" / "folder");
+    const auto channel = std::make_shared<FileChannel>();
+    channel->size = L"2";
+    MessageFrameWork::System().OpenChannel(channel);
+    for (const auto& [name, overwrite, failure] :
+         {std::tuple(L"there", false, L"the file exists"), {L"folder", true, L"it is no file"}}) {
+        PropertyBag request, response;
+        request.set(CORE::files::channel, std::to_wstring(channel->handle()));
+        request.set(CORE::files::localFileName, std::wstring_view(name));
+        request.setBool(CORE::files::overwrite, overwrite);
+        CORE::MessageHandler::SendMsg(CORE::files::worker, CORE::files::copyFromRemoteFile, request,
+                                      response);
+        EXPECT_EQ(response.getErrorText(), failure);
+    }
+    MessageFrameWork::System().CloseChannel(channel);
+    EXPECT_EQ(folder_.read("received/there"), "kept");
+}
+
+TEST_F(RemoteAgents, TellOfLogsThatCannotBeListed) {
+    const auto listed = [this] {
+        PropertyBag response;
+        CORE::MessageHandler::SendMsg(CORE::files::worker, CORE::files::getLogFiles, {}, response);
+        EXPECT_EQ(response.size(), 0u);
+        return response.getErrorText().str();
+    };
+    fs::remove_all(folder_.path() / "logs");
+    EXPECT_TRUE(listed().starts_with(L"The folder of the log files cannot be read: "));
 }
 
 TEST_F(RemoteAgents, ReachNoFileElsewhere) {

@@ -5,8 +5,10 @@
 #include <list>
 
 #include "channel/channel_fixture.h"
+#include "framework/core/coreexception.h"
 #include "framework/core/security.h"
 #include "support/framework_worker.h"
+#include "support/log_capture.h"
 #include "support/raw_peer.h"
 
 namespace channel {
@@ -69,6 +71,43 @@ TEST(Channel, CarriesManyRequestsAtOnceUnchangedToAHostFoundByItsName) {
     EXPECT_EQ(open.channel->send(L"echo", std::wstring_view(L"ask\0x", 5), {}, cut, {}),
               RespType::notHandled);
     EXPECT_EQ(cut.getErrorText(), L"The name of the operation has a NUL");
+}
+
+TEST(Channel, SaysWhyThereIsNoneAndWhoDoesNotAnswer) {
+    const wstest::LogCapture log;
+    const auto noChannel = [&log](const std::wstring& address, const wchar_t* why) {
+        return log.contains(CORE::logWarning, L"No channel to " + address + L": " + why);
+    };
+    Waiting waiting;
+    Host host;
+    const Ticket ticket = host.ticket();
+    EXPECT_FALSE(host.open(ticket, L"[]"));
+    EXPECT_TRUE(noChannel(host.address(L"[]"), L"that is no address"));
+    try {
+        const ChannelServer second("127.0.0.1", host.server.port(), host.store, {});
+        ADD_FAILURE() << "two hosts at one port";
+    } catch (const CORE::coreException& error) {
+        EXPECT_TRUE(error.text().starts_with(L"Cannot listen at " + host.address() + L": ")) << error.what();
+    }
+    const Open open(host, ticket);
+    PropertyBag response;
+    EXPECT_EQ(open.channel->send(L"echo", L"ask", {}, response, {.timeoutMs = 1}), RespType::timedOut);
+    EXPECT_EQ(response.getErrorText(), L"Worker echo did not answer operation ask within 1 milliseconds");
+}
+
+TEST(Channel, IsNotAwaitedForEver) {
+    asio::io_context context;  // whose port takes connections and says nothing
+    const asio::ip::tcp::acceptor silent(context, {asio::ip::make_address("127.0.0.1"), 0});
+    const TempFolder folder;
+    TicketStore store(folder.path() / "t");
+    ClientLimits hurried;
+    hurried.connecting = std::chrono::milliseconds(1);
+    const CarrierInUse carrier(hurried);
+    const std::wstring address = L"127.0.0.1:" + std::to_wstring(silent.local_endpoint().port());
+    const std::wstring ticket = CORE::toWide(ticketText(store.make(Rights::all, 60, "")).view());
+    const wstest::LogCapture log;
+    EXPECT_FALSE(MessageFrameWork::System().ConnectChannelByTicket(CORE::channelByTicket, ticket, address));
+    EXPECT_TRUE(log.contains(CORE::logWarning, L"No channel to " + address + L": nobody answers"));
 }
 
 // All bytes that the host answers to a peer's first ones, and how it ends the connection.
@@ -249,8 +288,11 @@ TEST(Channel, CancelsWhatAPeerThatGoesAwayHasAskedFor) {
     {
         RawPeer peer(host.endpoint(), host.ticket());
         ASSERT_TRUE(peer.finishHandshake());
-        ASSERT_TRUE(peer.send({.kind = FrameKind::request, .worker = L"echo", .operation = L"ask"}));
+        const Frame question{.kind = FrameKind::request, .worker = L"echo", .operation = L"ask"};
+        ASSERT_TRUE(peer.send(question));
         waiting.begun.get_future().wait();
+        ASSERT_TRUE(peer.send(question));
+        EXPECT_EQ(peer.next().value().bag.getErrorText(), L"A request of that number runs already");
     }
     host.server.waitForAnswers();
     EXPECT_TRUE(host.server.running().empty());
@@ -352,24 +394,40 @@ TEST(Channel, EndsBeyondItsLimits) {
             EXPECT_TRUE(peer.send({.kind = FrameKind::pong}));
         }
     };
+    const Behaviour unasked = [](RawPeer& peer) {
+        EXPECT_TRUE(peer.send({.kind = FrameKind::response}));
+        EXPECT_FALSE(peer.next());
+    };
     const struct {
         void (*change)(ServerLimits&);
         Behaviour behave;
+        std::wstring logged{};
         bool opens = true;
-    } rows[] = {{[](ServerLimits& limits) { limits.link.heartbeat = 1ms; }, pinged},
-                {[](ServerLimits& limits) { limits.link.silence = 1ms; }, silent},
-                {[](ServerLimits& limits) { limits.idle = 1ms; }, silent},
-                {[](ServerLimits& limits) { limits.link.writing = 1ms; }, unread},
-                {[](ServerLimits& limits) { limits.link.unsent = 1 << 20; }, unread},
-                {[](ServerLimits& limits) { limits.link.handshake = 1ms; }, silent, false}};
+    } rows[] = {
+        {[](ServerLimits& limits) { limits.link.heartbeat = 1ms; }, pinged},
+        {[](ServerLimits& limits) { limits.link.silence = 1ms; }, silent,
+         L"Channel closed: the peer is silent"},
+        {[](ServerLimits& limits) { limits.idle = 1ms; }, silent, L"Channel closed: it may not stay open"},
+        {[](ServerLimits& limits) { limits.link.writing = 1ms; }, unread,
+         L"Channel closed: the peer does not read"},
+        {[](ServerLimits& limits) { limits.link.unsent = 1 << 20; }, unread,
+         L"Channel closed: the peer does not read"},
+        {[](ServerLimits&) {}, unasked, L"Channel closed: the peer answered what nobody asked"},
+        {[](ServerLimits& limits) { limits.link.handshake = 1ms; }, silent,
+         L"Connection refused: the handshake takes too long", false}};
     for (const auto& row : rows) {
-        ServerLimits limits;
-        limits.link.tick = 1ms;
-        row.change(limits);
-        Host host(limits);
-        RawPeer peer(host.endpoint(), host.ticket());
-        ASSERT_TRUE(!row.opens || peer.finishHandshake());
-        row.behave(peer);
+        const wstest::LogCapture log;
+        {
+            ServerLimits limits;
+            limits.link.tick = 1ms;
+            row.change(limits);
+            Host host(limits);
+            RawPeer peer(host.endpoint(), host.ticket());
+            ASSERT_TRUE(!row.opens || peer.finishHandshake());
+            row.behave(peer);
+        }
+        EXPECT_TRUE(row.logged.empty() || log.contains(CORE::logDebug, row.logged))
+            << CORE::toUtf8(row.logged);
     }
     ServerLimits one;
     one.channels = 1;

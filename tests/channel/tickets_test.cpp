@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "framework/core/coreexception.h"
+#include "support/log_capture.h"
 #include "support/temp_folder.h"
 
 namespace channel {
@@ -36,6 +37,26 @@ TEST(Tickets, AreTextsOfOneFormThatExpireAndAreRevoked) {
         std::string other = text;
         other[at] = 'G';
         EXPECT_FALSE(parseTicket(other)) << other;
+    }
+}
+
+TEST(Tickets, AreNotUsedWhereTheirFilesHoldNone) {
+    const wstest::TempFolder folder;
+    TicketStore store(folder.path() / "t", [] { return 0; });
+    const std::string id = store.make(Rights::read, 10, "").id;
+    const auto file = std::filesystem::directory_iterator(folder.path() / "t")->path();
+    std::ofstream(file, std::ios::trunc) << "nonsense";
+    const wstest::LogCapture log;
+    EXPECT_FALSE(store.find(id));
+    EXPECT_TRUE(log.contains(CORE::logError,
+                             L"A ticket is not used: " + file.wstring() + L" does not hold a ticket"));
+    std::filesystem::remove(file);
+    std::filesystem::create_directories(file / "below");
+    try {
+        store.revoke(id);
+        ADD_FAILURE() << "a folder that holds something is no ticket";
+    } catch (const CORE::coreException& error) {
+        EXPECT_TRUE(error.text().starts_with(L"The ticket cannot be revoked: ")) << error.what();
     }
 }
 
