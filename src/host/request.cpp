@@ -24,10 +24,14 @@ std::filesystem::path pathOf(const std::string& utf8) {
 }
 
 // What is read for a request may hold passwords. `expected` bytes are taken without moving the text about.
+// Where reading fails, the stream is bad afterwards.
 CORE::secretstring readAll(std::istream& in, std::size_t expected) {
     std::string text;
     text.reserve(expected);
-    text.append(std::istreambuf_iterator<char>(in), {});
+    char part[65536];
+    while (in.read(part, sizeof part) || in.gcount() > 0)
+        text.append(part, static_cast<std::size_t>(in.gcount()));
+    CORE::wipeMemory(part, sizeof part);
     CORE::secretstring kept(text);
     CORE::wipeMemory(text.data(), text.size());
     return kept;

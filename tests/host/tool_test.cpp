@@ -147,7 +147,7 @@ TEST_F(Tool, NamesItsTargetOnATerminal) {
     };
     EXPECT_NE(shown("").find("hdqadmin: works on the lab "), std::string::npos);
     EXPECT_NE(shown("").find("labs/sample; changes are not kept without --save"), std::string::npos);
-    const std::string machine = " --machine VCS1 --lab " + copiedLab().string();
+    const std::string machine = " --machine VCS1 --lab " WS_SOURCE_DIR "/labs/federation";
     EXPECT_NE(shown(machine).find("hdqadmin: works on VCS1 of the lab "), std::string::npos);
     const std::string file = folder.write("pod.toml", "");
     EXPECT_NE(shown(" --config " + file).find("hdqadmin: works on the directories of " + file),
