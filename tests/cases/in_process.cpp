@@ -64,7 +64,7 @@ class Workers {
     CORE::refptr<ws_admin_service> admin_;
 };
 
-Outcome ask(const Case& one) {
+Json ask(const Case& one) {
     auto request = nlohmann::json::parse(one.request().dump());
     auto bag = hdqadmin::bagFromJson(request);
     if (!bag) throw std::runtime_error(bag.error());
@@ -73,7 +73,7 @@ Outcome ask(const Case& one) {
         CORE::MessageHandler::SendMsg(L"ws_admin", CORE::toWide(one.operation()), *bag, answer.response);
     std::ostringstream text;
     hdqadmin::printAnswerJson(text, answer);
-    return outcomeOf(Json::parse(text.str()));
+    return Json::parse(text.str());
 }
 
 std::vector<std::string> linesOf(const LogCapture& log) {
@@ -156,11 +156,11 @@ void run(const Case& one, const CountedLab& lab, Problems& problems) {
     if (keys.contains("fault")) lab.calls->restart(faultOf(keys["fault"]));
     lab.setFaults(faults);
     const LogCapture log;
-    const Outcome outcome = ask(one);
+    const Json answer = ask(one);
     if (lab.calls->faultHappened() != keys.contains("fault")) problems.push_back("the fault does not happen");
     for (const auto& [name, unused] : faults.items()) lab.setFaults({{name, Json::object()}});
     for (const Problems& some :
-         {judgeAnswer(one, outcome), judgeLog(one, linesOf(log)), judgeCounts(one, lab),
+         {judgeAnswer(one, answer), judgeLog(one, linesOf(log)), judgeCounts(one, lab),
           judgeStored(keys.value("stored", Json::array()), lab.directories),
           keys.contains("files") ? judgeFiles(keys["files"], lab.received.path()) : Problems()})
         for (const std::string& problem : some)

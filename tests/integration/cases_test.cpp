@@ -31,7 +31,7 @@ void ask(Build build, const Place& place, const std::vector<Case>& cases) {
     const auto answers = askAll(build, place.options, requests);
     for (std::size_t i = 0; i < cases.size(); ++i) {
         SCOPED_TRACE("line " + std::to_string(cases[i].line) + ", " + cases[i].name());
-        for (const std::string& problem : judgeAnswer(cases[i], wstest::outcomeOf(answers[i].json)))
+        for (const std::string& problem : judgeAnswer(cases[i], answers[i].json))
             ADD_FAILURE() << problem << "\n" << answers[i].errors;
     }
     for (const std::string& problem : judgeStored(wstest::lastStored(cases), place.directories()))

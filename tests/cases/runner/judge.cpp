@@ -91,20 +91,9 @@ void expect(bool holds, const std::string& what, const Json& wanted, const Json&
 
 }  // namespace
 
-Outcome outcomeOf(const Json& answer) {
-    Outcome outcome;
-    outcome.handled = answer.at("handled");
-    outcome.result = answer.at("result");
-    if (!answer.at("error").is_null()) {
-        outcome.code = answer["error"].at("code");
-        outcome.sentence = answer["error"].at("text");
-    }
-    outcome.nested = answer.value("nested", Json::array());
-    return outcome;
-}
-
-Problems judgeAnswer(const Case& one, const Outcome& outcome) {
-    const Json& keys = one.keys;
+Problems judgeAnswer(const Case& one, const Json& answer) {
+    const Json &keys = one.keys, &result = answer.at("result");
+    const Json error = answer.at("error").is_null() ? Json{{"code", 0}, {"text", ""}} : answer["error"];
     const Comparison comparison(keys.value("unordered", Json::array()));
     Problems problems;
     const bool fails = keys.contains("error");
@@ -112,24 +101,23 @@ Problems judgeAnswer(const Case& one, const Outcome& outcome) {
     // One of several sentences is enough.
     const auto sentences = fails ? textsOf(keys["error"]) : std::vector<std::string>{""};
     const bool said = std::ranges::any_of(
-        sentences, [&](const std::string& sentence) { return sameText(sentence, outcome.sentence); });
-    expect(said && outcome.code == code, "error", {{"code", code}, {"text", sentences}},
-           {{"code", outcome.code}, {"text", outcome.sentence}}, problems);
+        sentences, [&](const std::string& sentence) { return sameText(sentence, error.at("text")); });
+    expect(said && error.at("code") == code, "error", {{"code", code}, {"text", sentences}}, error, problems);
     constexpr int notImplemented = 120;
     const bool handled = keys.value("handled", code != notImplemented);
-    expect(outcome.handled == handled, "handled", handled, outcome.handled, problems);
+    expect(answer.at("handled") == handled, "handled", handled, answer["handled"], problems);
     if (keys.contains("answer") || (fails && !keys.contains("has"))) {
         const Json wanted = keys.contains("answer") ? keys["answer"] : Json::array();
-        expect(comparison.same(wanted, outcome.result, ""), "answer", wanted, outcome.result, problems);
+        expect(comparison.same(wanted, result, ""), "answer", wanted, result, problems);
     }
     if (keys.contains("has"))
         for (const auto& [path, value] : keys["has"].items()) {
             const Json wanted = value.is_array() ? value : Json::array({value});
-            const Json got = valuesAt(outcome.result, path);
+            const Json got = valuesAt(result, path);
             expect(comparison.sameValues(wanted, got, path), path, wanted, got, problems);
         }
-    const Json nested = keys.contains("nested") ? keys["nested"] : Json::array();
-    expect(nested == outcome.nested, "nested", nested, outcome.nested, problems);
+    const Json nested = keys.value("nested", Json::array()), got = answer.value("nested", Json::array());
+    expect(nested == got, "nested", nested, got, problems);
     return problems;
 }
 

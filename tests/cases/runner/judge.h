@@ -14,18 +14,8 @@ namespace wstest {
 
 using Problems = std::vector<std::string>;  // empty: all is as the case says
 
-struct Outcome {
-    bool handled = false;
-    int code = 0;
-    std::string sentence;
-    Json result = Json::array();
-    Json nested = Json::array();  // bags inside the result that carry an error: {"path", "code", "text"}
-};
-
-// As the tool prints it.
-Outcome outcomeOf(const Json& answer);
-
-Problems judgeAnswer(const Case& one, const Outcome& outcome);
+// The answer is as the tool prints it.
+Problems judgeAnswer(const Case& one, const Json& answer);
 // The lines of "log" ("LEVEL text") in their order, and that there was nothing else where the case says so.
 Problems judgeLog(const Case& one, std::vector<std::string> lines);
 
