@@ -11,7 +11,14 @@
 #include "platform/lab/lab_network.h"
 #include "platform/lab/simulated_machine.h"
 
-namespace wsadmin::platform::lab {
+namespace wsadmin::platform {
+
+template <class T>
+int codeOf(const Result<T>& result) {
+    return result ? static_cast<int>(ldapSuccess) : result.error().code;
+}
+
+namespace lab {
 
 inline constexpr char testSuffix[] = "DC=t";
 inline constexpr char testContent[] =
@@ -43,7 +50,7 @@ class TestDirectory {
         directory->finish();
         server = std::make_shared<DirectoryServer>(std::move(directory), std::move(accounts),
                                                    std::move(faults), clock);
-        network.listen({{"", "lab.example"}, {389, 3268}, {636}}, server);
+        network.listen({{"", "lab.example", "127.0.0.1"}, {389, 3268}, {636}}, server);
     }
 
     std::unique_ptr<LdapSession> bound() {
@@ -59,18 +66,6 @@ class TestDirectory {
     LabNetwork network;
 };
 
-template <class T>
-int codeOf(const Result<T>& result) {
-    return result ? static_cast<int>(ldapSuccess) : result.error().code;
-}
-
-inline std::vector<std::string> namesOf(const Result<LdapSearchResult>& result) {
-    std::vector<std::string> names;
-    if (result)
-        for (const auto& entry : result->entries) names.push_back(rdnValue(entry.dn));
-    return names;
-}
-
 inline Result<LdapSearchResult> searchBelow(LdapSession& session, const std::string& base,
                                             const std::string& filter,
                                             std::vector<std::string> attributes = {},
@@ -83,4 +78,5 @@ inline Result<LdapSearchResult> readEntry(LdapSession& session, const std::strin
     return session.search({dn, LdapScope::base, "(objectClass=*)", std::move(attributes), {}, 0});
 }
 
-}  // namespace wsadmin::platform::lab
+}  // namespace lab
+}  // namespace wsadmin::platform

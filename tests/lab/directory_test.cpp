@@ -8,7 +8,6 @@
 namespace wsadmin::platform::lab {
 namespace {
 
-using Names = std::vector<std::string>;
 using std::chrono::milliseconds;
 using wstest::Json;
 
@@ -53,47 +52,6 @@ TEST(LabDirectory, AnswersAsTheRowsSay) {
         };
         wstest::LdapRows(open, {}, testSuffix).tryAll(block);
     }
-}
-
-TEST(LabDirectory, PagesAndTheirCookies) {
-    DirectorySettings settings;
-    settings.pageSize = 20;
-    TestDirectory test(testContent + manyEntries(25), settings);
-    const auto session = test.bound(), other = test.bound();
-    const auto ask = [&](LdapSession& from, int size, const std::string& cookie = {},
-                         const std::string& filter = "(objectClass=zre-VM)") {
-        return searchBelow(from, testSuffix, filter, {"cn"},
-                           {{controls::pagedResults, encodePageControl({size, cookie}), true}});
-    };
-    const auto control = [](const Result<LdapSearchResult>& result) {
-        return decodePageControl(result.value().controls.at(0).value).value();
-    };
-    const auto first = ask(*session, 10);
-    EXPECT_EQ(control(first).size, 25);  // the estimate
-    const auto cookie = control(first).cookie;
-    EXPECT_EQ(codeOf(ask(*other, 10, cookie)), ldapUnwillingToPerform);
-    EXPECT_EQ(codeOf(ask(*session, 10, cookie, "(cn=e1*)")), ldapUnwillingToPerform);
-    EXPECT_EQ(ask(*session, 50)->entries.size(), 20U);
-
-    // Two searches of one session do not disturb each other, and entries that changed meanwhile are told as
-    // they are.
-    const auto interleaved = ask(*session, 20, {}, "(cn=e*)");
-    EXPECT_EQ(codeOf(session->remove("CN=e12,OU=a,DC=t")), ldapSuccess);
-    EXPECT_EQ(codeOf(session->rename("CN=e13,OU=a,DC=t", "CN=renamed", "", true)), ldapSuccess);
-    const auto second = ask(*session, 10, cookie);
-    EXPECT_EQ(namesOf(second),
-              (Names{"e11", "renamed", "e14", "e15", "e16", "e17", "e18", "e19", "e20", "e21"}));
-    EXPECT_EQ(codeOf(ask(*session, 10, cookie)), ldapUnwillingToPerform);  // each cookie is good once
-    EXPECT_EQ(namesOf(ask(*session, 20, control(interleaved).cookie, "(cn=e*)")),
-              (Names{"e21", "e22", "e23", "e24", "e25"}));
-
-    // Size 0 ends the search.
-    const auto given = ask(*session, 0, control(second).cookie);
-    EXPECT_EQ(namesOf(given), Names{});
-    EXPECT_EQ(control(given).cookie, "");
-    EXPECT_EQ(codeOf(ask(*session, 5, control(second).cookie)), ldapUnwillingToPerform);
-    const LdapControl negative{controls::pagedResults, std::string("\x30\5\2\1\xff\4\0", 7), true};
-    EXPECT_EQ(codeOf(searchBelow(*session, testSuffix, "(cn=e*)", {}, {negative})), ldapProtocolError);
 }
 
 TEST(LabServer, WhatASlowOneDelaysEndsWhenTheServiceStops) {

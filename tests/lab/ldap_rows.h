@@ -7,7 +7,9 @@
 //                        the text of the result code
 //   {"find": FILTER, "base": DN, "scope": "base"}
 //                        the names that are found, sorted; "show" gives "dn", an attribute or the "count"
-//                        instead
+//                        instead. With "page" it is one page of so many: "next" names where the one after it
+//                        begins (without it there is none), which "after" takes; "show" gives the server's
+//                        "estimate", too, or how many entries all pages up to this one have ("seen")
 //   {"read": DN, "of": ATTRIBUTE} or {"read": DN, "asking": [ATTRIBUTE]}
 //                        its values, or those of all that are answered ("show" gives their "count"); "keep"
 //                        gives the first one a name instead, and "inOrder" leaves them in the server's order
@@ -19,6 +21,7 @@
 
 #include <fstream>
 #include <regex>
+#include <set>
 
 #include "platform/lab/syntax.h"
 #include "platform/ldap/ldap_text.h"
@@ -186,23 +189,38 @@ class LdapRows {
     Json find(wsadmin::platform::LdapSession& session, const Json& row) {
         using wsadmin::platform::LdapScope;
         const std::string scope = row.value("scope", std::string()), show = row.value("show", std::string());
-        const bool ofEntry = show.empty() || show == "dn" || show == "count";
+        const bool paged = row.contains("page");
+        const bool ofEntry = paged || show.empty() || show == "dn" || show == "count";
+        auto controls = controlsOf(row);
+        Pages pages = pages_[row.value("after", std::string())];
+        if (paged)
+            controls.push_back({wsadmin::platform::controls::pagedResults,
+                                wsadmin::platform::encodePageControl({row["page"], pages.cookie}), true});
         const auto found = session.search({row.value("base", base_),
                                            scope == "base"  ? LdapScope::base
                                            : scope == "one" ? LdapScope::oneLevel
                                                             : LdapScope::subtree,
                                            row["find"],
                                            {ofEntry ? "1.1" : show},
-                                           controlsOf(row),
+                                           std::move(controls),
                                            row.value("sizeLimit", 0)});
         if (!found) return codeText(found);
+        if (paged) {
+            const auto left = wsadmin::platform::decodePageControl(found->controls.at(0).value).value();
+            EXPECT_EQ(left.cookie.empty(), !row.contains("next")) << row;
+            for (const auto& entry : found->entries) pages.seen.insert(entry.dn);
+            pages.cookie = left.cookie;
+            if (row.contains("next")) pages_[row["next"].get<std::string>()] = pages;
+            if (show == "estimate") return left.size;
+            if (show == "seen") return pages.seen.size();
+        }
         if (show == "count") return found->entries.size();
         Texts texts;
         for (const auto& entry : found->entries)
             texts.push_back(show == "dn" ? entry.dn
                             : ofEntry    ? wsadmin::platform::rdnValue(entry.dn)
                                          : std::string(entry.first(show)));
-        std::ranges::sort(texts);
+        if (!row.contains("inOrder")) std::ranges::sort(texts);
         return texts;
     }
     static Json read(wsadmin::platform::LdapSession& session, const Json& row) {
@@ -226,6 +244,11 @@ class LdapRows {
     std::map<std::string, std::string> names_;
     Other other_;
     Session session_;
+    struct Pages {
+        std::string cookie;
+        std::set<std::string> seen;
+    };
+    std::map<std::string, Pages> pages_;
 };
 
 }  // namespace wstest
