@@ -1,6 +1,4 @@
 // What every directory answers, over answers.jsonl, and what rows cannot say.
-#include <set>
-
 #include "contract/directory_under_test.h"
 #include "lab/ldap_rows.h"
 
@@ -28,26 +26,6 @@ TEST_P(DirectoryContract, AnswersAsTheRowsSay) {
                               directory_->credentials, place(), names);
         rows.tryAll(block, isLab() ? "lab" : "samba");
     }
-}
-
-TEST_P(DirectoryContract, Pages) {
-    for (int i = 10; i < 33; ++i) make("CN=e" + std::to_string(i));
-    LdapSearch search{place(), LdapScope::subtree, "(cn=e*)", {"cn"}, {}, 0};
-    std::vector<std::size_t> sizes;
-    std::set<std::string> names;
-    std::string cookie;
-    do {
-        search.controls = {{controls::pagedResults, encodePageControl({10, cookie}), true}};
-        const auto page = session_->search(search);
-        ASSERT_TRUE(page) << codeOf(page);
-        ASSERT_EQ(page->controls.size(), 1U);
-        EXPECT_EQ(page->controls[0].oid, controls::pagedResults);
-        cookie = decodePageControl(page->controls[0].value).value().cookie;
-        sizes.push_back(page->entries.size());
-        for (const auto& entry : page->entries) names.insert(rdnValue(entry.dn));
-    } while (!cookie.empty());
-    EXPECT_EQ(sizes, (std::vector<std::size_t>{10, 10, 3}));
-    EXPECT_EQ(names.size(), 23U);
 }
 
 TEST_P(DirectoryContract, SeveralSearchesOnTheirWay) {

@@ -5,7 +5,6 @@
 #include <random>
 #include <set>
 
-#include "platform/portable/system_clock.h"
 #include "support/temp_folder.h"
 #ifdef _WIN32
 #include "platform/windows/windows_platform.h"
@@ -33,15 +32,9 @@ std::string environment(const char* name) {
 
 std::shared_ptr<LdapClient> openLab(const lab::DirectorySettings& settings, const std::string& content,
                                     const std::vector<lab::Account>& accounts, lab::Faults faults) {
-    auto clock = makeSystemClock();
-    auto directory = std::make_unique<lab::Directory>(settings, *clock);
-    EXPECT_TRUE(directory->readContent(content, "contract.ldif"));
-    directory->finish();
-    auto network = std::make_shared<lab::LabNetwork>();
-    network->listen(
-        {{"127.0.0.1"}, {389, 3268}, {}},
-        std::make_shared<lab::DirectoryServer>(std::move(directory), accounts, std::move(faults), clock));
-    return network;
+    const auto lab = std::make_shared<lab::TestDirectory>(content, settings, std::move(faults), accounts);
+    EXPECT_TRUE(lab->loaded);
+    return {lab, &lab->network};
 }
 
 DirectoryUnderTest openLabUnderTest(bool domain) {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/lab/lab_network.h"
+#include "lab/directory_fixture.h"
 #include "platform/ldap/ldap_text.h"
 #include "platform/ldap_session.h"
 
@@ -66,10 +66,5 @@ class DirectoryContract : public testing::TestWithParam<std::string> {
     unsigned run_ = 0;
     unsigned sids_ = 0;
 };
-
-template <class T>
-int codeOf(const Result<T>& result) {
-    return result ? static_cast<int>(ldapSuccess) : result.error().code;
-}
 
 }  // namespace wsadmin::platform
