@@ -1,19 +1,29 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds everything and runs every test; ends with the totals and fails when anything
-# failed. --quick: the native unit tests, formatting and walls; no server, no Wine, no sanitizers.
+# failed. --quick: the native unit tests, formatting and walls; no server, no Wine, no sanitizers. Tests that have passed
+# on the same files and packages are not run again; --again runs them all the same.
 # The linter is a command of its own, because it takes longer than everything else: scripts/lint.py.
 set -uo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 cd "$root" || exit 1
-quick=""
-case "${1:-}" in
-"") ;;
---quick) quick=1 ;;
-*) echo "usage: ./test.sh [--quick]" >&2; exit 2 ;;
-esac
+quick="" again=""
+for word; do
+    case $word in
+    --quick) quick=1 ;;
+    --again) again=1 ;;
+    *) echo "usage: ./test.sh [--quick] [--again]" >&2; exit 2 ;;
+    esac
+done
+git rev-parse HEAD >/dev/null 2>&1 || again=1  # without it nobody knows which files are the tree's
 exec </dev/null
 
+# What the outcome of the tests depends on: the tree's files, as they were at the start, and the machine's packages.
+files=$(git ls-files -coz --exclude-standard 2>&1 | sort -z | xargs -0 sha256sum 2>&1 | sha256sum)
+state() { echo "$files" "$(sha256sum /var/lib/dpkg/status)"; }
 results=$root/build/results
+before=$root/build/results-before
+rm -rf "$before"
+[ -z "$again" ] && [ -f "$results/state" ] && [ "$(cat "$results/state")" = "$(state)" ] && mv "$results" "$before"
 rm -rf "$results"
 mkdir -p "$results"
 pod=tests/servers/with-pod
@@ -46,13 +56,18 @@ check() {
 tests() {
     local name=$1 preset=$2 launcher=$3
     shift 3
+    if [ -f "$before/$name.passed" ]; then
+        cp -a "$before/$name" "$before/$name".* "$results/"
+        printf '%-22sas before\n' "$name"
+        return 0
+    fi
     # Only programs that are one test each leave a list of their cases; natively each case is a test.
     mkdir -p "$results/$name"
     local reports=$results/$name/
     [ "$preset" = windows ] && reports=Z:$reports
     # shellcheck disable=SC2086 # the launcher is several words
     stage "$name" env GTEST_OUTPUT="xml:$reports" $launcher ctest --test-dir "build/$preset" -j"$(nproc)" \
-        --output-on-failure --no-tests=error --output-junit "$results/$name.xml" "$@"
+        --output-on-failure --no-tests=error --output-junit "$results/$name.xml" "$@" && touch "$results/$name.passed"
 }
 
 build() { check "build-$1" scripts/build.sh --configure "$1"; }
@@ -61,7 +76,7 @@ if [ -n "$quick" ]; then
     check packages scripts/install-packages.sh build test
     check format scripts/format.sh --check
     check walls tests/walls.py
-    build native && tests unit native "" -LE integration
+    build native && tests unit-quick native "" -LE integration
 else
     check packages scripts/install-packages.sh build test
     check format scripts/format.sh --check
@@ -79,5 +94,6 @@ else
     build native-tsan && tests unit-tsan native-tsan "$fixed $pod" -LE integration
 fi
 
+state >"$results/state"
 printf '%-30s%4d s%6d s cpu\n\n' "" $SECONDS $all_cpu
 exec scripts/totals.py "$results"
