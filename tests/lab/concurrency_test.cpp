@@ -34,9 +34,10 @@ TEST(LabConcurrency, ReadersAndWritersTogether) {
             for (int i = 0; i < rounds; ++i) {
                 std::string cookie;
                 do {
-                    const auto page =
-                        searchBelow(*session, "DC=t", filters[r], {},
-                                    {{controls::pagedResults, encodePageControl({7, cookie}), true}});
+                    const auto page = session->search(
+                        {.base = "DC=t",
+                         .filter = filters[r],
+                         .controls = {{controls::pagedResults, encodePageControl({7, cookie}), true}}});
                     expect(page);
                     if (!page) break;
                     for (const auto& entry : page->entries) expect(!entry.first("distinguishedName").empty());
@@ -47,10 +48,10 @@ TEST(LabConcurrency, ReadersAndWritersTogether) {
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(failures, 0);
     const auto session = test.bound();
-    EXPECT_EQ(searchBelow(*session, "DC=t", "(zre-VmState=error)")->entries.size(),
-              std::size_t{writers * rounds / 2});
-    EXPECT_EQ(readEntry(*session, "CN=g,DC=t", {"member"})->entries.at(0).attributes.at(0).values.size(),
-              std::size_t{writers * rounds / 2});
+    constexpr std::size_t left = writers * rounds / 2;
+    EXPECT_EQ(session->search({.base = "DC=t", .filter = "(zre-VmState=error)"})->entries.size(), left);
+    EXPECT_EQ(session->search({.base = "DC=t", .filter = "(cn=g)"})->entries.at(0).all("member").size(),
+              left);
 }
 
 }  // namespace

@@ -66,17 +66,5 @@ class TestDirectory {
     LabNetwork network;
 };
 
-inline Result<LdapSearchResult> searchBelow(LdapSession& session, const std::string& base,
-                                            const std::string& filter,
-                                            std::vector<std::string> attributes = {},
-                                            std::vector<LdapControl> controls = {}) {
-    return session.search({base, LdapScope::subtree, filter, std::move(attributes), std::move(controls), 0});
-}
-
-inline Result<LdapSearchResult> readEntry(LdapSession& session, const std::string& dn,
-                                          std::vector<std::string> attributes = {}) {
-    return session.search({dn, LdapScope::base, "(objectClass=*)", std::move(attributes), {}, 0});
-}
-
 }  // namespace lab
 }  // namespace wsadmin::platform

@@ -1,6 +1,4 @@
 // What is written back to a lab's folder.
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -40,7 +38,6 @@ const fs::path original = WS_SOURCE_DIR "/tests/lab/saving";
 class Saving : public testing::Test {
   protected:
     Saving() { fs::copy(original, folder_); }
-    void write(const std::string& name, const std::string& text) { temporary_.write(name, text); }
     std::string content(const std::string& name) { return temporary_.read(name); }
     auto files() const { return std::distance(fs::directory_iterator(folder_), fs::directory_iterator()); }
     static void change(Platform& platform, const std::string& name, const std::string& value) {
@@ -82,13 +79,13 @@ TEST_F(Saving, OfTwoAtOnceTheSecondIsRefused) {
 
     const auto registry = openLab(folder_).value();
     EXPECT_TRUE(registry->registry->write(L"HKLM\\A", L"x", std::wstring(L"y")));
-    write("machine.toml", content("machine.toml") + "# by hand\n");
+    temporary_.write("machine.toml", content("machine.toml") + "# by hand\n");
     EXPECT_TRUE(failure(*registry).starts_with("machine.toml was changed"));
 }
 
 // Whoever reports success is found in the file.
 TEST_F(Saving, ManyAtOnceLoseNothingThatWasReported) {
-    write("a.ldif", "dn: OU=a,DC=t\nobjectClass: organizationalUnit\n");
+    temporary_.write("a.ldif", "dn: OU=a,DC=t\nobjectClass: organizationalUnit\n");
     std::atomic<int> saved{0};
     std::vector<std::thread> savers;
     for (int i = 0; i < 6; ++i)

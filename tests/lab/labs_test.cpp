@@ -11,8 +11,6 @@
 //   {"value": [KEY, NAME], "set": DATA}  of the registry; it is removed where null is set
 //   {"wait": SECONDS, "stop": true}  whether a stop ended it, and the milliseconds that the lab has been open
 //   {"file": NAME, "lacks": TEXT}   the file's content, or whether the text is not in it
-#include <gtest/gtest.h>
-
 #include "lab/ldap_rows.h"
 #include "platform/text/registry_text.h"
 #include "support/small_lab.h"

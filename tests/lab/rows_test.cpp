@@ -50,15 +50,11 @@ template <class T>
 Json failureOf(const Result<T>& result) {
     return result ? "fine" : failureText(result.error());
 }
-Json content(const Json& in) {
+template <auto read>
+Json directory(const Json& in) {
     FixedClock clock{Seconds{}};
     Directory directory({"LDAP", {testSuffix}, "LAB", "lab"}, clock);
-    return failureOf(directory.readContent(in.get<std::string>(), "x.ldif"));
-}
-Json schema(const Json& in) {
-    FixedClock clock{Seconds{}};
-    Directory directory({"LDAP", {testSuffix}, "LAB", "lab"}, clock);
-    return failureOf(directory.readSchema(in.get<std::string>(), "own.schema"));
+    return failureOf((directory.*read)(in.get<std::string>(), "x.ldif"));
 }
 Json machine(const Json& in) {
     return failureOf(readMachineFile(in.get<std::string>(), ""));
@@ -106,11 +102,11 @@ TEST(Rows, OfALab) {
     wstest::tryRows(
         WS_SOURCE_DIR "/tests/lab/rows.jsonl",
         {{"ldif", ldif},
-         {"content", content},
+         {"content", directory<&Directory::readContent>},
          {"line", [](const Json& in) { return line(in); }},
          {"machine", machine},
          {"described", described},
-         {"schema", schema},
+         {"schema", directory<&Directory::readSchema>},
          {"folder", folder},
          {"stored", stored},
          {"guid", guid},
