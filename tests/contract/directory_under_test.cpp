@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <random>
-#include <set>
 
 #include "support/temp_folder.h"
 #ifdef _WIN32
@@ -87,8 +86,7 @@ void DirectoryContract::TearDown() {
 
 void DirectoryContract::makePlace() {
     DirectoryContract::TearDown();
-    run_ = std::random_device()() % 1000000000;
-    place_ = "OU=contract-" + std::to_string(run_) + "," + suffix();
+    place_ = "OU=contract-" + std::to_string(std::random_device()() % 1000000000) + "," + suffix();
     const auto made = session_->add({place_, {{"objectClass", {"organizationalUnit"}}}});
     ASSERT_TRUE(made) << codeOf(made);
 }
@@ -98,17 +96,6 @@ void DirectoryContract::make(const std::string& relative, std::vector<LdapAttrib
     attributes.push_back({"objectClass", {objectClass}});
     const auto made = session_->add({at(relative), std::move(attributes)});
     ASSERT_TRUE(made) << relative << ": " << codeOf(made);
-}
-
-std::string DirectoryContract::found(const std::string& filter) {
-    const auto result = session_->search({place_, LdapScope::subtree, filter, {"1.1"}, {}, 0});
-    EXPECT_TRUE(result) << codeOf(result);
-    std::set<std::string> names;
-    if (result)
-        for (const auto& entry : result->entries) names.insert(rdnValue(entry.dn));
-    std::string text;
-    for (const auto& name : names) text += (text.empty() ? "" : " ") + name;
-    return text;
 }
 
 Result<LdapEntry> DirectoryContract::read(const std::string& dn, std::vector<std::string> attributes) {
@@ -124,10 +111,6 @@ std::vector<std::string> DirectoryContract::values(const std::string& dn, const 
     auto values = entry ? entry->all(attribute) : std::vector<std::string>{};
     std::sort(values.begin(), values.end());
     return values;
-}
-
-std::string DirectoryContract::freshSid() {
-    return "S-1-5-21-7-" + std::to_string(run_) + "-" + std::to_string(++sids_) + "-1000";
 }
 
 }  // namespace wsadmin::platform

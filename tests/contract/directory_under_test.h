@@ -1,12 +1,7 @@
 // What the contract suite needs of a directory: sessions, and a place to work in.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "lab/directory_fixture.h"
 #include "platform/ldap/ldap_text.h"
@@ -31,6 +26,10 @@ std::shared_ptr<LdapClient> openLab(const lab::DirectorySettings& settings, cons
 DirectoryUnderTest openLabUnderTest(bool domain = false);
 std::optional<DirectoryUnderTest> openServerUnderTest();  // nothing without the variables
 
+// Of an instance of a suite.
+inline std::string nameOf(const testing::TestParamInfo<std::string>& instance) {
+    return instance.param;
+}
 // A variable of the process, empty where there is none.
 std::string environment(const char* name);
 
@@ -50,21 +49,15 @@ class DirectoryContract : public testing::TestWithParam<std::string> {
     void make(const std::string& relative, std::vector<LdapAttribute> attributes = {},
               const std::string& objectClass = "zre-PropertyObject");
     void makeUnit(const std::string& relative) { make(relative, {}, "organizationalUnit"); }
-    // The names (values of the RDN) of what a search below the place finds, sorted.
-    std::string found(const std::string& filter);
     // One entry with its attributes (none: all), by base search.
     Result<LdapEntry> read(const std::string& dn, std::vector<std::string> attributes = {});
     std::vector<std::string> values(const std::string& dn, const std::string& attribute);  // sorted
-    // A SID that no other case uses.
-    std::string freshSid();
 
     std::optional<DirectoryUnderTest> directory_;
     std::unique_ptr<LdapSession> session_;
 
   private:
     std::string place_;
-    unsigned run_ = 0;
-    unsigned sids_ = 0;
 };
 
 }  // namespace wsadmin::platform

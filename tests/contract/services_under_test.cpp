@@ -38,8 +38,7 @@ std::string ServicesContract::server() const {
 }
 
 DirectoryCredentials ServicesContract::credentials() const {
-    const LdapCredentials given = directory_->credentials;
-    return {given.user, given.password};
+    return {directory_->credentials.user, directory_->credentials.password};
 }
 
 std::shared_ptr<DirectorySearch> ServicesContract::searchAt(const std::string& path) {
@@ -52,10 +51,6 @@ std::unique_ptr<DirectoryObject> ServicesContract::objectAt(const std::string& d
     auto object = services_->openObject(pathOf(dn), credentials(), flags_);
     EXPECT_TRUE(object) << dn << ": " << CORE::toUtf8(object.error().text);
     return std::move(object.value());
-}
-
-int ServicesContract::openCode(const std::string& path, const DirectoryCredentials& credentials) {
-    return codeOf(services_->openObject(path, credentials, flags_));
 }
 
 std::vector<ServicesContract::Row> ServicesContract::rowsOf(DirectorySearch& search,

@@ -47,8 +47,9 @@ class ServicesContract : public DirectoryContract {
     DirectoryCredentials credentials() const;
     std::shared_ptr<DirectorySearch> searchAt(const std::string& path);  // which must open
     std::unique_ptr<DirectoryObject> objectAt(const std::string& dn);
-    int openCode(const std::string& path) { return openCode(path, credentials()); }
-    int openCode(const std::string& path, const DirectoryCredentials& credentials);
+    int openCode(const std::string& path) {
+        return codeOf(services_->openObject(path, credentials(), flags_));
+    }
 
     using Row = std::map<std::string, std::vector<DirectoryValue>>;
     // All rows with these columns; a failure ends in a row named by its code.
