@@ -17,7 +17,7 @@ using namespace wstest;
 namespace {
 
 // The log of a request that resolves, from the root entry on; before it a conflict entry was found.
-std::vector<LogLine> resolve(
+std::wstring resolve(
     std::vector<ScriptedAnswer> answers,
     std::function<void(ScriptedSession&)> prepare = [](ScriptedSession&) {}) {
     const auto client = std::make_shared<ScriptedClient>();
@@ -34,12 +34,9 @@ std::vector<LogLine> resolve(
     const auto answer = ask<&Collisions::showAndResolveLDAPCollisions>(service, request);
     EXPECT_TRUE(answer.empty() && answer.getError() == 0);
     EXPECT_EQ(decodePageControl(calls->searches().at(0).controls.at(0).value)->size, 1000);
-    return log.lines();
-}
-
-bool hasLine(const std::vector<LogLine>& lines, std::wstring_view text) {
-    return std::ranges::any_of(lines,
-                               [text](const LogLine& line) { return line.text.find(text) != text.npos; });
+    std::wstring text;
+    for (const LogLine& line : log.lines()) text += line.text + L"\n";
+    return text;
 }
 
 const ScriptedAnswer root{.entries = {entry("", {{"schemaNamingContext", {"CN=Schema"}}})}};
@@ -49,35 +46,33 @@ const ScriptedAnswer schema{
 
 TEST(Collisions, WithoutTheNameOfTheSchemaNothingIsDone) {
     for (const ScriptedAnswer& answer : {ScriptedAnswer{}, ScriptedAnswer{.entries = {entry("")}}}) {
-        const auto lines = resolve({answer});
-        EXPECT_TRUE(hasLine(lines, L"Unable to obtain schemaNamingConext value"));
-        EXPECT_FALSE(hasLine(lines, L"removed."));
+        const std::wstring log = resolve({answer});
+        EXPECT_NE(log.find(L"Unable to obtain schemaNamingConext value"), log.npos);
+        EXPECT_EQ(log.find(L"removed."), log.npos);
     }
 }
 
 TEST(Collisions, AnAttributeThatHasNoValueLeftIsDone) {
-    const auto lines = resolve(
+    const std::wstring log = resolve(
         {root,
          schema,
          pageAnswer(
              {entry("CN=group,DC=x", {{"member;range=0-0", {"CN=x\\0ADEL:1,CN=Deleted Objects,DC=x"}}})}, ""),
          {.entries = {entry("CN=group,DC=x")}},
          pageAnswer({}, "")});
-    EXPECT_FALSE(hasLine(lines, L"Failed to read"));
-    EXPECT_TRUE(hasLine(lines, L"1 collision entry removed."));
+    EXPECT_EQ(log.find(L"Failed to read"), log.npos);
+    EXPECT_NE(log.find(L"1 collision entry removed."), log.npos);
 }
 
 // Each range brings another reference that can be removed, so that the reading would start over for ever.
 TEST(Collisions, ADirectoryThatInventsReferencesIsGivenUp) {
     std::vector<ScriptedAnswer> answers = {root, schema};
-    const auto range = [](int i) {
-        return std::vector<LdapAttribute>{
-            {"member;range=0-0", {"CN=x" + std::to_string(i) + "\\0ADEL:1,CN=Deleted Objects,DC=x"}}};
-    };
-    answers.push_back(pageAnswer({entry("CN=group,DC=x", range(0))}, ""));
-    for (int i = 1; i < 100; ++i) answers.push_back({.entries = {entry("CN=group,DC=x", range(i))}});
+    for (int i = 0; i < 100; ++i) {
+        const std::string gone = "CN=x" + std::to_string(i) + "\\0ADEL:1,CN=Deleted Objects,DC=x";
+        answers.push_back(pageAnswer({entry("CN=group,DC=x", {{"member;range=0-0", {gone}}})}, ""));
+    }
     std::size_t modified = 0;
-    const auto lines = resolve(std::move(answers), [&modified](ScriptedSession& session) {
+    const std::wstring log = resolve(std::move(answers), [&modified](ScriptedSession& session) {
         session.most.entries = 10;
         session.onModify = [&modified](const ModifyCall& call) {
             EXPECT_EQ(call.attribute, "member");
@@ -86,29 +81,22 @@ TEST(Collisions, ADirectoryThatInventsReferencesIsGivenUp) {
         };
     });
     EXPECT_EQ(modified, 10U);
-    EXPECT_TRUE(
-        hasLine(lines, L"Failed to read member of CN=group,DC=x - The directory's answer has more than 10"));
+    EXPECT_NE(log.find(L"Failed to read member of CN=group,DC=x - The directory's answer has more than 10"),
+              log.npos);
 }
-
-using Question = CORE::PropertyBag (*)(ServiceContext&, const CORE::PropertyBag&);
 
 TEST(Cluster, AnEntryThatIsNotShownOrHasNoNameIsNotChanged) {
     const ScriptedAnswer none{}, nameless{.entries = {entry("")}};
     const std::wstring common = L"cn=common,ou=global,ou=properties,dc=vdi,dc=talvex,dc=int",
                        vcs1 = L"cn=VCS1,ou=Server,ou=Properties,dc=vdi,dc=talvex,dc=int";
-    const struct {
-        Question handler;
-        ScriptedAnswer answer;
-        std::wstring sentence;
-    } rows[] = {
-        {ask<&Common::setClusterName>, none, L"Entry for \"" + common + L"\" not found."},
-        {ask<&Common::setClusterName>, nameless, L"Failed to get DN for entry \"" + common},
-        {ask<&CServer::deleteConnectionServerEntry>, none, L"Entry for \"" + vcs1 + L"\" not found."},
-        {ask<&CServer::deleteConnectionServerEntry>, nameless, L"Failed to get DN for entry \"" + vcs1},
-    };
-    for (const auto& row : rows) {
+    const auto setName = ask<&Common::setClusterName>, remove = ask<&CServer::deleteConnectionServerEntry>;
+    for (const auto& [handler, answer, sentence] :
+         {std::tuple{setName, none, L"Entry for \"" + common + L"\" not found."},
+          {setName, nameless, L"Failed to get DN for entry \"" + common},
+          {remove, none, L"Entry for \"" + vcs1 + L"\" not found."},
+          {remove, nameless, L"Failed to get DN for entry \"" + vcs1}}) {
         const auto client = std::make_shared<ScriptedClient>();
-        client->session->answers = {row.answer};
+        client->session->answers = {answer};
         client->session->onModify = [](const ModifyCall& call) {
             ADD_FAILURE() << call.attribute;
             return 0;
@@ -119,9 +107,9 @@ TEST(Cluster, AnEntryThatIsNotShownOrHasNoNameIsNotChanged) {
         CORE::PropertyBag request;
         request.set(L"clustername", L"x");
         request.set(L"servername", L"VCS1");
-        const auto result = row.handler(service, request);
+        const auto result = handler(service, request);
         EXPECT_EQ(result.getError(), 1);
-        EXPECT_EQ(result.getErrorText(), row.sentence);
+        EXPECT_EQ(result.getErrorText(), sentence);
         EXPECT_TRUE(result.empty());
     }
 }
