@@ -71,28 +71,22 @@ TEST(UserGroups, LocalOnesAreSkippedWhereTheConnectionIsLostBeforeThem) {
 }
 
 TEST(UserGroups, EndWhereADirectoryNamesThemWithoutEnd) {
-    const struct {
-        bool ofToken;
-        std::chrono::minutes time;  // of each answer
-        const wchar_t* sentence;
-    } rows[] = {
-        {false, {}, L"The directory gives domain local groups without end"},
-        {true, {}, L"The directory gives ranges of tokenGroups without end"},
-        {true, std::chrono::minutes(10),
-         L"The directory's answer takes longer than 1800000 ms (search-timeout)"},
-    };
-    for (const auto& row : rows) {
+    // Whether it is the token, the minutes of each answer, and the sentence.
+    for (const auto& [ofToken, minutes, sentence] :
+         {std::tuple{false, 0, L"The directory gives domain local groups without end"},
+          {true, 0, L"The directory gives ranges of tokenGroups without end"},
+          {true, 10, L"The directory's answer takes longer than 1800000 ms (search-timeout)"}}) {
         ScriptedPeople people;
         Alice alice;
         people.answer = [&, next = 2000](const Asked& asked) mutable {
             alice.local.rows.clear();
             std::vector<DirectoryValue> groups;
             for (int i = 0; i < 1000; ++i) {
-                if (!row.ofToken) alice.local.rows.push_back(localGroup(next));
+                if (!ofToken) alice.local.rows.push_back(localGroup(next));
                 groups.push_back(sidValue(next++));
             }
-            if (row.ofToken && asked.path == alicePath) {
-                people.clock->advance(row.time);
+            if (ofToken && asked.path == alicePath) {
+                people.clock->advance(60 * minutes);
                 const std::string& attribute = asked.attributes.front();
                 const int from = attribute == "tokenGroups" ? 0 : std::stoi(attribute.substr(18));
                 alice.token = {
@@ -103,7 +97,7 @@ TEST(UserGroups, EndWhereADirectoryNamesThemWithoutEnd) {
         };
         const LogCapture log(CORE::logError);
         EXPECT_EQ(ask<&Group::getUserInformation>(people.service, aliceAsked).getErrorText(), noInformation);
-        EXPECT_TRUE(log.contains(CORE::logError, row.sentence)) << row.sentence;
+        EXPECT_TRUE(log.contains(CORE::logError, sentence)) << sentence;
     }
 }
 
@@ -152,11 +146,7 @@ TEST(UserSearch, ADomainThatIsAwayOrGoesAwayIsTriedOnceARequest) {
 
 TEST(UserSearch, ANameOfTheRequestChoosesNoHost) {
     const std::string ofForest = "CN=Bob,DC=new,DC=corp,DC=example";
-    const struct {
-        std::string dn;
-        const char* searched;  // path
-        bool found;
-    } rows[] = {
+    const std::tuple<std::string, const char*, bool> rows[] = {
         {"CN=Alice,DC=Corp,DC=Example", "LDAP://CN=Alice,DC=Corp,DC=Example", true},
         {"CN=Eve,DC=partner,DC=example", "LDAP://CN=Eve,DC=partner,DC=example", true},
         {ofForest, ScriptedPeople::catalogue, true},
@@ -164,8 +154,8 @@ TEST(UserSearch, ANameOfTheRequestChoosesNoHost) {
         {"CN=x,DC=evil,DC=example", ScriptedPeople::catalogue, false},
         {"CN=x", ScriptedPeople::catalogue, false},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.dn);
+    for (const auto& [dn, searched, found] : rows) {
+        SCOPED_TRACE(dn);
         ScriptedPeople people;
         people.answer = [&](const Asked& asked) {
             const bool isOurs = asked.path != ScriptedPeople::catalogue ||
@@ -173,14 +163,14 @@ TEST(UserSearch, ANameOfTheRequestChoosesNoHost) {
             return isOurs ? Answer{.rows = {{{"objectSid", {sidValue(1102)}}}}} : Answer{};
         };
         const LogCapture log(CORE::logWarning);
-        EXPECT_EQ(sidForUserDn(people.domains, row.dn).has_value(), row.found);
+        EXPECT_EQ(sidForUserDn(people.domains, dn).has_value(), found);
         ASSERT_EQ(people.searches.size(), 1U);
-        EXPECT_EQ(people.searches.front().path, row.searched);
+        EXPECT_EQ(people.searches.front().path, searched);
         for (const auto& opened : people.directories->opened())
             EXPECT_EQ(opened.path.find("127"), std::string::npos) << opened.path;
         EXPECT_EQ(log.contains(CORE::logWarning,
-                               L"User dn " + CORE::toWide(row.dn) + L" not found in Active Directory"),
-                  !row.found);
+                               L"User dn " + CORE::toWide(dn) + L" not found in Active Directory"),
+                  !found);
     }
 }
 
