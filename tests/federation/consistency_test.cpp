@@ -1,7 +1,5 @@
 // The agreement of the directory instances, over consistency.jsonl: two machines of a lab whose clock takes
 // no time.
-#include <gtest/gtest.h>
-
 #include "federation/consistency.h"
 #include "federation/federation_lab.h"
 #include "federation/pending_operations.h"

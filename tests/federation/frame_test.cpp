@@ -1,6 +1,4 @@
 // Operations beside each other, and what a stop of the service ends.
-#include <gtest/gtest.h>
-
 #include <future>
 
 #include "federation/federation_lab.h"

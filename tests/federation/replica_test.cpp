@@ -1,7 +1,5 @@
 // A pod that joins another one's federation and leaves it, over replica.jsonl: sentence, outcome, progress,
 // flags and what is left where a step fails.
-#include <gtest/gtest.h>
-
 #include "federation/federation_lab.h"
 #include "federation/local_layer.h"
 #include "platform/lab/lab_network.h"
