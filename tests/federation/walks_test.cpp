@@ -1,7 +1,5 @@
 // Random walks through the operations of a federation, some with a call of a port that fails: flags, layers
 // and trees are then what a small model of the flags allows. WS_WALK=SEED runs one walk alone.
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <random>
 

@@ -1,7 +1,5 @@
 // The cases of tests/cases, asked with the tools of both builds on labs and on the servers of with-pod and
 // with-corp, where a block says so, and all of them over a channel to a host that has the lab.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <functional>
 #include <map>

@@ -1,6 +1,4 @@
 // Accounts of client devices in a real domain: who logs on with what, and who may not.
-#include <gtest/gtest.h>
-
 #include "framework/core/security.h"
 #include "integration/directory.h"
 

@@ -1,7 +1,5 @@
 // The cleanup of replication conflicts and deleted references where a server made the tombstones and keeps
 // the links.
-#include <gtest/gtest.h>
-
 #include "integration/directory.h"
 
 namespace integration {

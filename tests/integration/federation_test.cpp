@@ -1,6 +1,5 @@
 // A pod of a federation on real parts: the tools with portable directory services on the Samba pod, stand-ins
 // for the installer and the LDIF tool, and a Samba server on port 22389 as the layer, which these make.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "integration/directory.h"

@@ -16,7 +16,6 @@
 #include "cases/runner/lab_folder.h"
 #include "channel/channel_client.h"
 #include "integration/running_host.h"
-#include "integration/tool.h"
 #include "support/raw_peer.h"
 
 namespace integration {

@@ -1,6 +1,4 @@
 // What belongs to the tool and its servers rather than to an operation, and the protection items of a backup.
-#include <gtest/gtest.h>
-
 #include <regex>
 
 #include "integration/directory.h"
