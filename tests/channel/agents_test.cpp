@@ -6,11 +6,11 @@
 #include <csignal>
 
 #include "channel/channel_fixture.h"
+#include "framework/core/file_service.h"
 #include "framework/core/security.h"
 #include "host/service/desktop_manager.h"
 #include "host/service/permit.h"
 #include "machines/agent_operations.h"
-#include "machines/file_system.h"
 #include "platform/portable/agent_channels.h"
 #include "support/log_capture.h"
 #include "support/test_service.h"
@@ -82,6 +82,11 @@ TEST_F(RemoteAgents, AnswerOverARealChannel) {
     EXPECT_EQ(ask<&RemoteAgent::createBundle>({{L"localFilename", L"b.txt"}}), L"");
     EXPECT_EQ(filesIn("bundles"), 0u);
     manager_.reset();
+    fs::remove_all(folder_.path() / "logs");
+    PropertyBag logs;
+    CORE::MessageHandler::SendMsg(CORE::files::worker, CORE::files::getLogFiles, {}, logs);
+    EXPECT_EQ(logs.size(), 0u);
+    EXPECT_TRUE(logs.getErrorText().str().starts_with(L"The folder of the log files cannot be read: "));
 }
 
 // Where a request has to end, its channel is closed at once, and another one deletes the bundle.
@@ -131,65 +136,49 @@ struct FileChannel final : CORE::MessageChannel {
     void close() noexcept override {}
 };
 
-TEST_F(RemoteAgents, AreCopiedFromOpenChannelsAloneAndNotBelievedWhatCannotBe) {
-    const auto closed = std::make_shared<FileChannel>();
-    MessageFrameWork::System().OpenChannel(closed);
-    MessageFrameWork::System().CloseChannel(closed);
-    for (const std::wstring& handle : {std::to_wstring(closed->handle()), std::wstring(L"-1"),
-                                       std::wstring(L"0"), std::wstring(L"1x"), std::wstring()}) {
-        PropertyBag request, response;
-        request.set(CORE::files::channel, handle);
-        request.set(CORE::files::localFileName, std::wstring_view(L"a"));
-        CORE::MessageHandler::SendMsg(CORE::files::worker, CORE::files::copyFromRemoteFile, request,
-                                      response);
-        EXPECT_EQ(response.getErrorText(), L"There is no such channel") << handle;
-    }
-    for (const auto& [size, identity, copied] : {std::tuple(L"2", L"", true),
-                                                 {L"", L"", false},
-                                                 {L"2x", L"", false},
-                                                 {L"-1", L"", false},
-                                                 {L"1", L"", false},
-                                                 {L"4", L"", true},
-                                                 {L"4", L"another", false},
-                                                 {L"17179869185", L"", false}}) {
-        const auto channel = std::make_shared<FileChannel>();
-        channel->size = size;
-        channel->identity = identity;
-        MessageFrameWork::System().OpenChannel(channel);
-        EXPECT_EQ(wsadmin::FileSystem().copyFromRemoteFile(*channel, L"x", L"a"), copied) << identity;
-        MessageFrameWork::System().CloseChannel(channel);
-        EXPECT_EQ(fs::remove(folder_.path() / "received" / "a"), copied);
-        EXPECT_EQ(filesIn("received"), 0u);
-    }
-    // Nor is what stands there already replaced, unless it is a file that may be.
-    folder_.write("received/there", "kept");
-    fs::create_directory(folder_.path() / "received" / "folder");
-    const auto channel = std::make_shared<FileChannel>();
-    channel->size = L"2";
-    MessageFrameWork::System().OpenChannel(channel);
-    for (const auto& [name, overwrite, failure] :
-         {std::tuple(L"there", false, L"the file exists"), {L"folder", true, L"it is no file"}}) {
-        PropertyBag request, response;
-        request.set(CORE::files::channel, std::to_wstring(channel->handle()));
-        request.set(CORE::files::localFileName, std::wstring_view(name));
-        request.setBool(CORE::files::overwrite, overwrite);
-        CORE::MessageHandler::SendMsg(CORE::files::worker, CORE::files::copyFromRemoteFile, request,
-                                      response);
-        EXPECT_EQ(response.getErrorText(), failure);
-    }
-    MessageFrameWork::System().CloseChannel(channel);
-    EXPECT_EQ(folder_.read("received/there"), "kept");
+// What the worker answers to a request to copy a file of that channel.
+std::wstring copied(const std::wstring& handle, const wchar_t* name = L"a", bool overwrite = false) {
+    PropertyBag request, response;
+    request.set(CORE::files::channel, handle);
+    request.set(CORE::files::localFileName, std::wstring_view(name));
+    request.setBool(CORE::files::overwrite, overwrite);
+    CORE::MessageHandler::SendMsg(CORE::files::worker, CORE::files::copyFromRemoteFile, request, response);
+    return response.getErrorText().str();
 }
 
-TEST_F(RemoteAgents, TellOfLogsThatCannotBeListed) {
-    const auto listed = [this] {
-        PropertyBag response;
-        CORE::MessageHandler::SendMsg(CORE::files::worker, CORE::files::getLogFiles, {}, response);
-        EXPECT_EQ(response.size(), 0u);
-        return response.getErrorText().str();
-    };
-    fs::remove_all(folder_.path() / "logs");
-    EXPECT_TRUE(listed().starts_with(L"The folder of the log files cannot be read: "));
+TEST_F(RemoteAgents, AreCopiedFromOpenChannelsAloneAndNotBelievedWhatCannotBe) {
+    const auto channel = std::make_shared<FileChannel>();
+    MessageFrameWork::System().OpenChannel(channel);
+    const std::wstring handle = std::to_wstring(channel->handle());
+    folder_.write("received/there", "kept");
+    fs::create_directory(folder_.path() / "received" / "folder");
+    const wchar_t noSize[] = L"the answer does not tell the file's size";
+    const struct {
+        const wchar_t *size, *identity, *refusal = L"", *name = L"a";
+        bool overwrite = false;
+    } rows[] = {{L"2", L""},
+                {L"", L"", noSize},
+                {L"2x", L"", noSize},
+                {L"-1", L"", noSize},
+                {L"1", L"", noSize},
+                {L"4", L""},
+                {L"4", L"another", L"the remote file became shorter or is another one"},
+                {L"17179869185", L"", L"the file is too large"},
+                {L"2", L"", L"the file exists", L"there"},
+                {L"2", L"", L"it is no file", L"folder", true}};
+    for (const auto& row : rows) {
+        channel->size = row.size;
+        channel->identity = row.identity;
+        channel->sent = 0;
+        EXPECT_EQ(copied(handle, row.name, row.overwrite), row.refusal) << row.size;
+        EXPECT_EQ(fs::remove(folder_.path() / "received" / "a"), *row.refusal == 0);
+        EXPECT_EQ(filesIn("received"), 2u);
+    }
+    EXPECT_EQ(folder_.read("received/there"), "kept");
+    MessageFrameWork::System().CloseChannel(channel);
+    for (const std::wstring& none :
+         {handle, std::wstring(L"-1"), std::wstring(L"0"), std::wstring(L"1x"), std::wstring()})
+        EXPECT_EQ(copied(none), L"There is no such channel") << none;
 }
 
 TEST_F(RemoteAgents, ReachNoFileElsewhere) {

@@ -202,10 +202,8 @@ TEST(Channel, RefusedPeersGetNoByteAndTheSameEnd) {
 
 // Nor does a peer that has proved its ticket get another one, to come again without it.
 TEST(Channel, EndsItsHandshakeWithoutATicketForResumption) {
-    const TempFolder folder;
-    TicketStore store(folder.path() / "t");
-    const Ticket ticket = store.make(Rights::all, 60, "");
-    TlsContext hosts([&](std::string_view id) { return store.find(id); }), peers(ticket);
+    Host known;
+    TlsContext hosts([&](std::string_view id) { return known.store.find(id); }), peers(known.ticket());
     TlsEnd host(hosts), peer(peers);
     Bytes plain;
     const auto pass = [&plain](TlsEnd& from, TlsEnd& to) {
@@ -401,33 +399,30 @@ TEST(Channel, EndsBeyondItsLimits) {
     const struct {
         void (*change)(ServerLimits&);
         Behaviour behave;
-        std::wstring logged{};
+        const wchar_t* logged;
         bool opens = true;
     } rows[] = {
-        {[](ServerLimits& limits) { limits.link.heartbeat = 1ms; }, pinged},
-        {[](ServerLimits& limits) { limits.link.silence = 1ms; }, silent,
-         L"Channel closed: the peer is silent"},
-        {[](ServerLimits& limits) { limits.idle = 1ms; }, silent, L"Channel closed: it may not stay open"},
-        {[](ServerLimits& limits) { limits.link.writing = 1ms; }, unread,
+        {[](auto& limits) { limits.link.heartbeat = 1ms; }, pinged, L""},
+        {[](auto& limits) { limits.link.silence = 1ms; }, silent, L"Channel closed: the peer is silent"},
+        {[](auto& limits) { limits.idle = 1ms; }, silent, L"Channel closed: it may not stay open"},
+        {[](auto& limits) { limits.link.writing = 1ms; }, unread, L"Channel closed: the peer does not read"},
+        {[](auto& limits) { limits.link.unsent = 1 << 20; }, unread,
          L"Channel closed: the peer does not read"},
-        {[](ServerLimits& limits) { limits.link.unsent = 1 << 20; }, unread,
-         L"Channel closed: the peer does not read"},
-        {[](ServerLimits&) {}, unasked, L"Channel closed: the peer answered what nobody asked"},
-        {[](ServerLimits& limits) { limits.link.handshake = 1ms; }, silent,
+        {[](auto&) {}, unasked, L"Channel closed: the peer answered what nobody asked"},
+        {[](auto& limits) { limits.link.handshake = 1ms; }, silent,
          L"Connection refused: the handshake takes too long", false}};
-    for (const auto& row : rows) {
+    for (const auto& [change, behave, logged, opens] : rows) {
         const wstest::LogCapture log;
         {
             ServerLimits limits;
             limits.link.tick = 1ms;
-            row.change(limits);
+            change(limits);
             Host host(limits);
             RawPeer peer(host.endpoint(), host.ticket());
-            ASSERT_TRUE(!row.opens || peer.finishHandshake());
-            row.behave(peer);
+            ASSERT_TRUE(!opens || peer.finishHandshake());
+            behave(peer);
         }
-        EXPECT_TRUE(row.logged.empty() || log.contains(CORE::logDebug, row.logged))
-            << CORE::toUtf8(row.logged);
+        EXPECT_TRUE(!*logged || log.contains(CORE::logDebug, logged)) << logged;
     }
     ServerLimits one;
     one.channels = 1;

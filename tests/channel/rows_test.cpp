@@ -42,10 +42,6 @@ Json permit(const Json& in) {
     return refused ? "! " + CORE::toUtf8(*refused) : "";
 }
 
-Json windowsTrap(const Json& in) {
-    return CORE::isWindowsTrap(in.get<std::string>());
-}
-
 // Some of what a configuration says, its folder's name left out.
 Json hostFile(const Json& in) {
     const wstest::TempFolder folder;
@@ -61,6 +57,7 @@ Json hostFile(const Json& in) {
 }
 
 TEST(Rows, OfTheTransport) {
+    const auto windowsTrap = [](const Json& in) { return CORE::isWindowsTrap(in.get<std::string>()); };
     wstest::tryRows(WS_SOURCE_DIR "/tests/channel/rows.jsonl", {{"address", address},
                                                                 {"integer", integer},
                                                                 {"permit", permit},
