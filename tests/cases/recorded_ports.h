@@ -7,23 +7,28 @@
 
 namespace wstest {
 
+template <class Counting, class Port>
+void record(std::shared_ptr<Port>& port, const std::shared_ptr<PortCalls>& calls) {
+    const auto counting = std::make_shared<Counting>();
+    counting->stand(std::exchange(port, counting), calls);
+}
 // But LDAP, the clock, GUIDs and accounts.
 inline std::shared_ptr<PortCalls> recorded(Platform& machine,
                                            std::shared_ptr<PortCalls> calls = std::make_shared<PortCalls>()) {
-    machine.directoryServices = std::make_shared<CountingDirectoryServices>(machine.directoryServices, calls);
-    machine.names = std::make_shared<CountingNames>(machine.names, calls);
-    machine.folders = std::make_shared<CountingFolders>(machine.folders, calls);
-    machine.registry = std::make_shared<CountingRegistry>(machine.registry, calls);
-    machine.processes = std::make_shared<CountingProcesses>(machine.processes, calls);
-    machine.environment = std::make_shared<CountingEnvironment>(machine.environment, calls);
-    machine.agents = std::make_shared<CountingAgents>(machine.agents, calls);
-    machine.filtering = std::make_shared<CountingFiltering>(machine.filtering, calls);
-    machine.firewall = std::make_shared<CountingFirewall>(machine.firewall, calls);
-    machine.commands = std::make_shared<CountingCommands>(machine.commands, calls);
-    machine.services = std::make_shared<CountingServiceControl>(machine.services, calls);
-    machine.replication = std::make_shared<CountingReplication>(machine.replication, calls);
-    machine.network = std::make_shared<CountingProbe>(machine.network, calls);
-    machine.files = std::make_shared<CountingFiles>(machine.files, calls);
+    record<CountingDirectoryServices>(machine.directoryServices, calls);
+    record<CountingNames>(machine.names, calls);
+    record<CountingFolders>(machine.folders, calls);
+    record<CountingRegistry>(machine.registry, calls);
+    record<CountingProcesses>(machine.processes, calls);
+    record<CountingEnvironment>(machine.environment, calls);
+    record<CountingAgents>(machine.agents, calls);
+    record<CountingFiltering>(machine.filtering, calls);
+    record<CountingFirewall>(machine.firewall, calls);
+    record<CountingCommands>(machine.commands, calls);
+    record<CountingServiceControl>(machine.services, calls);
+    record<CountingReplication>(machine.replication, calls);
+    record<CountingProbe>(machine.network, calls);
+    record<CountingFiles>(machine.files, calls);
     return calls;
 }
 

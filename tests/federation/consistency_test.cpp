@@ -19,7 +19,6 @@ constexpr char globalDn[] = "dc=vdiglobal,dc=talvex,dc=int";
 // Entries whose objectGUID is a text that the directory gives: the name of these services.
 struct TextGuids final : CountingDirectoryServices {
     struct Object final : CountingObject {
-        using CountingObject::CountingObject;
         Result<DirectoryValue> get(std::string_view name) override {
             return name == "objectGUID" ? DirectoryValue(name_) : CountingObject::get(name);
         }
@@ -124,8 +123,9 @@ Result<void> role(TestService& service, const Json&) {
 // Tells the events of the test, attempt by attempt, and fails when there are no more; of pending operations
 // it knows nothing.
 struct ToldEvents final : CountingBinding {
-    explicit ToldEvents(Json events)
-        : CountingBinding(nullptr, std::make_shared<PortCalls>()), attempts(std::move(events)) {}
+    explicit ToldEvents(Json events) : attempts(std::move(events)) {
+        stand(nullptr, std::make_shared<PortCalls>(), {});
+    }
     Result<std::optional<std::uint32_t>> pendingOperations() override { return std::nullopt; }
     Result<void> synchroniseAll(const std::wstring&, SyncDirection, const SyncProgress& progress) override {
         if (next == attempts.size()) return fail(5, L"refused");

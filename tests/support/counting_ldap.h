@@ -6,12 +6,10 @@
 namespace wstest {
 
 struct CountingPending : CountingPort<LdapPendingSearch> {
-    using CountingPort::CountingPort;
     WS_CALL("ldap result of", wait, 0, 0);
 };
 
 struct CountingSession : CountingOpened<LdapSession> {
-    using CountingOpened::CountingOpened;
     using Modifications = std::vector<LdapModification>;
     using Controls = std::vector<LdapControl>;
 

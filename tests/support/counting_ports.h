@@ -11,30 +11,25 @@ namespace wstest {
 // --- directory services
 
 struct CountingRows : CountingOpened<DirectoryRows> {
-    // `lost` is set when the server turns out to be gone.
-    CountingRows(std::unique_ptr<DirectoryRows> rows, std::shared_ptr<PortCalls> calls, std::string search,
-                 std::shared_ptr<std::atomic<bool>> lost)
-        : CountingOpened(std::move(rows), std::move(calls), std::move(search)), lost_(std::move(lost)) {}
     Result<bool> next() override {
         auto more = call<&Real::next>(named<0>("ads next"));
-        if (!more && more.error().code == adsServerDown) lost_->store(true);
+        if (!more && more.error().code == adsServerDown) lost->store(true);
         return more;
     }
     WS_CALL("ads column", column, 1, 1);
     WS_CALL("ads columns", columns, 0, 0);
 
-  private:
-    std::shared_ptr<std::atomic<bool>> lost_;
+    std::shared_ptr<std::atomic<bool>> lost;  // set when the server turns out to be gone
 };
 
 struct CountingSearch : CountingOpened<DirectorySearch> {
-    using CountingOpened::CountingOpened;
     WS_CALL("ads setPreference", setPreference, 2, 0);
     Result<std::unique_ptr<DirectoryRows>> execute(const std::string& filter,
                                                    const std::vector<std::string>& attributes) override {
-        return counted<CountingRows>(
-            call<&Real::execute>(named<1>("ads execute", filter), filter, attributes), name_ + " " + filter,
-            lost_);
+        auto rows = counted<CountingRows>(
+            call<&Real::execute>(named<1>("ads execute", filter), filter, attributes), name_ + " " + filter);
+        if (rows && *rows) static_cast<CountingRows&>(**rows).lost = lost_;
+        return rows;
     }
     bool usable() const noexcept override { return !*lost_ && real_->usable(); }
     LdapLimits limits() const override { return real_->limits(); }
@@ -44,7 +39,6 @@ struct CountingSearch : CountingOpened<DirectorySearch> {
 };
 
 struct CountingObject : CountingOpened<DirectoryObject> {
-    using CountingOpened::CountingOpened;
     std::string path() const override { return real_->path(); }
     std::string className() const override { return real_->className(); }
     WS_CALL("ads get", get, 1, 1);
@@ -87,7 +81,6 @@ struct CountingDirectoryServices : CountingPort<DirectoryServices> {
 // --- accounts
 
 struct CountingToken : CountingOpened<Token> {
-    using CountingOpened::CountingOpened;
     WS_CALL("accounts token user", user, 0, 0);
     WS_CALL("accounts token groups", groups, 0, 0);
 };
@@ -104,28 +97,23 @@ struct CountingAccounts : CountingPort<AccountAuthority> {
 // --- the machine
 
 struct CountingNames : CountingPort<ComputerNames> {
-    using CountingPort::CountingPort;
     WS_CONST_CALL("names netBios", netBios, 0, 0);
     WS_CONST_CALL("names dns", dnsFullyQualified, 0, 0);
 };
 struct CountingEnvironment : CountingPort<Environment> {
-    using CountingPort::CountingPort;
     WS_CONST_CALL("environment variable", variable, 1, 1);
 };
 struct CountingFolders : CountingPort<Folders> {
-    using CountingPort::CountingPort;
     WS_CONST_CALL("folders get", get, 1, 1);
     WS_CONST_CALL("folders windows", windowsDirectory, 0, 0);
 };
 struct CountingRegistry : CountingPort<Registry> {
-    using CountingPort::CountingPort;
     WS_CONST_CALL("registry read", read, 2, 2);
     WS_CHANGE("registry write", write, 3, 2);
     WS_CHANGE("registry remove", remove, 2, 2);
     WS_CONST_CALL("registry values", values, 1, 1);
 };
 struct CountingProcesses : CountingPort<Processes> {
-    using CountingPort::CountingPort;
     WS_CHANGE("processes run", run, 2, 2);
 };
 struct CountingFiles : CountingPort<Files> {
@@ -139,14 +127,12 @@ struct CountingFiles : CountingPort<Files> {
 // --- services
 
 struct CountingService : CountingOpened<MachineService> {
-    using CountingOpened::CountingOpened;
     WS_CALL("services description", description, 0, 0);
     WS_CHANGE("services setDescription", setDescription, 1, 0);
     WS_CALL("services dependencies", dependencies, 0, 0);
     WS_CHANGE("services setDependencies", setDependencies, 1, 0);
 };
 struct CountingServiceManager : CountingOpened<ServiceManager> {
-    using CountingOpened::CountingOpened;
     WS_OPEN("services openService", CountingService, openService, 1, 1);
 };
 struct CountingServiceControl : CountingPort<ServiceControl> {
@@ -157,7 +143,6 @@ struct CountingServiceControl : CountingPort<ServiceControl> {
 // --- replication and the network
 
 struct CountingBinding : CountingOpened<ReplicationBinding> {
-    using CountingOpened::CountingOpened;
     WS_CALL("replication pendingOperations", pendingOperations, 0, 0);
     WS_CHANGE("replication updateTopology", updateTopology, 0, 0);
     WS_CHANGE("replication addReference", addReference, 3, 1);
@@ -166,18 +151,15 @@ struct CountingBinding : CountingOpened<ReplicationBinding> {
     WS_CHANGE("replication synchroniseAll", synchroniseAll, 3, 1);
 };
 struct CountingReplication : CountingPort<Replication> {
-    using CountingPort::CountingPort;
     WS_CALL("replication makeCredentials", makeCredentials, 3, 0);
     WS_OPEN("replication bind", CountingBinding, bind, 2, 1);
 };
 struct CountingProbe : CountingPort<NetworkProbe> {
-    using CountingPort::CountingPort;
     WS_CALL("network probe", probe, 3, 1);
 };
 
 // The name has the line as the log shows it, without a key.
 struct CountingCommands : CountingPort<CommandInterpreter> {
-    using CountingPort::CountingPort;
     Result<int> run(const CORE::secretstring& line, const CORE::coreevent* stop) override {
         return change<&Real::run>("commands run " + CORE::toUtf8(ipsec::maskedLine(line.view())), line, stop);
     }
@@ -186,43 +168,35 @@ struct CountingCommands : CountingPort<CommandInterpreter> {
 // --- the firewall
 
 struct CountingRule : CountingOpened<FirewallRule> {
-    using CountingOpened::CountingOpened;
     WS_CALL("firewall rule name", name, 0, 0);
     WS_CALL("firewall rule enabled", enabled, 0, 0);
     WS_CHANGE("firewall rule setEnabled", setEnabled, 1, 0);
 };
 struct CountingRules : CountingOpened<FirewallRules> {
-    using CountingOpened::CountingOpened;
     WS_OPEN("firewall next", CountingRule, next, 0, 0);
 };
 struct CountingPolicy : CountingOpened<FirewallPolicy> {
-    using CountingOpened::CountingOpened;
     WS_CALL("firewall currentProfiles", currentProfiles, 0, 0);
     WS_CALL("firewall enabled", enabled, 1, 0);
     WS_OPEN("firewall rules", CountingRules, rules, 0, 0);
 };
 struct CountingFirewall : CountingPort<Firewall> {
-    using CountingPort::CountingPort;
     WS_OPEN("firewall open", CountingPolicy, open, 0, 0);
 };
 
 // --- the filtering engine
 
 struct CountingAssociations : CountingOpened<FilteringEntries<SecurityAssociation>> {
-    using CountingOpened::CountingOpened;
     WS_CALL("filtering next associations", next, 0, 0);
 };
 struct CountingContexts : CountingOpened<FilteringEntries<MainModeContext>> {
-    using CountingOpened::CountingOpened;
     WS_CALL("filtering next contexts", next, 0, 0);
 };
 struct CountingEngine : CountingOpened<FilteringEngine> {
-    using CountingOpened::CountingOpened;
     WS_OPEN("filtering associations", CountingAssociations, securityAssociations, 0, 0);
     WS_OPEN("filtering contexts", CountingContexts, mainModeContexts, 0, 0);
 };
 struct CountingFiltering : CountingPort<FilteringPlatform> {
-    using CountingPort::CountingPort;
     WS_OPEN("filtering open", CountingEngine, open, 0, 0);
     WS_CALL("filtering addressText", addressText, 0, 0);
 };
@@ -252,7 +226,6 @@ class CountingChannel : public CORE::MessageChannel {
 };
 
 struct CountingAgents : CountingPort<AgentChannels> {
-    using CountingPort::CountingPort;
     std::shared_ptr<CORE::MessageChannel> open(std::wstring_view ticket, std::wstring_view address,
                                                const CORE::coreevent& stop) override {
         if (calls_->enter("agents open") != 0) return nullptr;

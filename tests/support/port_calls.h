@@ -165,8 +165,15 @@ struct Signature<Answers (Port::*)(Takes...) const> : Signature<Answers (Port::*
 template <class Port>
 class CountingPort : public Port {
   public:
+    CountingPort() = default;
     CountingPort(std::shared_ptr<Port> real, std::shared_ptr<PortCalls> calls, std::string name = {})
         : real_(std::move(real)), calls_(std::move(calls)), name_(std::move(name)) {}
+    // In front of that one.
+    void stand(std::shared_ptr<Port> real, std::shared_ptr<PortCalls> calls, std::string name = {}) {
+        real_ = std::move(real);
+        calls_ = std::move(calls);
+        name_ = std::move(name);
+    }
 
   protected:
     using Real = Port;
@@ -200,10 +207,12 @@ class CountingPort : public Port {
         return done;
     }
     // What was opened, with what stands in front of it.
-    template <class Counting, class Opened, class... More>
-    Opened counted(Opened opened, const More&... more) const {
+    template <class Counting, class Opened>
+    Opened counted(Opened opened, std::string name = {}) const {
         if (!opened || !*opened) return opened;
-        return std::make_unique<Counting>(std::move(*opened), calls_, more...);
+        auto made = std::make_unique<Counting>();
+        made->stand(std::move(*opened), calls_, std::move(name));
+        return Opened(std::move(made));
     }
 
     std::shared_ptr<Port> real_;
@@ -215,8 +224,8 @@ class CountingPort : public Port {
 template <class Port>
 class CountingOpened : public CountingPort<Port> {
   public:
-    CountingOpened(std::shared_ptr<Port> real, std::shared_ptr<PortCalls> calls, std::string name = {})
-        : CountingPort<Port>(std::move(real), std::move(calls), std::move(name)) {
+    void stand(std::shared_ptr<Port> real, std::shared_ptr<PortCalls> calls, std::string name) {
+        CountingPort<Port>::stand(std::move(real), std::move(calls), std::move(name));
         ++this->calls_->live;
     }
     ~CountingOpened() override { --this->calls_->live; }
