@@ -56,9 +56,8 @@ TEST(Files, AreMadeWrittenAndFound) {
     ASSERT_TRUE(one && other);
     EXPECT_NE(*one, *other);
     EXPECT_TRUE(files->exists(*one).value());
-    EXPECT_FALSE(files->exists(*folder).value()) << "a folder is no file";
-    EXPECT_FALSE(files->exists(*one + L".absent").value());
-    EXPECT_FALSE(files->exists(*one + L"\\below").value());
+    for (const auto& none : {*folder, *one + L".absent", *one + L"\\below"})
+        EXPECT_FALSE(files->exists(none).value()) << CORE::toUtf8(none);
     const std::string path = CORE::toUtf8(*one);
     EXPECT_TRUE(files->write(*one, "first, longer\n"));
     EXPECT_TRUE(files->write(*one, "second\n"));
@@ -94,20 +93,15 @@ TEST(PosixMachine, KnowsItsNamesAndMakesTheUsersFolderOrSaysWhyNot) {
 }
 #endif
 
-class MachineRegistry : public testing::Test {
-  protected:
-    static constexpr wchar_t key[] = LR"(HKCU\Software\ws_admin test)";
-    static constexpr wchar_t sameKey[] = LR"(hkcu\SOFTWARE\WS_ADMIN TEST\)";
-    MachineRegistry() { clear(); }
-    ~MachineRegistry() override { clear(); }
-    void clear() const {
+TEST(MachineRegistry, KeepsEveryTypeAndAnswersNothingForWhatIsAbsent) {
+    constexpr wchar_t key[] = LR"(HKCU\Software\ws_admin test)",
+                      sameKey[] = LR"(hkcu\SOFTWARE\WS_ADMIN TEST\)";
+    const auto registry = realPlatform()->registry;
+    const auto clear = [&] {
         const auto values = registry->values(key).value();
         for (const auto& value : values) EXPECT_TRUE(registry->remove(key, value.first));
-    }
-    std::shared_ptr<Registry> registry = realPlatform()->registry;
-};
-
-TEST_F(MachineRegistry, KeepsEveryType) {
+    };
+    clear();
     const std::pair<const wchar_t*, RegistryData> rows[] = {
         {L"number", std::uint32_t{0xffffffff}},
         {L"text", std::wstring(L"J\u00f6rg \\ \"x\"")},
@@ -127,9 +121,7 @@ TEST_F(MachineRegistry, KeepsEveryType) {
     const auto values = registry->values(sameKey).value();
     EXPECT_EQ(values.size(), std::size(rows));
     for (const auto& [name, data] : values) EXPECT_EQ(registry->read(key, name).value(), data);
-}
-
-TEST_F(MachineRegistry, WhatIsAbsentIsNoFailure) {
+    clear();
     EXPECT_EQ(registry->read(key, L"v").value(), std::nullopt);
     EXPECT_TRUE(registry->remove(key, L"v"));
     EXPECT_TRUE(registry->values(LR"(HKCU\Software\ws_admin absent)").value().empty());

@@ -30,15 +30,6 @@ tcp::acceptor listening(asio::io_context& context, const std::string& address, i
     return acceptor;
 }
 
-// Connections that fill the backlog: the further ones stay without an answer.
-std::list<tcp::socket> fill(asio::io_context& context, const tcp::acceptor& acceptor) {
-    std::list<tcp::socket> sockets;
-    for (int i = 0; i < 16; ++i)
-        sockets.emplace_back(context).async_connect(acceptor.local_endpoint(), [](const auto&) {});
-    context.poll();
-    return sockets;
-}
-
 TEST(TcpProbe, MeetsServersGivesUpSilentOnesAndStopsAtOnce) {
     asio::io_context context;
     const auto probe = makeTcpProbe(200ms);
@@ -48,7 +39,10 @@ TEST(TcpProbe, MeetsServersGivesUpSilentOnesAndStopsAtOnce) {
     for (const std::wstring name : {L"", L"a host", L"nobody..example"})
         EXPECT_EQ(probe->probe(name, port, nullptr), ProbeOutcome::nameNotResolved) << CORE::toUtf8(name);
     const auto silent = listening(context, network + "3", 0);
-    const auto sockets = fill(context, silent);
+    std::list<tcp::socket> sockets;  // fill the backlog: the further ones stay without an answer
+    for (int i = 0; i < 16; ++i)
+        sockets.emplace_back(context).async_connect(silent.local_endpoint(), [](const auto&) {});
+    context.poll();
     EXPECT_EQ(makeTcpProbe(100ms)->probe(CORE::toWide(network + "3"), port, nullptr), ProbeOutcome::timedOut);
     CORE::coreevent stop;
     std::jthread stopper([&stop] { stop.set(); });

@@ -87,21 +87,16 @@ TEST(Rows, OfIPsecAndFirewall) {
          {"line", ranLine}});
 }
 
-TEST(Firewall, ThatIsNotThereIsTold) {
+TEST(Firewall, ThatIsNotThereAndARuleThatNobodySwitchesAreTold) {
     TestService service(std::make_shared<Platform>());
     const LogCapture log(CORE::logWarning);
     EXPECT_EQ(ask<&FirewallRulesManager::isFirewallOn>(service).getErrorText(),
               L"Failed to query firewall status");
-    EXPECT_EQ(log.lines(), (std::vector<LogLine>{
-                               {CORE::logError, L"CoCreateInstance failed. Return value: 0x80004001."},
-                               {CORE::logError, L"Unable to check firewall state, could not initialize"}}));
-}
-
-TEST(InterPodRule, ThatNobodySwitchesIsLogged) {
-    const LogCapture log(CORE::logWarning);
     switchInterPodRule(true);
     EXPECT_EQ(log.lines(),
-              (std::vector<LogLine>{{CORE::logWarning, L"Unable to configure VIPA firewall: noWorker"}}));
+              (std::vector<LogLine>{{CORE::logError, L"CoCreateInstance failed. Return value: 0x80004001."},
+                                    {CORE::logError, L"Unable to check firewall state, could not initialize"},
+                                    {CORE::logWarning, L"Unable to configure VIPA firewall: noWorker"}}));
 }
 
 TEST(IPsec, MainModeHasTheFirstKeyAndQuickModeTheSecondUnlessTheServiceStops) {

@@ -8,26 +8,19 @@ namespace wstest {
 
 class DomainWorkers {
   public:
-    // Short names to DNS names; the first is the primary domain. An error instead is what the service
-    // answers.
+    // Short names to DNS names; the first is the primary domain.
     explicit DomainWorkers(CORE::PropertyBag names)
-        : winauth_(L"winauth",
-                   [names = std::move(names)](std::wstring_view operation, const CORE::PropertyBag&,
-                                              CORE::PropertyBag& response) {
-                       if (operation == L"getTrustedDomains") answer(names, response);
-                       return true;
-                   }) {}
+        : winauth_(L"winauth", [names = std::move(names)](auto operation, const auto&, auto& response) {
+              if (operation != L"getTrustedDomains") return true;
+              response.set(L"primaryDomain", names.get(0));
+              response.addBag(L"dnsBag", names);
+              response.addBag(L"trustInformationBag", CORE::PropertyBag());
+              return true;
+          }) {}
 
   private:
-    static void answer(const CORE::PropertyBag& names, CORE::PropertyBag& response) {
-        if (names.getError()) return response.setError(names.getErrorText());
-        response.set(L"primaryDomain", names.get(0));
-        response.addBag(L"dnsBag", names);
-        response.addBag(L"trustInformationBag", CORE::PropertyBag());
-    }
     FrameworkWorker<0> winauth_;
-    FrameworkWorker<1> admin_{L"ws_admin",
-                              [](std::wstring_view, const CORE::PropertyBag&, CORE::PropertyBag& response) {
+    FrameworkWorker<1> admin_{L"ws_admin", [](auto, const auto&, auto& response) {
                                   response.set(L"effectiveList", L"unlimited");
                                   return true;
                               }};

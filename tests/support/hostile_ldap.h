@@ -59,7 +59,6 @@ class HostileConnection {
     struct Request {
         std::string id;  // the element of its identifier
         int tag = 0;
-        std::string bytes;
     };
 
     HostileConnection(Tcp::socket socket, std::function<void(std::string_view)> heard)
@@ -128,7 +127,7 @@ class HostileConnection {
         for (std::size_t i = 0; i < more; ++i) length = length << 8 | byte(2 + i);
         const std::size_t start = 2 + more, end = start + length;
         if (bytes_.size() < end) return {};
-        Request request{bytes_.substr(start, 2 + byte(start + 1)), 0, bytes_.substr(0, end)};
+        Request request{bytes_.substr(start, 2 + byte(start + 1))};
         request.tag = static_cast<int>(byte(start + request.id.size()));
         bytes_.erase(0, end);
         return request;

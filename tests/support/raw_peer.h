@@ -59,11 +59,8 @@ class RawPeer {
         }
     }
 
-  private:
-    asio::io_context context_;
-
-  public:
-    asio::ip::tcp::socket socket{context_};
+    asio::io_context context;
+    asio::ip::tcp::socket socket{context};
 
   private:
     channel::TlsContext tls_;

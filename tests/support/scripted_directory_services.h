@@ -6,11 +6,12 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "platform/directory_services.h"
+#include "support/counting_ports.h"
 
 namespace wstest {
 
@@ -41,8 +42,7 @@ class ScriptedDirectoryServices : public DirectoryServices {
     };
     struct Answer {
         std::vector<std::vector<DirectoryColumn>> rows{};
-        int code = 0;        // not 0: the search cannot run
-        int columnCode = 0;  // not 0: no column can be read
+        int code = 0;  // not 0: the search cannot run
     };
 
     std::map<std::string, Object, std::less<>> objects;
@@ -72,7 +72,7 @@ class ScriptedDirectoryServices : public DirectoryServices {
         record({path, credentials.user, flags});
         const auto object = objects.find(path);
         if (object == objects.end()) return fail(adsServerDown, L"scripted");
-        return std::make_unique<Entry>(path, object->second);
+        return std::make_unique<Entry>(object->second);
     }
     std::vector<Opened> opened() const {
         const std::lock_guard hold(mutex_);
@@ -113,31 +113,27 @@ class ScriptedDirectoryServices : public DirectoryServices {
             return false;
         }
         Result<std::optional<DirectoryColumn>> column(std::string_view name) override {
-            const auto all = columns();
-            if (!all) return fail(all.error());
-            for (const DirectoryColumn& column : *all)
+            for (const DirectoryColumn& column : answer_.rows.at(next_ - 1))
                 if (column.name == name) return column;
             return std::nullopt;
         }
-        Result<std::vector<DirectoryColumn>> columns() override {
-            if (answer_.columnCode) return fail(answer_.columnCode, L"scripted");
-            return answer_.rows.at(next_ - 1);
-        }
+        Result<std::vector<DirectoryColumn>> columns() override { return answer_.rows.at(next_ - 1); }
 
       private:
         Answer answer_;
         std::size_t next_ = 0;
     };
 
-    class Entry : public DirectoryObject {
+    // Everything else is refused.
+    class Entry : public CountingObject {
       public:
-        using Done = Result<void>;
-        using Name = std::string_view;
-        using Values = std::vector<DirectoryValue>;
-        Entry(std::string path, Object object) : path_(std::move(path)), object_(std::move(object)) {}
-        std::string path() const override { return path_; }
-        std::string className() const override { return {}; }
-        Result<DirectoryValue> get(Name name) override {
+        explicit Entry(Object object) : object_(std::move(object)) {
+            stand({}, std::make_shared<PortCalls>(), {});
+            calls_->before = [](const std::string& call) {
+                throw std::logic_error(call + " is not scripted");
+            };
+        }
+        Result<DirectoryValue> get(std::string_view name) override {
             const auto value = object_.attributes.find(name);
             if (value == object_.attributes.end()) return fail(adsPropertyNotFound, L"scripted");
             return value->second;
@@ -146,21 +142,8 @@ class ScriptedDirectoryServices : public DirectoryServices {
             if (object_.childrenCode) return fail(object_.childrenCode, L"scripted");
             return object_.children;
         }
-        Result<Values> getEx(Name) override { return refuse(); }
-        Done put(Name, const DirectoryValue&) override { return refuse(); }
-        Done putEx(PutOperation, Name, const Values&) override { return refuse(); }
-        Done setInfo() override { return refuse(); }
-        Result<std::unique_ptr<DirectoryObject>> create(Name, Name) override { return refuse(); }
-        Done deleteObject() override { return refuse(); }
-        Done removeChild(Name, Name) override { return refuse(); }
-        Done moveHere(Name, Name) override { return refuse(); }
-        Done setPassword(const CORE::secretstring&) override { return refuse(); }
-        Done putAccountDisabled(bool) override { return refuse(); }
-        Done addMember(Name) override { return refuse(); }
 
       private:
-        static tl::unexpected<Failure> refuse() { return fail(adsNotImplemented, L"scripted"); }
-        std::string path_;
         Object object_;
     };
 

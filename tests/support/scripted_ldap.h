@@ -44,12 +44,11 @@ class ScriptedSession : public LdapSession {
     std::function<int(const ModifyCall&)> onModify = [](auto&) { return 0; };
     std::vector<LdapSearch> searches;
     std::vector<ModifyCall> modifies;
-    int bindCode = 0;
     LdapLimits most;
 
     bool confidential() const override { return false; }
     LdapLimits limits() const override { return most; }
-    Result<void> bind(const LdapCredentials&) override { return outcome(bindCode); }
+    Result<void> bind(const LdapCredentials&) override { return {}; }
     Result<std::unique_ptr<LdapPendingSearch>> startSearch(const LdapSearch& search) override {
         searches.push_back(search);
         if (answers.empty()) return fail(ldapFailure(ldapOther));
@@ -95,11 +94,9 @@ class ScriptedSession : public LdapSession {
 class ScriptedClient : public LdapClient {
   public:
     int openCode = 0;
-    int opened = 0;
     std::unique_ptr<ScriptedSession> session = std::make_unique<ScriptedSession>();
 
     Result<std::unique_ptr<LdapSession>> open(const LdapEndpoint& endpoint) override {
-        ++opened;
         lastEndpoint = endpoint;
         if (openCode) return fail(ldapFailure(openCode));
         return std::unique_ptr<LdapSession>(std::move(session));

@@ -32,7 +32,10 @@ class TempFolder {
     TempFolder& operator=(const TempFolder&) = delete;
 
     const std::filesystem::path& path() const noexcept { return path_; }
-    std::string utf8(const std::string& name) const { return text(path_ / name); }
+    std::string utf8(const std::string& name) const {
+        const std::u8string utf8 = (path_ / name).u8string();
+        return std::string(utf8.begin(), utf8.end());
+    }
     std::string write(const std::string& name, std::string_view content) const {
         std::ofstream(path_ / name, std::ios::binary) << content;
         return utf8(name);
@@ -40,11 +43,6 @@ class TempFolder {
     std::string read(const std::string& name) const { return fileText(path_ / name); }
 
   private:
-    static std::string text(const std::filesystem::path& path) {
-        const std::u8string utf8 = path.u8string();
-        return std::string(utf8.begin(), utf8.end());
-    }
-
     std::filesystem::path path_;
 };
 

@@ -26,7 +26,7 @@ class TestService : public wsadmin::ServiceContext {
     }
     CORE::refptr<wsadmin::ConnectionMgr> connections() const override { return pool; }
     CORE::refptr<wsadmin::Domain> domain() const override { return domainMap; }
-    CORE::refptr<wsadmin::IPsecRulesManager> ipsecRules() const override { return ipsecMonitor; }
+    CORE::refptr<wsadmin::IPsecRulesManager> ipsecRules() const override { return {}; }
     void setMinimumDomainCheckInterval(int seconds) override { minimumCheckInterval = seconds; }
 
     void stop() { stopping_.set(); }
@@ -35,7 +35,6 @@ class TestService : public wsadmin::ServiceContext {
     int minimumCheckInterval = 900;
     CORE::refptr<wsadmin::ConnectionMgr> pool;
     CORE::refptr<wsadmin::Domain> domainMap;
-    CORE::refptr<wsadmin::IPsecRulesManager> ipsecMonitor;
 
   private:
     std::shared_ptr<wsadmin::platform::Platform> platform_;
