@@ -1,11 +1,8 @@
 // Workers and their messages: registration, the ways to send, and what runs on the framework's threads.
-#include <gtest/gtest.h>
 
 #include <limits>
-#include <mutex>
 #include <set>
 #include <stdexcept>
-#include <vector>
 
 #include "core/scripted_worker.h"
 #include "framework/core/coreexception.h"
@@ -241,11 +238,9 @@ TEST_F(Blocked, ASenderWaitsNoLongerThanItsTimeout) {
 
 TEST(AddWorker, RefusesTakenNamesAndUnknownFlags) {
     const ScriptedWorker first({}, L"Name");
-    const struct {
-        const wchar_t* name;
-        bool serialised, foldNames;
-    } rows[] = {{L"Name", false, true},   {L"NAME", false, true}, {L"", false, true},
-                {L"system", false, true}, {L"Other", true, true}, {L"Other", false, false}};
+    const std::tuple<const wchar_t*, bool, bool> rows[] = {{L"Name", false, true}, {L"NAME", false, true},
+                                                           {L"", false, true},     {L"system", false, true},
+                                                           {L"Other", true, true}, {L"Other", false, false}};
     for (const auto& [name, serialised, foldNames] : rows)
         EXPECT_THROW(MessageFrameWork::System().AddWorker(&ScriptedItem::make, name, L"", true, false,
                                                           serialised, foldNames),
@@ -289,7 +284,7 @@ PropertyBag workerQuestion(std::wstring_view worker, int timeoutMs) {
     return request;
 }
 
-TEST(SystemWorker, WaitsForAWorkerThatComes) {
+TEST(SystemWorker, WaitsForAWorkerThatComesUntilTheMessageIsCancelledOrTimesOut) {
     std::thread asker([] {
         EXPECT_EQ(send(L"System", L"IsWorkerInstalled", workerQuestion(L"scripted", 60'000)), L"handled");
     });
@@ -297,9 +292,6 @@ TEST(SystemWorker, WaitsForAWorkerThatComes) {
     // No time at all is enough for one that is there.
     EXPECT_EQ(send(L"System", L"isworkerinstalled", workerQuestion(L"SCRIPTED", -5)), L"handled");
     asker.join();
-}
-
-TEST(SystemWorker, StopsWaitingWhenTheMessageIsCancelledOrTimesOut) {
     const PropertyBag request = workerQuestion(L"never", std::numeric_limits<int>::max());
     Answers answers;
     MessageHandler::CancelMsg(answers.send(0, L"System", L"IsWorkerInstalled", request));

@@ -1,9 +1,6 @@
 // A module's plug-in object, and its service.
-#include <gtest/gtest.h>
 
-#include <functional>
 #include <stdexcept>
-#include <vector>
 
 #include "core/scripted_worker.h"
 #include "framework/core/coreexception.h"
@@ -27,24 +24,21 @@ class Plugin : public CORE::mfwPluginDll {
 };
 
 TEST(Plugin, LogsExceptionsOfItsStartAndItsEndAndAlwaysWaits) {
-    const struct {
-        std::function<bool()> code;
-        bool answer;
-        const wchar_t* thrown;  // as the log lines end
-    } rows[] = {
+    // What is thrown, as the log lines end.
+    const std::tuple<std::function<bool()>, bool, const wchar_t*> rows[] = {
         {[] { return true; }, true, nullptr},
         {[] { return false; }, false, nullptr},
         {[]() -> bool { throw CORE::coreException(L"no disk"); }, true, L", error no disk"},
         {[]() -> bool { throw std::runtime_error("no disk"); }, true, L""},
     };
-    for (const auto& row : rows) {
+    for (const auto& [code, answer, thrown] : rows) {
         CORE::coreevent go;
         std::atomic<bool> ended{false};
         Plugin plugin;
-        plugin.onInitialise = row.code;
-        plugin.onCleanup = [&] { return go.set(), row.code(); };
+        plugin.onInitialise = code;
+        plugin.onCleanup = [&, &code = code] { return go.set(), code(); };
         const LogCapture log;
-        EXPECT_EQ(plugin.init(L"module"), row.answer);
+        EXPECT_EQ(plugin.init(L"module"), answer);
         ASSERT_TRUE(plugin.threads().start(L"t", [&] {
             await(go);
             yield();
@@ -53,9 +47,9 @@ TEST(Plugin, LogsExceptionsOfItsStartAndItsEndAndAlwaysWaits) {
         plugin.exit(L"module");
         EXPECT_TRUE(ended);
         std::vector<LogLine> lines;
-        if (row.thrown)
+        if (thrown)
             for (const std::wstring step : {L"init", L"cleanup"})
-                lines.push_back({CORE::logError, L"mfwPluginDll exception during " + step + row.thrown});
+                lines.push_back({CORE::logError, L"mfwPluginDll exception during " + step + thrown});
         lines.push_back({CORE::logDebug, L"mfwPluginDll wait for threads to go"});
         lines.push_back({CORE::logDebug, L"mfwPluginDll: all threads gone"});
         EXPECT_EQ(log.lines(), lines);

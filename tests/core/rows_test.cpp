@@ -1,7 +1,6 @@
 // The plain functions of this folder over rows.jsonl.
 #include <cstdlib>
 
-#include "framework/core/format.h"
 #include "framework/core/framework.h"
 #include "framework/core/property_bag.h"
 #include "framework/core/security.h"

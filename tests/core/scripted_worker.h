@@ -44,8 +44,8 @@ class ScriptedItem : public CORE::WorkItem {
 
 // Registers a worker as this system's modules do.
 inline void addWorker(std::wstring_view name, CORE::ThreadGroup* owner = nullptr,
-                      CORE::WorkItemFactory factory = &ScriptedItem::make) {
-    CORE::MessageFrameWork::System().AddWorker(factory, name, L"", true, false, false, true, owner);
+                      CORE::WorkItemFactory factory = &ScriptedItem::make, bool local = true) {
+    CORE::MessageFrameWork::System().AddWorker(factory, name, L"", local, !local, false, true, owner);
 }
 
 // Installs the scripted worker for a scope.
@@ -55,8 +55,7 @@ class ScriptedWorker {
                             bool local = true)
         : name_(std::move(name)) {
         ScriptedItem::script = std::move(script);
-        CORE::MessageFrameWork::System().AddWorker(&ScriptedItem::make, name_, L"", local, !local, false,
-                                                   true);
+        addWorker(name_, nullptr, &ScriptedItem::make, local);
     }
     ~ScriptedWorker() {
         CORE::MessageFrameWork::System().RemoveWorker(name_, true);

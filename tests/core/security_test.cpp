@@ -1,12 +1,8 @@
 #include "framework/core/security.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
-#include <filesystem>
 #include <set>
 #include <thread>
-#include <vector>
 
 #include "framework/core/coreexception.h"
 #include "framework/core/key_file.h"

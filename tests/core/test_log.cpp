@@ -1,9 +1,6 @@
 #include "framework/core/log.h"
 
-#include <gtest/gtest.h>
-
 #include <stdexcept>
-#include <vector>
 
 #include "core/scripted_worker.h"
 

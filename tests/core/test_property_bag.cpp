@@ -7,10 +7,8 @@
 #include <algorithm>
 #include <atomic>
 #include <random>
-#include <string>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "framework/core/coreexception.h"
 
@@ -178,9 +176,8 @@ std::vector<std::size_t> positions(const Model& model, const std::wstring& name)
 // The n-th of a name takes the place of the n-th here. What comes to set is merged as the only one.
 Model merged(const Model& mine, const Model& theirs) {
     const auto turnOf = [](const Model& model, std::size_t i) {
-        return static_cast<std::size_t>(
-            std::ranges::count_if(model.begin(), model.begin() + static_cast<std::ptrdiff_t>(i),
-                                  [&](auto& one) { return CORE::equalFolded(one.name, model[i].name); }));
+        const auto all = positions(model, model[i].name);
+        return static_cast<std::size_t>(std::ranges::find(all, i) - all.begin());
     };
     Model result{{}, theirs.error.empty() ? mine.error : theirs.error};
     for (std::size_t i = 0; i < mine.size(); ++i) {
@@ -204,7 +201,8 @@ Model modelOf(const PropertyBag& bag) {
     return model;
 }
 
-void put(PropertyBag& bag, const ModelEntry& entry, bool sets) {
+void put(PropertyBag& bag, Model& model, const ModelEntry& entry, bool sets) {
+    sets ? void(model = merged(model, Model{{entry}})) : model.push_back(entry);
     if (!entry.isBag) return sets ? bag.set(entry.name, entry.value) : bag.add(entry.name, entry.value);
     PropertyBag nested;
     nested.add(L"v", entry.value.substr(2));
@@ -273,14 +271,11 @@ void changeByItself(PropertyBag& bag, Model& model, Dice& dice) {
 
 void change(PropertyBag& bag, Model& model, Dice& dice) {
     const std::size_t kind = dice.below(14);
-    if (kind < 2) {
-        const ModelEntry entry = dice.entry();
-        put(bag, entry, true);
-        model = merged(model, Model{{entry}});
-    } else if (kind < 4) {
-        Model other{std::vector<ModelEntry>(dice.below(dice.below(6) == 0 ? 60 : 8))};
+    if (kind == 2 || kind == 3) {
+        Model other;
         PropertyBag source;
-        for (ModelEntry& each : other) put(source, each = dice.entry(), false);
+        for (std::size_t n = dice.below(dice.below(6) == 0 ? 60 : 8); n > 0; --n)
+            put(source, other, dice.entry(), false);
         if (dice.below(4) == 0) source.setError(other.error = L"theirs");
         model = merged(model, other);
         if (dice.below(2) == 0) {
@@ -304,7 +299,7 @@ void change(PropertyBag& bag, Model& model, Dice& dice) {
     } else if (kind == 7) {
         changeByItself(bag, model, dice);
     } else {
-        put(bag, model.emplace_back(dice.entry()), false);
+        put(bag, model, dice.entry(), kind < 2);
     }
 }
 

@@ -9,7 +9,6 @@
 
 #include "framework/core/coreexception.h"
 #include "framework/core/corestring.h"
-#include "framework/core/format.h"
 
 namespace {
 
@@ -106,22 +105,20 @@ TEST(CoreString, ComparesAndFinds) {
     EXPECT_TRUE(text == L"getDomainType" && text == std::wstring(L"getDomainType") && text != L"x");
     EXPECT_TRUE(L"getDomainType" == text && wstr() == static_cast<const wchar_t*>(nullptr));
     EXPECT_TRUE(wstr(L"a") < wstr(L"b") && !(wstr(L"b") < wstr(L"a")));
-    EXPECT_EQ(text.compare(L"getDomainType"), 0);
-    EXPECT_NE(text.compare(L"GETDOMAINTYPE"), 0);
-    EXPECT_NE(text.comparei(L"getDomain"), 0);
-    EXPECT_EQ(text.comparei(L"GETdomainX", 9), 0);
-    EXPECT_EQ(text.compare(L"getX", 3), 0);
-    EXPECT_NE(text.compare(L"get", 4), 0);
-    EXPECT_EQ(text.compare(L"anything", 0), 0);
-    EXPECT_EQ(mstr("\xC3\xA4").comparei("\xC3\x84"), 0);
-    const std::size_t found[] = {name.find(L"cn="),        name.find(L"cn=", 1),
-                                 name.findi(L"Cn=", 1),    name.findr(L"cn="),
-                                 name.findi(L"CN=\u00e4"), name.findi(L"", 3),
-                                 name.find(L"x"),          name.findi(L"cn=\u00c4,"),
-                                 name.findi(L"c", 99),     name.find_first_not_of(L"cn=")};
-    const std::size_t expected[] = {0, 10, 5, 10, 10, 3, wstr::npos, wstr::npos, wstr::npos, 3};
-    EXPECT_EQ(std::vector(std::begin(found), std::end(found)),
-              std::vector(std::begin(expected), std::end(expected)));
+    for (const int differs :
+         {text.compare(L"GETDOMAINTYPE"), text.comparei(L"getDomain"), text.compare(L"get", 4)})
+        EXPECT_NE(differs, 0);
+    const std::vector<int> same = {text.compare(L"getDomainType"), text.comparei(L"GETdomainX", 9),
+                                   text.compare(L"getX", 3), text.compare(L"anything", 0),
+                                   mstr("\xC3\xA4").comparei("\xC3\x84")};
+    EXPECT_EQ(same, std::vector<int>(5));
+    const std::vector<std::size_t> found = {name.find(L"cn="),        name.find(L"cn=", 1),
+                                            name.findi(L"Cn=", 1),    name.findr(L"cn="),
+                                            name.findi(L"CN=\u00e4"), name.findi(L"", 3),
+                                            name.find(L"x"),          name.findi(L"cn=\u00c4,"),
+                                            name.findi(L"c", 99),     name.find_first_not_of(L"cn=")};
+    const std::vector<std::size_t> expected = {0, 10, 5, 10, 10, 3, wstr::npos, wstr::npos, wstr::npos, 3};
+    EXPECT_EQ(found, expected);
     // Other letters than ASCII, also of two units.
     EXPECT_EQ(wstr(L"x\u2C65\U0001F600y\u00e4").findi(L"\u023A\U0001F600Y\u00c4"), 1U);
 }
@@ -155,8 +152,7 @@ TEST(MachineText, GuidsAreDifferentAndWellFormed) {
     std::set<std::string> seen;
     for (int i = 0; i < 100; ++i) {
         const std::string guid = toUtf8(wstr::newGuid());
-        EXPECT_TRUE(std::regex_match(guid, form)) << guid;
-        EXPECT_TRUE(seen.insert(guid).second) << guid;
+        EXPECT_TRUE(std::regex_match(guid, form) && seen.insert(guid).second) << guid;
     }
 }
 
@@ -172,16 +168,13 @@ TEST(MachineText, NamesOfThisMachineAndItsProgram) {
     EXPECT_NE(program.findr(program.lastPath()), 0U) << "a full path";
 }
 
-TEST(MachineText, ErrorsHaveOneLineOfText) {
+TEST(MachineText, OfErrorsIsOneLineAndOfMissingRegistryValuesTheDefault) {
     for (const std::uint32_t code : {2U, 5U, 0x7FFFFFF0U}) {
         const std::string text = toUtf8(wstr::formatError(code));
         EXPECT_GT(text.size(), 5U) << code;
         EXPECT_EQ(text.find_first_of("\r\n"), std::string::npos) << code;
     }
     EXPECT_NE(wstr::errorText(0x7FFFFFF0U).find(L"2147483632"), wstr::npos);
-}
-
-TEST(MachineText, MissingRegistryValuesAreTheDefault) {
     for (const wchar_t* key : {L"HKLM\\Software\\Nobody\\Nothing", L"HKXX\\Software", L"", L"HKLM"}) {
         EXPECT_EQ(wstr::readRegistry(key, L"none", L"default"), L"default") << toUtf8(key);
         EXPECT_EQ(wstr::readRegistryPolicyOverride(key, L"none", L"default"), L"default");

@@ -1,15 +1,10 @@
 // Reference counts, locks, events, timers and groups of threads.
-#include <gtest/gtest.h>
 
-#include <functional>
 #include <stdexcept>
-#include <vector>
 
 #include "core/scripted_worker.h"
 #include "framework/core/coreexception.h"
-#include "framework/core/coreref.h"
 #include "framework/core/coretimer.h"
-#include "framework/core/threads.h"
 #include "support/log_capture.h"
 
 namespace {

@@ -7,9 +7,7 @@
 #include <cstdlib>
 #include <functional>
 #include <new>
-#include <string>
 
-#include "framework/core/corestring.h"
 #include "framework/core/property_bag.h"
 
 namespace {
@@ -24,12 +22,13 @@ std::string_view wanted;
 std::atomic<int> found{0};
 std::atomic<std::size_t> live{0};
 
+bool holds(const void* memory, std::size_t size, std::string_view bytes) {
+    return std::string_view(static_cast<const char*>(memory), size).find(bytes) != std::string_view::npos;
+}
+
 void giveBack(void* block) noexcept {
     live -= malloc_usable_size(block);
-    if (block && !wanted.empty()) {
-        const std::string_view bytes(static_cast<const char*>(block), malloc_usable_size(block));
-        if (bytes.find(wanted) != std::string_view::npos) ++found;
-    }
+    if (block && !wanted.empty() && holds(block, malloc_usable_size(block), wanted)) ++found;
     std::free(block);
 }
 
@@ -65,10 +64,6 @@ int blocksWith(std::string_view secret, Action action) {
     return found;
 }
 
-bool holds(const void* memory, std::size_t size, std::string_view bytes) {
-    return std::string_view(static_cast<const char*>(memory), size).find(bytes) != std::string_view::npos;
-}
-
 void useSecretStrings() {
     secretstring secret(marker);
     secretstring copy = secret;
@@ -101,16 +96,13 @@ TEST(Secrets, AreLeftInNoBlockUnlessTheyAreOrdinaryText) {
     EXPECT_EQ(blocksWith("hunter2", [] { secretstring("hunter2").append("!"); }), 0);
 }
 
-TEST(Secrets, AreWipedInsideTheirObjectOrNeverThere) {
+TEST(Secrets, AreWipedInsideTheirObjectOrNeverThereAndMemoryIsOverwritten) {
     mstr text = "hunter2";
     EXPECT_TRUE(holds(&text, sizeof(text), "hunter2"));
     text.clearAndWipe();
     EXPECT_FALSE(holds(&text, sizeof(text), "unter2"));
     const secretstring secret("hunter2");
     EXPECT_FALSE(holds(&secret, sizeof(secret), "hunter2"));
-}
-
-TEST(Secrets, MemoryIsOverwritten) {
     std::array<char, 7> bytes{'h', 'u', 'n', 't', 'e', 'r', '2'};
     CORE::wipeMemory(bytes.data() + 1, 5);
     EXPECT_EQ(bytes, (std::array<char, 7>{'h', 0, 0, 0, 0, 0, '2'}));
@@ -132,7 +124,7 @@ std::wstring textOf(int length) {
     return std::wstring(static_cast<std::size_t>(length), L'z');
 }
 
-TEST(PropertyBagMemory, HoldsNoTextWhenItIsGivenBack) {
+TEST(PropertyBagMemory, HoldsNoTextWhenItIsGivenBackNorOfAReplacedValue) {
     const std::pair<const char*, std::function<void(PropertyBag&)>> cases[] = {
         {"destroyed", [](PropertyBag& bag) { PropertyBag last(std::move(bag)); }},
         {"cleared", [](PropertyBag& bag) { bag.clear(); }},
@@ -153,9 +145,6 @@ TEST(PropertyBagMemory, HoldsNoTextWhenItIsGivenBack) {
             PropertyBag bag = withSecret();
             EXPECT_EQ(blocksWith(secret, [&] { change(bag), bag.clear(); }), 0) << what;
         }
-}
-
-TEST(PropertyBagMemory, OfAReplacedValueIsWipedAtOnce) {
     PropertyBag bag = withSecret();
     bag.reserve(8, 4096);
     const std::string_view old = bag.utf8(L"password");
