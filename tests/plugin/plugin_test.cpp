@@ -1,14 +1,7 @@
 // The real libraries, loaded and used as a stranger would: by their exported functions and by messages.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <atomic>
-#include <filesystem>
-#include <fstream>
-#include <memory>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "framework/core/corelock.h"
 #include "framework/core/framework.h"
