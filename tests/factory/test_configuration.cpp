@@ -3,7 +3,6 @@
 
 #include <asio.hpp>
 
-#include "framework/core/corestring.h"
 #include "platform/factory/routed_ldap_client.h"
 #include "platform/platform.h"
 #include "support/rows.h"
@@ -198,7 +197,7 @@ TEST(Configuration, WarnsOfCertificatesThatAreNotCheckedAndPasswordsThatOthersCa
 #endif
 }
 
-TEST(Factory, MakesTheRealMachineWithoutKeys) {
+TEST(Factory, MakesTheRealMachineWithoutKeysAndNoneOfALabBesideAConfigurationFile) {
     const auto platform = createPlatform({}).value();
     EXPECT_TRUE(platform->names->netBios() && platform->directoryServices && platform->ldap);
     EXPECT_TRUE(platform->registry && platform->processes && platform->clock && platform->save());
@@ -209,6 +208,10 @@ TEST(Factory, MakesTheRealMachineWithoutKeys) {
         CORE::MessageFrameWork::System().setInstRole(role);  // the host's
         EXPECT_EQ(createPlatform({}).value()->installation.role, role);
     }
+    CORE::PropertyBag both;
+    both.set(labFolderKey, L"a");
+    both.set(configurationKey, L"b");
+    EXPECT_EQ(createPlatform(both).error().text, L"A lab and a configuration file exclude each other");
 }
 
 // Only the portable directory services follow a file's routes.
@@ -227,13 +230,6 @@ TEST(Factory, ReachesDirectoriesAsTheFileSays) {
         acceptor.accept(error);
         EXPECT_FALSE(error) << error.message();
     }
-}
-
-TEST(Factory, RefusesALabBesideAConfigurationFile) {
-    CORE::PropertyBag both;
-    both.set(labFolderKey, L"a");
-    both.set(configurationKey, L"b");
-    EXPECT_EQ(createPlatform(both).error().text, L"A lab and a configuration file exclude each other");
 }
 
 }  // namespace

@@ -54,64 +54,50 @@ class NumberedClient : public LdapClient {
     };
 };
 
-struct Sessions {
-    std::shared_ptr<NumberedClient> below = std::make_shared<NumberedClient>();
-    std::shared_ptr<wstest::ManualClock> clock = std::make_shared<wstest::ManualClock>();
-    std::shared_ptr<LdapClient> client = makeReusingLdapClient(below, clock);
-
-    std::unique_ptr<LdapSession> bound(const LdapCredentials& credentials = {}, const char* host = "dc1") {
-        auto session = client->open({.host = host}).value();
-        EXPECT_TRUE(session->bind(credentials));
-        return session;
-    }
-    // Which one somebody gets who needs a session for a moment.
-    int use(const LdapCredentials& credentials = {}, const char* host = "dc1") {
-        EXPECT_TRUE(bound(credentials, host)->remove("cn=a"));
-        return below->used;
-    }
-    void useAtOnce(const std::string& host, int count) {
-        std::vector<std::unique_ptr<LdapSession>> held;
-        while (count-- > 0) held.push_back(bound({}, host.c_str()));
-    }
-    void beRefused() const {
-        below->bindCode = ldapInvalidCredentials;
-        EXPECT_FALSE(client->open({.host = "dc1"}).value()->bind({}));
-        below->bindCode = 0;
-    }
-};
-
 // Which sessions are used, numbered as they are opened: of the process ("dc1"), of a user ("alice@dc1") or of
 // nobody ("@dc1"); [host, n]: n of the process at once. Between them seconds pass, the server closes its
 // connections or goes, refuses a bind, a session of the process is bound as a user, or the service stops.
 // Which ones are bound and open is told where the row asks.
 Json sessions(const Json& in) {
-    Sessions sessions;
+    const auto below = std::make_shared<NumberedClient>();
+    const auto clock = std::make_shared<wstest::ManualClock>();
+    const auto client = makeReusingLdapClient(below, clock);
+    const auto bound = [&](const LdapCredentials& credentials, const std::string& host) {
+        auto session = client->open({.host = host}).value();
+        EXPECT_TRUE(session->bind(credentials));
+        return session;
+    };
     Json used;
     for (const Json& step : in) {
         const std::string text = step.is_string() ? step : "";
         const auto at = text.find('@');
-        const LdapCredentials anonymous{Method::anonymous, {}, {}, {}},
+        const LdapCredentials process, anonymous{Method::anonymous, {}, {}, {}},
             user{Method::negotiate, text.substr(0, at), {}, CORE::secretstring("hers")};
-        if (step.is_number())
-            sessions.clock->advance(step.get<std::int64_t>());
-        else if (step == "closed")
-            sessions.below->closes = true;
-        else if (step == "gone")
-            sessions.below->serverIsGone = true;
-        else if (step == "stop")
-            sessions.client->stop();
-        else if (step.is_array())
-            sessions.useAtOnce(step[0], step[1]);
-        else if (step == "refused")
-            sessions.beRefused();
-        else if (step == "rebound")
-            EXPECT_TRUE(sessions.bound()->bind({Method::simple, "alice", {}, CORE::secretstring("hers")}));
-        else if (step == "connected?")
-            used.push_back(sessions.below->connected);
-        else if (at == text.npos)
-            used.push_back(sessions.use({}, text.c_str()));
-        else
-            used.push_back(sessions.use(at == 0 ? anonymous : user, &text[at + 1]));
+        if (step.is_number()) {
+            clock->advance(step.get<std::int64_t>());
+        } else if (step == "closed") {
+            below->closes = true;
+        } else if (step == "gone") {
+            below->serverIsGone = true;
+        } else if (step == "stop") {
+            client->stop();
+        } else if (step.is_array()) {
+            std::vector<std::unique_ptr<LdapSession>> held;
+            for (int count = step[1]; count > 0; --count) held.push_back(bound(process, step[0]));
+        } else if (step == "refused") {
+            below->bindCode = ldapInvalidCredentials;
+            EXPECT_FALSE(client->open({.host = "dc1"}).value()->bind({}));
+            below->bindCode = 0;
+        } else if (step == "rebound") {
+            EXPECT_TRUE(
+                bound(process, "dc1")->bind({Method::simple, "alice", {}, CORE::secretstring("hers")}));
+        } else if (step == "connected?") {
+            used.push_back(below->connected);
+        } else {  // which one somebody gets who needs a session for a moment
+            const LdapCredentials& who = at == text.npos ? process : at == 0 ? anonymous : user;
+            EXPECT_TRUE(bound(who, text.substr(at + 1))->remove("cn=a"));
+            used.push_back(below->used);
+        }
     }
     return used;
 }
