@@ -1,11 +1,8 @@
 // The plain functions of this folder over rows.jsonl, and what data cannot say of them. What is refused is
 // "! " and the sentence.
-#include <map>
-#include <sstream>
+#include "support/rows.h"
 
-#include "framework/core/corestring.h"
 #include "framework/core/framework.h"
-#include "framework/core/plugin_api.h"
 #include "host/answer.h"
 #include "host/bag_json.h"
 #include "host/described.h"
@@ -14,7 +11,6 @@
 #include "host/service/permit.h"
 #include "host/shown_log.h"
 #include "host/terminal_text.h"
-#include "support/rows.h"
 #include "support/temp_folder.h"
 
 namespace hdqadmin {
@@ -186,7 +182,7 @@ TEST(Rows, OfBytes) {
     EXPECT_TRUE(wstest::hasPart(buildRequests(latin1).error(), "not valid UTF-8"));
 }
 
-TEST(BagJson, WritesAndReadsMoreThanOnePiece) {
+TEST(BagJson, HasMoreThanOnePieceButNoDepthWithoutLimitAndItsDocumentIsWiped) {
     PropertyBag great;
     for (int i = 0; i < 20000; ++i) great.addUtf8("name", i % 3 ? "plain" : "line\nfeed");
     great.addUtf8("last", std::string(200000, 'x'));
@@ -194,9 +190,6 @@ TEST(BagJson, WritesAndReadsMoreThanOnePiece) {
     ASSERT_TRUE(again) << again.error();
     ASSERT_EQ(again->size(), great.size());
     for (std::size_t i = 0; i < great.size(); ++i) ASSERT_EQ(again->utf8(i), great.utf8(i)) << i;
-}
-
-TEST(BagJson, NestingHasALimit) {
     const auto nested = [](int depth) {
         std::string text = "[]";
         for (int i = 1; i < depth; ++i) text = "[[\"b\", " + text + "]]";
@@ -205,9 +198,6 @@ TEST(BagJson, NestingHasALimit) {
     EXPECT_TRUE(read(nested(100)));
     EXPECT_EQ(bag(nested(101)), "! bags are nested too deep");
     EXPECT_FALSE(read(std::string(1'000'000, '[')));
-}
-
-TEST(BagJson, TextsAreWipedFromTheDocument) {
     auto value = parseJson(R"([["password", "a long secret that is on the heap"]])");
     ASSERT_TRUE(value);
     ASSERT_TRUE(bagFromJson(*value));

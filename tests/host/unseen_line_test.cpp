@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <string>
 
 #include "framework/core/console.h"
 
