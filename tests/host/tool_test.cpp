@@ -1,5 +1,4 @@
 // The tool itself, run as an administrator runs it: what it prints where, and how it exits.
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <regex>
@@ -10,13 +9,10 @@
 namespace {
 
 namespace fs = std::filesystem;
-using nlohmann::json;
 
 #if defined(_WIN32)
-constexpr char toolName[] = "hdqadmin.exe";
 constexpr bool posix = false;
 #else
-constexpr char toolName[] = "hdqadmin";
 constexpr bool posix = true;
 #endif
 
@@ -24,21 +20,23 @@ class Tool : public testing::Test {
   protected:
     struct Run {
         int status = -1;
-        std::string out;
-        std::string err;
+        std::string out, err;
     };
 
     static std::string quoted(const std::string& word) { return "\"" + word + "\""; }
 
-    // The arguments as a shell takes them.
-    Run run(const std::string& arguments) const {
-        const std::string tool = (fs::absolute(WS_BIN_DIR) / toolName).make_preferred().string();
-        std::string line = quoted(tool) + " > " + quoted(folder.utf8("out")) + " 2> " +
+    // What a shell makes of a program and its arguments, which may direct the output elsewhere.
+    Run shell(const std::string& program, const std::string& arguments = "") const {
+        std::string line = program + " > " + quoted(folder.utf8("out")) + " 2> " +
                            quoted(folder.utf8("err")) + " " + arguments;
         if (!posix) line = quoted(line);  // the other shell takes one pair of quotes away
         int status = std::system(line.c_str());
         if (posix) status = (status & 0x7f) == 0 ? (status >> 8) & 0xff : -1;
         return {status, folder.read("out"), folder.read("err")};
+    }
+    Run run(const std::string& arguments) const {
+        const fs::path tool = fs::absolute(WS_BIN_DIR) / (posix ? "hdqadmin" : "hdqadmin.exe");
+        return shell(quoted(fs::path(tool).make_preferred().string()), arguments);
     }
 
     // The sample lab, to be changed.
@@ -49,8 +47,7 @@ class Tool : public testing::Test {
     }
     // Is the text in the file "err"?
     void expectErr(const std::string& text) const {
-        const std::string err = folder.read("err");
-        EXPECT_NE(err.find(text), std::string::npos) << text << "\n" << err;
+        EXPECT_TRUE(wstest::hasPart(folder.read("err"), text)) << text << "\n" << folder.read("err");
     }
 
     wstest::TempFolder folder;
@@ -82,20 +79,17 @@ TEST_F(Tool, ExitStatusAndStreams) {
 
 TEST_F(Tool, ChangesAreWrittenBackOnlyWhenAsked) {
     const fs::path file = copiedLab() / "pod" / "settings.ldif";
-    const auto named = [&](const char* name) {
-        return wstest::fileText(file).find(name) != std::string::npos;
-    };
     const std::string lab = " --lab " + quoted(folder.utf8("lab")), change = "setClusterName clustername=";
     const Run unsaved = run(change + "Unsaved" + lab);
     EXPECT_EQ(unsaved.status, 0);
     EXPECT_EQ(
         unsaved.err,
         "WARNING ws_admin saving: What changed in pod/settings.ldif is not kept: nothing was to be saved\n");
-    EXPECT_FALSE(named("Unsaved"));
+    EXPECT_FALSE(wstest::hasPart(wstest::fileText(file), "Unsaved"));
     const Run saved = run(change + "Saved --save" + lab);
     EXPECT_EQ(saved.status, 0);
     EXPECT_EQ(saved.err, "");
-    EXPECT_TRUE(named("Saved"));
+    EXPECT_TRUE(wstest::hasPart(wstest::fileText(file), "Saved"));
     fs::permissions(file, fs::perms::owner_read | fs::perms::group_read);
     EXPECT_EQ(run(change + "Other --save" + lab).status, 3);
     expectErr("ERROR ws_admin saving: Failed to save changes - ");
@@ -119,39 +113,34 @@ TEST_F(Tool, IsWholeWhereverItIsCopied) {
     for (const char* name : {"hdqadmin", "libmfwcore.so", "ws_admin.so"})
         fs::copy(fs::path(WS_BIN_DIR) / name, folder.path() / name);
     const std::string copy = quoted(folder.utf8("hdqadmin"));
-    const auto shell = [&](const std::string& line) {
-        return WEXITSTATUS(std::system(
-            (line + " > " + quoted(folder.utf8("out")) + " 2> " + quoted(folder.utf8("err"))).c_str()));
-    };
-    EXPECT_EQ(shell("LD_TRACE_LOADED_OBJECTS=1 " + copy), 0);
-    EXPECT_NE(folder.read("out").find(folder.utf8("libmfwcore.so")), std::string::npos) << folder.read("out");
+    const Run traced = shell("LD_TRACE_LOADED_OBJECTS=1 " + copy);
+    EXPECT_EQ(traced.status, 0);
+    EXPECT_TRUE(wstest::hasPart(traced.out, folder.utf8("libmfwcore.so"))) << traced.out;
 
     // Without the authentication worker there are no domains, and why is told.
-    EXPECT_EQ(shell(copy + " --json Diag"), 0);
-    EXPECT_EQ(json::parse(folder.read("out"))["nested"][0]["text"],
+    EXPECT_EQ(shell(copy, "--json Diag").status, 0);
+    EXPECT_EQ(wstest::Json::parse(folder.read("out"))["nested"][0]["text"],
               "Failed to issue request to winauth service");
     expectErr("cannot load " + folder.utf8("winauth.so"));
     fs::remove(folder.path() / "ws_admin.so");
     fs::copy(fs::path(WS_BIN_DIR) / "libmfwcore.so", folder.path() / "ws_admin.so");
-    EXPECT_EQ(shell(copy + " getAppdataLocation"), 3);
+    EXPECT_EQ(shell(copy, "getAppdataLocation").status, 3);
     expectErr("ws_admin.so is not a plug-in: it lacks an entry point");
 }
 
 TEST_F(Tool, NamesItsTargetOnATerminal) {
-    const std::string tool = std::string(WS_BIN_DIR) + "/hdqadmin getAppdataLocation";
-    const std::string typescript = folder.utf8("typescript");
-    const auto shown = [&](const std::string& options) {
-        EXPECT_EQ(
-            std::system(("script -qec '" + tool + options + "' " + typescript + " > /dev/null").c_str()), 0);
-        return folder.read("typescript");
-    };
-    EXPECT_NE(shown("").find("hdqadmin: works on the lab "), std::string::npos);
-    EXPECT_NE(shown("").find("labs/sample; changes are not kept without --save"), std::string::npos);
-    const std::string machine = " --machine VCS1 --lab " WS_SOURCE_DIR "/labs/federation";
-    EXPECT_NE(shown(machine).find("hdqadmin: works on VCS1 of the lab "), std::string::npos);
     const std::string file = folder.write("pod.toml", "");
-    EXPECT_NE(shown(" --config " + file).find("hdqadmin: works on the directories of " + file),
-              std::string::npos);
+    const std::pair<std::string, std::string> rows[] = {
+        {"", "hdqadmin: works on the lab "},
+        {"", "labs/sample; changes are not kept without --save"},
+        {"--machine VCS1 --lab " WS_SOURCE_DIR "/labs/federation", "hdqadmin: works on VCS1 of the lab "},
+        {"--config " + file, "hdqadmin: works on the directories of " + file}};
+    for (const auto& [options, said] : rows) {
+        const Run shown =
+            shell("script -qec '" WS_BIN_DIR "/hdqadmin getAppdataLocation " + options + "' /dev/null");
+        EXPECT_EQ(shown.status, 0);
+        EXPECT_TRUE(wstest::hasPart(shown.out, said)) << shown.out;
+    }
 }
 
 // While the installation waits for its endpoint, which never comes, because its entry is not imported.
@@ -199,9 +188,8 @@ TEST_F(Tool, TheWalkThroughOfAFederationPrintsWhatItShows) {
     EXPECT_GE(commands.size(), 8u);
     for (const auto& [command, shown] : commands) {
         const std::string script = "cd " + quoted(folder.utf8(".")) + "; PATH=" + quoted(WS_BIN_DIR) +
-                                   ":$PATH; { " + command + "; } > " + quoted(folder.utf8("out")) + " 2>&1";
-        static_cast<void>(std::system(script.c_str()));
-        const std::string printed = folder.read("out");
+                                   ":$PATH; { " + command + "; }";
+        const std::string printed = shell(script, "2>&1").out;
         EXPECT_TRUE(isShownAs(printed, shown)) << command << "\n" << printed;
     }
 }
@@ -210,9 +198,7 @@ TEST_F(Tool, WhatOnlyAPosixShellCanDo) {
     EXPECT_EQ(run("getAppdataLocation \"a=$(printf '\\377')\"").status, 2);
     expectErr("argument 2 is not valid Unicode text");
     EXPECT_EQ(run("--list > /dev/full").status, 3);
-    const std::string tool =
-        "setsid " + quoted(WS_BIN_DIR "/hdqadmin") + " Diag p=@- 2> " + folder.utf8("err");
-    EXPECT_EQ(WEXITSTATUS(std::system(tool.c_str())), 2);
+    EXPECT_EQ(shell("setsid " + quoted(WS_BIN_DIR "/hdqadmin"), "Diag p=@-").status, 2);
     expectErr("there is no terminal to read \"p\" from");
 }
 #endif
