@@ -1,28 +1,11 @@
 // What every implementation of directory services does with paths and searches.
 #include "contract/services_under_test.h"
-#include "support/hostile_ldap.h"
+#include "support/relay.h"
 
 namespace wsadmin::platform {
 namespace {
 
 using ServicesSearchContract = ServicesContract;
-
-// A script: the wire to that server. Where one side ends, so does the other.
-wstest::HostileLdap::Script wireTo(const LdapEndpoint& server) {
-    return [server](wstest::HostileConnection& client) {
-        asio::io_context context;
-        asio::ip::tcp::socket socket(context);
-        socket.connect({asio::ip::make_address(server.host), server.port});
-        wstest::HostileConnection behind(std::move(socket),
-                                         [&](std::string_view bytes) { client.send(bytes); });
-        const std::jthread back([&] {
-            EXPECT_THROW(behind.stall(), wstest::ConnectionEnded);
-            client.end();
-        });
-        EXPECT_THROW(while (true) behind.send(client.read()), wstest::ConnectionEnded);
-        behind.end();
-    };
-}
 
 TEST_P(ServicesSearchContract, RowsHaveTypedColumns) {
     const std::string greetings = "Gr\u00fc\u00dfe";
@@ -170,17 +153,17 @@ TEST_P(ServicesSearchContract, TellsThatTheServerIsGone) {
     for (int i = 0; i < 30; ++i) make("CN=" + std::to_string(i));
     std::shared_ptr<DirectorySearch> search;
     {
-        auto wire = std::make_unique<wstest::HostileLdap>(wireTo(directory_->endpoint));
-        search = searchAt("LDAP://127.0.0.1:" + std::to_string(wire->port()) + "/" + place());
+        wstest::Relay wire(directory_->endpoint.host, directory_->endpoint.port);
+        search = searchAt("LDAP://127.0.0.1:" + std::to_string(wire.port()) + "/" + place());
         ASSERT_TRUE(search);
         for (int again = 0; again < 3; ++again) EXPECT_EQ(namesOf(*search, "(cn=7)"), "7");
-        EXPECT_TRUE(isAdsi() || wire->accepted() == 1) << "one connection serves all searches";
+        EXPECT_TRUE(isAdsi() || wire.accepted() == 1) << "one connection serves all searches";
         ASSERT_TRUE(search->setPreference(SearchPreference::pageSize, 5));
         const auto rows = search->execute("(cn=*)", {"cn"});
         ASSERT_TRUE(rows);
         ASSERT_TRUE((*rows)->next().value());
         EXPECT_TRUE(search->usable());
-        wire.reset();
+        wire.cut();
         auto more = (*rows)->next();
         for (int row = 1; more && row < 30; ++row) more = (*rows)->next();
         ASSERT_FALSE(more);

@@ -159,7 +159,6 @@ class HostileLdap {
     HostileLdap& operator=(const HostileLdap&) = delete;
 
     std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
-    int accepted() const { return accepted_; }
     // Everything that clients have sent.
     std::string heard() const {
         const std::lock_guard hold(mutex_);
@@ -175,7 +174,6 @@ class HostileLdap {
     void accept() {
         acceptor_.async_accept([this](asio::error_code error, Tcp::socket socket) {
             if (error) return;
-            ++accepted_;
             auto& connection = connections_.emplace_back(std::move(socket), [this](std::string_view bytes) {
                 const std::lock_guard hold(mutex_);
                 heard_ += bytes;
@@ -195,7 +193,6 @@ class HostileLdap {
     Script script_;
     asio::io_context context_;
     Tcp::acceptor acceptor_;
-    std::atomic<int> accepted_{0};
     mutable std::mutex mutex_;
     mutable std::condition_variable spoken_;
     std::string heard_;
