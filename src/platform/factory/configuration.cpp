@@ -28,10 +28,14 @@ constexpr std::int64_t mostBytes = std::int64_t{1} << 40;
 std::optional<CORE::secretstring> contentOf(const path& file) {
     std::ifstream stream(file, std::ios::binary);
     if (!stream) return std::nullopt;
-    std::string text(std::istreambuf_iterator<char>(stream), {});
-    if (stream.bad()) return std::nullopt;
+    std::string text;
+    char part[4096];
+    while (stream.read(part, sizeof part) || stream.gcount() > 0)
+        text.append(part, static_cast<std::size_t>(stream.gcount()));
     CORE::secretstring content(text);
+    CORE::wipeMemory(part, sizeof part);
     CORE::wipeMemory(text.data(), text.size());
+    if (stream.bad()) return std::nullopt;
     return content;
 }
 
