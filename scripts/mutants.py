@@ -207,9 +207,16 @@ def verdict(place, at, programs):
     """The program and test that notice the broken place, "survived" or "not reached"; its folder's tests go first."""
     reaching = [program for program in programs if place.number in programs[program][1]]
     for program in sorted(reaching, key=lambda program: program.name[5:] not in place.spots[at][0].split("/")):
-        if failed := run(program, 60 + 5 * programs[program][0], MUTANT=str(place.number)):
-            return f"{program.name} {failed}"
-    return "survived" if reaching else "not reached"
+        if failed := run(program, 30 + 4 * programs[program][0], MUTANT=str(place.number)):
+            return told(place, at, f"{program.name} {failed}")
+    return told(place, at, "survived" if reaching else "not reached")
+
+
+def told(place, at, verdict):
+    """Shows the verdict at once, for whoever waits for the table, and answers with it."""
+    path, i, _ = place.spots[at]
+    print(f"{path}:{i + 1}", place.kind, verdict, sep="\t", file=sys.stderr, flush=True)
+    return verdict
 
 
 def main():
@@ -224,10 +231,10 @@ def main():
     for at, (commit, tree) in enumerate(zip(commits, trees)):
         places = build(commit, tree, places, at)
     places, columns = places[:given.count], []
-    for at, commit in enumerate(commits):
+    for at, commit in reversed(list(enumerate(commits))):
         programs = unbroken(commit)
         with concurrent.futures.ThreadPoolExecutor(given.jobs) as pool:
-            columns.append(list(pool.map(lambda place: verdict(place, at, programs), places)))
+            columns.insert(0, list(pool.map(lambda place: verdict(place, at, programs), places)))
     for place, *verdicts in zip(places, *columns):
         path, i, new = place.spots[-1]
         shown = "" if verdicts[-1].startswith("test") else new.strip()
