@@ -82,11 +82,15 @@ TEST_F(RemoteAgents, AnswerOverARealChannel) {
     EXPECT_EQ(ask<&RemoteAgent::createBundle>({{L"localFilename", L"b.txt"}}), L"");
     EXPECT_EQ(filesIn("bundles"), 0u);
     manager_.reset();
-    fs::remove_all(folder_.path() / "logs");
-    PropertyBag logs;
-    CORE::MessageHandler::SendMsg(CORE::files::worker, CORE::files::getLogFiles, {}, logs);
-    EXPECT_EQ(logs.size(), 0u);
-    EXPECT_TRUE(logs.getErrorText().str().starts_with(L"The folder of the log files cannot be read: "));
+    for (int i = 0; i < 10'000; ++i) folder_.write("logs/" + std::to_string(i), "");
+    for (const wchar_t* said :
+         {L"There are too many log files", L"The folder of the log files cannot be read: "}) {
+        PropertyBag logs;
+        CORE::MessageHandler::SendMsg(CORE::files::worker, CORE::files::getLogFiles, {}, logs);
+        EXPECT_EQ(logs.size(), 0u);
+        EXPECT_TRUE(logs.getErrorText().str().starts_with(said)) << said;
+        fs::remove_all(folder_.path() / "logs");
+    }
 }
 
 // Where a request has to end, its channel is closed at once, and another one deletes the bundle.

@@ -36,6 +36,7 @@ Allowed& allowed() {
 }
 
 bool refused(PropertyBag& response, std::wstring sentence) {
+    response.clear();  // a part of the list must not pass for the list
     response.setError(1, sentence);
     return false;
 }
@@ -64,11 +65,9 @@ class FileWorker : public WorkItem {
                 if (++count > mostLogFiles) return refused(response, L"There are too many log files");
                 response.addUtf8(utf8OfPath(entry->path().filename()), utf8OfPath(entry->path()));
             }
-            if (error) {
-                response.clear();  // a part of the list must not pass for the list
+            if (error)
                 return refused(response,
                                L"The folder of the log files cannot be read: " + toWide(error.message()));
-            }
         }
         return true;
     }
