@@ -27,8 +27,7 @@ bool isInteger(std::string_view text) {
 
 // What is wrong with the value; empty: nothing.
 std::string valueProblem(std::string_view type, const PropertyBag& request, std::size_t at) {
-    if (request.isBag(at) != type.starts_with("bag"))
-        return request.isBag(at) ? "must be a text, not a bag" : "must be a bag";
+    if (request.isBag(at)) return "must be a text, not a bag";
     if (type == "boolean" && !isBoolean(request.utf8(at))) return "must be true or false";
     if (type == "integer" && !isInteger(request.utf8(at))) return "must be a whole number";
     return {};
