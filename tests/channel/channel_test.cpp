@@ -364,7 +364,13 @@ TEST(Channel, TheOldestHandshakesMakeRoomAndTakeNoChannel) {
         asio::write(replays.back(), asio::buffer(recorded));
         asio::read(replays.back(), asio::buffer(&byte, 1));
     }
+    RawPeer late(host.endpoint(), ticket);
+    ASSERT_TRUE(late.receive());
     const Open third(host, ticket);
+    const wstest::LogCapture log(CORE::logDebug);
+    EXPECT_TRUE(late.send({.kind = FrameKind::request, .number = 5, .worker = L"echo"}));  // of four
+    EXPECT_FALSE(late.next());
+    EXPECT_TRUE(log.contains(CORE::logDebug, L"Connection refused: there are too many channels"));
     std::vector<char> rest(1 << 16);
     asio::read(replays.front(), asio::buffer(rest), error);
     EXPECT_TRUE(error) << "the oldest is closed";

@@ -181,6 +181,7 @@ class Blocked : public testing::Test {
         ScriptedItem::onAbort = [this] {
             ++aborts_;
             if (obedient_) go_.set();
+            throw 42;
         };
     }
     void TearDown() override { go_.set(); }
@@ -225,6 +226,7 @@ TEST_F(Blocked, ASenderWaitsNoLongerThanItsTimeout) {
     const std::wstring late =
         L"timedOut, error 1: Worker scripted did not answer operation x within 1 milliseconds";
     MsgBinary binary;
+    const wstest::LogCapture log;
     EXPECT_EQ(send(L"scripted", L"x", {}, {.timeoutMs = 1, .responseBinary = &binary}), late);
     Answers answers;
     answers.send(1);
@@ -234,6 +236,7 @@ TEST_F(Blocked, ASenderWaitsNoLongerThanItsTimeout) {
     EXPECT_TRUE(eventually([] { return ScriptedItem::alive == 0; }));
     EXPECT_EQ(answers.all().size(), 1U) << "what comes late is dropped";
     EXPECT_TRUE(binary.empty());
+    EXPECT_EQ(log.lines().at(0), (LogLine{CORE::logError, L"Worker scripted: exception in AbortHandler"}));
 }
 
 TEST(AddWorker, RefusesTakenNamesAndUnknownFlags) {

@@ -115,22 +115,6 @@ TEST(ThreadGroup, WaitsForThreadsThatThreadsStartAndForTheEndOfTheirFunctions) {
     }
 }
 
-TEST(ThreadGroup, LogsWhatAThreadThrows) {
-    const std::pair<void (*)(), const wchar_t*> rows[] = {
-        {[] { throw CORE::coreException(L"broken promise"); }, L"broken promise"},
-        {[] { throw std::runtime_error("out of range"); }, L"out of range"},
-        {[] { throw 42; }, L"unknown"},
-    };
-    for (const auto& [function, error] : rows) {
-        const LogCapture log;
-        ThreadGroup group(L"module");
-        ASSERT_TRUE(group.start(L"Worker", function));
-        group.waitForAll();
-        const std::wstring said = L"Thread Worker ended with an exception, error ";
-        EXPECT_EQ(log.lines(), (std::vector<LogLine>{{CORE::logError, said + error}}));
-    }
-}
-
 TEST(ThreadGroup, WaitsForVisitorsForAsLongAsAnyCopyLives) {
     ThreadGroup group(L"module");
     CORE::coreevent inside;
@@ -258,15 +242,29 @@ TEST(CoreTimer, AStopFromElsewhereVoidsTheCallbacksOwnRestartAndMayAwaitIt) {
     }
 }
 
-TEST(CoreTimer, CallbackMayStopItsOwnTimerWithWaitAndThrow) {
-    const LogCapture log;
-    Timer timer([](Timer& self) {
-        self.StopTimerWithWait();
-        throw CORE::coreException(L"broken promise");
-    });
-    timer.StartTimer(0);
-    passTheTimerThread();
-    EXPECT_TRUE(log.contains(CORE::logError, L"Exception in a timer callback, error broken promise"));
+TEST(Threads, LogWhatTheirFunctionsThrow) {
+    const std::tuple<void (*)(), const wchar_t*, const wchar_t*> rows[] = {
+        {[] { throw CORE::coreException(L"broken promise"); }, L"broken promise", L", error broken promise"},
+        {[] { throw std::runtime_error("out of range"); }, L"out of range", L", error out of range"},
+        {[] { throw 42; }, L"unknown", L""},
+    };
+    for (const auto& [function, ofThread, ofTimer] : rows) {
+        const LogCapture log;
+        ThreadGroup group(L"module");
+        ASSERT_TRUE(group.start(L"Worker", function));
+        group.waitForAll();
+        Timer timer([function = function](Timer& self) {
+            self.StopTimerWithWait();
+            function();
+        });
+        timer.StartTimer(0);
+        passTheTimerThread();
+        const std::wstring said = L"Thread Worker ended with an exception, error ";
+        EXPECT_EQ(log.lines(), (std::vector<LogLine>{
+                                   {CORE::logError, said + ofThread},
+                                   {CORE::logError, std::wstring(L"Exception in a timer callback") + ofTimer},
+                               }));
+    }
 }
 
 TEST(CoreTimer, MayBeReleasedByItsCallback) {

@@ -51,6 +51,7 @@ struct TwoServers {
                   unit("there"));
         machine = files.open("VCS1", lab::Changes::dropped);
         machine->directoryServices = makePortableDirectoryServices(machine->ldap, "corp.example");
+        if (in.contains("without")) machine->replication = nullptr;
         if (in.contains("guid"))
             machine->directoryServices = std::make_shared<TextGuids>(
                 machine->directoryServices, std::make_shared<PortCalls>(), in["guid"]);

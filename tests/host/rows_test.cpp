@@ -88,6 +88,19 @@ Json checked(const PropertyBag& operations, const Json& in) {
     return found ? "fine" : "! " + found.error();
 }
 
+// The request with its encrypted values in braces; the host's answer to an empty one is a failure.
+Json encrypted(const PropertyBag& operations, const Json& in) {
+    std::vector<Request> typed(1);
+    typed[0].operation = in[0];
+    typed[0].bag = read(in[1].dump()).value();
+    typed[0].unseen = in[2];
+    const auto done = encryptUnseen(operations, typed, [](std::string_view plain) -> Outcome<std::string> {
+        if (plain.empty()) return refuse("no key");
+        return "{" + std::string(plain) + "}";
+    });
+    return done ? written(typed[0].bag) : "! " + done.error();
+}
+
 // An entry "!" is the bag's error.
 PropertyBag withErrors(const Json& entries) {
     PropertyBag bag;
@@ -156,6 +169,7 @@ TEST(Rows, OfTheTool) {
                      {"options", options},
                      {"requests", requests},
                      {"checked", [&](const Json& in) { return checked(operations, in); }},
+                     {"encrypted", [&](const Json& in) { return encrypted(operations, in); }},
                      {"answer", answer},
                      {"hasText",
                       [](const Json& in) {
