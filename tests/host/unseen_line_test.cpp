@@ -8,6 +8,7 @@
 #include <csignal>
 
 #include "framework/core/console.h"
+#include "host/request.h"
 
 namespace {
 
@@ -36,13 +37,16 @@ std::string showTerminal(const std::string& typed, int& status, Child child) {
 }
 
 TEST(UnseenLine, IsReadAndNotShown) {
-    int status = 0;
-    const std::string shown = showTerminal("s3cret gr\u00fc\u00df\n", status, [] {
-        const auto line = CORE::readUnseenLine("word: ");
-        return line && line->view() == "s3cret gr\u00fc\u00df" ? 0 : 1;
-    });
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_EQ(shown, "word: \r\n");
+    for (const auto& [typed, said] : {std::pair("s3cret gr\u00fc\u00df", "s3cret gr\u00fc\u00df"),
+                                      {"gr\xfc", "the value of \"word\" is not valid UTF-8"}}) {
+        int status = 0;
+        const std::string shown = showTerminal(std::string(typed) + "\n", status, [said = said] {
+            const auto value = hdqadmin::readValue("word", "@-");
+            return (value ? value->view() : value.error()) == said ? 0 : 1;
+        });
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+        EXPECT_EQ(shown, "word: \r\n");
+    }
 }
 
 #if !defined(__SANITIZE_THREAD__)  // which puts a handler off, here until the program has taken it back
