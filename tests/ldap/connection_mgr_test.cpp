@@ -7,6 +7,7 @@
 
 #include "support/log_capture.h"
 #include "support/manual_clock.h"
+#include "support/rows.h"
 #include "support/scripted_directory_services.h"
 
 using namespace wstest;
@@ -37,57 +38,51 @@ struct Pool {
     TimedPool* operator->() const { return manager.get(); }
 };
 
-TEST(ConnectionMgr, ReusesAReleasedBindingOfTheSameString) {
+// The steps of a row: a name gets a binding (one with "@", with alice's credentials; one with "^", to another
+// string), and with "-" releases it; a number moves the clock on by seconds; the rest are words. What comes
+// out: how often one was opened, how many are open, and of how many strings; and what is logged.
+Json steps(const Json& in) {
+    Pool pool;
+    std::map<std::string, DirectorySearchPtr> held;
+    const LogCapture log;
+    for (const Json& step : in) {
+        if (step.is_number()) {
+            pool.clock->advance(step);
+            continue;
+        }
+        const std::string word = step;
+        if (word == "prune")
+            pool->prune();
+        else if (word == "lost" || word == "back")
+            pool.services->connected = word == "back";
+        else if (word == "refuse" || word == "admit")
+            pool.services->openCode = [=](auto&) { return word == "refuse" ? adsServerDown : 0; };
+        else if (word.starts_with("-"))
+            pool->releaseConnection(std::exchange(held[word.substr(1)], nullptr));
+        else if (word.starts_with("@"))
+            held[word] = pool->getServerConnection("dc1.corp.example", alice).value_or(nullptr);
+        else
+            held[word] = pool->getConnection(word.starts_with("^") ? "ldap://dc1.corp.example" : dc1);
+    }
+    Json outcome = {pool.services->opens.load(), pool.services->live.load(), pool->listCount()};
+    for (const LogLine& line : log.lines())
+        if (line.text.find(L"0x") == line.text.npos)
+            outcome.push_back(static_cast<char>(CORE::logLevelName(line.level).front()) +
+                              (" " + CORE::toUtf8(line.text)));
+    return outcome;
+}
+
+TEST(ConnectionMgr, KeepsAndOpensBindingsAsTheRowsSay) {
+    tryRows(WS_SOURCE_DIR "/tests/ldap/pool.jsonl", {{"steps", steps}});
     Pool pool;
     const auto first = pool->getConnection(dc1);
-    ASSERT_TRUE(first);
-    const auto second = pool->getConnection(dc1);
-    EXPECT_NE(first, second);
     pool->releaseConnection(first);
     EXPECT_EQ(pool->getConnection(dc1, 1), first);
-    EXPECT_EQ(pool.services->scopeOf(*first), 1);                       // set at every use
-    EXPECT_NE(pool->getConnection("ldap://dc1.corp.example"), second);  // strings are compared exactly
-    EXPECT_EQ(pool->listCount(), 2U);
-    EXPECT_EQ(pool.services->opened().at(0),
-              (ScriptedDirectoryServices::Opened{dc1, "", adsSecureAuthentication}));
-}
-
-TEST(ConnectionMgr, NeverSharesCredentials) {
-    Pool pool;
-    pool->releaseConnection(pool->getConnection(dc1));
-    auto own = pool->getServerConnection("dc1.corp.example", alice).value();
-    EXPECT_EQ(pool.services->opens, 2);
-    EXPECT_EQ(pool.services->opened().back().user, "alice");
-    EXPECT_EQ(pool.services->opened().back().path, dc1);
-    const LogCapture log;
-    pool->releaseConnection(own);
-    own.reset();
-    EXPECT_EQ(pool.services->live, 1);  // closed at once; the pooled one stays
-    EXPECT_TRUE(log.contains(CORE::logDebug, L"Released a no-reuse binding"));
-    EXPECT_TRUE(pool->getServerConnection("dc1.corp.example", alice));
-    EXPECT_EQ(pool.services->opens, 3);
-}
-
-TEST(ConnectionMgr, PrunesOldAndIdleBindings) {
-    const struct {
-        std::int64_t open, idle;
-        bool kept;
-    } rows[] = {{599, 179, true}, {600, 180, true},  {180, 180, true},
-                {601, 0, false},  {181, 181, false}, {601, 179, false}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(testing::Message() << row.open << " open, " << row.idle << " idle");
-        Pool pool;
-        auto search = pool->getConnection(dc1);
-        pool.clock->advance(row.open - row.idle);
-        pool->prune();
-        EXPECT_EQ(pool.services->live, 1) << "a binding in use stays";
-        pool->releaseConnection(search);
-        search.reset();
-        pool.clock->advance(row.idle);
-        pool->prune();
-        EXPECT_EQ(pool.services->live, row.kept ? 1 : 0);
-        EXPECT_EQ(pool->listCount(), row.kept ? 1U : 0U);
-    }
+    EXPECT_EQ(pool.services->scopeOf(*first), 1) << "set at every use";
+    pool->getConnection(dc1, 1, alice);
+    EXPECT_EQ(pool.services->opened(),
+              (std::vector<ScriptedDirectoryServices::Opened>{{dc1, "", adsSecureAuthentication},
+                                                              {dc1, "alice", adsSecureAuthentication}}));
 }
 
 TEST(ConnectionMgr, KeepsNoMoreThanSoManyStrings) {
@@ -106,32 +101,6 @@ TEST(ConnectionMgr, KeepsNoMoreThanSoManyStrings) {
     pool->releaseConnection(held);
     pool->releaseConnection(pool->getConnection(name(0)));
     EXPECT_EQ(pool.services->opens, opens + 1) << "the first ones went";
-}
-
-TEST(ConnectionMgr, AFailedOpenIsLoggedAndTriedAgain) {
-    Pool pool;
-    pool.services->openCode = [](const std::string&) { return adsServerDown; };
-    const LogCapture log;
-    EXPECT_FALSE(pool->getConnection(dc1));
-    EXPECT_FALSE(pool->getConnection(dc1, 2, alice));
-    EXPECT_TRUE(log.contains(CORE::logError, L"Failed to bind to LDAP://dc1.corp.example (scripted)"));
-    pool.services->openCode = [](const std::string&) { return 0; };
-    EXPECT_TRUE(pool->getConnection(dc1));
-}
-
-TEST(ConnectionMgr, ALostConnectionIsNotUsedAgainNorAreItsOlderSiblings) {
-    Pool pool;
-    auto first = pool->getConnection(dc1);
-    auto second = pool->getConnection(dc1);
-    pool->releaseConnection(first);
-    pool.services->connected = false;
-    pool->releaseConnection(second);
-    first.reset();
-    second.reset();
-    EXPECT_EQ(pool.services->live, 0);
-    pool.services->connected = true;
-    EXPECT_TRUE(pool->getConnection(dc1));
-    EXPECT_EQ(pool.services->opens, 3);
 }
 
 TEST(ConnectionMgr, TheGlobalCatalogIsTheFirstChildOfItsNamespace) {
