@@ -52,8 +52,8 @@ Json hostFile(const Json& in) {
     };
     if (!read) return "! " + shortened(read.error());
     return {read->address + " " + std::to_string(read->port), shortened(read->tickets.string()),
-            CORE::toUtf8(read->startup.flattenForDisplay()), shortened(read->files.received.at(1).string()),
-            read->limits.link.silence.count()};
+            shortened(CORE::toUtf8(read->startup.flattenForDisplay())),
+            shortened(read->files.received.at(1).string()), read->limits.link.silence.count()};
 }
 
 TEST(Rows, OfTheTransport) {

@@ -78,6 +78,7 @@ TEST(CoreString, IsMadeOfManyThings) {
     const CORE::coreException bad(L"\u00e4");
     const std::pair<wstr, const wchar_t*> cases[] = {
         {wstr(L"text", 2), L"te"},
+        {wstr(L"text", 0), L""},
         {wstr(L"text", -1), L"text"},
         {static_cast<const wchar_t*>(nullptr), L""},
         {wstr(std::numeric_limits<std::uint64_t>::max()), L"18446744073709551615"},

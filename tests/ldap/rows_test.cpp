@@ -42,6 +42,8 @@ Json domainMap(const Json& in) {
         survey.domains.push_back({wide(one[0]), wide(one[1]), one[2], wide(one[3]), one[4]});
     const wstest::LogCapture log;
     const CORE::PropertyBag map = renderDomainMap(survey);
+    EXPECT_TRUE(log.contains(CORE::logVerbose,
+                             L"Result from buildDomainMap is " + map.flattenForDisplay(L"\r\n").str()));
     Json outcome = Json::array();
     for (const wchar_t* part : {L"primaryDomain", L"allDomains", L"trustedDomains"})
         outcome.push_back(CORE::toUtf8(map.getBag(part).flattenForDisplay(L" ")));

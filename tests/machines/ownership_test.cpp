@@ -9,6 +9,7 @@
 
 #include "identity/pod_lab.h"
 #include "machines/machine_operations.h"
+#include "support/log_capture.h"
 
 namespace {
 
@@ -85,10 +86,12 @@ TEST(Ownership, IsRolledBackWhenAConcurrentRequestAssignedToo) {
                 machineDn(name), {{platform::LdapModify::replace, "zre-SIDString", {sid}}}, {}));
             ours = true;
         };
+        const LogCapture log(CORE::logError);
         EXPECT_EQ(assign(lab, "vm1", alice).getErrorText(),
                   L"The machine (vm2) in this pool is already assigned to the specified user");
         EXPECT_EQ(ownerOf(client, "vm1"), row.after);
         EXPECT_EQ(ownerOf(client, "vm2"), alice) << row.after;
+        EXPECT_EQ(log.contains(CORE::logError, L"Entry not modified"), row.after == bob);
     }
 }
 
