@@ -21,7 +21,6 @@ ConnectionMgr::ConnectionMgr(DirectoryAccess access, CORE::ThreadGroup& threads,
 }
 
 ConnectionMgr::~ConnectionMgr() {
-    StopTimerWithWait();
     logDebug(L"Removing connection manager at 0x%x", this);
     const CORE::coresync hold(lock_);
     lists_.clear();

@@ -36,7 +36,6 @@ Domain::Domain(DirectoryAccess access, CORE::ThreadGroup& threads, bool initiate
 }
 
 Domain::~Domain() {
-    StopTimerWithWait();
     logDebug(L"Destroyed a domain instance at 0x%x", this);
 }
 

@@ -21,10 +21,6 @@ IPsecRulesManager::IPsecRulesManager(std::shared_ptr<platform::Platform> platfor
                                      std::chrono::milliseconds interval)
     : CORE::coretimer(&threads), platform_(std::move(platform)), threads_(threads), interval_(interval) {}
 
-IPsecRulesManager::~IPsecRulesManager() {
-    StopTimerWithWait();
-}
-
 void IPsecRulesManager::monitor() {
     if (interval_.count() < 1) {
         logVerbose(L"Not monitoring IPsec rules.");

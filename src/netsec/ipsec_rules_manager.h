@@ -20,7 +20,6 @@ class IPsecRulesManager : public CORE::coretimer {
     // outlives it. The service is not known here: it owns this object.
     IPsecRulesManager(std::shared_ptr<platform::Platform> platform, CORE::ThreadGroup& threads,
                       std::chrono::milliseconds interval);
-    ~IPsecRulesManager() override;
 
     // Runs the check now, on this thread, and begins the interval anew. Runs may overlap.
     void monitor();
