@@ -386,7 +386,9 @@ TEST(Channel, EndsBeyondItsLimits) {
     using Behaviour = void (*)(RawPeer&);
     const Behaviour unread = [](RawPeer& peer) {
         Frame question{.kind = FrameKind::request, .worker = L"echo"};
-        while (peer.send(question)) ++question.number;
+        for (; question.number < 16; ++question.number) peer.send(question);
+        while (peer.send({.kind = FrameKind::pong})) {
+        }
     };
     const Behaviour silent = [](RawPeer& peer) {
         while (peer.next()) {

@@ -199,7 +199,8 @@ TEST(Configuration, WarnsOfCertificatesThatAreNotCheckedAndPasswordsThatOthersCa
 
 TEST(Factory, MakesTheRealMachineWithoutKeysAndNoneOfALabBesideAConfigurationFile) {
     const auto platform = createPlatform({}).value();
-    EXPECT_TRUE(platform->names->netBios() && platform->directoryServices && platform->ldap);
+    EXPECT_TRUE(platform->names->netBios() && platform->guids->next() && platform->directoryServices &&
+                platform->ldap);
     EXPECT_TRUE(platform->registry && platform->processes && platform->clock && platform->save());
     EXPECT_EQ(platform->accounts != nullptr, hasAccounts);
     EXPECT_FALSE(machineOf(labFolderKey, WS_SOURCE_DIR "/labs/sample")->accounts);

@@ -214,5 +214,14 @@ TEST(Labs, DoAsTheRowsSay) {
         LabRows(block.head).tryAll(block);
 }
 
+TEST(LabAgents, AnswerNothingOverAChannelThatIsClosed) {
+    const auto platform = openLab(WS_SOURCE_DIR "/labs/sample").value();
+    const auto channel = platform->agents->open(L"sample-agents-ticket", L"10.0.1.11", {});
+    CORE::PropertyBag answer;
+    channel->close();
+    EXPECT_EQ(channel->send(L"", L"GetVersion", {}, answer, {}), CORE::RespType::cancelled);
+    EXPECT_EQ(answer.getErrorText(), L"The channel is closed");
+}
+
 }  // namespace
 }  // namespace wsadmin::platform::lab
