@@ -163,7 +163,8 @@ TEST(MachineText, NamesOfThisMachineAndItsProgram) {
     EXPECT_FALSE(netBios.empty());
     EXPECT_LE(netBios.length(), 15);
     EXPECT_EQ(netBios.find(L"."), wstr::npos);
-    EXPECT_FALSE(wstr::getComputerNameEx(CORE::ComputerNameFormat::dnsFullyQualified).empty());
+    const wstr dns = wstr::getComputerNameEx(CORE::ComputerNameFormat::dnsFullyQualified);
+    EXPECT_EQ(dns.comparei(netBios, netBios.length()), 0) << toUtf8(dns) << " " << toUtf8(netBios);
     const wstr program = wstr::getModuleName(nullptr);
     EXPECT_EQ(program.lastPath().dropSuffix(), L"test_core");
     EXPECT_NE(program.findr(program.lastPath()), 0U) << "a full path";

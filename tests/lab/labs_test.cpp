@@ -218,8 +218,11 @@ TEST(LabAgents, AnswerNothingOverAChannelThatIsClosed) {
     const auto platform = openLab(WS_SOURCE_DIR "/labs/sample").value();
     const auto channel = platform->agents->open(L"sample-agents-ticket", L"10.0.1.11", {});
     CORE::PropertyBag answer;
+    EXPECT_EQ(channel->send(L"", L"CreateAgentDCT", {}, answer, {}), CORE::RespType::handled);
+    EXPECT_EQ(answer.get(0), L"C:\\Temp\\bundle-1.zip");
     channel->close();
-    EXPECT_EQ(channel->send(L"", L"GetVersion", {}, answer, {}), CORE::RespType::cancelled);
+    EXPECT_EQ(channel->send(L"", L"GetAgentVersion", {}, answer, {}), CORE::RespType::cancelled);
+    EXPECT_TRUE(answer.empty());
     EXPECT_EQ(answer.getErrorText(), L"The channel is closed");
 }
 
