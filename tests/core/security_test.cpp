@@ -51,6 +51,7 @@ class Security : public testing::Test {
 
 TEST_F(Security, ReturnsWhatWasEncrypted) {
     std::set<std::wstring> texts;
+    const LogCapture log(CORE::logError);
     for (const std::string& plain : {std::string(), std::string("p\xc3\xa4ssw\xc3\xb6rd"),
                                      std::string("a\0b", 3), std::string(1 << 20, 'x')})
         for (int i = 0; i < 2; ++i) {
@@ -59,6 +60,7 @@ TEST_F(Security, ReturnsWhatWasEncrypted) {
             EXPECT_TRUE(texts.insert(text.str()).second) << "the same text never comes twice";
             EXPECT_EQ(security().Decrypt(text).str(), plain);
         }
+    EXPECT_TRUE(log.lines().empty());
 }
 
 TEST_F(Security, RefusesWhatItNeverWroteAndEveryChangedCharacter) {
