@@ -103,32 +103,27 @@ TEST(Rows, OfIPsecAndFirewall) {
          {"line", ranLine}});
 }
 
-TEST(Firewall, ThatIsNotThereAndARuleThatNobodySwitchesAreTold) {
-    TestService service(std::make_shared<Platform>());
+TEST(Firewall, ThatIsNotThereAndRulesThatAreGoneOrDoNotEndAreTold) {
+    const auto machine = std::make_shared<Platform>();
+    TestService service(machine);
+    CORE::PropertyBag request;
+    request.set(L"remoteEndpointIP", L"10.1.2.3");
+    request.set(L"RULE", L"other");
     const LogCapture log(CORE::logWarning);
     EXPECT_EQ(ask<&FirewallRulesManager::isFirewallOn>(service).getErrorText(),
               L"Failed to query firewall status");
-    CORE::PropertyBag pairing;
-    pairing.set(L"remoteEndpointIP", L"10.1.2.3");
-    EXPECT_EQ(ask<&IPsecOperations::getEndpoints>(service, pairing).getErrorText(),
+    EXPECT_EQ(ask<&IPsecOperations::getEndpoints>(service, request).getErrorText(),
               L"inet_ntop not available");
     switchInterPodRule(true);
-    EXPECT_EQ(log.lines(),
-              (std::vector<LogLine>{{CORE::logError, L"CoCreateInstance failed. Return value: 0x80004001."},
-                                    {CORE::logError, L"Unable to check firewall state, could not initialize"},
-                                    {CORE::logError, L"Failed to get inet_ntop proc address"},
-                                    {CORE::logWarning, L"Unable to configure VIPA firewall: noWorker"}}));
-}
-
-TEST(Firewall, WhoseRulesDoNotEndIsLeftAndARuleThatIsGoneSaysSo) {
-    const auto machine = std::make_shared<Platform>();
     machine->firewall = std::make_shared<EndlessFirewall>();
-    TestService service(machine);
-    CORE::PropertyBag other;
-    other.set(L"RULE", L"other");
-    const LogCapture log(CORE::logWarning);
-    ask<&FirewallRulesManager::isFirewallRuleEnabled>(service, other);
-    EXPECT_EQ(log.lines().front().text, L"Unable to get next from enumerator. HRESULT: 0x8000ffff");
+    ask<&FirewallRulesManager::isFirewallRuleEnabled>(service, request);
+    EXPECT_EQ(log.lines(), (std::vector<LogLine>{
+                               {CORE::logError, L"CoCreateInstance failed. Return value: 0x80004001."},
+                               {CORE::logError, L"Unable to check firewall state, could not initialize"},
+                               {CORE::logError, L"Failed to get inet_ntop proc address"},
+                               {CORE::logWarning, L"Unable to configure VIPA firewall: noWorker"},
+                               {CORE::logWarning, L"Unable to get next from enumerator. HRESULT: 0x8000ffff"},
+                               {CORE::logWarning, L"Unable to get firewall rule. HRESULT: 0x8000ffff"}}));
 
     const auto policy =
         std::make_shared<lab::LabPolicy>(lab::NetworkPolicy{.firewallRules = {{.name = "r"}}});
