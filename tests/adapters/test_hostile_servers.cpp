@@ -107,11 +107,6 @@ struct HostileRow {
     LdapLimits limits{};
     std::wstring sentence{};
 
-    std::string name() const {
-        constexpr const char* steps[] = {"bind, ", "bind by TLS, ", "bind by StartTLS, ", "search, ",
-                                         "pages, "};
-        return steps[step] + std::string(what);
-    }
     // Whether the server's silence is what it has to be ended for.
     bool stalls() const { return codes.front() == ldapTimeout && sentence.empty(); }
 };
@@ -182,7 +177,7 @@ Failure failureOf(const HostileRow& row, LdapClient& client, LdapEndpoint endpoi
 
 TEST(HostileServers, EndNoLaterThanTheLimits) {
     for (const HostileRow& row : hostileRows()) {
-        SCOPED_TRACE(row.name());
+        SCOPED_TRACE(row.what + std::to_string(row.step));
         const HostileLdap server(row.script);
         const LdapEndpoint endpoint = endpointOf(server, milliseconds(row.stalls() ? 150 : 10'000));
         const Failure failure = failureOf(row, *realPlatform()->ldap, endpoint);
@@ -201,7 +196,7 @@ TEST(HostileServers, EndNoLaterThanTheLimits) {
 TEST(HostileServers, EndWhenTheServiceStops) {
     for (const HostileRow& row : hostileRows()) {
         if (!row.stalls()) continue;
-        SCOPED_TRACE(row.name());
+        SCOPED_TRACE(row.what + std::to_string(row.step));
         const HostileLdap server(row.script);
         const LdapEndpoint endpoint = endpointOf(server, milliseconds(10'000));
         const auto client = realPlatform()->ldap;
