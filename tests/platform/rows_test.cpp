@@ -201,6 +201,12 @@ TEST(Rows, OfThePlatform) {
                   return hexOf(encodePageControl({in[0], in[1]}));
               }},
              {"page", page},
+             {"pageAgain",
+              [](const Json& in) -> Json {
+                  const std::string cookie(in[1].get<std::size_t>(), '\xff');
+                  const auto page = decodePageControl(encodePageControl({in[0], cookie})).value();
+                  return {page.size, page.cookie.size()};
+              }},
              {"directoryError",
               [](const Json& in) {
                   return CORE::toUtf8(directoryErrorText(in[0], CORE::toWide(in[1].get<std::string>()), in[2],
@@ -234,16 +240,6 @@ TEST(LdapEntry, FindsAttributesWithoutRegardToCaseWholeOrInPart) {
     EXPECT_EQ(findValues(entry.attributes, "member"), &entry.attributes[2]);
     EXPECT_EQ(findValues(entry.attributes, "CN"), &entry.attributes[3]);
     EXPECT_EQ(findValues(entry.attributes, "mem"), nullptr);
-}
-
-TEST(PageControl, ComesBackWhole) {
-    for (const int size : {0, 1, 127, 128, 250, 32768, 2147483647})
-        for (const std::size_t length : {0u, 1u, 127u, 128u, 300u, 70000u}) {
-            const auto page = decodePageControl(encodePageControl({size, std::string(length, '\xff')}));
-            ASSERT_TRUE(page) << size << " " << length;
-            EXPECT_EQ(page->size, size);
-            EXPECT_EQ(page->cookie.size(), length);
-        }
 }
 
 TEST(LdapRequest, IsMadeStrictAndRefusedWhereALibraryWouldCutItOff) {
