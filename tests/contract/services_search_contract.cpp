@@ -60,19 +60,17 @@ TEST_P(ServicesSearchContract, PreferencesShapeTheSearch) {
 }
 
 TEST_P(ServicesSearchContract, FiltersTakeAnyValueAndRefuseBrokenOnes) {
-    make("CN=a*(b)", {{"zre-DNSDomainName", {"c\\d"}}}, "zre-HDQProperties");
-    make("CN=other", {}, "zre-HDQProperties");
+    for (const char* name : {"CN=a*(b)", "CN=c\\\\d", "CN=other"}) make(name);
     const auto search = searchAt(pathOf(place()));
-    const std::pair<std::string, const char*> table[] = {
-        {"(cn=" + escapeFilterValue("a*(b)") + ")", "a*(b)"},
-        {"(zre-DNSDomainName=" + escapeFilterValue("c\\d") + ")", "a*(b)"},
+    const std::pair<const char*, const char*> table[] = {
+        {"(cn=a\\2a\\28b\\29)", "a*(b)"},
+        {"(cn=c\\5cd)", "c\\d"},
         {"cn=other", "other"},
-        {"(cn=*)", "a*(b) other"},
-        {"(&(objectClass=zre-HDQProperties)(!zre-DNSDomainName=*))", "other"},
+        {"(cn=*)", "a*(b) c\\d other"},
+        {"(&(objectClass=zre-PropertyObject)(!cn=other))", "a*(b) c\\d"},
         {"(cn=nobody)", ""},
         {"(cn=a*(b))", "!8007203e"},
-        {"(cn=", "!8007203e"},
-    };
+        {"(cn=", "!8007203e"}};
     for (const auto& [filter, names] : table) EXPECT_EQ(namesOf(*search, filter), names) << filter;
     EXPECT_TRUE(search->usable());
 }
