@@ -105,9 +105,8 @@ bool IPsecRules::verifyActive() {
 }
 
 Result<void> IPsecRules::getEndpoints(CORE::PropertyBag& result) {
-    const auto addressText =
-        platform_.filtering ? platform_.filtering->addressText()
-                            : Result<platform::AddressText>(fail(notSupported, L"There is no conversion"));
+    const auto addressText = platform_.filtering ? platform_.filtering->addressText()
+                                                 : Result<platform::AddressText>(fail(Failure{notSupported}));
     if (!addressText) {
         logError(L"Failed to get inet_ntop proc address");
         return fail(L"inet_ntop not available");

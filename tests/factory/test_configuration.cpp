@@ -70,11 +70,7 @@ std::shared_ptr<Platform> machineOf(const wchar_t* key, const std::string& path)
     return createPlatform(bag).value();
 }
 
-#if defined(_WIN32)
-constexpr bool hasAccounts = true;
-#else
-constexpr bool hasAccounts = false;
-#endif
+constexpr bool hasAccounts = std::filesystem::path::preferred_separator == '\\';  // under Windows
 
 // The accounts of the process and of the directory, and whether those of the machine go with them, if it has
 // any: with its own directory services they do.

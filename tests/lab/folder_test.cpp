@@ -1,10 +1,13 @@
 // What is written back to a lab's folder.
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <filesystem>
 #include <thread>
 
+#include "framework/core/coreexception.h"
+#include "framework/core/saved_file.h"
 #include "lab/directory_fixture.h"
 #include "platform/lab/lab_platform.h"
 #include "support/log_capture.h"
@@ -16,11 +19,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-// Takes the place of the C library's for the whole program.
-static std::atomic<bool> foldersCannotBeSynchronised{false};
+// Takes the place of the C library's for the whole program: so many folders can be synchronised yet.
+static std::atomic<int> foldersLeft{INT_MAX};
 extern "C" __attribute__((visibility("default"))) int fsync(int descriptor) {
     struct stat status {};
-    if (foldersCannotBeSynchronised && fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+    if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode) && foldersLeft-- <= 0) {
         errno = EIO;
         return -1;
     }
@@ -101,6 +104,20 @@ TEST_F(Saving, ManyAtOnceLoseNothingThatWasReported) {
     EXPECT_EQ(found, saved);
 }
 
+TEST_F(Saving, WaitsForAnotherProcessNoLongerThanItIsTold) {
+    const CORE::FolderLock lock(folder_);
+    std::wstring refused;
+    std::jthread([&] {  // which holds nothing yet
+        try {
+            const CORE::FolderLock other(folder_, {});
+        } catch (const CORE::coreException& error) {
+            refused = error.text();
+        }
+    })
+        .join();
+    EXPECT_EQ(refused, L"Another process is saving in " + folder_.wstring());
+}
+
 TEST_F(Saving, KeepsModeAndLinks) {
     fs::permissions(folder_ / "a.ldif",
                     fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
@@ -152,14 +169,17 @@ TEST_F(Saving, AFullDiskLeavesAllFilesAsTheyWere) {
 
 TEST_F(Saving, WhatIsInPlaceButNotSynchronisedIsNoChangeOfSomebodyElse) {
     const auto platform = changed("x");
-    foldersCannotBeSynchronised = true;
-    const std::string refused = failure(*platform);
-    foldersCannotBeSynchronised = false;
-    EXPECT_TRUE(refused.ends_with("a.ldif: Input/output error")) << refused;
+    foldersLeft = 0;
+    const std::string first = failure(*platform);
+    EXPECT_TRUE(first.ends_with("a.ldif: Input/output error")) << first;
     EXPECT_NE(content("a.ldif").find("url: x"), std::string::npos);
     EXPECT_EQ(content("b.ldif"), wstest::fileText(original / "b.ldif"));
-    EXPECT_EQ(failure(*platform), "");
+    foldersLeft = 1;
+    const std::string second = failure(*platform);
+    EXPECT_TRUE(second.ends_with("b.ldif: Input/output error; saved before that: a.ldif")) << second;
     EXPECT_NE(content("b.ldif").find("url: x"), std::string::npos);
+    foldersLeft = INT_MAX;
+    EXPECT_EQ(failure(*platform), "");
 }
 #endif
 
@@ -168,6 +188,8 @@ TEST_F(Saving, ALabThatIsNotSavedSaysWhatIsNotKept) {
     const auto platform = openLab(folder_, Changes::dropped).value();
     EXPECT_TRUE(platform->save());
     EXPECT_TRUE(log.lines().empty());
+    EXPECT_EQ(failureText(platform->files->write(L"C:\\absent", "x").error()),
+              "The system cannot find the file specified.");
     change(*platform, "OU=b,DC=t", "x");
     EXPECT_TRUE(platform->registry->write(L"HKLM\\A", L"x", std::wstring(L"y")));
     EXPECT_TRUE(platform->save());

@@ -2,8 +2,7 @@
 // and what is saved. Beside the rows of ldap_rows.h, whose "by" and "bind" may say a "server" by its number
 // and how long to wait for it ("connectTimeout", in milliseconds), there are
 //   {"open": MACHINE}               saves the lab and opens it anew; {"save": true} only saves it
-//   {"run": PROGRAM}                the exit code; {"message": true} what the installer says of it in the
-//   registry
+//   {"run": PROGRAM}                the exit code; {"message": true} what the installer left in the registry
 //   {"link", "refs", "sync", "config": [SERVER, OTHER]}, {"all": [SERVER, "push"]}
 //                                   the code of a call of replication, for the last one with its events
 //   {"command": LINE}               its exit code

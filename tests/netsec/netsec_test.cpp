@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "netsec/engine_walk.h"
 #include "netsec/firewall_rules_manager.h"
 #include "netsec/firewall_state.h"
 #include "netsec/inter_pod_rule.h"
@@ -56,6 +57,21 @@ struct ScriptedCommands final : CommandInterpreter {
     Script script;
 };
 
+// A firewall whose rules do not end.
+struct EndlessFirewall final : Firewall, FirewallPolicy, FirewallRules, FirewallRule {
+    Result<std::unique_ptr<FirewallPolicy>> open() override { return std::make_unique<EndlessFirewall>(); }
+    Result<std::unique_ptr<FirewallRules>> rules() override { return std::make_unique<EndlessFirewall>(); }
+    Result<std::unique_ptr<FirewallRule>> next() override { return std::make_unique<EndlessFirewall>(); }
+    Result<std::int32_t> currentProfiles() override { return 0; }
+    Result<FirewallFlag> enabled(FirewallProfile) override { return firewallTrue; }
+    Result<std::wstring> name() override { return L"r"; }
+    Result<FirewallFlag> enabled() override { return firewallTrue; }
+    Result<void> setEnabled(bool) override { return {}; }
+};
+struct EndlessEntries final : FilteringEntries<int> {
+    Result<std::vector<int>> next() override { return std::vector<int>(filteringBatch); }
+};
+
 // The sample lab with the rules of two pairings that its directory does not have.
 std::shared_ptr<Platform> labWithVanishedPairings() {
     auto machine = lab::openLab(WS_SOURCE_DIR "/labs/sample", lab::Changes::dropped).value();
@@ -87,16 +103,48 @@ TEST(Rows, OfIPsecAndFirewall) {
          {"line", ranLine}});
 }
 
-TEST(Firewall, ThatIsNotThereAndARuleThatNobodySwitchesAreTold) {
-    TestService service(std::make_shared<Platform>());
+TEST(Firewall, ThatIsNotThereAndRulesThatAreGoneOrDoNotEndAreTold) {
+    const auto machine = std::make_shared<Platform>();
+    TestService service(machine);
+    CORE::PropertyBag request;
+    request.set(L"remoteEndpointIP", L"10.1.2.3");
+    request.set(L"RULE", L"other");
     const LogCapture log(CORE::logWarning);
     EXPECT_EQ(ask<&FirewallRulesManager::isFirewallOn>(service).getErrorText(),
               L"Failed to query firewall status");
+    EXPECT_EQ(ask<&IPsecOperations::getEndpoints>(service, request).getErrorText(),
+              L"inet_ntop not available");
     switchInterPodRule(true);
-    EXPECT_EQ(log.lines(),
-              (std::vector<LogLine>{{CORE::logError, L"CoCreateInstance failed. Return value: 0x80004001."},
-                                    {CORE::logError, L"Unable to check firewall state, could not initialize"},
-                                    {CORE::logWarning, L"Unable to configure VIPA firewall: noWorker"}}));
+    machine->firewall = std::make_shared<EndlessFirewall>();
+    ask<&FirewallRulesManager::isFirewallRuleEnabled>(service, request);
+    EXPECT_EQ(log.lines(), (std::vector<LogLine>{
+                               {CORE::logError, L"CoCreateInstance failed. Return value: 0x80004001."},
+                               {CORE::logError, L"Unable to check firewall state, could not initialize"},
+                               {CORE::logError, L"Failed to get inet_ntop proc address"},
+                               {CORE::logWarning, L"Unable to configure VIPA firewall: noWorker"},
+                               {CORE::logWarning, L"Unable to get next from enumerator. HRESULT: 0x8000ffff"},
+                               {CORE::logWarning, L"Unable to get firewall rule. HRESULT: 0x8000ffff"}}));
+
+    const auto policy =
+        std::make_shared<lab::LabPolicy>(lab::NetworkPolicy{.firewallRules = {{.name = "r"}}});
+    const auto rule = lab::makeLabFirewall(policy)->open().value()->rules().value()->next().value();
+    lab::runCommandLine("netsh advfirewall firewall delete rule name=\"r\"", *policy);
+    EXPECT_EQ(rule->enabled().error().text, L"The rule is gone.");
+    EXPECT_EQ(rule->setEnabled(true).error().text, L"The rule is gone.");
+}
+
+TEST(Engine, WhoseEntriesDoNotEndIsLeftAndNoneIsAskedForAfterAStop) {
+    EndlessEntries entries;
+    CORE::coreevent stopping;
+    const auto on = [](int) { return ipsec::Walk::on; };
+    for (const wchar_t* sentence : {L"The enumeration does not end", L"The service is stopping"}) {
+        EXPECT_EQ(ipsec::walk(
+                      entries, stopping, [](std::size_t) {}, on)
+                      .error()
+                      .text,
+                  sentence);
+        stopping.set();
+    }
 }
 
 TEST(IPsec, MainModeHasTheFirstKeyAndQuickModeTheSecondUnlessTheServiceStops) {
@@ -174,14 +222,13 @@ TEST(Monitor, RunsBesideRequests) {
         threads.emplace_back([&, i] {
             CORE::PropertyBag rule;
             rule.set(L"RULE", std::wstring_view(L"r" + std::to_wstring(i)));
-            for (int turn = 0; turn < turns; ++turn) {
-                ask<&FirewallRulesManager::disableFirewallRule>(service, rule);
-                EXPECT_FALSE(ask<&FirewallRulesManager::isFirewallRuleEnabled>(service, rule)
-                                 .getBool(L"ENABLED", true));
-                ask<&FirewallRulesManager::enableFirewallRule>(service, rule);
-                EXPECT_TRUE(
-                    ask<&FirewallRulesManager::isFirewallRuleEnabled>(service, rule).getBool(L"ENABLED"));
-            }
+            for (int turn = 0; turn < turns; ++turn)
+                for (const bool on : {false, true}) {
+                    on ? ask<&FirewallRulesManager::enableFirewallRule>(service, rule)
+                       : ask<&FirewallRulesManager::disableFirewallRule>(service, rule);
+                    const auto answer = ask<&FirewallRulesManager::isFirewallRuleEnabled>(service, rule);
+                    EXPECT_EQ(answer.getBool(L"ENABLED", !on), on);
+                }
         });
     for (int turn = 0; turn < 2; ++turn) threads.emplace_back([&] { manager->monitor(); });
     threads.clear();

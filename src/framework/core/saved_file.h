@@ -2,6 +2,7 @@
 // failure. What fails throws coreException with the file and the system's reason.
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -36,10 +37,11 @@ class MFWCORE_API FileReplacement {
     std::filesystem::path file_, temporary_;
 };
 
-// Held for a folder by one object at a time, of all processes of the machine. Waits up to ten seconds for it.
+// Held for a folder by one object at a time, of all processes of the machine. Waits for it so long at most.
 class MFWCORE_API FolderLock {
   public:
-    explicit FolderLock(const std::filesystem::path& folder);
+    explicit FolderLock(const std::filesystem::path& folder,
+                        std::chrono::milliseconds longest = std::chrono::seconds(10));
     ~FolderLock();
     FolderLock(const FolderLock&) = delete;
     FolderLock& operator=(const FolderLock&) = delete;

@@ -217,13 +217,13 @@ struct FolderLock::State {
     File folder;
 };
 
-FolderLock::FolderLock(const fs::path& folder)
+FolderLock::FolderLock(const fs::path& folder, std::chrono::milliseconds longest)
     : state_(new State{File(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))}) {
     using namespace std::chrono_literals;
     if (!state_->folder.open()) fail(L"lock", folder.wstring());
     for (auto waited = 0ms; ::flock(state_->folder.get(), LOCK_EX | LOCK_NB) != 0; waited += 20ms) {
         if (errno != EWOULDBLOCK && errno != EINTR) fail(L"lock", folder.wstring());
-        if (waited >= 10s) throw coreException(L"Another process is saving in " + folder.wstring());
+        if (waited >= longest) throw coreException(L"Another process is saving in " + folder.wstring());
         std::this_thread::sleep_for(20ms);
     }
 }

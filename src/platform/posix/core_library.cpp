@@ -8,8 +8,7 @@ namespace CORE {
 std::unique_ptr<library> library::load(const std::wstring& path, std::wstring& failure) {
     if (void* handle = dlopen(toUtf8(path).c_str(), RTLD_NOW | RTLD_LOCAL))
         return std::unique_ptr<library>(new library(handle));
-    const char* reason = dlerror();
-    failure = toWide(reason ? reason : "unknown error");
+    failure = toWide(dlerror());  // which has a reason after a failure
     return nullptr;
 }
 

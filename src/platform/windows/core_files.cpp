@@ -304,8 +304,7 @@ struct FolderLock::State {
 // Folders cannot be locked, and a lock file would stay behind: a mutex that all processes know by the
 // folder's name. Only the rights that waiting needs are asked for: others than the account that made the
 // mutex get no more.
-FolderLock::FolderLock(const fs::path& folder) : state_(new State) {
-    constexpr DWORD longestWaitMs = 10000;
+FolderLock::FolderLock(const fs::path& folder, std::chrono::milliseconds longest) : state_(new State) {
     const std::string name = foldText(toUtf8(fileBehindLinks(folder).wstring()));
     const auto number = static_cast<unsigned long long>(std::hash<std::string>()(name));
     const auto descriptor = descriptorOf(everybodysMutex, folder.wstring());
@@ -313,7 +312,7 @@ FolderLock::FolderLock(const fs::path& folder) : state_(new State) {
     state_->mutex.reset(CreateMutexExW(&security, formatText(L"Global\\ws_admin-saving-%llx", number).c_str(),
                                        0, useOfMutex));
     if (!state_->mutex) fail(L"lock", folder.wstring());
-    const DWORD waited = WaitForSingleObject(state_->mutex.get(), longestWaitMs);
+    const DWORD waited = WaitForSingleObject(state_->mutex.get(), static_cast<DWORD>(longest.count()));
     if (waited == WAIT_TIMEOUT) throw coreException(L"Another process is saving in " + folder.wstring());
     if (waited == WAIT_FAILED) fail(L"lock", folder.wstring());
 }
