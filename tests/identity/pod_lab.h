@@ -11,7 +11,7 @@
 #include "platform/platform.h"
 #include "platform/portable/portable_directory.h"
 #include "support/counting_ldap.h"
-#include "support/domain_workers.h"
+#include "support/known_domains.h"
 #include "support/temp_folder.h"
 #include "support/test_service.h"
 
@@ -63,30 +63,10 @@ ports = [389, 3268]
     TempFolder folder_;
 };
 
-// The same with a domain map and a pool of bindings, which know the people's domain CORP. One at a time.
-class PeopleLab : public PodLab {
-  public:
-    explicit PeopleLab(const PodContent& content) : PodLab(content) {
-        const wsadmin::DirectoryAccess access{platform->directoryServices, platform->clock};
-        service->pool =
-            CORE::refptr<wsadmin::ConnectionMgr>::adopt(new wsadmin::ConnectionMgr(access, threads_));
-        service->domainMap =
-            CORE::refptr<wsadmin::Domain>::adopt(new wsadmin::Domain(access, threads_, false));
-    }
-    ~PeopleLab() { closeBindings(); }
-    PeopleLab(const PeopleLab&) = delete;
-    PeopleLab& operator=(const PeopleLab&) = delete;
-
-    // What is open afterwards, somebody forgot.
-    void closeBindings() {
-        if (service->pool) service->pool->StopTimerWithWait();
-        service->domainMap = {};
-        service->pool = {};
-    }
-
-  private:
-    DomainWorkers workers_{domainNames({{L"CORP", L"corp.example"}})};
-    CORE::ThreadGroup threads_{L"people"};
+// The same with the people's domain CORP known. One at a time.
+struct PeopleLab : PodLab {
+    using PodLab::PodLab;
+    KnownDomains known{*service, {{L"CORP", L"corp.example"}}};
 };
 
 }  // namespace wstest

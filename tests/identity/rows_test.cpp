@@ -94,7 +94,7 @@ Json permission(const Json& in) {
     lab.platform->accounts = accounts;
     lab.platform->directoryAccount = toWide(in.value("account", std::string()));
     const auto answer = ask<&AdminPermission::check>(*lab.service, {});
-    lab.closeBindings();
+    lab.known.close();
     EXPECT_EQ(accounts->tokensOpen + lab.counts->live, 0);
     EXPECT_EQ(answer.getError(), answer.get(L"result") == L"OK" ? 0 : 1);
     return {std::string(answer.utf8(L"result")) + toUtf8(answer.getErrorText()), accounts->tokensOpened};

@@ -10,7 +10,7 @@
 #include "identity/requests.h"
 #include "ldap/domain_bindings.h"
 #include "platform/platform.h"
-#include "support/domain_workers.h"
+#include "support/known_domains.h"
 #include "support/log_capture.h"
 #include "support/manual_clock.h"
 #include "support/scripted_accounts.h"
@@ -43,18 +43,16 @@ class ScriptedPeople {
         platform->directoryServices = directories;
         platform->clock = clock;
         platform->accounts = accounts;
-        const DirectoryAccess access{directories, platform->clock};
-        service.pool = CORE::refptr<ConnectionMgr>::adopt(new ConnectionMgr(access, threads_));
-        service.domainMap = CORE::refptr<Domain>::adopt(new Domain(access, threads_, false));
+        known_.emplace(service, KnownDomains::Names{{L"CORP", L"corp.example"},
+                                                    {L"LAB", L"lab.corp.example"},
+                                                    {L"OLD", L""},
+                                                    {L"PARTNER", L"partner.example"}});
     }
-    ~ScriptedPeople() { close(); }
-    ScriptedPeople(const ScriptedPeople&) = delete;
-    ScriptedPeople& operator=(const ScriptedPeople&) = delete;
 
     // Every binding and every token was given back.
     void expectAllGivenBack() {
         const LogCapture log(CORE::logWarning);  // where the pool says what it misses
-        close();
+        known_->close();
         EXPECT_EQ(log.lines(), std::vector<LogLine>());
         EXPECT_EQ(directories->live, 0);
         EXPECT_EQ(accounts->tokensOpen, 0);
@@ -70,16 +68,7 @@ class ScriptedPeople {
     DomainBindings domains{service};  // of one request
 
   private:
-    void close() {
-        if (service.pool) service.pool->StopTimerWithWait();
-        service.domainMap = {};
-        service.pool = {};
-    }
-    DomainWorkers workers_{domainNames({{L"CORP", L"corp.example"},
-                                        {L"LAB", L"lab.corp.example"},
-                                        {L"OLD", L""},
-                                        {L"PARTNER", L"partner.example"}})};
-    CORE::ThreadGroup threads_{L"people"};
+    std::optional<KnownDomains> known_;
 };
 
 inline DirectoryValue sidValue(int number) {

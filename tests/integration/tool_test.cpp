@@ -6,22 +6,10 @@
 namespace integration {
 namespace {
 
-// Everything that the tool itself tells, and a request that says what the machine is.
-TEST(SampleLab, GivesBothBuildsTheSameAnswers) {
-    const std::vector<Words> questions = {
-        {"--list"},
-        {"getAppdataLocation"},
-        {"--unchecked", "noSuchOperation"},
-        {"--unchecked", "setClusterName "},
-    };
-    for (const auto& question : questions) {
-        SCOPED_TRACE(question.front());
-        const Answer native = ask(Build::native, question);
-        const Answer windows = ask(Build::windows, question);
-        EXPECT_FALSE(native.json.is_discarded()) << native.errors;
-        EXPECT_EQ(windows.json, native.json) << windows.errors;
-        EXPECT_EQ(windows.status, native.status);
-    }
+TEST(SampleLab, HasOperationsThatBothBuildsListAlike) {
+    const Answer native = ask(Build::native, {"--list"}), windows = ask(Build::windows, {"--list"});
+    EXPECT_FALSE(native.json.is_discarded()) << native.errors;
+    EXPECT_EQ(windows.json, native.json) << windows.errors;
 }
 
 // Wine draws its console on the terminal letter by letter, with a movement for a blank.

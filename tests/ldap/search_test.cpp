@@ -37,30 +37,6 @@ TEST(PagedSearch, AsksForTheNextPageBeforeItGivesOutThisOne) {
     EXPECT_EQ(cookies, ", one, two, ");
 }
 
-// The steps that no operation's test has fail.
-TEST(PagedSearch, EachFailingStepHasItsTexts) {
-    const ScriptedAnswer unsent{.sendCode = ldapServerDown},
-        unreadable{.controls = {{.oid = controls::pagedResults, .value = "\x30\x7f"}}};
-    const std::wstring lost =
-                           L"Failed to perform search: Failed to search - (objectclass=zre-VM) Server Down",
-                       noPage =
-                           L"Failed to obtain paged result from search: Failed to obtain paged result - "
-                           L"Decoding Error";
-    const std::pair<std::deque<ScriptedAnswer>, std::wstring> rows[] = {
-        {{unsent}, lost}, {{pageAnswer({entry("cn=a")}, "one"), unsent}, lost}, {{unreadable}, noPage}};
-    for (const auto& [answers, texts] : rows) {
-        ScriptedSession session;
-        session.answers = answers;
-        const LogCapture log(CORE::logError);
-        const auto all = searchAllPages(session, base, filter);
-        ASSERT_FALSE(all);
-        ASSERT_EQ(log.lines().size(), 1U);
-        EXPECT_EQ(all.error().text + L": " + log.lines()[0].text,
-                  CORE::formatText(L"%s (%d).", texts, texts == lost ? ldapServerDown : ldapDecodingError));
-        EXPECT_EQ(all.error().code, texts == lost ? ldapServerDown : ldapDecodingError);
-    }
-}
-
 TEST(PagedSearch, IsOverAfterAFailure) {
     ScriptedSession session;
     session.answers = {{.waitCode = ldapServerDown}, pageAnswer({entry("cn=a")}, "")};

@@ -54,8 +54,16 @@ TEST(PagedSearches, HaveASentenceForEachStep) {
          L"Failed to obtain paged result from search",
          L"Failed to obtain paged result when searching for machines",
          L"Failed to obtain paged result - Specified control was not found in message (93)."},
+        {{.controls = {{.oid = controls::pagedResults, .value = "\x30\x7f"}}},
+         L"Failed to obtain paged result from search",
+         L"Failed to obtain paged result when searching for machines",
+         L"Failed to obtain paged result - Decoding Error (84)."},
+        {{.sendCode = ldapServerDown},
+         L"Failed to perform search",
+         L"Failed to search for machines",
+         L"Server Down (81)."},
     };
-    PeopleLab lab({});
+    PeopleLab lab(PodContent{});
     for (const auto& row : rows)
         for (const Question handler : {ask<&Machine::getMachineInfo>, ask<&Unentitled::getUnentitledMachines>,
                                        ask<&Unentitled::getUnentitledPolicies>}) {

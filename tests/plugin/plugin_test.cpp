@@ -244,16 +244,8 @@ TEST(Plugin, TakesStartUpParametersOfTheLabThatTheHostDoesNotGive) {
 // sanitizer, whose own data is most of the memory.
 #if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 // Keys with all their bits inverted, so that neither this program's data nor the search below holds them.
-constexpr std::size_t keySize = 13;
-constexpr char invertedKeys[2][keySize] = {
-    {'\x92', '\x9e', '\x96', '\x91', '\xd2', '\xca', '\x86', '\xce', '\x85', '\xc8', '\x8e', '\xd2', '\x94'},
-    {'\x8f', '\x99', '\x8c', '\xd2', '\xcc', '\x89', '\xc6', '\x94', '\xcb', '\x88', '\xd2', '\x87', '\xce'}};
-
-CORE::secretstring keyOf(const char (&inverted)[keySize]) {
-    CORE::secretstring key;
-    for (const char c : inverted) key.append(std::string(1, static_cast<char>(~c)));
-    return key;
-}
+constexpr std::string_view invertedKeys[] = {"\x92\x9e\x96\x91\xd2\xca\x86\xce\x85\xc8\x8e\xd2\x94",
+                                             "\x8f\x99\x8c\xd2\xcc\x89\xc6\x94\xcb\x88\xd2\x87\xce"};
 
 // The sample lab with a domain controller that admits everybody and refuses all changes of entries: a lab's
 // keeps passwords as they are. The administrative account has the second key.
@@ -269,14 +261,15 @@ CORE::PropertyBag refusingLab(const wstest::TempFolder& folder) {
     startup.set(CORE::startupLabFolder, lab.wstring());
     startup.set(L"ClientAuthAdminUser", L"svc");
     startup.set(L"ClientAuthAdminPassword",
-                CORE::SecurityManager::System().Encrypt(keyOf(invertedKeys[1]).view()));
+                CORE::SecurityManager::System().Encrypt(wstest::secretOf(invertedKeys[1]).view()));
     return startup;
 }
 
 // The answer's error.
 std::wstring errorOf(std::wstring_view operation, CORE::PropertyBag request,
                      const std::vector<const wchar_t*>& secrets) {
-    for (std::size_t i = 0; i < secrets.size(); ++i) request.set(secrets[i], keyOf(invertedKeys[i]).view());
+    for (std::size_t i = 0; i < secrets.size(); ++i)
+        request.set(secrets[i], wstest::secretOf(invertedKeys[i]).view());
     CORE::PropertyBag response;
     CORE::MessageHandler::SendMsg(worker, operation, request, response);
     return response.getErrorText().str();
@@ -299,14 +292,10 @@ TEST(Secrets, OfAPairingAndOfAClientDeviceStayNeitherInMemoryNorInTheLog) {
     request.set(L"domain", L"corp.example");
     EXPECT_EQ(errorOf(L"clientAuthConfig", request, {L"password"}),
               L"Failed to SetPassword. error=0x80072035");
-    for (const auto& key : invertedKeys) {
-        for (const std::size_t size : {sizeof(char), sizeof(char16_t), sizeof(wchar_t)}) {
-            std::string text;
-            for (const char c : key) text.append(1, c).append(size - 1, '\xff');
-            EXPECT_FALSE(wstest::isInMemory(text)) << size;
-        }
-        const auto held = keyOf(key);
-        EXPECT_TRUE(wstest::isInMemory({key, keySize})) << "the search finds nothing at all";
+    for (const std::string_view key : invertedKeys) {
+        wstest::expectNotInMemory(key);
+        const auto held = wstest::secretOf(key);
+        EXPECT_TRUE(wstest::isInMemory(key)) << "the search finds nothing at all";
     }
 }
 #endif

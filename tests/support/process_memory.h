@@ -2,12 +2,16 @@
 // that neither the caller's data nor the search itself holds it. Linux only.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "framework/core/corestring.h"
 
 namespace wstest {
 
@@ -36,6 +40,22 @@ inline bool isInMemory(std::string_view inverted) {
             if (std::ranges::equal(text.substr(at, inverted.size()), inverted, same)) return true;
     }
     return false;
+}
+
+// Neither as UTF-8 nor as text of wider characters.
+inline void expectNotInMemory(std::string_view inverted) {
+    for (const std::size_t size : {sizeof(char), sizeof(char16_t), sizeof(wchar_t)}) {
+        std::string text;
+        for (const char c : inverted) text.append(1, c).append(size - 1, '\xff');
+        EXPECT_FALSE(isInMemory(text)) << size;
+    }
+}
+
+// The secret, behind so many other characters.
+inline CORE::secretstring secretOf(std::string_view inverted, std::size_t before = 0) {
+    CORE::secretstring secret(std::string(before, 'x'));
+    for (const char c : inverted) secret.append(std::string(1, static_cast<char>(~c)));
+    return secret;
 }
 
 }  // namespace wstest
