@@ -33,11 +33,10 @@ TEST(PortableDirectory, ContactsAndBindsAsTheRowsSay) {
                      {"failure", [](const Json& in) { return hexCode(adsFailure(ldapFailure(in)).code); }}});
 }
 
-// A directory of 30 entries with a group of 10, that gives 20 entries and 3 values at once and has the faults
-// of its case.
+// A directory of 30 entries with a group of 10, that gives 20 entries and 3 values at once.
 class SmallLab {
   public:
-    explicit SmallLab(lab::Faults faults = {}) {
+    SmallLab() {
         lab::DirectorySettings settings{"LDAP", {"DC=x"}, "LAB", "lab.example"};
         settings.rangeSize = 3;
         settings.pageSize = 20;
@@ -48,10 +47,8 @@ class SmallLab {
             if (i < 10) members += "member: " + dn;
         }
         content += "dn: CN=g,DC=x\nobjectClass: group\n" + members;
-        services =
-            makePortableDirectoryServices(std::make_shared<wstest::CountingLdapClient>(
-                                              openLab(settings, content, {}, std::move(faults)), counts),
-                                          "127.0.0.1");
+        services = makePortableDirectoryServices(
+            std::make_shared<wstest::CountingLdapClient>(openLab(settings, content), counts), "127.0.0.1");
     }
     std::shared_ptr<DirectorySearch> search(int pageSize) const {
         auto opened = services->openSearch("LDAP://127.0.0.1/DC=x", {}, adsSecureAuthentication).value();
@@ -92,21 +89,6 @@ TEST(PortableDirectory, JoinsTheRangesOfALargeAttribute) {
     ASSERT_EQ(members.size(), 10U);
     EXPECT_EQ(variantTypeCode(members.front()), 8);
     EXPECT_EQ(directoryText(members.back()), "CN=u9,DC=x");
-}
-
-TEST(PortableDirectory, AServerThatDiesInMidSearchEndsItsBinding) {
-    lab::Faults faults;
-    faults.dieAfterPages = 2;
-    const SmallLab lab(faults);
-    const auto search = lab.search(5);
-    const auto rows = search->execute("(objectClass=user)", {"cn"}).value();
-    int seen = 0;
-    auto more = rows->next();
-    for (; more && *more; more = rows->next()) ++seen;
-    EXPECT_EQ(hexCode(codeOf(more)), "8007203a");
-    EXPECT_FALSE(search->usable());
-    EXPECT_LE(seen, 10);
-    EXPECT_FALSE(rows->column("cn"));  // there is no row any more
 }
 
 TEST(PortableDirectory, SendsNoNewPasswordWithoutTls) {
