@@ -30,8 +30,8 @@ std::string environment(const char* name) {
 }
 
 std::shared_ptr<LdapClient> openLab(const lab::DirectorySettings& settings, const std::string& content,
-                                    const std::vector<lab::Account>& accounts, lab::Faults faults) {
-    const auto lab = std::make_shared<lab::TestDirectory>(content, settings, std::move(faults), accounts);
+                                    const std::vector<lab::Account>& accounts) {
+    const auto lab = std::make_shared<lab::TestDirectory>(content, settings, lab::Faults(), accounts);
     EXPECT_TRUE(lab->loaded);
     return {lab, &lab->network};
 }

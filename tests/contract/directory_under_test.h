@@ -20,7 +20,7 @@ struct DirectoryUnderTest {
 
 // The directory answers at 127.0.0.1, with what is special about it.
 std::shared_ptr<LdapClient> openLab(const lab::DirectorySettings& settings, const std::string& content,
-                                    const std::vector<lab::Account>& accounts = {}, lab::Faults faults = {});
+                                    const std::vector<lab::Account>& accounts = {});
 // The lab always, with a domain's directory on demand; a server when WS_TEST_LDAP_HOST, _PORT, _USER,
 // _PASSWORD and _BASE (and perhaps _DOMAIN) name one.
 DirectoryUnderTest openLabUnderTest(bool domain = false);
