@@ -222,10 +222,12 @@ TEST(Filter, BoundsNesting) {
         for (int i = 0; i < count; ++i) text += piece;
         return text;
     };
-    const auto nested = [&](int depth) { return repeated(depth, "(!") + "(a=b)" + repeated(depth, ")"); };
-    EXPECT_TRUE(parseFilter(nested(99)));
+    const auto nested = [&](int depth, const char* open = "(!") {
+        return repeated(depth, open) + "(a=b)" + repeated(depth, ")");
+    };
+    EXPECT_TRUE(parseFilter(nested(99)) && parseFilter(nested(99, "(&")));
     for (const std::string& text :
-         {nested(100), nested(20'000), repeated(1'000'000, "("), repeated(1'000'000, "!"),
+         {nested(100), nested(100, "(|"), nested(20'000), repeated(1'000'000, "("), repeated(1'000'000, "!"),
           repeated(300'000, "(&"), repeated(300'000, "(|(a=b)")})
         EXPECT_EQ(parseFilter(text).error().code, ldapFilterError);
 }
