@@ -57,6 +57,8 @@ struct Open {
     explicit Open(const Host& host, const Ticket& ticket, const std::wstring& name = L"127.0.0.1")
         : channel(host.open(ticket, name)) {
         if (!channel) throw std::runtime_error("no channel");
+        PropertyBag response;
+        send(response, {}, L"nobody");  // so that the host has seen it open, too
     }
     ~Open() { MessageFrameWork::System().CloseChannel(channel); }
     RespType send(PropertyBag& response, const PropertyBag& request = {},

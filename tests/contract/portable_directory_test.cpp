@@ -34,8 +34,7 @@ TEST(PortableDirectory, ContactsAndBindsAsTheRowsSay) {
 }
 
 // A directory of 30 entries with a group of 10, that gives 20 entries and 3 values at once.
-class SmallLab {
-  public:
+struct SmallLab {
     SmallLab() {
         lab::DirectorySettings settings{"LDAP", {"DC=x"}, "LAB", "lab.example"};
         settings.rangeSize = 3;

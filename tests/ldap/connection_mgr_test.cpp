@@ -18,8 +18,7 @@ constexpr char dc1[] = "LDAP://dc1.corp.example";
 const DirectoryCredentials alice{"alice", CORE::secretstring("x")};
 
 // A pool whose timer the test fires by hand.
-class TimedPool : public ConnectionMgr {
-  public:
+struct TimedPool : ConnectionMgr {
     using ConnectionMgr::ConnectionMgr;
     using ConnectionMgr::OnTimer;
     // Null where the binding cannot be opened.

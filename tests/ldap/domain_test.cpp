@@ -18,8 +18,7 @@ using CORE::PropertyBag;
 
 namespace {
 
-class TimedDomain : public Domain {
-  public:
+struct TimedDomain : Domain {
     using Domain::Domain;
     using Domain::OnTimer;
 };
