@@ -46,7 +46,7 @@ EXPLAINED = [
     ("src/framework/core/async_messages.cpp", "Worker %s", "the system has no threads left"),
     ("src/framework/core/file_service.cpp", "cannot be read", "a file that root, as whom tests may run, cannot read"),
     ("src/framework/core/file_service.cpp", "cannot be deleted", "a file that root, as whom tests may run, cannot delete"),
-    ("src/framework/core/key_file.cpp", "has gone", "another process deletes the key between two calls"),
+    ("src/framework/core/key_file.cpp", "The key file", "another process deletes the key between two calls"),
     ("src/framework/core/key_file.cpp", "no random bytes", "the system has no random bytes"),
     ("src/framework/core/message.cpp", "has no thread", "the system has no threads left"),
     ("src/framework/core/security.cpp", "", "a text of 2 GB, or an encoder that fails for want of memory alone"),
