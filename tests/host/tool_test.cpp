@@ -104,7 +104,7 @@ TEST_F(Tool, WarningsOfTheConfigurationAreToldOnce) {
     const std::string err = run("Diag --config " + quoted(file)).err;
     const auto first = err.find(" is not checked");
     EXPECT_NE(first, std::string::npos);
-    EXPECT_NE(err.find("Failed to read the trusts"), std::string::npos);
+    EXPECT_NE(err.find("WARNING winauth: Failed to read the trusts"), std::string::npos);
     EXPECT_EQ(err.find(" is not checked", first + 1), std::string::npos) << err;
 }
 
