@@ -134,7 +134,9 @@ TEST_P(ServicesSearchContract, FailuresHaveThePlatformsCodes) {
     for (const char* path : {"", "LDAP://", "WinNT://x", "LDAP://a b/dc=x", "LDAP://x:0/dc=y", "LDAP://x/y",
                              "LDAP://[::1/dc=x", "GC:x"}) {
         EXPECT_EQ(hexCode(openCode(path)), "80005000") << path;
-        EXPECT_EQ(hexCode(codeOf(services_->openSearch(path, credentials(), flags_))), "80005000") << path;
+        const auto refused = services_->openSearch(path, credentials(), flags_);
+        EXPECT_EQ(hexCode(codeOf(refused)), "80005000") << path;
+        EXPECT_EQ(refused.error().text, adsCodeText(adsBadPathName)) << path;
     }
     EXPECT_EQ(client_->opened, before);  // nobody was contacted
 }
