@@ -88,7 +88,7 @@ PropertyBag Domain::trustedDomains(std::wstring_view initialDomain) {
 PropertyBag Domain::askWinauth(
     const std::function<std::uint64_t(std::function<void(PropertyBag)> answered)>& send) {
     PropertyBag answer;
-    const bool asked = ask([&](std::function<void()> answered) {
+    const bool asked = ask([&](const std::function<void()>& answered) {
         return send([&answer, answered](PropertyBag response) {
             answer = std::move(response);
             answered();
@@ -252,7 +252,7 @@ bool Domain::ask(const std::function<std::uint64_t(std::function<void()>)>& send
 // Whether the authentication service is there, which the host may still be starting. Ends when the map stops.
 bool Domain::awaitAuthentication() {
     bool installed = false;
-    return ask([&](std::function<void()> answered) {
+    return ask([&](const std::function<void()>& answered) {
                return ws_winauth::askAvailable(threads_, [&installed, answered](bool there) {
                    installed = there;
                    answered();

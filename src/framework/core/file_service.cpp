@@ -35,7 +35,7 @@ Allowed& allowed() {
     return *one;
 }
 
-bool refused(PropertyBag& response, std::wstring sentence) {
+bool refused(PropertyBag& response, const std::wstring& sentence) {
     response.clear();  // a part of the list must not pass for the list
     response.setError(1, sentence);
     return false;
