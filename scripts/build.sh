@@ -9,9 +9,9 @@ preset=${1:?preset}
 shift
 folder=$root/build/$preset
 
-# What was compiled in one copy of the tree serves all others, wherever they stand. What a source includes is known from
-# the compiler's list of dependencies, which saves preprocessing every source once more.
-export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$root} CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1} CCACHE_DEPEND=${CCACHE_DEPEND:-1}
+# What a source includes is known from the compiler's list of dependencies, which saves preprocessing every source once
+# more.
+export CCACHE_DEPEND=${CCACHE_DEPEND:-1}
 
 mkdir -p "$folder"
 exec 9>"$folder/.build-lock"
