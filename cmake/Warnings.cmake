@@ -2,7 +2,7 @@
 function(ws_rules target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
     -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
-  # Natively four files of a folder are compiled as one, because most of it is the same headers and templates; more at
+  # Natively eight files of a folder are compiled as one, because most of it is the same headers and templates; more at
   # once would make an edit wait for its whole folder, as in the other builds. Then a local name may be that of another
   # file's function, and what is unnamed stands in an included file.
   if(CMAKE_UNITY_BUILD)
